@@ -1,0 +1,93 @@
+// The platform layer: files, byte-range locks, folders, clock and console, behind one interface
+// with a POSIX back end (platform_posix.cpp) and a Win32 one (platform_win32.cpp).
+// Paths are UTF-8 everywhere; the Win32 back end converts them to UTF-16.
+// Thread rules: a File object is used by one thread at a time; the free functions are
+// thread-safe.
+#ifndef VESK_PLATFORM_PLATFORM_H_
+#define VESK_PLATFORM_PLATFORM_H_
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vesk::platform {
+
+// What went wrong in a platform call. kOk means success.
+enum class Code { kOk, kNotFound, kExists, kAccess, kNoSpace, kLocked, kIoError };
+
+// Result of a platform call: a code, the system's error number (errno or GetLastError) and a
+// message naming the operation and the path.
+struct IoStatus {
+  Code code = Code::kOk;
+  int system_error = 0;
+  std::string message;
+
+  bool ok() const { return code == Code::kOk; }
+  static IoStatus Ok() { return {}; }
+};
+
+enum class OpenMode {
+  kRead,          // existing file, read only
+  kReadWrite,     // existing file, read and write
+  kCreate,        // read and write, created empty when absent
+  kCreateAlways,  // read and write, created or truncated to zero length
+};
+
+enum class LockKind { kShared, kExclusive };
+
+// An open file. Reads and writes are positional; nothing is buffered by this layer.
+class File {
+ public:
+  virtual ~File() = default;
+
+  // Reads up to out.size() bytes at offset; *read receives the count (less at end of file).
+  virtual IoStatus ReadAt(uint64_t offset, std::span<char> out, size_t* read) = 0;
+  // Writes every byte of data at offset, growing the file as needed.
+  virtual IoStatus WriteAt(uint64_t offset, std::span<const char> data) = 0;
+  // Forces written data to stable storage (fdatasync / FlushFileBuffers).
+  virtual IoStatus Sync() = 0;
+  virtual IoStatus Size(uint64_t* size) = 0;
+  virtual IoStatus Truncate(uint64_t size) = 0;
+  // Locks the whole file, waiting up to timeout_ms (0: try once); kLocked when it timed out.
+  // Locks belong to this open file, not to the process (two File objects of one process on the
+  // same path exclude each other).
+  virtual IoStatus Lock(LockKind kind, int timeout_ms) = 0;
+  virtual IoStatus Unlock() = 0;
+  virtual const std::string& Path() const = 0;
+};
+
+IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out);
+IoStatus FileExists(const std::string& path, bool* exists);
+IoStatus IsDirectory(const std::string& path, bool* is_dir);
+IoStatus RemoveFile(const std::string& path);
+// Renames from to to, replacing to atomically when it exists.
+IoStatus RenameFile(const std::string& from, const std::string& to);
+// Creates the folder (and its parents); success when it already exists.
+IoStatus CreateDirectories(const std::string& path);
+// Names (not paths) of the entries of a folder, sorted.
+IoStatus ListDirectory(const std::string& path, std::vector<std::string>* names);
+// Joins a folder and a name with the platform's separator.
+std::string JoinPath(std::string_view dir, std::string_view name);
+
+// Local calendar time, to the second.
+struct DateHeure {
+  int annee, mois, jour, heure, minute, seconde;
+};
+DateHeure Maintenant();
+// Monotonic clock in nanoseconds, for timeouts and measures.
+uint64_t HorlogeNs();
+
+// Console: whether standard output is a terminal; switches the console to UTF-8 where that
+// needs doing (Windows), idempotent.
+bool SortieEstTerminal();
+void ConsoleUtf8();
+
+// Value of an environment variable (UTF-8), empty when unset.
+std::string Environnement(const char* name);
+
+}  // namespace vesk::platform
+
+#endif  // VESK_PLATFORM_PLATFORM_H_

@@ -1,0 +1,274 @@
+// POSIX back end of the platform layer.
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "platform/platform.h"
+
+namespace vesk::platform {
+
+namespace {
+
+IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
+  Code code = Code::kIoError;
+  switch (err) {
+    case ENOENT:
+    case ENOTDIR:
+      code = Code::kNotFound;
+      break;
+    case EEXIST:
+      code = Code::kExists;
+      break;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      code = Code::kAccess;
+      break;
+    case ENOSPC:
+    case EDQUOT:
+      code = Code::kNoSpace;
+      break;
+    case EAGAIN:
+    case EINTR:
+      code = Code::kLocked;
+      break;
+    default:
+      break;
+  }
+  std::string message(what);
+  message += " ";
+  message += path;
+  message += " : ";
+  message += std::strerror(err);
+  return IoStatus{code, err, std::move(message)};
+}
+
+class PosixFile : public File {
+ public:
+  PosixFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
+  ~PosixFile() override { ::close(fd_); }
+
+  IoStatus ReadAt(uint64_t offset, std::span<char> out, size_t* read) override {
+    size_t done = 0;
+    while (done < out.size()) {
+      ssize_t n = ::pread(fd_, out.data() + done, out.size() - done, offset + done);
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        *read = done;
+        return FromErrno(errno, "lecture de", path_);
+      }
+      if (n == 0) break;
+      done += static_cast<size_t>(n);
+    }
+    *read = done;
+    return IoStatus::Ok();
+  }
+
+  IoStatus WriteAt(uint64_t offset, std::span<const char> data) override {
+    size_t done = 0;
+    while (done < data.size()) {
+      ssize_t n = ::pwrite(fd_, data.data() + done, data.size() - done, offset + done);
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        return FromErrno(errno, "écriture de", path_);
+      }
+      done += static_cast<size_t>(n);
+    }
+    return IoStatus::Ok();
+  }
+
+  IoStatus Sync() override {
+    if (::fdatasync(fd_) != 0) return FromErrno(errno, "synchronisation de", path_);
+    return IoStatus::Ok();
+  }
+
+  IoStatus Size(uint64_t* size) override {
+    struct stat st;
+    if (::fstat(fd_, &st) != 0) return FromErrno(errno, "taille de", path_);
+    *size = static_cast<uint64_t>(st.st_size);
+    return IoStatus::Ok();
+  }
+
+  IoStatus Truncate(uint64_t size) override {
+    if (::ftruncate(fd_, static_cast<off_t>(size)) != 0) {
+      return FromErrno(errno, "troncature de", path_);
+    }
+    return IoStatus::Ok();
+  }
+
+  // Open-file-description locks: they belong to this descriptor, so two File objects of one
+  // process exclude each other, and closing another descriptor of the file releases nothing.
+  IoStatus Lock(LockKind kind, int timeout_ms) override {
+    struct flock fl;
+    std::memset(&fl, 0, sizeof fl);
+    fl.l_type = kind == LockKind::kShared ? F_RDLCK : F_WRLCK;
+    fl.l_whence = SEEK_SET;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    int pause_us = 50;
+    for (;;) {
+      if (::fcntl(fd_, F_OFD_SETLK, &fl) == 0) return IoStatus::Ok();
+      int err = errno;
+      if (err != EAGAIN && err != EACCES && err != EINTR) {
+        return FromErrno(err, "verrouillage de", path_);
+      }
+      if (std::chrono::steady_clock::now() >= deadline) {
+        return IoStatus{Code::kLocked, err, "fichier verrouillé : " + path_};
+      }
+      std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
+      pause_us = std::min(pause_us * 2, 5000);
+    }
+  }
+
+  IoStatus Unlock() override {
+    struct flock fl;
+    std::memset(&fl, 0, sizeof fl);
+    fl.l_type = F_UNLCK;
+    fl.l_whence = SEEK_SET;
+    if (::fcntl(fd_, F_OFD_SETLK, &fl) != 0) return FromErrno(errno, "déverrouillage de", path_);
+    return IoStatus::Ok();
+  }
+
+  const std::string& Path() const override { return path_; }
+
+ private:
+  int fd_;
+  std::string path_;
+};
+
+}  // namespace
+
+IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out) {
+  int flags = O_CLOEXEC;
+  switch (mode) {
+    case OpenMode::kRead:
+      flags |= O_RDONLY;
+      break;
+    case OpenMode::kReadWrite:
+      flags |= O_RDWR;
+      break;
+    case OpenMode::kCreate:
+      flags |= O_RDWR | O_CREAT;
+      break;
+    case OpenMode::kCreateAlways:
+      flags |= O_RDWR | O_CREAT | O_TRUNC;
+      break;
+  }
+  int fd = ::open(path.c_str(), flags, 0644);
+  if (fd < 0) return FromErrno(errno, "ouverture de", path);
+  struct stat st;
+  if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+    ::close(fd);
+    return IoStatus{Code::kAccess, EISDIR, "ouverture de " + path + " : c'est un dossier"};
+  }
+  *out = std::make_unique<PosixFile>(fd, path);
+  return IoStatus::Ok();
+}
+
+IoStatus FileExists(const std::string& path, bool* exists) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) == 0) {
+    *exists = true;
+    return IoStatus::Ok();
+  }
+  if (errno == ENOENT || errno == ENOTDIR) {
+    *exists = false;
+    return IoStatus::Ok();
+  }
+  return FromErrno(errno, "accès à", path);
+}
+
+IoStatus IsDirectory(const std::string& path, bool* is_dir) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) {
+      *is_dir = false;
+      return IoStatus::Ok();
+    }
+    return FromErrno(errno, "accès à", path);
+  }
+  *is_dir = S_ISDIR(st.st_mode);
+  return IoStatus::Ok();
+}
+
+IoStatus RemoveFile(const std::string& path) {
+  if (::unlink(path.c_str()) != 0) return FromErrno(errno, "suppression de", path);
+  return IoStatus::Ok();
+}
+
+IoStatus RenameFile(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) return FromErrno(errno, "renommage de", from);
+  return IoStatus::Ok();
+}
+
+IoStatus CreateDirectories(const std::string& path) {
+  std::string partial;
+  size_t pos = 0;
+  while (pos != std::string::npos) {
+    pos = path.find('/', pos + 1);
+    partial = path.substr(0, pos);
+    if (partial.empty()) continue;
+    if (::mkdir(partial.c_str(), 0755) != 0 && errno != EEXIST) {
+      return FromErrno(errno, "création du dossier", partial);
+    }
+  }
+  bool is_dir = false;
+  IoStatus st = IsDirectory(path, &is_dir);
+  if (!st.ok()) return st;
+  if (!is_dir) return IoStatus{Code::kExists, EEXIST, "création du dossier " + path};
+  return IoStatus::Ok();
+}
+
+IoStatus ListDirectory(const std::string& path, std::vector<std::string>* names) {
+  names->clear();
+  DIR* dir = ::opendir(path.c_str());
+  if (dir == nullptr) return FromErrno(errno, "lecture du dossier", path);
+  while (struct dirent* entry = ::readdir(dir)) {
+    std::string name = entry->d_name;
+    if (name != "." && name != "..") names->push_back(std::move(name));
+  }
+  ::closedir(dir);
+  std::sort(names->begin(), names->end());
+  return IoStatus::Ok();
+}
+
+std::string JoinPath(std::string_view dir, std::string_view name) {
+  std::string path(dir);
+  if (!path.empty() && path.back() != '/') path += '/';
+  path += name;
+  return path;
+}
+
+DateHeure Maintenant() {
+  time_t now = ::time(nullptr);
+  struct tm local;
+  ::localtime_r(&now, &local);
+  return DateHeure{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                   local.tm_hour,        local.tm_min,     local.tm_sec};
+}
+
+uint64_t HorlogeNs() {
+  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                   std::chrono::steady_clock::now().time_since_epoch())
+                                   .count());
+}
+
+bool SortieEstTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
+
+void ConsoleUtf8() {}
+
+std::string Environnement(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+}  // namespace vesk::platform

@@ -1,0 +1,39 @@
+#include "srv/isam/env.h"
+
+namespace vesk::isam {
+
+namespace {
+
+// The platform's own files.
+class PlatformEnv : public Env {
+ public:
+  platform::IoStatus OpenFile(const std::string& path, platform::OpenMode mode,
+                              std::unique_ptr<platform::File>* out) override {
+    return platform::OpenFile(path, mode, out);
+  }
+  platform::IoStatus FileExists(const std::string& path, bool* exists) override {
+    return platform::FileExists(path, exists);
+  }
+  platform::IoStatus RemoveFile(const std::string& path) override {
+    return platform::RemoveFile(path);
+  }
+  platform::IoStatus RenameFile(const std::string& from, const std::string& to) override {
+    return platform::RenameFile(from, to);
+  }
+  platform::IoStatus CreateDirectories(const std::string& path) override {
+    return platform::CreateDirectories(path);
+  }
+  platform::IoStatus ListDirectory(const std::string& path,
+                                   std::vector<std::string>* names) override {
+    return platform::ListDirectory(path, names);
+  }
+};
+
+}  // namespace
+
+Env* Env::Default() {
+  static PlatformEnv env;
+  return &env;
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,55 @@
+// SrvDonnee: data files of fixed-length records, and text files read line by line, all in the
+// data folder. One object per thread; handles are valid only in the object that gave them.
+// Every operation throws ErreurService when it cannot do what it is asked.
+#ifndef VESK_SRV_SRV_DONNEE_H_
+#define VESK_SRV_SRV_DONNEE_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "srv/proprietaire.h"
+
+namespace vesk {
+
+class SrvDonnee {
+ public:
+  virtual ~SrvDonnee() = default;
+
+  // Bracketed list of the open objects of a kind: "B" the open B-trees, "D" the open data files;
+  // each element is [name,handle]. nombre receives the count of elements.
+  virtual void ListeOuverts(std::string_view nature, std::string& liste, int32_t& nombre) = 0;
+  // Reads record no_enr into the current fields through the owner's "Lire" + name method.
+  virtual void LireEnr(int16_t fichier, int32_t no_enr) = 0;
+  // Opens the data file nom (letters and digits only) of records of longueur_enr characters and
+  // gives its handle. dependance_entreprise: the file lives in the current company's sub-folder.
+  // proprietaire: the owner called back to read and write the current fields (may be null for a
+  // file used only through LireFichier/EcrireFichier). libelle: a description kept in the
+  // file's header when it is created. methode: the name the owner's methods end with, when not
+  // the file's own name. mode: "" read and write, "L" read only. creation: create the file when
+  // it is absent (otherwise an absent file is an error).
+  virtual void Donnee(bool dependance_entreprise, std::string_view nom, int16_t longueur_enr,
+                      int16_t& fichier, Proprietaire* proprietaire, std::string_view libelle,
+                      std::string_view methode, std::string_view mode, bool creation) = 0;
+  // Writes texte as record no_enr (from 1), completed with spaces to the record length; a text
+  // longer than the record is an error. Writing one past the last record appends it.
+  virtual void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) = 0;
+  // Reads the text of record no_enr, of exactly the record length.
+  virtual void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) = 0;
+  // Number of the record found by the last B-tree search or walk on this file (0: none).
+  virtual void NoEnrCourant(int16_t fichier, int32_t& no_enr) = 0;
+  // Opens the text file nom ("TVA.DOM": letters and digits, a dot, an extension) for reading.
+  virtual void OuvLect(std::string_view nom, int16_t& handle) = 0;
+  // True once every line of the text file has been read.
+  virtual void FinFich(int16_t handle, bool& fin) = 0;
+  // Reads the next line (Windows-1252 on disk, CR LF or LF, without its end of line).
+  virtual void LireLigne(int16_t handle, std::string& ligne) = 0;
+  // Whether the file nom (a name with its extension) exists in the data folder.
+  virtual void Existe(std::string_view nom, bool& existe) = 0;
+  // Closes a text file opened by OuvLect; its handle becomes invalid.
+  virtual void FermeLect(int16_t handle) = 0;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_SRV_SRV_DONNEE_H_
