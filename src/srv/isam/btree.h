@@ -1,0 +1,91 @@
+// BTree: one B-tree file (.DAB) of fixed-length keys and 32-bit record numbers, over a Pager.
+// Nature 'P' keeps keys unique; nature 'S' allows duplicate keys, entries being ordered by
+// (key, record number). Keys are compared byte by byte, unsigned (Windows-1252 bytes).
+// Thread rules: one thread at a time; the upper levels stay cached in the pager.
+#ifndef VESK_SRV_ISAM_BTREE_H_
+#define VESK_SRV_ISAM_BTREE_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "srv/isam/env.h"
+#include "srv/isam/pager.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+// The header values of a B-tree file.
+struct BTreeHeader {
+  uint32_t node_length = 0;
+  uint16_t key_length = 0;
+  uint16_t pointer_length = 4;
+  char nature = 'P';
+  uint32_t order = 0;  // most entries a node holds
+  uint32_t levels = 0;
+  uint64_t keys = 0;
+  uint32_t nodes = 0;
+  uint32_t root = 0;
+  uint32_t free_head = 0;
+  std::string indexed_file;
+  uint64_t change_counter = 0;
+};
+
+// Figures that help a person judge a tree.
+struct BTreeStats {
+  std::vector<uint64_t> keys_per_level;   // from the root down
+  std::vector<uint32_t> nodes_per_level;  // from the root down
+  double fill_ratio = 0;                  // entries held / entries the nodes could hold
+  uint32_t free_nodes = 0;
+  uint64_t file_bytes = 0;
+};
+
+class BTree {
+ public:
+  // Opens the B-tree file path. When it is absent and create is true, creates it with
+  // key_length (1 to 1024) and nature; an existing file must have the same key length and
+  // nature (InvalidArgument naming both otherwise). indexed_file is recorded when not empty.
+  static Status Open(Env* env, const std::string& path, uint16_t key_length, char nature,
+                     std::string_view indexed_file, bool create, std::unique_ptr<BTree>* out);
+  ~BTree();
+
+  // key is exactly key_length bytes. 'P': Duplicate when the key exists; 'S': Duplicate when
+  // the pair exists. Nothing is changed on failure.
+  Status Insert(std::string_view key, uint32_t record);
+  // Removes the pair; NotFound when absent.
+  Status Erase(std::string_view key, uint32_t record);
+  // The first record of key; NotFound when absent.
+  Status Find(std::string_view key, uint32_t* record);
+  // The first entry strictly after (key, record) in (key, record) order; an empty key with
+  // record 0 gives the first entry. NotFound past the last entry.
+  Status SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
+                   uint32_t* found_record);
+  // Calls visit for every entry in order until it returns false.
+  Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
+
+  Status Header(BTreeHeader* header);
+  Status FreeNodes(std::vector<uint32_t>* nodes);
+  Status Stats(BTreeStats* stats);
+  // Checks every invariant (keys in order, leaves at one depth, header counts, free list
+  // without cycles and disjoint from the tree); problems lists what is wrong, empty when sound.
+  Status Verify(std::vector<std::string>* problems);
+
+  // Writes the cached changes to the file; Sync also forces them to stable storage.
+  Status Flush();
+  Status Sync();
+  uint16_t KeyLength() const;
+  char Nature() const;
+  Pager* pager();
+
+ private:
+  struct Impl;
+  explicit BTree(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_BTREE_H_
