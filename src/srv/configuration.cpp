@@ -1,0 +1,237 @@
+#include "srv/configuration.h"
+
+#include <cstdint>
+
+#include "platform/platform.h"
+#include "srv/erreur_service.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::string_view kOperation = "Lecture de la configuration";
+constexpr std::string_view kClesConnues =
+    "application, entreprise, editions, separateur_csv, synchro";
+
+bool EstBlanc(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+std::string_view SansBlancs(std::string_view s) {
+  while (!s.empty() && EstBlanc(s.front())) s.remove_prefix(1);
+  while (!s.empty() && EstBlanc(s.back())) s.remove_suffix(1);
+  return s;
+}
+
+std::string Minuscules(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return out;
+}
+
+// Length of the UTF-8 sequence starting at s[i], or 0 when it is not a valid one.
+size_t LongueurUtf8(std::string_view s, size_t i) {
+  auto b = [&](size_t k) { return static_cast<uint8_t>(s[k]); };
+  uint8_t c = b(i);
+  if (c < 0x80) return 1;
+  size_t n = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
+  if (n == 0 || c > 0xF4 || i + n > s.size()) return 0;
+  for (size_t k = 1; k < n; ++k) {
+    if ((b(i + k) & 0xC0) != 0x80) return 0;
+  }
+  uint8_t c1 = b(i + 1);
+  if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 > 0x9F)) return 0;  // overlong, surrogate
+  if ((c == 0xF0 && c1 < 0x90) || (c == 0xF4 && c1 > 0x8F)) return 0;  // overlong, > U+10FFFF
+  return n;
+}
+
+// Offset of the first byte that does not begin a valid UTF-8 sequence, or npos.
+size_t PremierOctetInvalide(std::string_view s) {
+  for (size_t i = 0; i < s.size();) {
+    size_t n = LongueurUtf8(s, i);
+    if (n == 0) return i;
+    i += n;
+  }
+  return std::string_view::npos;
+}
+
+size_t NombreCaracteres(std::string_view s) {
+  size_t n = 0;
+  for (char c : s) n += (static_cast<uint8_t>(c) & 0xC0) != 0x80;
+  return n;
+}
+
+bool ContientControle(std::string_view s) {
+  for (char c : s) {
+    auto u = static_cast<uint8_t>(c);
+    if (u < 0x20 || u == 0x7F) return true;
+  }
+  return false;
+}
+
+std::string Cite(std::string_view s) { return "« " + std::string(s) + " »"; }
+
+// Checks the value of a key and stores it; returns the reason of a refusal, empty when taken.
+std::string Affecte(Configuration& config, const std::string& cle, std::string_view valeur) {
+  if (PremierOctetInvalide(valeur) != std::string_view::npos) {
+    return "la valeur de " + Cite(cle) + " n'est pas un texte UTF-8 valide";
+  }
+  std::string refus = "valeur " + Cite(valeur) + " refusée pour " + Cite(cle) + " : ";
+  if (cle == "application") {
+    if (ContientControle(valeur)) return refus + "caractère de contrôle";
+    config.application = valeur;
+  } else if (cle == "entreprise") {
+    for (char c : valeur) {
+      bool alnum = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+      if (!alnum) return refus + "seules des lettres (sans accent) et des chiffres sont admises";
+    }
+    config.entreprise = valeur;
+  } else if (cle == "editions") {
+    if (valeur.empty()) return refus + "un dossier est attendu";
+    if (ContientControle(valeur)) return refus + "caractère de contrôle";
+    config.editions = valeur;
+  } else if (cle == "separateur_csv") {
+    if (NombreCaracteres(valeur) != 1) return refus + "un seul caractère est attendu";
+    if ((ContientControle(valeur) && valeur != "\t") || valeur == "\"") {
+      return refus + "ni guillemet ni caractère de contrôle (la tabulation est admise)";
+    }
+    config.separateur_csv = valeur;
+  } else if (cle == "synchro") {
+    std::string v = Minuscules(valeur);
+    if (v != "full" && v != "off") return refus + "full ou off attendu";
+    config.synchro = v == "full" ? Synchro::kFull : Synchro::kOff;
+  } else {
+    return "clé inconnue " + Cite(cle) + " (clés reconnues : " + std::string(kClesConnues) + ")";
+  }
+  return {};
+}
+
+// A value between double quotes is taken as written, without them.
+bool OteGuillemets(std::string_view& valeur) {
+  if (valeur.empty() || valeur.front() != '"') return true;
+  if (valeur.size() < 2 || valeur.back() != '"') return false;
+  valeur = valeur.substr(1, valeur.size() - 2);
+  return true;
+}
+
+// Position of an inline comment: a ';' that follows a blank, or npos.
+size_t DebutCommentaire(std::string_view s) {
+  for (size_t i = 1; i < s.size(); ++i) {
+    if (s[i] == ';' && EstBlanc(s[i - 1])) return i;
+  }
+  return std::string_view::npos;
+}
+
+}  // namespace
+
+std::string Configuration::DossierEditions() const {
+  if (editions.empty()) return platform::JoinPath(dossier, "EDITIONS");
+  bool absolu = editions.front() == '/' || editions.front() == '\\' ||
+                (editions.size() >= 2 && editions[1] == ':');
+  return absolu ? editions : platform::JoinPath(dossier, editions);
+}
+
+std::string Configuration::CheminDonnees(std::string_view nom) const {
+  return platform::JoinPath(dossier, nom);
+}
+
+std::string_view NomSynchro(Synchro synchro) { return synchro == Synchro::kFull ? "full" : "off"; }
+
+std::string DecritConfiguration(const Configuration& config) {
+  auto valeur = [](std::string_view v) {
+    bool cite = v.empty() || EstBlanc(v.front()) || EstBlanc(v.back()) || v.front() == '"' ||
+                v.find(';') != std::string_view::npos;
+    return cite ? "\"" + std::string(v) + "\"" : std::string(v);
+  };
+  std::string out;
+  out += "dossier = " + valeur(config.dossier) + "\n";
+  out += "application = " + valeur(config.application) + "\n";
+  out += "entreprise = " + valeur(config.entreprise) + "\n";
+  out += "editions = " + valeur(config.DossierEditions()) + "\n";
+  out += "separateur_csv = " + valeur(config.separateur_csv) + "\n";
+  out += "synchro = " + std::string(NomSynchro(config.synchro)) + "\n";
+  return out;
+}
+
+LecteurConfiguration::LecteurConfiguration(Configuration& config, std::string fichier)
+    : config_(config), fichier_(std::move(fichier)) {}
+
+void LecteurConfiguration::VerifieTexte(std::string_view texte) const {
+  int ligne = 1;
+  for (size_t i = 0; i < texte.size();) {
+    if (texte[i] == '\0') ErreurLigne(ligne, "octet de code 0 dans le fichier");
+    size_t n = LongueurUtf8(texte, i);
+    if (n == 0) {
+      ErreurLigne(ligne,
+                  "le fichier n'est pas en UTF-8 (enregistrez-le en UTF-8, pas en Windows-1252)");
+    }
+    if (texte[i] == '\n') ++ligne;
+    i += n;
+  }
+}
+
+void LecteurConfiguration::Applique(std::string_view section, std::string_view cle,
+                                    std::string_view valeur, int ligne) {
+  std::string nom = Minuscules(SansBlancs(cle));
+  if (!section.empty() && Minuscules(SansBlancs(section)) != "vesk") {
+    ErreurLigne(ligne, "clé " + Cite(nom) + " sous la section inconnue " +
+                           Cite(std::string(section)) + " (seule [vesk] est lue)");
+  }
+  if (auto vu = lignes_.find(nom); vu != lignes_.end()) {
+    ErreurLigne(ligne, "clé " + Cite(nom) + " déjà donnée ligne " + std::to_string(vu->second));
+  }
+  std::string_view v = SansBlancs(valeur);
+  if (!OteGuillemets(v)) {
+    ErreurLigne(ligne, "guillemet fermant manquant dans la valeur de " + Cite(nom));
+  }
+  std::string refus = Affecte(config_, nom, v);
+  if (!refus.empty()) ErreurLigne(ligne, refus);
+  lignes_.emplace(nom, ligne);
+}
+
+void LecteurConfiguration::ErreurLigne(int ligne, std::string_view detail) const {
+  throw ErreurService(kOperation, fichier_ + ", ligne " + std::to_string(ligne), detail);
+}
+
+void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur) {
+  lecteur.VerifieTexte(texte);
+  if (texte.substr(0, 3) == "\xEF\xBB\xBF") texte.remove_prefix(3);
+  std::string section;
+  bool apres_cle = false;  // an indented line after a key would continue its value
+  int numero = 0;
+  while (!texte.empty()) {
+    size_t fin = texte.find('\n');
+    std::string_view ligne = texte.substr(0, fin);
+    texte = fin == std::string_view::npos ? std::string_view() : texte.substr(fin + 1);
+    ++numero;
+    std::string_view s = SansBlancs(ligne);
+    if (s.empty() || s.front() == ';' || s.front() == '#') continue;
+    if (s.front() == '[') {
+      size_t ferme = s.find(']');
+      if (ferme == std::string_view::npos) lecteur.ErreurLigne(numero, "« ] » manquant");
+      section = SansBlancs(s.substr(1, ferme - 1));
+      apres_cle = false;
+      continue;
+    }
+    if (apres_cle && EstBlanc(ligne.front())) {
+      lecteur.ErreurLigne(numero, "ligne en retrait : une valeur tient sur une seule ligne");
+    }
+    size_t egal = s.find_first_of("=:");
+    size_t commentaire = DebutCommentaire(s);
+    if (egal == std::string_view::npos || commentaire < egal) {
+      lecteur.ErreurLigne(numero, "ligne illisible : « clé = valeur » attendu");
+    }
+    std::string_view valeur = SansBlancs(s.substr(egal + 1));
+    valeur = SansBlancs(valeur.substr(0, DebutCommentaire(valeur)));
+    lecteur.Applique(section, s.substr(0, egal), valeur, numero);
+    apres_cle = true;
+  }
+}
+
+void AppliqueOption(Configuration& config, std::string_view option, std::string_view cle,
+                    std::string_view valeur) {
+  std::string refus = Affecte(config, std::string(cle), valeur);
+  if (!refus.empty()) throw ErreurService("Ligne de commande", std::string(option), refus);
+}
+
+}  // namespace vesk
