@@ -7,6 +7,7 @@
 #define VESK_SRV_ISAM_PAGER_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -29,9 +30,14 @@ class Pager {
   Status Read(uint64_t offset, std::span<char> out, size_t* read = nullptr);
   // Writes data at offset into the cache, growing the logical size as needed.
   Status Write(uint64_t offset, std::span<const char> data);
-  // A block's bytes for reading in place, valid until the next call on this pager.
+  // A block's bytes for reading in place, valid until the next call on this pager. In fact a
+  // block stays in memory until kRecentBlocks further fetches (BlockForRead, BlockForWrite) have
+  // been made, so several pointers may be held at once (Truncate and DropCache end them all).
+  // A block past the logical end reads as zeros and does not grow the file.
   Status BlockForRead(uint64_t block_no, const char** data);
-  // A block's bytes for changing in place (marked dirty), valid until the next call.
+  // A block's bytes for changing in place (marked dirty), valid until the next call. A dirty
+  // block is never evicted: its pointer stays valid until the next Flush, Sync or Truncate.
+  // The file grows to cover the block.
   Status BlockForWrite(uint64_t block_no, char** data);
   // Writes every dirty block to the file, in block order.
   Status Flush();
@@ -47,6 +53,31 @@ class Pager {
 
   uint32_t BlockSize() const;
   const std::string& Path() const;
+
+  // How many of the last blocks fetched stay in memory whatever the cache size.
+  static constexpr int kRecentBlocks = 8;
+
+  // Rollback-journal hook. Once a transaction is under way, before a block changes for the
+  // first time since the last StartChangeEpoch, the pager calls the hook with the block number
+  // and its original bytes (zeros past the end of the file as it was); a failing hook refuses
+  // the change and the block stays untouched. The journal itself records the file's size at the
+  // start of the transaction. Without a hook nothing is called.
+  using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
+  void SetBeforeChangeHook(BeforeChangeHook hook);
+  // Starts a new epoch: every block will be reported again before its next change.
+  void StartChangeEpoch();
+
+  // Called at the start of each Flush, before any block is written, so that the owner can
+  // complete the blocks it keeps up to date lazily (a header checksum, say).
+  void SetBeforeFlushHook(std::function<Status()> hook);
+
+  // Counters, for tests and benchmarks.
+  struct Counters {
+    uint64_t block_reads = 0;   // blocks read from the file
+    uint64_t block_writes = 0;  // blocks written to the file
+    uint64_t evictions = 0;     // clean blocks dropped to make room
+  };
+  const Counters& counters() const;
 
  private:
   struct Impl;

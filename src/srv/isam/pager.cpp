@@ -1,0 +1,413 @@
+#include "srv/isam/pager.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr uint64_t kNoBlock = std::numeric_limits<uint64_t>::max();
+// Most bytes one coalesced write carries to the file.
+constexpr size_t kMaxRunBytes = 1 << 20;
+
+struct Frame {
+  uint64_t no = kNoBlock;
+  std::unique_ptr<char[]> data;
+  bool dirty = false;
+  bool ref = false;       // CLOCK reference bit
+  uint64_t last_use = 0;  // fetch tick of the last use
+  uint64_t epoch = 0;     // change epoch in which the journal hook last saw this block
+  size_t slot = 0;        // index in Impl::frames
+};
+
+}  // namespace
+
+struct Pager::Impl {
+  Env* env = nullptr;
+  std::unique_ptr<platform::File> file;
+  std::string path;
+  bool writable = false;
+  uint32_t block_size = 0;
+  int shift = 0;
+  size_t capacity = 1;     // most clean blocks kept
+  uint64_t size = 0;       // logical size, flushed or not
+  uint64_t disk_size = 0;  // size of the file itself
+  bool failed = false;
+  std::string failure;
+
+  std::unordered_map<uint64_t, Frame*> map;
+  std::vector<std::unique_ptr<Frame>> frames;
+  size_t hand = 0;
+  size_t clean = 0;  // frames mapped and not dirty
+  uint64_t tick = 0;
+  Frame* last = nullptr;
+
+  BeforeChangeHook change_hook;
+  std::function<Status()> flush_hook;
+  uint64_t epoch = 1;
+  std::unordered_set<uint64_t> journaled;
+  std::vector<char> run;  // buffer of a coalesced write
+  Counters counters;
+
+  bool Recent(const Frame* f) const { return f->last_use + kRecentBlocks > tick; }
+  Status CheckWritable() const;
+  Status Fetch(uint64_t no, bool load, Frame** out);
+  Frame* NewFrame();
+  Frame* Victim();
+  void Destroy(Frame* f);
+  void Trim();
+  Status Load(Frame* f);
+  Status BeforeChange(Frame* f);
+  Status WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t end);
+  Status FailWrite(const platform::IoStatus& io);
+};
+
+Status Pager::Impl::CheckWritable() const {
+  if (!writable)
+    return Status::InvalidArgument("écriture refusée : fichier ouvert en lecture seule : " + path);
+  if (failed) {
+    return Status::IOError("écriture refusée : une écriture précédente a échoué : " + path + " (" +
+                           failure + ")");
+  }
+  return Status::Ok();
+}
+
+Status Pager::Impl::FailWrite(const platform::IoStatus& io) {
+  failed = true;
+  failure = io.message;
+  return Status::FromIo(io);
+}
+
+Frame* Pager::Impl::NewFrame() {
+  auto f = std::make_unique<Frame>();
+  f->data = std::make_unique<char[]>(block_size);
+  f->slot = frames.size();
+  frames.push_back(std::move(f));
+  return frames.back().get();
+}
+
+// CLOCK over the clean frames that were not fetched lately; null when none may go.
+Frame* Pager::Impl::Victim() {
+  size_t n = frames.size();
+  for (size_t step = 0; step < 2 * n + 1; ++step) {
+    if (hand >= n) hand = 0;
+    Frame* f = frames[hand++].get();
+    if (f->dirty || Recent(f)) continue;
+    if (f->ref) {
+      f->ref = false;
+      continue;
+    }
+    return f;
+  }
+  return nullptr;
+}
+
+void Pager::Impl::Destroy(Frame* f) {
+  if (f == last) last = nullptr;
+  if (f->no != kNoBlock) {
+    map.erase(f->no);
+    if (!f->dirty) --clean;
+  }
+  size_t slot = f->slot;
+  if (slot + 1 != frames.size()) {
+    std::swap(frames[slot], frames.back());
+    frames[slot]->slot = slot;
+  }
+  frames.pop_back();
+}
+
+// Drops clean blocks until at most capacity remain.
+void Pager::Impl::Trim() {
+  while (clean > capacity) {
+    Frame* f = Victim();
+    if (f == nullptr) return;
+    Destroy(f);
+    ++counters.evictions;
+  }
+}
+
+Status Pager::Impl::Load(Frame* f) {
+  uint64_t offset = f->no << shift;
+  size_t got = 0;
+  if (offset < disk_size) {
+    platform::IoStatus io = file->ReadAt(offset, std::span<char>(f->data.get(), block_size), &got);
+    if (!io.ok()) return Status::FromIo(io);
+    ++counters.block_reads;
+  }
+  if (got < block_size) std::memset(f->data.get() + got, 0, block_size - got);
+  return Status::Ok();
+}
+
+// The frame of block no, loaded from the file when load is true (zeros otherwise).
+Status Pager::Impl::Fetch(uint64_t no, bool load, Frame** out) {
+  ++tick;
+  if (last != nullptr && last->no == no) {
+    last->last_use = tick;
+    *out = last;
+    return Status::Ok();
+  }
+  auto it = map.find(no);
+  if (it != map.end()) {
+    Frame* f = it->second;
+    f->ref = true;
+    f->last_use = tick;
+    *out = last = f;
+    return Status::Ok();
+  }
+  Frame* f = nullptr;
+  if (clean >= capacity) f = Victim();
+  if (f != nullptr) {
+    if (f == last) last = nullptr;
+    map.erase(f->no);
+    --clean;
+    ++counters.evictions;
+  } else {
+    f = NewFrame();
+  }
+  f->no = no;
+  f->dirty = false;
+  f->ref = false;
+  f->epoch = 0;
+  f->last_use = tick;
+  Status st = load ? Load(f) : Status::Ok();
+  if (!load) std::memset(f->data.get(), 0, block_size);
+  if (!st.ok()) {
+    f->no = kNoBlock;
+    Destroy(f);
+    return st;
+  }
+  map.emplace(no, f);
+  ++clean;
+  *out = last = f;
+  return Status::Ok();
+}
+
+// Journal hook, then dirty marking, before the frame's bytes change.
+Status Pager::Impl::BeforeChange(Frame* f) {
+  if (change_hook && f->epoch != epoch) {
+    if (journaled.count(f->no) == 0) {
+      VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data.get(), block_size)));
+      journaled.insert(f->no);
+    }
+    f->epoch = epoch;
+  }
+  if (!f->dirty) {
+    f->dirty = true;
+    --clean;
+  }
+  return Status::Ok();
+}
+
+Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, uint32_t block_size,
+                   size_t cache_blocks, std::unique_ptr<Pager>* out) {
+  if (block_size < 512 || block_size > (1u << 24) || (block_size & (block_size - 1)) != 0) {
+    return Status::InvalidArgument("taille de bloc " + std::to_string(block_size) +
+                                   " refusée (puissance de deux de 512 à 16 Mio) : " + path);
+  }
+  auto impl = std::make_unique<Impl>();
+  impl->env = env;
+  impl->path = path;
+  impl->writable = mode != platform::OpenMode::kRead;
+  impl->block_size = block_size;
+  while ((1u << impl->shift) < block_size) ++impl->shift;
+  impl->capacity = std::max<size_t>(cache_blocks, 1);
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(path, mode, &impl->file)));
+  VESK_RETURN_IF_ERROR(Status::FromIo(impl->file->Size(&impl->disk_size)));
+  impl->size = impl->disk_size;
+  out->reset(new Pager(std::move(impl)));
+  return Status::Ok();
+}
+
+Pager::Pager(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Pager::~Pager() = default;
+
+Status Pager::Read(uint64_t offset, std::span<char> out, size_t* read) {
+  Impl& m = *impl_;
+  uint64_t avail = offset < m.size ? m.size - offset : 0;
+  size_t before_end = static_cast<size_t>(std::min<uint64_t>(avail, out.size()));
+  if (read != nullptr) *read = before_end;
+  size_t done = 0;
+  while (done < before_end) {
+    uint64_t pos = offset + done;
+    Frame* f = nullptr;
+    VESK_RETURN_IF_ERROR(m.Fetch(pos >> m.shift, true, &f));
+    size_t in_block = static_cast<size_t>(pos & (m.block_size - 1));
+    size_t n = std::min<size_t>(m.block_size - in_block, before_end - done);
+    std::memcpy(out.data() + done, f->data.get() + in_block, n);
+    done += n;
+  }
+  if (before_end < out.size()) std::memset(out.data() + before_end, 0, out.size() - before_end);
+  return Status::Ok();
+}
+
+Status Pager::Write(uint64_t offset, std::span<const char> data) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  size_t done = 0;
+  while (done < data.size()) {
+    uint64_t pos = offset + done;
+    uint64_t no = pos >> m.shift;
+    size_t in_block = static_cast<size_t>(pos & (m.block_size - 1));
+    size_t n = std::min<size_t>(m.block_size - in_block, data.size() - done);
+    // A whole block past the end of the file needs no read: its old bytes are zeros.
+    bool load = !(n == m.block_size && (no << m.shift) >= m.disk_size);
+    Frame* f = nullptr;
+    VESK_RETURN_IF_ERROR(m.Fetch(no, load, &f));
+    VESK_RETURN_IF_ERROR(m.BeforeChange(f));
+    std::memcpy(f->data.get() + in_block, data.data() + done, n);
+    done += n;
+  }
+  m.size = std::max(m.size, offset + data.size());
+  return Status::Ok();
+}
+
+Status Pager::BlockForRead(uint64_t block_no, const char** data) {
+  Frame* f = nullptr;
+  VESK_RETURN_IF_ERROR(impl_->Fetch(block_no, true, &f));
+  *data = f->data.get();
+  return Status::Ok();
+}
+
+Status Pager::BlockForWrite(uint64_t block_no, char** data) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  Frame* f = nullptr;
+  VESK_RETURN_IF_ERROR(m.Fetch(block_no, true, &f));
+  VESK_RETURN_IF_ERROR(m.BeforeChange(f));
+  m.size = std::max(m.size, (block_no + 1) << m.shift);
+  *data = f->data.get();
+  return Status::Ok();
+}
+
+// Writes dirty[begin, end), consecutive blocks, as one write.
+Status Pager::Impl::WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t end) {
+  uint64_t first = dirty[begin]->no << shift;
+  if (first >= size) return Status::Ok();
+  uint64_t stop = std::min<uint64_t>(size, (dirty[end - 1]->no + 1) << shift);
+  size_t bytes = static_cast<size_t>(stop - first);
+  std::span<const char> out;
+  if (end - begin == 1) {
+    out = std::span<const char>(dirty[begin]->data.get(), bytes);
+  } else {
+    run.resize(bytes);
+    for (size_t i = begin; i < end; ++i) {
+      size_t at = (i - begin) << shift;
+      std::memcpy(run.data() + at, dirty[i]->data.get(), std::min<size_t>(block_size, bytes - at));
+    }
+    out = std::span<const char>(run.data(), bytes);
+  }
+  platform::IoStatus io = file->WriteAt(first, out);
+  if (!io.ok()) return FailWrite(io);
+  counters.block_writes += end - begin;
+  disk_size = std::max(disk_size, stop);
+  return Status::Ok();
+}
+
+Status Pager::Flush() {
+  Impl& m = *impl_;
+  if (m.failed) return m.CheckWritable();
+  if (m.flush_hook) VESK_RETURN_IF_ERROR(m.flush_hook());
+  std::vector<Frame*> dirty;
+  for (auto& f : m.frames) {
+    if (f->dirty) dirty.push_back(f.get());
+  }
+  if (dirty.empty()) return Status::Ok();
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  std::sort(dirty.begin(), dirty.end(), [](Frame* a, Frame* b) { return a->no < b->no; });
+  size_t max_blocks = std::max<size_t>(1, kMaxRunBytes >> m.shift);
+  size_t begin = 0;
+  for (size_t i = 1; i <= dirty.size(); ++i) {
+    bool breaks =
+        i == dirty.size() || dirty[i]->no != dirty[i - 1]->no + 1 || i - begin >= max_blocks;
+    if (!breaks) continue;
+    VESK_RETURN_IF_ERROR(m.WriteRun(dirty, begin, i));
+    for (size_t j = begin; j < i; ++j) {
+      dirty[j]->dirty = false;
+      ++m.clean;
+    }
+    begin = i;
+  }
+  // A logical size beyond the last block written (a Truncate that grew the file) is kept.
+  if (m.disk_size < m.size) {
+    platform::IoStatus io = m.file->Truncate(m.size);
+    if (!io.ok()) return m.FailWrite(io);
+    m.disk_size = m.size;
+  }
+  m.Trim();
+  return Status::Ok();
+}
+
+Status Pager::Sync() {
+  VESK_RETURN_IF_ERROR(Flush());
+  platform::IoStatus io = impl_->file->Sync();
+  if (!io.ok()) return impl_->FailWrite(io);
+  return Status::Ok();
+}
+
+uint64_t Pager::Size() const { return impl_->size; }
+
+Status Pager::Truncate(uint64_t size) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  uint64_t first_cut = (size + m.block_size - 1) >> m.shift;  // first block wholly cut
+  uint64_t old_blocks = (m.size + m.block_size - 1) >> m.shift;
+  // The journal sees every block the cut changes, before it changes.
+  if (m.change_hook) {
+    for (uint64_t no = size >> m.shift; no < old_blocks; ++no) {
+      Frame* f = nullptr;
+      VESK_RETURN_IF_ERROR(m.Fetch(no, true, &f));
+      VESK_RETURN_IF_ERROR(m.BeforeChange(f));
+    }
+  }
+  std::vector<Frame*> cut;
+  for (auto& f : m.frames) {
+    if (f->no >= first_cut) cut.push_back(f.get());
+  }
+  for (Frame* f : cut) m.Destroy(f);
+  size_t in_block = static_cast<size_t>(size & (m.block_size - 1));
+  auto it = m.map.find(size >> m.shift);
+  if (in_block != 0 && it != m.map.end()) {
+    std::memset(it->second->data.get() + in_block, 0, m.block_size - in_block);
+  }
+  platform::IoStatus io = m.file->Truncate(size);
+  if (!io.ok()) return m.FailWrite(io);
+  m.size = m.disk_size = size;
+  return Status::Ok();
+}
+
+void Pager::DropCache() {
+  Impl& m = *impl_;
+  std::vector<Frame*> gone;
+  for (auto& f : m.frames) {
+    if (!f->dirty) gone.push_back(f.get());
+  }
+  for (Frame* f : gone) m.Destroy(f);
+  if (m.frames.empty()) {
+    uint64_t size = 0;
+    if (m.file->Size(&size).ok()) m.size = m.disk_size = size;
+  }
+}
+
+bool Pager::Failed() const { return impl_->failed; }
+uint32_t Pager::BlockSize() const { return impl_->block_size; }
+const std::string& Pager::Path() const { return impl_->path; }
+
+void Pager::SetBeforeChangeHook(BeforeChangeHook hook) { impl_->change_hook = std::move(hook); }
+
+void Pager::StartChangeEpoch() {
+  ++impl_->epoch;
+  impl_->journaled.clear();
+}
+
+void Pager::SetBeforeFlushHook(std::function<Status()> hook) {
+  impl_->flush_hook = std::move(hook);
+}
+
+const Pager::Counters& Pager::counters() const { return impl_->counters; }
+
+}  // namespace vesk::isam
