@@ -53,7 +53,8 @@ class File {
   virtual IoStatus Truncate(uint64_t size) = 0;
   // Locks the whole file, waiting up to timeout_ms (0: try once); kLocked when it timed out.
   // Locks belong to this open file, not to the process (two File objects of one process on the
-  // same path exclude each other).
+  // same path exclude each other). They are advisory: they never hinder reads and writes.
+  // Taking the other kind while holding one converts it (not atomically on Windows).
   virtual IoStatus Lock(LockKind kind, int timeout_ms) = 0;
   virtual IoStatus Unlock() = 0;
   virtual const std::string& Path() const = 0;
@@ -65,6 +66,9 @@ IoStatus IsDirectory(const std::string& path, bool* is_dir);
 IoStatus RemoveFile(const std::string& path);
 // Renames from to to, replacing to atomically when it exists.
 IoStatus RenameFile(const std::string& from, const std::string& to);
+// Makes the creations, renames and removals of entries in a folder durable (fsync of the folder
+// on POSIX; nothing to do on Windows, where renames are written through).
+IoStatus SyncDirectory(const std::string& path);
 // Creates the folder (and its parents); success when it already exists.
 IoStatus CreateDirectories(const std::string& path);
 // Names (not paths) of the entries of a folder, sorted.

@@ -19,6 +19,17 @@ namespace vesk::platform {
 
 namespace {
 
+// strerror is not thread-safe; the two strerror_r flavours return different things.
+[[maybe_unused]] const char* StrerrorResult(int rc, const char* buffer) {
+  return rc == 0 ? buffer : "erreur inconnue";
+}
+[[maybe_unused]] const char* StrerrorResult(const char* text, const char*) { return text; }
+
+std::string SystemMessage(int err) {
+  char buffer[256] = {};
+  return StrerrorResult(::strerror_r(err, buffer, sizeof buffer), buffer);
+}
+
 IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
   Code code = Code::kIoError;
   switch (err) {
@@ -38,8 +49,10 @@ IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
     case EDQUOT:
       code = Code::kNoSpace;
       break;
+    case EISDIR:
+      code = Code::kAccess;
+      break;
     case EAGAIN:
-    case EINTR:
       code = Code::kLocked;
       break;
     default:
@@ -49,13 +62,20 @@ IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
   message += " ";
   message += path;
   message += " : ";
-  message += std::strerror(err);
+  message += SystemMessage(err);
   return IoStatus{code, err, std::move(message)};
+}
+
+// An exclusive lock announces a writer: a file opened for reading only may not take one.
+IoStatus ReadOnlyLock(const std::string& path) {
+  return IoStatus{Code::kAccess, 0,
+                  "verrouillage exclusif de " + path + " : fichier ouvert en lecture seule"};
 }
 
 class PosixFile : public File {
  public:
-  PosixFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
+  PosixFile(int fd, std::string path, bool read_only)
+      : fd_(fd), path_(std::move(path)), read_only_(read_only) {}
   ~PosixFile() override { ::close(fd_); }
 
   IoStatus ReadAt(uint64_t offset, std::span<char> out, size_t* read) override {
@@ -81,6 +101,9 @@ class PosixFile : public File {
       if (n < 0) {
         if (errno == EINTR) continue;
         return FromErrno(errno, "écriture de", path_);
+      }
+      if (n == 0) {
+        return IoStatus{Code::kIoError, 0, "écriture de " + path_ + " : aucun octet écrit"};
       }
       done += static_cast<size_t>(n);
     }
@@ -109,6 +132,7 @@ class PosixFile : public File {
   // Open-file-description locks: they belong to this descriptor, so two File objects of one
   // process exclude each other, and closing another descriptor of the file releases nothing.
   IoStatus Lock(LockKind kind, int timeout_ms) override {
+    if (kind == LockKind::kExclusive && read_only_) return ReadOnlyLock(path_);
     struct flock fl;
     std::memset(&fl, 0, sizeof fl);
     fl.l_type = kind == LockKind::kShared ? F_RDLCK : F_WRLCK;
@@ -143,6 +167,7 @@ class PosixFile : public File {
  private:
   int fd_;
   std::string path_;
+  bool read_only_;
 };
 
 }  // namespace
@@ -170,7 +195,7 @@ IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>*
     ::close(fd);
     return IoStatus{Code::kAccess, EISDIR, "ouverture de " + path + " : c'est un dossier"};
   }
-  *out = std::make_unique<PosixFile>(fd, path);
+  *out = std::make_unique<PosixFile>(fd, path, mode == OpenMode::kRead);
   return IoStatus::Ok();
 }
 
@@ -206,11 +231,24 @@ IoStatus RemoveFile(const std::string& path) {
 }
 
 IoStatus RenameFile(const std::string& from, const std::string& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0) return FromErrno(errno, "renommage de", from);
+  if (::rename(from.c_str(), to.c_str()) != 0) {
+    return FromErrno(errno, "renommage de", from + " en " + to);
+  }
+  return IoStatus::Ok();
+}
+
+IoStatus SyncDirectory(const std::string& path) {
+  int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return FromErrno(errno, "synchronisation du dossier", path);
+  int rc = ::fsync(fd);
+  int err = errno;
+  ::close(fd);
+  if (rc != 0) return FromErrno(err, "synchronisation du dossier", path);
   return IoStatus::Ok();
 }
 
 IoStatus CreateDirectories(const std::string& path) {
+  if (path.empty()) return IoStatus{Code::kNotFound, ENOENT, "création du dossier : nom vide"};
   std::string partial;
   size_t pos = 0;
   while (pos != std::string::npos) {
@@ -224,7 +262,10 @@ IoStatus CreateDirectories(const std::string& path) {
   bool is_dir = false;
   IoStatus st = IsDirectory(path, &is_dir);
   if (!st.ok()) return st;
-  if (!is_dir) return IoStatus{Code::kExists, EEXIST, "création du dossier " + path};
+  if (!is_dir) {
+    return IoStatus{Code::kExists, EEXIST,
+                    "création du dossier " + path + " : un fichier porte ce nom"};
+  }
   return IoStatus::Ok();
 }
 
@@ -232,11 +273,19 @@ IoStatus ListDirectory(const std::string& path, std::vector<std::string>* names)
   names->clear();
   DIR* dir = ::opendir(path.c_str());
   if (dir == nullptr) return FromErrno(errno, "lecture du dossier", path);
-  while (struct dirent* entry = ::readdir(dir)) {
+  for (;;) {
+    errno = 0;
+    struct dirent* entry = ::readdir(dir);
+    if (entry == nullptr) break;
     std::string name = entry->d_name;
     if (name != "." && name != "..") names->push_back(std::move(name));
   }
+  int err = errno;
   ::closedir(dir);
+  if (err != 0) {
+    names->clear();
+    return FromErrno(err, "lecture du dossier", path);
+  }
   std::sort(names->begin(), names->end());
   return IoStatus::Ok();
 }
