@@ -1,0 +1,137 @@
+#include "core/ass.h"
+
+#include <array>
+#include <string>
+
+#include "core/etat_module.h"
+#include "srv/erreur_service.h"
+
+namespace vesk {
+
+namespace {
+
+// Opens one dictionary file, as every dictionary file is opened: no company dependence, the
+// AsS object as owner, three empty texts and creation when absent.
+void OuvreFichier(EtatModule& etat, const FichierDictionnaire& f, int16_t& fichier,
+                  Proprietaire* proprietaire) {
+  etat.Donnee().Donnee(false, f.nom, f.longueur_enr, fichier, proprietaire, "", "", "", true);
+}
+
+void OuvreArbre(EtatModule& etat, const FichierDictionnaire& f, int16_t& arbre) {
+  etat.BArbre().B_Arbre(false, f.nom, f.longueur_cle, "P", arbre, "", true);
+}
+
+void Lit(EtatModule& etat, int16_t fichier, int32_t e, Enregistrement& champs) {
+  std::string texte;
+  etat.Donnee().LireFichier(fichier, e, texte);
+  champs.Decoupe(texte);
+}
+
+void Ecrit(EtatModule& etat, int16_t fichier, int32_t e, const Enregistrement& champs) {
+  etat.Donnee().EcrireFichier(fichier, e, champs.Joint());
+}
+
+[[noreturn]] void NonDisponible(std::string_view methode) {
+  throw ErreurService(methode, "", "cette commande n'est pas encore disponible");
+}
+
+// Names of the record methods, by their number in the interface (3 to 12).
+constexpr std::array<std::string_view, 10> kMethodes = {
+    "LireFic",   "EcrireFic", "LireLfic", "EcrireLfic", "LireDom",
+    "EcrireDom", "LireBa",    "EcrireBa", "LireChain",  "EcrireChain"};
+constexpr int32_t kPremiereMethode = 3;
+
+bool EgalSansCasse(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    auto minuscule = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
+    if (minuscule(a[i]) != minuscule(b[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::shared_ptr<AsS> AsS::Cree() { return std::shared_ptr<AsS>(new AsS()); }
+
+std::shared_ptr<IAsS> AsS::InstanceAsS() { return shared_from_this(); }
+
+void AsS::ModifEntParam(int32_t) {}
+
+void AsS::OuvS() {
+  EtatModule& etat = Etat();
+  OuvreFichier(etat, kFic, etat.fic_fichier, this);
+  etat.fic.Efface();
+  OuvreArbre(etat, kFic, etat.fic_arbre);
+  OuvreFichier(etat, kLfic, etat.lfic_fichier, this);
+  etat.lfic.Efface();
+  OuvreFichier(etat, kDom, etat.dom_fichier, this);
+  etat.dom.Efface();
+  OuvreArbre(etat, kDom, etat.dom_arbre);
+  OuvreFichier(etat, kBa, etat.ba_fichier, this);
+  etat.ba.Efface();
+  OuvreArbre(etat, kBa, etat.ba_arbre);
+  OuvreFichier(etat, kChain, etat.chain_fichier, this);
+  etat.chain.Efface();
+  OuvreArbre(etat, kChain, etat.chain_arbre);
+  etat.Chainage().Chainage("Fic", 32, 13, 16, "Lfic", 256, 1, 4);
+}
+
+void AsS::LireFic(int32_t& e) { Lit(Etat(), Etat().fic_fichier, e, Etat().fic); }
+void AsS::EcrireFic(int32_t& e) { Ecrit(Etat(), Etat().fic_fichier, e, Etat().fic); }
+void AsS::LireLfic(int32_t& e) { Lit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
+void AsS::EcrireLfic(int32_t& e) { Ecrit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
+void AsS::LireDom(int32_t& e) { Lit(Etat(), Etat().dom_fichier, e, Etat().dom); }
+void AsS::EcrireDom(int32_t& e) { Ecrit(Etat(), Etat().dom_fichier, e, Etat().dom); }
+void AsS::LireBa(int32_t& e) { Lit(Etat(), Etat().ba_fichier, e, Etat().ba); }
+void AsS::EcrireBa(int32_t& e) { Ecrit(Etat(), Etat().ba_fichier, e, Etat().ba); }
+void AsS::LireChain(int32_t& e) { Lit(Etat(), Etat().chain_fichier, e, Etat().chain); }
+void AsS::EcrireChain(int32_t& e) { Ecrit(Etat(), Etat().chain_fichier, e, Etat().chain); }
+
+void AsS::EntDom() { NonDisponible("EntDom"); }
+void AsS::EdtDom() { NonDisponible("EdtDom"); }
+void AsS::EntFic() { NonDisponible("EntFic"); }
+void AsS::EdtLFic() { NonDisponible("EdtLFic"); }
+void AsS::FicApp() { NonDisponible("FicApp"); }
+void AsS::LectBA() { NonDisponible("LectBA"); }
+void AsS::ReConsBA() { NonDisponible("ReConsBA"); }
+void AsS::GenPS() { NonDisponible("GenPS"); }
+void AsS::GenPE() { NonDisponible("GenPE"); }
+void AsS::Util() {}
+
+int32_t AsS::IdMethode(std::string_view nom) {
+  for (size_t i = 0; i < kMethodes.size(); ++i) {
+    if (EgalSansCasse(nom, kMethodes[i])) return kPremiereMethode + static_cast<int32_t>(i);
+  }
+  return -1;
+}
+
+void AsS::Invoque(int32_t id, int32_t& no_enr) {
+  switch (id) {
+    case 3:
+      return LireFic(no_enr);
+    case 4:
+      return EcrireFic(no_enr);
+    case 5:
+      return LireLfic(no_enr);
+    case 6:
+      return EcrireLfic(no_enr);
+    case 7:
+      return LireDom(no_enr);
+    case 8:
+      return EcrireDom(no_enr);
+    case 9:
+      return LireBa(no_enr);
+    case 10:
+      return EcrireBa(no_enr);
+    case 11:
+      return LireChain(no_enr);
+    case 12:
+      return EcrireChain(no_enr);
+    default:
+      throw ErreurService("Invoque", "AsS",
+                          "méthode " + std::to_string(id) + " inconnue du propriétaire");
+  }
+}
+
+}  // namespace vesk

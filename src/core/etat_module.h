@@ -1,0 +1,83 @@
+// The component's module state: one object per thread that uses the component (per COM
+// apartment), created empty on the thread's first use. It holds the service objects (each
+// created on first use through the thread's service factory and kept), the handles of the
+// dictionary files and B-trees, and the current record fields of the five dictionary files.
+// Thread rules: each thread sees only its own state; nothing here is shared or locked.
+#ifndef VESK_CORE_ETAT_MODULE_H_
+#define VESK_CORE_ETAT_MODULE_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "core/dictionnaire.h"
+#include "core/enregistrement.h"
+#include "srv/fabrique_services.h"
+
+namespace vesk {
+
+// Installs the creator used by every thread that has none of its own (the host does this once,
+// before the first use of the component).
+void InstalleServices(CreateurServices createur);
+// Installs a creator for the calling thread only (tests, hosts with several configurations).
+void InstalleServicesThread(CreateurServices createur);
+
+class EtatModule {
+ public:
+  EtatModule();
+  ~EtatModule();
+
+  // The thread's service objects, each created on first use and kept.
+  SrvDonnee& Donnee();
+  SrvBArbre& BArbre();
+  SrvChainage& Chainage();
+  SrvTexte& Texte();
+  SrvListe& Liste();
+  SrvEdition& Edition();
+  SrvAnomalie& Anomalie();
+  SrvSaisie& Saisie();
+  SrvEcran& Ecran();
+  SrvChoix& Choix();
+  SrvMessage& Message();
+  SrvJournal& Journal();
+
+  // Handles of the dictionary files and of their B-trees (Lfic has none).
+  int16_t fic_fichier = 0, lfic_fichier = 0, dom_fichier = 0, ba_fichier = 0, chain_fichier = 0;
+  int16_t fic_arbre = 0, dom_arbre = 0, ba_arbre = 0, chain_arbre = 0;
+
+  // Current record fields of the dictionary files.
+  Enregistrement fic{kFic.nom, kChampsFic};
+  Enregistrement lfic{kLfic.nom, kChampsLfic};
+  Enregistrement dom{kDom.nom, kChampsDom};
+  Enregistrement ba{kBa.nom, kChampsBa};
+  Enregistrement chain{kChain.nom, kChampsChain};
+
+ private:
+  FabriqueServices& Fabrique();
+  template <typename S>
+  S& Service(std::unique_ptr<S>& service, std::unique_ptr<S> (FabriqueServices::*creer)());
+
+  std::unique_ptr<FabriqueServices> fabrique_;
+  std::unique_ptr<SrvDonnee> donnee_;
+  std::unique_ptr<SrvBArbre> barbre_;
+  std::unique_ptr<SrvChainage> chainage_;
+  std::unique_ptr<SrvTexte> texte_;
+  std::unique_ptr<SrvListe> liste_;
+  std::unique_ptr<SrvEdition> edition_;
+  std::unique_ptr<SrvAnomalie> anomalie_;
+  std::unique_ptr<SrvSaisie> saisie_;
+  std::unique_ptr<SrvEcran> ecran_;
+  std::unique_ptr<SrvChoix> choix_;
+  std::unique_ptr<SrvMessage> message_;
+  std::unique_ptr<SrvJournal> journal_;
+};
+
+// The calling thread's module state, created empty on first use.
+EtatModule& Etat();
+// Drops the calling thread's module state (its services close their files); the next use
+// starts afresh. For hosts that end a session, and for tests.
+void OublieEtat();
+
+}  // namespace vesk
+
+#endif  // VESK_CORE_ETAT_MODULE_H_
