@@ -1,11 +1,10 @@
-// The vesk command.
-#include <CLI/CLI.hpp>
+// The vesk command: see cli/application.h.
 #include <iostream>
 
+#include "cli/application.h"
+#include "platform/platform.h"
+
 int main(int argc, char** argv) {
-  CLI::App app{"Vesk : Gestion des Fichiers et B-Arbre d'Application"};
-  app.set_version_flag("--version", "vesk 0.1.0");
-  CLI11_PARSE(app, argc, argv);
-  std::cout << app.help();
-  return 0;
+  vesk::platform::ConsoleUtf8();
+  return vesk::cli::Execute(argc, argv, std::cout, std::cerr);
 }

@@ -91,6 +91,10 @@ std::string Affecte(Configuration& config, const std::string& cle, std::string_v
     if (ContientControle(valeur)) return refus + "caractère de contrôle";
     config.editions = valeur;
   } else if (cle == "separateur_csv") {
+    if (valeur.empty()) {
+      return refus + "valeur vide (un « ; » précédé d'un blanc commence un commentaire : " +
+             "écrivez separateur_csv = \";\")";
+    }
     if (NombreCaracteres(valeur) != 1) return refus + "un seul caractère est attendu";
     if ((ContientControle(valeur) && valeur != "\t") || valeur == "\"") {
       return refus + "ni guillemet ni caractère de contrôle (la tabulation est admise)";
@@ -221,7 +225,8 @@ void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur) {
     if (egal == std::string_view::npos || commentaire < egal) {
       lecteur.ErreurLigne(numero, "ligne illisible : « clé = valeur » attendu");
     }
-    std::string_view valeur = SansBlancs(s.substr(egal + 1));
+    // As in every ini reader, the blank right after '=' counts: "x = ;" is an empty value.
+    std::string_view valeur = s.substr(egal + 1);
     valeur = SansBlancs(valeur.substr(0, DebutCommentaire(valeur)));
     lecteur.Applique(section, s.substr(0, egal), valeur, numero);
     apres_cle = true;

@@ -7,7 +7,9 @@
 //   - `key = value` (or `key : value`) lines; keys are compared without regard to case;
 //   - an optional `[vesk]` section heading; keys under any other section are refused;
 //   - lines beginning with ';' or '#' are comments, and so is the rest of a line from a ';'
-//     that follows a blank (even between double quotes);
+//     that follows a blank (even between double quotes, and the blank after '=' counts: write
+//     `separateur_csv = ";"` or `separateur_csv=;`);
+//   - an indented line after a key would continue its value: it is refused;
 //   - blanks around keys and values are dropped; a value written between double quotes is taken
 //     as written (`separateur_csv = "	"` gives a tab);
 //   - a key given twice, an unknown key or a bad value is an error naming the file, the line

@@ -43,7 +43,7 @@ TEST(ConfigurationTest, ReadsEveryKeyWithCommentsSectionAndCrLf) {
           "entreprise=SOC01\r\n"
           "\r\n"
           "editions : Sorties/PDF\r\n"
-          "separateur_csv = ;\r\n"
+          "separateur_csv=;\r\n"
           "SYNCHRO = Off\r\n");
   EXPECT_EQ(config.application, "Gestion Commerciale");
   EXPECT_EQ(config.entreprise, "SOC01");
@@ -70,8 +70,11 @@ TEST(ConfigurationTest, BadValuesNameFileLineAndKey) {
   EXPECT_NE(e.find("« synchro »"), std::string::npos) << e;
   EXPECT_NE(e.find("full ou off"), std::string::npos) << e;
 
-  EXPECT_NE(ErreurDe("separateur_csv = ;;\n").find("un seul caractère"), std::string::npos);
-  EXPECT_NE(ErreurDe("separateur_csv = \"\"\n").find("un seul caractère"), std::string::npos);
+  EXPECT_NE(ErreurDe("separateur_csv = \";;\"\n").find("un seul caractère"), std::string::npos);
+  // "x = ;" is an empty value followed by a comment, refused with a hint.
+  EXPECT_NE(ErreurDe("separateur_csv = ;\n").find("écrivez separateur_csv = \";\""),
+            std::string::npos);
+  EXPECT_NE(ErreurDe("separateur_csv = \"\"\n").find("valeur vide"), std::string::npos);
   EXPECT_NE(ErreurDe("separateur_csv = \"\"\"\n").find("guillemet"), std::string::npos);
   EXPECT_NE(ErreurDe("entreprise = ../autre\n").find("lettres"), std::string::npos);
   EXPECT_NE(ErreurDe("entreprise = Société\n").find("lettres"), std::string::npos);

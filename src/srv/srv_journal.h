@@ -12,7 +12,8 @@ class SrvJournal {
  public:
   virtual ~SrvJournal() = default;
 
-  // Appends a dated line "date time procedure : texte" to the journal.
+  // Appends a dated line "AAAA-MM-JJ HH:MM:SS procedure : texte" (UTF-8, LF) to the journal;
+  // a write failure throws ErreurService.
   virtual void Ecrit(std::string_view texte, std::string_view procedure) = 0;
   // The CSV field separator: ";" unless configured (separateur_csv).
   virtual void SeparateurCsv(std::string& separateur) = 0;

@@ -1,0 +1,87 @@
+#include "cli/commandes.h"
+
+#include <ostream>
+
+#include "srv/erreur_service.h"
+
+namespace vesk::cli {
+
+namespace {
+
+// One line a command. Add a command here once it works end to end.
+constexpr Commande kCommandes[] = {
+    {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},
+};
+
+bool MemeNom(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    auto bas = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    if (bas(a[i]) != bas(b[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+Contexte::Contexte(Configuration config, OptionsLigne options, std::ostream& sortie_standard,
+                   std::ostream& erreurs)
+    : config_(std::move(config)),
+      options_(std::move(options)),
+      sortie_standard_(sortie_standard),
+      erreurs_(erreurs) {}
+
+std::ostream& Contexte::Sortie() {
+  if (!options_.sortie) return sortie_standard_;
+  if (!fichier_.is_open()) {
+    fichier_.open(*options_.sortie, std::ios::binary | std::ios::trunc);
+    if (!fichier_) {
+      throw ErreurService("Écriture du résultat", *options_.sortie,
+                          "impossible de créer le fichier (--output)");
+    }
+  }
+  return fichier_;
+}
+
+void Contexte::TermineSortie() {
+  std::ostream& sortie = options_.sortie ? static_cast<std::ostream&>(fichier_) : sortie_standard_;
+  sortie.flush();
+  if (options_.sortie && fichier_.is_open()) fichier_.close();
+  if (!sortie) {
+    throw ErreurService("Écriture du résultat",
+                        options_.sortie ? *options_.sortie : "sortie standard",
+                        "écriture incomplète (disque plein ou sortie fermée)");
+  }
+}
+
+void Contexte::SansArgument() const {
+  if (!options_.arguments.empty()) {
+    throw ErreurService("Ligne de commande", options_.commande,
+                        "argument inattendu « " + options_.arguments.front() + " »");
+  }
+}
+
+std::span<const Commande> Commandes() { return kCommandes; }
+
+const Commande* TrouveCommande(std::string_view nom) {
+  for (const Commande& commande : kCommandes) {
+    if (MemeNom(commande.nom, nom)) return &commande;
+  }
+  return nullptr;
+}
+
+std::string Menu() {
+  std::string menu = "Commandes :\n";
+  size_t largeur = 0;
+  for (const Commande& c : kCommandes) largeur = std::max(largeur, c.nom.size());
+  for (const Commande& c : kCommandes) {
+    menu += "  ";
+    menu += c.nom;
+    menu += std::string(largeur - c.nom.size() + 2, ' ');
+    menu += c.description;
+    menu += '\n';
+  }
+  return menu;
+}
+
+}  // namespace vesk::cli

@@ -1,0 +1,61 @@
+// The table of `vesk` commands and the context each one runs in. A command is one function
+// registered by one line of the table in commandes.cpp; the table lists only the commands that
+// work. Everything here runs in main's thread.
+#ifndef VESK_CLI_COMMANDES_H_
+#define VESK_CLI_COMMANDES_H_
+
+#include <fstream>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "cli/options.h"
+#include "srv/configuration.h"
+
+namespace vesk::cli {
+
+// What a command receives: the effective configuration, the options, its arguments and its
+// output (--output FILE or standard output, opened on first use).
+class Contexte {
+ public:
+  Contexte(Configuration config, OptionsLigne options, std::ostream& sortie_standard,
+           std::ostream& erreurs);
+
+  const Configuration& Config() const { return config_; }
+  const OptionsLigne& Options() const { return options_; }
+  std::ostream& Erreurs() { return erreurs_; }
+  // The output of the command; creating the --output file fails with ErreurService.
+  std::ostream& Sortie();
+  // Checks that everything written to the output reached it (disk full, closed pipe).
+  void TermineSortie();
+  // Refuses arguments after a command that takes none.
+  void SansArgument() const;
+
+ private:
+  Configuration config_;
+  OptionsLigne options_;
+  std::ostream& sortie_standard_;
+  std::ostream& erreurs_;
+  std::ofstream fichier_;
+};
+
+struct Commande {
+  std::string_view nom;                // lower case, as typed: "config", later "entdom", "genps"...
+  std::string_view description;        // one line, for the menu and --help
+  int (*execute)(Contexte& contexte);  // returns the exit status (0: done)
+};
+
+// The commands that exist, in menu order.
+std::span<const Commande> Commandes();
+// The command named nom (compared without regard to case), or nullptr.
+const Commande* TrouveCommande(std::string_view nom);
+// The menu shown by `vesk` without a command, and at the end of --help.
+std::string Menu();
+
+// The commands themselves, one file each.
+int CommandeConfig(Contexte& contexte);
+
+}  // namespace vesk::cli
+
+#endif  // VESK_CLI_COMMANDES_H_
