@@ -1,0 +1,335 @@
+#include "srv/tui/srv_saisie_impl.h"
+
+#include <algorithm>
+#include <map>
+
+#include "srv/erreur_service.h"
+#include "srv/tui/liste_choix.h"
+#include "srv/tui/texte.h"
+
+namespace vesk::tui {
+
+namespace {
+
+constexpr int kPremiereLigneChamps = 2;
+
+void VerifieLigne(std::string_view operation, std::string_view ligne) {
+  if (ligne != "N" && ligne != "B" && ligne != "I") {
+    throw ErreurService(
+        operation, ligne,
+        "ligne de message inconnue (N champ courant, B bas d'écran, I information)");
+  }
+}
+
+void Valide(std::string_view operation, std::string_view objet, std::string_view texte) {
+  VersPointsStrict(texte, operation, objet);
+}
+
+// The options of a field as its message: "U Utilisateur - R ... (↓ Liste)".
+std::string TexteOptions(const Options& o) {
+  if (o.valeurs.empty()) return {};
+  std::string texte;
+  for (size_t i = 0; i < o.valeurs.size(); ++i) {
+    if (i > 0) texte += o.libelles.empty() ? ", " : " - ";
+    texte += o.valeurs[i];
+    if (!o.libelles.empty()) texte += " " + o.libelles[i];
+  }
+  return texte + " (↓ Liste)";
+}
+
+Touche ToucheInitiale(int16_t code) {
+  bool nommee = code < 32 || code == 127 || code > 255;
+  return nommee ? Touche::De(code) : Touche::Car(static_cast<char32_t>(code));
+}
+
+}  // namespace
+
+SrvSaisieImpl::SrvSaisieImpl(std::shared_ptr<Console> console) : console_(std::move(console)) {
+  console_->DefinitFond([this](Grille& g) { Dessine(g); });
+}
+
+SrvSaisieImpl::~SrvSaisieImpl() { console_->DefinitFond(nullptr); }
+
+size_t SrvSaisieImpl::Index(std::string_view operation, std::string_view cle) const {
+  std::optional<size_t> i = ChercheChamp(champs_, cle);
+  if (!i) {
+    throw ErreurService(operation, cle,
+                        "champ inconnu de l'écran (la description des champs ne le nomme pas)");
+  }
+  return *i;
+}
+
+void SrvSaisieImpl::Redessine() {
+  console_->DessineFond();
+  console_->Peint();
+}
+
+void SrvSaisieImpl::DefChamps(std::string_view descripteur) {
+  Valide("DefChamps", "descripteur", descripteur);
+  std::vector<Champ> champs = LitDescripteur(descripteur, "DefChamps");
+  champs_ = std::move(champs);
+  etats_.assign(champs_.size(), EtatChamp{});
+  courant_.reset();
+  decalage_ = 0;
+  Redessine();
+}
+
+bool SrvSaisieImpl::ChoisitOption(Editeur& ed, const Options& options) {
+  std::vector<Colonne> colonnes = {{'G', 10, "Valeur"}};
+  std::vector<std::string> elements;
+  for (size_t i = 0; i < options.valeurs.size(); ++i) {
+    if (options.libelles.empty()) {
+      elements.push_back(options.valeurs[i]);
+    } else {
+      elements.push_back("[" + options.valeurs[i] + "," + options.libelles[i] + "]");
+    }
+  }
+  if (!options.libelles.empty()) colonnes.push_back({'G', 30, "Libellé"});
+  ListeChoix liste(colonnes, champs_[*courant_].libelle, elements, false, "Sai");
+  std::optional<std::vector<size_t>> choix = liste.Execute(*console_);
+  if (!choix || choix->empty()) return false;
+  ed.Remplace(VersPoints(options.valeurs[choix->front()]));
+  return true;
+}
+
+bool SrvSaisieImpl::Termine(Editeur& ed, const Options& options, int16_t code) {
+  if (code == kEchap) return true;
+  std::optional<std::string> refus = RefusTexte(champs_[*courant_], ed.Texte(), true);
+  if (!refus) refus = RefusOption(options, VersUtf8(ed.Texte()));
+  if (refus) refus_ = *refus;
+  return !refus;
+}
+
+void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
+                        int16_t touche_initiale, std::string_view options, std::string_view ligne) {
+  size_t i = Index("Sai", cle);
+  VerifieLigne("Sai", ligne);
+  Options opts = LitOptions(options, "Sai", cle);
+  Editeur ed(champs_[i], VersPoints(ValeurDeDepart(champs_, i, valeur, "Sai")));
+  courant_ = i;
+  edition_ = &ed;
+  ligne_refus_ = ligne;
+  aide_options_ = TexteOptions(opts);
+  struct Fin {
+    SrvSaisieImpl* s;
+    ~Fin() {
+      s->edition_ = nullptr;
+      s->aide_options_.clear();
+      s->refus_.clear();
+    }
+  } fin{this};
+  std::optional<Touche> initiale;
+  if (touche_initiale != 0) initiale = ToucheInitiale(touche_initiale);
+  for (;;) {
+    Redessine();
+    Touche t = initiale ? *initiale : console_->LitTouche();
+    initiale.reset();
+    if (t.code == kRedimension || t.code == kAucune) continue;
+    refus_.clear();
+    if (t.code == kBas && !opts.valeurs.empty()) {
+      if (!ChoisitOption(ed, opts)) continue;
+      t = Touche::De(kEntree);
+    }
+    int16_t code = t.code;
+    if (code == kBas || code == kTabulation) code = kEntree;
+    if (code == kTabArriere) code = kHaut;
+    if (TermineSaisie(code)) {
+      if (!Termine(ed, opts, code)) continue;
+      valeur = VersUtf8(ed.Texte());
+      etats_[i].valeur = valeur;
+      touche = code;
+      edition_ = nullptr;
+      Redessine();
+      return;
+    }
+    if (std::optional<std::string> refus = ed.Applique(t)) refus_ = *refus;
+  }
+}
+
+void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
+  (void)confirme;  // the caller compares the key with ToucheConfirmation
+  VerifieLigne("Confirme", ligne);
+  confirmation_ = true;
+  struct Fin {
+    bool* b;
+    ~Fin() { *b = false; }
+  } fin{&confirmation_};
+  for (;;) {
+    Redessine();
+    Touche t = console_->LitTouche();
+    if (t.code == kRedimension || t.code == kAucune) continue;
+    if (t.code == kCaractere) {
+      touche = t.caractere < 256 ? static_cast<int16_t>(t.caractere) : int16_t{kCaractere};
+    } else {
+      touche = t.code;
+    }
+    return;
+  }
+}
+
+void SrvSaisieImpl::Affiche(std::string_view cle, std::string_view valeur) {
+  size_t i = Index("Affiche", cle);
+  Valide("Affiche", cle, valeur);
+  etats_[i].valeur = std::string(valeur);
+  Redessine();
+}
+
+void SrvSaisieImpl::AffMode(std::string_view cle, std::string_view lettre, std::string_view mode) {
+  size_t i = Index("AffMode", cle);
+  if (lettre != "I" && lettre != "B") {
+    throw ErreurService("AffMode", lettre,
+                        "lettre de mode inconnue (I enregistrement trouvé, B nouveau)");
+  }
+  Valide("AffMode", cle, mode);
+  etats_[i].mode = std::string(mode);
+  etats_[i].lettre = std::string(lettre);
+  Redessine();
+}
+
+void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
+                              std::string_view message, int16_t touche) {
+  (void)touche;  // no key is attached to a message on a terminal
+  size_t i = Index("MessChamp", cle);
+  VerifieLigne("MessChamp", ligne);
+  Valide("MessChamp", cle, message);
+  if (ligne == "N") {
+    etats_[i].message = std::string(message);
+  } else {
+    EcritLigne("MessChamp", ligne, std::string(message));
+  }
+  Redessine();
+}
+
+void SrvSaisieImpl::InitEcran(int16_t touche) {
+  (void)touche;  // always 0: a new screen starts empty
+  titre_.clear();
+  champs_.clear();
+  etats_.clear();
+  ligne_b_.clear();
+  ligne_i_.clear();
+  courant_.reset();
+  decalage_ = 0;
+  Redessine();
+}
+
+void SrvSaisieImpl::EcritLigne(std::string_view operation, std::string_view ligne,
+                               std::string texte) {
+  VerifieLigne(operation, ligne);
+  if (ligne == "B") {
+    ligne_b_ = std::move(texte);
+  } else if (ligne == "I") {
+    ligne_i_ = std::move(texte);
+  } else if (courant_) {
+    etats_[*courant_].message = std::move(texte);
+  } else if (!etats_.empty()) {
+    etats_.front().message = std::move(texte);
+  } else {
+    ligne_i_ = std::move(texte);
+  }
+}
+
+void SrvSaisieImpl::Message(std::string_view ligne, std::string_view texte) {
+  Valide("Message", ligne, texte);
+  EcritLigne("Message", ligne, std::string(texte));
+  Redessine();
+}
+
+void SrvSaisieImpl::Titre(std::string_view titre) {
+  Valide("Titre", "", titre);
+  titre_ = std::string(titre);
+  Redessine();
+}
+
+std::vector<SrvSaisieImpl::Place> SrvSaisieImpl::Places(const Grille& g) const {
+  std::vector<Place> places(champs_.size());
+  std::map<int, int> largeur_libelles;
+  int ligne = -1;
+  for (size_t i = 0; i < champs_.size(); ++i) {
+    ligne = champs_[i].ligne > 0 ? champs_[i].ligne - 1 : ligne + 1;
+    places[i].ligne = ligne;
+    places[i].colonne_libelle = champs_[i].colonne - 1;
+    int& l = largeur_libelles[places[i].colonne_libelle];
+    l = std::max(l, static_cast<int>(Longueur(champs_[i].libelle)));
+  }
+  for (size_t i = 0; i < champs_.size(); ++i) {
+    Place& p = places[i];
+    int voulu = std::min(champs_[i].longueur, 10);
+    p.colonne_boite = p.colonne_libelle + largeur_libelles[p.colonne_libelle] + 2;
+    if (g.Largeur() - p.colonne_boite < voulu) p.colonne_boite = std::max(0, g.Largeur() - voulu);
+    p.visible = std::max(1, std::min(champs_[i].longueur, g.Largeur() - p.colonne_boite));
+  }
+  return places;
+}
+
+void SrvSaisieImpl::PlaceMessage(Grille& g, size_t i, const Place& p, int y, int x) {
+  (void)p;
+  bool courant = courant_ == i;
+  std::string message = etats_[i].message;
+  if (courant && !refus_.empty() && ligne_refus_ == "N") message = refus_;
+  if (courant && message.empty()) message = aide_options_;
+  if (message.empty()) return;
+  int longueur = static_cast<int>(Longueur(message));
+  if (x + longueur <= g.Largeur() || !courant) {
+    g.EcritUtf8(y, x, message);
+  } else {
+    g.EcritUtf8(g.Hauteur() - 2, 0, message);
+  }
+}
+
+void SrvSaisieImpl::DessineChamp(Grille& g, size_t i, const Place& p, int y) {
+  const Champ& c = champs_[i];
+  bool courant = courant_ == i;
+  g.EcritUtf8(y, p.colonne_libelle, c.libelle, courant ? kGras : kNormal);
+  uint8_t attr = courant ? (kSouligne | kGras) : kSouligne;
+  g.Remplit(y, p.colonne_boite, p.visible, U' ', attr);
+  if (courant && edition_ != nullptr) {
+    size_t debut = edition_->Debut(p.visible);
+    g.Ecrit(y, p.colonne_boite, std::u32string_view(edition_->Texte()).substr(debut, p.visible),
+            attr);
+    g.PlaceCurseur(y, p.colonne_boite + static_cast<int>(edition_->Curseur() - debut));
+  } else {
+    std::u32string valeur = VersPoints(etats_[i].valeur);
+    g.Ecrit(y, p.colonne_boite, std::u32string_view(valeur).substr(0, p.visible), attr);
+  }
+  int x = p.colonne_boite + p.visible + 1;
+  if (!etats_[i].mode.empty()) {
+    uint8_t a = etats_[i].lettre == "B" ? (kGras | kInverse) : kGras;
+    x = g.EcritUtf8(y, x, etats_[i].mode, a) + 1;
+  }
+  PlaceMessage(g, i, p, y, x);
+}
+
+void SrvSaisieImpl::Dessine(Grille& g) {
+  const int largeur = g.Largeur();
+  const int hauteur = g.Hauteur();
+  g.Remplit(0, 0, largeur, U' ', kInverse);
+  g.EcritUtf8(0, 1, titre_, kInverse | kGras);
+  if (edition_ != nullptr) {
+    g.EcritUtf8(0, largeur - 5, edition_->Insertion() ? "Ins" : "Rfp", kInverse);
+  }
+  g.EcritUtf8(1, 0, !refus_.empty() && ligne_refus_ == "I" ? refus_ : ligne_i_);
+  g.EcritUtf8(hauteur - 1, 0, !refus_.empty() && ligne_refus_ == "B" ? refus_ : ligne_b_,
+              confirmation_ ? kGras : kNormal);
+  const int zone = std::max(hauteur - 4, 1);
+  std::vector<Place> places = Places(g);
+  int derniere = 0;
+  for (const Place& p : places) derniere = std::max(derniere, p.ligne);
+  if (derniere < zone) decalage_ = 0;
+  if (courant_) {
+    int l = places[*courant_].ligne;
+    if (l < decalage_) decalage_ = l;
+    if (l >= decalage_ + zone) decalage_ = l - zone + 1;
+  }
+  decalage_ = std::min(decalage_, std::max(derniere - zone + 1, 0));
+  for (size_t i = 0; i < champs_.size(); ++i) {
+    int y = kPremiereLigneChamps + places[i].ligne - decalage_;
+    if (y < kPremiereLigneChamps || y >= kPremiereLigneChamps + zone) continue;
+    DessineChamp(g, i, places[i], y);
+  }
+  if (decalage_ > 0) g.Ecrit(kPremiereLigneChamps, largeur - 1, U"↑", kGras);
+  if (derniere >= decalage_ + zone) {
+    g.Ecrit(kPremiereLigneChamps + zone - 1, largeur - 1, U"↓", kGras);
+  }
+}
+
+}  // namespace vesk::tui

@@ -1,0 +1,65 @@
+#include "srv/tui/touches.h"
+
+#include <array>
+#include <cctype>
+
+namespace vesk::tui {
+
+namespace {
+
+struct NomCode {
+  std::string_view nom;
+  int16_t code;
+};
+
+constexpr std::array<NomCode, 11> kNoms = {{{"Enter", kEntree},
+                                            {"Up", kHaut},
+                                            {"PgUp", kPageHaut},
+                                            {"Esc", kEchap},
+                                            {"F1", kF1},
+                                            {"F2", kF1 + 1},
+                                            {"F3", kF1 + 2},
+                                            {"F4", kF1 + 3},
+                                            {"F5", kF1 + 4},
+                                            {"F6", kF1 + 5},
+                                            {"F7", kF1 + 6}}};
+
+bool MemeNom(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string NomTouche(int16_t code) {
+  for (const NomCode& n : kNoms) {
+    if (n.code == code) return "<" + std::string(n.nom) + ">";
+  }
+  if (code > kF1 + 6 && code <= kF12) return "<F" + std::to_string(code - kF1 + 1) + ">";
+  if (code == kBas) return "<Down>";
+  if (code == kPageBas) return "<PgDn>";
+  if (code == kTabulation) return "<Tab>";
+  return "<code " + std::to_string(code) + ">";
+}
+
+std::optional<int16_t> CodeDuNom(std::string_view nom) {
+  if (nom.size() < 3 || nom.front() != '<' || nom.back() != '>') return std::nullopt;
+  nom = nom.substr(1, nom.size() - 2);
+  for (const NomCode& n : kNoms) {
+    if (MemeNom(n.nom, nom)) return n.code;
+  }
+  return std::nullopt;
+}
+
+bool TermineSaisie(int16_t code) {
+  return code == kEntree || code == kHaut || code == kPageHaut || code == kEchap ||
+         (code >= kF1 && code <= kF1 + 6);
+}
+
+}  // namespace vesk::tui
