@@ -10,6 +10,8 @@ Fault MakeFault(std::string_view text, FaultKind kind, std::size_t offset) {
   return Fault{kind, offset, CharPosition(text, offset)};
 }
 
+bool IsSpecial(char c) { return c == '[' || c == ']' || c == ','; }
+
 // Walks text once, left to right, with a depth counter and two flags: no recursion, no stack.
 // Calls on_element(begin, end) with the byte range of each element of the outer list, in order.
 template <typename OnElement>
@@ -19,35 +21,33 @@ Fault Scan(std::string_view text, OnElement&& on_element) {
   bool plain = false;   // the current element has plain characters
   bool closed = false;  // the current element is a sub-list, now closed
   std::size_t start = 1;
-  for (std::size_t i = 1; i < text.size(); ++i) {
+  const std::size_t size = text.size();
+  for (std::size_t i = 1; i < size; ++i) {
     const char c = text[i];
-    if (depth == 0) return MakeFault(text, FaultKind::kTextAfterEnd, i);
-    if (closed && c != ',' && c != ']') return MakeFault(text, FaultKind::kTextAfterSublist, i);
-    switch (c) {
-      case '[':
-        if (plain) return MakeFault(text, FaultKind::kBracketInElement, i);
-        if (++depth > kMaxDepth) return MakeFault(text, FaultKind::kTooDeep, i);
-        break;
-      case ']':
-        if (--depth == 0) {
-          if (i > 1) on_element(start, i);  // "[]" has no element
-        } else {
-          closed = true;
-        }
-        plain = false;
-        break;
-      case ',':
-        if (depth == 1) {
-          on_element(start, i);
-          start = i + 1;
-        }
-        plain = false;
-        closed = false;
-        break;
-      default:
-        plain = true;
-        break;
+    if (!IsSpecial(c)) {
+      if (closed) return MakeFault(text, FaultKind::kTextAfterSublist, i);
+      plain = true;
+      while (i + 1 < size && !IsSpecial(text[i + 1])) ++i;  // the rest of a plain run
+      continue;
     }
+    if (closed && c == '[') return MakeFault(text, FaultKind::kTextAfterSublist, i);
+    if (c == '[') {
+      if (plain) return MakeFault(text, FaultKind::kBracketInElement, i);
+      if (++depth > kMaxDepth) return MakeFault(text, FaultKind::kTooDeep, i);
+    } else if (c == ',') {
+      if (depth == 1) {
+        on_element(start, i);
+        start = i + 1;
+      }
+      closed = false;
+    } else if (--depth > 0) {
+      closed = true;
+    } else {
+      if (i > 1) on_element(start, i);  // "[]" has no element
+      if (i + 1 < size) return MakeFault(text, FaultKind::kTextAfterEnd, i + 1);
+      return Fault{};
+    }
+    plain = false;
   }
   if (depth > 0) return MakeFault(text, FaultKind::kUnclosed, text.size());
   return Fault{};
