@@ -1,0 +1,289 @@
+#include "srv/isam/data_file.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr size_t kLabelOffset = 36;
+constexpr size_t kChecksumOffset = 124;
+constexpr uint32_t kBlockSize = 4096;
+
+void PutLe(char* p, uint64_t v, int bytes) {
+  for (int i = 0; i < bytes; ++i) p[i] = static_cast<char>((v >> (8 * i)) & 0xFF);
+}
+
+uint64_t GetLe(const char* p, int bytes) {
+  uint64_t v = 0;
+  for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(p[i]);
+  return v;
+}
+
+// FNV-1a, 32 bits.
+uint32_t Checksum(const char* p, size_t n) {
+  uint32_t h = 2166136261u;
+  for (size_t i = 0; i < n; ++i) {
+    h ^= static_cast<unsigned char>(p[i]);
+    h *= 16777619u;
+  }
+  return h;
+}
+
+bool AllZero(std::span<const char> bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c == 0; });
+}
+
+std::string RecordName(uint32_t no, const std::string& path) {
+  return "enregistrement " + std::to_string(no) + " de " + path;
+}
+
+}  // namespace
+
+void EncodeDataHeader(const DataHeader& h, char* out) {
+  std::memset(out, 0, kDataHeaderSize);
+  std::memcpy(out, kDataMagic.data(), kDataMagic.size());
+  PutLe(out + 8, h.version, 2);
+  PutLe(out + 10, kDataHeaderSize, 2);
+  PutLe(out + 12, h.record_length, 4);
+  PutLe(out + 16, h.last_record, 4);
+  PutLe(out + 20, h.deleted, 4);
+  PutLe(out + 24, h.change_counter, 8);
+  out[32] = static_cast<char>(h.dirty);
+  std::memset(out + kLabelOffset, ' ', kLabelLength);
+  std::memcpy(out + kLabelOffset, h.label.data(), std::min(h.label.size(), kLabelLength));
+  PutLe(out + kChecksumOffset, Checksum(out, kChecksumOffset), 4);
+}
+
+Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) {
+  if (std::memcmp(in, kDataMagic.data(), kDataMagic.size()) != 0) {
+    return Status::Corruption(path + " n'est pas un fichier de données Vesk (signature inconnue)");
+  }
+  h->version = static_cast<uint16_t>(GetLe(in + 8, 2));
+  if (h->version != kDataFormatVersion) {
+    return Status::Corruption(path + " : version de format " + std::to_string(h->version) +
+                              " inconnue (attendue " + std::to_string(kDataFormatVersion) + ")");
+  }
+  if (GetLe(in + 10, 2) != kDataHeaderSize) {
+    return Status::Corruption(path + " : taille d'en-tête incorrecte");
+  }
+  if (GetLe(in + kChecksumOffset, 4) != Checksum(in, kChecksumOffset)) {
+    return Status::Corruption(path + " : somme de contrôle de l'en-tête incorrecte");
+  }
+  h->record_length = static_cast<uint32_t>(GetLe(in + 12, 4));
+  h->last_record = static_cast<uint32_t>(GetLe(in + 16, 4));
+  h->deleted = static_cast<uint32_t>(GetLe(in + 20, 4));
+  h->change_counter = GetLe(in + 24, 8);
+  h->dirty = static_cast<uint8_t>(in[32]);
+  std::string_view label(in + kLabelOffset, kLabelLength);
+  size_t end = label.find_last_not_of(' ');
+  h->label = std::string(end == std::string_view::npos ? "" : label.substr(0, end + 1));
+  if (h->record_length < kMinRecordLength || h->record_length > kMaxRecordLength) {
+    return Status::Corruption(path + " : longueur d'enregistrement " +
+                              std::to_string(h->record_length) + " impossible");
+  }
+  if (h->deleted > h->last_record) {
+    return Status::Corruption(path + " : plus d'enregistrements supprimés que d'enregistrements");
+  }
+  return Status::Ok();
+}
+
+DataFile::DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only)
+    : pager_(std::move(pager)), header_(header), read_only_(read_only) {}
+
+DataFile::~DataFile() = default;
+
+Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
+                      const Options& options, std::unique_ptr<DataFile>* out) {
+  if (record_length != 0 &&
+      (record_length < kMinRecordLength || record_length > kMaxRecordLength)) {
+    return Status::InvalidArgument("longueur d'enregistrement " + std::to_string(record_length) +
+                                   " refusée pour " + path + " (de 5 à 32767)");
+  }
+  bool exists = false;
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->FileExists(path, &exists)));
+  if (!exists && !options.create) return Status::NotFound("fichier absent : " + path);
+  if (!exists && (options.read_only || record_length == 0)) {
+    return Status::InvalidArgument("création impossible de " + path +
+                                   (options.read_only ? " en lecture seule" : " sans longueur"));
+  }
+  platform::OpenMode mode = !exists             ? platform::OpenMode::kCreate
+                            : options.read_only ? platform::OpenMode::kRead
+                                                : platform::OpenMode::kReadWrite;
+  std::unique_ptr<Pager> pager;
+  VESK_RETURN_IF_ERROR(
+      Pager::Open(env, path, mode, kBlockSize, std::max<size_t>(options.cache_blocks, 4), &pager));
+  DataHeader header;
+  char bytes[kDataHeaderSize];
+  if (!exists) {
+    header.record_length = record_length;
+    header.label = std::string(options.label.substr(0, kLabelLength));
+    EncodeDataHeader(header, bytes);
+    VESK_RETURN_IF_ERROR(pager->Write(0, bytes));
+    VESK_RETURN_IF_ERROR(pager->Sync());
+  } else {
+    if (pager->Size() < kDataHeaderSize) {
+      return Status::Corruption(path + " : fichier trop court pour contenir un en-tête");
+    }
+    VESK_RETURN_IF_ERROR(pager->Read(0, bytes));
+    VESK_RETURN_IF_ERROR(DecodeDataHeader(bytes, path, &header));
+    if (record_length != 0 && header.record_length != record_length) {
+      return Status::InvalidArgument(
+          path + " : longueur d'enregistrement " + std::to_string(record_length) +
+          " demandée, le fichier a des enregistrements de " + std::to_string(header.record_length));
+    }
+    uint64_t need = kDataHeaderSize + uint64_t{header.last_record} * header.record_length;
+    if (pager->Size() < need) {
+      return Status::Corruption(path + " : fichier tronqué (" + std::to_string(pager->Size()) +
+                                " octets pour " + std::to_string(header.last_record) +
+                                " enregistrements)");
+    }
+  }
+  out->reset(new DataFile(std::move(pager), header, options.read_only));
+  return Status::Ok();
+}
+
+const std::string& DataFile::Path() const { return pager_->Path(); }
+
+uint64_t DataFile::FileBytes() const { return pager_->Size(); }
+
+Status DataFile::CheckNumber(uint32_t no, uint32_t last, std::string_view op) const {
+  if (no >= 1 && no <= last) return Status::Ok();
+  std::string m = std::string(op) + " de l'enregistrement " + std::to_string(no) + " de " + Path();
+  if (no == 0) return Status::InvalidArgument(m + " : les numéros commencent à 1");
+  return Status::NotFound(m + " : au-delà de la fin du fichier (" +
+                          std::to_string(header_.last_record) + " enregistrements)");
+}
+
+Status DataFile::CheckWritable() const {
+  if (read_only_) return Status::InvalidArgument(Path() + " est ouvert en lecture seule");
+  if (pager_->Failed()) {
+    return Status::IOError(Path() + " : une écriture a échoué, le fichier doit être rouvert");
+  }
+  return Status::Ok();
+}
+
+Status DataFile::Read(uint32_t no, std::span<char> out) {
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
+  return pager_->Read(Offset(no), out.first(header_.record_length));
+}
+
+Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
+  if (offset + out.size() > header_.record_length) {
+    return Status::InvalidArgument(RecordName(no, Path()) + " : zone hors de l'enregistrement");
+  }
+  return pager_->Read(Offset(no) + offset, out);
+}
+
+Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record + 1, "écriture"));
+  if (bytes.size() != header_.record_length) {
+    return Status::InvalidArgument(RecordName(no, Path()) + " : " + std::to_string(bytes.size()) +
+                                   " octets au lieu de " + std::to_string(header_.record_length));
+  }
+  std::string_view view(bytes.data(), bytes.size());
+  if (view.starts_with(kDeletedMark)) {
+    return Status::InvalidArgument(RecordName(no, Path()) +
+                                   " : un texte commençant par \"*SUP*\" marquerait "
+                                   "l'enregistrement comme supprimé");
+  }
+  if (bytes[0] == 0 && AllZero(bytes)) {
+    return Status::InvalidArgument(RecordName(no, Path()) +
+                                   " : un enregistrement fait seulement de caractères de code 0 "
+                                   "marquerait la fin des données");
+  }
+  bool revived = false;
+  if (no <= header_.last_record && header_.deleted > 0)
+    VESK_RETURN_IF_ERROR(IsDeleted(no, &revived));
+  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), bytes));
+  if (no > header_.last_record) header_.last_record = no;
+  if (revived) --header_.deleted;
+  header_dirty_ = true;
+  return Status::Ok();
+}
+
+Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> bytes) {
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "écriture"));
+  if (offset + bytes.size() > header_.record_length) {
+    return Status::InvalidArgument(RecordName(no, Path()) + " : zone hors de l'enregistrement");
+  }
+  if (AllZero(bytes)) {
+    // The record must keep at least one byte that is not 0.
+    scratch_.resize(header_.record_length);
+    VESK_RETURN_IF_ERROR(pager_->Read(Offset(no), scratch_));
+    std::memcpy(scratch_.data() + offset, bytes.data(), bytes.size());
+    if (AllZero(scratch_)) {
+      return Status::InvalidArgument(RecordName(no, Path()) +
+                                     " : l'enregistrement deviendrait fait seulement de "
+                                     "caractères de code 0");
+    }
+  }
+  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no) + offset, bytes));
+  header_dirty_ = true;
+  return Status::Ok();
+}
+
+Status DataFile::IsDeleted(uint32_t no, bool* deleted) {
+  char mark[kDeletedMark.size()];
+  VESK_RETURN_IF_ERROR(ReadPart(no, 0, mark));
+  *deleted = std::string_view(mark, sizeof mark) == kDeletedMark;
+  return Status::Ok();
+}
+
+Status DataFile::MarkDeleted(uint32_t no) {
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  bool deleted = false;
+  VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
+  if (deleted) return Status::InvalidArgument(RecordName(no, Path()) + " : déjà supprimé");
+  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), kDeletedMark));
+  ++header_.deleted;
+  header_dirty_ = true;
+  return Status::Ok();
+}
+
+Status DataFile::DeletedRecords(std::vector<uint32_t>* records) {
+  records->clear();
+  for (uint32_t no = 1; no <= header_.last_record && records->size() < header_.deleted; ++no) {
+    bool deleted = false;
+    VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
+    if (deleted) records->push_back(no);
+  }
+  return Status::Ok();
+}
+
+Status DataFile::TailIsZero(bool* zero) {
+  uint64_t from = Offset(header_.last_record + 1);
+  uint64_t size = pager_->Size();
+  std::string tail(size > from ? std::min<uint64_t>(size - from, uint64_t{1} << 20) : 0, '\0');
+  VESK_RETURN_IF_ERROR(pager_->Read(from, tail));
+  *zero = AllZero(tail);
+  return Status::Ok();
+}
+
+Status DataFile::WriteHeader() {
+  if (!header_dirty_) return Status::Ok();
+  ++header_.change_counter;
+  char bytes[kDataHeaderSize];
+  EncodeDataHeader(header_, bytes);
+  VESK_RETURN_IF_ERROR(pager_->Write(0, bytes));
+  header_dirty_ = false;
+  return Status::Ok();
+}
+
+Status DataFile::Flush() {
+  if (read_only_) return Status::Ok();
+  VESK_RETURN_IF_ERROR(WriteHeader());
+  return pager_->Flush();
+}
+
+Status DataFile::Sync() {
+  if (read_only_) return Status::Ok();
+  VESK_RETURN_IF_ERROR(WriteHeader());
+  return pager_->Sync();
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,110 @@
+// DataFile: one data file (.DAT) of fixed-length records behind a 128-byte header, over a
+// Pager. Record n (from 1) lies at 128 + (n - 1) * length. New records go after the last one in
+// use; a deleted record begins with "*SUP*" and keeps its other bytes; its number is not reused.
+// Thread rules: one thread at a time.
+#ifndef VESK_SRV_ISAM_DATA_FILE_H_
+#define VESK_SRV_ISAM_DATA_FILE_H_
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "srv/isam/env.h"
+#include "srv/isam/pager.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+inline constexpr uint32_t kDataHeaderSize = 128;
+inline constexpr uint32_t kMinRecordLength = 5;
+inline constexpr uint32_t kMaxRecordLength = 32767;
+inline constexpr uint16_t kDataFormatVersion = 1;
+inline constexpr std::string_view kDataMagic = "VESKDAT\x1A";
+inline constexpr std::string_view kDeletedMark = "*SUP*";
+inline constexpr size_t kLabelLength = 80;
+
+// The values of a data file's header.
+struct DataHeader {
+  uint16_t version = kDataFormatVersion;
+  uint32_t record_length = 0;
+  uint32_t last_record = 0;  // records in use, live or deleted: 1 .. last_record
+  uint32_t deleted = 0;      // how many of them are deleted
+  uint64_t change_counter = 0;
+  uint8_t dirty = 0;
+  std::string label;  // Windows-1252 bytes, trailing spaces removed
+};
+
+// The header bytes of h (checksum included) into out (kDataHeaderSize bytes); and back, with
+// Corruption naming path when the magic, the version, the size or the checksum is wrong.
+void EncodeDataHeader(const DataHeader& h, char* out);
+Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h);
+
+class DataFile {
+ public:
+  struct Options {
+    bool create = false;     // create the file when it is absent
+    bool read_only = false;  // refuse every change
+    std::string_view label;  // Windows-1252 bytes kept in the header of a new file
+    size_t cache_blocks = 256;
+  };
+
+  // Opens path. record_length 0 takes the length from the header (tools); otherwise it must be
+  // kMinRecordLength to kMaxRecordLength and equal the file's.
+  static Status Open(Env* env, const std::string& path, uint32_t record_length,
+                     const Options& options, std::unique_ptr<DataFile>* out);
+  ~DataFile();
+
+  uint32_t RecordLength() const { return header_.record_length; }
+  uint32_t LastRecord() const { return header_.last_record; }
+  uint32_t Deleted() const { return header_.deleted; }
+  const DataHeader& Header() const { return header_; }
+  bool ReadOnly() const { return read_only_; }
+  const std::string& Path() const;
+  uint64_t FileBytes() const;
+
+  // The whole record no (1 .. LastRecord) into out (RecordLength bytes).
+  Status Read(uint32_t no, std::span<char> out);
+  // out.size() bytes of record no from byte offset within it.
+  Status ReadPart(uint32_t no, uint32_t offset, std::span<char> out);
+  // Writes record no (1 .. LastRecord + 1; one past the last appends). bytes is exactly
+  // RecordLength long, neither made only of bytes of code 0 (that marks the end of the data)
+  // nor beginning with "*SUP*" (MarkDeleted does that). Writing over a deleted record brings it
+  // back to life.
+  Status Write(uint32_t no, std::span<const char> bytes);
+  // Changes bytes of the live or deleted record no in place, from offset.
+  Status WritePart(uint32_t no, uint32_t offset, std::span<const char> bytes);
+  // Marks live record no deleted ("*SUP*" over its first 5 bytes).
+  Status MarkDeleted(uint32_t no);
+  Status IsDeleted(uint32_t no, bool* deleted);
+  // Whether the bytes after the last record (growth ahead, up to 1 MiB of them) are all 0.
+  Status TailIsZero(bool* zero);
+  // Numbers of the deleted records, in order (reads the whole file).
+  Status DeletedRecords(std::vector<uint32_t>* records);
+
+  // Writes the header and every changed block; Sync also forces them to stable storage.
+  Status Flush();
+  Status Sync();
+  bool HasChanges() const { return header_dirty_; }
+
+ private:
+  DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only);
+  Status CheckNumber(uint32_t no, uint32_t last, std::string_view op) const;
+  Status CheckWritable() const;
+  Status WriteHeader();
+  uint64_t Offset(uint32_t no) const {
+    return kDataHeaderSize + static_cast<uint64_t>(no - 1) * header_.record_length;
+  }
+
+  std::unique_ptr<Pager> pager_;
+  DataHeader header_;
+  bool read_only_;
+  bool header_dirty_ = false;
+  std::string scratch_;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_DATA_FILE_H_

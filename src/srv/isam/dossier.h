@@ -1,0 +1,161 @@
+// DossierDonnees: the data folder of one thread, as the storage engine sees it: the Env, the
+// folder, the current company, the cache size, and every open data file, B-tree, text file and
+// chaining by 16-bit handle. The three services of a thread (SrvDonneeImpl, SrvBArbreImpl,
+// SrvChainageImpl) share one object. Thread rules: one thread at a time.
+//
+// Every modifying service operation runs inside an operation scope; when the outermost one
+// ends, the files it changed are flushed (and synced when synchronisation is full). Inside a
+// batch (DebutLot .. FinLot, or a Lot object) nothing is flushed until the batch ends.
+#ifndef VESK_SRV_ISAM_DOSSIER_H_
+#define VESK_SRV_ISAM_DOSSIER_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "srv/isam/btree.h"
+#include "srv/isam/data_file.h"
+#include "srv/isam/env.h"
+#include "srv/isam/status.h"
+#include "srv/isam/text_reader.h"
+#include "srv/proprietaire.h"
+
+namespace vesk::isam {
+
+// A data file open in the folder.
+struct FichierOuvert {
+  std::string nom;    // upper case, as stored ("FIC")
+  std::string objet;  // file name for messages ("FIC.DAT")
+  bool dependance = false;
+  std::unique_ptr<DataFile> fichier;
+  Proprietaire* proprietaire = nullptr;
+  std::string methode;  // the name the owner's methods end with
+  int32_t id_lire = -1;
+  int32_t id_ecrire = -1;
+  int32_t courant = 0;  // NoEnrCourant
+  bool touche = false;  // changed since the last flush
+  // Byte ranges (offset in the record, 3 bytes each) of chaining pointers: kept as they are on
+  // disk when a live record is written again.
+  std::vector<uint32_t> pointeurs;
+};
+
+// A B-tree open in the folder, with its walk cursor.
+struct ArbreOuvert {
+  std::string nom;
+  std::string objet;  // "CLI1.DAB"
+  bool dependance = false;
+  std::unique_ptr<BTree> arbre;
+  std::string fichier_indexe;   // upper-case name of the data file indexed, "" when unknown
+  int16_t dernier_fichier = 0;  // the data file last used with this tree
+  bool curseur = false;         // a walk position is known
+  std::string cle_curseur;      // key bytes of the last entry given
+  uint32_t no_curseur = 0;
+  bool touche = false;
+};
+
+struct TexteOuvert {
+  std::string objet;
+  std::unique_ptr<TextReader> lecteur;
+};
+
+// A chaining: the lines of one file chained under the records of a header file. Offsets are
+// 0-based byte offsets inside the records.
+struct ChainageOuvert {
+  int16_t entete = 0;
+  int16_t ligne = 0;
+  uint32_t premiere = 0, derniere = 0;    // in the header record
+  uint32_t precedente = 0, suivante = 0;  // in the line record
+  uint32_t pas = 0;                       // lines walked since PremLigne, against cycles
+};
+
+class DossierDonnees {
+ public:
+  // dossier: the data folder; entreprise: the current company ("" when none); cache_octets:
+  // the cache of each open data file and B-tree.
+  DossierDonnees(Env* env, std::string dossier, std::string entreprise = "",
+                 size_t cache_octets = size_t{8} << 20);
+  ~DossierDonnees();
+
+  Env* env() const { return env_; }
+  const std::string& Dossier() const { return dossier_; }
+  const std::string& Entreprise() const { return entreprise_; }
+  size_t CacheBlocs() const { return cache_octets_ / 4096; }
+  // Synchronisation: true ("full", the default) forces every flush to stable storage.
+  void Synchro(bool full) { synchro_full_ = full; }
+  bool SynchroFull() const { return synchro_full_; }
+
+  // The path of nom + extension, at the root or in the current company's sub-folder
+  // (created when create is true). InvalidArgument for a bad name or no company.
+  Status Chemin(bool dependance, std::string_view nom, std::string_view extension, bool create,
+                std::string* path);
+
+  // Handles. Each lookup gives null for a handle that is not open.
+  FichierOuvert* Fichier(int16_t handle);
+  ArbreOuvert* Arbre(int16_t handle);
+  TexteOuvert* Texte(int16_t handle);
+  // The handle of an open data file (or B-tree) by upper-case name and place, 0 when none.
+  int16_t ChercheFichier(std::string_view nom, bool dependance) const;
+  int16_t ChercheFichier(std::string_view nom) const;
+  int16_t ChercheArbre(std::string_view nom, bool dependance) const;
+  Status AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* handle);
+  Status AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* handle);
+  Status AjouteTexte(std::unique_ptr<TexteOuvert> t, int16_t* handle);
+  void FermeTexte(int16_t handle);
+  int16_t NombreFichiers() const { return static_cast<int16_t>(fichiers_.size()); }
+  int16_t NombreArbres() const { return static_cast<int16_t>(arbres_.size()); }
+
+  // Chainings, by line file. Declaring one for a line file replaces its former one.
+  void DeclareChainage(const ChainageOuvert& c);
+  ChainageOuvert* ChainageDeLigne(int16_t ligne);
+  const std::vector<ChainageOuvert>& Chainages() const { return chainages_; }
+
+  // Operation scopes and batches.
+  void Entre() { ++profondeur_; }
+  // Ends a scope; the outermost one outside a batch flushes what was changed.
+  Status Sort();
+  Status DebutLot();
+  Status FinLot();
+  bool DansLot() const { return lot_ > 0; }
+  void Touche(FichierOuvert* f);
+  void Touche(ArbreOuvert* a);
+  // Flushes (or syncs) every changed file now.
+  Status Ecrit();
+
+ private:
+  void RecalculePointeurs();
+
+  Env* env_;
+  std::string dossier_;
+  std::string entreprise_;
+  size_t cache_octets_;
+  bool synchro_full_ = true;
+  int profondeur_ = 0;
+  int lot_ = 0;
+  std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
+  std::vector<std::unique_ptr<ArbreOuvert>> arbres_;
+  std::vector<std::unique_ptr<TexteOuvert>> textes_;
+  std::vector<ChainageOuvert> chainages_;
+  std::vector<FichierOuvert*> fichiers_touches_;
+  std::vector<ArbreOuvert*> arbres_touches_;
+};
+
+// A batch scope: the operations made while it lives are flushed once, when it ends. Termine
+// ends it and gives the flush's status; the destructor ends it when Termine was not called.
+class Lot {
+ public:
+  explicit Lot(DossierDonnees& dossier);
+  ~Lot();
+  Lot(const Lot&) = delete;
+  Lot& operator=(const Lot&) = delete;
+  Status Termine();
+
+ private:
+  DossierDonnees& dossier_;
+  bool fini_ = false;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_DOSSIER_H_

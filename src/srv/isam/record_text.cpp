@@ -1,0 +1,61 @@
+#include "srv/isam/record_text.h"
+
+#include "srv/text/cp1252.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::isam {
+
+namespace {
+
+bool IsAscii(std::string_view s) {
+  unsigned char any = 0;
+  for (char c : s) any |= static_cast<unsigned char>(c);
+  return any < 0x80;
+}
+
+}  // namespace
+
+Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, std::string* out) {
+  if (IsAscii(utf8)) {
+    if (utf8.size() > length) {
+      return Status::InvalidArgument(std::string(what) + " de " + std::to_string(utf8.size()) +
+                                     " caractères, plus long que " + std::to_string(length));
+    }
+    out->assign(utf8);
+    out->resize(length, ' ');
+    return Status::Ok();
+  }
+  std::string bytes;
+  text::TextResult r = text::EncodeCp1252(utf8, &bytes);
+  if (!r.ok) return Status::InvalidArgument(std::string(what) + " : " + r.message);
+  if (bytes.size() > length) {
+    return Status::InvalidArgument(std::string(what) + " de " + std::to_string(bytes.size()) +
+                                   " caractères, plus long que " + std::to_string(length));
+  }
+  bytes.resize(length, ' ');
+  out->swap(bytes);
+  return Status::Ok();
+}
+
+void DecodeBytes(std::string_view bytes, std::string* out) {
+  if (IsAscii(bytes)) {
+    out->assign(bytes);
+    return;
+  }
+  out->clear();
+  text::AppendDecodedCp1252(bytes, out);
+}
+
+uint32_t DecodePointer(const char* p) {
+  if (p[0] == ' ' && p[1] == ' ' && p[2] == ' ') return 0;
+  auto b = [p](int i) { return static_cast<uint32_t>(static_cast<unsigned char>(p[i])); };
+  return (b(0) << 16) | (b(1) << 8) | b(2);
+}
+
+void EncodePointer(uint32_t record, char* p) {
+  p[0] = static_cast<char>((record >> 16) & 0xFF);
+  p[1] = static_cast<char>((record >> 8) & 0xFF);
+  p[2] = static_cast<char>(record & 0xFF);
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,52 @@
+#include "srv/isam/service_util.h"
+
+namespace vesk::isam {
+
+FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
+  FichierOuvert* f = d.Fichier(handle);
+  if (f == nullptr) {
+    throw ErreurService(operation, "fichier " + std::to_string(handle),
+                        "aucun fichier de données ouvert sous ce numéro");
+  }
+  return *f;
+}
+
+ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
+  ArbreOuvert* a = d.Arbre(handle);
+  if (a == nullptr) {
+    throw ErreurService(operation, "B-arbre " + std::to_string(handle),
+                        "aucun B-arbre ouvert sous ce numéro");
+  }
+  return *a;
+}
+
+void ExigeEcriture(const FichierOuvert& f, std::string_view operation) {
+  Exige(!f.fichier->ReadOnly(), operation, f.objet, "fichier ouvert en lecture seule");
+}
+
+void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation) {
+  uint32_t last = f.fichier->LastRecord();
+  if (no < 1 || static_cast<uint32_t>(no) > last) {
+    throw ErreurService(operation, f.objet,
+                        "enregistrement " + std::to_string(no) +
+                            (no < 1 ? " : les numéros commencent à 1"
+                                    : " au-delà de la fin du fichier (" + std::to_string(last) +
+                                          " enregistrements)"));
+  }
+  bool deleted = false;
+  Verifie(f.fichier->IsDeleted(static_cast<uint32_t>(no), &deleted), operation, f.objet);
+  Exige(!deleted, operation, f.objet, "l'enregistrement " + std::to_string(no) + " est supprimé");
+}
+
+void AppelleProprietaire(FichierOuvert& f, bool lire, int32_t no, std::string_view operation) {
+  if (f.proprietaire == nullptr) {
+    throw ErreurService(operation, f.objet,
+                        "fichier ouvert sans propriétaire : pas de méthode " +
+                            std::string(lire ? "Lire" : "Ecrire") + f.methode +
+                            " pour les champs courants");
+  }
+  int32_t arg = no;
+  f.proprietaire->Invoque(lire ? f.id_lire : f.id_ecrire, arg);
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,62 @@
+// Helpers shared by the three storage services: a failing Status becomes ErreurService, handles
+// are looked up or refused, owners are called back, and each modifying operation runs in a
+// scope that flushes what it changed when it ends. Used on the services' thread only.
+#ifndef VESK_SRV_ISAM_SERVICE_UTIL_H_
+#define VESK_SRV_ISAM_SERVICE_UTIL_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "srv/erreur_service.h"
+#include "srv/isam/dossier.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+// Throws ErreurService(operation, objet, message of s) unless s is ok.
+inline void Verifie(const Status& s, std::string_view operation, std::string_view objet) {
+  if (!s.ok()) throw ErreurService(operation, objet, s.message());
+}
+
+FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation);
+ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation);
+// Refuses a file opened read only.
+void ExigeEcriture(const FichierOuvert& f, std::string_view operation);
+// A record number of f that exists (1 .. last) and is not deleted.
+void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation);
+
+// Calls the owner's "Lire" (lire true) or "Ecrire" method of f with no; an error when f was
+// opened without an owner.
+void AppelleProprietaire(FichierOuvert& f, bool lire, int32_t no, std::string_view operation);
+
+// An operation scope (see DossierDonnees): Fin ends it and reports the flush's failure; the
+// destructor ends it when an error left the operation early.
+class Operation {
+ public:
+  Operation(DossierDonnees& d, std::string_view operation) : d_(d), operation_(operation) {
+    d_.Entre();
+  }
+  ~Operation() {
+    if (!fini_) {
+      // The operation's own error is already on its way; the flush is done all the same.
+      Status ignored = d_.Sort();
+      (void)ignored;
+    }
+  }
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+  void Fin(std::string_view objet) {
+    fini_ = true;
+    Verifie(d_.Sort(), operation_, objet);
+  }
+
+ private:
+  DossierDonnees& d_;
+  std::string_view operation_;
+  bool fini_ = false;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_SERVICE_UTIL_H_

@@ -1,0 +1,161 @@
+// The two diagnostic queries of SrvBArbreImpl: DescBArbre and InfoBArbre.
+#include <cstdio>
+
+#include "srv/isam/names.h"
+#include "srv/isam/service_util.h"
+#include "srv/isam/srv_barbre_impl.h"
+#include "srv/list/liste.h"
+
+namespace vesk {
+
+using isam::ArbreOuvert;
+using isam::Status;
+using isam::Verifie;
+
+namespace {
+
+// A text that a list can hold: separators and brackets become look-alikes.
+std::string Neutre(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) {
+    if (c == ',') c = ';';
+    if (c == '[') c = '(';
+    if (c == ']') c = ')';
+  }
+  return out;
+}
+
+void Ajoute(std::string& liste, std::string_view element, std::string_view op) {
+  list::Which which;
+  list::Fault f = list::Append(liste, element, which);
+  Exige(f.ok(), op, element, f.Message());
+}
+
+template <typename T>
+std::string ListeNombres(const std::vector<T>& values, std::string_view op) {
+  std::string out = "[]";
+  for (T v : values) Ajoute(out, std::to_string(v), op);
+  return out;
+}
+
+std::string Paire(std::string_view titre, std::string_view texte) {
+  std::string t = Neutre(titre);
+  std::string x = Neutre(texte);
+  if (x.empty()) x = "-";
+  std::string_view parts[] = {t, x};
+  std::string out;
+  size_t bad = 0;
+  list::Build(parts, out, bad);
+  return out;
+}
+
+template <typename T>
+std::string ParNiveau(const std::vector<T>& values) {
+  std::string out;
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (i > 0) out += "|";
+    out += "niveau " + std::to_string(i + 1) + " : " + std::to_string(values[i]);
+  }
+  return out;
+}
+
+std::string Octets(uint64_t n) { return std::to_string(n) + " octets"; }
+
+}  // namespace
+
+std::vector<uint32_t> SrvBArbreImpl::SupprimesIndexes(ArbreOuvert& a, std::string* objet,
+                                                      isam::DataFile** data, std::string_view op) {
+  *data = nullptr;
+  std::string nom = !a.fichier_indexe.empty() ? a.fichier_indexe
+                    : a.dernier_fichier != 0  ? dossier_->Fichier(a.dernier_fichier)->nom
+                                              : a.nom;
+  *objet = nom + ".DAT";
+  if (int16_t h = dossier_->ChercheFichier(nom, a.dependance)) {
+    *data = dossier_->Fichier(h)->fichier.get();
+  } else {
+    // Not open: read from the folder, when it is there.
+    std::string path;
+    Verifie(dossier_->Chemin(a.dependance, nom, ".DAT", false, &path), op, *objet);
+    isam::DataFile::Options options;
+    options.read_only = true;
+    Status s = isam::DataFile::Open(dossier_->env(), path, 0, options, &lu_);
+    if (s.IsNotFound()) return {};
+    Verifie(s, op, *objet);
+    *data = lu_.get();
+  }
+  std::vector<uint32_t> records;
+  Verifie((*data)->DeletedRecords(&records), op, *objet);
+  return records;
+}
+
+void SrvBArbreImpl::DescBArbre(int16_t arbre, std::string& entete, std::string& noeuds_libres,
+                               std::string& enregistrements_libres) {
+  constexpr std::string_view kOp = "DescBArbre";
+  ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
+  isam::BTreeHeader h;
+  Verifie(a.arbre->Header(&h), kOp, a.objet);
+  std::vector<std::string> values = {
+      std::to_string(h.node_length), std::to_string(h.key_length), std::to_string(h.pointer_length),
+      std::string(1, h.nature),      std::to_string(h.order),      std::to_string(h.levels),
+      std::to_string(h.keys),        std::to_string(h.nodes),      std::to_string(h.root)};
+  std::string head = "[]";
+  for (const std::string& v : values) Ajoute(head, v, kOp);
+  std::vector<uint32_t> free_nodes;
+  Verifie(a.arbre->FreeNodes(&free_nodes), kOp, a.objet);
+  std::string objet;
+  isam::DataFile* data = nullptr;
+  std::vector<uint32_t> deleted = SupprimesIndexes(a, &objet, &data, kOp);
+  lu_.reset();
+  entete = std::move(head);
+  noeuds_libres = ListeNombres(free_nodes, kOp);
+  enregistrements_libres = ListeNombres(deleted, kOp);
+}
+
+void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
+  constexpr std::string_view kOp = "InfoBArbre";
+  ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
+  isam::BTreeHeader h;
+  Verifie(a.arbre->Header(&h), kOp, a.objet);
+  isam::BTreeStats st;
+  Verifie(a.arbre->Stats(&st), kOp, a.objet);
+  std::vector<std::string> problems;
+  Verifie(a.arbre->Verify(&problems), kOp, a.objet);
+  std::string objet;
+  isam::DataFile* data = nullptr;
+  std::vector<uint32_t> deleted = SupprimesIndexes(a, &objet, &data, kOp);
+
+  char fill[32];
+  std::snprintf(fill, sizeof fill, "%.1f %%", st.fill_ratio * 100.0);
+  std::string out = "[]";
+  auto add = [&](std::string_view titre, std::string_view texte) {
+    Ajoute(out, Paire(titre, texte), kOp);
+  };
+  add("Fichier B-Arbre",
+      a.objet + (h.nature == 'P' ? " : clés uniques" : " : clés en double admises"));
+  add("Fichier de Données Indexé", data != nullptr ? objet : objet + " (absent)");
+  add("Taux de Remplissage des Noeuds", fill);
+  add("Clés par Niveau", ParNiveau(st.keys_per_level));
+  add("Noeuds par Niveau", ParNiveau(st.nodes_per_level));
+  add("Noeuds Libres", std::to_string(st.free_nodes));
+  add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
+  if (data != nullptr) {
+    uint32_t live = data->LastRecord() - data->Deleted();
+    add("Enregistrements du Fichier de Données",
+        std::to_string(data->LastRecord()) + " utilisés|" + std::to_string(live) + " en service|" +
+            std::to_string(deleted.size()) + " supprimés|longueur " +
+            std::to_string(data->RecordLength()));
+    add("Taille du Fichier de Données", Octets(data->FileBytes()));
+    if (h.nature == 'P') {
+      add("Clés et Enregistrements en Service",
+          std::to_string(h.keys) + " clés pour " + std::to_string(live) + " enregistrements" +
+              (h.keys == live ? " : en accord" : " : en désaccord, reconstruire le B-arbre"));
+    }
+  }
+  std::string verdict;
+  for (const std::string& p : problems) verdict += (verdict.empty() ? "" : "|") + p;
+  add("Contrôle du B-Arbre", problems.empty() ? "correct" : verdict);
+  lu_.reset();
+  infos = std::move(out);
+}
+
+}  // namespace vesk

@@ -1,0 +1,365 @@
+#include "srv/isam/verify.h"
+
+#include <algorithm>
+#include <map>
+
+#include "srv/isam/btree.h"
+#include "srv/isam/btree_impl.h"
+#include "srv/isam/data_file.h"
+#include "srv/isam/names.h"
+#include "srv/isam/record_text.h"
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr size_t kMaxProblems = 1000;
+
+std::string Extension(const std::string& name) {
+  size_t dot = name.rfind('.');
+  return dot == std::string::npos ? "" : UpperAscii(name.substr(dot));
+}
+
+std::string Stem(const std::string& name) {
+  size_t dot = name.rfind('.');
+  return UpperAscii(name.substr(0, dot));
+}
+
+std::string BaseName(const std::string& path) {
+  size_t slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+bool Exists(Env* env, const std::string& path) {
+  bool e = false;
+  return env->FileExists(path, &e).ok() && e;
+}
+
+// What the verifier knows of one data file.
+struct DataInfo {
+  std::unique_ptr<DataFile> file;
+  std::string name;
+  std::vector<uint8_t> deleted;  // by record number - 1
+};
+
+class Verifier {
+ public:
+  Verifier(Env* env, RapportVerif* r) : env_(env), r_(r) {}
+
+  void Folder(const std::string& dir, const std::string& root);
+  void Chain(const ChainageVerif& c);
+
+ private:
+  void Problem(const std::string& p) {
+    if (r_->problemes.size() < kMaxProblems) {
+      r_->problemes.push_back(p);
+    } else if (r_->problemes.size() == kMaxProblems) {
+      r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
+    }
+  }
+  DataInfo* Data(const std::string& path);
+  void ScanData(DataInfo& d);
+  void Tree(const std::string& path, const std::string& dir, const std::string& root);
+  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d);
+
+  Env* env_;
+  RapportVerif* r_;
+  std::map<std::string, std::unique_ptr<DataInfo>> data_;
+};
+
+DataInfo* Verifier::Data(const std::string& path) {
+  auto it = data_.find(path);
+  if (it != data_.end()) return it->second.get();
+  auto d = std::make_unique<DataInfo>();
+  d->name = BaseName(path);
+  DataFile::Options options;
+  options.read_only = true;
+  Status s = DataFile::Open(env_, path, 0, options, &d->file);
+  DataInfo* out = nullptr;
+  if (!s.ok()) {
+    Problem(d->name + " : " + s.message());
+  } else {
+    ++r_->fichiers;
+    ScanData(*d);
+    out = d.get();
+  }
+  if (!s.ok()) d.reset();
+  data_[path] = std::move(d);
+  return out;
+}
+
+void Verifier::ScanData(DataInfo& d) {
+  DataFile& f = *d.file;
+  uint32_t last = f.LastRecord();
+  d.deleted.assign(last, 0);
+  std::string rec(f.RecordLength(), '\0');
+  uint32_t deleted = 0;
+  for (uint32_t no = 1; no <= last; ++no) {
+    Status s = f.Read(no, rec);
+    if (!s.ok()) {
+      Problem(d.name + " : " + s.message());
+      return;
+    }
+    if (std::string_view(rec).starts_with(kDeletedMark)) {
+      d.deleted[no - 1] = 1;
+      ++deleted;
+    } else if (std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
+      Problem(d.name + " : l'enregistrement " + std::to_string(no) +
+              " est fait de caractères de code 0 avant la fin des données");
+    }
+  }
+  if (deleted != f.Deleted()) {
+    Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués \"*SUP*\", " +
+            std::to_string(f.Deleted()) + " comptés dans l'en-tête");
+  }
+  bool zero = true;
+  Status s = f.TailIsZero(&zero);
+  if (!s.ok() || !zero) {
+    Problem(d.name + " : " +
+            (s.ok() ? "données au-delà du dernier enregistrement (" + std::to_string(last) + ")"
+                    : s.message()));
+  }
+  r_->enregistrements += last - deleted;
+  r_->supprimes += deleted;
+}
+
+void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
+  std::string name = BaseName(path);
+  // The key length and nature come from the header, to open the tree as it was made.
+  std::unique_ptr<platform::File> file;
+  char head[btree::hdr::kSize] = {};
+  size_t read = 0;
+  Status s = Status::FromIo(env_->OpenFile(path, platform::OpenMode::kRead, &file));
+  if (s.ok()) s = Status::FromIo(file->ReadAt(0, head, &read));
+  file.reset();
+  if (s.ok() &&
+      (read < btree::hdr::kSize || std::memcmp(head, btree::kMagic, sizeof btree::kMagic) != 0)) {
+    s = Status::Corruption("ce n'est pas un fichier B-arbre Vesk (signature inconnue)");
+  }
+  std::unique_ptr<BTree> tree;
+  if (s.ok()) {
+    s = BTree::Open(env_, path, btree::Load16(head + btree::hdr::kKeyLenAt),
+                    head[btree::hdr::kNatureAt], "", false, &tree);
+  }
+  if (!s.ok()) {
+    Problem(name + " : " + s.message());
+    return;
+  }
+  ++r_->arbres;
+  std::vector<std::string> problems;
+  s = tree->Verify(&problems);
+  if (!s.ok()) problems.push_back(s.message());
+  for (const std::string& p : problems) Problem(name + " : " + p);
+  BTreeHeader h;
+  s = tree->Header(&h);
+  if (!s.ok()) {
+    Problem(name + " : " + s.message());
+    return;
+  }
+  r_->cles += h.keys;
+  std::string data_name = h.indexed_file.empty() ? Stem(name) : UpperAscii(h.indexed_file);
+  std::string data_path = platform::JoinPath(dir, data_name + ".DAT");
+  if (!Exists(env_, data_path) && dir != root)
+    data_path = platform::JoinPath(root, data_name + ".DAT");
+  if (!Exists(env_, data_path)) {
+    if (!h.indexed_file.empty()) Problem(name + " : fichier indexé " + data_name + ".DAT absent");
+    return;
+  }
+  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d);
+}
+
+void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d) {
+  std::vector<uint8_t> seen(d.deleted.size(), 0);
+  Status s = tree.ForEach([&](std::string_view, uint32_t no) {
+    if (no < 1 || no > d.deleted.size()) {
+      Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
+              ", au-delà de la fin de " + d.name);
+    } else if (d.deleted[no - 1]) {
+      Problem(name + " : une clé renvoie à l'enregistrement supprimé " + std::to_string(no) +
+              " de " + d.name);
+    } else if (nature == 'P' && seen[no - 1]++) {
+      Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
+              " a plusieurs clés");
+    }
+    return true;
+  });
+  if (!s.ok()) Problem(name + " : " + s.message());
+  if (nature != 'P') return;
+  for (size_t i = 0; i < seen.size(); ++i) {
+    if (!d.deleted[i] && !seen[i]) {
+      Problem(name + " : l'enregistrement " + std::to_string(i + 1) + " de " + d.name +
+              " n'a pas de clé");
+    }
+  }
+}
+
+void Verifier::Folder(const std::string& dir, const std::string& root) {
+  std::vector<std::string> names;
+  Status s = Status::FromIo(env_->ListDirectory(dir, &names));
+  if (!s.ok()) {
+    Problem(dir + " : " + s.message());
+    return;
+  }
+  for (const std::string& n : names) {
+    if (Extension(n) == ".DAT") Data(platform::JoinPath(dir, n));
+  }
+  for (const std::string& n : names) {
+    if (Extension(n) == ".DAB") Tree(platform::JoinPath(dir, n), dir, root);
+  }
+}
+
+void Verifier::Chain(const ChainageVerif& c) {
+  DataInfo* e = Exists(env_, c.entete) ? Data(c.entete) : nullptr;
+  DataInfo* l = Exists(env_, c.ligne) ? Data(c.ligne) : nullptr;
+  std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
+  if (e == nullptr || l == nullptr) {
+    Problem(what + " : fichier absent ou illisible");
+    return;
+  }
+  uint32_t le = e->file->RecordLength(), ll = l->file->RecordLength();
+  if (std::max(c.premiere, c.derniere) + 3 > le || std::max(c.precedente, c.suivante) + 3 > ll) {
+    Problem(what + " : position de pointeur hors de l'enregistrement");
+    return;
+  }
+  auto ptr = [this, &what](DataInfo& d, uint32_t no, uint32_t at) {
+    char p[3] = {};
+    Status s = d.file->ReadPart(no, at, p);
+    if (!s.ok()) Problem(what + " : " + s.message());
+    return DecodePointer(p);
+  };
+  std::vector<uint32_t> owner(l->deleted.size(), 0);
+  for (uint32_t h = 1; h <= e->deleted.size(); ++h) {
+    if (e->deleted[h - 1]) continue;
+    std::string head = what + ", en-tête " + std::to_string(h);
+    uint32_t prev = 0;
+    for (uint32_t no = ptr(*e, h, c.premiere); no != 0; no = ptr(*l, no, c.suivante)) {
+      if (no > owner.size() || l->deleted[no - 1] || owner[no - 1] != 0) {
+        Problem(head + " : la ligne " + std::to_string(no) +
+                (no > owner.size() ? " est au-delà de la fin du fichier"
+                 : l->deleted[no - 1]
+                     ? " est supprimée"
+                     : " est déjà chaînée (sous l'en-tête " + std::to_string(owner[no - 1]) + ")"));
+        prev = ptr(*e, h, c.derniere);  // the walk stops; no second report for the end
+        break;
+      }
+      owner[no - 1] = h;
+      ++r_->lignes_chainees;
+      if (ptr(*l, no, c.precedente) != prev) {
+        Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
+                " ne désigne pas " + std::to_string(prev));
+      }
+      prev = no;
+    }
+    if (ptr(*e, h, c.derniere) != prev) {
+      Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
+    }
+  }
+  for (size_t i = 0; i < owner.size(); ++i) {
+    if (!l->deleted[i] && owner[i] == 0) {
+      Problem(what + " : la ligne " + std::to_string(i + 1) + " n'est chaînée sous aucun en-tête");
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> SousDossiers(Env* env, const std::string& dossier) {
+  std::vector<std::string> names, out;
+  if (!env->ListDirectory(dossier, &names).ok()) return out;
+  for (const std::string& n : names) {
+    if (n.find('.') != std::string::npos || !CheckName(n, "entreprise").ok()) continue;
+    std::vector<std::string> inside;
+    std::string path = platform::JoinPath(dossier, n);
+    if (env->ListDirectory(path, &inside).ok()) out.push_back(path);
+  }
+  return out;
+}
+
+Status VerifieDossier(Env* env, const std::string& dossier,
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport) {
+  std::vector<std::string> names;
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dossier, &names)));
+  Verifier v(env, rapport);
+  v.Folder(dossier, dossier);
+  for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
+  for (const ChainageVerif& c : chainages) v.Chain(c);
+  return Status::Ok();
+}
+
+std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
+  std::vector<ChainageVerif> out;
+  for (const ChainageOuvert& c : d.Chainages()) {
+    FichierOuvert* e = d.Fichier(c.entete);
+    FichierOuvert* l = d.Fichier(c.ligne);
+    if (e == nullptr || l == nullptr) continue;
+    out.push_back(
+        {e->fichier->Path(), l->fichier->Path(), c.premiere, c.derniere, c.precedente, c.suivante});
+  }
+  return out;
+}
+
+namespace {
+
+// The number written in decimal in bytes (spaces around it allowed), 0 when it is not one.
+uint32_t Decimal(std::string_view bytes) {
+  uint32_t v = 0;
+  bool digit = false;
+  for (char c : bytes) {
+    if (c == ' ') continue;
+    if (c < '0' || c > '9' || v > 100000) return 0;
+    v = v * 10 + static_cast<uint32_t>(c - '0');
+    digit = true;
+  }
+  return digit ? v : 0;
+}
+
+std::string Trimmed(std::string_view s) {
+  size_t end = s.find_last_not_of(' ');
+  return std::string(end == std::string_view::npos ? "" : s.substr(0, end + 1));
+}
+
+}  // namespace
+
+Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
+                               const std::vector<std::string>& sous_dossiers,
+                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport) {
+  std::string fic = platform::JoinPath(dossier, "FIC.DAT");
+  std::string lfic = platform::JoinPath(dossier, "LFIC.DAT");
+  if (Exists(env, fic) && Exists(env, lfic)) chainages->push_back({fic, lfic, 12, 15, 0, 3});
+  std::string chain = platform::JoinPath(dossier, "CHAIN.DAT");
+  if (!Exists(env, chain)) return Status::Ok();
+  std::unique_ptr<DataFile> f;
+  DataFile::Options options;
+  options.read_only = true;
+  VESK_RETURN_IF_ERROR(DataFile::Open(env, chain, 0, options, &f));
+  if (f->RecordLength() < 32) return Status::Corruption(chain + " : enregistrements trop courts");
+  std::string rec(f->RecordLength(), '\0');
+  std::vector<std::string> folders = {dossier};
+  folders.insert(folders.end(), sous_dossiers.begin(), sous_dossiers.end());
+  for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
+    VESK_RETURN_IF_ERROR(f->Read(no, rec));
+    std::string_view r(rec);
+    if (r.starts_with(kDeletedMark)) continue;
+    std::string ligne = UpperAscii(Trimmed(r.substr(0, 6)));
+    std::string entete = UpperAscii(Trimmed(r.substr(16, 6)));
+    uint32_t pos[4] = {Decimal(r.substr(22, 5)), Decimal(r.substr(27, 5)), Decimal(r.substr(6, 5)),
+                       Decimal(r.substr(11, 5))};
+    if (!CheckName(ligne, "fichier").ok() || !CheckName(entete, "fichier").ok() ||
+        std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
+      rapport->problemes.push_back("CHAIN.DAT : l'enregistrement " + std::to_string(no) +
+                                   " ne décrit pas un chaînage");
+      continue;
+    }
+    for (const std::string& dir : folders) {
+      std::string e = platform::JoinPath(dir, entete + ".DAT");
+      std::string l = platform::JoinPath(dir, ligne + ".DAT");
+      if (!Exists(env, e)) e = platform::JoinPath(dossier, entete + ".DAT");
+      if (Exists(env, l) && Exists(env, e)) {
+        chainages->push_back({e, l, pos[0] - 1, pos[1] - 1, pos[2] - 1, pos[3] - 1});
+      }
+    }
+  }
+  return Status::Ok();
+}
+
+}  // namespace vesk::isam

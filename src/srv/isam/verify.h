@@ -1,0 +1,59 @@
+// The verifier of a data folder: reads every data file (.DAT) and B-tree (.DAB) of the folder
+// and of its company sub-folders and checks them against each other: each B-tree's own
+// invariants, index entries naming live records (one to one for a primary tree), deleted
+// records counted and marked, and chaining pointers agreeing both ways. It changes nothing.
+// Free functions; one thread at a time per folder.
+#ifndef VESK_SRV_ISAM_VERIFY_H_
+#define VESK_SRV_ISAM_VERIFY_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "srv/isam/dossier.h"
+#include "srv/isam/env.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+// A chaining to check: the two files by path and the 0-based offsets of the four pointers.
+struct ChainageVerif {
+  std::string entete;  // path of the header file
+  std::string ligne;   // path of the line file
+  uint32_t premiere = 0, derniere = 0, precedente = 0, suivante = 0;
+};
+
+struct RapportVerif {
+  std::vector<std::string> problemes;  // empty when the folder is sound
+  uint32_t fichiers = 0;
+  uint32_t arbres = 0;
+  uint64_t enregistrements = 0;  // live records
+  uint64_t supprimes = 0;
+  uint64_t cles = 0;
+  uint64_t lignes_chainees = 0;
+};
+
+// Checks the folder dossier and its sub-folders (SousDossiers) with the chainings
+// given. A file that cannot be read at all is a problem of the report, not a failing Status;
+// the Status fails only when the folder itself cannot be listed.
+Status VerifieDossier(Env* env, const std::string& dossier,
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport);
+
+// The chainings declared in d, by path.
+std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);
+
+// The chainings a dictionary folder describes: Lfic under Fic (when both files are there) and
+// each record of CHAIN.DAT (line file 1-6, back and forward pointer positions 7-11 and 12-16,
+// header file 17-22, first and last pointer positions 23-27 and 28-32), looked up in the folder
+// and in each of the sub-folders given. A CHAIN.DAT record that does not describe a chaining
+// (bad name or position) is a problem of rapport.
+Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
+                               const std::vector<std::string>& sous_dossiers,
+                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport);
+
+// The sub-folders of dossier that the Env can list (company folders).
+std::vector<std::string> SousDossiers(Env* env, const std::string& dossier);
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_VERIFY_H_
