@@ -24,14 +24,25 @@ struct BTreeHeader {
   uint16_t key_length = 0;
   uint16_t pointer_length = 4;
   char nature = 'P';
-  uint32_t order = 0;  // most entries a node holds
+  uint32_t order = 0;  // most entries a node holds (a leaf; see inner_order)
   uint32_t levels = 0;
   uint64_t keys = 0;
-  uint32_t nodes = 0;
+  uint32_t nodes = 0;  // nodes of the tree (free nodes not counted)
   uint32_t root = 0;
   uint32_t free_head = 0;
   std::string indexed_file;
   uint64_t change_counter = 0;
+  uint32_t inner_order = 0;  // most entries an inner node holds
+  uint32_t allocated = 0;    // node numbers in use in the file: tree and free nodes
+  uint32_t free_count = 0;   // nodes on the free list
+};
+
+// How a B-tree is opened.
+struct BTreeOptions {
+  size_t cache_bytes = 32u << 20;  // clean nodes kept in memory (dirty ones stay until Flush)
+  // At creation only: most entries per node, 4 up to what a node holds (0: what a node holds).
+  // Small orders give deep trees from few keys, for tests; the file records the order.
+  uint32_t max_entries = 0;
 };
 
 // Figures that help a person judge a tree.
@@ -50,6 +61,9 @@ class BTree {
   // nature (InvalidArgument naming both otherwise). indexed_file is recorded when not empty.
   static Status Open(Env* env, const std::string& path, uint16_t key_length, char nature,
                      std::string_view indexed_file, bool create, std::unique_ptr<BTree>* out);
+  static Status Open(Env* env, const std::string& path, uint16_t key_length, char nature,
+                     std::string_view indexed_file, bool create, const BTreeOptions& options,
+                     std::unique_ptr<BTree>* out);
   ~BTree();
 
   // key is exactly key_length bytes. 'P': Duplicate when the key exists; 'S': Duplicate when
@@ -63,7 +77,7 @@ class BTree {
   // record 0 gives the first entry. NotFound past the last entry.
   Status SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
                    uint32_t* found_record);
-  // Calls visit for every entry in order until it returns false.
+  // Calls visit for every entry in order until it returns false. visit must not change the tree.
   Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
 
   Status Header(BTreeHeader* header);
@@ -73,15 +87,18 @@ class BTree {
   // without cycles and disjoint from the tree); problems lists what is wrong, empty when sound.
   Status Verify(std::vector<std::string>* problems);
 
-  // Writes the cached changes to the file; Sync also forces them to stable storage.
+  // Writes the cached changes to the file; Sync also forces them to stable storage. (Flushing
+  // the pager directly is the same: the header's checksum is completed by a flush hook.)
   Status Flush();
   Status Sync();
   uint16_t KeyLength() const;
   char Nature() const;
   Pager* pager();
 
- private:
+  // The implementation (btree_impl.h), named here for the implementation files only.
   struct Impl;
+
+ private:
   explicit BTree(std::unique_ptr<Impl> impl);
   std::unique_ptr<Impl> impl_;
 };

@@ -1,0 +1,134 @@
+// B-tree lookups: descent, Find, SeekAfter (with its hint for sequential walks) and ForEach.
+#include "srv/isam/btree_impl.h"
+
+namespace vesk::isam {
+
+using namespace btree;  // NOLINT: the file's own layout names
+
+Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
+                            const char** leaf_node) {
+  uint32_t no = root;
+  for (uint32_t level = levels - 1; level > 0; --level) {
+    const char* n = nullptr;
+    VESK_RETURN_IF_ERROR(ReadNode(no, level, &n));
+    // The child to follow: the number of separators <= (key, record).
+    uint32_t idx = Search(n, inner_stride, key, record, /*strict=*/true);
+    path_steps[level] = Step{no, idx, Count(n), 0};
+    no = Child(n, idx);
+  }
+  VESK_RETURN_IF_ERROR(ReadNode(no, 0, leaf_node));
+  *leaf = no;
+  return Status::Ok();
+}
+
+Status BTree::Impl::LeftmostLeaf(uint32_t* leaf, const char** leaf_node) {
+  uint32_t no = root;
+  for (uint32_t level = levels - 1; level > 0; --level) {
+    const char* n = nullptr;
+    VESK_RETURN_IF_ERROR(ReadNode(no, level, &n));
+    no = Child(n, 0);
+  }
+  VESK_RETURN_IF_ERROR(ReadNode(no, 0, leaf_node));
+  *leaf = no;
+  return Status::Ok();
+}
+
+Status BTree::Impl::EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record) {
+  // Only the root leaf may be empty, so one hop is the rule; more means a damaged chain.
+  for (uint32_t hops = 0; hops <= allocated; ++hops) {
+    const char* n = nullptr;
+    VESK_RETURN_IF_ERROR(ReadNode(leaf, 0, &n));
+    if (slot < Count(n)) {
+      const char* e = Entry(n, leaf_stride, slot);
+      if (key != nullptr) key->assign(e, key_len);
+      *record = Record(e);
+      hint_leaf = leaf;
+      hint_slot = slot;
+      hint_mods = mods;
+      return Status::Ok();
+    }
+    leaf = Link(n);
+    slot = 0;
+    if (leaf == 0) return Status::NotFound("fin du B-arbre " + path);
+  }
+  return Corrupt("chaînage des feuilles sans fin");
+}
+
+Status BTree::Find(std::string_view key, uint32_t* record) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckKey(key, 1));
+  uint32_t leaf = 0;
+  const char* n = nullptr;
+  VESK_RETURN_IF_ERROR(m.Descend(key.data(), 0, &leaf, &n));
+  uint32_t pos = m.Search(n, m.leaf_stride, key.data(), 0, /*strict=*/false);
+  if (pos < Count(n)) {
+    const char* e = Impl::Entry(n, m.leaf_stride, pos);
+    if (std::memcmp(e, key.data(), m.key_len) != 0) {
+      return Status::NotFound("clé absente du B-arbre " + m.path);
+    }
+    *record = m.Record(e);
+    return Status::Ok();
+  }
+  // Only in an 'S' tree may the first record of key open the next leaf.
+  std::string found;
+  Status st = m.EntryAt(leaf, pos, &found, record);
+  if (st.IsNotFound() || (st.ok() && found != key)) {
+    return Status::NotFound("clé absente du B-arbre " + m.path);
+  }
+  return st;
+}
+
+Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
+                        uint32_t* found_record) {
+  Impl& m = *impl_;
+  uint32_t leaf = 0;
+  const char* n = nullptr;
+  if (key.empty()) {
+    VESK_RETURN_IF_ERROR(m.LeftmostLeaf(&leaf, &n));
+    return m.EntryAt(leaf, 0, found_key, found_record);
+  }
+  if (key.size() != m.key_len) return m.CheckKey(key, 1);
+  // A walk asks for the entry after the one it was just given: when the tree has not changed
+  // since, that entry is still at the hint.
+  if (m.hint_mods == m.mods && m.ReadNode(m.hint_leaf, 0, &n).ok() && m.hint_slot < Count(n)) {
+    const char* e = Impl::Entry(n, m.leaf_stride, m.hint_slot);
+    if (m.Record(e) == record && std::memcmp(e, key.data(), m.key_len) == 0) {
+      return m.EntryAt(m.hint_leaf, m.hint_slot + 1, found_key, found_record);
+    }
+  }
+  VESK_RETURN_IF_ERROR(m.Descend(key.data(), record, &leaf, &n));
+  uint32_t pos = 0;
+  if (m.by_record) {
+    pos = m.Search(n, m.leaf_stride, key.data(), record, /*strict=*/true);
+  } else {
+    // Ordered by key alone: the entry of key itself comes after (key, record) only when its
+    // record is greater.
+    pos = m.Search(n, m.leaf_stride, key.data(), record, /*strict=*/false);
+    if (pos < Count(n)) {
+      const char* e = Impl::Entry(n, m.leaf_stride, pos);
+      if (std::memcmp(e, key.data(), m.key_len) == 0 && m.Record(e) <= record) ++pos;
+    }
+  }
+  return m.EntryAt(leaf, pos, found_key, found_record);
+}
+
+Status BTree::ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit) {
+  Impl& m = *impl_;
+  uint32_t leaf = 0;
+  const char* n = nullptr;
+  VESK_RETURN_IF_ERROR(m.LeftmostLeaf(&leaf, &n));
+  for (uint32_t hops = 0; hops <= m.allocated; ++hops) {
+    for (uint32_t i = 0;; ++i) {
+      // Fetched again after each visit: visit may read through the pager.
+      VESK_RETURN_IF_ERROR(m.ReadNode(leaf, 0, &n));
+      if (i >= Count(n)) break;
+      const char* e = Impl::Entry(n, m.leaf_stride, i);
+      if (!visit(std::string_view(e, m.key_len), m.Record(e))) return Status::Ok();
+    }
+    leaf = Link(n);
+    if (leaf == 0) return Status::Ok();
+  }
+  return m.Corrupt("chaînage des feuilles sans fin");
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,140 @@
+// B-tree insertion: the entry goes into its leaf; a full node splits in two and sends its
+// separator up, a full root gives a new root.
+#include "srv/isam/btree_impl.h"
+
+namespace vesk::isam {
+
+using namespace btree;  // NOLINT: the file's own layout names
+
+namespace {
+
+// Makes room at pos among count entries of stride bytes.
+void OpenGap(char* n, uint32_t stride, uint32_t pos, uint32_t count) {
+  char* at = BTree::Impl::Entry(n, stride, pos);
+  std::memmove(at + stride, at, size_t{count - pos} * stride);
+}
+
+}  // namespace
+
+Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
+  VESK_RETURN_IF_ERROR(CheckKey(key, record));
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  uint32_t leaf = 0;
+  const char* ln = nullptr;
+  VESK_RETURN_IF_ERROR(Descend(key.data(), record, &leaf, &ln));
+  uint32_t count = Count(ln);
+  uint32_t pos = Search(ln, leaf_stride, key.data(), record, /*strict=*/false);
+  if (pos < count && Compare(Entry(ln, leaf_stride, pos), key.data(), record) == 0) {
+    if (by_record) {
+      return Status::Duplicate("B-arbre " + path + " : la clé avec l'enregistrement " +
+                               std::to_string(record) + " est déjà présente");
+    }
+    return Status::Duplicate("B-arbre " + path + " : clé déjà présente");
+  }
+  path_steps[0] = Step{leaf, pos, count, 0};
+  // Every node the insertion will need is checked before anything changes.
+  uint32_t need = 0;
+  if (count == leaf_cap) {
+    need = 1;
+    uint32_t level = 1;
+    for (; level < levels && path_steps[level].count == inner_cap; ++level) ++need;
+    if (level == levels) ++need;  // a new root
+    if (level == levels && levels == kMaxLevels) {
+      return Status::InvalidArgument("B-arbre " + path + " : nombre de niveaux maximal atteint");
+    }
+    if (free_count < need && allocated > UINT32_MAX - need) {
+      return Status::InvalidArgument("B-arbre " + path + " : nombre de noeuds maximal atteint");
+    }
+    VESK_RETURN_IF_ERROR(CheckAllocations(need));
+  }
+  char* w = nullptr;
+  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
+  if (count < leaf_cap) {
+    OpenGap(w, leaf_stride, pos, count);
+    char* e = Entry(w, leaf_stride, pos);
+    std::memcpy(e, key.data(), key_len);
+    Store32(e + key_len, record);
+    SetCount(w, count + 1);
+  } else {
+    VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
+    VESK_RETURN_IF_ERROR(InsertInner(1));
+  }
+  ++keys;
+  Changed();
+  return StoreHeader();
+}
+
+// Splits the full leaf w while inserting (key, record) at pos; carry receives the separator
+// (the first entry of the new right leaf) and the new leaf's number.
+Status BTree::Impl::SplitLeaf(char* w, uint32_t pos, const char* key, uint32_t record) {
+  uint32_t total = leaf_cap + 1;
+  char* s = scratch.data();
+  std::memcpy(s, Entry(w, leaf_stride, 0), size_t{pos} * leaf_stride);
+  std::memcpy(s + size_t{pos} * leaf_stride, key, key_len);
+  Store32(s + size_t{pos} * leaf_stride + key_len, record);
+  std::memcpy(s + size_t{pos + 1} * leaf_stride, Entry(w, leaf_stride, pos),
+              size_t{leaf_cap - pos} * leaf_stride);
+  uint32_t left = total / 2;
+  uint32_t right_no = 0;
+  char* r = nullptr;
+  VESK_RETURN_IF_ERROR(AllocNode(kLeaf, 0, &right_no, &r));
+  std::memcpy(Entry(w, leaf_stride, 0), s, size_t{left} * leaf_stride);
+  SetCount(w, left);
+  std::memcpy(Entry(r, leaf_stride, 0), s + size_t{left} * leaf_stride,
+              size_t{total - left} * leaf_stride);
+  SetCount(r, total - left);
+  SetLink(r, Link(w));
+  SetLink(w, right_no);
+  std::memcpy(carry.data(), Entry(r, leaf_stride, 0), key_len + 4u);
+  Store32(carry.data() + key_len + 4, right_no);
+  return Status::Ok();
+}
+
+// Inserts carry (separator and right child) into the inner node of path_steps[level], splitting
+// upwards as long as nodes are full.
+Status BTree::Impl::InsertInner(uint32_t level) {
+  const uint32_t stride = inner_stride;
+  for (;; ++level) {
+    char* w = nullptr;
+    if (level == levels) {
+      uint32_t new_root = 0;
+      VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &new_root, &w));
+      SetChild(w, 0, root);
+      std::memcpy(Entry(w, stride, 0), carry.data(), stride);
+      SetCount(w, 1);
+      root = new_root;
+      ++levels;
+      return Status::Ok();
+    }
+    const Step& step = path_steps[level];
+    VESK_RETURN_IF_ERROR(WriteNode(step.node, &w));
+    uint32_t count = Count(w);
+    if (count < inner_cap) {
+      OpenGap(w, stride, step.index, count);
+      std::memcpy(Entry(w, stride, step.index), carry.data(), stride);
+      SetCount(w, count + 1);
+      return Status::Ok();
+    }
+    // Split: the entries with carry in place, the middle one goes up.
+    uint32_t total = count + 1;
+    char* s = scratch.data();
+    std::memcpy(s, Entry(w, stride, 0), size_t{step.index} * stride);
+    std::memcpy(s + size_t{step.index} * stride, carry.data(), stride);
+    std::memcpy(s + size_t{step.index + 1} * stride, Entry(w, stride, step.index),
+                size_t{count - step.index} * stride);
+    uint32_t mid = total / 2;
+    uint32_t right_no = 0;
+    char* r = nullptr;
+    VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &right_no, &r));
+    std::memcpy(Entry(w, stride, 0), s, size_t{mid} * stride);
+    SetCount(w, mid);
+    const char* up = s + size_t{mid} * stride;
+    SetChild(r, 0, Load32(up + key_len + 4));
+    std::memcpy(Entry(r, stride, 0), up + stride, size_t{total - mid - 1} * stride);
+    SetCount(r, total - mid - 1);
+    std::memcpy(carry.data(), up, key_len + 4u);
+    Store32(carry.data() + key_len + 4, right_no);
+  }
+}
+
+}  // namespace vesk::isam
