@@ -1,0 +1,215 @@
+#include "core/ass.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "core/etat_module.h"
+#include "core/verifie.h"
+#include "srv/erreur_service.h"
+#include "srv/standard/fabrique_standard.h"
+#include "srv/text/utf8.h"
+
+namespace vesk {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A fresh data folder on disk, with the standard services installed for this thread.
+class AsSTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device aleatoire;
+    dossier_ = fs::temp_directory_path() / ("vesk-core-" + std::to_string(aleatoire()));
+    fs::create_directories(dossier_);
+    Installe();
+  }
+  void TearDown() override {
+    OublieEtat();
+    InstalleServicesThread(nullptr);
+    std::error_code ignore;
+    fs::remove_all(dossier_, ignore);
+  }
+  void Installe() {
+    OptionsServices options;
+    options.config.dossier = dossier_.string();
+    options.config.synchro = Synchro::kOff;
+    InstalleServicesThread(CreateurStandard(options));
+  }
+  // Closes everything, as a new run of the host would.
+  void Relance() {
+    OublieEtat();
+    Installe();
+  }
+  std::string Brut(int16_t fichier, int32_t e) {
+    std::string texte;
+    Etat().Donnee().LireFichier(fichier, e, texte);
+    return texte;
+  }
+
+  fs::path dossier_;
+};
+
+TEST_F(AsSTest, WritesAndReadsEveryFileAtItsPositions) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  EtatModule& etat = Etat();
+  etat.fic.Affecte(kNomFic, "AB");
+  etat.fic.Affecte(kDfe, "O");
+  etat.fic.Affecte(kLongEnr, "120");
+  int32_t e = 0;
+  etat.BArbre().Insere(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, e);
+  std::string brut = Brut(etat.fic_fichier, e);
+  ASSERT_EQ(brut.size(), 32u);
+  EXPECT_EQ(brut.substr(0, 12), "AB    O120  ");
+
+  etat.dom.Affecte(kCoDom, "TVA");
+  etat.dom.Affecte(kNomDom, "Taux de TVA à appliquer");
+  etat.dom.Affecte(kFdd, "TVA");
+  etat.BArbre().Insere(etat.dom_arbre, etat.dom[kCoDom], etat.dom_fichier, e);
+  etat.dom.Efface();
+  bool trouve = false;
+  etat.BArbre().Recherche(etat.dom_arbre, "TVA", etat.dom_fichier, trouve);
+  ASSERT_TRUE(trouve);
+  EXPECT_EQ(etat.dom[kCoDom], "TVA" + std::string(17, ' '));
+  EXPECT_EQ(text::CountChars(etat.dom[kNomDom]), 40u);
+  EXPECT_EQ(etat.dom[kNomDom].substr(0, 24), "Taux de TVA à appliquer");
+  EXPECT_EQ(etat.dom[kFdd], "TVA     ");
+  EXPECT_EQ(text::CountChars(Brut(etat.dom_fichier, e)), 100u);
+}
+
+TEST_F(AsSTest, JoinedRecordsAreCompletedToTheirLength) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  EtatModule& etat = Etat();
+  EXPECT_EQ(etat.fic.Joint().size(), 18u);
+  EXPECT_EQ(etat.lfic.Joint().size(), 135u);
+  EXPECT_EQ(etat.dom.Joint().size(), 68u);
+  EXPECT_EQ(etat.ba.Joint().size(), 118u);
+  EXPECT_EQ(etat.chain.Joint().size(), 32u);
+  etat.ba.Affecte(kNomT, "CLI1");
+  etat.ba.Affecte(kLCle, std::string(130, 'x'));
+  EXPECT_EQ(etat.ba[kLCle], std::string(100, 'x'));
+  int32_t e = 0;
+  etat.BArbre().Insere(etat.ba_arbre, etat.ba[kNomT], etat.ba_fichier, e);
+  std::string brut = Brut(etat.ba_fichier, e);
+  EXPECT_EQ(brut.size(), 128u);
+  EXPECT_EQ(brut.substr(18, 100), std::string(100, 'x'));
+  EXPECT_EQ(brut.substr(118), std::string(10, ' '));
+  int32_t e2 = 1;
+  ass->EcrireChain(e2);
+  EXPECT_EQ(Brut(etat.chain_fichier, 1), std::string(64, ' '));
+}
+
+TEST_F(AsSTest, LfictLinesAreReachedOnlyThroughTheChaining) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  EtatModule& etat = Etat();
+  std::string liste;
+  int32_t nombre = 0;
+  etat.Donnee().ListeOuverts("B", liste, nombre);
+  EXPECT_EQ(nombre, 4);
+  EXPECT_EQ(liste.find("LFIC"), std::string::npos) << liste;
+
+  etat.fic.Affecte(kNomFic, "CLIENT");
+  int32_t e = 0;
+  etat.BArbre().Insere(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, e);
+  bool trouve = false;
+  etat.BArbre().Recherche(etat.fic_arbre, "CLIENT", etat.fic_fichier, trouve);
+  ASSERT_TRUE(trouve);
+  for (const char* nom : {"CLNOM", "CLVIL"}) {
+    etat.lfic.Affecte(kLf5, nom);
+    int32_t ligne = 0;
+    etat.Chainage().AjouteLigne(etat.lfic_fichier, ligne);
+  }
+  int32_t ligne = 0;
+  etat.Chainage().PremLigne(etat.lfic_fichier, ligne);
+  ASSERT_NE(ligne, 0);
+  EXPECT_EQ(etat.lfic[kLf5].substr(0, 5), "CLNOM");
+  etat.Chainage().SuivLigne(etat.lfic_fichier, ligne);
+  EXPECT_EQ(etat.lfic[kLf5].substr(0, 5), "CLVIL");
+  etat.Chainage().SuivLigne(etat.lfic_fichier, ligne);
+  EXPECT_EQ(ligne, 0);
+}
+
+TEST_F(AsSTest, OpensANewAndAnExistingFolderAlike) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  Etat().dom.Affecte(kCoDom, "PAYS");
+  int32_t e = 0;
+  Etat().BArbre().Insere(Etat().dom_arbre, Etat().dom[kCoDom], Etat().dom_fichier, e);
+  for (const char* nom : {"FIC.DAT", "LFIC.DAT", "DOM.DAT", "BA.DAT", "CHAIN.DAT", "FIC.DAB",
+                          "DOM.DAB", "BA.DAB", "CHAIN.DAB"}) {
+    EXPECT_TRUE(fs::exists(dossier_ / nom)) << nom;
+  }
+  Relance();
+  ass->OuvS();
+  EXPECT_EQ(Etat().dom[kCoDom], std::string(20, ' '));
+  bool trouve = false;
+  Etat().BArbre().Recherche(Etat().dom_arbre, "PAYS", Etat().dom_fichier, trouve);
+  EXPECT_TRUE(trouve);
+}
+
+TEST_F(AsSTest, AnswersItsRecordMethodsByName) {
+  auto ass = AsS::Cree();
+  EXPECT_EQ(ass->InstanceAsS().get(), static_cast<IAsS*>(ass.get()));
+  EXPECT_EQ(ass->IdMethode("LireFic"), 3);
+  EXPECT_EQ(ass->IdMethode("ecrirechain"), 12);
+  EXPECT_EQ(ass->IdMethode("LireClient"), -1);
+  int32_t e = 1;
+  EXPECT_THROW(ass->Invoque(13, e), ErreurService);
+  ass->ModifEntParam(42);
+  ass->Util();
+}
+
+TEST_F(AsSTest, ThreadsKeepSeparateStates) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  Etat().dom.Affecte(kCoDom, "PRINCIPAL");
+  std::string vu_ailleurs;
+  std::thread autre([&] {
+    vu_ailleurs = Etat().dom[kCoDom];
+    OublieEtat();
+  });
+  autre.join();
+  EXPECT_EQ(vu_ailleurs, std::string(20, ' '));
+  EXPECT_EQ(Etat().dom[kCoDom].substr(0, 9), "PRINCIPAL");
+}
+
+TEST_F(AsSTest, WithoutServicesTheFirstUseFailsClearly) {
+  InstalleServicesThread(nullptr);
+  OublieEtat();
+  try {
+    AsS::Cree()->OuvS();
+    FAIL() << "OuvS sans services";
+  } catch (const ErreurService& e) {
+    EXPECT_NE(std::string(e.what()).find("services"), std::string::npos) << e.what();
+  }
+}
+
+TEST(EnregistrementTest, CutsShortRecordsIntoPaddedFields) {
+  Enregistrement dom(kDom.nom, kChampsDom);
+  dom.Decoupe("CODE");
+  EXPECT_EQ(dom[kCoDom], "CODE" + std::string(16, ' '));
+  EXPECT_EQ(dom[kNomDom], std::string(40, ' '));
+  dom.Decoupe(std::string(20, 'c') + "Désignation");
+  EXPECT_EQ(dom[kNomDom].substr(0, 12), "Désignation");
+  EXPECT_EQ(text::CountChars(dom[kNomDom]), 40u);
+  EXPECT_EQ(dom.Position(kFdd), 61);
+}
+
+TEST(VerifieTest, OverflowsAndBoundsEndTheCommand) {
+  EXPECT_EQ(Somme<int16_t>(32000, 767), 32767);
+  EXPECT_THROW(Somme<int16_t>(32000, 768), ErreurService);
+  EXPECT_THROW(Produit<int32_t>(65536, 65536), ErreurService);
+  EXPECT_THROW(Convertit<int16_t>(40000), ErreurService);
+  TableVerifiee<int> table(10);
+  table[9] = 1;
+  EXPECT_THROW(table[10], ErreurService);
+  EXPECT_THROW(table[-1], ErreurService);
+}
+
+}  // namespace
+}  // namespace vesk
