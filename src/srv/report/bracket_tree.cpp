@@ -1,83 +1,59 @@
 #include "srv/report/bracket_tree.h"
 
-#include "srv/report/chars.h"
+#include "srv/list/liste.h"
 
 namespace vesk::report {
 
 namespace {
 
-// Nesting deeper than this is refused: a descriptor never needs it, and the reader recurses.
+// Nesting deeper than this is refused: a descriptor never needs it, and the tree is built by
+// recursion.
 constexpr int kMaxDepth = 32;
 
-class Reader {
+class TreeBuilder {
  public:
-  explicit Reader(std::string_view text) : chars_(SplitChars(text)) {}
+  explicit TreeBuilder(std::string_view text) : text_(text) {}
 
-  BracketResult Read(BracketNode* root) {
-    if (!ReadList(root, 0)) return result_;
-    if (pos_ != chars_.size()) return Fail("texte après la fin de la liste");
+  BracketResult Build(BracketNode* root) {
+    const list::Fault fault = list::Check(text_);
+    if (!fault.ok()) return {false, fault.position, fault.Message()};
+    Fill(text_, root, 1);
     return result_;
   }
 
  private:
-  BracketResult Fail(std::string reason) {
-    if (result_.ok) {
-      result_.ok = false;
-      result_.position = pos_ + 1;
-      result_.reason = std::move(reason);
-    }
-    return result_;
+  size_t Position(std::string_view part) const {
+    return list::CharPosition(text_, static_cast<size_t>(part.data() - text_.data()));
   }
 
-  bool ReadList(BracketNode* node, int depth) {
-    if (pos_ >= chars_.size() || chars_[pos_] != "[") {
-      Fail("« [ » attendu");
-      return false;
-    }
-    if (depth >= kMaxDepth) {
-      Fail("listes imbriquées trop profondément");
-      return false;
-    }
+  // part is a well-formed list (checked as a whole), a view into text_.
+  void Fill(std::string_view part, BracketNode* node, int depth) {
     node->is_list = true;
-    node->position = ++pos_;
-    if (pos_ < chars_.size() && chars_[pos_] == "]") {
-      ++pos_;
-      return true;
+    node->position = Position(part);
+    if (depth > kMaxDepth) {
+      if (result_.ok) {
+        result_ = {false, node->position,
+                   "caractère " + std::to_string(node->position) +
+                       " : listes imbriquées trop profondément (" + std::to_string(kMaxDepth) +
+                       " niveaux au plus)"};
+      }
+      return;
     }
-    while (true) {
+    std::vector<std::string_view> elements;
+    list::Split(part, elements);
+    for (std::string_view e : elements) {
       BracketNode child;
-      if (pos_ < chars_.size() && chars_[pos_] == "[") {
-        if (!ReadList(&child, depth + 1)) return false;
+      if (!e.empty() && e.front() == '[') {
+        Fill(e, &child, depth + 1);
       } else {
-        ReadAtom(&child);
+        child.text = std::string(e);
+        child.position = Position(e);
       }
       node->children.push_back(std::move(child));
-      if (pos_ >= chars_.size()) {
-        Fail("« ] » manquant à la fin du texte");
-        return false;
-      }
-      if (chars_[pos_] == "]") {
-        ++pos_;
-        return true;
-      }
-      if (chars_[pos_] != ",") {
-        Fail("« , » ou « ] » attendu");
-        return false;
-      }
-      ++pos_;
     }
   }
 
-  void ReadAtom(BracketNode* node) {
-    node->position = pos_ + 1;
-    while (pos_ < chars_.size() && chars_[pos_] != "," && chars_[pos_] != "]" &&
-           chars_[pos_] != "[") {
-      node->text += chars_[pos_++];
-    }
-  }
-
-  std::vector<std::string_view> chars_;
-  size_t pos_ = 0;
+  std::string_view text_;
   BracketResult result_;
 };
 
@@ -85,7 +61,7 @@ class Reader {
 
 BracketResult ReadBracketTree(std::string_view text, BracketNode* root) {
   *root = BracketNode{};
-  return Reader(text).Read(root);
+  return TreeBuilder(text).Build(root);
 }
 
 }  // namespace vesk::report

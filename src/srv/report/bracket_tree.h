@@ -1,7 +1,7 @@
 // The bracketed list of a report descriptor read into a tree, each node knowing its character
 // position for error messages. Free function without state; safe from any thread.
-// This is the listing's one use of the bracketed-list notation: the day the list service
-// (src/srv/list) gives element positions, ReadBracketTree becomes a thin call to it.
+// This is the listing's one use of the bracketed-list notation: the syntax is the list
+// service's (src/srv/list), which checks the text and splits each level.
 #ifndef VESK_SRV_REPORT_BRACKET_TREE_H_
 #define VESK_SRV_REPORT_BRACKET_TREE_H_
 
@@ -20,7 +20,8 @@ struct BracketNode {
 };
 
 // Outcome of ReadBracketTree: ok, or the 1-based character position of the first faulty
-// character (one past the end when the text ends too early) and a French reason.
+// character (one past the end when the text ends too early) and a French sentence naming it
+// ("caractère 3 : ...").
 struct BracketResult {
   bool ok = true;
   size_t position = 0;

@@ -17,7 +17,7 @@ constexpr int kMaxKeepLines = 999;
 
 [[noreturn]] void Fail(size_t position, std::string_view what) {
   throw ErreurService("DefEdt", "descripteur d'édition",
-                      std::string(what) + " (position " + std::to_string(position) + ")");
+                      "caractère " + std::to_string(position) + " : " + std::string(what));
 }
 
 std::string Quote(std::string_view s) { return "« " + std::string(s) + " »"; }
@@ -43,7 +43,7 @@ class Parser {
   Descriptor Parse(std::string_view text) {
     BracketNode root;
     const BracketResult r = ReadBracketTree(text, &root);
-    if (!r.ok) Fail(r.position, "erreur de syntaxe : " + r.reason);
+    if (!r.ok) throw ErreurService("DefEdt", "descripteur d'édition", "syntaxe, " + r.reason);
     if (root.children.size() != 4) {
       Fail(root.position, "quatre éléments sont attendus, « [PS,n,[colonnes],[]] », et non " +
                               std::to_string(root.children.size()));

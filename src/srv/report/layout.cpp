@@ -190,17 +190,11 @@ void Paginator::Blank(int count) {
   for (int i = 0; i < count; ++i) {
     if (PageEmpty()) return;  // a page never starts with blank lines
     if (box_open_) {
-      if (!Fits(FrameLine(), 1)) {
-        NewPage();
-        return;
-      }
+      if (!Fits(FrameLine(), 1)) return;  // the rest would only open the next page
       PlaceLine(std::vector<Segment>(frame_->columns.size()));
       continue;
     }
-    if (!Fits(LineHeight('P'), 1)) {
-      NewPage();
-      return;
-    }
+    if (!Fits(LineHeight('P'), 1)) return;
     pages_.back().blocks.push_back(Block{});
     used_ += LineHeight('P');
     ++lines_;
@@ -223,6 +217,7 @@ void Paginator::CloseFrame(bool rule) {
 Document Paginator::Finish() {
   if (box_open_) Box().rule_below = true;
   box_open_ = false;
+  if (pages_.size() > 1 && PageEmpty()) pages_.pop_back();  // left by a final page break
   return Document{info_, std::move(pages_)};
 }
 

@@ -141,9 +141,9 @@ void EcritAtomique(Renderer& rendu, const Document& document, const std::string&
   const std::string provisoire = chemin + ".tmp";
   try {
     rendu.Write(document, provisoire);
-  } catch (...) {
+  } catch (const ErreurService& e) {
     platform::RemoveFile(provisoire);
-    throw;
+    throw ErreurService("Termine", chemin, e.Message());
   }
   const platform::IoStatus s = platform::RenameFile(provisoire, chemin);
   if (!s.ok()) {

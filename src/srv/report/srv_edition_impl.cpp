@@ -275,9 +275,7 @@ void SrvEditionImpl::FermeEdt(std::string_view liste, bool trait) {
   report::BracketNode root;
   const report::BracketResult r = report::ReadBracketTree(liste, &root);
   if (!r.ok) {
-    throw ErreurService(
-        "FermeEdt", liste,
-        "liste de fin incorrecte en position " + std::to_string(r.position) + " : " + r.reason);
+    throw ErreurService("FermeEdt", liste, "liste de fin incorrecte, " + r.reason);
   }
   Exige(root.children.size() <= e.ligne.size(), "FermeEdt", liste,
         "la ligne de fin a " + std::to_string(root.children.size()) +
