@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "srv/erreur_service.h"
+
 namespace vesk {
 
 class SrvBArbre {
@@ -47,6 +49,13 @@ class SrvBArbre {
                           std::string& enregistrements_libres) = 0;
   // A list of [title,text] pairs that help judge the tree (fill, keys per level, data file...).
   virtual void InfoBArbre(int16_t arbre, std::string& infos) = 0;
+  // Inserts the key of the existing live record no_enr into a secondary tree (nature "S"),
+  // writing no record: how a program indexes a record that Insere created through its primary
+  // tree. Supprime on the secondary tree takes the key out again.
+  virtual void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
+    (void)arbre, (void)cle, (void)no_enr, (void)fichier;
+    throw ErreurService("InsS", "", "opération non disponible dans cette implémentation");
+  }
 };
 
 }  // namespace vesk

@@ -145,6 +145,24 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   op.Fin(a.objet);
 }
 
+void SrvBArbreImpl::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
+  constexpr std::string_view kOp = "InsS";
+  ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
+  FichierOuvert& f = FichierDe(a, fichier, kOp);
+  Exige(a.arbre->Nature() == 'S', kOp, a.objet,
+        "InsS est réservé aux B-arbres secondaires : Insere crée l'enregistrement d'une clé "
+        "primaire");
+  isam::ExigeVivant(f, no_enr, kOp);
+  Cle(a, cle, kOp);
+  isam::Operation op(*dossier_, kOp);
+  Status s = a.arbre->Insert(key_, static_cast<uint32_t>(no_enr));
+  Exige(!s.IsDuplicate(), kOp, a.objet,
+        "la clé existe déjà pour l'enregistrement " + std::to_string(no_enr));
+  Verifie(s, kOp, a.objet);
+  dossier_->Touche(&a);
+  op.Fin(a.objet);
+}
+
 void SrvBArbreImpl::Recherche(int16_t arbre, std::string_view cle, int16_t fichier, bool& trouve) {
   constexpr std::string_view kOp = "Recherche";
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);

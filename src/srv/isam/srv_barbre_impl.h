@@ -29,6 +29,7 @@ class SrvBArbreImpl : public SrvBArbre {
   void DescBArbre(int16_t arbre, std::string& entete, std::string& noeuds_libres,
                   std::string& enregistrements_libres) override;
   void InfoBArbre(int16_t arbre, std::string& infos) override;
+  void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) override;
 
  private:
   // The tree and the data file of an operation, checked to belong together.

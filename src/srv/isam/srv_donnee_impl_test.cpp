@@ -1,0 +1,167 @@
+// The data-file and text-file service on real files of a temporary data folder.
+#include "srv/isam/srv_donnee_impl.h"
+
+#include <fstream>
+
+#include "srv/isam/engine_testing.h"
+#include "srv/list/liste.h"
+
+namespace vesk::isam::testing {
+namespace {
+
+class SrvDonneeTest : public EngineTest {
+ protected:
+  void WriteText(const std::string& name, std::string_view bytes) {
+    std::ofstream out(root_ / name, std::ios::binary);
+    out << bytes;
+  }
+};
+
+TEST_F(SrvDonneeTest, RecordsAreCompletedWithSpacesAndStoredUpperCase) {
+  Proprio& p = Ouvre("Fic", 32);
+  donnee_->EcrireFichier(p.fichier, 1, "AB");
+  donnee_->EcrireFichier(p.fichier, 2, "Dépôt €");
+  std::string t;
+  donnee_->LireFichier(p.fichier, 1, t);
+  EXPECT_EQ(t, "AB" + std::string(30, ' '));
+  donnee_->LireFichier(p.fichier, 2, t);
+  EXPECT_EQ(t, "Dépôt €" + std::string(25, ' '));
+  EXPECT_TRUE(std::filesystem::exists(root_ / "FIC.DAT"));
+  EXPECT_EQ(Size("FIC.DAT"), kDataHeaderSize + 2 * 32);
+  // The same name in another case is the same file and handle.
+  int16_t again = 0;
+  donnee_->Donnee(false, "FIC", 32, again, nullptr, "", "", "", false);
+  EXPECT_EQ(again, p.fichier);
+  Verifie();
+}
+
+TEST_F(SrvDonneeTest, BadWritesAreRefusedAndChangeNothing) {
+  Proprio& p = Ouvre("Dom", 10);
+  donnee_->EcrireFichier(p.fichier, 1, "premier");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 1, "beaucoup trop long"), "plus long que 10");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 1, "Ω"), "Windows-1252");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 3, "trou"), "après le dernier");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 0, "zéro"), "commencent à 1");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 1, "*SUP*"), "*SUP*");
+  EXPECT_ERREUR(donnee_->EcrireFichier(p.fichier, 1, std::string(10, '\0')), "code 0");
+  std::string t;
+  donnee_->LireFichier(p.fichier, 1, t);
+  EXPECT_EQ(t, "premier   ");
+  EXPECT_ERREUR(donnee_->LireFichier(p.fichier, 2, t), "DOM.DAT");
+  EXPECT_ERREUR(donnee_->LireFichier(p.fichier, 2, t), "enregistrement 2");
+  EXPECT_ERREUR(donnee_->LireFichier(42, 1, t), "fichier 42");
+  EXPECT_ERREUR(donnee_->LireEnr(42, 1), "aucun fichier");
+  EXPECT_ERREUR(donnee_->LireEnr(p.fichier, 5), "au-delà de la fin");
+  int32_t no = -1;
+  EXPECT_ERREUR(donnee_->NoEnrCourant(0, no), "aucun fichier");
+  Verifie();
+}
+
+TEST_F(SrvDonneeTest, OpenRefusesBadNamesLengthsModesAndOwners) {
+  int16_t h = 0;
+  for (std::string_view bad : {"../x", "a/b", "", "..", "a.b"}) {
+    EXPECT_ERREUR(donnee_->Donnee(false, bad, 32, h, nullptr, "", "", "", true), "nom de fichier");
+  }
+  EXPECT_ERREUR(donnee_->Donnee(false, "Fic", 4, h, nullptr, "", "", "", true), "5 au moins");
+  EXPECT_ERREUR(donnee_->Donnee(false, "Fic", 32, h, nullptr, "", "", "X", true), "mode");
+  EXPECT_ERREUR(donnee_->Donnee(false, "Abs", 32, h, nullptr, "", "", "", false), "absent");
+  Proprio sans(donnee_.get(), "Autre");  // answers LireAutre / EcrireAutre only
+  EXPECT_ERREUR(donnee_->Donnee(false, "Fic", 32, h, &sans, "", "", "", true), "LireFic");
+  EXPECT_ERREUR(donnee_->Donnee(true, "Fic", 32, h, nullptr, "", "", "", true), "entreprise");
+  std::vector<std::string> names;
+  ASSERT_TRUE(Env::Default()->ListDirectory(dir_, &names).ok());
+  EXPECT_TRUE(names.empty()) << names.front();
+  // The method suffix names the owner's methods.
+  donnee_->Donnee(false, "Fic", 32, h, &sans, "", "Autre", "", true);
+  EXPECT_GT(h, 0);
+  // Another record length for an existing file.
+  Reopen();
+  EXPECT_ERREUR(donnee_->Donnee(false, "Fic", 40, h, nullptr, "", "", "", true), "32");
+}
+
+TEST_F(SrvDonneeTest, AFileOfAnotherFormatIsRefused) {
+  WriteText("AUTRE.DAT", std::string(300, 'x'));
+  int16_t h = 0;
+  EXPECT_ERREUR(donnee_->Donnee(false, "Autre", 32, h, nullptr, "", "", "", true), "signature");
+  EXPECT_EQ(Size("AUTRE.DAT"), 300u);
+}
+
+TEST_F(SrvDonneeTest, ReadOnlyAndOwnerlessFilesRefuseWhatTheyCannotDo) {
+  int16_t h = 0;
+  donnee_->Donnee(false, "Brut", 8, h, nullptr, "Fichier brut", "", "", true);
+  donnee_->EcrireFichier(h, 1, "a");
+  EXPECT_ERREUR(donnee_->LireEnr(h, 1), "sans propriétaire");
+  Reopen();
+  donnee_->Donnee(false, "Brut", 8, h, nullptr, "", "", "L", false);
+  EXPECT_ERREUR(donnee_->EcrireFichier(h, 1, "b"), "lecture seule");
+  std::string t;
+  donnee_->LireFichier(h, 1, t);
+  EXPECT_EQ(t, "a       ");
+}
+
+TEST_F(SrvDonneeTest, CompanyFilesLiveInTheCompanyFolder) {
+  Reopen("Ent1");
+  Proprio& p = Ouvre("Cpt", 16, true);
+  donnee_->EcrireFichier(p.fichier, 1, "compte");
+  Verifie();
+  EXPECT_TRUE(std::filesystem::exists(root_ / "ENT1" / "CPT.DAT"));
+  EXPECT_FALSE(std::filesystem::exists(root_ / "CPT.DAT"));
+}
+
+TEST_F(SrvDonneeTest, ListeOuvertsNamesFilesAndHandles) {
+  Ouvre("Fic", 32);
+  Ouvre("Dom", 100);
+  std::string liste;
+  int32_t n = 0;
+  donnee_->ListeOuverts("D", liste, n);
+  EXPECT_EQ(liste, "[[FIC,1],[DOM,2]]");
+  EXPECT_EQ(n, 2);
+  donnee_->ListeOuverts("B", liste, n);
+  EXPECT_EQ(liste, "[]");
+  EXPECT_EQ(n, 0);
+  EXPECT_ERREUR(donnee_->ListeOuverts("Z", liste, n), "nature");
+}
+
+TEST_F(SrvDonneeTest, TextFilesAreReadLineByLine) {
+  WriteText("TVA.DOM",
+            "Taux normal\r\nR\xE9"
+            "duit\n\nsans fin");
+  WriteText("VIDE.DOM", "");
+  WriteText("crlf.dom", "a\r\n");
+  bool existe = false;
+  donnee_->Existe("tva.dom", existe);
+  EXPECT_TRUE(existe);
+  donnee_->Existe("CRLF.DOM", existe);  // another case on disk
+  EXPECT_TRUE(existe);
+  donnee_->Existe("ABS.DOM", existe);
+  EXPECT_FALSE(existe);
+  EXPECT_ERREUR(donnee_->Existe("../TVA.DOM", existe), "nom de fichier");
+
+  int16_t h = 0;
+  donnee_->OuvLect("Tva.Dom", h);
+  std::vector<std::string> lines;
+  bool fin = false;
+  for (donnee_->FinFich(h, fin); !fin; donnee_->FinFich(h, fin)) {
+    lines.emplace_back();
+    donnee_->LireLigne(h, lines.back());
+  }
+  EXPECT_EQ(lines, (std::vector<std::string>{"Taux normal", "Réduit", "", "sans fin"}));
+  std::string l;
+  EXPECT_ERREUR(donnee_->LireLigne(h, l), "dernière ligne");
+  donnee_->FermeLect(h);
+  EXPECT_ERREUR(donnee_->FinFich(h, fin), "aucun fichier texte");
+
+  donnee_->OuvLect("VIDE.DOM", h);
+  donnee_->FinFich(h, fin);
+  EXPECT_TRUE(fin);
+  donnee_->FermeLect(h);
+  donnee_->OuvLect("CRLF.DOM", h);
+  donnee_->LireLigne(h, l);
+  EXPECT_EQ(l, "a");
+  donnee_->FinFich(h, fin);
+  EXPECT_TRUE(fin);
+  EXPECT_ERREUR(donnee_->OuvLect("ABS.DOM", h), "absent");
+}
+
+}  // namespace
+}  // namespace vesk::isam::testing
