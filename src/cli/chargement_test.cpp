@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
+#include "cli/affichage.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 
@@ -125,6 +127,15 @@ TEST_F(DossierTest, BadFileNamesPathAndLine) {
     EXPECT_EQ(e.Objet(), (dossier_ / "vesk.ini").string() + ", ligne 3");
     EXPECT_NE(e.Message().find("« synchro »"), std::string::npos);
   }
+}
+
+// The command line shows anomaly reports on the error stream while they go to the log.
+TEST_F(DossierTest, AnomaliesAreShownOnTheErrorStream) {
+  std::ostringstream erreurs;
+  SrvAnomalieImpl anomalies(ChargeConfiguration(options_), AfficheurAnomalies(erreurs));
+  anomalies.Signale("@ CLI@ Inconnue ", "DéclarationFichier");
+  EXPECT_EQ(erreurs.str(), "vesk : anomalie (DéclarationFichier) : @ CLI@ Inconnue \n");
+  EXPECT_TRUE(std::filesystem::exists(dossier_ / "ANOMALIES.LOG"));
 }
 
 }  // namespace
