@@ -15,10 +15,16 @@ double PageHeadingHeight(bool subtitle) {
   return LineHeight('G') + (subtitle ? LineHeight('M') : 0.0) + 8.0;
 }
 
+double ColumnWidthPoints(const Column& column, char size) {
+  constexpr double kHeadingCharEm = 0.7;  // most bold capitals
+  const double text = std::max(column.layout_width * kCharWidthEm,
+                               static_cast<double>(LongestWord(column.title)) * kHeadingCharEm);
+  return text * FontSize(size) + 2 * kCellPadding;
+}
+
 double FrameWidthPoints(const Descriptor& frame) {
-  const double char_width = kCharWidthEm * FontSize(frame.style.size);
   double width = 0;
-  for (const Column& c : frame.columns) width += c.layout_width * char_width + 2 * kCellPadding;
+  for (const Column& c : frame.columns) width += ColumnWidthPoints(c, frame.style.size);
   return width;
 }
 

@@ -17,16 +17,19 @@ namespace vesk::report {
 inline constexpr double kA4Short = 595.28;
 inline constexpr double kA4Long = 841.89;
 inline constexpr double kPointsPerMm = 72.0 / 25.4;
-inline constexpr int kDefaultMarginMm = 10;
+inline constexpr int kDefaultMarginMm = 8;
 // One layout character is this fraction of the font size wide (Liberation Sans averages less;
 // a renderer narrows the rare line that is wider than its box).
 inline constexpr double kCharWidthEm = 0.58;
-inline constexpr double kCellPadding = 2.0;  // points on each side of a cell's text
+inline constexpr double kCellPadding = 1.5;  // points on each side of a cell's text
 inline constexpr double kFrameExtra = 3.0;   // points added to a frame box for its rules
 double FontSize(char size);                  // P 8, M 10, G 12 points
 double LineHeight(char size);
 // Heights of the page heading: title line, subtitle line when there is one, rule and gap.
 double PageHeadingHeight(bool subtitle);
+// Width in points of a column drawn at its style size, padding included: its characters, and
+// room for the longest word of its title in bold capitals.
+double ColumnWidthPoints(const Column& column, char size);
 // Width in points of a frame drawn at its own style size, padding and rules included.
 double FrameWidthPoints(const Descriptor& frame);
 

@@ -130,7 +130,7 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
                             " inconnue (V portrait, H paysage, vide : selon le cadre)");
   }
   Exige(marge >= 0 && marge <= 50, op, titre,
-        "marge de " + std::to_string(marge) + " mm incorrecte (0 à 50, 0 : 10 mm)");
+        "marge de " + std::to_string(marge) + " mm incorrecte (0 à 50, 0 : 8 mm)");
   Exige(lignes_page >= 0, op, titre,
         "nombre de lignes par page " + std::to_string(lignes_page) + " incorrect (0 ou plus)");
   const std::string_view impose =

@@ -130,10 +130,9 @@ class PageDrawer {
     const double lh = LineHeight(d.style.size);
     const double full = FrameWidthPoints(d);
     const double sx = full > doc_.info.BodyWidth() ? doc_.info.BodyWidth() / full : 1.0;
-    const double char_width = kCharWidthEm * size * sx;
     std::vector<double> xs{doc_.info.margin};
     for (const Column& c : d.columns) {
-      xs.push_back(xs.back() + c.layout_width * char_width + 2 * kCellPadding * sx);
+      xs.push_back(xs.back() + ColumnWidthPoints(c, d.style.size) * sx);
     }
     const double pad = kCellPadding * sx;
     const double top = y + 1;
