@@ -1,0 +1,85 @@
+#include "gencode/etat_gencode.h"
+
+#include <mutex>
+#include <utility>
+
+#include "srv/erreur_service.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr int32_t kBorneInitiale = 10;
+
+thread_local std::unique_ptr<EtatGenCode> etat_thread;
+thread_local std::shared_ptr<AffichageGenCode> affichage_thread;
+
+std::mutex& VerrouAffichage() {
+  static std::mutex verrou;
+  return verrou;
+}
+
+std::shared_ptr<AffichageGenCode>& AffichageGlobal() {
+  static std::shared_ptr<AffichageGenCode> affichage;
+  return affichage;
+}
+
+}  // namespace
+
+void EtatGenCode::Recommence() {
+  texte_.clear();
+  anomalies_.clear();
+  inst_.Vide();
+  inst_.Redimensionne(kBorneInitiale + 1);
+  generations_ = Somme<int32_t>(generations_, 1);
+}
+
+void EtatGenCode::AjouteTexte(std::string_view ligne) {
+  texte_.append("\r\n");
+  texte_.append(ligne);
+}
+
+void EtatGenCode::AjouteAnomalie(std::string_view message, std::string_view procedure) {
+  anomalies_.push_back({std::string(message), std::string(procedure)});
+}
+
+void EtatGenCode::PrepareEcriture(std::string_view operation) {
+  if (inst_.Taille() == 0) {
+    throw ErreurService(operation, "Génération de Code",
+                        "aucune génération de code n'est commencée (InitGenCode d'abord)");
+  }
+  if (nb_inst_ >= BorneInst()) {
+    const int32_t borne = Produit<int32_t>(nb_inst_, 2);
+    inst_.Redimensionne(static_cast<size_t>(Somme<int32_t>(borne, 1)));
+  }
+}
+
+void EtatGenCode::Enregistre(LigneInst ligne) {
+  const int32_t indice = Somme<int32_t>(nb_inst_, 1);
+  inst_[indice] = std::move(ligne);
+  nb_inst_ = indice;
+}
+
+EtatGenCode& EtatGen() {
+  if (etat_thread == nullptr) etat_thread = std::make_unique<EtatGenCode>();
+  return *etat_thread;
+}
+
+void OublieEtatGen() { etat_thread.reset(); }
+
+void InstalleAffichageGenCode(std::shared_ptr<AffichageGenCode> affichage) {
+  std::lock_guard<std::mutex> garde(VerrouAffichage());
+  AffichageGlobal() = std::move(affichage);
+}
+
+void InstalleAffichageGenCodeThread(std::shared_ptr<AffichageGenCode> affichage) {
+  affichage_thread = std::move(affichage);
+}
+
+std::shared_ptr<AffichageGenCode> AffichageCourant() {
+  if (affichage_thread != nullptr) return affichage_thread;
+  std::lock_guard<std::mutex> garde(VerrouAffichage());
+  return AffichageGlobal();
+}
+
+}  // namespace vesk
