@@ -191,9 +191,14 @@ void SrvBArbreImpl::Parcours(int16_t arbre, int16_t fichier, bool premier, bool&
   FichierOuvert& f = FichierDe(a, fichier, op);
   Exige(premier || a.curseur, op, a.objet,
         "aucune position dans le B-arbre : PremCle ou Recherche d'abord");
+  // On a primary tree the walk goes past the key whatever its record: a record modified under
+  // the walk (deleted, then inserted again with a new number) is not met twice.
+  uint32_t after = a.arbre->Nature() == 'P' && a.no_curseur != 0
+                       ? std::numeric_limits<uint32_t>::max()
+                       : a.no_curseur;
   uint32_t no = 0;
   Status s = premier ? a.arbre->SeekAfter("", 0, &found_, &no)
-                     : a.arbre->SeekAfter(a.cle_curseur, a.no_curseur, &found_, &no);
+                     : a.arbre->SeekAfter(a.cle_curseur, after, &found_, &no);
   if (s.IsNotFound()) {
     if (premier) a.curseur = false;
     f.courant = 0;
