@@ -1,0 +1,37 @@
+// vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
+// its company sub-folders, and prints what is wrong. Exit status 0 when the folder is sound,
+// 1 when problems were found, 2 when the folder cannot be read. Changes nothing.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "srv/isam/env.h"
+#include "srv/isam/verify.h"
+
+int main(int argc, char** argv) {
+  using namespace vesk::isam;
+  if (argc != 2 || std::string(argv[1]) == "--help") {
+    std::fprintf(stderr, "usage : vesk-check DOSSIER\n");
+    return 2;
+  }
+  std::string dir = argv[1];
+  Env* env = Env::Default();
+  RapportVerif rapport;
+  std::vector<ChainageVerif> chainages;
+  Status s = ChainagesDuDictionnaire(env, dir, SousDossiers(env, dir), &chainages, &rapport);
+  if (s.ok()) s = VerifieDossier(env, dir, chainages, &rapport);
+  if (!s.ok()) {
+    std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());
+    return 2;
+  }
+  for (const std::string& p : rapport.problemes) std::printf("%s\n", p.c_str());
+  std::printf(
+      "%u fichiers de données, %u B-arbres, %llu enregistrements en service, %llu supprimés, "
+      "%llu clés, %zu chaînages (%llu lignes) : %s\n",
+      rapport.fichiers, rapport.arbres, static_cast<unsigned long long>(rapport.enregistrements),
+      static_cast<unsigned long long>(rapport.supprimes),
+      static_cast<unsigned long long>(rapport.cles), chainages.size(),
+      static_cast<unsigned long long>(rapport.lignes_chainees),
+      rapport.problemes.empty() ? "correct" : "PROBLÈMES");
+  return rapport.problemes.empty() ? 0 : 1;
+}
