@@ -96,8 +96,10 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
   a->nom = upper;
   a->objet = objet;
   a->dependance = dependance_entreprise;
+  isam::BTreeOptions options;
+  options.cache_bytes = dossier_->CacheBlocs() * 4096;
   Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
-                            indexe, creation, &a->arbre),
+                            indexe, creation, options, &a->arbre),
           kOp, objet);
   isam::BTreeHeader header;
   Verifie(a->arbre->Header(&header), kOp, objet);

@@ -1,0 +1,414 @@
+// isam_bench: N records of 128 bytes with 16-byte keys through the storage services, as a
+// generated program uses them (Donnee with an owner, B_Arbre, Insere, Recherche, PremCle /
+// SuivCle, Supprime), beside SQLite (rowid table + UNIQUE index) and LMDB in the same run.
+// Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M]
+#include <lmdb.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "srv/isam/dossier.h"
+#include "srv/isam/srv_barbre_impl.h"
+#include "srv/isam/srv_donnee_impl.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+constexpr size_t kRecord = 128;
+constexpr size_t kKey = 16;
+const char* const kPhases[] = {"seq_insert", "rand_insert", "lookup", "scan", "delete"};
+
+struct Options {
+  uint64_t records = 1000000;
+  std::string dir;
+  size_t cache_mb = 160;
+};
+
+// Keys and records of the run: key i is "K" and 15 digits of a scrambled i.
+struct Data {
+  std::vector<std::string> keys;     // in ascending order
+  std::vector<uint32_t> rand_order;  // a permutation of 0..N-1
+  std::vector<uint32_t> lookups;     // N random indexes
+  std::string Record(uint32_t i) const {
+    std::string r = keys[i];
+    r.reserve(kRecord);
+    for (size_t k = r.size(); k < kRecord; ++k) r.push_back(static_cast<char>('a' + (i + k) % 26));
+    return r;
+  }
+};
+
+Data MakeData(uint64_t n) {
+  Data d;
+  d.keys.reserve(n);
+  char buf[32];
+  for (uint64_t i = 0; i < n; ++i) {
+    std::snprintf(buf, sizeof buf, "K%015llu", static_cast<unsigned long long>(i * 7919 + 13));
+    d.keys.emplace_back(buf, kKey);
+  }
+  std::sort(d.keys.begin(), d.keys.end());
+  std::mt19937_64 rng(42);
+  d.rand_order.resize(n);
+  for (uint32_t i = 0; i < n; ++i) d.rand_order[i] = i;
+  std::shuffle(d.rand_order.begin(), d.rand_order.end(), rng);
+  d.lookups.resize(n);
+  for (auto& x : d.lookups) x = static_cast<uint32_t>(rng() % n);
+  return d;
+}
+
+struct Result {
+  std::map<std::string, double> seconds;
+  uint64_t bytes = 0;  // files of the randomly inserted set, before the deletions
+  long peak_kib = 0;
+};
+
+double Time(const std::function<void()>& f) {
+  auto t0 = std::chrono::steady_clock::now();
+  f();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+}
+
+uint64_t Bytes(const fs::path& p) {
+  std::error_code ec;
+  if (fs::is_directory(p, ec)) {
+    uint64_t n = 0;
+    for (auto& e : fs::directory_iterator(p)) n += e.file_size();
+    return n;
+  }
+  return fs::file_size(p, ec);
+}
+
+long PeakKib() {
+  rusage u{};
+  getrusage(RUSAGE_SELF, &u);
+  return u.ru_maxrss;
+}
+
+void Die(const std::string& what) {
+  std::fprintf(stderr, "isam_bench : %s\n", what.c_str());
+  std::exit(1);
+}
+
+// ---- Vesk, through the services ----
+
+// The owner of a bench file, as a generated program's LireBen / EcrireBen.
+class Owner : public vesk::Proprietaire {
+ public:
+  explicit Owner(vesk::SrvDonnee* srv) : srv_(srv) {}
+  int32_t IdMethode(std::string_view nom) override {
+    if (nom == "LireBen") return 1;
+    if (nom == "EcrireBen") return 2;
+    return -1;
+  }
+  void Invoque(int32_t id, int32_t& no) override {
+    if (id == 1) {
+      srv_->LireFichier(fichier, no, champs);
+    } else {
+      srv_->EcrireFichier(fichier, no, champs);
+    }
+  }
+  int16_t fichier = 0;
+  std::string champs;
+
+ private:
+  vesk::SrvDonnee* srv_;
+};
+
+Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
+  fs::create_directories(dir);
+  auto dossier = std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(),
+                                                              dir.string(), "", cache_mb << 20);
+  dossier->Synchro(false);
+  vesk::SrvDonneeImpl donnee(dossier);
+  vesk::SrvBArbreImpl barbre(dossier);
+  Owner seq(&donnee), rnd(&donnee);
+  int16_t tseq = 0, trnd = 0;
+  donnee.Donnee(false, "Seq", kRecord, seq.fichier, &seq, "", "Ben", "", true);
+  barbre.B_Arbre(false, "Seq", kKey, "P", tseq, "Seq", true);
+  donnee.Donnee(false, "Rnd", kRecord, rnd.fichier, &rnd, "", "Ben", "", true);
+  barbre.B_Arbre(false, "Rnd", kKey, "P", trnd, "Rnd", true);
+  size_t n = d.keys.size();
+  Result r;
+  auto batch = [&](const std::function<void()>& f) {
+    return Time([&] {
+      vesk::isam::Lot lot(*dossier);
+      f();
+      if (!lot.Termine().ok()) Die("vesk : écriture");
+    });
+  };
+  int32_t no = 0;
+  bool found = false;
+  r.seconds["seq_insert"] = batch([&] {
+    for (size_t i = 0; i < n; ++i) {
+      seq.champs = d.Record(static_cast<uint32_t>(i));
+      barbre.Insere(tseq, d.keys[i], seq.fichier, no);
+    }
+  });
+  r.seconds["rand_insert"] = batch([&] {
+    for (uint32_t i : d.rand_order) {
+      rnd.champs = d.Record(i);
+      barbre.Insere(trnd, d.keys[i], rnd.fichier, no);
+    }
+  });
+  r.bytes = Bytes(dir / "RND.DAT") + Bytes(dir / "RND.DAB");
+  r.seconds["lookup"] = batch([&] {
+    for (uint32_t i : d.lookups) {
+      barbre.Recherche(trnd, d.keys[i], rnd.fichier, found);
+      if (!found || rnd.champs.compare(0, kKey, d.keys[i]) != 0) Die("vesk : clé perdue");
+    }
+  });
+  uint64_t seen = 0;
+  r.seconds["scan"] = batch([&] {
+    std::string cle;
+    for (barbre.PremCle(trnd, rnd.fichier, found, cle); found;
+         barbre.SuivCle(trnd, rnd.fichier, found, cle)) {
+      seen += static_cast<unsigned char>(rnd.champs[kKey]);
+    }
+  });
+  r.seconds["delete"] = batch([&] {
+    for (size_t j = 0; j < n / 2; ++j) {
+      const std::string& k = d.keys[d.rand_order[j]];
+      barbre.Recherche(trnd, k, rnd.fichier, found);
+      donnee.NoEnrCourant(rnd.fichier, no);
+      barbre.Supprime(trnd, k, no, rnd.fichier);
+    }
+  });
+  if (seen == 0) Die("vesk : parcours vide");
+  r.peak_kib = PeakKib();
+  return r;
+}
+
+// ---- SQLite ----
+
+void Sql(sqlite3* db, const char* q) {
+  char* err = nullptr;
+  if (sqlite3_exec(db, q, nullptr, nullptr, &err) != SQLITE_OK) Die(std::string("sqlite : ") + err);
+}
+
+Result RunSqlite(const Data& d, const fs::path& dir) {
+  fs::create_directories(dir);
+  Result r;
+  size_t n = d.keys.size();
+  auto open = [&](const char* name) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open((dir / name).string().c_str(), &db) != SQLITE_OK) Die("sqlite : ouverture");
+    Sql(db, "PRAGMA synchronous=OFF; PRAGMA journal_mode=DELETE; PRAGMA cache_size=-65536;");
+    Sql(db, "CREATE TABLE t(id INTEGER PRIMARY KEY, k BLOB UNIQUE, v BLOB)");
+    return db;
+  };
+  auto stmt = [](sqlite3* db, const char* q) {
+    sqlite3_stmt* s = nullptr;
+    if (sqlite3_prepare_v2(db, q, -1, &s, nullptr) != SQLITE_OK) Die("sqlite : préparation");
+    return s;
+  };
+  auto insert = [&](sqlite3* db, auto order) {
+    sqlite3_stmt* s = stmt(db, "INSERT INTO t(k, v) VALUES(?, ?)");
+    Sql(db, "BEGIN");
+    for (size_t j = 0; j < n; ++j) {
+      uint32_t i = order(j);
+      std::string rec = d.Record(i);
+      sqlite3_bind_blob(s, 1, d.keys[i].data(), kKey, SQLITE_STATIC);
+      sqlite3_bind_blob(s, 2, rec.data(), kRecord, SQLITE_TRANSIENT);
+      if (sqlite3_step(s) != SQLITE_DONE) Die("sqlite : insertion");
+      sqlite3_reset(s);
+    }
+    Sql(db, "COMMIT");
+    sqlite3_finalize(s);
+  };
+  sqlite3* seq = open("seq.db");
+  sqlite3* rnd = open("rnd.db");
+  r.seconds["seq_insert"] = Time([&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
+  r.seconds["rand_insert"] = Time([&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  r.bytes = Bytes(dir / "rnd.db");
+  r.seconds["lookup"] = Time([&] {
+    sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t WHERE k = ?");
+    Sql(rnd, "BEGIN");
+    std::string out;
+    for (uint32_t i : d.lookups) {
+      sqlite3_bind_blob(s, 1, d.keys[i].data(), kKey, SQLITE_STATIC);
+      if (sqlite3_step(s) != SQLITE_ROW) Die("sqlite : clé perdue");
+      out.assign(static_cast<const char*>(sqlite3_column_blob(s, 0)), kRecord);
+      sqlite3_reset(s);
+    }
+    Sql(rnd, "COMMIT");
+    sqlite3_finalize(s);
+  });
+  r.seconds["scan"] = Time([&] {
+    sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t ORDER BY k");
+    Sql(rnd, "BEGIN");
+    std::string out;
+    while (sqlite3_step(s) == SQLITE_ROW) {
+      out.assign(static_cast<const char*>(sqlite3_column_blob(s, 0)), kRecord);
+    }
+    Sql(rnd, "COMMIT");
+    sqlite3_finalize(s);
+  });
+  r.seconds["delete"] = Time([&] {
+    sqlite3_stmt* s = stmt(rnd, "DELETE FROM t WHERE k = ?");
+    Sql(rnd, "BEGIN");
+    for (size_t j = 0; j < n / 2; ++j) {
+      sqlite3_bind_blob(s, 1, d.keys[d.rand_order[j]].data(), kKey, SQLITE_STATIC);
+      if (sqlite3_step(s) != SQLITE_DONE) Die("sqlite : suppression");
+      sqlite3_reset(s);
+    }
+    Sql(rnd, "COMMIT");
+    sqlite3_finalize(s);
+  });
+  sqlite3_close(seq);
+  sqlite3_close(rnd);
+  return r;
+}
+
+// ---- LMDB ----
+
+void Check(int rc, const char* what) {
+  if (rc != 0) Die(std::string("lmdb : ") + what + " : " + mdb_strerror(rc));
+}
+
+Result RunLmdb(const Data& d, const fs::path& dir) {
+  Result r;
+  size_t n = d.keys.size();
+  auto open = [&](const char* name) {
+    fs::create_directories(dir / name);
+    MDB_env* env = nullptr;
+    Check(mdb_env_create(&env), "env");
+    Check(mdb_env_set_mapsize(env, size_t{64} << 30), "mapsize");
+    Check(mdb_env_open(env, (dir / name).string().c_str(), MDB_NOSYNC | MDB_NOMETASYNC, 0644),
+          "ouverture");
+    return env;
+  };
+  auto write = [&](MDB_env* env, const std::function<void(MDB_txn*, MDB_dbi)>& f) {
+    MDB_txn* txn = nullptr;
+    MDB_dbi dbi = 0;
+    Check(mdb_txn_begin(env, nullptr, 0, &txn), "txn");
+    Check(mdb_dbi_open(txn, nullptr, 0, &dbi), "dbi");
+    f(txn, dbi);
+    Check(mdb_txn_commit(txn), "commit");
+  };
+  auto insert = [&](MDB_env* env, auto order) {
+    write(env, [&](MDB_txn* txn, MDB_dbi dbi) {
+      for (size_t j = 0; j < n; ++j) {
+        uint32_t i = order(j);
+        std::string rec = d.Record(i);
+        MDB_val k{kKey, const_cast<char*>(d.keys[i].data())};
+        MDB_val v{kRecord, rec.data()};
+        Check(mdb_put(txn, dbi, &k, &v, MDB_NOOVERWRITE), "put");
+      }
+    });
+  };
+  MDB_env* seq = open("lmdb_seq");
+  MDB_env* rnd = open("lmdb_rnd");
+  r.seconds["seq_insert"] = Time([&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
+  r.seconds["rand_insert"] = Time([&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  mdb_env_sync(rnd, 1);
+  r.bytes = Bytes(dir / "lmdb_rnd");
+  r.seconds["lookup"] = Time([&] {
+    write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
+      std::string out;
+      for (uint32_t i : d.lookups) {
+        MDB_val k{kKey, const_cast<char*>(d.keys[i].data())}, v;
+        Check(mdb_get(txn, dbi, &k, &v), "get");
+        out.assign(static_cast<const char*>(v.mv_data), v.mv_size);
+      }
+    });
+  });
+  r.seconds["scan"] = Time([&] {
+    write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
+      MDB_cursor* c = nullptr;
+      Check(mdb_cursor_open(txn, dbi, &c), "curseur");
+      MDB_val k, v;
+      std::string out;
+      for (int rc = mdb_cursor_get(c, &k, &v, MDB_FIRST); rc == 0;
+           rc = mdb_cursor_get(c, &k, &v, MDB_NEXT)) {
+        out.assign(static_cast<const char*>(v.mv_data), v.mv_size);
+      }
+      mdb_cursor_close(c);
+    });
+  });
+  r.seconds["delete"] = Time([&] {
+    write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
+      for (size_t j = 0; j < n / 2; ++j) {
+        MDB_val k{kKey, const_cast<char*>(d.keys[d.rand_order[j]].data())};
+        Check(mdb_del(txn, dbi, &k, nullptr), "del");
+      }
+    });
+  });
+  mdb_env_close(seq);
+  mdb_env_close(rnd);
+  return r;
+}
+
+Options Parse(int argc, char** argv) {
+  Options o;
+  for (int i = 1; i < argc; ++i) {
+    std::string a = argv[i];
+    if (i + 1 >= argc) Die("option sans valeur : " + a);
+    if (a == "--records") {
+      o.records = std::strtoull(argv[++i], nullptr, 10);
+    } else if (a == "--dir") {
+      o.dir = argv[++i];
+    } else if (a == "--cache-mb") {
+      o.cache_mb = std::strtoull(argv[++i], nullptr, 10);
+    } else {
+      Die("option inconnue : " + a);
+    }
+  }
+  if (o.records < 2 || o.records > 100000000) Die("--records : de 2 à 100000000");
+  if (o.dir.empty()) o.dir = (fs::temp_directory_path() / "vesk-isam-bench").string();
+  return o;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o = Parse(argc, argv);
+  fs::path dir(o.dir);
+  std::error_code ec;
+  fs::remove_all(dir, ec);
+  fs::create_directories(dir);
+  Data d = MakeData(o.records);
+  long base_kib = PeakKib();
+  Result vesk;
+  try {
+    vesk = RunVesk(d, dir / "vesk", o.cache_mb);
+  } catch (const std::exception& e) {
+    Die(std::string("vesk : ") + e.what());
+  }
+  Result sqlite = RunSqlite(d, dir / "sqlite");
+  Result lmdb = RunLmdb(d, dir / "lmdb");
+  double n = static_cast<double>(o.records);
+  std::printf(
+      "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache %zu Mio "
+      "par fichier\n\n",
+      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb);
+  std::printf("%-12s %14s %14s %14s   (opérations par seconde)\n", "phase", "vesk", "sqlite",
+              "lmdb");
+  for (const char* p : kPhases) {
+    double ops = std::string(p) == "delete" ? n / 2 : n;
+    std::printf("%-12s %14.0f %14.0f %14.0f\n", p, ops / vesk.seconds[p], ops / sqlite.seconds[p],
+                ops / lmdb.seconds[p]);
+  }
+  double raw = n * kRecord;
+  std::printf("%-12s %14.2f %14.2f %14.2f   (fichiers / données brutes, après rand_insert)\n",
+              "taille", vesk.bytes / raw, sqlite.bytes / raw, lmdb.bytes / raw);
+  std::printf("mémoire de pointe après vesk : %.1f Mio (données du banc : %.1f Mio)\n",
+              vesk.peak_kib / 1024.0, base_kib / 1024.0);
+  std::printf("mémoire de pointe du processus : %.1f Mio\n\n", PeakKib() / 1024.0);
+  for (const char* p : kPhases) {
+    std::printf("ratio %s vesk/sqlite=%.2f vesk/lmdb=%.2f\n", p,
+                sqlite.seconds[p] / vesk.seconds[p], lmdb.seconds[p] / vesk.seconds[p]);
+  }
+  fs::remove_all(dir, ec);
+  return 0;
+}
