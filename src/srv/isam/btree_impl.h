@@ -5,6 +5,7 @@
 #define VESK_SRV_ISAM_BTREE_IMPL_H_
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -36,6 +37,12 @@ inline void Store32(char* p, uint32_t v) {
 inline void Store64(char* p, uint64_t v) {
   Store32(p, static_cast<uint32_t>(v));
   Store32(p + 4, static_cast<uint32_t>(v >> 32));
+}
+
+// The 8 bytes of v, loaded from memory, as a number whose order is their memcmp order.
+inline uint64_t ToBigEndian(uint64_t v) {
+  if constexpr (std::endian::native == std::endian::little) return __builtin_bswap64(v);
+  return v;
 }
 
 // CRC-32 (IEEE 802.3, reflected, polynomial 0xEDB88320), as zlib computes it.
@@ -153,9 +160,21 @@ struct BTree::Impl {
       btree::Store32(Entry(n, inner_stride, i - 1) + key_len + 4, child);
     }
   }
+  // memcmp of two keys; the first 8 bytes are compared as one big-endian number, which settles
+  // most comparisons without a call.
+  int CompareKeys(const char* a, const char* b) const {
+    if (key_len >= 8) {
+      uint64_t x, y;
+      std::memcpy(&x, a, 8);
+      std::memcpy(&y, b, 8);
+      if (x != y) return btree::ToBigEndian(x) < btree::ToBigEndian(y) ? -1 : 1;
+      return key_len == 8 ? 0 : std::memcmp(a + 8, b + 8, key_len - 8u);
+    }
+    return std::memcmp(a, b, key_len);
+  }
   // Compares an entry with (key, record); the record counts only in an 'S' tree.
   int Compare(const char* entry, const char* key, uint32_t record) const {
-    int c = std::memcmp(entry, key, key_len);
+    int c = CompareKeys(entry, key);
     if (c != 0 || !by_record) return c;
     uint32_t r = Record(entry);
     return r < record ? -1 : (r > record ? 1 : 0);
@@ -164,8 +183,15 @@ struct BTree::Impl {
   uint32_t Search(const char* n, uint32_t stride, const char* key, uint32_t record,
                   bool strict) const {
     uint32_t lo = 0, hi = btree::Count(n);
+    __builtin_prefetch(Entry(n, stride, hi / 4));
+    __builtin_prefetch(Entry(n, stride, hi / 2));
+    __builtin_prefetch(Entry(n, stride, 3 * hi / 4));
     while (lo < hi) {
       uint32_t mid = (lo + hi) / 2;
+      // The next probe is the middle of one half or the other: ask for both lines now, so that
+      // the memory latency of the next step overlaps this one.
+      __builtin_prefetch(Entry(n, stride, (lo + mid) / 2));
+      __builtin_prefetch(Entry(n, stride, (mid + 1 + hi) / 2));
       int c = Compare(Entry(n, stride, mid), key, record);
       if (c < 0 || (strict && c == 0)) {
         lo = mid + 1;

@@ -1,6 +1,7 @@
 #include "srv/isam/pager.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <unordered_map>
@@ -14,15 +15,22 @@ namespace {
 constexpr uint64_t kNoBlock = std::numeric_limits<uint64_t>::max();
 // Most bytes one coalesced write carries to the file.
 constexpr size_t kMaxRunBytes = 1 << 20;
+// Blocks found through a plain table (8 bytes of table per block of the file).
+constexpr uint64_t kDirectBlocks = uint64_t{1} << 22;
 
 struct Frame {
   uint64_t no = kNoBlock;
   std::unique_ptr<char[]> data;
   bool dirty = false;
-  bool ref = false;       // CLOCK reference bit
-  uint64_t last_use = 0;  // fetch tick of the last use
-  uint64_t epoch = 0;     // change epoch in which the journal hook last saw this block
-  size_t slot = 0;        // index in Impl::frames
+  uint64_t epoch = 0;  // change epoch in which the journal hook last saw this block
+  size_t slot = 0;     // index in Impl::frames
+};
+
+// Where a cached block is. A hit touches only this and the block's bytes.
+struct Slot {
+  char* data = nullptr;
+  Frame* frame = nullptr;
+  bool ref = false;  // CLOCK reference bit
 };
 
 }  // namespace
@@ -40,12 +48,15 @@ struct Pager::Impl {
   bool failed = false;
   std::string failure;
 
-  std::unordered_map<uint64_t, Frame*> map;
+  // Where each cached block's frame is: a table indexed by block number for the first
+  // kDirectBlocks blocks, a hash map beyond.
+  std::vector<Slot> direct;
+  std::unordered_map<uint64_t, Slot> far;
   std::vector<std::unique_ptr<Frame>> frames;
   size_t hand = 0;
-  size_t clean = 0;  // frames mapped and not dirty
-  uint64_t tick = 0;
-  Frame* last = nullptr;
+  size_t clean = 0;                            // frames mapped and not dirty
+  std::array<Frame*, kRecentBlocks> recent{};  // the frames of the last fetches
+  size_t recent_at = 0;
 
   BeforeChangeHook change_hook;
   std::function<Status()> flush_hook;
@@ -54,9 +65,40 @@ struct Pager::Impl {
   std::vector<char> run;  // buffer of a coalesced write
   Counters counters;
 
-  bool Recent(const Frame* f) const { return f->last_use + kRecentBlocks > tick; }
+  Slot* Lookup(uint64_t no) {
+    if (no < kDirectBlocks) {
+      return no < direct.size() && direct[no].frame != nullptr ? &direct[no] : nullptr;
+    }
+    auto it = far.find(no);
+    return it == far.end() ? nullptr : &it->second;
+  }
+  void Map(uint64_t no, Frame* f) {
+    Slot slot{f->data.get(), f, false};
+    if (no >= kDirectBlocks) {
+      far[no] = slot;
+      return;
+    }
+    if (no >= direct.size()) {
+      direct.resize(
+          std::min<uint64_t>(kDirectBlocks, std::max<uint64_t>(no + 1, 2 * direct.size())));
+    }
+    direct[no] = slot;
+  }
+  void Unmap(uint64_t no) {
+    if (no >= kDirectBlocks) {
+      far.erase(no);
+    } else if (no < direct.size()) {
+      direct[no] = Slot{};
+    }
+  }
+  void Remember(Frame* f) { recent[recent_at++ % kRecentBlocks] = f; }
+  bool Recent(const Frame* f) const {
+    return std::find(recent.begin(), recent.end(), f) != recent.end();
+  }
   Status CheckWritable() const;
-  Status Fetch(uint64_t no, bool load, Frame** out);
+  // The bytes (and frame, when asked) of block no, loaded from the file when load is true
+  // (zeros otherwise).
+  Status Fetch(uint64_t no, bool load, char** data, Frame** frame = nullptr);
   Frame* NewFrame();
   Frame* Victim();
   void Destroy(Frame* f);
@@ -98,8 +140,9 @@ Frame* Pager::Impl::Victim() {
     if (hand >= n) hand = 0;
     Frame* f = frames[hand++].get();
     if (f->dirty || Recent(f)) continue;
-    if (f->ref) {
-      f->ref = false;
+    Slot* slot = Lookup(f->no);
+    if (slot != nullptr && slot->ref) {
+      slot->ref = false;
       continue;
     }
     return f;
@@ -108,9 +151,9 @@ Frame* Pager::Impl::Victim() {
 }
 
 void Pager::Impl::Destroy(Frame* f) {
-  if (f == last) last = nullptr;
+  std::replace(recent.begin(), recent.end(), f, static_cast<Frame*>(nullptr));
   if (f->no != kNoBlock) {
-    map.erase(f->no);
+    Unmap(f->no);
     if (!f->dirty) --clean;
   }
   size_t slot = f->slot;
@@ -143,27 +186,18 @@ Status Pager::Impl::Load(Frame* f) {
   return Status::Ok();
 }
 
-// The frame of block no, loaded from the file when load is true (zeros otherwise).
-Status Pager::Impl::Fetch(uint64_t no, bool load, Frame** out) {
-  ++tick;
-  if (last != nullptr && last->no == no) {
-    last->last_use = tick;
-    *out = last;
-    return Status::Ok();
-  }
-  auto it = map.find(no);
-  if (it != map.end()) {
-    Frame* f = it->second;
-    f->ref = true;
-    f->last_use = tick;
-    *out = last = f;
+Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
+  if (Slot* slot = Lookup(no); slot != nullptr) {
+    slot->ref = true;
+    Remember(slot->frame);
+    *data = slot->data;
+    if (frame != nullptr) *frame = slot->frame;
     return Status::Ok();
   }
   Frame* f = nullptr;
   if (clean >= capacity) f = Victim();
   if (f != nullptr) {
-    if (f == last) last = nullptr;
-    map.erase(f->no);
+    Unmap(f->no);
     --clean;
     ++counters.evictions;
   } else {
@@ -171,9 +205,7 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, Frame** out) {
   }
   f->no = no;
   f->dirty = false;
-  f->ref = false;
   f->epoch = 0;
-  f->last_use = tick;
   Status st = load ? Load(f) : Status::Ok();
   if (!load) std::memset(f->data.get(), 0, block_size);
   if (!st.ok()) {
@@ -181,9 +213,11 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, Frame** out) {
     Destroy(f);
     return st;
   }
-  map.emplace(no, f);
+  Map(no, f);
   ++clean;
-  *out = last = f;
+  Remember(f);
+  *data = f->data.get();
+  if (frame != nullptr) *frame = f;
   return Status::Ok();
 }
 
@@ -234,11 +268,11 @@ Status Pager::Read(uint64_t offset, std::span<char> out, size_t* read) {
   size_t done = 0;
   while (done < before_end) {
     uint64_t pos = offset + done;
-    Frame* f = nullptr;
-    VESK_RETURN_IF_ERROR(m.Fetch(pos >> m.shift, true, &f));
+    char* block = nullptr;
+    VESK_RETURN_IF_ERROR(m.Fetch(pos >> m.shift, true, &block));
     size_t in_block = static_cast<size_t>(pos & (m.block_size - 1));
     size_t n = std::min<size_t>(m.block_size - in_block, before_end - done);
-    std::memcpy(out.data() + done, f->data.get() + in_block, n);
+    std::memcpy(out.data() + done, block + in_block, n);
     done += n;
   }
   if (before_end < out.size()) std::memset(out.data() + before_end, 0, out.size() - before_end);
@@ -257,9 +291,10 @@ Status Pager::Write(uint64_t offset, std::span<const char> data) {
     // A whole block past the end of the file needs no read: its old bytes are zeros.
     bool load = !(n == m.block_size && (no << m.shift) >= m.disk_size);
     Frame* f = nullptr;
-    VESK_RETURN_IF_ERROR(m.Fetch(no, load, &f));
+    char* block = nullptr;
+    VESK_RETURN_IF_ERROR(m.Fetch(no, load, &block, &f));
     VESK_RETURN_IF_ERROR(m.BeforeChange(f));
-    std::memcpy(f->data.get() + in_block, data.data() + done, n);
+    std::memcpy(block + in_block, data.data() + done, n);
     done += n;
   }
   m.size = std::max(m.size, offset + data.size());
@@ -267,9 +302,9 @@ Status Pager::Write(uint64_t offset, std::span<const char> data) {
 }
 
 Status Pager::BlockForRead(uint64_t block_no, const char** data) {
-  Frame* f = nullptr;
-  VESK_RETURN_IF_ERROR(impl_->Fetch(block_no, true, &f));
-  *data = f->data.get();
+  char* block = nullptr;
+  VESK_RETURN_IF_ERROR(impl_->Fetch(block_no, true, &block));
+  *data = block;
   return Status::Ok();
 }
 
@@ -277,10 +312,11 @@ Status Pager::BlockForWrite(uint64_t block_no, char** data) {
   Impl& m = *impl_;
   VESK_RETURN_IF_ERROR(m.CheckWritable());
   Frame* f = nullptr;
-  VESK_RETURN_IF_ERROR(m.Fetch(block_no, true, &f));
+  char* block = nullptr;
+  VESK_RETURN_IF_ERROR(m.Fetch(block_no, true, &block, &f));
   VESK_RETURN_IF_ERROR(m.BeforeChange(f));
   m.size = std::max(m.size, (block_no + 1) << m.shift);
-  *data = f->data.get();
+  *data = block;
   return Status::Ok();
 }
 
@@ -360,7 +396,8 @@ Status Pager::Truncate(uint64_t size) {
   if (m.change_hook) {
     for (uint64_t no = size >> m.shift; no < old_blocks; ++no) {
       Frame* f = nullptr;
-      VESK_RETURN_IF_ERROR(m.Fetch(no, true, &f));
+      char* block = nullptr;
+      VESK_RETURN_IF_ERROR(m.Fetch(no, true, &block, &f));
       VESK_RETURN_IF_ERROR(m.BeforeChange(f));
     }
   }
@@ -370,9 +407,9 @@ Status Pager::Truncate(uint64_t size) {
   }
   for (Frame* f : cut) m.Destroy(f);
   size_t in_block = static_cast<size_t>(size & (m.block_size - 1));
-  auto it = m.map.find(size >> m.shift);
-  if (in_block != 0 && it != m.map.end()) {
-    std::memset(it->second->data.get() + in_block, 0, m.block_size - in_block);
+  Slot* partial = m.Lookup(size >> m.shift);
+  if (in_block != 0 && partial != nullptr) {
+    std::memset(partial->data + in_block, 0, m.block_size - in_block);
   }
   platform::IoStatus io = m.file->Truncate(size);
   if (!io.ok()) return m.FailWrite(io);
