@@ -18,7 +18,8 @@ class SrvChoix {
   virtual void Choix(std::string_view colonnes, std::string_view titre, std::string_view liste,
                      bool& choisi, std::string& element) = 0;
   // The same with several elements marked (space); elements is the list of the chosen ones in
-  // list order ("[]" when none).
+  // list order ("[]" when none). Enter with nothing marked chooses the current element.
+  // A malformed descriptor or list is an ErreurService; an empty list gives no choice.
   virtual void ChoixMultiple(std::string_view colonnes, std::string_view titre,
                              std::string_view liste, bool& choisi, std::string& elements) = 0;
 };

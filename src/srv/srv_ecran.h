@@ -26,9 +26,11 @@ class SrvEcran {
   virtual void ToucheDebut(int16_t& touche) = 0;
   // Key that confirms a deletion (F6).
   virtual void ToucheConfirmation(int16_t& touche) = 0;
-  // True (-1) once the user has pressed Esc while the current listing runs, else 0.
+  // True (-1) once the user has pressed Esc while the current listing runs, else 0. Polls the
+  // keyboard without waiting; TitreEdition and FinTitreEdition set it back to 0.
   virtual void Annule(int16_t& annule) = 0;
-  // Codes of the function keys F1 to F7 and of escape.
+  // Codes of the function keys F1 to F7 and of escape. Every implementation gives the same
+  // codes (F1..F7 271..277, Esc 27, Up 256, Page Up 260), so scripts and transcripts agree.
   virtual void ToucheF1(int16_t& touche) = 0;
   virtual void ToucheF2(int16_t& touche) = 0;
   virtual void ToucheF3(int16_t& touche) = 0;

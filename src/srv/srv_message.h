@@ -10,7 +10,8 @@ class SrvMessage {
  public:
   virtual ~SrvMessage() = default;
 
-  // Shows message in a box titled titre and waits for a key.
+  // Shows message (line ends kept, long lines cut between words) in a box titled titre over the
+  // current screen and waits for a key; the screen is shown again afterwards.
   virtual void Affiche(std::string_view message, std::string_view titre) = 0;
 };
 

@@ -3,15 +3,12 @@
 #include <charconv>
 
 #include "srv/erreur_service.h"
+#include "srv/list/liste.h"
 #include "srv/tui/texte.h"
 
 namespace vesk::tui {
 
 namespace {
-
-std::string Position(std::string_view texte, size_t octet) {
-  return std::to_string(Longueur(texte.substr(0, octet)) + 1);
-}
 
 // Parses a whole number of at most 4 digits; nothing otherwise.
 std::optional<int> Nombre(std::string_view s) {
@@ -126,35 +123,10 @@ std::optional<std::string> RefusNombre(const Champ& champ, std::u32string_view t
 }  // namespace
 
 std::vector<std::string> ElementsDeListe(std::string_view liste, std::string_view operation) {
-  if (liste.size() < 2 || liste.front() != '[') {
-    Refus(operation, liste, "une liste doit commencer par « [ »");
-  }
-  std::vector<std::string> elements;
-  if (liste == "[]") return elements;
-  int profondeur = 0;
-  size_t debut = 1;
-  for (size_t i = 0; i < liste.size(); ++i) {
-    char c = liste[i];
-    if (c == '[') {
-      ++profondeur;
-    } else if (c == ']') {
-      if (--profondeur == 0) {
-        if (i + 1 != liste.size()) {
-          Refus(operation, liste,
-                "texte après la fin de la liste, position " + Position(liste, i + 1));
-        }
-        elements.emplace_back(liste.substr(debut, i - debut));
-      }
-    } else if (c == ',' && profondeur == 1) {
-      elements.emplace_back(liste.substr(debut, i - debut));
-      debut = i + 1;
-    }
-  }
-  if (profondeur != 0) {
-    Refus(operation, liste,
-          "liste non fermée : « ] » manquant, position " + Position(liste, liste.size()));
-  }
-  return elements;
+  std::vector<std::string_view> vues;
+  list::Fault faute = list::Split(liste, vues);
+  if (!faute.ok()) Refus(operation, liste, "liste mal formée : " + faute.Message());
+  return std::vector<std::string>(vues.begin(), vues.end());
 }
 
 std::vector<Champ> LitDescripteur(std::string_view descripteur, std::string_view operation) {

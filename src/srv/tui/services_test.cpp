@@ -137,10 +137,12 @@ TEST(Visionneuse, SavesTheTextUnchanged) {
   tape(chemin);
   v.Applique(Touche::De(kEntree), g);
   EXPECT_EQ(v.MessageBas(), "Texte enregistré dans " + chemin);
-  std::ifstream f(chemin, std::ios::binary);
-  std::stringstream lu;
-  lu << f.rdbuf();
-  EXPECT_EQ(lu.str(), texte);
+  {
+    std::ifstream f(chemin, std::ios::binary);
+    std::stringstream lu;
+    lu << f.rdbuf();
+    EXPECT_EQ(lu.str(), texte);
+  }
   // Saving again asks before replacing; N keeps the file.
   v.Applique(Touche::De(kF1 + 3), g);
   v.Applique(Touche::De(kEntree), g);

@@ -269,7 +269,7 @@ TEST_F(SaisieTest, BadCallsAreClearErrors) {
                         {"[[A,LIB,N3,3]]", "plus de décimales que de caractères"},
                         {"[[A,LIB,A,5,,1,9]]", "de 4 à 6 parties"},
                         {"[[A,LIB,A,5],[A,AUTRE,A,2]]", "le champ A est décrit deux fois"},
-                        {"[[A,LIB,A,5]", "« ] » manquant"},
+                        {"[[A,LIB,A,5]", "liste mal formée : caractère 13"},
                         {"[[A,LIB,A,5,x]]", "ligne « x » invalide"},
                         {"[A]", "chaque champ doit être une liste"}}) {
     std::string m = message([&] { saisie_.DefChamps(c.descripteur); });
