@@ -94,6 +94,9 @@ class Verificateur {
 
  private:
   void Instruction(std::string_view inst, bool& suite_ignoree);
+  void OuvreProcedure(const std::string& type, std::string_view inst);
+  void Si(const std::string& premier, std::string_view inst,
+          const std::vector<std::string_view>& mots, bool& suite_ignoree);
   void Ouvre(std::string type, std::string_view nom) {
     pile_.push_back({type, std::string(nom), ligne_});
   }
@@ -157,6 +160,39 @@ void Verificateur::Renvois(const std::vector<std::string_view>& mots) {
   }
 }
 
+void Verificateur::OuvreProcedure(const std::string& type, std::string_view inst) {
+  for (const Bloc& b : pile_) {
+    if (b.type == "SUB" || b.type == "FUNCTION") {
+      Defaut(ligne_, "« " + std::string(inst) + " » dans la procédure ouverte ligne " +
+                         std::to_string(b.ligne));
+      break;
+    }
+  }
+  Ouvre(type, inst);
+}
+
+// If or ElseIf: a block when Then ends the statement, else a one-line If whose rest of the
+// line is its own.
+void Verificateur::Si(const std::string& premier, std::string_view inst,
+                      const std::vector<std::string_view>& mots, bool& suite_ignoree) {
+  auto then = std::find_if(mots.begin(), mots.end(),
+                           [](std::string_view m) { return Majuscules(m) == "THEN"; });
+  if (then == mots.end()) {
+    Defaut(ligne_, "« " + std::string(inst) + " » sans « Then »");
+    return;
+  }
+  const bool bloc = then + 1 == mots.end() && Majuscules(inst).ends_with("THEN");
+  if (premier == "ELSEIF") {
+    if (pile_.empty() || pile_.back().type != "IF") {
+      Defaut(ligne_, "« ElseIf » hors d'un bloc « If »");
+    }
+  } else if (bloc) {
+    Ouvre("IF", inst);
+  } else {
+    suite_ignoree = true;
+  }
+}
+
 void Verificateur::Instruction(std::string_view inst, bool& suite_ignoree) {
   std::vector<std::string_view> mots = Mots(inst);
   if (mots.empty()) return;
@@ -168,31 +204,9 @@ void Verificateur::Instruction(std::string_view inst, bool& suite_ignoree) {
   }
   const std::string second = mots.size() > k + 1 ? Majuscules(mots[k + 1]) : "";
   if (premier == "SUB" || premier == "FUNCTION") {
-    for (const Bloc& b : pile_) {
-      if (b.type == "SUB" || b.type == "FUNCTION") {
-        Defaut(ligne_, "« " + std::string(inst) + " » dans la procédure ouverte ligne " +
-                           std::to_string(b.ligne));
-        break;
-      }
-    }
-    Ouvre(premier, inst);
+    OuvreProcedure(premier, inst);
   } else if (premier == "IF" || premier == "ELSEIF") {
-    const std::string haut = Majuscules(inst);
-    auto then = std::find_if(mots.begin(), mots.end(),
-                             [](std::string_view m) { return Majuscules(m) == "THEN"; });
-    if (then == mots.end()) {
-      Defaut(ligne_, "« " + std::string(inst) + " » sans « Then »");
-      return;
-    }
-    const bool bloc = then + 1 == mots.end() && Nettoie(haut).ends_with("THEN");
-    if (premier == "ELSEIF") {
-      if (pile_.empty() || pile_.back().type != "IF")
-        Defaut(ligne_, "« ElseIf » hors d'un bloc « If »");
-    } else if (bloc) {
-      Ouvre("IF", inst);
-    } else {
-      suite_ignoree = true;  // the rest of the line belongs to the one-line If
-    }
+    Si(premier, inst, mots, suite_ignoree);
   } else if (premier == "ELSE") {
     if (pile_.empty() || pile_.back().type != "IF")
       Defaut(ligne_, "« Else » hors d'un bloc « If »");
