@@ -164,7 +164,7 @@ class BTreeModelTest : public ::testing::TestWithParam<ModelCase> {
   void Phase(size_t target, int batches) {
     bool grow = model_.size() < target;
     for (int b = 0; b < batches; ++b) {
-      for (int i = 0; i < 100; ++i) {
+      for (int i = 0; i < 200; ++i) {
         int roll = std::uniform_int_distribution<int>(0, 99)(rng_);
         bool insert = grow ? roll < 70 : roll < 25;
         if (roll >= 90) {
@@ -229,8 +229,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ModelCase{"S4_order5_dups", false, 'S', 4, 5, 60, 1000, 2000},
                       ModelCase{"S1_tiny", false, 'S', 1, 0, 6, 100000, 2500},
                       ModelCase{"P1_tiny", false, 'P', 1, 4, 200, 1000000, 150},
-                      ModelCase{"S500_disk", true, 'S', 500, 0, 3000, 40, 4000},
-                      ModelCase{"P500_disk", true, 'P', 500, 0, 100000, 1000000, 4000}),
+                      ModelCase{"S500_disk", true, 'S', 500, 0, 3000, 40, 3500},
+                      ModelCase{"P500_disk", true, 'P', 500, 0, 100000, 1000000, 3500}),
     [](const ::testing::TestParamInfo<ModelCase>& info) { return info.param.name; });
 
 }  // namespace

@@ -1,0 +1,307 @@
+#include "srv/isam/btree.h"
+
+#include <gtest/gtest.h>
+
+#include "srv/isam/btree_impl.h"
+
+namespace vesk::isam {
+namespace {
+
+constexpr char kPath[] = "d/CLI1.DAB";
+
+std::string Key(int v, size_t len = 8) {
+  std::string s = std::to_string(v);
+  s.insert(0, len > s.size() ? len - s.size() : 0, '0');
+  return s.substr(0, len);
+}
+
+class BTreeTest : public ::testing::Test {
+ protected:
+  Status Open(uint16_t key_length = 8, char nature = 'P', uint32_t max_entries = 0) {
+    tree_.reset();
+    BTreeOptions options;
+    options.max_entries = max_entries;
+    return BTree::Open(&env_, kPath, key_length, nature, "CLI", true, options, &tree_);
+  }
+  void Fill(int n, char nature = 'P', uint32_t order = 4) {
+    ASSERT_TRUE(Open(8, nature, order).ok());
+    for (int i = 0; i < n; ++i) ASSERT_TRUE(tree_->Insert(Key(i), i + 1).ok());
+    ASSERT_TRUE(tree_->Flush().ok());
+  }
+  std::string& Bytes() { return *env_.Contents(kPath); }
+  uint32_t NodeLength() {
+    BTreeHeader h;
+    EXPECT_TRUE(tree_->Header(&h).ok());
+    return h.node_length;
+  }
+  // Rewrites a header field and its checksum, as a damaged but self-consistent header.
+  void PatchHeader32(size_t at, uint32_t value) {
+    char* h = Bytes().data();
+    btree::Store32(h + at, value);
+    btree::Store32(h + btree::hdr::kChecksumAt, btree::Crc32(h, btree::hdr::kChecksumAt));
+  }
+  void ExpectCorrupt(const Status& st, const std::string& what) {
+    EXPECT_TRUE(st.IsCorruption()) << st.message();
+    EXPECT_NE(st.message().find(kPath), std::string::npos) << st.message();
+    EXPECT_NE(st.message().find(what), std::string::npos) << st.message();
+  }
+
+  MemEnv env_;
+  std::unique_ptr<BTree> tree_;
+};
+
+TEST_F(BTreeTest, NodeLengthGrowsWithTheKeySoANodeHoldsFiftyEntries) {
+  for (auto [key_length, node_length] : {std::pair<uint16_t, uint32_t>{1, 4096},
+                                         {16, 4096},
+                                         {74, 8192},
+                                         {300, 16384},
+                                         {500, 32768},
+                                         {1024, 65536}}) {
+    ASSERT_TRUE(env_.RemoveFile(kPath).ok() || key_length == 1);
+    ASSERT_TRUE(Open(key_length, 'S').ok());
+    BTreeHeader h;
+    ASSERT_TRUE(tree_->Header(&h).ok());
+    EXPECT_EQ(h.node_length, node_length) << key_length;
+    EXPECT_GE(h.order, 50u);
+    EXPECT_GE(h.inner_order, 50u);
+    EXPECT_EQ(h.pointer_length, 4);
+    EXPECT_EQ(Bytes().size(), 2u * node_length) << "header node and an empty root leaf";
+  }
+}
+
+TEST_F(BTreeTest, HeaderSurvivesReopen) {
+  Fill(500, 'S');
+  BTreeHeader before;
+  ASSERT_TRUE(tree_->Header(&before).ok());
+  EXPECT_GE(before.levels, 3u);
+  EXPECT_EQ(before.keys, 500u);
+  ASSERT_TRUE(Open(8, 'S').ok());
+  BTreeHeader after;
+  ASSERT_TRUE(tree_->Header(&after).ok());
+  EXPECT_EQ(after.indexed_file, "CLI");
+  EXPECT_EQ(after.order, 4u);
+  EXPECT_EQ(after.keys, before.keys);
+  EXPECT_EQ(after.levels, before.levels);
+  EXPECT_EQ(after.root, before.root);
+  EXPECT_EQ(after.nodes, before.nodes);
+  EXPECT_EQ(after.change_counter, 500u);
+  uint32_t record = 0;
+  ASSERT_TRUE(tree_->Find(Key(321), &record).ok());
+  EXPECT_EQ(record, 322u);
+}
+
+TEST_F(BTreeTest, BadArgumentsAreRefused) {
+  std::unique_ptr<BTree> t;
+  EXPECT_EQ(BTree::Open(&env_, kPath, 0, 'P', "", true, &t).code(), Status::Code::kInvalidArgument);
+  EXPECT_EQ(BTree::Open(&env_, kPath, 1025, 'P', "", true, &t).code(),
+            Status::Code::kInvalidArgument);
+  EXPECT_EQ(BTree::Open(&env_, kPath, 8, 'X', "", true, &t).code(), Status::Code::kInvalidArgument);
+  EXPECT_EQ(BTree::Open(&env_, kPath, 8, 'P', std::string(65, 'N'), true, &t).code(),
+            Status::Code::kInvalidArgument);
+  EXPECT_TRUE(BTree::Open(&env_, kPath, 8, 'P', "", false, &t).IsNotFound());
+  EXPECT_EQ(env_.Contents(kPath), nullptr) << "nothing created by a refused open";
+
+  ASSERT_TRUE(Open().ok());
+  uint32_t record = 0;
+  EXPECT_EQ(tree_->Insert("short", 1).code(), Status::Code::kInvalidArgument);
+  EXPECT_EQ(tree_->Insert(Key(1), 0).code(), Status::Code::kInvalidArgument);
+  EXPECT_EQ(tree_->Find("toolongkey", &record).code(), Status::Code::kInvalidArgument);
+  std::string k;
+  EXPECT_EQ(tree_->SeekAfter("x", 1, &k, &record).code(), Status::Code::kInvalidArgument);
+}
+
+TEST_F(BTreeTest, OtherKeyLengthOrNatureIsRefusedAndLeavesTheFile) {
+  Fill(20);
+  std::string before = Bytes();
+  Status st = Open(9, 'P');
+  EXPECT_EQ(st.code(), Status::Code::kInvalidArgument);
+  EXPECT_NE(st.message().find("longueur de clé 8"), std::string::npos) << st.message();
+  EXPECT_NE(st.message().find("9"), std::string::npos) << st.message();
+  st = Open(8, 'S');
+  EXPECT_EQ(st.code(), Status::Code::kInvalidArgument);
+  EXPECT_NE(st.message().find("'S'"), std::string::npos) << st.message();
+  EXPECT_EQ(Bytes(), before);
+}
+
+TEST_F(BTreeTest, DuplicatesDependOnTheNature) {
+  Fill(50, 'P');
+  std::string before = Bytes();
+  EXPECT_TRUE(tree_->Insert(Key(7), 99).IsDuplicate());
+  ASSERT_TRUE(tree_->Flush().ok());
+  EXPECT_EQ(Bytes(), before) << "a refused insertion writes nothing";
+  uint32_t record = 0;
+  ASSERT_TRUE(tree_->Find(Key(7), &record).ok());
+  EXPECT_EQ(record, 8u);
+  EXPECT_TRUE(tree_->Erase(Key(7), 99).IsNotFound()) << "the pair must match";
+
+  ASSERT_TRUE(env_.RemoveFile(kPath).ok());
+  ASSERT_TRUE(Open(8, 'S', 4).ok());
+  for (uint32_t r : {30u, 10u, 20u}) ASSERT_TRUE(tree_->Insert(Key(5), r).ok());
+  EXPECT_TRUE(tree_->Insert(Key(5), 20).IsDuplicate());
+  ASSERT_TRUE(tree_->Find(Key(5), &record).ok());
+  EXPECT_EQ(record, 10u) << "the first record of the key";
+  ASSERT_TRUE(tree_->Erase(Key(5), 10).ok());
+  ASSERT_TRUE(tree_->Find(Key(5), &record).ok());
+  EXPECT_EQ(record, 20u);
+}
+
+TEST_F(BTreeTest, SeekAfterFollowsKeyThenRecordOrder) {
+  Fill(30, 'P');
+  std::string key;
+  uint32_t record = 0;
+  ASSERT_TRUE(tree_->SeekAfter("", 0, &key, &record).ok());
+  EXPECT_EQ(key, Key(0));
+  // In a 'P' tree the key's own entry comes after (key, smaller record).
+  ASSERT_TRUE(tree_->SeekAfter(Key(4), 1, &key, &record).ok());
+  EXPECT_EQ(std::make_pair(key, record), std::make_pair(Key(4), 5u));
+  ASSERT_TRUE(tree_->SeekAfter(Key(4), 5, &key, &record).ok());
+  EXPECT_EQ(key, Key(5));
+  // An absent key: the next one; past the last: NotFound.
+  ASSERT_TRUE(tree_->SeekAfter("00000004x", 0, &key, &record).code() ==
+              Status::Code::kInvalidArgument);
+  ASSERT_TRUE(tree_->SeekAfter("0000000:", 0, &key, &record).ok());
+  EXPECT_EQ(key, Key(10));
+  EXPECT_TRUE(tree_->SeekAfter(Key(29), 30, &key, &record).IsNotFound());
+  // A walk whose last entry was erased under it goes on from the following one.
+  ASSERT_TRUE(tree_->SeekAfter(Key(10), 11, &key, &record).ok());
+  ASSERT_TRUE(tree_->Erase(Key(11), 12).ok());
+  ASSERT_TRUE(tree_->Insert(Key(11), 50).ok());
+  ASSERT_TRUE(tree_->SeekAfter(Key(11), 12, &key, &record).ok());
+  EXPECT_EQ(std::make_pair(key, record), std::make_pair(Key(11), 50u));
+}
+
+TEST_F(BTreeTest, FreedNodesAreListedAndReused) {
+  Fill(400, 'P');
+  for (int i = 0; i < 350; ++i) ASSERT_TRUE(tree_->Erase(Key(i), i + 1).ok());
+  BTreeHeader h;
+  ASSERT_TRUE(tree_->Header(&h).ok());
+  std::vector<uint32_t> free_nodes;
+  ASSERT_TRUE(tree_->FreeNodes(&free_nodes).ok());
+  EXPECT_EQ(free_nodes.size(), h.free_count);
+  EXPECT_GT(h.free_count, 50u);
+  EXPECT_EQ(free_nodes.front(), h.free_head);
+  BTreeStats stats;
+  ASSERT_TRUE(tree_->Stats(&stats).ok());
+  EXPECT_EQ(stats.free_nodes, h.free_count);
+  EXPECT_EQ(stats.keys_per_level.back(), 50u);
+  EXPECT_EQ(stats.nodes_per_level.size(), h.levels);
+  EXPECT_EQ(stats.nodes_per_level.front(), 1u);
+  EXPECT_GT(stats.fill_ratio, 0.4);
+  EXPECT_LE(stats.fill_ratio, 1.0);
+  EXPECT_EQ(stats.file_bytes, (h.allocated + 1ull) * h.node_length);
+  // New splits take the freed nodes before the file grows.
+  for (int i = 0; i < 200; ++i) ASSERT_TRUE(tree_->Insert(Key(i), i + 1).ok());
+  BTreeHeader again;
+  ASSERT_TRUE(tree_->Header(&again).ok());
+  EXPECT_EQ(again.allocated, h.allocated);
+  EXPECT_LT(again.free_count, h.free_count);
+  std::vector<std::string> problems;
+  ASSERT_TRUE(tree_->Verify(&problems).ok());
+  EXPECT_TRUE(problems.empty()) << problems.front();
+}
+
+TEST_F(BTreeTest, DamagedHeaderIsReportedNotRepaired) {
+  Fill(100);
+  const std::string good = Bytes();
+  struct Damage {
+    std::function<void()> apply;
+    std::string what;
+  };
+  std::vector<Damage> damages = {
+      {[&] { Bytes()[0] = 'X'; }, "signature"},
+      {[&] { Bytes()[btree::hdr::kVersionAt] = 9; }, "version de format 9"},
+      {[&] { Bytes()[btree::hdr::kKeysAt] ^= 1; }, "somme de contrôle"},
+      {[&] { PatchHeader32(btree::hdr::kRootAt, 99999); }, "racine 99999"},
+      {[&] { PatchHeader32(btree::hdr::kLevelsAt, 0); }, "niveaux"},
+      {[&] { PatchHeader32(btree::hdr::kNodeLenAt, 8192); }, "longueur de noeud"},
+      {[&] { Bytes().resize(Bytes().size() - 10); }, "tronqué"},
+      {[&] { Bytes().resize(100); }, "en-tête incomplet"},
+      {[&] { Bytes().clear(); }, "vide"},
+  };
+  for (const Damage& d : damages) {
+    tree_.reset();
+    Bytes() = good;
+    d.apply();
+    std::string damaged = Bytes();
+    std::unique_ptr<BTree> t;
+    ExpectCorrupt(BTree::Open(&env_, kPath, 8, 'P', "", false, &t), d.what);
+    EXPECT_EQ(Bytes(), damaged) << d.what << ": the file stays as it was";
+  }
+}
+
+TEST_F(BTreeTest, DamagedNodeIsReportedByEveryOperation) {
+  Fill(300, 'P');
+  BTreeHeader h;
+  ASSERT_TRUE(tree_->Header(&h).ok());
+  uint32_t node_len = NodeLength();
+  // The root's first child gets a number past the file; then a leaf gets an impossible count.
+  char* root = Bytes().data() + size_t{h.root} * node_len;
+  uint32_t child = btree::Load32(root + btree::node::kChild0At);
+  btree::Store32(root + btree::node::kChild0At, 7777);
+  ASSERT_TRUE(Open(8, 'P').ok());
+  uint32_t record = 0;
+  std::string key;
+  ExpectCorrupt(tree_->Find(Key(0), &record), "7777 hors limites");
+  ExpectCorrupt(tree_->Insert(Key(0), 5), "7777");
+  ExpectCorrupt(tree_->SeekAfter("", 0, &key, &record), "7777");
+  ExpectCorrupt(tree_->ForEach([](std::string_view, uint32_t) { return true; }), "7777");
+  std::vector<std::string> problems;
+  ASSERT_TRUE(tree_->Verify(&problems).ok());
+  ASSERT_FALSE(problems.empty());
+  EXPECT_NE(problems.front().find("7777"), std::string::npos) << problems.front();
+
+  tree_.reset();
+  btree::Store32(root + btree::node::kChild0At, child);
+  // Find the leftmost leaf and give it an impossible count.
+  char* n = root;
+  for (uint32_t level = h.levels - 1; level > 0; --level) {
+    n = Bytes().data() + size_t{btree::Load32(n + btree::node::kChild0At)} * node_len;
+  }
+  btree::Store16(n + btree::node::kCountAt, 60000);
+  ASSERT_TRUE(Open(8, 'P').ok());
+  ExpectCorrupt(tree_->Find(Key(0), &record), "nombre d'entrées 60000");
+  ExpectCorrupt(tree_->Erase(Key(0), 1), "60000");
+  ASSERT_TRUE(tree_->Verify(&problems).ok());
+  EXPECT_FALSE(problems.empty());
+}
+
+TEST_F(BTreeTest, VerifyListsEveryBrokenInvariant) {
+  Fill(300, 'P');
+  for (int i = 0; i < 200; ++i) ASSERT_TRUE(tree_->Erase(Key(i), i + 1).ok());
+  ASSERT_TRUE(tree_->Flush().ok());
+  BTreeHeader h;
+  ASSERT_TRUE(tree_->Header(&h).ok());
+  ASSERT_GE(h.free_count, 2u);
+  uint32_t node_len = NodeLength();
+  // The free list loops back on its head, and the header counts one key too many.
+  char* head = Bytes().data() + size_t{h.free_head} * node_len;
+  btree::Store32(head + btree::node::kLinkAt, h.free_head);
+  PatchHeader32(btree::hdr::kKeysAt, 101);
+  ASSERT_TRUE(Open(8, 'P').ok());
+  std::vector<std::string> problems;
+  ASSERT_TRUE(tree_->Verify(&problems).ok());
+  std::string all;
+  for (const auto& p : problems) all += p + "\n";
+  EXPECT_NE(all.find("cycle"), std::string::npos) << all;
+  EXPECT_NE(all.find("101 clés annoncées, 100"), std::string::npos) << all;
+  EXPECT_NE(all.find("perdu"), std::string::npos) << all;
+  std::vector<uint32_t> free_nodes;
+  EXPECT_TRUE(tree_->FreeNodes(&free_nodes).IsCorruption());
+}
+
+TEST_F(BTreeTest, ChangesReachTheJournalHookBeforeTheyHappen) {
+  Fill(10, 'P', 0);
+  std::vector<uint64_t> blocks;
+  tree_->pager()->SetBeforeChangeHook([&](uint64_t no, std::span<const char>) {
+    blocks.push_back(no);
+    return Status::Ok();
+  });
+  tree_->pager()->StartChangeEpoch();
+  ASSERT_TRUE(tree_->Insert(Key(50), 51).ok());
+  ASSERT_TRUE(tree_->Insert(Key(51), 52).ok());
+  ASSERT_TRUE(tree_->Flush().ok());
+  EXPECT_EQ(blocks, (std::vector<uint64_t>{1, 0})) << "the leaf, then the header, once each";
+}
+
+}  // namespace
+}  // namespace vesk::isam
