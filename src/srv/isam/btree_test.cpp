@@ -69,6 +69,10 @@ TEST_F(BTreeTest, NodeLengthGrowsWithTheKeySoANodeHoldsFiftyEntries) {
   }
 }
 
+TEST(BTreeChecksumTest, IsTheZlibCrc32) {
+  EXPECT_EQ(btree::Crc32("123456789", 9), 0xCBF43926u);
+}
+
 TEST_F(BTreeTest, HeaderSurvivesReopen) {
   Fill(500, 'S');
   BTreeHeader before;
