@@ -129,7 +129,7 @@ TEST(Visionneuse, SavesTheTextUnchanged) {
   std::string chemin = (dossier / "GEN.BAS").string();
   const std::string texte = "\r\nRem Édition\r\nSub X";
   Visionneuse v("Génération de Code", texte);
-  Grille g(80, 12);
+  Grille g(200, 12);  // wide enough for the prompt and a long temporary path
   auto tape = [&](std::string_view s) {
     for (char32_t c : std::u32string(s.begin(), s.end())) v.Applique(Touche::Car(c), g);
   };
