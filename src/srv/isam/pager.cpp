@@ -20,7 +20,7 @@ constexpr uint64_t kDirectBlocks = uint64_t{1} << 22;
 
 struct Frame {
   uint64_t no = kNoBlock;
-  std::unique_ptr<char[]> data;
+  char* data = nullptr;  // a buffer of Impl::chunks
   bool dirty = false;
   uint64_t epoch = 0;  // change epoch in which the journal hook last saw this block
   size_t slot = 0;     // index in Impl::frames
@@ -53,6 +53,10 @@ struct Pager::Impl {
   std::vector<Slot> direct;
   std::unordered_map<uint64_t, Slot> far;
   std::vector<std::unique_ptr<Frame>> frames;
+  // Block buffers come from chunks of about 1 MiB, aligned on 4 KiB; a dropped frame's buffer
+  // waits in spare for the next one.
+  std::vector<std::unique_ptr<char[]>> chunks;
+  std::vector<char*> spare;
   size_t hand = 0;
   size_t clean = 0;                            // frames mapped and not dirty
   std::array<Frame*, kRecentBlocks> recent{};  // the frames of the last fetches
@@ -73,7 +77,7 @@ struct Pager::Impl {
     return it == far.end() ? nullptr : &it->second;
   }
   void Map(uint64_t no, Frame* f) {
-    Slot slot{f->data.get(), f, false};
+    Slot slot{f->data, f, false};
     if (no >= kDirectBlocks) {
       far[no] = slot;
       return;
@@ -100,6 +104,7 @@ struct Pager::Impl {
   // (zeros otherwise).
   Status Fetch(uint64_t no, bool load, char** data, Frame** frame = nullptr);
   Frame* NewFrame();
+  char* NewBuffer();
   Frame* Victim();
   void Destroy(Frame* f);
   void Trim();
@@ -125,9 +130,23 @@ Status Pager::Impl::FailWrite(const platform::IoStatus& io) {
   return Status::FromIo(io);
 }
 
+char* Pager::Impl::NewBuffer() {
+  if (spare.empty()) {
+    constexpr size_t kAlign = 4096;
+    size_t count = std::max<size_t>(1, (size_t{1} << 20) >> shift);
+    chunks.push_back(std::make_unique<char[]>((count << shift) + kAlign));
+    auto base = reinterpret_cast<uintptr_t>(chunks.back().get());
+    char* first = chunks.back().get() + ((kAlign - base % kAlign) % kAlign);
+    for (size_t i = count; i-- > 0;) spare.push_back(first + (i << shift));
+  }
+  char* buffer = spare.back();
+  spare.pop_back();
+  return buffer;
+}
+
 Frame* Pager::Impl::NewFrame() {
   auto f = std::make_unique<Frame>();
-  f->data = std::make_unique<char[]>(block_size);
+  f->data = NewBuffer();
   f->slot = frames.size();
   frames.push_back(std::move(f));
   return frames.back().get();
@@ -161,6 +180,7 @@ void Pager::Impl::Destroy(Frame* f) {
     std::swap(frames[slot], frames.back());
     frames[slot]->slot = slot;
   }
+  spare.push_back(f->data);
   frames.pop_back();
 }
 
@@ -178,11 +198,11 @@ Status Pager::Impl::Load(Frame* f) {
   uint64_t offset = f->no << shift;
   size_t got = 0;
   if (offset < disk_size) {
-    platform::IoStatus io = file->ReadAt(offset, std::span<char>(f->data.get(), block_size), &got);
+    platform::IoStatus io = file->ReadAt(offset, std::span<char>(f->data, block_size), &got);
     if (!io.ok()) return Status::FromIo(io);
     ++counters.block_reads;
   }
-  if (got < block_size) std::memset(f->data.get() + got, 0, block_size - got);
+  if (got < block_size) std::memset(f->data + got, 0, block_size - got);
   return Status::Ok();
 }
 
@@ -207,7 +227,7 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
   f->dirty = false;
   f->epoch = 0;
   Status st = load ? Load(f) : Status::Ok();
-  if (!load) std::memset(f->data.get(), 0, block_size);
+  if (!load) std::memset(f->data, 0, block_size);
   if (!st.ok()) {
     f->no = kNoBlock;
     Destroy(f);
@@ -216,7 +236,7 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
   Map(no, f);
   ++clean;
   Remember(f);
-  *data = f->data.get();
+  *data = f->data;
   if (frame != nullptr) *frame = f;
   return Status::Ok();
 }
@@ -225,7 +245,7 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
 Status Pager::Impl::BeforeChange(Frame* f) {
   if (change_hook && f->epoch != epoch) {
     if (journaled.count(f->no) == 0) {
-      VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data.get(), block_size)));
+      VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data, block_size)));
       journaled.insert(f->no);
     }
     f->epoch = epoch;
@@ -328,12 +348,12 @@ Status Pager::Impl::WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t en
   size_t bytes = static_cast<size_t>(stop - first);
   std::span<const char> out;
   if (end - begin == 1) {
-    out = std::span<const char>(dirty[begin]->data.get(), bytes);
+    out = std::span<const char>(dirty[begin]->data, bytes);
   } else {
     run.resize(bytes);
     for (size_t i = begin; i < end; ++i) {
       size_t at = (i - begin) << shift;
-      std::memcpy(run.data() + at, dirty[i]->data.get(), std::min<size_t>(block_size, bytes - at));
+      std::memcpy(run.data() + at, dirty[i]->data, std::min<size_t>(block_size, bytes - at));
     }
     out = std::span<const char>(run.data(), bytes);
   }
