@@ -55,6 +55,8 @@ std::string Menu();
 
 // The commands themselves, one file each.
 int CommandeConfig(Contexte& contexte);
+int CommandeInit(Contexte& contexte);
+int CommandeDemo(Contexte& contexte);
 
 }  // namespace vesk::cli
 

@@ -1,0 +1,99 @@
+#include "cli/demo.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+
+#include "core/ass.h"
+#include "core/etat_module.h"
+#include "srv/isam/verify.h"
+#include "srv/standard/fabrique_standard.h"
+
+namespace vesk::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class DemoTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device aleatoire;
+    dossier_ = (fs::temp_directory_path() / ("vesk-demo-" + std::to_string(aleatoire()))).string();
+    fs::create_directories(dossier_);
+  }
+  void TearDown() override {
+    OublieEtat();
+    InstalleServicesThread(nullptr);
+    std::error_code ignore;
+    fs::remove_all(dossier_, ignore);
+  }
+  std::shared_ptr<AsS> Ouvre() {
+    OublieEtat();
+    OptionsServices options;
+    options.config.dossier = dossier_;
+    options.config.synchro = Synchro::kOff;
+    InstalleServicesThread(CreateurStandard(options));
+    auto ass = AsS::Cree();
+    ass->OuvS();
+    return ass;
+  }
+  // The keys of a dictionary B-tree, in key order.
+  std::vector<std::string> Cles(int16_t arbre, int16_t fichier) {
+    std::vector<std::string> cles;
+    bool trouve = false;
+    std::string cle;
+    for (Etat().BArbre().PremCle(arbre, fichier, trouve, cle); trouve;
+         Etat().BArbre().SuivCle(arbre, fichier, trouve, cle)) {
+      cles.push_back(cle.substr(0, cle.find(' ')));
+    }
+    return cles;
+  }
+
+  std::string dossier_;
+};
+
+TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
+  for (int fois = 0; fois < 2; ++fois) {
+    auto ass = Ouvre();
+    RemplitDemo(dossier_);
+  }
+  auto ass = Ouvre();
+  EtatModule& etat = Etat();
+  EXPECT_EQ(Cles(etat.dom_arbre, etat.dom_fichier),
+            (std::vector<std::string>{"PAYS", "REGLT", "TVA"}));
+  EXPECT_EQ(Cles(etat.fic_arbre, etat.fic_fichier),
+            (std::vector<std::string>{"CLIENT", "FACLIG", "FACTUR"}));
+  EXPECT_EQ(Cles(etat.ba_arbre, etat.ba_fichier),
+            (std::vector<std::string>{"CLI1", "CLI2", "FAC1"}));
+
+  bool trouve = false;
+  etat.BArbre().Recherche(etat.fic_arbre, "CLIENT", etat.fic_fichier, trouve);
+  ASSERT_TRUE(trouve);
+  EXPECT_EQ(etat.fic[kLongEnr], "71   ");
+  std::vector<std::string> variables;
+  int16_t somme = 0;
+  int32_t ligne = 0;
+  for (etat.Chainage().PremLigne(etat.lfic_fichier, ligne); ligne != 0;
+       etat.Chainage().SuivLigne(etat.lfic_fichier, ligne)) {
+    variables.push_back(etat.lfic[kLf5].substr(0, etat.lfic[kLf5].find(' ')));
+    int16_t interne = 0;
+    etat.Texte().DecodeTaille(etat.lfic[kLongueurInterne], interne);
+    somme += interne;
+  }
+  EXPECT_EQ(variables, (std::vector<std::string>{"CLCODE", "CLNOM", "CLVIL", "CLPAYS", "CLREG",
+                                                 "CLTVA", "CLENC", "CLDCRE"}));
+  EXPECT_EQ(somme, 71);
+  OublieEtat();
+
+  isam::RapportVerif rapport;
+  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_,
+                                   {{dossier_ + "/FIC.DAT", dossier_ + "/LFIC.DAT", 12, 15, 0, 3}},
+                                   &rapport)
+                  .ok());
+  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
+}
+
+}  // namespace
+}  // namespace vesk::cli
