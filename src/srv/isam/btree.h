@@ -66,8 +66,12 @@ class BTree {
                      std::unique_ptr<BTree>* out);
   ~BTree();
 
-  // key is exactly key_length bytes. 'P': Duplicate when the key exists; 'S': Duplicate when
-  // the pair exists. Nothing is changed on failure.
+  // key is exactly key_length bytes and record is 1 or more (InvalidArgument otherwise).
+  // 'P': Duplicate when the key exists; 'S': Duplicate when the pair exists. Nothing is changed
+  // on failure: every node an operation will need (free list included) is checked before the
+  // first change, so a damaged file gives Corruption untouched. Only an I/O error in the middle
+  // (a node that cannot be read) may leave the cached tree half changed; the rollback journal
+  // undoes that.
   Status Insert(std::string_view key, uint32_t record);
   // Removes the pair; NotFound when absent.
   Status Erase(std::string_view key, uint32_t record);
@@ -86,6 +90,10 @@ class BTree {
   // Checks every invariant (keys in order, leaves at one depth, header counts, free list
   // without cycles and disjoint from the tree); problems lists what is wrong, empty when sound.
   Status Verify(std::vector<std::string>* problems);
+
+  // Rereads the header and forgets the cached nodes, after another process changed the file.
+  // InvalidArgument when changes of this handle are not flushed yet.
+  Status Reload();
 
   // Writes the cached changes to the file; Sync also forces them to stable storage. (Flushing
   // the pager directly is the same: the header's checksum is completed by a flush hook.)

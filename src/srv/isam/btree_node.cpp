@@ -340,6 +340,24 @@ Status BTree::Open(Env* env, const std::string& path, uint16_t key_length, char 
   return Status::Ok();
 }
 
+Status BTree::Reload() {
+  Impl& m = *impl_;
+  if (m.header_dirty) {
+    return Status::InvalidArgument("B-arbre " + m.path +
+                                   " : des modifications ne sont pas encore écrites");
+  }
+  m.pager->DropCache();
+  uint64_t size = m.pager->Size();
+  if (size < hdr::kSize) return m.Corrupt(size == 0 ? "fichier vide" : "en-tête incomplet");
+  char h[hdr::kSize];
+  VESK_RETURN_IF_ERROR(m.pager->Read(0, h));
+  if (Load16(h + hdr::kKeyLenAt) != m.key_len || h[hdr::kNatureAt] != m.nature) {
+    return m.Corrupt("longueur de clé ou nature changée par un autre programme");
+  }
+  ++m.mods;  // the cursor hint no longer holds
+  return m.LoadHeader(h, size);
+}
+
 BTree::BTree(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 BTree::~BTree() = default;
 

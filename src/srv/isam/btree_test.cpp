@@ -69,9 +69,7 @@ TEST_F(BTreeTest, NodeLengthGrowsWithTheKeySoANodeHoldsFiftyEntries) {
   }
 }
 
-TEST(BTreeChecksumTest, IsTheZlibCrc32) {
-  EXPECT_EQ(btree::Crc32("123456789", 9), 0xCBF43926u);
-}
+TEST(BTreeChecksumTest, IsTheZlibCrc32) { EXPECT_EQ(btree::Crc32("123456789", 9), 0xCBF43926u); }
 
 TEST_F(BTreeTest, HeaderSurvivesReopen) {
   Fill(500, 'S');
@@ -291,6 +289,28 @@ TEST_F(BTreeTest, VerifyListsEveryBrokenInvariant) {
   EXPECT_NE(all.find("perdu"), std::string::npos) << all;
   std::vector<uint32_t> free_nodes;
   EXPECT_TRUE(tree_->FreeNodes(&free_nodes).IsCorruption());
+}
+
+TEST_F(BTreeTest, ReloadSeesWhatAnotherHandleWrote) {
+  Fill(100, 'P');
+  std::unique_ptr<BTree> other;
+  ASSERT_TRUE(BTree::Open(&env_, kPath, 8, 'P', "", false, &other).ok());
+  std::string key;
+  uint32_t record = 0;
+  ASSERT_TRUE(other->SeekAfter(Key(50), 51, &key, &record).ok());  // leaves a hint
+  for (int i = 100; i < 400; ++i) ASSERT_TRUE(tree_->Insert(Key(i), i + 1).ok());
+  ASSERT_TRUE(tree_->Erase(Key(51), 52).ok());
+  ASSERT_TRUE(tree_->Flush().ok());
+  ASSERT_TRUE(other->Reload().ok());
+  ASSERT_TRUE(other->Find(Key(399), &record).ok());
+  EXPECT_EQ(record, 400u);
+  ASSERT_TRUE(other->SeekAfter(Key(50), 51, &key, &record).ok());
+  EXPECT_EQ(key, Key(52));
+  std::vector<std::string> problems;
+  ASSERT_TRUE(other->Verify(&problems).ok());
+  EXPECT_TRUE(problems.empty()) << problems.front();
+  ASSERT_TRUE(other->Insert(Key(1000), 7).ok());
+  EXPECT_EQ(other->Reload().code(), Status::Code::kInvalidArgument) << "unflushed changes";
 }
 
 TEST_F(BTreeTest, ChangesReachTheJournalHookBeforeTheyHappen) {

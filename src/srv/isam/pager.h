@@ -57,11 +57,15 @@ class Pager {
   // How many of the last blocks fetched stay in memory whatever the cache size.
   static constexpr int kRecentBlocks = 8;
 
-  // Rollback-journal hook. Once a transaction is under way, before a block changes for the
-  // first time since the last StartChangeEpoch, the pager calls the hook with the block number
-  // and its original bytes (zeros past the end of the file as it was); a failing hook refuses
-  // the change and the block stays untouched. The journal itself records the file's size at the
-  // start of the transaction. Without a hook nothing is called.
+  // Rollback-journal hook. Before a block changes for the first time since the last
+  // StartChangeEpoch (through Write, BlockForWrite or Truncate), the pager calls the hook with
+  // the block number and the block's bytes as they are then (zeros past the end of the file); a
+  // failing hook refuses the change and the block stays untouched. How the journal plugs in:
+  // at the start of a transaction it records the file's size, installs the hook (once) and calls
+  // StartChangeEpoch; the hook appends the original bytes to the journal; at commit the journal
+  // is synced before Sync writes the blocks, then removed. Dirty blocks are never written
+  // before Flush/Sync, so nothing reaches the file ahead of its journal entry. Without a hook
+  // nothing is called.
   using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
   // Starts a new epoch: every block will be reported again before its next change.
