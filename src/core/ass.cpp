@@ -60,6 +60,7 @@ void AsS::ModifEntParam(int32_t) {}
 
 void AsS::OuvS() {
   EtatModule& etat = Etat();
+  etat.proprietaire = shared_from_this();
   OuvreFichier(etat, kFic, etat.fic_fichier, this);
   etat.fic.Efface();
   OuvreArbre(etat, kFic, etat.fic_arbre);

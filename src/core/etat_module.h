@@ -45,6 +45,10 @@ class EtatModule {
   int16_t fic_fichier = 0, lfic_fichier = 0, dom_fichier = 0, ba_fichier = 0, chain_fichier = 0;
   int16_t fic_arbre = 0, dom_arbre = 0, ba_arbre = 0, chain_arbre = 0;
 
+  // The owner of the dictionary files (the AsS object that opened them), kept alive as long as
+  // the files it answers for stay open, as a COM service holds a reference to its owner.
+  std::shared_ptr<Proprietaire> proprietaire;
+
   // Current record fields of the dictionary files.
   Enregistrement fic{kFic.nom, kChampsFic};
   Enregistrement lfic{kLfic.nom, kChampsLfic};

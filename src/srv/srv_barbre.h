@@ -8,8 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "srv/erreur_service.h"
-
 namespace vesk {
 
 class SrvBArbre {
@@ -52,10 +50,7 @@ class SrvBArbre {
   // Inserts the key of the existing live record no_enr into a secondary tree (nature "S"),
   // writing no record: how a program indexes a record that Insere created through its primary
   // tree. Supprime on the secondary tree takes the key out again.
-  virtual void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
-    (void)arbre, (void)cle, (void)no_enr, (void)fichier;
-    throw ErreurService("InsS", "", "opération non disponible dans cette implémentation");
-  }
+  virtual void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) = 0;
 };
 
 }  // namespace vesk

@@ -24,10 +24,10 @@ class SrvDonnee {
   // Opens the data file nom (letters and digits only) of records of longueur_enr characters and
   // gives its handle. dependance_entreprise: the file lives in the current company's sub-folder.
   // proprietaire: the owner called back to read and write the current fields (may be null for a
-  // file used only through LireFichier/EcrireFichier). libelle: a description kept in the
-  // file's header when it is created. methode: the name the owner's methods end with, when not
-  // the file's own name. mode: "" read and write, "L" read only. creation: create the file when
-  // it is absent (otherwise an absent file is an error).
+  // file used only through LireFichier/EcrireFichier); it must outlive the file. libelle: a
+  // description kept in the file's header when it is created. methode: the name the owner's methods
+  // end with, when not the file's own name. mode: "" read and write, "L" read only. creation:
+  // create the file when it is absent (otherwise an absent file is an error).
   virtual void Donnee(bool dependance_entreprise, std::string_view nom, int16_t longueur_enr,
                       int16_t& fichier, Proprietaire* proprietaire, std::string_view libelle,
                       std::string_view methode, std::string_view mode, bool creation) = 0;
