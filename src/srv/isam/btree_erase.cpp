@@ -73,51 +73,66 @@ Status BTree::Impl::PlanRebalance(uint32_t leaf_count, uint32_t* top) {
 Status BTree::Impl::Rebalance(uint32_t level) {
   Step& me = path_steps[level];
   Step& parent = path_steps[level + 1];
-  const uint32_t stride = Stride(level);
-  const uint32_t kr = key_len + 4u;  // key and record, the part a separator holds
-  const uint32_t idx = parent.index;
-  const bool left = idx > 0;
   char *p = nullptr, *n = nullptr, *s = nullptr;
   VESK_RETURN_IF_ERROR(WriteNode(parent.node, &p));
   VESK_RETURN_IF_ERROR(WriteNode(me.node, &n));
   VESK_RETURN_IF_ERROR(WriteNode(me.sibling, &s));
-  uint32_t cn = Count(n), cs = Count(s);
-  if (cs > Min(level)) {
-    char* sep = Entry(p, inner_stride, left ? idx - 1 : idx);
-    if (left) {
-      std::memmove(Entry(n, stride, 1), Entry(n, stride, 0), size_t{cn} * stride);
-      const char* last = Entry(s, stride, cs - 1);
-      if (level == 0) {
-        std::memcpy(Entry(n, stride, 0), last, stride);
-        std::memcpy(sep, Entry(n, stride, 0), kr);
-      } else {
-        std::memcpy(Entry(n, stride, 0), sep, kr);
-        Store32(Entry(n, stride, 0) + kr, Child(n, 0));
-        SetChild(n, 0, Load32(last + kr));
-        std::memcpy(sep, last, kr);
-      }
-    } else {
-      char* first = Entry(s, stride, 0);
-      if (level == 0) {
-        std::memcpy(Entry(n, stride, cn), first, stride);
-        std::memcpy(sep, Entry(s, stride, 1), kr);
-      } else {
-        std::memcpy(Entry(n, stride, cn), sep, kr);
-        Store32(Entry(n, stride, cn) + kr, Child(s, 0));
-        SetChild(s, 0, Load32(first + kr));
-        std::memcpy(sep, first, kr);
-      }
-      CloseGap(s, stride, 0, cs);
-    }
-    SetCount(n, cn + 1);
-    SetCount(s, cs - 1);
+  if (Count(s) > Min(level)) {
+    Borrow(level, p, n, s);
     return Status::Ok();
   }
-  // Merge the right node of the pair into the left one; separator j goes with it.
+  return Merge(level, p, n, s);
+}
+
+// Moves one entry from the sibling s into n through the parent p.
+void BTree::Impl::Borrow(uint32_t level, char* p, char* n, char* s) {
+  const uint32_t stride = Stride(level);
+  const uint32_t kr = key_len + 4u;  // key and record, the part a separator holds
+  const uint32_t idx = path_steps[level + 1].index;
+  const bool left = idx > 0;
+  uint32_t cn = Count(n), cs = Count(s);
+  char* sep = Entry(p, inner_stride, left ? idx - 1 : idx);
+  if (left) {
+    std::memmove(Entry(n, stride, 1), Entry(n, stride, 0), size_t{cn} * stride);
+    const char* last = Entry(s, stride, cs - 1);
+    if (level == 0) {
+      std::memcpy(Entry(n, stride, 0), last, stride);
+      std::memcpy(sep, Entry(n, stride, 0), kr);
+    } else {
+      std::memcpy(Entry(n, stride, 0), sep, kr);
+      Store32(Entry(n, stride, 0) + kr, Child(n, 0));
+      SetChild(n, 0, Load32(last + kr));
+      std::memcpy(sep, last, kr);
+    }
+  } else {
+    char* first = Entry(s, stride, 0);
+    if (level == 0) {
+      std::memcpy(Entry(n, stride, cn), first, stride);
+      std::memcpy(sep, Entry(s, stride, 1), kr);
+    } else {
+      std::memcpy(Entry(n, stride, cn), sep, kr);
+      Store32(Entry(n, stride, cn) + kr, Child(s, 0));
+      SetChild(s, 0, Load32(first + kr));
+      std::memcpy(sep, first, kr);
+    }
+    CloseGap(s, stride, 0, cs);
+  }
+  SetCount(n, cn + 1);
+  SetCount(s, cs - 1);
+}
+
+// Merges the right node of the pair (n, s) into the left one; their separator in p goes with
+// it and the right node is freed.
+Status BTree::Impl::Merge(uint32_t level, char* p, char* n, char* s) {
+  const uint32_t stride = Stride(level);
+  const uint32_t kr = key_len + 4u;
+  Step& me = path_steps[level];
+  Step& parent = path_steps[level + 1];
+  const bool left = parent.index > 0;
   char* l = left ? s : n;
   char* r = left ? n : s;
-  uint32_t cl = left ? cs : cn, cr = left ? cn : cs;
-  uint32_t j = left ? idx - 1 : idx;
+  uint32_t cl = Count(l), cr = Count(r);
+  uint32_t j = left ? parent.index - 1 : parent.index;
   uint32_t right_no = left ? me.node : me.sibling;
   if (level == 0) {
     std::memcpy(Entry(l, stride, cl), Entry(r, stride, 0), size_t{cr} * stride);

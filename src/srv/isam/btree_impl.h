@@ -136,6 +136,7 @@ struct BTree::Impl {
   Status FreeNode(uint32_t no);
   Status StoreHeader();
   Status StampHeader();
+  Status LoadFormat(const char* h);
   Status LoadHeader(const char* h, uint64_t file_size);
 
   uint32_t Stride(uint32_t level) const { return level == 0 ? leaf_stride : inner_stride; }
@@ -217,6 +218,8 @@ struct BTree::Impl {
   Status Erase(std::string_view key, uint32_t record);
   Status PlanRebalance(uint32_t leaf_count, uint32_t* top);
   Status Rebalance(uint32_t level);
+  void Borrow(uint32_t level, char* p, char* n, char* s);
+  Status Merge(uint32_t level, char* p, char* n, char* s);
   Status CollapseRoot();
   void Changed();
 };

@@ -196,7 +196,8 @@ Status BTree::Impl::StampHeader() {
   return Status::Ok();
 }
 
-Status BTree::Impl::LoadHeader(const char* h, uint64_t file_size) {
+// The format part of the header: magic, version, checksum, key length, nature, lengths, orders.
+Status BTree::Impl::LoadFormat(const char* h) {
   if (std::memcmp(h + hdr::kMagicAt, kMagic, sizeof kMagic) != 0) {
     return Corrupt("signature absente, ce n'est pas un fichier B-arbre");
   }
@@ -227,7 +228,11 @@ Status BTree::Impl::LoadHeader(const char* h, uint64_t file_size) {
                                  " incohérente (attendue " + std::to_string(want) + ")");
   };
   VESK_RETURN_IF_ERROR(field("longueur de noeud", Load32(h + hdr::kNodeLenAt), node_len));
-  VESK_RETURN_IF_ERROR(field("longueur de pointeur", Load16(h + hdr::kPtrLenAt), 4));
+  return field("longueur de pointeur", Load16(h + hdr::kPtrLenAt), 4);
+}
+
+Status BTree::Impl::LoadHeader(const char* h, uint64_t file_size) {
+  VESK_RETURN_IF_ERROR(LoadFormat(h));
   levels = Load32(h + hdr::kLevelsAt);
   keys = Load64(h + hdr::kKeysAt);
   nodes = Load32(h + hdr::kNodesAt);

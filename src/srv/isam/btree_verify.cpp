@@ -26,6 +26,7 @@ class Checker {
  private:
   using Bound = std::optional<std::string>;  // key and record of a separator
   void Problem(std::string text);
+  bool CheckNode(uint32_t no, const std::string& n, uint32_t level);
   Status Walk(uint32_t no, uint32_t level, const Bound& lo, const Bound& hi);
   void CheckEntries(uint32_t no, const std::string& n, uint32_t level, const Bound& lo,
                     const Bound& hi);
@@ -70,6 +71,27 @@ void Checker::CheckEntries(uint32_t no, const std::string& n, uint32_t level, co
   }
 }
 
+// Kind, level and count of a node; false when its entries cannot be read.
+bool Checker::CheckNode(uint32_t no, const std::string& n, uint32_t level) {
+  char want = level == 0 ? kLeaf : kInner;
+  uint32_t count = Count(n.data());
+  if (Kind(n.data()) != want || static_cast<unsigned char>(n[node::kLevelAt]) != level) {
+    Problem(Node(no) + " : nature ou niveau faux (attendu " + std::string(1, want) + " au niveau " +
+            std::to_string(level) + ")");
+    return false;
+  }
+  if (count > m_.Cap(level)) {
+    Problem(Node(no) + " : " + std::to_string(count) + " entrées, plus que l'ordre " +
+            std::to_string(m_.Cap(level)));
+    return false;
+  }
+  if (no != m_.root && count < m_.Min(level)) {
+    Problem(Node(no) + " : " + std::to_string(count) + " entrées, moins que le minimum " +
+            std::to_string(m_.Min(level)));
+  }
+  return true;
+}
+
 Status Checker::Walk(uint32_t no, uint32_t level, const Bound& lo, const Bound& hi) {
   if (no == 0 || no > m_.allocated) {
     Problem("numéro de noeud " + std::to_string(no) + " hors limites au niveau " +
@@ -85,22 +107,8 @@ Status Checker::Walk(uint32_t no, uint32_t level, const Bound& lo, const Bound& 
   const char* block = nullptr;
   VESK_RETURN_IF_ERROR(m_.pager->BlockForRead(no, &block));
   std::string n(block, m_.node_len);
-  char want = level == 0 ? kLeaf : kInner;
+  if (!CheckNode(no, n, level)) return Status::Ok();
   uint32_t count = Count(n.data());
-  if (Kind(n.data()) != want || static_cast<unsigned char>(n[node::kLevelAt]) != level) {
-    Problem(Node(no) + " : nature ou niveau faux (attendu " + std::string(1, want) + " au niveau " +
-            std::to_string(level) + ")");
-    return Status::Ok();
-  }
-  if (count > m_.Cap(level)) {
-    Problem(Node(no) + " : " + std::to_string(count) + " entrées, plus que l'ordre " +
-            std::to_string(m_.Cap(level)));
-    return Status::Ok();
-  }
-  if (no != m_.root && count < m_.Min(level)) {
-    Problem(Node(no) + " : " + std::to_string(count) + " entrées, moins que le minimum " +
-            std::to_string(m_.Min(level)));
-  }
   CheckEntries(no, n, level, lo, hi);
   if (level == 0) {
     keys_ += count;
