@@ -3,6 +3,7 @@
 #include <array>
 #include <string>
 
+#include "core/commandes_composant.h"
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
 
@@ -89,8 +90,8 @@ void AsS::EcrireBa(int32_t& e) { Ecrit(Etat(), Etat().ba_fichier, e, Etat().ba);
 void AsS::LireChain(int32_t& e) { Lit(Etat(), Etat().chain_fichier, e, Etat().chain); }
 void AsS::EcrireChain(int32_t& e) { Ecrit(Etat(), Etat().chain_fichier, e, Etat().chain); }
 
-void AsS::EntDom() { NonDisponible("EntDom"); }
-void AsS::EdtDom() { NonDisponible("EdtDom"); }
+void AsS::EntDom() { ExecuteCommande(CommandeAsS::kEntDom, "EntDom"); }
+void AsS::EdtDom() { ExecuteCommande(CommandeAsS::kEdtDom, "EdtDom"); }
 void AsS::EntFic() { NonDisponible("EntFic"); }
 void AsS::EdtLFic() { NonDisponible("EdtLFic"); }
 void AsS::FicApp() { NonDisponible("FicApp"); }

@@ -1,0 +1,45 @@
+#include "core/commandes_composant.h"
+
+#include <array>
+#include <mutex>
+
+#include "srv/erreur_service.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr size_t kNombreCommandes = static_cast<size_t>(CommandeAsS::kGenPE) + 1;
+
+struct Table {
+  std::mutex verrou;
+  std::array<ExecutionCommande, kNombreCommandes> executions{};
+};
+
+Table& Commandes() {
+  static Table table;
+  return table;
+}
+
+}  // namespace
+
+void EnregistreCommande(CommandeAsS commande, ExecutionCommande execution) {
+  Table& table = Commandes();
+  std::lock_guard<std::mutex> garde(table.verrou);
+  table.executions.at(static_cast<size_t>(commande)) = execution;
+}
+
+void ExecuteCommande(CommandeAsS commande, std::string_view nom) {
+  ExecutionCommande execution = nullptr;
+  {
+    Table& table = Commandes();
+    std::lock_guard<std::mutex> garde(table.verrou);
+    execution = table.executions.at(static_cast<size_t>(commande));
+  }
+  if (execution == nullptr) {
+    throw ErreurService(nom, "", "cette commande n'est pas encore disponible");
+  }
+  execution();
+}
+
+}  // namespace vesk

@@ -1,0 +1,35 @@
+// The commands of the component (methods 13 to 21 of AsS) are carried out by the folders above
+// core (dom, fic, btree, gencode), which register them here; AsS runs what is registered. The
+// dependency thus points from those folders down to core. Hosts register once, before the first
+// command (e.g. dom::EnregistreCommandes()). The table is shared by all threads and guarded.
+#ifndef VESK_CORE_COMMANDES_COMPOSANT_H_
+#define VESK_CORE_COMMANDES_COMPOSANT_H_
+
+#include <string_view>
+
+namespace vesk {
+
+enum class CommandeAsS {
+  kEntDom,
+  kEdtDom,
+  kEntFic,
+  kEdtLFic,
+  kFicApp,
+  kLectBA,
+  kReConsBA,
+  kGenPS,
+  kGenPE
+};
+
+using ExecutionCommande = void (*)();
+
+// Registers (or replaces) the code that carries out commande.
+void EnregistreCommande(CommandeAsS commande, ExecutionCommande execution);
+
+// Runs the code registered for commande; nom names it in the error thrown when none is
+// registered ("cette commande n'est pas encore disponible").
+void ExecuteCommande(CommandeAsS commande, std::string_view nom);
+
+}  // namespace vesk
+
+#endif  // VESK_CORE_COMMANDES_COMPOSANT_H_

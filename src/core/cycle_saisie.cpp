@@ -1,0 +1,113 @@
+#include "core/cycle_saisie.h"
+
+#include "core/verifie.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::string_view kLigne = "B";
+constexpr std::string_view kSansOption = "[]";
+
+}  // namespace
+
+CycleSaisie::CycleSaisie(EcranCycle ecran) : etat_(Etat()), ecran_(ecran) {
+  SrvEcran& e = etat_.Ecran();
+  e.ToucheRetour(retour_);
+  e.ToucheDebut(debut_);
+  e.ToucheSuppression(suppression_);
+  e.ToucheConfirmation(confirmation_);
+}
+
+void CycleSaisie::NouvelEcran() {
+  SrvSaisie& s = etat_.Saisie();
+  s.InitEcran(0);
+  s.Titre(ecran_.titre);
+  s.DefChamps(ecran_.descripteur);
+  s.MessChamp(ecran_.cle, kLigne, ecran_.aide_suppression, 0);
+}
+
+void CycleSaisie::MontrePrecedent(std::string_view cle) {
+  etat_.Saisie().Message(kLigne, std::string(kEnregistrementPrecedent) + std::string(cle));
+}
+
+bool CycleSaisie::SaisitCle(std::string& valeur, int16_t& touche) {
+  etat_.Saisie().Sai(ecran_.cle, valeur, touche, 0, kSansOption, kLigne);
+  if (touche == retour_ || touche == debut_) return false;
+  return !SansBlancsFinaux(valeur).empty();
+}
+
+bool CycleSaisie::Cherche(const FichierCle& f, std::string_view cle, int32_t& e) {
+  bool trouve = false;
+  etat_.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
+  e = 0;
+  if (trouve) etat_.Donnee().NoEnrCourant(f.fichier, e);
+  return trouve;
+}
+
+bool CycleSaisie::AfficheMode(bool trouve, int16_t touche_cle, std::string& lettre) {
+  const bool suppression = trouve && touche_cle == suppression_;
+  std::string_view mode = kModeCreation;
+  if (trouve) mode = suppression ? kModeSuppression : kModeModification;
+  lettre = trouve ? kLettreTrouve : kLettreNouveau;
+  etat_.Saisie().AffMode(ecran_.cle, lettre, mode);
+  return suppression;
+}
+
+bool CycleSaisie::ConfirmeSuppression() {
+  int16_t confirme = 0;
+  etat_.Ecran().ValeurConfirmation(confirme);
+  int16_t touche = 0;
+  etat_.Saisie().Confirme(confirme, touche, kLigne);
+  return touche == confirmation_ && confirme != 0;
+}
+
+bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche) {
+  size_t i = 0;
+  while (i < champs.size()) {
+    const ChampCycle& c = champs[i];
+    etat_.Saisie().Sai(c.cle, *c.valeur, touche, 0, c.options, kLigne);
+    if (touche == debut_) return false;
+    if (touche == retour_) {
+      if (c.retour < 0) return false;
+      if (static_cast<size_t>(c.retour) >= champs.size()) ErreurIndice(c.retour, champs.size());
+      i = static_cast<size_t>(c.retour);
+      continue;
+    }
+    if (c.verifie) {
+      std::optional<std::string> refus = c.verifie(*c.valeur);
+      if (refus) {
+        if (!refus->empty()) etat_.Saisie().MessChamp(c.cle, kLigne, *refus, 0);
+        continue;
+      }
+    }
+    ++i;
+  }
+  return true;
+}
+
+void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e) {
+  Etat().BArbre().Supprime(f.arbre, cle, e, f.fichier);
+}
+
+int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
+  int32_t e = 0;
+  Etat().BArbre().Insere(f.arbre, cle, f.fichier, e);
+  return e;
+}
+
+std::string_view SansBlancsFinaux(std::string_view texte) {
+  size_t fin = texte.find_last_not_of(' ');
+  return fin == std::string_view::npos ? std::string_view() : texte.substr(0, fin + 1);
+}
+
+bool LettresEtChiffres(std::string_view texte) {
+  if (texte.empty()) return false;
+  for (char c : texte) {
+    bool lettre = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (!lettre && !(c >= '0' && c <= '9')) return false;
+  }
+  return true;
+}
+
+}  // namespace vesk

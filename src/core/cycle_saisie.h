@@ -1,0 +1,108 @@
+// The entry cycle shared by the dictionary's entry screens (domains, file specifications, B-tree
+// tables, chainings): the key codes asked of SrvEcran once, the new screen with its deletion
+// hint, the key field that leaves the screen, the lookup through the file's primary B-tree, the
+// mode shown beside the key, the confirmed deletion, and the entry of the other fields in order
+// with the back and start keys. A modification is written as a deletion followed by an
+// insertion (SupprimeEnregistrement, then InsereEnregistrement). Works on the calling thread's
+// module state; one screen at a time per thread.
+#ifndef VESK_CORE_CYCLE_SAISIE_H_
+#define VESK_CORE_CYCLE_SAISIE_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/etat_module.h"
+
+namespace vesk {
+
+inline constexpr std::string_view kModeCreation = "Création";
+inline constexpr std::string_view kModeModification = "MODIFICATION";
+inline constexpr std::string_view kModeSuppression = "SUPPRESSION";
+// Letters given to AffMode and carried into the next entry of the key field.
+inline constexpr std::string_view kLettreTrouve = "I";
+inline constexpr std::string_view kLettreNouveau = "B";
+inline constexpr std::string_view kEnregistrementPrecedent = "Enregistrement Précédent ";
+
+// A dictionary file reached through its primary B-tree.
+struct FichierCle {
+  int16_t fichier = 0;
+  int16_t arbre = 0;
+};
+
+// One field entered after the key field.
+struct ChampCycle {
+  std::string_view cle;           // the field's key on the screen
+  std::string* valeur = nullptr;  // the value the entry starts from and gives back
+  int retour = -1;                // the field the back key returns to (index; -1: key field)
+  // Checks the value entered: nullopt accepts it; "" enters the field again without a message;
+  // any other text is shown on line "B" for the field, which is entered again. Empty: accepted.
+  std::function<std::optional<std::string>(const std::string&)> verifie;
+  std::string_view options = "[]";  // Sai's option list
+};
+
+// The screen's constant texts.
+struct EcranCycle {
+  std::string_view titre;
+  std::string_view descripteur;
+  std::string_view cle;               // the key field
+  std::string_view aide_suppression;  // shown on line "B" for the key field on every new screen
+};
+
+class CycleSaisie {
+ public:
+  // Asks SrvEcran for the back, start, deletion and confirmation keys.
+  explicit CycleSaisie(EcranCycle ecran);
+
+  // A new screen: InitEcran, Titre, DefChamps, then the deletion hint on line "B".
+  void NouvelEcran();
+  // "Enregistrement Précédent " followed by cle, on line "B".
+  void MontrePrecedent(std::string_view cle);
+  // Enters the key field starting from valeur (touche receives the ending key). False when the
+  // user leaves the screen: back or start key, or an empty (blank) value.
+  bool SaisitCle(std::string& valeur, int16_t& touche);
+  // Looks cle (the key field at its width) up; found: the record is in the current fields and
+  // e is its number; otherwise e is 0.
+  bool Cherche(const FichierCle& f, std::string_view cle, int32_t& e);
+  // Shows the mode of a lookup beside the key field: "MODIFICATION" ("SUPPRESSION" when the key
+  // entry ended with the deletion key) with the letter "I" for a record found, "Création" with
+  // "B" otherwise; lettre receives the letter. True when a deletion is asked of a found record.
+  bool AfficheMode(bool trouve, int16_t touche_cle, std::string& lettre);
+  // Asks for the confirmation of a deletion: true when the key pressed is the confirmation key
+  // and the flag (from ValeurConfirmation) is not 0.
+  bool ConfirmeSuppression();
+  // Enters champs in order from the first. The back key goes to the field's retour, the start
+  // key to the key field; touche receives each ending key. True once the last field is
+  // accepted; false when the cycle returns to the key field.
+  bool SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche);
+
+  int16_t ToucheRetour() const { return retour_; }
+  int16_t ToucheDebut() const { return debut_; }
+  int16_t ToucheSuppression() const { return suppression_; }
+
+ private:
+  EtatModule& etat_;
+  EcranCycle ecran_;
+  int16_t retour_ = 0;
+  int16_t debut_ = 0;
+  int16_t suppression_ = 0;
+  int16_t confirmation_ = 0;
+};
+
+// Removes the key cle and gives record e back to the file.
+void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e);
+// Writes the current fields as a new record under the key cle; gives its number.
+int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle);
+
+// The text without the spaces that end it (a field value without its padding).
+std::string_view SansBlancsFinaux(std::string_view texte);
+// True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a
+// name that can only designate a file of the data folder.
+bool LettresEtChiffres(std::string_view texte);
+
+}  // namespace vesk
+
+#endif  // VESK_CORE_CYCLE_SAISIE_H_

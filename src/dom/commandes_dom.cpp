@@ -1,0 +1,25 @@
+// The AsS commands of the definition domains.
+#include <string>
+
+#include "core/commandes_composant.h"
+#include "dom/dom.h"
+
+namespace vesk::dom {
+
+namespace {
+
+// AsS::EntDom starts the screen with an empty code and a key code of 0.
+void EntDomAsS() {
+  std::string code;
+  int16_t touche = 0;
+  EntDom(code, touche);
+}
+
+}  // namespace
+
+void EnregistreCommandes() {
+  EnregistreCommande(CommandeAsS::kEntDom, EntDomAsS);
+  EnregistreCommande(CommandeAsS::kEdtDom, EdtDom);
+}
+
+}  // namespace vesk::dom

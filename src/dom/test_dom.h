@@ -1,0 +1,113 @@
+// The fixture of the domain tests: a fresh data folder with the standard services, the screens
+// answered from a script (script::Session) and listings written as text into the folder.
+#ifndef VESK_DOM_TEST_DOM_H_
+#define VESK_DOM_TEST_DOM_H_
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include "core/ass.h"
+#include "core/etat_module.h"
+#include "dom/dom.h"
+#include "srv/report/srv_edition_impl.h"
+#include "srv/script/srv_script_impl.h"
+#include "srv/standard/fabrique_standard.h"
+#include "srv/text/cp1252.h"
+
+namespace vesk::dom {
+
+class DomTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device aleatoire;
+    dossier_ = std::filesystem::temp_directory_path() / ("vesk-dom-" + std::to_string(aleatoire()));
+    std::filesystem::create_directories(dossier_);
+    EnregistreCommandes();
+  }
+  void TearDown() override {
+    OublieEtat();
+    InstalleServicesThread(nullptr);
+    std::error_code ignore;
+    std::filesystem::remove_all(dossier_, ignore);
+  }
+
+  // Installs the services with the screens answered by script, and opens the dictionary.
+  std::shared_ptr<AsS> Ouvre(const std::string& script) {
+    OublieEtat();
+    session_ = script::Session::DepuisTexte(script, "essai");
+    OptionsServices options;
+    options.config.dossier = dossier_.string();
+    options.config.synchro = Synchro::kOff;
+    auto s = session_;
+    std::string editions = (dossier_ / "EDITIONS").string();
+    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
+    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "TEST"); };
+    options.interface.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
+    options.interface.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
+    options.interface.edition = [editions] {
+      ConfigEdition c;
+      c.dossier = editions;
+      c.sortie = "TXT";
+      c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
+      c.annule = [] {
+        int16_t annule = 0;
+        Etat().Ecran().Annule(annule);
+        return annule != 0;
+      };
+      return std::make_unique<SrvEditionImpl>(std::move(c));
+    };
+    InstalleServicesThread(CreateurStandard(options));
+    auto ass = AsS::Cree();
+    ass->OuvS();
+    return ass;
+  }
+
+  // Writes a definition file NAME.DOM (Windows-1252 on disk, CR LF).
+  void EcritDom(const std::string& nom, const std::string& texte_utf8) {
+    std::ofstream(dossier_ / (nom + ".DOM"), std::ios::binary) << Cp1252(texte_utf8);
+  }
+  static std::string Cp1252(const std::string& utf8) {
+    std::string octets;
+    EXPECT_TRUE(text::EncodeCp1252(utf8, &octets).ok);
+    return octets;
+  }
+
+  // The domain code found in Dom: its record number (0 when absent), its fields in *champs.
+  int32_t Cherche(const std::string& code, std::string* nom = nullptr, std::string* fdd = nullptr) {
+    EtatModule& etat = Etat();
+    bool trouve = false;
+    etat.BArbre().Recherche(etat.dom_arbre, code, etat.dom_fichier, trouve);
+    if (!trouve) return 0;
+    int32_t e = 0;
+    etat.Donnee().NoEnrCourant(etat.dom_fichier, e);
+    if (nom != nullptr) *nom = etat.dom[kNomDom];
+    if (fdd != nullptr) *fdd = etat.dom[kFdd];
+    return e;
+  }
+  // The raw text of record e of Dom.
+  std::string Brut(int32_t e) {
+    std::string texte;
+    Etat().Donnee().LireFichier(Etat().dom_fichier, e, texte);
+    return texte;
+  }
+
+  std::filesystem::path dossier_;
+  std::shared_ptr<script::Session> session_;
+};
+
+inline std::string Contenu(const std::filesystem::path& chemin) {
+  std::ifstream in(chemin, std::ios::binary);
+  std::stringstream tout;
+  tout << in.rdbuf();
+  return tout.str();
+}
+
+}  // namespace vesk::dom
+
+#endif  // VESK_DOM_TEST_DOM_H_
