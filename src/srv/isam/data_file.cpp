@@ -133,14 +133,45 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
           path + " : longueur d'enregistrement " + std::to_string(record_length) +
           " demandée, le fichier a des enregistrements de " + std::to_string(header.record_length));
     }
-    uint64_t need = kDataHeaderSize + uint64_t{header.last_record} * header.record_length;
-    if (pager->Size() < need) {
-      return Status::Corruption(path + " : fichier tronqué (" + std::to_string(pager->Size()) +
-                                " octets pour " + std::to_string(header.last_record) +
-                                " enregistrements)");
-    }
   }
-  out->reset(new DataFile(std::move(pager), header, options.read_only));
+  std::unique_ptr<DataFile> file(new DataFile(std::move(pager), header, options.read_only));
+  VESK_RETURN_IF_ERROR(file->CheckSize(header));
+  *out = std::move(file);
+  return Status::Ok();
+}
+
+Status DataFile::CheckSize(const DataHeader& h) const {
+  uint64_t need = kDataHeaderSize + uint64_t{h.last_record} * h.record_length;
+  if (pager_->Size() < need) {
+    return Status::Corruption(Path() + " : fichier tronqué (" + std::to_string(pager_->Size()) +
+                              " octets pour " + std::to_string(h.last_record) +
+                              " enregistrements)");
+  }
+  return Status::Ok();
+}
+
+Status DataFile::Prepare() {
+  if (read_only_) return Status::Ok();
+  return WriteHeader();
+}
+
+Status DataFile::Recharge() {
+  pager_->DropCache();
+  if (pager_->Size() < kDataHeaderSize) {
+    return Status::Corruption(Path() + " : fichier trop court pour contenir un en-tête");
+  }
+  char bytes[kDataHeaderSize];
+  VESK_RETURN_IF_ERROR(pager_->Read(0, bytes));
+  DataHeader h;
+  VESK_RETURN_IF_ERROR(DecodeDataHeader(bytes, Path(), &h));
+  if (h.record_length != header_.record_length) {
+    return Status::Corruption(Path() + " : longueur d'enregistrement changée (" +
+                              std::to_string(h.record_length) + " au lieu de " +
+                              std::to_string(header_.record_length) + ")");
+  }
+  VESK_RETURN_IF_ERROR(CheckSize(h));
+  header_ = h;
+  header_dirty_ = false;
   return Status::Ok();
 }
 

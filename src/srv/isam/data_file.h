@@ -88,12 +88,20 @@ class DataFile {
   Status Flush();
   Status Sync();
   bool HasChanges() const { return header_dirty_; }
+  // Puts the header (change counter raised) into the cache when something changed, without
+  // writing the file: the journal then sees every byte the next flush will write.
+  Status Prepare();
+  // Forgets the cached blocks and rereads the header (through the cache's changed blocks, if
+  // any): after another program changed the file, or after a rollback.
+  Status Recharge();
+  Pager* pager() { return pager_.get(); }
 
  private:
   DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only);
   Status CheckNumber(uint32_t no, uint32_t last, std::string_view op) const;
   Status CheckWritable() const;
   Status WriteHeader();
+  Status CheckSize(const DataHeader& h) const;
   uint64_t Offset(uint32_t no) const {
     return kDataHeaderSize + static_cast<uint64_t>(no - 1) * header_.record_length;
   }

@@ -1,5 +1,6 @@
 #include "srv/isam/dossier.h"
 
+#include <exception>
 #include <limits>
 
 #include "srv/isam/names.h"
@@ -35,17 +36,20 @@ DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entrep
     : env_(env),
       dossier_(std::move(dossier)),
       entreprise_(std::move(entreprise)),
-      cache_octets_(cache_octets) {}
+      cache_octets_(cache_octets),
+      journal_(std::make_unique<Journal>(env_, dossier_)) {}
 
 DossierDonnees::~DossierDonnees() {
-  // Whatever is still in the caches goes to the files; a failure here has no one to tell.
+  // A batch left open is committed; a failure here has no one to tell.
   Status ignored = Ecrit();
+  if (verrou_) ignored = verrou_->Unlock();
   (void)ignored;
 }
 
 Status DossierDonnees::Chemin(bool dependance, std::string_view nom, std::string_view extension,
                               bool create, std::string* path) {
   VESK_RETURN_IF_ERROR(CheckName(nom, "fichier"));
+  VESK_RETURN_IF_ERROR(Demarre());
   std::string dir = dossier_;
   if (dependance) {
     if (entreprise_.empty()) {
@@ -90,13 +94,18 @@ int16_t DossierDonnees::ChercheArbre(std::string_view nom, bool dependance) cons
 }
 
 Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* handle) {
+  DataFile* df = f->fichier.get();
   VESK_RETURN_IF_ERROR(Add(fichiers_, std::move(f), handle, "fichiers de données"));
+  journal_->Watch({df->pager(), [df] { return df->Prepare(); }, [df] { return df->Recharge(); }});
   RecalculePointeurs();
   return Status::Ok();
 }
 
 Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* handle) {
-  return Add(arbres_, std::move(a), handle, "B-arbres");
+  BTree* t = a->arbre.get();
+  VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
+  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }});
+  return Status::Ok();
 }
 
 Status DossierDonnees::AjouteTexte(std::unique_ptr<TexteOuvert> t, int16_t* handle) {
@@ -148,45 +157,190 @@ void DossierDonnees::RecalculePointeurs() {
   }
 }
 
-void DossierDonnees::Touche(FichierOuvert* f) {
-  if (!f->touche) {
-    f->touche = true;
-    fichiers_touches_.push_back(f);
+// The first use of the folder: a journal left there is rolled back before anything is read.
+// Without journal and lock file there is nothing to do (and nothing is created yet).
+Status DossierDonnees::Demarre() {
+  if (demarre_) return panne_;
+  bool lock = false, journal = false;
+  VESK_RETURN_IF_ERROR(
+      Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kLockName), &lock)));
+  VESK_RETURN_IF_ERROR(
+      Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kJournalName), &journal)));
+  if (!lock && !journal) {
+    demarre_ = true;
+    return Status::Ok();
   }
+  VESK_RETURN_IF_ERROR(OuvreVerrou());
+  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+  FolderLock::State st;
+  Status s = Recupere(&st);
+  Status u = verrou_->Unlock();
+  VESK_RETURN_IF_ERROR(s);
+  VESK_RETURN_IF_ERROR(u);
+  compteur_vu_ = st.counter;
+  demarre_ = true;
+  return Status::Ok();
 }
 
-void DossierDonnees::Touche(ArbreOuvert* a) {
-  if (!a->touche) {
-    a->touche = true;
-    arbres_touches_.push_back(a);
-  }
+Status DossierDonnees::OuvreVerrou() {
+  if (verrou_) return Status::Ok();
+  return FolderLock::Open(env_, dossier_, &verrou_);
 }
 
-Status DossierDonnees::Ecrit() {
-  Status first;
-  auto keep = [&first](Status s) {
-    if (first.ok() && !s.ok()) first = s;
-  };
-  for (FichierOuvert* f : fichiers_touches_) {
-    keep(synchro_full_ ? f->fichier->Sync() : f->fichier->Flush());
-    f->touche = false;
+// Rolls back the journal a writer left (under the exclusive lock) and says so in the state.
+Status DossierDonnees::Recupere(FolderLock::State* st) {
+  VESK_RETURN_IF_ERROR(verrou_->Read(st));
+  bool rolled_back = false;
+  VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &rolled_back));
+  if (!rolled_back && !st->writing) return Status::Ok();
+  st->writing = false;
+  ++st->counter;
+  return verrou_->Write(*st);
+}
+
+Status DossierDonnees::RechargeTout() {
+  for (auto& f : fichiers_) VESK_RETURN_IF_ERROR(f->fichier->Recharge());
+  for (auto& a : arbres_) VESK_RETURN_IF_ERROR(a->arbre->Reload());
+  return Status::Ok();
+}
+
+// Just after the lock was taken: recovery when a writer died, caches dropped when another user
+// committed.
+Status DossierDonnees::Valide() {
+  FolderLock::State st;
+  VESK_RETURN_IF_ERROR(verrou_->Read(&st));
+  if (st.writing) {
+    FolderLock::Held held = verrou_->held();
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+    Status s = Recupere(&st);
+    VESK_RETURN_IF_ERROR(verrou_->Lock(held, delai_verrou_ms_));
+    VESK_RETURN_IF_ERROR(s);
   }
-  for (ArbreOuvert* a : arbres_touches_) {
-    keep(synchro_full_ ? a->arbre->Sync() : a->arbre->Flush());
-    a->touche = false;
+  if (st.counter == compteur_vu_) return Status::Ok();
+  VESK_RETURN_IF_ERROR(RechargeTout());
+  compteur_vu_ = st.counter;
+  return Status::Ok();
+}
+
+void DossierDonnees::Relache() {
+  if (lot_ > 0 && verrou_->held() == FolderLock::Held::kExclusive) return;
+  Status ignored = lectures_ > 0 ? verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_)
+                                 : verrou_->Unlock();
+  (void)ignored;
+}
+
+Status DossierDonnees::Entre() {
+  if (profondeur_ == 0) {
+    VESK_RETURN_IF_ERROR(Demarre());
+    VESK_RETURN_IF_ERROR(OuvreVerrou());
+    if (verrou_->held() != FolderLock::Held::kExclusive) {
+      VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+      // Changes made outside any operation (tools, tests) are committed first.
+      Status s = lot_ == 0 ? Commit() : Status::Ok();
+      if (s.ok()) s = Valide();
+      if (!s.ok()) {
+        Relache();
+        return s;
+      }
+    }
+    exceptions_ = std::uncaught_exceptions();
   }
-  fichiers_touches_.clear();
-  arbres_touches_.clear();
-  return first;
+  ++profondeur_;
+  return Status::Ok();
 }
 
 Status DossierDonnees::Sort() {
-  if (profondeur_ > 0) --profondeur_;
-  if (profondeur_ > 0 || lot_ > 0) return Status::Ok();
-  return Ecrit();
+  if (profondeur_ == 0) return Status::InvalidArgument("fin d'opération sans début d'opération");
+  if (--profondeur_ > 0) return Status::Ok();
+  Status s;
+  if (std::uncaught_exceptions() > exceptions_) {
+    s = journal_->RollbackOperation();
+    if (!s.ok()) panne_ = s;
+  } else {
+    s = journal_->EndOperation();
+    if (!s.ok()) {
+      Status r = journal_->RollbackOperation();
+      if (!r.ok()) panne_ = r;
+    }
+  }
+  if (lot_ > 0) return s;
+  if (s.ok()) s = Commit();
+  Relache();
+  return s;
+}
+
+Status DossierDonnees::Commit() {
+  if (!journal_->Open()) return Status::Ok();
+  FolderLock::State st;
+  Status s = verrou_->Read(&st);
+  if (!s.ok()) return Echec(s);
+  s = journal_->Commit(synchro_full_, [&] {
+    st.writing = true;
+    ++st.counter;
+    return verrou_->Write(st);
+  });
+  if (!s.ok()) return Echec(s);
+  st.writing = false;
+  compteur_vu_ = st.counter;
+  return verrou_->Write(st);
+}
+
+// A commit failed: the changes are forgotten, the files put back from the journal at once (the
+// next user would do it otherwise) and every cache reread. A handle whose write failed keeps
+// refusing writes until the folder is reopened.
+Status DossierDonnees::Echec(const Status& s) {
+  journal_->Abandon();
+  FolderLock::State st;
+  Status r = Recupere(&st);
+  if (r.ok()) r = RechargeTout();
+  if (r.ok()) {
+    compteur_vu_ = st.counter;
+  } else {
+    panne_ = Status::IOError("dossier " + dossier_ +
+                             " : une écriture a échoué et n'a pu être annulée, il doit être "
+                             "rouvert (" +
+                             r.message() + ")");
+  }
+  return s;
+}
+
+Status DossierDonnees::EntreLecture() {
+  if (lectures_ == 0 && profondeur_ == 0 &&
+      (!verrou_ || verrou_->held() == FolderLock::Held::kNone)) {
+    VESK_RETURN_IF_ERROR(Demarre());
+    VESK_RETURN_IF_ERROR(OuvreVerrou());
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
+    Status s = Valide();
+    if (!s.ok()) {
+      Status ignored = verrou_->Unlock();
+      (void)ignored;
+      return s;
+    }
+  }
+  ++lectures_;
+  return Status::Ok();
+}
+
+void DossierDonnees::SortLecture() {
+  if (lectures_ == 0 || --lectures_ > 0 || profondeur_ > 0) return;
+  if (lot_ > 0 && verrou_->held() == FolderLock::Held::kExclusive) return;
+  Status ignored = verrou_->Unlock();
+  (void)ignored;
+}
+
+Status DossierDonnees::Ecrit() {
+  if (profondeur_ > 0 || !journal_->Open()) return Status::Ok();
+  if (!verrou_ || verrou_->held() != FolderLock::Held::kExclusive) {
+    VESK_RETURN_IF_ERROR(OuvreVerrou());
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+  }
+  Status s = Commit();
+  if (lot_ == 0) Relache();
+  return s;
 }
 
 Status DossierDonnees::DebutLot() {
+  if (lot_ == 0 && profondeur_ == 0) journal_->SetBatch(true);
   ++lot_;
   return Status::Ok();
 }
@@ -194,7 +348,10 @@ Status DossierDonnees::DebutLot() {
 Status DossierDonnees::FinLot() {
   if (lot_ == 0) return Status::InvalidArgument("fin de lot sans début de lot");
   if (--lot_ > 0 || profondeur_ > 0) return Status::Ok();
-  return Ecrit();
+  Status s = verrou_ && verrou_->held() == FolderLock::Held::kExclusive ? Commit() : Status::Ok();
+  journal_->SetBatch(false);
+  if (verrou_) Relache();
+  return s;
 }
 
 Lot::Lot(DossierDonnees& dossier) : dossier_(dossier) {

@@ -3,9 +3,14 @@
 // chaining by 16-bit handle. The three services of a thread (SrvDonneeImpl, SrvBArbreImpl,
 // SrvChainageImpl) share one object. Thread rules: one thread at a time.
 //
-// Every modifying service operation runs inside an operation scope; when the outermost one
-// ends, the files it changed are flushed (and synced when synchronisation is full). Inside a
-// batch (DebutLot .. FinLot, or a Lot object) nothing is flushed until the batch ends.
+// Every modifying service operation runs inside an operation scope (Entre .. Sort) under the
+// folder's exclusive lock; when the outermost one ends, its changes are committed through the
+// rollback journal (journal.h), all or nothing, synced when synchronisation is full; when it ends
+// by an exception they are undone. Inside a batch (DebutLot .. FinLot, or a Lot object) the
+// operations are committed together when the batch ends, and the lock is held until then.
+// Read operations run inside a read scope (EntreLecture .. SortLecture) under the shared lock.
+// At each lock taken, caches are dropped when another user committed, and a journal left by a
+// writer that died is rolled back first; the first use of the folder does the same.
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
 #define VESK_SRV_ISAM_DOSSIER_H_
 
@@ -18,6 +23,8 @@
 #include "srv/isam/btree.h"
 #include "srv/isam/data_file.h"
 #include "srv/isam/env.h"
+#include "srv/isam/folder_lock.h"
+#include "srv/isam/journal.h"
 #include "srv/isam/status.h"
 #include "srv/isam/text_reader.h"
 #include "srv/proprietaire.h"
@@ -82,9 +89,13 @@ class DossierDonnees {
   const std::string& Dossier() const { return dossier_; }
   const std::string& Entreprise() const { return entreprise_; }
   size_t CacheBlocs() const { return cache_octets_ / 4096; }
-  // Synchronisation: true ("full", the default) forces every flush to stable storage.
+  // Synchronisation: true ("full", the default) forces every commit to stable storage.
   void Synchro(bool full) { synchro_full_ = full; }
   bool SynchroFull() const { return synchro_full_; }
+  // How long a lock is waited for before "fichier verrouillé" (milliseconds).
+  void DelaiVerrou(int ms) { delai_verrou_ms_ = ms; }
+  // Syncs made by commits so far (journal and files), for tests and benchmarks.
+  uint64_t Syncs() const { return journal_->syncs(); }
 
   // The path of nom + extension, at the root or in the current company's sub-folder
   // (created when create is true). InvalidArgument for a bad name or no company.
@@ -111,19 +122,32 @@ class DossierDonnees {
   ChainageOuvert* ChainageDeLigne(int16_t ligne);
   const std::vector<ChainageOuvert>& Chainages() const { return chainages_; }
 
-  // Operation scopes and batches.
-  void Entre() { ++profondeur_; }
-  // Ends a scope; the outermost one outside a batch flushes what was changed.
+  // Operation scopes: Entre takes the exclusive lock (outermost scope); a failing Entre leaves
+  // no scope open. Sort ends a scope: the outermost one commits (outside a batch) or, when it
+  // ends while an exception leaves the operation, undoes the operation's changes.
+  Status Entre();
   Status Sort();
+  // Read scopes: the shared lock (unless a lock is held already) for the time of a read.
+  Status EntreLecture();
+  void SortLecture();
   Status DebutLot();
   Status FinLot();
   bool DansLot() const { return lot_ > 0; }
-  void Touche(FichierOuvert* f);
-  void Touche(ArbreOuvert* a);
-  // Flushes (or syncs) every changed file now.
+  // Kept for the services; the journal sees by itself which files an operation changed.
+  void Touche(FichierOuvert*) {}
+  void Touche(ArbreOuvert*) {}
+  // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
 
  private:
+  Status Demarre();
+  Status OuvreVerrou();
+  Status Valide();
+  Status Recupere(FolderLock::State* st);
+  Status RechargeTout();
+  Status Commit();
+  Status Echec(const Status& s);
+  void Relache();
   void RecalculePointeurs();
 
   Env* env_;
@@ -131,18 +155,24 @@ class DossierDonnees {
   std::string entreprise_;
   size_t cache_octets_;
   bool synchro_full_ = true;
+  int delai_verrou_ms_ = 10000;
   int profondeur_ = 0;
   int lot_ = 0;
+  int lectures_ = 0;
+  int exceptions_ = 0;  // exceptions under way when the outermost scope began
+  bool demarre_ = false;
+  uint64_t compteur_vu_ = 0;
+  Status panne_;  // a commit failed and could not be undone: every use is refused
+  std::unique_ptr<Journal> journal_;
+  std::unique_ptr<FolderLock> verrou_;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;
   std::vector<std::unique_ptr<TexteOuvert>> textes_;
   std::vector<ChainageOuvert> chainages_;
-  std::vector<FichierOuvert*> fichiers_touches_;
-  std::vector<ArbreOuvert*> arbres_touches_;
 };
 
-// A batch scope: the operations made while it lives are flushed once, when it ends. Termine
-// ends it and gives the flush's status; the destructor ends it when Termine was not called.
+// A batch scope: the operations made while it lives are committed once, when it ends. Termine
+// ends it and gives the commit's status; the destructor ends it when Termine was not called.
 class Lot {
  public:
   explicit Lot(DossierDonnees& dossier);

@@ -22,8 +22,9 @@ struct Frame {
   uint64_t no = kNoBlock;
   char* data = nullptr;  // a buffer of Impl::chunks
   bool dirty = false;
-  uint64_t epoch = 0;  // change epoch in which the journal hook last saw this block
-  size_t slot = 0;     // index in Impl::frames
+  bool sealed = false;  // the seal hook ran since the last change
+  uint64_t epoch = 0;   // change epoch in which the journal hook last saw this block
+  size_t slot = 0;      // index in Impl::frames
 };
 
 // Where a cached block is. A hit touches only this and the block's bytes.
@@ -64,6 +65,8 @@ struct Pager::Impl {
 
   BeforeChangeHook change_hook;
   std::function<Status()> flush_hook;
+  SealHook seal_hook;
+  CheckHook check_hook;
   uint64_t epoch = 1;
   std::unordered_set<uint64_t> journaled;
   std::vector<char> run;  // buffer of a coalesced write
@@ -110,6 +113,11 @@ struct Pager::Impl {
   void Trim();
   Status Load(Frame* f);
   Status BeforeChange(Frame* f);
+  void Seal(Frame* f) {
+    if (seal_hook && !f->sealed) seal_hook(f->no, f->data);
+    f->sealed = true;
+  }
+  void DestroyWhere(const std::function<bool(const Frame&)>& gone);
   Status WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t end);
   Status FailWrite(const platform::IoStatus& io);
 };
@@ -203,6 +211,7 @@ Status Pager::Impl::Load(Frame* f) {
     ++counters.block_reads;
   }
   if (got < block_size) std::memset(f->data + got, 0, block_size - got);
+  if (got > 0 && check_hook) return check_hook(f->no, f->data);
   return Status::Ok();
 }
 
@@ -254,7 +263,16 @@ Status Pager::Impl::BeforeChange(Frame* f) {
     f->dirty = true;
     --clean;
   }
+  f->sealed = false;
   return Status::Ok();
+}
+
+void Pager::Impl::DestroyWhere(const std::function<bool(const Frame&)>& gone) {
+  std::vector<Frame*> victims;
+  for (auto& f : frames) {
+    if (gone(*f)) victims.push_back(f.get());
+  }
+  for (Frame* f : victims) Destroy(f);
 }
 
 Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, uint32_t block_size,
@@ -345,6 +363,7 @@ Status Pager::Impl::WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t en
   uint64_t first = dirty[begin]->no << shift;
   if (first >= size) return Status::Ok();
   uint64_t stop = std::min<uint64_t>(size, (dirty[end - 1]->no + 1) << shift);
+  for (size_t i = begin; i < end; ++i) Seal(dirty[i]);
   size_t bytes = static_cast<size_t>(stop - first);
   std::span<const char> out;
   if (end - begin == 1) {
@@ -400,9 +419,69 @@ Status Pager::Flush() {
 
 Status Pager::Sync() {
   VESK_RETURN_IF_ERROR(Flush());
+  VESK_RETURN_IF_ERROR(impl_->CheckWritable());
   platform::IoStatus io = impl_->file->Sync();
   if (!io.ok()) return impl_->FailWrite(io);
   return Status::Ok();
+}
+
+Status Pager::PrepareFlush(bool seal) {
+  Impl& m = *impl_;
+  if (m.flush_hook) VESK_RETURN_IF_ERROR(m.flush_hook());
+  if (!seal) return Status::Ok();
+  for (auto& f : m.frames) {
+    if (f->dirty) m.Seal(f.get());
+  }
+  return Status::Ok();
+}
+
+void Pager::ForEachDirty(
+    const std::function<void(uint64_t block_no, std::span<const char>)>& visit) {
+  Impl& m = *impl_;
+  std::vector<Frame*> dirty;
+  for (auto& f : m.frames) {
+    if (f->dirty) dirty.push_back(f.get());
+  }
+  std::sort(dirty.begin(), dirty.end(), [](Frame* a, Frame* b) { return a->no < b->no; });
+  for (Frame* f : dirty) {
+    uint64_t first = f->no << m.shift;
+    size_t n =
+        first >= m.size ? 0 : static_cast<size_t>(std::min<uint64_t>(m.block_size, m.size - first));
+    visit(f->no, std::span<const char>(f->data, n));
+  }
+}
+
+Status Pager::RestoreBlock(uint64_t block_no, std::span<const char> bytes) {
+  Impl& m = *impl_;
+  Slot* slot = m.Lookup(block_no);
+  if (slot == nullptr || !slot->frame->dirty || bytes.size() != m.block_size) {
+    return Status::InvalidArgument("retour arrière impossible : bloc " + std::to_string(block_no) +
+                                   " absent du cache de " + m.path);
+  }
+  std::memcpy(slot->data, bytes.data(), m.block_size);
+  slot->frame->sealed = false;
+  return Status::Ok();
+}
+
+void Pager::RestoreSize(uint64_t size) {
+  Impl& m = *impl_;
+  if (size >= m.size) return;
+  uint64_t first_cut = (size + m.block_size - 1) >> m.shift;
+  m.DestroyWhere([&](const Frame& f) { return f.no != kNoBlock && f.no >= first_cut; });
+  m.size = size;
+}
+
+void Pager::DiscardChanges() {
+  Impl& m = *impl_;
+  m.DestroyWhere([](const Frame& f) { return f.dirty; });
+  m.size = m.disk_size;
+}
+
+uint64_t Pager::DiskSize() const { return impl_->disk_size; }
+
+void Pager::SetBlockHooks(SealHook seal, CheckHook check) {
+  impl_->seal_hook = std::move(seal);
+  impl_->check_hook = std::move(check);
 }
 
 uint64_t Pager::Size() const { return impl_->size; }

@@ -48,7 +48,8 @@ class Pager {
   Status Truncate(uint64_t size);
   // Forgets every clean block (another process changed the file).
   void DropCache();
-  // Once a write to the file failed, every further write and flush fails too.
+  // Once a write or sync of the file failed, every further write, flush and sync fails too:
+  // a failed sync is never tried again (the kernel may have dropped the unwritten pages).
   bool Failed() const;
 
   uint32_t BlockSize() const;
@@ -74,6 +75,30 @@ class Pager {
   // Called at the start of each Flush, before any block is written, so that the owner can
   // complete the blocks it keeps up to date lazily (a header checksum, say).
   void SetBeforeFlushHook(std::function<Status()> hook);
+
+  // Block hooks of the owner's format: seal completes a changed block just before it is written
+  // (a node checksum), once per change; check judges a block read from the file, once when it is
+  // loaded (never on cached accesses): a failing check refuses the block.
+  using SealHook = std::function<void(uint64_t block_no, char* data)>;
+  using CheckHook = std::function<Status(uint64_t block_no, const char* data)>;
+  void SetBlockHooks(SealHook seal, CheckHook check);
+
+  // ---- For the rollback journal (journal.h) ----
+  // Runs the before-flush hook and (when seal is true) seals every changed block, without
+  // writing anything: the changed blocks then hold exactly the bytes Flush will write.
+  Status PrepareFlush(bool seal);
+  // Calls visit with each changed block and the bytes of it that Flush writes (the part before
+  // the logical end), in block order.
+  void ForEachDirty(const std::function<void(uint64_t block_no, std::span<const char>)>& visit);
+  // Puts back the bytes a block had (a cached block changed since the file was last flushed);
+  // it stays changed. Calls no hook.
+  Status RestoreBlock(uint64_t block_no, std::span<const char> bytes);
+  // Sets the logical size back to size (at most the current one), forgetting blocks past it.
+  void RestoreSize(uint64_t size);
+  // Forgets every change not yet flushed: the pager is back to the file's bytes and size.
+  void DiscardChanges();
+  // Size of the file itself (what the last flush left).
+  uint64_t DiskSize() const;
 
   // Counters, for tests and benchmarks.
   struct Counters {

@@ -1,0 +1,68 @@
+#include "srv/isam/folder_lock.h"
+
+#include <cstring>
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
+constexpr size_t kStateSize = 24;
+
+}  // namespace
+
+Status FolderLock::Open(Env* env, const std::string& dossier, std::unique_ptr<FolderLock>* out) {
+  std::unique_ptr<platform::File> file;
+  platform::IoStatus io =
+      env->OpenFile(platform::JoinPath(dossier, kLockName), platform::OpenMode::kCreate, &file);
+  if (!io.ok()) {
+    return Status::IOError("fichier de verrouillage du dossier " + dossier +
+                           " impossible à ouvrir : " + io.message);
+  }
+  out->reset(new FolderLock(dossier, std::move(file)));
+  return Status::Ok();
+}
+
+Status FolderLock::Lock(Held kind, int timeout_ms) {
+  if (kind == held_) return Status::Ok();
+  if (kind == Held::kNone) return Unlock();
+  platform::IoStatus io = file_->Lock(
+      kind == Held::kShared ? platform::LockKind::kShared : platform::LockKind::kExclusive,
+      timeout_ms);
+  if (io.code == platform::Code::kLocked) {
+    return Status::Locked("fichier verrouillé : le dossier " + dossier_ +
+                          " est utilisé par un autre programme (attente de " +
+                          std::to_string(timeout_ms) + " ms dépassée)");
+  }
+  if (!io.ok()) return Status::FromIo(io);
+  held_ = kind;
+  return Status::Ok();
+}
+
+Status FolderLock::Unlock() {
+  if (held_ == Held::kNone) return Status::Ok();
+  held_ = Held::kNone;
+  return Status::FromIo(file_->Unlock());
+}
+
+Status FolderLock::Read(State* state) {
+  char b[kStateSize] = {};
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
+  *state = State{};
+  if (got < kStateSize || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
+  for (int i = 7; i >= 0; --i)
+    state->counter = (state->counter << 8) | static_cast<unsigned char>(b[8 + i]);
+  state->writing = b[16] != 0;
+  return Status::Ok();
+}
+
+Status FolderLock::Write(const State& state) {
+  char b[kStateSize] = {};
+  std::memcpy(b, kMagic, 8);
+  for (int i = 0; i < 8; ++i) b[8 + i] = static_cast<char>((state.counter >> (8 * i)) & 0xFF);
+  b[16] = state.writing ? 1 : 0;
+  return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
+}
+
+}  // namespace vesk::isam

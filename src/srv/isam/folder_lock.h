@@ -1,0 +1,55 @@
+// FolderLock: the lock file of a data folder (VESK.LCK at its root). Readers of the folder take
+// it shared and a writer exclusive, for the time of one operation (or one batch). The file also
+// holds the folder's state word: a commit counter that moves with every commit (so that other
+// users know their caches are stale) and a flag raised while a commit writes the files (so that
+// the next user knows a writer died in the middle and recovers the journal).
+// Thread rules: one thread at a time; two FolderLock objects exclude each other even in one
+// process.
+#ifndef VESK_SRV_ISAM_FOLDER_LOCK_H_
+#define VESK_SRV_ISAM_FOLDER_LOCK_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "srv/isam/env.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+inline constexpr std::string_view kLockName = "VESK.LCK";
+
+class FolderLock {
+ public:
+  enum class Held { kNone, kShared, kExclusive };
+  struct State {
+    uint64_t counter = 0;  // commits made in the folder (since the lock file was created)
+    bool writing = false;  // a commit is writing the files
+  };
+
+  // Opens (creating) the lock file of dossier.
+  static Status Open(Env* env, const std::string& dossier, std::unique_ptr<FolderLock>* out);
+
+  // Takes the lock (converting the one held), waiting up to timeout_ms; Locked naming the
+  // folder when it is still taken by another user.
+  Status Lock(Held kind, int timeout_ms);
+  Status Unlock();
+  Held held() const { return held_; }
+
+  // The state word; an absent or short one reads as zeros.
+  Status Read(State* state);
+  Status Write(const State& state);
+
+ private:
+  FolderLock(std::string dossier, std::unique_ptr<platform::File> file)
+      : dossier_(std::move(dossier)), file_(std::move(file)) {}
+
+  std::string dossier_;
+  std::unique_ptr<platform::File> file_;
+  Held held_ = Held::kNone;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_FOLDER_LOCK_H_

@@ -1,0 +1,429 @@
+#include "srv/isam/journal.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <random>
+#include <unordered_set>
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'J', 'N', 'L', '\x1A'};
+constexpr uint32_t kVersion = 1;
+constexpr size_t kHeaderSize = 64;
+constexpr size_t kHeaderHashAt = 56;
+constexpr char kFileRecord = 'F', kBlockRecord = 'B';
+
+void Put(std::string& out, uint64_t v, int bytes) {
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+}
+
+uint64_t Get(const char* p, int bytes) {
+  uint64_t v = 0;
+  for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(p[i]);
+  return v;
+}
+
+uint64_t Rotl(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
+
+uint64_t Mix(uint64_t x) {
+  x ^= x >> 33;
+  x *= 0xff51afd7ed558ccdULL;
+  x ^= x >> 33;
+  x *= 0xc4ceb9fe1a85ec53ULL;
+  return x ^ (x >> 33);
+}
+
+uint64_t NewNonce() {
+  static uint64_t counter = [] {
+    std::random_device rd;
+    return (uint64_t{rd()} << 32) ^ rd();
+  }();
+  counter = Mix(counter + 0x9E3779B97F4A7C15ULL + platform::HorlogeNs());
+  return counter;
+}
+
+// One record: type, payload length, payload, checksum seeded with the nonce.
+void AppendRecord(std::string& out, char type, const std::string& payload, uint64_t nonce) {
+  size_t start = out.size();
+  out.push_back(type);
+  out.append(3, '\0');
+  Put(out, payload.size(), 4);
+  out += payload;
+  Put(out, Hash64(std::span<const char>(out.data() + start, out.size() - start), nonce), 8);
+}
+
+// What a journal file says, once read.
+struct FileRec {
+  std::string path;
+  uint64_t original_size = 0, new_size = 0;
+};
+struct BlockRec {
+  uint32_t file = 0;
+  uint32_t block_size = 0;
+  uint64_t block_no = 0;
+  uint32_t new_length = 0;
+  uint64_t new_hash = 0;
+  std::string_view original;
+};
+struct Parsed {
+  bool complete = false;
+  std::map<uint32_t, FileRec> files;
+  std::vector<BlockRec> blocks;
+};
+
+bool SafeRelative(std::string_view p) {
+  if (p.empty() || p.front() == '/' || p.front() == '\\' || p.find("..") != p.npos) return false;
+  return p.find(':') == p.npos;
+}
+
+bool ParseRecord(char type, std::string_view payload, Parsed* out) {
+  if (type == kFileRecord && payload.size() >= 24) {
+    uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
+    FileRec f{std::string(payload.substr(24)), Get(payload.data() + 4, 8),
+              Get(payload.data() + 12, 8)};
+    if (Get(payload.data() + 20, 4) != f.path.size() || !SafeRelative(f.path)) return false;
+    out->files[id] = std::move(f);
+    return true;
+  }
+  if (type == kBlockRecord && payload.size() >= 32) {
+    BlockRec b;
+    b.file = static_cast<uint32_t>(Get(payload.data(), 4));
+    b.block_size = static_cast<uint32_t>(Get(payload.data() + 4, 4));
+    b.block_no = Get(payload.data() + 8, 8);
+    b.new_length = static_cast<uint32_t>(Get(payload.data() + 16, 4));
+    b.new_hash = Get(payload.data() + 24, 8);
+    b.original = payload.substr(32);
+    if (b.original.size() != b.block_size || b.new_length > b.block_size) return false;
+    if (out->files.count(b.file) == 0 || b.block_no > (uint64_t{1} << 40)) return false;
+    out->blocks.push_back(b);
+    return true;
+  }
+  return false;
+}
+
+// Reads the records; complete only when the header and all its records check.
+Parsed Parse(std::string_view j) {
+  Parsed out;
+  if (j.size() < kHeaderSize || std::memcmp(j.data(), kMagic, 8) != 0) return out;
+  if (Get(j.data() + kHeaderHashAt, 8) != Hash64(j.substr(0, kHeaderHashAt), 0)) return out;
+  if (Get(j.data() + 8, 4) != kVersion || Get(j.data() + 12, 4) != kHeaderSize) return out;
+  uint64_t nonce = Get(j.data() + 16, 8);
+  uint64_t count = Get(j.data() + 24, 4);
+  size_t at = kHeaderSize;
+  for (uint64_t i = 0; i < count; ++i) {
+    if (j.size() - at < 16) return out;
+    uint64_t len = Get(j.data() + at + 4, 4);
+    if (len > j.size() - at - 16) return out;
+    std::string_view rec = j.substr(at, 8 + len);
+    if (Get(j.data() + at + 8 + len, 8) != Hash64(rec, nonce)) return out;
+    if (!ParseRecord(rec[0], rec.substr(8), &out)) return out;
+    at += 16 + len;
+  }
+  out.complete = true;
+  return out;
+}
+
+Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
+
+// Whether the file already holds the transaction's new bytes everywhere.
+Status HoldsNewBytes(platform::File* f, const FileRec& rec, const std::vector<BlockRec>& blocks,
+                     uint32_t id, bool* holds) {
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Io(f->Size(&size)));
+  *holds = size == rec.new_size;
+  std::string buf;
+  for (const BlockRec& b : blocks) {
+    if (!*holds) return Status::Ok();
+    if (b.file != id) continue;
+    buf.assign(b.new_length, '\0');
+    size_t got = 0;
+    VESK_RETURN_IF_ERROR(Io(f->ReadAt(b.block_no * b.block_size, buf, &got)));
+    *holds = got == b.new_length && Hash64(buf, 0) == b.new_hash;
+  }
+  return Status::Ok();
+}
+
+Status RollBackFile(platform::File* f, const FileRec& rec, const std::vector<BlockRec>& blocks,
+                    uint32_t id) {
+  for (const BlockRec& b : blocks) {
+    uint64_t at = b.block_no * b.block_size;
+    if (b.file != id || at >= rec.original_size) continue;
+    size_t n = static_cast<size_t>(std::min<uint64_t>(b.block_size, rec.original_size - at));
+    VESK_RETURN_IF_ERROR(Io(f->WriteAt(at, b.original.substr(0, n))));
+  }
+  VESK_RETURN_IF_ERROR(Io(f->Truncate(rec.original_size)));
+  return Io(f->Sync());
+}
+
+}  // namespace
+
+uint64_t Hash64(std::span<const char> bytes, uint64_t seed) {
+  constexpr uint64_t kP1 = 0x9E3779B185EBCA87ULL, kP2 = 0xC2B2AE3D27D4EB4FULL;
+  uint64_t h = seed ^ (bytes.size() * kP1);
+  size_t i = 0;
+  for (; i + 8 <= bytes.size(); i += 8) {
+    uint64_t w;
+    std::memcpy(&w, bytes.data() + i, 8);
+    h = Rotl(h ^ (w * kP2), 31) * kP1;
+  }
+  uint64_t tail = 0;
+  for (size_t k = 0; i + k < bytes.size(); ++k) {
+    tail |= uint64_t{static_cast<unsigned char>(bytes[i + k])} << (8 * k);
+  }
+  return Mix(h ^ (tail * kP2) ^ Rotl(h, 17));
+}
+
+struct Journal::Entry {
+  Watched w;
+  uint32_t id = 0;
+  bool in_txn = false, in_op = false;
+  uint64_t txn_size = 0, op_size = 0;
+  std::unordered_set<uint64_t> txn_blocks;
+};
+
+struct Journal::Saved {
+  Entry* e;
+  uint64_t no;
+  std::string bytes;
+};
+
+Journal::Journal(Env* env, std::string dossier)
+    : env_(env), dossier_(std::move(dossier)), path_(platform::JoinPath(dossier_, kJournalName)) {}
+
+Journal::~Journal() = default;
+
+void Journal::Watch(Watched w) {
+  auto e = std::make_unique<Entry>();
+  e->w = std::move(w);
+  e->id = static_cast<uint32_t>(entries_.size());
+  Entry* raw = e.get();
+  raw->w.pager->SetBeforeChangeHook([this, raw](uint64_t no, std::span<const char> original) {
+    return Capture(raw, no, original);
+  });
+  entries_.push_back(std::move(e));
+}
+
+Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
+  if (!e->in_op) {
+    e->in_op = true;
+    e->op_size = e->w.pager->Size();
+    op_entries_.push_back(e);
+  }
+  if (!e->in_txn) {
+    e->in_txn = true;
+    e->txn_size = e->w.pager->DiskSize();
+    txn_entries_.push_back(e);
+  }
+  if (e->txn_blocks.insert(no).second) {
+    txn_.push_back(Saved{e, no, std::string(original.data(), original.size())});
+  }
+  if (batch_) op_.push_back(Saved{e, no, std::string(original.data(), original.size())});
+  return Status::Ok();
+}
+
+Status Journal::EndOperation() {
+  Status first;
+  for (Entry* e : op_entries_) {
+    Status s = e->w.prepare ? e->w.prepare() : Status::Ok();
+    if (s.ok()) s = e->w.pager->PrepareFlush(false);
+    if (first.ok() && !s.ok()) first = s;
+  }
+  // prepare may have touched more files' blocks (never another file's): new epochs for all.
+  for (Entry* e : op_entries_) {
+    e->w.pager->StartChangeEpoch();
+    e->in_op = false;
+  }
+  op_entries_.clear();
+  op_.clear();
+  return first;
+}
+
+Status Journal::RollbackOperation() {
+  Status first;
+  auto keep = [&first](Status s) {
+    if (first.ok() && !s.ok()) first = s;
+  };
+  if (!batch_) {
+    for (Entry* e : txn_entries_) {
+      keep(e->w.pager->PrepareFlush(false));
+      e->w.pager->DiscardChanges();
+      if (e->w.reload) keep(e->w.reload());
+    }
+    for (Entry* e : op_entries_) e->in_op = false;
+    op_entries_.clear();
+    op_.clear();
+    Forget();
+    return first;
+  }
+  for (auto it = op_.rbegin(); it != op_.rend(); ++it) {
+    keep(it->e->w.pager->RestoreBlock(it->no, it->bytes));
+  }
+  for (Entry* e : op_entries_) {
+    e->w.pager->RestoreSize(e->op_size);
+    keep(e->w.pager->PrepareFlush(false));
+    if (e->w.reload) keep(e->w.reload());
+    e->w.pager->StartChangeEpoch();
+    e->in_op = false;
+  }
+  op_entries_.clear();
+  op_.clear();
+  return first;
+}
+
+std::string Journal::Relative(const std::string& path) const {
+  if (path.size() > dossier_.size() + 1 && path.compare(0, dossier_.size(), dossier_) == 0) {
+    return path.substr(dossier_.size() + 1);
+  }
+  return path;
+}
+
+Status Journal::WriteJournal(bool sync, uint64_t nonce) {
+  std::string& b = buffer_;
+  b.assign(kHeaderSize, '\0');
+  uint32_t records = 0;
+  for (Entry* e : txn_entries_) {
+    std::string payload, rel = Relative(e->w.pager->Path());
+    Put(payload, e->id, 4);
+    Put(payload, e->txn_size, 8);
+    Put(payload, e->w.pager->Size(), 8);
+    Put(payload, rel.size(), 4);
+    payload += rel;
+    AppendRecord(b, kFileRecord, payload, nonce);
+    ++records;
+  }
+  std::map<std::pair<uint32_t, uint64_t>, std::pair<uint32_t, uint64_t>> fresh;
+  for (Entry* e : txn_entries_) {
+    e->w.pager->ForEachDirty([&](uint64_t no, std::span<const char> bytes) {
+      fresh[{e->id, no}] = {static_cast<uint32_t>(bytes.size()), Hash64(bytes, 0)};
+    });
+  }
+  std::string payload;
+  for (const Saved& s : txn_) {
+    auto [length, hash] = fresh[{s.e->id, s.no}];
+    payload.clear();
+    Put(payload, s.e->id, 4);
+    Put(payload, s.bytes.size(), 4);
+    Put(payload, s.no, 8);
+    Put(payload, length, 4);
+    Put(payload, 0, 4);
+    Put(payload, hash, 8);
+    payload += s.bytes;
+    AppendRecord(b, kBlockRecord, payload, nonce);
+    ++records;
+  }
+  std::memcpy(b.data(), kMagic, 8);
+  std::string h;
+  Put(h, kVersion, 4);
+  Put(h, kHeaderSize, 4);
+  Put(h, nonce, 8);
+  Put(h, records, 4);
+  std::memcpy(b.data() + 8, h.data(), h.size());
+  std::string hash;
+  Put(hash, Hash64(std::span<const char>(b.data(), kHeaderHashAt), 0), 8);
+  std::memcpy(b.data() + kHeaderHashAt, hash.data(), 8);
+  if (!file_) VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
+  platform::IoStatus io = file_->WriteAt(0, b);
+  if (io.ok() && sync) {
+    io = file_->Sync();
+    ++syncs_;
+  }
+  if (!io.ok()) file_.reset();  // a failed journal handle is not written through again
+  return Io(io);
+}
+
+Status Journal::Invalidate() {
+  // No sync: a journal left complete after this point holds the new bytes' checksums (I4).
+  platform::IoStatus io = file_->Truncate(0);
+  if (!io.ok()) file_.reset();
+  return Io(io);
+}
+
+Status Journal::Commit(bool sync, const std::function<Status()>& before_files) {
+  if (txn_.empty()) {
+    Forget();
+    return Status::Ok();
+  }
+  for (size_t i = 0; i < txn_entries_.size(); ++i) {
+    Entry* e = txn_entries_[i];
+    if (e->w.prepare) VESK_RETURN_IF_ERROR(e->w.prepare());
+    VESK_RETURN_IF_ERROR(e->w.pager->PrepareFlush(true));
+  }
+  VESK_RETURN_IF_ERROR(WriteJournal(sync, NewNonce()));
+  if (before_files) VESK_RETURN_IF_ERROR(before_files());
+  for (Entry* e : txn_entries_) {
+    VESK_RETURN_IF_ERROR(sync ? e->w.pager->Sync() : e->w.pager->Flush());
+    if (sync) ++syncs_;
+  }
+  Status s = Invalidate();
+  Forget();
+  return s;
+}
+
+void Journal::Abandon() {
+  for (Entry* e : txn_entries_) {
+    Status ignored = e->w.pager->PrepareFlush(false);
+    (void)ignored;
+    e->w.pager->DiscardChanges();
+  }
+  for (Entry* e : op_entries_) e->in_op = false;
+  op_entries_.clear();
+  op_.clear();
+  Forget();
+}
+
+void Journal::Forget() {
+  for (Entry* e : txn_entries_) {
+    e->w.pager->StartChangeEpoch();
+    e->in_txn = false;
+    e->txn_blocks.clear();
+  }
+  txn_entries_.clear();
+  txn_.clear();
+}
+
+Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back) {
+  *rolled_back = false;
+  std::string path = platform::JoinPath(dossier, kJournalName);
+  bool exists = false;
+  VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
+  if (!exists) return Status::Ok();
+  std::unique_ptr<platform::File> j;
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(path, platform::OpenMode::kReadWrite, &j)));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
+  if (size == 0) return Status::Ok();
+  std::string bytes(static_cast<size_t>(size), '\0');
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
+  bytes.resize(got);
+  Parsed p = Parse(bytes);
+  if (p.complete) {
+    std::map<uint32_t, std::unique_ptr<platform::File>> files;
+    bool all_new = true;
+    for (const auto& [id, rec] : p.files) {
+      std::string fpath = platform::JoinPath(dossier, rec.path);
+      platform::IoStatus io = env->OpenFile(fpath, platform::OpenMode::kReadWrite, &files[id]);
+      if (!io.ok()) {
+        return Status::IOError("reprise du journal " + path + " : " + fpath +
+                               " ne peut être ouvert (" + io.message + ")");
+      }
+      bool holds = false;
+      if (all_new) VESK_RETURN_IF_ERROR(HoldsNewBytes(files[id].get(), rec, p.blocks, id, &holds));
+      all_new = all_new && holds;
+    }
+    if (!all_new) {
+      for (const auto& [id, rec] : p.files) {
+        VESK_RETURN_IF_ERROR(RollBackFile(files[id].get(), rec, p.blocks, id));
+      }
+      *rolled_back = true;
+    }
+  }
+  // Complete and dealt with, or incomplete (never followed by a file write): dropped for good.
+  VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
+  return Io(j->Sync());
+}
+
+}  // namespace vesk::isam
