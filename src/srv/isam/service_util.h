@@ -34,12 +34,13 @@ void AppelleProprietaire(FichierOuvert& f, bool lire, int32_t no, std::string_vi
 // destructor ends it when an error left the operation early.
 class Operation {
  public:
+  // Takes the folder's exclusive lock: throws ("fichier verrouillé") when it cannot.
   Operation(DossierDonnees& d, std::string_view operation) : d_(d), operation_(operation) {
-    d_.Entre();
+    Verifie(d_.Entre(), operation, d_.Dossier());
   }
   ~Operation() {
     if (!fini_) {
-      // The operation's own error is already on its way; the flush is done all the same.
+      // The operation's own error is on its way: Sort undoes the operation's changes.
       Status ignored = d_.Sort();
       (void)ignored;
     }
@@ -55,6 +56,20 @@ class Operation {
   DossierDonnees& d_;
   std::string_view operation_;
   bool fini_ = false;
+};
+
+// A read scope (see DossierDonnees): the folder's shared lock for the time of one read.
+class Lecture {
+ public:
+  Lecture(DossierDonnees& d, std::string_view operation) : d_(d) {
+    Verifie(d_.EntreLecture(), operation, d_.Dossier());
+  }
+  ~Lecture() { d_.SortLecture(); }
+  Lecture(const Lecture&) = delete;
+  Lecture& operator=(const Lecture&) = delete;
+
+ private:
+  DossierDonnees& d_;
 };
 
 }  // namespace vesk::isam

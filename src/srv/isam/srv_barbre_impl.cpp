@@ -111,6 +111,7 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
 
 void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr) {
   constexpr std::string_view kOp = "Insere";
+  isam::Operation op(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   isam::ExigeEcriture(f, kOp);
@@ -120,7 +121,6 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   uint32_t no = f.fichier->LastRecord() + 1;
   Exige(no <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()), kOp, f.objet,
         "le fichier est plein");
-  isam::Operation op(*dossier_, kOp);
   // The key goes in first: a refused key leaves both files as they were.
   Status s = a.arbre->Insert(key_, no);
   if (s.IsDuplicate()) {
@@ -149,6 +149,7 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
 
 void SrvBArbreImpl::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
   constexpr std::string_view kOp = "InsS";
+  isam::Operation op(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   Exige(a.arbre->Nature() == 'S', kOp, a.objet,
@@ -156,7 +157,6 @@ void SrvBArbreImpl::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, in
         "primaire");
   isam::ExigeVivant(f, no_enr, kOp);
   Cle(a, cle, kOp);
-  isam::Operation op(*dossier_, kOp);
   Status s = a.arbre->Insert(key_, static_cast<uint32_t>(no_enr));
   Exige(!s.IsDuplicate(), kOp, a.objet,
         "la clé existe déjà pour l'enregistrement " + std::to_string(no_enr));
@@ -167,6 +167,7 @@ void SrvBArbreImpl::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, in
 
 void SrvBArbreImpl::Recherche(int16_t arbre, std::string_view cle, int16_t fichier, bool& trouve) {
   constexpr std::string_view kOp = "Recherche";
+  isam::Lecture lecture(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   Cle(a, cle, kOp);
@@ -189,6 +190,7 @@ void SrvBArbreImpl::Recherche(int16_t arbre, std::string_view cle, int16_t fichi
 void SrvBArbreImpl::Parcours(int16_t arbre, int16_t fichier, bool premier, bool& trouve,
                              std::string& cle) {
   std::string_view op = premier ? "PremCle" : "SuivCle";
+  isam::Lecture lecture(*dossier_, op);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, op);
   FichierOuvert& f = FichierDe(a, fichier, op);
   Exige(premier || a.curseur, op, a.objet,
@@ -227,6 +229,7 @@ void SrvBArbreImpl::SuivCle(int16_t arbre, int16_t fichier, bool& trouve, std::s
 
 void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
   constexpr std::string_view kOp = "Supprime";
+  isam::Operation op(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   Cle(a, cle, kOp);
@@ -236,7 +239,6 @@ void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr
     isam::ExigeVivant(f, no_enr, kOp);
   }
   Exige(no_enr >= 1, kOp, a.objet, "numéro d'enregistrement " + std::to_string(no_enr) + " refusé");
-  isam::Operation op(*dossier_, kOp);
   Status s = a.arbre->Erase(key_, static_cast<uint32_t>(no_enr));
   if (s.IsNotFound()) {
     std::string shown;
@@ -258,6 +260,7 @@ void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr
 void SrvBArbreImpl::ListeEnr(int16_t arbre, int32_t& nombre, std::string& liste,
                              std::string_view filtre) {
   constexpr std::string_view kOp = "ListeEnr";
+  isam::Lecture lecture(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   // The filter's bytes, then only as many as it has characters (the rest is padding).
   std::string bytes;

@@ -91,6 +91,7 @@ std::vector<uint32_t> SrvBArbreImpl::SupprimesIndexes(ArbreOuvert& a, std::strin
 void SrvBArbreImpl::DescBArbre(int16_t arbre, std::string& entete, std::string& noeuds_libres,
                                std::string& enregistrements_libres) {
   constexpr std::string_view kOp = "DescBArbre";
+  isam::Lecture lecture(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   isam::BTreeHeader h;
   Verifie(a.arbre->Header(&h), kOp, a.objet);
@@ -113,6 +114,7 @@ void SrvBArbreImpl::DescBArbre(int16_t arbre, std::string& entete, std::string& 
 
 void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
   constexpr std::string_view kOp = "InfoBArbre";
+  isam::Lecture lecture(*dossier_, kOp);
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   isam::BTreeHeader h;
   Verifie(a.arbre->Header(&h), kOp, a.objet);

@@ -136,6 +136,7 @@ std::vector<uint32_t> SrvChainageImpl::Lignes(const Contexte& x, std::string_vie
 
 void SrvChainageImpl::PremLigne(int16_t fichier_ligne, int32_t& no_enr) {
   constexpr std::string_view kOp = "PremLigne";
+  isam::Lecture lecture(*dossier_, kOp);
   Contexte x = Prepare(fichier_ligne, kOp);
   uint32_t first = Pointeur(*x.entete, x.courant, x.c->premiere, kOp);
   x.c->pas = 0;
@@ -152,6 +153,7 @@ void SrvChainageImpl::PremLigne(int16_t fichier_ligne, int32_t& no_enr) {
 
 void SrvChainageImpl::SuivLigne(int16_t fichier_ligne, int32_t& no_enr) {
   constexpr std::string_view kOp = "SuivLigne";
+  isam::Lecture lecture(*dossier_, kOp);
   FichierOuvert& l = isam::FichierOuErreur(*dossier_, fichier_ligne, kOp);
   ChainageOuvert* c = dossier_->ChainageDeLigne(fichier_ligne);
   Exige(c != nullptr, kOp, l.objet, "aucun chaînage déclaré pour ce fichier de lignes");
@@ -174,6 +176,7 @@ void SrvChainageImpl::SuivLigne(int16_t fichier_ligne, int32_t& no_enr) {
 
 void SrvChainageImpl::AjouteLigne(int16_t fichier_ligne, int32_t& no_enr) {
   constexpr std::string_view kOp = "AjouteLigne";
+  isam::Operation op(*dossier_, kOp);
   Contexte x = Prepare(fichier_ligne, kOp);
   FichierOuvert& e = *x.entete;
   FichierOuvert& l = *x.ligne;
@@ -187,7 +190,6 @@ void SrvChainageImpl::AjouteLigne(int16_t fichier_ligne, int32_t& no_enr) {
   Exige(no <= isam::kMaxPointer && no != 0x202020, kOp, l.objet,
         "l'enregistrement " + std::to_string(no) +
             " ne peut pas être désigné par un pointeur de 3 caractères");
-  isam::Operation op(*dossier_, kOp);
   isam::AppelleProprietaire(l, false, static_cast<int32_t>(no), kOp);
   Exige(l.fichier->LastRecord() >= no, kOp, l.objet,
         "la méthode Ecrire" + l.methode + " n'a pas écrit l'enregistrement " + std::to_string(no));
@@ -206,6 +208,7 @@ void SrvChainageImpl::AjouteLigne(int16_t fichier_ligne, int32_t& no_enr) {
 
 void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
   constexpr std::string_view kOp = "SupprimeLigne";
+  isam::Operation op(*dossier_, kOp);
   Contexte x = Prepare(fichier_ligne, kOp);
   FichierOuvert& e = *x.entete;
   FichierOuvert& l = *x.ligne;
@@ -217,7 +220,6 @@ void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
         "la ligne " + std::to_string(no_enr) + " n'est pas chaînée sous " + Rec(x.courant, e));
   uint32_t prev = it == lines.begin() ? 0 : *(it - 1);
   uint32_t next = it + 1 == lines.end() ? 0 : *(it + 1);
-  isam::Operation op(*dossier_, kOp);
   if (prev != 0) {
     EcritPointeur(l, prev, x.c->suivante, next, kOp);
   } else {
@@ -236,11 +238,11 @@ void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
 
 void SrvChainageImpl::SupprimeLignes(int16_t fichier_ligne) {
   constexpr std::string_view kOp = "SupprimeLignes";
+  isam::Operation op(*dossier_, kOp);
   Contexte x = Prepare(fichier_ligne, kOp);
   isam::ExigeEcriture(*x.entete, kOp);
   isam::ExigeEcriture(*x.ligne, kOp);
   std::vector<uint32_t> lines = Lignes(x, kOp);
-  isam::Operation op(*dossier_, kOp);
   for (uint32_t no : lines) {
     Verifie(x.ligne->fichier->MarkDeleted(no), kOp, x.ligne->objet);
     if (x.ligne->courant == static_cast<int32_t>(no)) x.ligne->courant = 0;

@@ -65,6 +65,7 @@ void SrvDonneeImpl::ListeOuverts(std::string_view nature, std::string& liste, in
 
 void SrvDonneeImpl::LireEnr(int16_t fichier, int32_t no_enr) {
   constexpr std::string_view kOp = "LireEnr";
+  isam::Lecture lecture(*dossier_, kOp);
   FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
   isam::ExigeVivant(f, no_enr, kOp);
   isam::AppelleProprietaire(f, true, no_enr, kOp);
@@ -127,6 +128,7 @@ void SrvDonneeImpl::Donnee(bool dependance_entreprise, std::string_view nom, int
 
 void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) {
   constexpr std::string_view kOp = "EcrireFichier";
+  isam::Operation op(*dossier_, kOp);
   FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
   isam::ExigeEcriture(f, kOp);
   uint32_t last = f.fichier->LastRecord();
@@ -146,7 +148,6 @@ void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_v
       for (uint32_t at : f.pointeurs) std::memcpy(octets_.data() + at, ancien_.data() + at, 3);
     }
   }
-  isam::Operation op(*dossier_, kOp);
   Verifie(f.fichier->Write(no, octets_), kOp, f.objet);
   dossier_->Touche(&f);
   op.Fin(f.objet);
@@ -154,6 +155,7 @@ void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_v
 
 void SrvDonneeImpl::LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) {
   constexpr std::string_view kOp = "LireFichier";
+  isam::Lecture lecture(*dossier_, kOp);
   FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
   uint32_t last = f.fichier->LastRecord();
   if (no_enr < 1 || static_cast<uint32_t>(no_enr) > last) {
