@@ -69,13 +69,7 @@ void SrvTexteImpl::Justifie(std::string_view texte, int16_t largeur, bool centre
 
 void SrvTexteImpl::SupBlancs(std::string_view texte, std::string& resultat) {
   ExigeUtf8("SupBlancs", "texte", texte);
-  const size_t debut = texte.find_first_not_of(' ');
-  if (debut == std::string_view::npos) {
-    resultat.clear();
-    return;
-  }
-  const size_t fin = texte.find_last_not_of(' ');
-  resultat = std::string(texte.substr(debut, fin - debut + 1));
+  resultat = std::string(text::Trim(texte));
 }
 
 void SrvTexteImpl::Remplace(std::string_view texte, std::string_view cherche,

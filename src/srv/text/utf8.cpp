@@ -103,6 +103,18 @@ size_t CharOffset(std::string_view s, size_t n) {
   return s.size();
 }
 
+std::vector<std::string_view> SplitChars(std::string_view s) {
+  std::vector<std::string_view> out;
+  size_t start = 0;
+  for (size_t pos = 1; pos <= s.size(); ++pos) {
+    if (pos == s.size() || !IsContinuation(static_cast<unsigned char>(s[pos]))) {
+      out.push_back(s.substr(start, pos - start));
+      start = pos;
+    }
+  }
+  return out;
+}
+
 std::string_view Left(std::string_view s, size_t n) { return s.substr(0, CharOffset(s, n)); }
 
 std::string_view Right(std::string_view s, size_t n) {
@@ -131,6 +143,44 @@ void AssignFixed(std::string* field, std::string_view s, size_t width) {
   const size_t chars = CountChars(cut);
   field->assign(cut.data(), cut.size());  // assign copes with a view into *field
   field->append(width - chars, ' ');
+}
+
+namespace {
+
+char LowerChar(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char UpperChar(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+}  // namespace
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (LowerChar(a[i]) != LowerChar(b[i])) return false;
+  }
+  return true;
+}
+
+std::string UpperAscii(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = UpperChar(c);
+  return out;
+}
+
+std::string LowerAscii(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = LowerChar(c);
+  return out;
+}
+
+std::string_view Trim(std::string_view s, std::string_view blanks) {
+  const size_t first = s.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return s.substr(first, s.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view TrimRight(std::string_view s, std::string_view blanks) {
+  const size_t last = s.find_last_not_of(blanks);
+  return last == std::string_view::npos ? std::string_view{} : s.substr(0, last + 1);
 }
 
 }  // namespace vesk::text

@@ -1,5 +1,6 @@
-// UTF-8 helpers that count characters (code points), never bytes: validation, decoding, and the
-// BASIC-style Left/Mid/Right and fixed-length assignment that fields and layouts rely on.
+// UTF-8 helpers that count characters (code points), never bytes: validation, decoding, the
+// BASIC-style Left/Mid/Right and fixed-length assignment that fields and layouts rely on, and
+// the ASCII case and blank helpers that names and keywords share.
 // Free functions without state; safe from any thread. Only Mid throws (position 0).
 #ifndef VESK_SRV_TEXT_UTF8_H_
 #define VESK_SRV_TEXT_UTF8_H_
@@ -7,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk::text {
 
@@ -60,6 +62,8 @@ bool ForEachCodePoint(std::string_view s, F&& f) {
 size_t CountChars(std::string_view s);
 // Byte offset at which character n (0-based) starts; s.size() when s has n characters or fewer.
 size_t CharOffset(std::string_view s, size_t n);
+// The characters of s, one view each.
+std::vector<std::string_view> SplitChars(std::string_view s);
 
 // The first n characters of s (all of s when shorter).
 std::string_view Left(std::string_view s, size_t n);
@@ -75,6 +79,17 @@ std::string_view Mid(std::string_view s, size_t start, size_t n = kToEnd);
 std::string FixedWidth(std::string_view s, size_t width);
 // The same, written into *field (its storage reused). s may view *field itself.
 void AssignFixed(std::string* field, std::string_view s, size_t width);
+
+// Names and keywords: only the ASCII letters A-Z and a-z change case; every other byte, and so
+// every accented letter, is kept and compared as it is.
+bool EqualNoCase(std::string_view a, std::string_view b);
+std::string UpperAscii(std::string_view s);
+std::string LowerAscii(std::string_view s);
+
+// s without the leading and trailing bytes found in blanks (spaces by default).
+std::string_view Trim(std::string_view s, std::string_view blanks = " ");
+// s without the trailing bytes found in blanks.
+std::string_view TrimRight(std::string_view s, std::string_view blanks = " ");
 
 }  // namespace vesk::text
 

@@ -15,6 +15,8 @@ TEST(Utf8Test, CountsCharactersNotBytes) {
   EXPECT_EQ(CountChars("€😀a"), 3u);
   EXPECT_EQ(CharOffset("Clé€x", 3), 4u);
   EXPECT_EQ(CharOffset("Clé", 9), 4u);
+  EXPECT_EQ(SplitChars("aé€😀"), (std::vector<std::string_view>{"a", "é", "€", "😀"}));
+  EXPECT_TRUE(SplitChars("").empty());
 }
 
 TEST(Utf8Test, LeftMidRightCutBetweenCharacters) {
@@ -73,6 +75,26 @@ TEST(Utf8Test, CheckNamesTheFirstBadByte) {
        {"\xC1\xBF", "\xE0\x9F\xBF", "\xED\xBF\xBF", "\xF4\x90\x80\x80", "\xF0\x9F\x98", "\xBF"}) {
     EXPECT_FALSE(IsValidUtf8(bad)) << bad;
   }
+}
+
+TEST(Utf8Test, AsciiCaseLeavesOtherLettersAlone) {
+  EXPECT_TRUE(EqualNoCase("Synchro", "sYNCHRO"));
+  EXPECT_TRUE(EqualNoCase("", ""));
+  EXPECT_FALSE(EqualNoCase("Clé", "CLÉ"));  // É is not an ASCII letter
+  EXPECT_FALSE(EqualNoCase("ab", "abc"));
+  EXPECT_FALSE(EqualNoCase("[", "{"));  // 0x5B and 0x7B differ by 32 but are no letters
+  EXPECT_EQ(UpperAscii("pdf+txt é_9"), "PDF+TXT é_9");
+  EXPECT_EQ(LowerAscii(".PDF ÉTÉ"), ".pdf ÉtÉ");
+}
+
+TEST(Utf8Test, TrimDropsOnlyTheGivenBlanks) {
+  EXPECT_EQ(Trim("  a b  "), "a b");
+  EXPECT_EQ(Trim("    "), "");
+  EXPECT_EQ(Trim(""), "");
+  EXPECT_EQ(Trim("\t x\t"), "\t x\t");  // spaces only by default
+  EXPECT_EQ(Trim("\t x \r\n", " \t\r\n"), "x");
+  EXPECT_EQ(TrimRight("  é  "), "  é");
+  EXPECT_EQ(TrimRight("   "), "");
 }
 
 }  // namespace
