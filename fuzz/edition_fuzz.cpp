@@ -13,6 +13,7 @@
 #include "srv/report/descriptor.h"
 #include "srv/report/layout.h"
 #include "srv/report/renderer.h"
+#include "srv/text/utf8.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (newline == std::string_view::npos) return 0;
   std::string_view rest = input.substr(newline + 1);
-  if (FirstBadUtf8(rest) != 0) return 0;
+  if (!vesk::text::IsValidUtf8(rest)) return 0;
   DocumentInfo info;
   info.title = "FUZZ";
   info.landscape = (size & 1) != 0;

@@ -1,7 +1,7 @@
-// Character-level helpers of the listing layout: UTF-8 checking, counting and cutting by code
-// points, and the wrapping of a text into lines of a given width (nothing is ever dropped but
-// the spaces where a line is broken). Free functions without state; safe from any thread.
-// (They stand in for the shared text helpers of src/srv/text until the layout moves to them.)
+// Character-level helpers of the listing layout, written over the shared text helpers of
+// src/srv/text: refusing control characters, expanding tabs and line breaks, and wrapping a text
+// into lines of a given width (nothing is ever dropped but the spaces where a line is broken).
+// Free functions without state; safe from any thread.
 #ifndef VESK_SRV_REPORT_CHARS_H_
 #define VESK_SRV_REPORT_CHARS_H_
 
@@ -12,16 +12,9 @@
 
 namespace vesk::report {
 
-// 0 when s is valid UTF-8, else the 1-based character position of the first bad byte.
-size_t FirstBadUtf8(std::string_view s);
 // 0 when s holds no control character other than newline, carriage return and tab, else the
 // 1-based character position of the first one. s must be valid UTF-8.
 size_t FirstControl(std::string_view s);
-
-// Number of characters (code points) of valid UTF-8 s.
-size_t CharCount(std::string_view s);
-// The characters of valid UTF-8 s, one view each.
-std::vector<std::string_view> SplitChars(std::string_view s);
 
 // s with tabs expanded to the next multiple of 8 characters, "\r\n" and lone "\r" made "\n".
 std::string NormalizeBreaks(std::string_view s);
@@ -34,11 +27,6 @@ std::vector<std::string> Wrap(std::string_view s, size_t width, bool by_words);
 
 // Number of characters of the longest word (run of non-spaces) of s.
 size_t LongestWord(std::string_view s);
-
-// s without leading and trailing spaces.
-std::string_view Trim(std::string_view s);
-// s without trailing spaces.
-std::string_view TrimRight(std::string_view s);
 
 }  // namespace vesk::report
 

@@ -6,6 +6,7 @@
 #include "srv/erreur_service.h"
 #include "srv/report/bracket_tree.h"
 #include "srv/report/chars.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::report {
 
@@ -24,7 +25,7 @@ std::string Quote(std::string_view s) { return "« " + std::string(s) + " »"; }
 
 // An integer from lo to hi written in digits, else -1.
 int ParseInt(std::string_view s, int lo, int hi) {
-  s = Trim(s);
+  s = text::Trim(s);
   int value = 0;
   if (s.empty() || s.find_first_not_of("0123456789") != std::string_view::npos) return -1;
   const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), value);
@@ -49,7 +50,7 @@ class Parser {
                               std::to_string(root.children.size()));
     }
     const BracketNode& style = Atom(root.children[0], "style du cadre");
-    if (!ParseStyle(Trim(style.text), &d_.style)) {
+    if (!ParseStyle(text::Trim(style.text), &d_.style)) {
       Fail(style.position, "style du cadre " + Quote(style.text) +
                                " inconnu (taille P, M ou G puis graisse S ou D, ex. « PS »)");
     }
@@ -80,7 +81,7 @@ class Parser {
                Quote(node.text));
     }
     if (!node.children.empty() && !node.children[0].is_list &&
-        Trim(node.children[0].text).starts_with('@')) {
+        text::Trim(node.children[0].text).starts_with('@')) {
       GroupElement(node, level);
     } else {
       ColumnElement(node);
@@ -88,7 +89,7 @@ class Parser {
   }
 
   void GroupElement(const BracketNode& node, int level) {
-    const std::string_view name = Trim(node.children[0].text).substr(1);
+    const std::string_view name = text::Trim(node.children[0].text).substr(1);
     if (name.empty()) Fail(node.children[0].position, "nom de groupe vide après « @ »");
     if (node.children.size() < 2) {
       Fail(node.position, "le groupe " + Quote(name) + " n'a aucune colonne");
@@ -112,11 +113,11 @@ class Parser {
     if (parts.size() < 3) {
       Fail(node.position, "colonne incomplète : « [CLE,TITRE,TYPE,LARGEUR,...,CADRAGE] » attendu");
     }
-    col.key = Trim(Atom(*parts[0], "clé de colonne").text);
+    col.key = text::Trim(Atom(*parts[0], "clé de colonne").text);
     if (col.key.empty()) Fail(parts[0]->position, "clé de colonne vide");
     if (d_.Find(col.key) >= 0) Fail(parts[0]->position, "colonne " + Quote(col.key) + " en double");
-    col.title = Trim(Atom(*parts[1], "titre de colonne").text);
-    const std::string_view type = Trim(Atom(*parts[2], "type de colonne").text);
+    col.title = text::Trim(Atom(*parts[1], "titre de colonne").text);
+    const std::string_view type = text::Trim(Atom(*parts[2], "type de colonne").text);
     if (type != "A" && type != "N" && type != "B") {
       Fail(parts[2]->position, "colonne " + col.key + " : type " + Quote(type) +
                                    " inconnu (A texte, N nombre, B booléen)");
@@ -156,7 +157,7 @@ class Parser {
       }
     }
     const BracketNode& a = Atom(*rest.back(), "cadrage");
-    const std::string_view align = Trim(a.text);
+    const std::string_view align = text::Trim(a.text);
     if (align == "G") {
       col.align = Align::kLeft;
     } else if (align == "D") {
@@ -171,7 +172,7 @@ class Parser {
 
   void Options(Column& col, const BracketNode& options) {
     for (const BracketNode& o : options.children) {
-      const std::string_view letter = Trim(Atom(o, "option de colonne").text);
+      const std::string_view letter = text::Trim(Atom(o, "option de colonne").text);
       if (letter == "A") {
         col.wrap_words = true;
       } else if (letter == "E") {
@@ -227,8 +228,8 @@ int Descriptor::TextWidth() const {
 }
 
 Descriptor ParseDescriptor(std::string_view text) {
-  const size_t bad = FirstBadUtf8(text);
-  if (bad != 0) Fail(bad, "texte UTF-8 incorrect");
+  const text::TextResult utf8 = text::CheckUtf8(text);
+  if (!utf8) Fail(utf8.position, "texte UTF-8 incorrect");
   return Parser().Parse(text);
 }
 

@@ -142,9 +142,11 @@ TEST(Wrap, CutsAtWordsOrCharactersAndLosesNothing) {
   EXPECT_EQ(Wrap("  retrait", 20, true), (std::vector<std::string>{"  retrait"}));
   EXPECT_EQ(Wrap("", 5, true), (std::vector<std::string>{""}));
   EXPECT_EQ(NormalizeBreaks("a\tb\r\nc\rd"), "a       b\nc\nd");
-  EXPECT_EQ(FirstBadUtf8("ab\xE9z"), 3u);
-  EXPECT_EQ(FirstBadUtf8("\xED\xA0\x80"), 1u);  // a surrogate
+  EXPECT_EQ(NormalizeBreaks("é\tx\n\tz"), "é       x\n        z");  // columns count characters
   EXPECT_EQ(FirstControl("é\x01"), 2u);
+  EXPECT_EQ(FirstControl("ab\x7F"), 3u);
+  EXPECT_EQ(FirstControl("é\xC2\x85"), 2u);  // U+0085, a C1 control
+  EXPECT_EQ(FirstControl("\xC2\xA0"), 0u);   // U+00A0 is a character
   EXPECT_EQ(FirstControl("a\tb\n"), 0u);
 }
 

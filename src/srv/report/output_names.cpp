@@ -5,19 +5,11 @@
 #include <utility>
 
 #include "srv/erreur_service.h"
-#include "srv/report/chars.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::report {
 
 namespace {
-
-std::string Upper(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return out;
-}
 
 std::string Quote(std::string_view s) { return "« " + std::string(s) + " »"; }
 
@@ -26,15 +18,11 @@ std::string Extension(std::string_view chemin) {
   const size_t slash = chemin.find_last_of("/\\");
   const size_t dot = chemin.rfind('.');
   if (dot == std::string_view::npos || (slash != std::string_view::npos && dot < slash)) return "";
-  std::string ext(chemin.substr(dot));
-  for (char& c : ext) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return ext;
+  return text::LowerAscii(chemin.substr(dot));
 }
 
 void LitSortie(std::string_view sortie, Sorties* s, std::string_view titre) {
-  const std::string u = Upper(Trim(sortie));
+  const std::string u = text::UpperAscii(text::Trim(sortie));
   if (u == "PDF" || u == "PDF+TXT" || u == "TXT+PDF") s->pdf = true;
   if (u == "TXT" || u == "PDF+TXT" || u == "TXT+PDF") s->txt = true;
   if (!s->pdf && !s->txt) {
@@ -62,7 +50,7 @@ Sorties ChoisitSorties(std::string_view sortie, std::string_view defaut, std::st
     throw ErreurService("OuvEdt", fichier,
                         "extension " + Quote(ext) + " inconnue pour une édition (.pdf ou .txt)");
   }
-  if (!Trim(sortie).empty()) {
+  if (!text::Trim(sortie).empty()) {
     LitSortie(sortie, &s, titre);
   } else if (!ext.empty()) {
     s.pdf = ext == ".pdf";
@@ -85,7 +73,7 @@ Sorties ChoisitSorties(std::string_view sortie, std::string_view defaut, std::st
 
 std::string NomDeTitre(std::string_view titre) {
   std::string nom;
-  for (std::string_view c : SplitChars(titre)) {
+  for (std::string_view c : text::SplitChars(titre)) {
     std::string_view plain = c;
     for (const auto& [accent, lettre] : kSansAccent) {
       if (c == accent) plain = lettre;
@@ -161,7 +149,7 @@ std::string TexteDate(const platform::DateHeure& h) {
 
 bool FormateNombre(std::string_view texte, int decimales, std::string* valeur,
                    std::string* erreur) {
-  const std::string_view t = Trim(texte);
+  const std::string_view t = text::Trim(texte);
   valeur->clear();
   if (t.empty()) return true;
   size_t i = 0;
@@ -194,7 +182,7 @@ bool FormateNombre(std::string_view texte, int decimales, std::string* valeur,
 }
 
 bool FormateBooleen(std::string_view texte, std::string* valeur) {
-  const std::string u = Upper(Trim(texte));
+  const std::string u = text::UpperAscii(text::Trim(texte));
   if (u == "O" || u == "OUI" || u == "V" || u == "VRAI" || u == "-1" || u == "1") {
     *valeur = "Oui";
   } else if (u.empty() || u == "N" || u == "NON" || u == "F" || u == "FAUX" || u == "0") {
@@ -206,7 +194,7 @@ bool FormateBooleen(std::string_view texte, std::string* valeur) {
 }
 
 std::string FamillePolice(std::string_view police) {
-  const std::string u = Upper(Trim(police));
+  const std::string u = text::UpperAscii(text::Trim(police));
   if (u.empty() || u == "ARIAL" || u == "HELVETICA" || u == "LIBERATION SANS") {
     return "Liberation Sans";
   }

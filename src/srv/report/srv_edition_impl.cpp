@@ -7,6 +7,7 @@
 #include "srv/report/chars.h"
 #include "srv/report/output_names.h"
 #include "srv/srv_ecran.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -29,13 +30,13 @@ std::string Guillemets(std::string_view s) { return "Â« " + std::string(s) + " Â
 // Refuses a text that is not UTF-8 or holds control characters; quoi names it in the message.
 void ExigeTexte(std::string_view operation, std::string_view objet, std::string_view quoi,
                 std::string_view texte) {
-  size_t position = report::FirstBadUtf8(texte);
-  if (position != 0) {
-    throw ErreurService(
-        operation, objet,
-        std::string(quoi) + " : texte UTF-8 incorrect en position " + std::to_string(position));
+  const text::TextResult utf8 = text::CheckUtf8(texte);
+  if (!utf8) {
+    throw ErreurService(operation, objet,
+                        std::string(quoi) + " : texte UTF-8 incorrect en position " +
+                            std::to_string(utf8.position));
   }
-  position = report::FirstControl(texte);
+  const size_t position = report::FirstControl(texte);
   if (position != 0) {
     throw ErreurService(
         operation, objet,
@@ -161,7 +162,7 @@ void SrvEditionImpl::DefEdt(std::string_view descripteur) {
 }
 
 std::string SrvEditionImpl::Valeur(const Column& col, std::string_view texte, bool brut) const {
-  if (brut) texte = report::TrimRight(texte);
+  if (brut) texte = text::TrimRight(texte);
   if (col.type == 'N') {
     std::string valeur;
     std::string erreur;

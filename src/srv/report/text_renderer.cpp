@@ -3,8 +3,8 @@
 
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
-#include "srv/report/chars.h"
 #include "srv/report/renderer.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::report {
 
@@ -13,7 +13,7 @@ namespace {
 std::string Spaces(size_t n) { return std::string(n, ' '); }
 
 std::string Aligned(std::string_view text, size_t width, Align align) {
-  const size_t len = CharCount(text);
+  const size_t len = text::CountChars(text);
   const size_t room = len < width ? width - len : 0;
   const size_t left = align == Align::kRight ? room : align == Align::kCentre ? room / 2 : 0;
   return Spaces(left) + std::string(text) + Spaces(room - left);
@@ -36,7 +36,7 @@ class Canvas {
     for (int y : {y0, y1}) cells_[y][x0] = cells_[y][x1] = "+";
   }
   void Put(int x, int y, std::string_view text) {
-    for (std::string_view c : SplitChars(text)) {
+    for (std::string_view c : text::SplitChars(text)) {
       if (x < static_cast<int>(cells_[y].size())) cells_[y][x++] = std::string(c);
     }
   }
@@ -79,7 +79,7 @@ class TextWriter {
       for (const Block& b : doc_.pages[i].blocks) Draw(b, &lines);
       if (i > 0) out += '\f';
       for (const std::string& l : lines) {
-        out += TrimRight(l);
+        out += text::TrimRight(l);
         out += '\n';
       }
     }
@@ -93,7 +93,7 @@ class TextWriter {
       if (!right.empty()) right += "  ";
       right += "page " + std::to_string(page) + " / " + std::to_string(doc_.pages.size());
     }
-    const size_t used = CharCount(doc_.info.title) + CharCount(right);
+    const size_t used = text::CountChars(doc_.info.title) + text::CountChars(right);
     const size_t room = static_cast<size_t>(width_) > used + 2 ? width_ - used : 2;
     lines->push_back(doc_.info.title + Spaces(right.empty() ? 0 : room) + right);
     if (!doc_.info.subtitle.empty()) lines->push_back(doc_.info.subtitle);
