@@ -6,6 +6,7 @@
 #include <span>
 
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -14,34 +15,19 @@ namespace {
 // How long an append waits for another process holding the file.
 constexpr int kAttenteVerrouMs = 5000;
 
-// Length of the UTF-8 sequence at s[i], or 0 when the bytes there are not one.
-size_t SequenceUtf8(std::string_view s, size_t i) {
-  auto b = [&](size_t k) { return static_cast<uint8_t>(s[k]); };
-  uint8_t c = b(i);
-  if (c < 0x80) return 1;
-  size_t n = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
-  if (n == 0 || c > 0xF4 || i + n > s.size()) return 0;
-  for (size_t k = 1; k < n; ++k) {
-    if ((b(i + k) & 0xC0) != 0x80) return 0;
-  }
-  uint8_t c1 = b(i + 1);
-  if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 > 0x9F)) return 0;
-  if ((c == 0xF0 && c1 < 0x90) || (c == 0xF4 && c1 > 0x8F)) return 0;
-  return n;
-}
-
 void AjouteEchappe(std::string& out, std::string_view s) {
   for (size_t i = 0; i < s.size();) {
     auto c = static_cast<uint8_t>(s[i]);
-    size_t n = SequenceUtf8(s, i);
-    if (n == 0 || (c < 0x20 && c != '\t') || c == 0x7F) {
+    size_t suivant = i;
+    char32_t cp = 0;
+    if (!text::DecodeUtf8(s, &suivant, &cp) || (c < 0x20 && c != '\t') || c == 0x7F) {
       char code[5];
       std::snprintf(code, sizeof code, "\\x%02X", c);
       out += code;
       ++i;
     } else {
-      out.append(s.substr(i, n));
-      i += n;
+      out.append(s.substr(i, suivant - i));
+      i = suivant;
     }
   }
 }

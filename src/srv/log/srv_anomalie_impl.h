@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 #include "srv/srv_anomalie.h"
 
 namespace vesk {

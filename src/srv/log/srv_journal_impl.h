@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 #include "srv/srv_journal.h"
 
 namespace vesk {

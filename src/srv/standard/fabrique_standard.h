@@ -9,7 +9,7 @@
 #include <functional>
 #include <memory>
 
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 #include "srv/fabrique_services.h"
 #include "srv/isam/env.h"
 #include "srv/log/srv_anomalie_impl.h"

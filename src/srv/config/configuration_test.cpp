@@ -1,4 +1,4 @@
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 
 #include <gtest/gtest.h>
 

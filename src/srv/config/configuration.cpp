@@ -1,9 +1,10 @@
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 
 #include <cstdint>
 
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -12,54 +13,11 @@ namespace {
 constexpr std::string_view kOperation = "Lecture de la configuration";
 constexpr std::string_view kClesConnues =
     "application, entreprise, editions, separateur_csv, synchro";
+constexpr std::string_view kBlancs = " \t\r\n";
 
-bool EstBlanc(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool EstBlanc(char c) { return kBlancs.find(c) != std::string_view::npos; }
 
-std::string_view SansBlancs(std::string_view s) {
-  while (!s.empty() && EstBlanc(s.front())) s.remove_prefix(1);
-  while (!s.empty() && EstBlanc(s.back())) s.remove_suffix(1);
-  return s;
-}
-
-std::string Minuscules(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return out;
-}
-
-// Length of the UTF-8 sequence starting at s[i], or 0 when it is not a valid one.
-size_t LongueurUtf8(std::string_view s, size_t i) {
-  auto b = [&](size_t k) { return static_cast<uint8_t>(s[k]); };
-  uint8_t c = b(i);
-  if (c < 0x80) return 1;
-  size_t n = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
-  if (n == 0 || c > 0xF4 || i + n > s.size()) return 0;
-  for (size_t k = 1; k < n; ++k) {
-    if ((b(i + k) & 0xC0) != 0x80) return 0;
-  }
-  uint8_t c1 = b(i + 1);
-  if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 > 0x9F)) return 0;  // overlong, surrogate
-  if ((c == 0xF0 && c1 < 0x90) || (c == 0xF4 && c1 > 0x8F)) return 0;  // overlong, > U+10FFFF
-  return n;
-}
-
-// Offset of the first byte that does not begin a valid UTF-8 sequence, or npos.
-size_t PremierOctetInvalide(std::string_view s) {
-  for (size_t i = 0; i < s.size();) {
-    size_t n = LongueurUtf8(s, i);
-    if (n == 0) return i;
-    i += n;
-  }
-  return std::string_view::npos;
-}
-
-size_t NombreCaracteres(std::string_view s) {
-  size_t n = 0;
-  for (char c : s) n += (static_cast<uint8_t>(c) & 0xC0) != 0x80;
-  return n;
-}
+std::string_view SansBlancs(std::string_view s) { return text::Trim(s, kBlancs); }
 
 bool ContientControle(std::string_view s) {
   for (char c : s) {
@@ -73,7 +31,7 @@ std::string Cite(std::string_view s) { return "« " + std::string(s) + " »"; }
 
 // Checks the value of a key and stores it; returns the reason of a refusal, empty when taken.
 std::string Affecte(Configuration& config, const std::string& cle, std::string_view valeur) {
-  if (PremierOctetInvalide(valeur) != std::string_view::npos) {
+  if (!text::IsValidUtf8(valeur)) {
     return "la valeur de " + Cite(cle) + " n'est pas un texte UTF-8 valide";
   }
   std::string refus = "valeur " + Cite(valeur) + " refusée pour " + Cite(cle) + " : ";
@@ -95,13 +53,13 @@ std::string Affecte(Configuration& config, const std::string& cle, std::string_v
       return refus + "valeur vide (un « ; » précédé d'un blanc commence un commentaire : " +
              "écrivez separateur_csv = \";\")";
     }
-    if (NombreCaracteres(valeur) != 1) return refus + "un seul caractère est attendu";
+    if (text::CountChars(valeur) != 1) return refus + "un seul caractère est attendu";
     if ((ContientControle(valeur) && valeur != "\t") || valeur == "\"") {
       return refus + "ni guillemet ni caractère de contrôle (la tabulation est admise)";
     }
     config.separateur_csv = valeur;
   } else if (cle == "synchro") {
-    std::string v = Minuscules(valeur);
+    std::string v = text::LowerAscii(valeur);
     if (v != "full" && v != "off") return refus + "full ou off attendu";
     config.synchro = v == "full" ? Synchro::kFull : Synchro::kOff;
   } else {
@@ -162,22 +120,22 @@ LecteurConfiguration::LecteurConfiguration(Configuration& config, std::string fi
 
 void LecteurConfiguration::VerifieTexte(std::string_view texte) const {
   int ligne = 1;
-  for (size_t i = 0; i < texte.size();) {
-    if (texte[i] == '\0') ErreurLigne(ligne, "octet de code 0 dans le fichier");
-    size_t n = LongueurUtf8(texte, i);
-    if (n == 0) {
+  size_t pos = 0;
+  char32_t c = 0;
+  while (pos < texte.size()) {
+    if (texte[pos] == '\0') ErreurLigne(ligne, "octet de code 0 dans le fichier");
+    if (!text::DecodeUtf8(texte, &pos, &c)) {
       ErreurLigne(ligne,
                   "le fichier n'est pas en UTF-8 (enregistrez-le en UTF-8, pas en Windows-1252)");
     }
-    if (texte[i] == '\n') ++ligne;
-    i += n;
+    if (c == '\n') ++ligne;
   }
 }
 
 void LecteurConfiguration::Applique(std::string_view section, std::string_view cle,
                                     std::string_view valeur, int ligne) {
-  std::string nom = Minuscules(SansBlancs(cle));
-  if (!section.empty() && Minuscules(SansBlancs(section)) != "vesk") {
+  std::string nom = text::LowerAscii(SansBlancs(cle));
+  if (!section.empty() && !text::EqualNoCase(SansBlancs(section), "vesk")) {
     ErreurLigne(ligne, "clé " + Cite(nom) + " sous la section inconnue " +
                            Cite(std::string(section)) + " (seule [vesk] est lue)");
   }
