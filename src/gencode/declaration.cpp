@@ -7,6 +7,7 @@
 #include "gencode/disposition.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -31,19 +32,11 @@ std::string Nombre(double valeur) {
   return r;
 }
 
-size_t NbCaracteres(std::string_view s) {
-  size_t n = 0;
-  for (char c : s) {
-    if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) ++n;
-  }
-  return n;
-}
-
 // The name as a key of Fic: padded with spaces to the key's width (a longer name is left to
 // the B-tree service, which refuses it).
 std::string CleFic(std::string_view nom) {
   std::string cle(nom);
-  const size_t n = NbCaracteres(cle);
+  const size_t n = text::CountChars(cle);
   if (n < kLargeurNomFic) cle.append(kLargeurNomFic - n, ' ');
   return cle;
 }

@@ -1,5 +1,6 @@
 #include "gencode/disposition.h"
 
+#include <algorithm>
 #include <string>
 
 #include "core/etat_module.h"
@@ -7,6 +8,7 @@
 #include "gencode/etat_gencode.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -19,12 +21,7 @@ constexpr std::string_view kInst = "Inst";
 // The line without its leading spaces, in upper case. Only ASCII letters change: the kinds
 // depend on ASCII keywords, "THEN" and ":" alone, which no other letter's upper case can form.
 std::string SansEspacesMajuscules(std::string_view ligne) {
-  const size_t debut = ligne.find_first_not_of(' ');
-  std::string s(debut == std::string_view::npos ? std::string_view() : ligne.substr(debut));
-  for (char& c : s) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return s;
+  return text::UpperAscii(ligne.substr(std::min(ligne.find_first_not_of(' '), ligne.size())));
 }
 
 int16_t EspacesEnTete(std::string_view ligne) {

@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "srv/text/utf8.h"
+
 namespace vesk {
 
 namespace {
@@ -26,20 +28,8 @@ bool EstMot(char c) {
   return EstLettre(c) || (c >= '0' && c <= '9') || static_cast<unsigned char>(c) >= 0x80;
 }
 
-std::string Majuscules(std::string_view s) {
-  std::string r(s);
-  for (char& c : r) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return r;
-}
-
-std::string_view Nettoie(std::string_view s) {
-  const size_t debut = s.find_first_not_of(" \t");
-  if (debut == std::string_view::npos) return {};
-  const size_t fin = s.find_last_not_of(" \t");
-  return s.substr(debut, fin - debut + 1);
-}
+// s without its leading and trailing spaces and tabs.
+std::string_view Nettoie(std::string_view s) { return text::Trim(s, " \t"); }
 
 // The code of a line: without its comment (an apostrophe or a Rem statement outside strings),
 // cut into statements at the colons outside strings.
@@ -54,7 +44,7 @@ std::vector<std::string_view> Instructions(std::string_view ligne) {
     const bool fin = c == '\'' || i == ligne.size();
     if (c == ':' || fin) {
       std::string_view inst = Nettoie(ligne.substr(debut, i - debut));
-      const std::string tete = Majuscules(inst.substr(0, 4));
+      const std::string tete = text::UpperAscii(inst.substr(0, 4));
       if (tete == "REM" || tete == "REM ") return r;
       if (!inst.empty()) r.push_back(inst);
       debut = i + 1;
@@ -121,7 +111,7 @@ std::string_view Verificateur::Etiquette(std::string_view& texte) {
   while (i < texte.size() && EstMot(texte[i])) ++i;
   if (i >= texte.size() || texte[i] != ':') return {};
   const std::string_view nom = texte.substr(0, i);
-  const std::string haut = Majuscules(nom);
+  const std::string haut = text::UpperAscii(nom);
   if (haut == "ELSE") return {};
   texte = Nettoie(texte.substr(i + 1));
   return nom;
@@ -132,7 +122,7 @@ void Verificateur::Ligne(std::string_view texte, int32_t numero) {
   texte = Nettoie(texte);
   const std::string_view etiquette = Etiquette(texte);
   if (!etiquette.empty()) {
-    auto [it, nouvelle] = etiquettes_.emplace(Majuscules(etiquette), numero);
+    auto [it, nouvelle] = etiquettes_.emplace(text::UpperAscii(etiquette), numero);
     if (!nouvelle) {
       Defaut(numero, "étiquette « " + std::string(etiquette) + " » déjà définie ligne " +
                          std::to_string(it->second));
@@ -147,13 +137,13 @@ void Verificateur::Ligne(std::string_view texte, int32_t numero) {
 
 void Verificateur::Renvois(const std::vector<std::string_view>& mots) {
   for (size_t i = 0; i < mots.size(); ++i) {
-    const std::string mot = Majuscules(mots[i]);
+    const std::string mot = text::UpperAscii(mots[i]);
     if (mot != "GOTO" && mot != "GOSUB") continue;
-    const bool sur_erreur = i >= 2 && Majuscules(mots[i - 1]) == "ERROR";
+    const bool sur_erreur = i >= 2 && text::UpperAscii(mots[i - 1]) == "ERROR";
     for (size_t j = i + 1; j < mots.size(); j += 2) {
       if (!(sur_erreur && mots[j] == "0")) {
-        renvois_.push_back(
-            {Majuscules(mots[j]), std::string(mots[j]), mot == "GOTO" ? "Goto" : "Gosub", ligne_});
+        renvois_.push_back({text::UpperAscii(mots[j]), std::string(mots[j]),
+                            mot == "GOTO" ? "Goto" : "Gosub", ligne_});
       }
       if (j + 1 >= mots.size() || mots[j + 1] != ",") break;
     }
@@ -176,12 +166,12 @@ void Verificateur::OuvreProcedure(const std::string& type, std::string_view inst
 void Verificateur::Si(const std::string& premier, std::string_view inst,
                       const std::vector<std::string_view>& mots, bool& suite_ignoree) {
   auto then = std::find_if(mots.begin(), mots.end(),
-                           [](std::string_view m) { return Majuscules(m) == "THEN"; });
+                           [](std::string_view m) { return text::UpperAscii(m) == "THEN"; });
   if (then == mots.end()) {
     Defaut(ligne_, "« " + std::string(inst) + " » sans « Then »");
     return;
   }
-  const bool bloc = then + 1 == mots.end() && Majuscules(inst).ends_with("THEN");
+  const bool bloc = then + 1 == mots.end() && text::UpperAscii(inst).ends_with("THEN");
   if (premier == "ELSEIF") {
     if (pile_.empty() || pile_.back().type != "IF") {
       Defaut(ligne_, "« ElseIf » hors d'un bloc « If »");
@@ -197,12 +187,12 @@ void Verificateur::Instruction(std::string_view inst, bool& suite_ignoree) {
   std::vector<std::string_view> mots = Mots(inst);
   if (mots.empty()) return;
   size_t k = 0;
-  std::string premier = Majuscules(mots[0]);
+  std::string premier = text::UpperAscii(mots[0]);
   if ((premier == "PUBLIC" || premier == "PRIVATE" || premier == "STATIC") && mots.size() > 1) {
     k = 1;
-    premier = Majuscules(mots[1]);
+    premier = text::UpperAscii(mots[1]);
   }
-  const std::string second = mots.size() > k + 1 ? Majuscules(mots[k + 1]) : "";
+  const std::string second = mots.size() > k + 1 ? text::UpperAscii(mots[k + 1]) : "";
   if (premier == "SUB" || premier == "FUNCTION") {
     OuvreProcedure(premier, inst);
   } else if (premier == "IF" || premier == "ELSEIF") {

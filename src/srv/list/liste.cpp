@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "srv/text/utf8.h"
+
 namespace vesk::list {
 
 namespace {
@@ -85,12 +87,7 @@ std::string Fault::Message() const {
 }
 
 std::size_t CharPosition(std::string_view text, std::size_t offset) {
-  std::size_t position = 1;
-  for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
-    // Every byte but a UTF-8 continuation byte (10xxxxxx) starts a character.
-    if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) ++position;
-  }
-  return position;
+  return 1 + text::CountChars(text.substr(0, offset));
 }
 
 Fault Check(std::string_view text) {

@@ -5,6 +5,7 @@
 
 #include "srv/erreur_service.h"
 #include "srv/list/liste.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -14,12 +15,8 @@ namespace {
 constexpr std::size_t kApercu = 40;
 
 std::string Apercu(std::string_view texte) {
-  std::size_t caracteres = 0;
-  for (std::size_t i = 0; i < texte.size(); ++i) {
-    if ((static_cast<unsigned char>(texte[i]) & 0xC0) == 0x80) continue;
-    if (++caracteres > kApercu) return std::string(texte.substr(0, i)) + "...";
-  }
-  return std::string(texte);
+  const std::size_t fin = text::CharOffset(texte, kApercu);
+  return std::string(texte.substr(0, fin)) + (fin < texte.size() ? "..." : "");
 }
 
 void ExigeListe(const list::Fault& fault, std::string_view operation, std::string_view liste) {

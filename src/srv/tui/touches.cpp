@@ -1,7 +1,8 @@
 #include "srv/tui/touches.h"
 
 #include <array>
-#include <cctype>
+
+#include "srv/text/utf8.h"
 
 namespace vesk::tui {
 
@@ -24,17 +25,6 @@ constexpr std::array<NomCode, 11> kNoms = {{{"Enter", kEntree},
                                             {"F6", kF1 + 5},
                                             {"F7", kF1 + 6}}};
 
-bool MemeNom(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 std::string NomTouche(int16_t code) {
@@ -52,7 +42,7 @@ std::optional<int16_t> CodeDuNom(std::string_view nom) {
   if (nom.size() < 3 || nom.front() != '<' || nom.back() != '>') return std::nullopt;
   nom = nom.substr(1, nom.size() - 2);
   for (const NomCode& n : kNoms) {
-    if (MemeNom(n.nom, nom)) return n.code;
+    if (text::EqualNoCase(n.nom, nom)) return n.code;
   }
   return std::nullopt;
 }
