@@ -11,9 +11,9 @@ namespace vesk::cli {
 
 int CommandeDemo(Contexte& contexte) {
   Configuration config = DossierCible(contexte);
-  std::shared_ptr<AsS> ass = OuvreComposant(contexte, config);
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, config);
   RemplitDemo(config.dossier);
-  OublieEtat();
+  composant->Termine();
   contexte.Sortie() << "Dictionnaire de démonstration prêt dans " << config.dossier << "\n\n"
                     << Menu();
   return 0;

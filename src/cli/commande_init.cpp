@@ -10,8 +10,7 @@ namespace vesk::cli {
 
 int CommandeInit(Contexte& contexte) {
   Configuration config = DossierCible(contexte);
-  std::shared_ptr<AsS> ass = OuvreComposant(contexte, config);
-  OublieEtat();
+  OuvreComposant(contexte, config)->Termine();
   contexte.Sortie() << "Dictionnaire prêt dans " << config.dossier << "\n";
   return 0;
 }

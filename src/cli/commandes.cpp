@@ -10,6 +10,8 @@ namespace {
 
 // One line a command. Add a command here once it works end to end.
 constexpr Commande kCommandes[] = {
+    {"entdom", "Saisie des domaines de définition (écran)", CommandeEntDom},
+    {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
     {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
     {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},

@@ -29,6 +29,8 @@ class Contexte {
   std::ostream& Sortie();
   // Checks that everything written to the output reached it (disk full, closed pipe).
   void TermineSortie();
+  // Standard output, also when --output names a file (the file of a listing).
+  std::ostream& SortieStandard() { return sortie_standard_; }
   // Refuses arguments after a command that takes none.
   void SansArgument() const;
 
@@ -57,6 +59,8 @@ std::string Menu();
 int CommandeConfig(Contexte& contexte);
 int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
+int CommandeEntDom(Contexte& contexte);
+int CommandeEdtDom(Contexte& contexte);
 
 }  // namespace vesk::cli
 

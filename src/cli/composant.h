@@ -1,19 +1,51 @@
 // The component as `vesk` runs it: the standard services installed for main's thread from the
-// run's configuration, and an AsS object with its dictionary open. Used from main's thread.
+// run's configuration, with the screens of the run (scripted from --script, whose transcript goes
+// where --transcript says, else the terminal) and the listing service (PDF natively, the file
+// imposed by --output for a listing), and an AsS object with its dictionary open.
+// Used from main's thread.
 #ifndef VESK_CLI_COMPOSANT_H_
 #define VESK_CLI_COMPOSANT_H_
 
+#include <fstream>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/commandes.h"
 #include "core/ass.h"
 #include "srv/configuration.h"
+#include "srv/script/session.h"
 
 namespace vesk::cli {
 
-// Installs the services over config's data folder and opens the dictionary (OuvS creates its
-// files when they are absent).
-std::shared_ptr<AsS> OuvreComposant(Contexte& contexte, const Configuration& config);
+// One run of the component. Destroying it drops the thread's services (the terminal is given
+// back, the transcript closed), also when the command ends with an error.
+class Composant {
+ public:
+  Composant(std::shared_ptr<script::Session> session, std::shared_ptr<std::ofstream> transcription);
+  ~Composant();
+  Composant(const Composant&) = delete;
+  Composant& operator=(const Composant&) = delete;
+
+  AsS& Ass() { return *ass_; }
+  // Opens the dictionary (OuvS creates its files when they are absent).
+  void Ouvre();
+  // The files written by the last listing.
+  std::vector<std::string> EditionsEcrites();
+  // Ends a successful run: the services are dropped; with a script, every answer must have been
+  // used and the transcript written whole (ErreurService otherwise).
+  void Termine();
+
+ private:
+  std::shared_ptr<AsS> ass_;
+  std::shared_ptr<script::Session> session_;
+  std::shared_ptr<std::ofstream> transcription_;
+};
+
+// Installs the services over config's data folder for main's thread and opens the dictionary.
+// fichier_edition: the file a listing is written to ("" the listings folder).
+std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
+                                          const std::string& fichier_edition = "");
 
 // Creates the folder named by the command's only argument (or takes the configured data folder
 // when there is none) and gives the configuration of that folder.

@@ -28,6 +28,8 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
         "Entreprise courante (remplace « entreprise » de vesk.ini)");
   Texte(app, "--script", o.script, "FICHIER",
         "Rejoue les réponses d'un script au lieu de lire le clavier");
+  Texte(app, "--transcript", o.transcription, "FICHIER",
+        "Avec --script : écrit dans ce fichier le compte rendu de chaque appel d'écran");
   app.add_option("--encoding", o.encodage_texte,
                  "Encodage du code généré : utf8 (défaut) ou cp1252")
       ->type_name("utf8|cp1252")
@@ -64,10 +66,16 @@ void VerifieOptions(const CLI::App& app, OptionsLigne& o) {
   }
   using Nomme = std::pair<const char*, const std::optional<std::string>*>;
   for (const auto& [option, valeur] :
-       {Nomme{"--data", &o.data}, Nomme{"--script", &o.script}, Nomme{"--output", &o.sortie}}) {
+       {Nomme{"--data", &o.data}, Nomme{"--script", &o.script}, Nomme{"--output", &o.sortie},
+        Nomme{"--transcript", &o.transcription}}) {
     if (valeur->has_value() && valeur->value().empty()) {
       throw ErreurService(kOperation, option, "un nom de fichier ou de dossier est attendu");
     }
+  }
+  if (o.transcription && !o.script) {
+    throw ErreurService(kOperation, "--transcript",
+                        "le compte rendu est celui des écrans scriptés : --script FICHIER est "
+                        "nécessaire");
   }
 }
 

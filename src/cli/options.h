@@ -19,12 +19,13 @@ enum class Encodage { kUtf8, kCp1252 };
 enum class FinDeLigne { kCrLf, kLf };
 
 struct OptionsLigne {
-  std::optional<std::string> data;        // --data DIR
-  std::optional<std::string> entreprise;  // --entreprise NAME, over vesk.ini
-  std::optional<std::string> script;      // --script FILE (scripted screens)
-  std::optional<std::string> sortie;      // --output FILE, else standard output
-  std::string encodage_texte = "utf8";    // --encoding, as typed
-  std::string fin_texte = "crlf";         // --eol, as typed
+  std::optional<std::string> data;           // --data DIR
+  std::optional<std::string> entreprise;     // --entreprise NAME, over vesk.ini
+  std::optional<std::string> script;         // --script FILE (scripted screens)
+  std::optional<std::string> transcription;  // --transcript FILE (with --script)
+  std::optional<std::string> sortie;         // --output FILE, else standard output
+  std::string encodage_texte = "utf8";       // --encoding, as typed
+  std::string fin_texte = "crlf";            // --eol, as typed
   Encodage encodage = Encodage::kUtf8;
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   std::string commande;                // empty: the menu

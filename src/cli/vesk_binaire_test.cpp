@@ -50,8 +50,8 @@ class VeskTest : public ::testing::Test {
 TEST_F(VeskTest, HelpAndVersion) {
   Execution aide = Lance("--help");
   EXPECT_EQ(aide.status, 0);
-  for (const char* option :
-       {"--data", "--entreprise", "--script", "--encoding", "--eol", "--output", "--version"}) {
+  for (const char* option : {"--data", "--entreprise", "--script", "--transcript", "--encoding",
+                             "--eol", "--output", "--version"}) {
     EXPECT_NE(aide.sortie.find(option), std::string::npos) << option;
   }
   EXPECT_NE(aide.sortie.find("config"), std::string::npos);  // the commands are listed
@@ -99,6 +99,70 @@ TEST_F(VeskTest, ConfigShowsFileOptionsAndWritesTheOutputFile) {
   Execution mauvais = Lance("--data donnees");
   EXPECT_EQ(mauvais.status, 1);
   EXPECT_NE(mauvais.erreurs.find("vesk.ini, ligne 2"), std::string::npos) << mauvais.erreurs;
+}
+
+TEST_F(VeskTest, DomainsEnteredFromAScriptThenListed) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  std::ofstream(dossier_ / "saisie.script") << "# a new domain, the file name refused once\n"
+                                               "CODOM = DEV\nNOMDOM = Devises\n"
+                                               "FDD = ../DEV\nFDD = DEV\n"
+                                               "CODOM = REGLT <F6>\nconfirm <F6>\nCODOM =\n";
+  std::ofstream(dossier_ / "donnees" / "DEV.DOM") << "EUR Euro\r\nCHF Franc suisse\r\n";
+  Execution saisie =
+      Lance("--data donnees --script saisie.script --transcript compte-rendu.txt entdom");
+  EXPECT_EQ(saisie.status, 0) << saisie.erreurs;
+  EXPECT_EQ(saisie.sortie, "");
+  std::string compte_rendu = Contenu(dossier_ / "compte-rendu.txt");
+  EXPECT_NE(compte_rendu.find("MessChamp FDD B «Nom de fichier « ../DEV » refusé"),
+            std::string::npos)
+      << compte_rendu;
+  EXPECT_NE(compte_rendu.find("AffMode CODOM I «SUPPRESSION»\nConfirme B -> <F6>\n"),
+            std::string::npos)
+      << compte_rendu;
+
+  Execution edition = Lance("--data donnees edtdom --output domaines.txt");
+  EXPECT_EQ(edition.status, 0) << edition.erreurs;
+  EXPECT_EQ(edition.sortie, "Édition écrite dans domaines.txt\n");
+  std::string texte = Contenu(dossier_ / "domaines.txt");
+  EXPECT_NE(texte.find("| DEV "), std::string::npos) << texte;
+  EXPECT_NE(texte.find("| CHF Franc suisse "), std::string::npos) << texte;
+  EXPECT_NE(texte.find("| PAYS "), std::string::npos) << texte;
+  EXPECT_EQ(texte.find("| REGLT "), std::string::npos) << texte;  // deleted
+
+  Execution pdf = Lance("--data donnees edtdom");  // PDF in the listings folder
+  EXPECT_EQ(pdf.status, 0) << pdf.erreurs;
+  EXPECT_NE(pdf.sortie.find("donnees/EDITIONS/EDITION_DES_DOMAINES_DE_DEFINITION_"),
+            std::string::npos)
+      << pdf.sortie;
+
+  ASSERT_EQ(Lance("init vide").status, 0);
+  Execution rien = Lance("--data vide edtdom --output vide.txt");
+  EXPECT_EQ(rien.status, 0) << rien.erreurs;
+  EXPECT_EQ(rien.sortie, "Aucun domaine de définition : rien à éditer.\n");
+  EXPECT_FALSE(fs::exists(dossier_ / "vide.txt"));
+}
+
+TEST_F(VeskTest, DomainCommandsRefuseWhatTheyCannotDo) {
+  ASSERT_EQ(Lance("init donnees").status, 0);
+  std::ofstream(dossier_ / "trop.script") << "CODOM =\nCODOM = TVA\n";
+  std::ofstream(dossier_ / "faux.script") << "CODOM = TVA\nconfirm <F6>\n";
+  struct Cas {
+    const char* arguments;
+    const char* message;
+  };
+  for (const Cas& c : {
+           Cas{"--data donnees --transcript t.txt entdom", "--script FICHIER est nécessaire"},
+           Cas{"--data donnees --script trop.script entdom", "ligne 2 : la saisie du champ CODOM"},
+           Cas{"--data donnees --script faux.script entdom", "ligne 2 : le script donne"},
+           Cas{"--data donnees --script absent.script entdom", "absent.script"},
+           Cas{"--data donnees edtdom --output x.doc", "fichier .pdf ou .txt"},
+           Cas{"--data donnees entdom --output x.txt", "aucun résultat"},
+           Cas{"--data donnees entdom", "terminal"},  // no terminal, no script
+       }) {
+    Execution e = Lance(std::string(c.arguments) + " </dev/null");
+    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << " : " << e.erreurs;
+  }
 }
 
 }  // namespace

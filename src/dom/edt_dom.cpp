@@ -71,7 +71,8 @@ bool ImprimeDomaine(EtatModule& etat) {
   return true;
 }
 
-// Opens the listing and prints every domain from the first key, already current.
+// Opens the listing and prints every domain from the first key, already current, until the
+// user cancels.
 void ImprimeDomaines(EtatModule& etat) {
   SrvEdition& edition = etat.Edition();
   std::string application;
@@ -79,13 +80,12 @@ void ImprimeDomaines(EtatModule& etat) {
   edition.OuvEdt(kTitreEdition, application.empty() ? "" : "Application " + application, "", "", "",
                  0, 0, true, true);
   edition.DefEdt(kDescripteurEdition);
-  if (Annulee(etat.Ecran())) return;
-  bool trouve = true;
+  bool trouve = !Annulee(etat.Ecran());
   std::string cle;
-  while (trouve) {
-    if (!ImprimeDomaine(etat)) return;
+  while (trouve && ImprimeDomaine(etat)) {
     etat.BArbre().SuivCle(etat.dom_arbre, etat.dom_fichier, trouve, cle);
   }
+  // Closed also when cancelled: the listing service then ends it with its interruption line.
   edition.FermeEdt("[]", true);
 }
 

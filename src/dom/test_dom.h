@@ -22,6 +22,22 @@
 
 namespace vesk::dom {
 
+// The scripted screen services, whose Annule turns true at the n-th poll when n > 0 (the
+// listing is then cancelled after as many printed lines).
+class EcranAnnulable : public script::SrvEcranImpl {
+ public:
+  EcranAnnulable(std::shared_ptr<script::Session> session, int annule_au)
+      : script::SrvEcranImpl(std::move(session), "TEST"), annule_au_(annule_au) {}
+  void Annule(int16_t& annule) override {
+    script::SrvEcranImpl::Annule(annule);
+    if (annule_au_ > 0 && ++sondages_ >= annule_au_) annule = -1;
+  }
+
+ private:
+  int annule_au_;
+  int sondages_ = 0;
+};
+
 class DomTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -38,7 +54,7 @@ class DomTest : public ::testing::Test {
   }
 
   // Installs the services with the screens answered by script, and opens the dictionary.
-  std::shared_ptr<AsS> Ouvre(const std::string& script) {
+  std::shared_ptr<AsS> Ouvre(const std::string& script, int annule_au = 0) {
     OublieEtat();
     session_ = script::Session::DepuisTexte(script, "essai");
     OptionsServices options;
@@ -47,7 +63,9 @@ class DomTest : public ::testing::Test {
     auto s = session_;
     std::string editions = (dossier_ / "EDITIONS").string();
     options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
-    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "TEST"); };
+    options.interface.ecran = [s, annule_au] {
+      return std::make_unique<EcranAnnulable>(s, annule_au);
+    };
     options.interface.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
     options.interface.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
     options.interface.edition = [editions] {
