@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the scripts: installs, on Debian, the packages that are missing (and only those).
 #   source scripts/deps.sh; vesk_install PACKAGE...
 vesk_install() {
@@ -29,6 +30,7 @@ vesk_install() {
 VESK_BUILD_PACKAGES=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev libinih-dev libsqlite3-dev liblmdb-dev libncurses-dev libcairo2-dev
   libpango1.0-dev fonts-liberation)
+# shellcheck disable=SC2034  # used by the scripts that source this file
 # What the tests need on top: sanitizers and libFuzzer (clang), the Windows cross-build and
 # Wine, PDF and terminal checks.
 VESK_TEST_PACKAGES=("${VESK_BUILD_PACKAGES[@]}" clang libclang-rt-14-dev

@@ -8,7 +8,7 @@
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit 2
 ROOT=$(pwd)
 JOBS=$(nproc)
 FUZZ_SECONDS=${VESK_FUZZ_SECONDS:-20}
@@ -103,14 +103,14 @@ stage_win() {
   if build build-win -DCMAKE_BUILD_TYPE=Debug -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake"
   then
     local exe bad=0
-    for exe in $(find "$ROOT/build-win" -name '*.exe' -not -path '*/CMakeFiles/*'); do
+    while IFS= read -r exe; do
       if x86_64-w64-mingw32-objdump -p "$exe" | grep 'DLL Name' |
         grep -viqE 'kernel32|msvcrt|user32|gdi32|advapi32|ole32|oleaut32|shell32|comctl32|comdlg32|ws2_32|shlwapi|uuid|rpcrt4|version|api-ms-win'; then
         echo "$exe importe une DLL qui n'est pas du système :"
         x86_64-w64-mingw32-objdump -p "$exe" | grep 'DLL Name'
         bad=1
       fi
-    done
+    done < <(find "$ROOT/build-win" -name '*.exe' -not -path '*/CMakeFiles/*')
     vesk_wine_prefix_make
     run_ctest win build-win "$start"
     vesk_wine_prefix_cleanup

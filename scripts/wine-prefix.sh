@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the test scripts: makes a fresh Wine prefix for this run, exports WINEPREFIX and
 # removes the prefix (and stops its wineserver) when the calling shell exits.
 #   source scripts/wine-prefix.sh
@@ -16,5 +17,5 @@ vesk_wine_prefix_make() {
   export WINEDLLOVERRIDES="mscoree,mshtml="
   # A persistent wineserver serves every program of the run: starting one per program is slow.
   wineserver -p >/dev/null 2>&1
-  DISPLAY= wine wineboot -i >/dev/null 2>&1
+  DISPLAY='' wine wineboot -i >/dev/null 2>&1
 }

@@ -92,6 +92,44 @@ void ConsoleUtf8();
 // Value of an environment variable (UTF-8), empty when unset.
 std::string Environnement(const char* name);
 
+// One pointer per thread, whose value is destroyed by `detruit` when its thread ends (or when
+// the key itself goes, for the thread that destroys the key). Use ParThread<T> below rather
+// than a thread_local object with a destructor: with mingw-w64's emulated TLS such an object is
+// destroyed after its storage has been freed. Thread-safe; keep the key for the program's life.
+class CleThread {
+ public:
+  using Destructeur = void (*)(void*);
+  explicit CleThread(Destructeur detruit);
+  ~CleThread();
+  CleThread(const CleThread&) = delete;
+  CleThread& operator=(const CleThread&) = delete;
+
+  // Value of the calling thread (null at first).
+  void* Valeur() const;
+  // Replaces the calling thread's value; the old one is destroyed.
+  void Affecte(void* valeur);
+
+ private:
+  struct Etat;
+  std::unique_ptr<Etat> etat_;
+};
+
+// One T per thread, destroyed when its thread ends.
+//   static platform::ParThread<Etat> etat;  ...  etat.Pointeur(), etat.Remplace(...)
+template <typename T>
+class ParThread {
+ public:
+  ParThread() : cle_(&Detruit) {}
+  // The calling thread's object, null when it has none.
+  T* Pointeur() const { return static_cast<T*>(cle_.Valeur()); }
+  // Gives the calling thread a new object (null: none); its old one is destroyed.
+  void Remplace(std::unique_ptr<T> objet) { cle_.Affecte(objet.release()); }
+
+ private:
+  static void Detruit(void* objet) { std::unique_ptr<T> fin(static_cast<T*>(objet)); }
+  CleThread cle_;
+};
+
 }  // namespace vesk::platform
 
 #endif  // VESK_PLATFORM_PLATFORM_H_

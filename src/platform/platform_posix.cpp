@@ -2,6 +2,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -318,6 +320,36 @@ void ConsoleUtf8() {}
 std::string Environnement(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? std::string() : std::string(value);
+}
+
+struct CleThread::Etat {
+  pthread_key_t cle;
+  Destructeur detruit;
+};
+
+CleThread::CleThread(Destructeur detruit) : etat_(std::make_unique<Etat>()) {
+  etat_->detruit = detruit;
+  if (::pthread_key_create(&etat_->cle, detruit) != 0) {
+    std::fprintf(stderr, "vesk : plus de clé de thread disponible\n");
+    std::abort();
+  }
+}
+
+CleThread::~CleThread() {
+  Affecte(nullptr);
+  ::pthread_key_delete(etat_->cle);
+}
+
+void* CleThread::Valeur() const { return ::pthread_getspecific(etat_->cle); }
+
+void CleThread::Affecte(void* valeur) {
+  void* ancien = ::pthread_getspecific(etat_->cle);
+  if (ancien == valeur) return;
+  if (::pthread_setspecific(etat_->cle, valeur) != 0) {
+    std::fprintf(stderr, "vesk : mémoire de thread épuisée\n");
+    std::abort();
+  }
+  if (ancien != nullptr) etat_->detruit(ancien);
 }
 
 }  // namespace vesk::platform

@@ -315,5 +315,33 @@ TEST(PlatformMisc, ClockAndEnvironment) {
   ConsoleUtf8();
 }
 
+// Records, in a list owned by the test, the contents it had when destroyed.
+struct Temoin {
+  Temoin(std::vector<std::string>* f, std::string c) : fins(f), contenu(std::move(c)) {}
+  ~Temoin() { fins->push_back(contenu); }
+  std::vector<std::string>* fins;
+  std::string contenu;
+};
+
+TEST(PlatformMisc, ParThreadKeepsOneObjectPerThreadAndDestroysItIntact) {
+  static ParThread<Temoin> par_thread;
+  std::vector<std::string> fins;
+  par_thread.Remplace(std::make_unique<Temoin>(&fins, "principal"));
+  std::thread autre([&] {
+    EXPECT_EQ(par_thread.Pointeur(), nullptr);
+    par_thread.Remplace(std::make_unique<Temoin>(&fins, "premier"));
+    par_thread.Remplace(std::make_unique<Temoin>(&fins, "second"));
+    par_thread.Pointeur()->contenu += " modifié";
+  });
+  autre.join();
+  // Destroyed at the end of its thread, contents intact.
+  EXPECT_EQ(fins, (std::vector<std::string>{"premier", "second modifié"}));
+  ASSERT_NE(par_thread.Pointeur(), nullptr);
+  EXPECT_EQ(par_thread.Pointeur()->contenu, "principal");
+  par_thread.Remplace(nullptr);
+  EXPECT_EQ(fins.back(), "principal");
+  EXPECT_EQ(par_thread.Pointeur(), nullptr);
+}
+
 }  // namespace
 }  // namespace vesk::platform

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 #include "platform/platform.h"
@@ -480,6 +482,64 @@ std::string Environnement(const char* name) {
     }
     value.resize(n);  // n counts the final zero when the buffer was too small
   }
+}
+
+// Fiber-local storage, not thread_local: its callback runs at thread exit with the value
+// itself, whatever the state of the C runtime's own thread storage.
+struct CleThread::Etat {
+  DWORD cle;
+  Destructeur detruit;
+};
+
+namespace {
+
+// What a slot holds: the value and how to destroy it.
+struct Case {
+  void* valeur;
+  CleThread::Destructeur detruit;
+};
+
+void NTAPI FinDeThread(void* donnee) {
+  if (donnee == nullptr) return;
+  std::unique_ptr<Case> c(static_cast<Case*>(donnee));
+  if (c->valeur != nullptr) c->detruit(c->valeur);
+}
+
+}  // namespace
+
+CleThread::CleThread(Destructeur detruit) : etat_(std::make_unique<Etat>()) {
+  etat_->detruit = detruit;
+  etat_->cle = ::FlsAlloc(&FinDeThread);
+  if (etat_->cle == FLS_OUT_OF_INDEXES) {
+    std::fprintf(stderr, "vesk : plus de clé de thread disponible\n");
+    std::abort();
+  }
+}
+
+// FlsFree runs the callback of every thread's value.
+CleThread::~CleThread() { ::FlsFree(etat_->cle); }
+
+void* CleThread::Valeur() const {
+  auto* c = static_cast<Case*>(::FlsGetValue(etat_->cle));
+  return c == nullptr ? nullptr : c->valeur;
+}
+
+void CleThread::Affecte(void* valeur) {
+  auto* c = static_cast<Case*>(::FlsGetValue(etat_->cle));
+  if (c == nullptr) {
+    if (valeur == nullptr) return;
+    auto nouvelle = std::make_unique<Case>(Case{valeur, etat_->detruit});
+    if (!::FlsSetValue(etat_->cle, nouvelle.get())) {
+      std::fprintf(stderr, "vesk : mémoire de thread épuisée\n");
+      std::abort();
+    }
+    nouvelle.release();
+    return;
+  }
+  void* ancien = c->valeur;
+  if (ancien == valeur) return;
+  c->valeur = valeur;
+  if (ancien != nullptr) etat_->detruit(ancien);
 }
 
 }  // namespace vesk::platform
