@@ -116,7 +116,10 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
       Pager::Open(env, path, mode, kBlockSize, std::max<size_t>(options.cache_blocks, 4), &pager));
   DataHeader header;
   char bytes[kDataHeaderSize];
-  if (!exists) {
+  // An empty file is one whose creation was cut short: nothing was ever written in it.
+  bool fresh =
+      !exists || (pager->Size() == 0 && options.create && !options.read_only && record_length != 0);
+  if (fresh) {
     header.record_length = record_length;
     header.label = std::string(options.label.substr(0, kLabelLength));
     EncodeDataHeader(header, bytes);

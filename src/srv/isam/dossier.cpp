@@ -103,6 +103,8 @@ Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* 
 
 Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* handle) {
   BTree* t = a->arbre.get();
+  // A tree just created is on stable storage before any operation uses it.
+  VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
   journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }});
   return Status::Ok();

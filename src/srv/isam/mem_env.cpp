@@ -100,11 +100,14 @@ IoStatus MemEnv::CreateDirectories(const std::string&) { return IoStatus::Ok(); 
 
 IoStatus MemEnv::ListDirectory(const std::string& path, std::vector<std::string>* names) {
   names->clear();
-  std::string prefix = path.empty() || path.back() == '/' ? path : path + "/";
+  // Either separator: paths are joined with the platform's.
+  auto is_sep = [](char c) { return c == '/' || c == '\\'; };
+  size_t base = path.empty() || is_sep(path.back()) ? path.size() : path.size() + 1;
   for (const auto& [name, bytes] : data_->files) {
-    if (name.compare(0, prefix.size(), prefix) != 0) continue;
-    std::string rest = name.substr(prefix.size());
-    if (!rest.empty() && rest.find('/') == std::string::npos) names->push_back(rest);
+    if (name.size() <= base || name.compare(0, path.size(), path) != 0) continue;
+    if (base > path.size() && !is_sep(name[path.size()])) continue;
+    std::string rest = name.substr(base);
+    if (std::none_of(rest.begin(), rest.end(), is_sep)) names->push_back(rest);
   }
   return IoStatus::Ok();
 }

@@ -1,0 +1,274 @@
+// Atomicity and durability of the storage services: every I/O of a scripted workload failed in
+// turn, power cut at every write and sync (writes not yet synced dropped, torn or garbled),
+// batches, syncs per commit, the folder lock between two users, damaged journals. Each check
+// reopens the folder (which rolls back what it must) and ends with the folder verifier.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "srv/erreur_service.h"
+#include "srv/isam/fault_env.h"
+#include "srv/isam/verify.h"
+#include "srv/isam/workload.h"
+
+namespace vesk::isam {
+namespace {
+
+constexpr char kDir[] = "/d";
+
+std::shared_ptr<DossierDonnees> Folder(Env* env, bool full = true) {
+  auto d = std::make_shared<DossierDonnees>(env, kDir, "", 1 << 20);
+  d->Synchro(full);
+  return d;
+}
+
+// The states a clean run goes through: [0] the empty files, [i] after step i.
+std::vector<std::string> Reference(int steps, uint64_t seed) {
+  MemEnv mem;
+  auto d = Folder(&mem);
+  Workload w(d, seed);
+  std::vector<std::string> states{Workload::State(*d)};
+  for (int i = 0; i < steps; ++i) {
+    w.Step();
+    states.push_back(Workload::State(*d));
+  }
+  return states;
+}
+
+// Reopens the folder of mem, expects the state of step done or done + 1, and a sound folder.
+void ExpectBeforeOrAfter(MemEnv* mem, const std::vector<std::string>& states, int done,
+                         const std::string& what) {
+  auto d = Folder(mem);
+  std::unique_ptr<Workload> w;
+  try {
+    w = std::make_unique<Workload>(d, 0);
+  } catch (const ErreurService& e) {
+    FAIL() << what << " : réouverture impossible : " << e.what();
+  }
+  std::string now = Workload::State(*d);
+  bool before = now == states[done];
+  bool after = done + 1 < static_cast<int>(states.size()) && now == states[done + 1];
+  EXPECT_TRUE(before || after) << what << " : état ni avant ni après l'étape " << done + 1;
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(mem, kDir, ChainagesDeclares(*d), &r).ok());
+  for (const std::string& p : r.problemes) ADD_FAILURE() << what << " : " << p;
+}
+
+// Runs steps until one fails or all are done; returns the steps done.
+int RunUntilFailure(Workload& w, int steps) {
+  for (int i = 0; i < steps; ++i) {
+    try {
+      w.Step();
+    } catch (const ErreurService&) {
+      return w.steps();
+    }
+  }
+  return w.steps();
+}
+
+TEST(DurabilityTest, EveryFailedIoLeavesTheStateBeforeOrAfterItsOperation) {
+  constexpr int kSteps = 16;
+  std::vector<std::string> states = Reference(kSteps, 7);
+  uint64_t total = 0;
+  {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    auto d = Folder(&fault);
+    Workload w(d, 7);
+    uint64_t start = fault.Count(FaultEnv::Op::kAny);
+    ASSERT_EQ(RunUntilFailure(w, kSteps), kSteps);
+    total = fault.Count(FaultEnv::Op::kAny) - start;
+  }
+  ASSERT_GT(total, 60u);
+  for (uint64_t n = 1; n <= total; ++n) {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    int done = 0;
+    {
+      auto d = Folder(&fault);
+      Workload w(d, 7);
+      fault.FailAt(FaultEnv::Op::kAny, n,
+                   n % 3 == 0 ? platform::Code::kNoSpace : platform::Code::kIoError);
+      done = RunUntilFailure(w, kSteps);
+    }
+    ExpectBeforeOrAfter(&mem, states, done, "E/S " + std::to_string(n) + " en échec");
+    if (HasFailure()) return;
+  }
+}
+
+TEST(DurabilityTest, PowerLossAtEveryWriteAndSyncKeepsExactlyTheCommittedOperations) {
+  constexpr int kSteps = 10;
+  std::vector<std::string> states = Reference(kSteps, 11);
+  uint64_t total = 0;
+  {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    auto d = Folder(&fault);
+    Workload w(d, 11);
+    uint64_t start = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync);
+    RunUntilFailure(w, kSteps);
+    total = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync) - start;
+  }
+  for (FaultEnv::Loss loss :
+       {FaultEnv::Loss::kDrop, FaultEnv::Loss::kTear, FaultEnv::Loss::kGarble}) {
+    for (uint64_t k = 1; k <= total; ++k) {
+      MemEnv mem;
+      FaultEnv fault(&mem);
+      int done = 0;
+      {
+        auto d = Folder(&fault);
+        Workload w(d, 11);
+        fault.PowerLossAt(k, loss, k * 31 + static_cast<int>(loss));
+        done = RunUntilFailure(w, kSteps);
+      }
+      fault.Reboot();
+      ExpectBeforeOrAfter(&mem, states, done,
+                          "coupure " + std::to_string(static_cast<int>(loss)) + " à l'écriture " +
+                              std::to_string(k));
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(DurabilityTest, PowerLossAtRandomPointsOfALargeWorkload) {
+  constexpr int kSteps = 300;
+  std::vector<std::string> states = Reference(kSteps, 23);
+  std::mt19937_64 rng(5);
+  for (int run = 0; run < 12; ++run) {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    int done = 0;
+    {
+      auto d = Folder(&fault);
+      Workload w(d, 23);
+      fault.PowerLossAt(1 + rng() % 2500, static_cast<FaultEnv::Loss>(run % 3), rng());
+      done = RunUntilFailure(w, kSteps);
+    }
+    fault.Reboot();
+    ExpectBeforeOrAfter(&mem, states, done, "coupure " + std::to_string(run));
+  }
+}
+
+TEST(DurabilityTest, SingleOperationsCommitWithAtMostThreeSyncsAndSyncOffWithNone) {
+  MemEnv mem;
+  auto d = Folder(&mem);
+  Workload w(d, 3);
+  for (int i = 0; i < 40; ++i) {
+    uint64_t before = d->Syncs();
+    w.Step();
+    EXPECT_LE(d->Syncs() - before, 3u) << "étape " << i;
+  }
+  d->Synchro(false);
+  uint64_t before = d->Syncs();
+  for (int i = 0; i < 10; ++i) w.Step();
+  EXPECT_EQ(d->Syncs(), before);
+  w.CheckModel();
+}
+
+TEST(DurabilityTest, ABatchCommitsOnceAndUndoesAFailedOperationAlone) {
+  constexpr int kSteps = 60;
+  std::vector<std::string> states = Reference(kSteps, 19);
+  // The n-th read of the batch fails (the first ones fall inside its first operations, before
+  // or after that operation changed blocks): that operation alone is undone and tried again.
+  for (uint64_t n = 1; n <= 6; ++n) {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    auto d = Folder(&fault);
+    Workload w(d, 19);
+    for (int16_t h = 1; h <= 2; ++h) {
+      d->Arbre(h)->arbre->pager()->DropCache();
+      d->Fichier(h)->fichier->pager()->DropCache();
+    }
+    uint64_t syncs = d->Syncs();
+    {
+      Lot lot(*d);
+      fault.FailAt(FaultEnv::Op::kRead, n, platform::Code::kIoError);
+      int failures = 0;
+      while (w.steps() < kSteps && failures < 2) {
+        try {
+          w.Step();
+        } catch (const ErreurService&) {
+          ++failures;
+        }
+      }
+      EXPECT_EQ(failures, 1) << n;
+      EXPECT_EQ(d->Syncs(), syncs);  // nothing committed yet
+      Status s = lot.Termine();
+      ASSERT_TRUE(s.ok()) << s.message();
+    }
+    EXPECT_LE(d->Syncs() - syncs, 5u);  // the journal, then each of the four files
+    EXPECT_EQ(Workload::State(*d), states[kSteps]) << n;
+    w.CheckModel();
+    d.reset();
+    ExpectBeforeOrAfter(&mem, states, kSteps, "lot");
+  }
+}
+
+TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
+  MemEnv mem;
+  FaultEnv fault(&mem);
+  auto d = Folder(&fault);
+  Workload w(d, 29);
+  for (int i = 0; i < 5; ++i) w.Step();
+  fault.FailAt(FaultEnv::Op::kSync, 2, platform::Code::kIoError);  // a file's sync
+  EXPECT_THROW(w.Step(), ErreurService);
+  int refused = 0;
+  for (int i = 0; i < 5; ++i) {
+    try {
+      w.Step();
+    } catch (const ErreurService& e) {
+      ++refused;
+      EXPECT_NE(std::string(e.what()).find("échoué"), std::string::npos) << e.what();
+    }
+  }
+  EXPECT_GT(refused, 0);
+  d.reset();
+  auto again = Folder(&mem);
+  Workload w2(again, 29);
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
+  EXPECT_TRUE(r.problemes.empty());
+}
+
+TEST(DurabilityTest, TornOrDamagedJournalsAreIgnoredCompleteOnesRolledBack) {
+  MemEnv mem;
+  std::string saved_journal;
+  {
+    FaultEnv fault(&mem);
+    auto d = Folder(&fault);
+    Workload w(d, 31);
+    for (int i = 0; i < 8; ++i) w.Step();
+    // Cut the power after the journal's sync and the data file's first write: the journal is
+    // complete and the files half written.
+    fault.PowerLossAt(4, FaultEnv::Loss::kDrop, 1);
+    EXPECT_THROW(w.Step(), ErreurService);
+    fault.Reboot();
+  }
+  std::string journal = *mem.Contents(platform::JoinPath(kDir, kJournalName));
+  ASSERT_GT(journal.size(), 64u);
+  std::vector<std::string> states = Reference(8, 31);
+  // A journal torn in its last record, or with a damaged header, is never followed.
+  for (size_t cut : {journal.size() - 1, size_t{70}, size_t{10}}) {
+    MemEnv copy;
+    for (const char* name : {"CLI.DAT", "LIG.DAT", "CLI.DAB", "CLI2.DAB", "VESK.LCK"}) {
+      std::string path = platform::JoinPath(kDir, name);
+      std::unique_ptr<platform::File> f;
+      ASSERT_TRUE(copy.OpenFile(path, platform::OpenMode::kCreate, &f).ok());
+      *copy.Contents(path) = *mem.Contents(path);
+    }
+    std::string jpath = platform::JoinPath(kDir, kJournalName);
+    std::unique_ptr<platform::File> f;
+    ASSERT_TRUE(copy.OpenFile(jpath, platform::OpenMode::kCreate, &f).ok());
+    *copy.Contents(jpath) = journal.substr(0, cut);
+    bool rolled = true;
+    ASSERT_TRUE(Journal::Recover(&copy, kDir, &rolled).ok());
+    EXPECT_FALSE(rolled);
+    EXPECT_TRUE(copy.Contents(jpath)->empty());
+  }
+  // The complete journal is rolled back: the state before the cut step.
+  ExpectBeforeOrAfter(&mem, states, 8, "journal complet");
+  EXPECT_TRUE(mem.Contents(platform::JoinPath(kDir, kJournalName))->empty());
+}
+
+}  // namespace
+}  // namespace vesk::isam
