@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/platform.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
@@ -31,7 +32,7 @@ TEST(ConfigurationTest, DefaultsWhenEmpty) {
   EXPECT_EQ(config.entreprise, "");
   EXPECT_EQ(config.separateur_csv, ";");
   EXPECT_EQ(config.synchro, Synchro::kFull);
-  EXPECT_EQ(config.DossierEditions(), "/donnees/EDITIONS");
+  EXPECT_EQ(config.DossierEditions(), platform::JoinPath("/donnees", "EDITIONS"));
 }
 
 TEST(ConfigurationTest, ReadsEveryKeyWithCommentsSectionAndCrLf) {
@@ -47,7 +48,7 @@ TEST(ConfigurationTest, ReadsEveryKeyWithCommentsSectionAndCrLf) {
           "SYNCHRO = Off\r\n");
   EXPECT_EQ(config.application, "Gestion Commerciale");
   EXPECT_EQ(config.entreprise, "SOC01");
-  EXPECT_EQ(config.DossierEditions(), "/donnees/Sorties/PDF");
+  EXPECT_EQ(config.DossierEditions(), platform::JoinPath("/donnees", "Sorties/PDF"));
   EXPECT_EQ(config.separateur_csv, ";");
   EXPECT_EQ(config.synchro, Synchro::kOff);
 }
