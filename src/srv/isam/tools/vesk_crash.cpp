@@ -1,0 +1,175 @@
+// vesk-crash: kill -9 loop of the storage engine. Each run starts a child process that applies
+// a seeded workload to a fresh data folder and reports every committed operation on a pipe;
+// the parent kills it at a random moment, reopens the folder (which rolls back what the child
+// left half done) and checks it against the states the same workload goes through in memory
+// and with the folder verifier. Prints one line per failing run and, last, "runs N failures F".
+// usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "srv/erreur_service.h"
+#include "srv/isam/journal.h"
+#include "srv/isam/verify.h"
+#include "srv/isam/workload.h"
+
+namespace {
+
+using namespace vesk::isam;
+
+struct Options {
+  int runs = 10, steps = 200;
+  uint64_t seed = 1;
+  std::string dir;
+  bool full = false;
+};
+
+// Digests of the states a clean run goes through, in memory.
+std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
+  MemEnv mem;
+  auto d = std::make_shared<DossierDonnees>(&mem, "/m", "", 1 << 20);
+  Workload w(d, seed);
+  std::vector<uint64_t> out{Hash64(Workload::State(*d), 0)};
+  for (int i = 0; i < o.steps; ++i) {
+    w.Step();
+    out.push_back(Hash64(Workload::State(*d), 0));
+  }
+  return out;
+}
+
+[[noreturn]] void Child(const Options& o, const std::string& dir, uint64_t seed, int out) {
+  try {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+    d->Synchro(o.full);
+    Workload w(d, seed);
+    if (write(out, "R", 1) != 1) _exit(3);
+    for (int i = 0; i < o.steps; ++i) {
+      w.Step();
+      if (write(out, "C", 1) != 1) _exit(3);
+    }
+  } catch (const vesk::ErreurService& e) {
+    std::fprintf(stderr, "enfant : %s\n", e.what());
+    _exit(2);
+  }
+  _exit(0);
+}
+
+// Reads what the child reported until it is killed; returns the commits seen.
+int Watch(int in, pid_t pid, std::mt19937_64& rng, int steps, bool* ready) {
+  int target = static_cast<int>(rng() % (steps + 1));
+  int commits = 0;
+  char c;
+  bool killed = false;
+  while (read(in, &c, 1) == 1) {
+    if (c == 'R') *ready = true;
+    if (c == 'C') ++commits;
+    if (!killed && *ready && commits >= target) {
+      usleep(static_cast<useconds_t>(rng() % 400));
+      kill(pid, SIGKILL);
+      killed = true;
+    }
+  }
+  if (!killed) kill(pid, SIGKILL);
+  return commits;
+}
+
+// Reopens dir and checks it; an empty string when all is well.
+std::string Check(const std::string& dir, uint64_t seed, const std::vector<uint64_t>& ref,
+                  int commits) {
+  try {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+    Workload w(d, seed);
+    uint64_t h = Hash64(Workload::State(*d), 0);
+    bool ok =
+        h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
+    if (!ok) return "état différent après " + std::to_string(commits) + " opérations validées";
+    RapportVerif r;
+    Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
+    if (!s.ok()) return s.message();
+    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+  } catch (const vesk::ErreurService& e) {
+    return std::string("réouverture : ") + e.what();
+  }
+  return "";
+}
+
+bool Parse(int argc, char** argv, Options* o) {
+  for (int i = 1; i + 1 < argc; i += 2) {
+    std::string k = argv[i], v = argv[i + 1];
+    if (k == "--runs")
+      o->runs = std::stoi(v);
+    else if (k == "--steps")
+      o->steps = std::stoi(v);
+    else if (k == "--seed")
+      o->seed = std::stoull(v);
+    else if (k == "--dir")
+      o->dir = v;
+    else if (k == "--synchro")
+      o->full = v == "full";
+    else
+      return false;
+  }
+  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o;
+  if (!Parse(argc, argv, &o)) {
+    std::fprintf(stderr,
+                 "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
+                 "[--synchro full|off]\n");
+    return 2;
+  }
+  namespace fs = std::filesystem;
+  fs::path root = o.dir.empty()
+                      ? fs::temp_directory_path() / ("vesk-crash-" + std::to_string(getpid()))
+                      : fs::path(o.dir);
+  std::mt19937_64 rng(o.seed * 7919 + 1);
+  int failures = 0;
+  for (int run = 0; run < o.runs; ++run) {
+    uint64_t seed = o.seed + static_cast<uint64_t>(run);
+    std::string dir = (root / ("run" + std::to_string(run % 4))).string();
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    std::vector<uint64_t> ref = Reference(o, seed);
+    int fds[2];
+    if (pipe(fds) != 0) return 2;
+    pid_t pid = fork();
+    if (pid < 0) return 2;
+    if (pid == 0) {
+      close(fds[0]);
+      Child(o, dir, seed, fds[1]);
+    }
+    close(fds[1]);
+    bool ready = false;
+    int commits = Watch(fds[0], pid, rng, o.steps, &ready);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
+      std::printf("run %d (graine %llu) : l'enfant a échoué (%d)\n", run,
+                  static_cast<unsigned long long>(seed), WEXITSTATUS(status));
+      ++failures;
+      continue;
+    }
+    if (!ready) continue;  // killed before its files were created
+    std::string problem = Check(dir, seed, ref, commits);
+    if (!problem.empty()) {
+      std::printf("run %d (graine %llu, %d validées) : %s\n", run,
+                  static_cast<unsigned long long>(seed), commits, problem.c_str());
+      ++failures;
+    }
+  }
+  if (o.dir.empty()) fs::remove_all(root);
+  std::printf("runs %d failures %d\n", o.runs, failures);
+  return failures == 0 ? 0 : 1;
+}
