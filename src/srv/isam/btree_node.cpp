@@ -8,7 +8,9 @@ namespace vesk::isam {
 
 namespace btree {
 
-uint32_t Crc32(const char* data, size_t n) {
+namespace {
+
+uint32_t CrcRun(uint32_t crc, const char* data, size_t n) {
   static const std::array<uint32_t, 256> table = [] {
     std::array<uint32_t, 256> t{};
     for (uint32_t i = 0; i < 256; ++i) {
@@ -18,11 +20,21 @@ uint32_t Crc32(const char* data, size_t n) {
     }
     return t;
   }();
-  uint32_t crc = 0xFFFFFFFFu;
   for (size_t i = 0; i < n; ++i) {
     crc = table[(crc ^ static_cast<unsigned char>(data[i])) & 0xFF] ^ (crc >> 8);
   }
-  return crc ^ 0xFFFFFFFFu;
+  return crc;
+}
+
+}  // namespace
+
+uint32_t Crc32(const char* data, size_t n) { return CrcRun(0xFFFFFFFFu, data, n) ^ 0xFFFFFFFFu; }
+
+// CRC-32 of a node without its checksum field; never 0 (0 stored means "not computed").
+uint32_t NodeChecksum(const char* n, size_t node_len) {
+  uint32_t crc = CrcRun(0xFFFFFFFFu, n, node::kChecksumAt);
+  crc = CrcRun(crc, n + node::kLinkAt, node_len - node::kLinkAt) ^ 0xFFFFFFFFu;
+  return crc == 0 ? 0xFFFFFFFFu : crc;
 }
 
 uint32_t NodeLengthFor(uint16_t key_length) {
@@ -324,6 +336,17 @@ Status BTree::Open(Env* env, const std::string& path, uint16_t key_length, char 
                   node_len, cache, &impl->pager));
   Impl* m = impl.get();
   m->pager->SetBeforeFlushHook([m] { return m->StampHeader(); });
+  // Node checksums: completed when a node is written, checked when it is read from the file.
+  m->pager->SetBlockHooks(
+      [node_len](uint64_t no, char* n) {
+        if (no != 0) Store32(n + node::kChecksumAt, NodeChecksum(n, node_len));
+      },
+      [m, node_len](uint64_t no, const char* n) {
+        uint32_t stored = Load32(n + node::kChecksumAt);
+        if (no == 0 || stored == 0 || stored == NodeChecksum(n, node_len)) return Status::Ok();
+        return m->Corrupt("noeud " + std::to_string(no) +
+                          " : somme de contrôle incorrecte (noeud abîmé sur le disque)");
+      });
   uint64_t size = m->pager->Size();
   if (size == 0 && create) {
     VESK_RETURN_IF_ERROR(CreateTree(*m, key_length, nature, indexed_file, options.max_entries));

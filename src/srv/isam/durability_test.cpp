@@ -270,5 +270,28 @@ TEST(DurabilityTest, TornOrDamagedJournalsAreIgnoredCompleteOnesRolledBack) {
   EXPECT_TRUE(mem.Contents(platform::JoinPath(kDir, kJournalName))->empty());
 }
 
+TEST(DurabilityTest, ADamagedNodeIsReportedNamingTheFileNeverRepaired) {
+  MemEnv mem;
+  {
+    auto d = Folder(&mem);
+    Workload w(d, 37);
+    for (int i = 0; i < 40; ++i) w.Step();
+  }
+  std::string path = platform::JoinPath(kDir, "CLI.DAB");
+  std::string before = *mem.Contents(path);
+  ASSERT_GE(before.size(), 2 * 4096u);
+  std::string& bytes = *mem.Contents(path);
+  bytes[4096 + 100] = static_cast<char>(bytes[4096 + 100] ^ 0x40);  // a key of node 1
+  std::string damaged = bytes;
+  auto d = Folder(&mem);
+  Workload w(d, 37);
+  EXPECT_NE(Workload::State(*d).find("CLI.DAB endommagé : noeud 1 : somme de contrôle"),
+            std::string::npos);
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*d), &r).ok());
+  EXPECT_FALSE(r.problemes.empty());
+  EXPECT_EQ(*mem.Contents(path), damaged);  // nothing was changed
+}
+
 }  // namespace
 }  // namespace vesk::isam
