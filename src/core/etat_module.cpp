@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "platform/platform.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
@@ -18,8 +19,17 @@ CreateurServices& CreateurGlobal() {
   return createur;
 }
 
-thread_local CreateurServices createur_thread;
-thread_local std::unique_ptr<EtatModule> etat_thread;
+// Per-thread objects through the platform's thread keys: a thread_local object with a
+// destructor is not destroyed safely everywhere (mingw-w64's emulated TLS).
+platform::ParThread<CreateurServices>& CreateurThread() {
+  static platform::ParThread<CreateurServices> createur;
+  return createur;
+}
+
+platform::ParThread<EtatModule>& EtatThread() {
+  static platform::ParThread<EtatModule> etat;
+  return etat;
+}
 
 }  // namespace
 
@@ -28,7 +38,10 @@ void InstalleServices(CreateurServices createur) {
   CreateurGlobal() = std::move(createur);
 }
 
-void InstalleServicesThread(CreateurServices createur) { createur_thread = std::move(createur); }
+void InstalleServicesThread(CreateurServices createur) {
+  CreateurThread().Remplace(createur ? std::make_unique<CreateurServices>(std::move(createur))
+                                     : nullptr);
+}
 
 EtatModule::EtatModule() = default;
 
@@ -50,7 +63,8 @@ EtatModule::~EtatModule() {
 
 FabriqueServices& EtatModule::Fabrique() {
   if (fabrique_ == nullptr) {
-    CreateurServices createur = createur_thread;
+    CreateurServices* propre = CreateurThread().Pointeur();
+    CreateurServices createur = propre != nullptr ? *propre : CreateurServices();
     if (!createur) {
       std::lock_guard<std::mutex> garde(VerrouCreateur());
       createur = CreateurGlobal();
@@ -92,10 +106,14 @@ SrvMessage& EtatModule::Message() { return Service(message_, &FabriqueServices::
 SrvJournal& EtatModule::Journal() { return Service(journal_, &FabriqueServices::CreeJournal); }
 
 EtatModule& Etat() {
-  if (etat_thread == nullptr) etat_thread = std::make_unique<EtatModule>();
-  return *etat_thread;
+  EtatModule* etat = EtatThread().Pointeur();
+  if (etat == nullptr) {
+    EtatThread().Remplace(std::make_unique<EtatModule>());
+    etat = EtatThread().Pointeur();
+  }
+  return *etat;
 }
 
-void OublieEtat() { etat_thread.reset(); }
+void OublieEtat() { EtatThread().Remplace(nullptr); }
 
 }  // namespace vesk

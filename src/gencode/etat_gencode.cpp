@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/platform.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
@@ -11,8 +12,16 @@ namespace {
 
 constexpr int32_t kBorneInitiale = 10;
 
-thread_local std::unique_ptr<EtatGenCode> etat_thread;
-thread_local std::shared_ptr<AffichageGenCode> affichage_thread;
+// Per-thread objects through the platform's thread keys (see platform::ParThread).
+platform::ParThread<EtatGenCode>& EtatThread() {
+  static platform::ParThread<EtatGenCode> etat;
+  return etat;
+}
+
+platform::ParThread<std::shared_ptr<AffichageGenCode>>& AffichageThread() {
+  static platform::ParThread<std::shared_ptr<AffichageGenCode>> affichage;
+  return affichage;
+}
 
 std::mutex& VerrouAffichage() {
   static std::mutex verrou;
@@ -61,11 +70,15 @@ void EtatGenCode::Enregistre(LigneInst ligne) {
 }
 
 EtatGenCode& EtatGen() {
-  if (etat_thread == nullptr) etat_thread = std::make_unique<EtatGenCode>();
-  return *etat_thread;
+  EtatGenCode* etat = EtatThread().Pointeur();
+  if (etat == nullptr) {
+    EtatThread().Remplace(std::make_unique<EtatGenCode>());
+    etat = EtatThread().Pointeur();
+  }
+  return *etat;
 }
 
-void OublieEtatGen() { etat_thread.reset(); }
+void OublieEtatGen() { EtatThread().Remplace(nullptr); }
 
 void InstalleAffichageGenCode(std::shared_ptr<AffichageGenCode> affichage) {
   std::lock_guard<std::mutex> garde(VerrouAffichage());
@@ -73,11 +86,13 @@ void InstalleAffichageGenCode(std::shared_ptr<AffichageGenCode> affichage) {
 }
 
 void InstalleAffichageGenCodeThread(std::shared_ptr<AffichageGenCode> affichage) {
-  affichage_thread = std::move(affichage);
+  AffichageThread().Remplace(
+      affichage ? std::make_unique<std::shared_ptr<AffichageGenCode>>(std::move(affichage))
+                : nullptr);
 }
 
 std::shared_ptr<AffichageGenCode> AffichageCourant() {
-  if (affichage_thread != nullptr) return affichage_thread;
+  if (auto* propre = AffichageThread().Pointeur()) return *propre;
   std::lock_guard<std::mutex> garde(VerrouAffichage());
   return AffichageGlobal();
 }
