@@ -4,7 +4,13 @@
 // reopens the folder (which rolls back what it must) and ends with the folder verifier.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
@@ -292,6 +298,104 @@ TEST(DurabilityTest, ADamagedNodeIsReportedNamingTheFileNeverRepaired) {
   EXPECT_FALSE(r.problemes.empty());
   EXPECT_EQ(*mem.Contents(path), damaged);  // nothing was changed
 }
+
+// A fresh folder of the system's temporary folder, removed at the end.
+class RealFolder {
+ public:
+  RealFolder() {
+    std::random_device rd;
+    path_ = std::filesystem::temp_directory_path() / ("vesk-durab-" + std::to_string(rd()));
+    std::filesystem::create_directories(path_);
+  }
+  ~RealFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  std::string str() const {
+    std::u8string u8 = path_.u8string();
+    return std::string(u8.begin(), u8.end());
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+TEST(DurabilityTest, AWriterWaitingTooLongGetsFolderLockedAndCachesFollowOtherUsers) {
+  RealFolder dir;
+  auto one = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+  auto two = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+  one->Synchro(false);
+  two->Synchro(false);
+  two->DelaiVerrou(30);
+  Workload a(one, 41, 'A');
+  Workload b(two, 43, 'B');
+  for (int i = 0; i < 10; ++i) {
+    a.Step();
+    b.Step();
+  }
+  {
+    Lot lot(*one);
+    a.Step();  // the batch holds the exclusive lock until it ends
+    try {
+      b.Step();
+      ADD_FAILURE() << "pas d'erreur de verrouillage";
+    } catch (const ErreurService& e) {
+      EXPECT_NE(std::string(e.what()).find("fichier verrouillé"), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(dir.str()), std::string::npos) << e.what();
+    }
+    ASSERT_TRUE(lot.Termine().ok());
+  }
+  for (int i = 0; i < 20; ++i) {
+    b.Step();  // the step refused above, then more
+    a.Step();
+  }
+  a.CheckModel();  // each sees the other's commits: its caches were dropped when needed
+  b.CheckModel();
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*one), &r).ok());
+  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+}
+
+#ifndef _WIN32
+TEST(DurabilityTest, TwoProcessesInterleavingOperationsLoseNothing) {
+  RealFolder dir;
+  int done[2], go[2];
+  ASSERT_EQ(pipe(done), 0);
+  ASSERT_EQ(pipe(go), 0);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  char prefix = pid == 0 ? 'B' : 'A';
+  int code = 0;
+  try {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+    d->Synchro(false);
+    Workload w(d, prefix == 'A' ? 51 : 53, prefix);
+    for (int i = 0; i < 150; ++i) w.Step();
+    char c = 'x';
+    // Each checks its own customers once both are done: nothing of it was lost or overwritten.
+    if (pid == 0) {
+      code = write(done[1], &c, 1) == 1 && read(go[0], &c, 1) == 1 ? 0 : 3;
+    } else {
+      code = read(done[0], &c, 1) == 1 && write(go[1], &c, 1) == 1 ? 0 : 3;
+    }
+    w.CheckModel();
+  } catch (const ErreurService& e) {
+    std::fprintf(stderr, "%c : %s\n", prefix, e.what());
+    code = 2;
+  }
+  if (pid == 0) _exit(code);
+  EXPECT_EQ(code, 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+  Workload w(d, 1, 'Z');
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*d), &r).ok());
+  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+  EXPECT_GT(r.enregistrements, 20u);
+}
+#endif
 
 }  // namespace
 }  // namespace vesk::isam
