@@ -14,6 +14,75 @@ void OpenGap(char* n, uint32_t stride, uint32_t pos, uint32_t count) {
   std::memmove(at + stride, at, size_t{count - pos} * stride);
 }
 
+// Whether the descent from the root down to level took the last child at every inner level:
+// the node reached there is the rightmost of its level.
+bool OnRightEdge(const BTree::Impl& m, uint32_t level) {
+  for (uint32_t l = level; l < m.levels; ++l) {
+    if (m.path_steps[l].index != m.path_steps[l].count) return false;
+  }
+  return true;
+}
+
+// A full leaf gives entries to a sibling only when the sibling has at least this many free
+// slots (fewer would split soon after all).
+constexpr uint32_t kSpareSlots = 4;
+
+// The sibling of the full leaf at path_steps[0] (same parent) with the most free slots, when it
+// has kSpareSlots or more; *sibling 0 otherwise. Both siblings are read and checked.
+Status RoomBeside(BTree::Impl& m, uint32_t* sibling, bool* left) {
+  *sibling = 0;
+  const Step& up = m.path_steps[1];
+  const char* p = nullptr;
+  VESK_RETURN_IF_ERROR(m.ReadNode(up.node, 1, &p));
+  uint32_t best = m.leaf_cap;
+  for (int side = 0; side < 2; ++side) {
+    if ((side == 0 && up.index == 0) || (side == 1 && up.index >= up.count)) continue;
+    uint32_t no = m.Child(p, side == 0 ? up.index - 1 : up.index + 1);
+    const char* s = nullptr;
+    VESK_RETURN_IF_ERROR(m.ReadNode(no, 0, &s));
+    if (Count(s) + kSpareSlots <= m.leaf_cap && Count(s) < best) {
+      best = Count(s);
+      *sibling = no;
+      *left = side == 0;
+    }
+    VESK_RETURN_IF_ERROR(m.ReadNode(up.node, 1, &p));  // the block may have moved meanwhile
+  }
+  return Status::Ok();
+}
+
+// Inserts (key, record) at pos of the full leaf w by sharing the entries of w and its sibling
+// evenly between the two; the separator between them in the parent follows.
+Status Redistribute(BTree::Impl& m, char* w, uint32_t pos, const char* key, uint32_t record,
+                    uint32_t sibling, bool left) {
+  const uint32_t stride = m.leaf_stride;
+  const Step& up = m.path_steps[1];
+  char *p = nullptr, *s = nullptr;
+  VESK_RETURN_IF_ERROR(m.WriteNode(up.node, &p));
+  VESK_RETURN_IF_ERROR(m.WriteNode(sibling, &s));
+  char* l = left ? s : w;
+  char* r = left ? w : s;
+  uint32_t cl = Count(l), cr = Count(r);
+  uint32_t at = left ? cl + pos : pos;  // the new entry's place in the pair
+  char* all = m.scratch.data();
+  std::memcpy(all, BTree::Impl::Entry(l, stride, 0), size_t{cl} * stride);
+  std::memcpy(all + size_t{cl} * stride, BTree::Impl::Entry(r, stride, 0), size_t{cr} * stride);
+  char* gap = all + size_t{at} * stride;
+  std::memmove(gap + stride, gap, size_t{cl + cr - at} * stride);
+  std::memcpy(all + size_t{at} * stride, key, m.key_len);
+  Store32(all + size_t{at} * stride + m.key_len, record);
+  uint32_t total = cl + cr + 1;
+  uint32_t nl = total / 2;
+  std::memcpy(BTree::Impl::Entry(l, stride, 0), all, size_t{nl} * stride);
+  std::memcpy(BTree::Impl::Entry(r, stride, 0), all + size_t{nl} * stride,
+              size_t{total - nl} * stride);
+  SetCount(l, nl);
+  SetCount(r, total - nl);
+  uint32_t sep = left ? up.index - 1 : up.index;
+  std::memcpy(BTree::Impl::Entry(p, m.inner_stride, sep), BTree::Impl::Entry(r, stride, 0),
+              m.key_len + 4u);
+  return Status::Ok();
+}
+
 }  // namespace
 
 Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
@@ -32,6 +101,21 @@ Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
     return Status::Duplicate("B-arbre " + path + " : clé déjà présente");
   }
   path_steps[0] = Step{leaf, pos, count, 0};
+  // A full leaf first shares with a sibling that has room, unless the key goes after the last
+  // one of the tree: an append fills leaves one after the other.
+  if (count == leaf_cap && levels > 1 && !OnRightEdge(*this, 0)) {
+    uint32_t sibling = 0;
+    bool left = false;
+    VESK_RETURN_IF_ERROR(RoomBeside(*this, &sibling, &left));
+    if (sibling != 0) {
+      char* w = nullptr;
+      VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
+      VESK_RETURN_IF_ERROR(Redistribute(*this, w, pos, key.data(), record, sibling, left));
+      ++keys;
+      Changed();
+      return StoreHeader();
+    }
+  }
   // Every node the insertion will need is checked before anything changes.
   uint32_t need = 0;
   if (count == leaf_cap) {
@@ -74,7 +158,9 @@ Status BTree::Impl::SplitLeaf(char* w, uint32_t pos, const char* key, uint32_t r
   Store32(s + size_t{pos} * leaf_stride + key_len, record);
   std::memcpy(s + size_t{pos + 1} * leaf_stride, Entry(w, leaf_stride, pos),
               size_t{leaf_cap - pos} * leaf_stride);
-  uint32_t left = total / 2;
+  // Appending after the last key of the tree leaves the left leaf full; the new rightmost one
+  // may stay below half full (the one exception to the minimum, see Verify).
+  uint32_t left = OnRightEdge(*this, 0) ? leaf_cap : total / 2;
   uint32_t right_no = 0;
   char* r = nullptr;
   VESK_RETURN_IF_ERROR(AllocNode(kLeaf, 0, &right_no, &r));
@@ -122,7 +208,8 @@ Status BTree::Impl::InsertInner(uint32_t level) {
     std::memcpy(s + size_t{step.index} * stride, carry.data(), stride);
     std::memcpy(s + size_t{step.index + 1} * stride, Entry(w, stride, step.index),
                 size_t{count - step.index} * stride);
-    uint32_t mid = total / 2;
+    // Appending at the right edge keeps the left node nearly full and one entry on the right.
+    uint32_t mid = OnRightEdge(*this, level) ? total - 2 : total / 2;
     uint32_t right_no = 0;
     char* r = nullptr;
     VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &right_no, &r));

@@ -229,8 +229,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ModelCase{"S4_order5_dups", false, 'S', 4, 5, 60, 1000, 2000},
                       ModelCase{"S1_tiny", false, 'S', 1, 0, 6, 100000, 2500},
                       ModelCase{"P1_tiny", false, 'P', 1, 4, 200, 1000000, 150},
-                      ModelCase{"S500_disk", true, 'S', 500, 0, 3000, 40, 3500},
-                      ModelCase{"P500_disk", true, 'P', 500, 0, 100000, 1000000, 3500}),
+                      ModelCase{"S500_disk", true, 'S', 500, 0, 3000, 40, 5000},
+                      ModelCase{"P500_disk", true, 'P', 500, 0, 100000, 1000000, 5000}),
     [](const ::testing::TestParamInfo<ModelCase>& info) { return info.param.name; });
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "srv/isam/btree_impl.h"
 
 namespace vesk::isam {
@@ -192,7 +195,7 @@ TEST_F(BTreeTest, FreedNodesAreListedAndReused) {
   EXPECT_LE(stats.fill_ratio, 1.0);
   EXPECT_EQ(stats.file_bytes, (h.allocated + 1ull) * h.node_length);
   // New splits take the freed nodes before the file grows.
-  for (int i = 0; i < 200; ++i) ASSERT_TRUE(tree_->Insert(Key(i), i + 1).ok());
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(tree_->Insert(Key(i), i + 1).ok());
   BTreeHeader again;
   ASSERT_TRUE(tree_->Header(&again).ok());
   EXPECT_EQ(again.allocated, h.allocated);
@@ -200,6 +203,48 @@ TEST_F(BTreeTest, FreedNodesAreListedAndReused) {
   std::vector<std::string> problems;
   ASSERT_TRUE(tree_->Verify(&problems).ok());
   EXPECT_TRUE(problems.empty()) << problems.front();
+}
+
+// Appends fill leaves up (the rightmost one may stay short), random inserts share a full leaf
+// with a sibling before splitting it; erasing from the short rightmost leaf keeps the tree sound.
+TEST_F(BTreeTest, LoadsFillNodesWell) {
+  auto fill = [&](const std::vector<int>& order) {
+    ASSERT_TRUE(Open(8, 'P', 0).ok());
+    for (int v : order) ASSERT_TRUE(tree_->Insert(Key(v), v + 1).ok());
+    std::vector<std::string> problems;
+    ASSERT_TRUE(tree_->Verify(&problems).ok());
+    ASSERT_TRUE(problems.empty()) << problems.front();
+  };
+  std::vector<int> order(20000);
+  for (int i = 0; i < 20000; ++i) order[i] = i;
+  ASSERT_NO_FATAL_FAILURE(fill(order));
+  BTreeStats stats;
+  ASSERT_TRUE(tree_->Stats(&stats).ok());
+  EXPECT_GT(stats.fill_ratio, 0.97);
+  // Down from the end: the short rightmost leaf borrows or merges each time.
+  for (int i = 19999; i >= 19000; --i) ASSERT_TRUE(tree_->Erase(Key(i), i + 1).ok());
+  std::vector<std::string> problems;
+  ASSERT_TRUE(tree_->Verify(&problems).ok());
+  EXPECT_TRUE(problems.empty()) << problems.front();
+  uint32_t record = 0;
+  EXPECT_TRUE(tree_->Find(Key(18999), &record).ok());
+  EXPECT_TRUE(tree_->Find(Key(19000), &record).IsNotFound());
+
+  std::mt19937 rng(7);
+  std::shuffle(order.begin(), order.end(), rng);
+  ASSERT_NO_FATAL_FAILURE(fill(order));
+  ASSERT_TRUE(tree_->Stats(&stats).ok());
+  EXPECT_GT(stats.fill_ratio, 0.78);
+  int expected = 0;
+  ASSERT_TRUE(tree_
+                  ->ForEach([&](std::string_view k, uint32_t r) {
+                    EXPECT_EQ(k, Key(expected));
+                    EXPECT_EQ(r, static_cast<uint32_t>(expected + 1));
+                    ++expected;
+                    return true;
+                  })
+                  .ok());
+  EXPECT_EQ(expected, 20000);
 }
 
 TEST_F(BTreeTest, DamagedHeaderIsReportedNotRepaired) {
