@@ -1,5 +1,7 @@
 #include "srv/isam/record_text.h"
 
+#include <cstring>
+
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
 
@@ -7,10 +9,18 @@ namespace vesk::isam {
 
 namespace {
 
+// Eight bytes at a time: records are mostly ASCII and this runs on every read and write.
 bool IsAscii(std::string_view s) {
-  unsigned char any = 0;
-  for (char c : s) any |= static_cast<unsigned char>(c);
-  return any < 0x80;
+  const char* p = s.data();
+  size_t n = s.size();
+  uint64_t any = 0;
+  for (; n >= 8; p += 8, n -= 8) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    any |= w;
+  }
+  for (; n > 0; ++p, --n) any |= static_cast<unsigned char>(*p);
+  return (any & 0x8080808080808080ull) == 0;
 }
 
 }  // namespace
