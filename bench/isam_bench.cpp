@@ -1,7 +1,10 @@
 // isam_bench: N records of 128 bytes with 16-byte keys through the storage services, as a
 // generated program uses them (Donnee with an owner, B_Arbre, Insere, Recherche, PremCle /
 // SuivCle, Supprime), beside SQLite (rowid table + UNIQUE index) and LMDB in the same run.
-// Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M]
+// Each phase of each engine is one transaction: SQLite and LMDB run it between BEGIN and COMMIT,
+// Vesk inside one batch (Lot), as a generated batch program does. Times are wall clock and CPU
+// time of the process (user + system), the latter steadier on a busy machine.
+// Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
 #include <lmdb.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -34,6 +37,7 @@ struct Options {
   uint64_t records = 1000000;
   std::string dir;
   size_t cache_mb = 160;
+  std::string engines = "vesk,sqlite,lmdb";
 };
 
 // Keys and records of the run: key i is "K" and 15 digits of a scrambled i.
@@ -41,16 +45,17 @@ struct Data {
   std::vector<std::string> keys;     // in ascending order
   std::vector<uint32_t> rand_order;  // a permutation of 0..N-1
   std::vector<uint32_t> lookups;     // N random indexes
-  std::string Record(uint32_t i) const {
-    std::string r = keys[i];
-    r.reserve(kRecord);
-    for (size_t k = r.size(); k < kRecord; ++k) r.push_back(static_cast<char>('a' + (i + k) % 26));
-    return r;
+  std::string letters;               // "a".."z" repeated, to cut the records' tails from
+  // Record i: its key, then letters from ('a' + (i + 16) % 26) on.
+  void Record(uint32_t i, std::string* out) const {
+    out->assign(keys[i]);
+    out->append(letters, (i + kKey) % 26, kRecord - kKey);
   }
 };
 
 Data MakeData(uint64_t n) {
   Data d;
+  for (size_t k = 0; k < kRecord + 26; ++k) d.letters.push_back(static_cast<char>('a' + k % 26));
   d.keys.reserve(n);
   char buf[32];
   for (uint64_t i = 0; i < n; ++i) {
@@ -69,14 +74,34 @@ Data MakeData(uint64_t n) {
 
 struct Result {
   std::map<std::string, double> seconds;
+  std::map<std::string, double> cpu;
   uint64_t bytes = 0;  // files of the randomly inserted set, before the deletions
   long peak_kib = 0;
 };
 
+double CpuSeconds() {
+  rusage u{};
+  getrusage(RUSAGE_SELF, &u);
+  auto s = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+  return s(u.ru_utime) + s(u.ru_stime);
+}
+
+// The CPU time of the last Time call.
+double last_cpu = 0;
+
 double Time(const std::function<void()>& f) {
+  double c0 = CpuSeconds();
   auto t0 = std::chrono::steady_clock::now();
   f();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  last_cpu = CpuSeconds() - c0;
+  return wall;
+}
+
+// Times f as phase p of r.
+void Phase(Result& r, const char* p, const std::function<void()>& f) {
+  r.seconds[p] = Time(f);
+  r.cpu[p] = last_cpu;
 }
 
 uint64_t Bytes(const fs::path& p) {
@@ -140,8 +165,9 @@ Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
   barbre.B_Arbre(false, "Rnd", kKey, "P", trnd, "Rnd", true);
   size_t n = d.keys.size();
   Result r;
-  auto batch = [&](const std::function<void()>& f) {
-    return Time([&] {
+  // One batch per phase, as a generated batch program runs it.
+  auto batch = [&](const char* phase, const std::function<void()>& f) {
+    Phase(r, phase, [&] {
       vesk::isam::Lot lot(*dossier);
       f();
       if (!lot.Termine().ok()) Die("vesk : écriture");
@@ -149,34 +175,34 @@ Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
   };
   int32_t no = 0;
   bool found = false;
-  r.seconds["seq_insert"] = batch([&] {
+  batch("seq_insert", [&] {
     for (size_t i = 0; i < n; ++i) {
-      seq.champs = d.Record(static_cast<uint32_t>(i));
+      d.Record(static_cast<uint32_t>(i), &seq.champs);
       barbre.Insere(tseq, d.keys[i], seq.fichier, no);
     }
   });
-  r.seconds["rand_insert"] = batch([&] {
+  batch("rand_insert", [&] {
     for (uint32_t i : d.rand_order) {
-      rnd.champs = d.Record(i);
+      d.Record(i, &rnd.champs);
       barbre.Insere(trnd, d.keys[i], rnd.fichier, no);
     }
   });
   r.bytes = Bytes(dir / "RND.DAT") + Bytes(dir / "RND.DAB");
-  r.seconds["lookup"] = batch([&] {
+  batch("lookup", [&] {
     for (uint32_t i : d.lookups) {
       barbre.Recherche(trnd, d.keys[i], rnd.fichier, found);
       if (!found || rnd.champs.compare(0, kKey, d.keys[i]) != 0) Die("vesk : clé perdue");
     }
   });
   uint64_t seen = 0;
-  r.seconds["scan"] = batch([&] {
+  batch("scan", [&] {
     std::string cle;
     for (barbre.PremCle(trnd, rnd.fichier, found, cle); found;
          barbre.SuivCle(trnd, rnd.fichier, found, cle)) {
       seen += static_cast<unsigned char>(rnd.champs[kKey]);
     }
   });
-  r.seconds["delete"] = batch([&] {
+  batch("delete", [&] {
     for (size_t j = 0; j < n / 2; ++j) {
       const std::string& k = d.keys[d.rand_order[j]];
       barbre.Recherche(trnd, k, rnd.fichier, found);
@@ -214,10 +240,11 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
   };
   auto insert = [&](sqlite3* db, auto order) {
     sqlite3_stmt* s = stmt(db, "INSERT INTO t(k, v) VALUES(?, ?)");
+    std::string rec;
     Sql(db, "BEGIN");
     for (size_t j = 0; j < n; ++j) {
       uint32_t i = order(j);
-      std::string rec = d.Record(i);
+      d.Record(i, &rec);
       sqlite3_bind_blob(s, 1, d.keys[i].data(), kKey, SQLITE_STATIC);
       sqlite3_bind_blob(s, 2, rec.data(), kRecord, SQLITE_TRANSIENT);
       if (sqlite3_step(s) != SQLITE_DONE) Die("sqlite : insertion");
@@ -228,10 +255,10 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
   };
   sqlite3* seq = open("seq.db");
   sqlite3* rnd = open("rnd.db");
-  r.seconds["seq_insert"] = Time([&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
-  r.seconds["rand_insert"] = Time([&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  Phase(r, "seq_insert", [&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
+  Phase(r, "rand_insert", [&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
   r.bytes = Bytes(dir / "rnd.db");
-  r.seconds["lookup"] = Time([&] {
+  Phase(r, "lookup", [&] {
     sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t WHERE k = ?");
     Sql(rnd, "BEGIN");
     std::string out;
@@ -244,7 +271,7 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
     Sql(rnd, "COMMIT");
     sqlite3_finalize(s);
   });
-  r.seconds["scan"] = Time([&] {
+  Phase(r, "scan", [&] {
     sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t ORDER BY k");
     Sql(rnd, "BEGIN");
     std::string out;
@@ -254,7 +281,7 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
     Sql(rnd, "COMMIT");
     sqlite3_finalize(s);
   });
-  r.seconds["delete"] = Time([&] {
+  Phase(r, "delete", [&] {
     sqlite3_stmt* s = stmt(rnd, "DELETE FROM t WHERE k = ?");
     Sql(rnd, "BEGIN");
     for (size_t j = 0; j < n / 2; ++j) {
@@ -298,9 +325,10 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
   };
   auto insert = [&](MDB_env* env, auto order) {
     write(env, [&](MDB_txn* txn, MDB_dbi dbi) {
+      std::string rec;
       for (size_t j = 0; j < n; ++j) {
         uint32_t i = order(j);
-        std::string rec = d.Record(i);
+        d.Record(i, &rec);
         MDB_val k{kKey, const_cast<char*>(d.keys[i].data())};
         MDB_val v{kRecord, rec.data()};
         Check(mdb_put(txn, dbi, &k, &v, MDB_NOOVERWRITE), "put");
@@ -309,11 +337,11 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
   };
   MDB_env* seq = open("lmdb_seq");
   MDB_env* rnd = open("lmdb_rnd");
-  r.seconds["seq_insert"] = Time([&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
-  r.seconds["rand_insert"] = Time([&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  Phase(r, "seq_insert", [&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
+  Phase(r, "rand_insert", [&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
   mdb_env_sync(rnd, 1);
   r.bytes = Bytes(dir / "lmdb_rnd");
-  r.seconds["lookup"] = Time([&] {
+  Phase(r, "lookup", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       std::string out;
       for (uint32_t i : d.lookups) {
@@ -323,7 +351,7 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
       }
     });
   });
-  r.seconds["scan"] = Time([&] {
+  Phase(r, "scan", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       MDB_cursor* c = nullptr;
       Check(mdb_cursor_open(txn, dbi, &c), "curseur");
@@ -336,7 +364,7 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
       mdb_cursor_close(c);
     });
   });
-  r.seconds["delete"] = Time([&] {
+  Phase(r, "delete", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       for (size_t j = 0; j < n / 2; ++j) {
         MDB_val k{kKey, const_cast<char*>(d.keys[d.rand_order[j]].data())};
@@ -358,6 +386,8 @@ Options Parse(int argc, char** argv) {
       o.records = std::strtoull(argv[++i], nullptr, 10);
     } else if (a == "--dir") {
       o.dir = argv[++i];
+    } else if (a == "--engines") {
+      o.engines = argv[++i];
     } else if (a == "--cache-mb") {
       o.cache_mb = std::strtoull(argv[++i], nullptr, 10);
     } else {
@@ -373,41 +403,48 @@ Options Parse(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   Options o = Parse(argc, argv);
+  auto wanted = [&](const char* e) { return o.engines.find(e) != std::string::npos; };
   fs::path dir(o.dir);
   std::error_code ec;
   fs::remove_all(dir, ec);
   fs::create_directories(dir);
   Data d = MakeData(o.records);
   long base_kib = PeakKib();
-  Result vesk;
+  Result vesk, sqlite, lmdb;
   try {
-    vesk = RunVesk(d, dir / "vesk", o.cache_mb);
+    if (wanted("vesk")) vesk = RunVesk(d, dir / "vesk", o.cache_mb);
   } catch (const std::exception& e) {
     Die(std::string("vesk : ") + e.what());
   }
-  Result sqlite = RunSqlite(d, dir / "sqlite");
-  Result lmdb = RunLmdb(d, dir / "lmdb");
+  if (wanted("sqlite")) sqlite = RunSqlite(d, dir / "sqlite");
+  if (wanted("lmdb")) lmdb = RunLmdb(d, dir / "lmdb");
   double n = static_cast<double>(o.records);
   std::printf(
       "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache %zu Mio "
-      "par fichier\n\n",
+      "pour tous les fichiers de vesk\n"
+      "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk)\n\n",
       static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb);
-  std::printf("%-12s %14s %14s %14s   (opérations par seconde)\n", "phase", "vesk", "sqlite",
-              "lmdb");
+  auto rate = [](double ops, double s) { return s > 0 ? ops / s : 0.0; };
+  std::printf("%-12s %14s %14s %14s   (opérations par seconde, temps réel | temps CPU)\n", "phase",
+              "vesk", "sqlite", "lmdb");
   for (const char* p : kPhases) {
     double ops = std::string(p) == "delete" ? n / 2 : n;
-    std::printf("%-12s %14.0f %14.0f %14.0f\n", p, ops / vesk.seconds[p], ops / sqlite.seconds[p],
-                ops / lmdb.seconds[p]);
+    std::printf("%-12s %14.0f %14.0f %14.0f | %11.0f %11.0f %11.0f\n", p,
+                rate(ops, vesk.seconds[p]), rate(ops, sqlite.seconds[p]),
+                rate(ops, lmdb.seconds[p]), rate(ops, vesk.cpu[p]), rate(ops, sqlite.cpu[p]),
+                rate(ops, lmdb.cpu[p]));
   }
   double raw = n * kRecord;
   std::printf("%-12s %14.2f %14.2f %14.2f   (fichiers / données brutes, après rand_insert)\n",
               "taille", vesk.bytes / raw, sqlite.bytes / raw, lmdb.bytes / raw);
-  std::printf("mémoire de pointe après vesk : %.1f Mio (données du banc : %.1f Mio)\n",
+  std::printf("mémoire de pointe après vesk : %.1f Mio, dont données du banc : %.1f Mio\n",
               vesk.peak_kib / 1024.0, base_kib / 1024.0);
   std::printf("mémoire de pointe du processus : %.1f Mio\n\n", PeakKib() / 1024.0);
+  auto ratio = [](double a, double b) { return b > 0 ? a / b : 0.0; };
   for (const char* p : kPhases) {
-    std::printf("ratio %s vesk/sqlite=%.2f vesk/lmdb=%.2f\n", p,
-                sqlite.seconds[p] / vesk.seconds[p], lmdb.seconds[p] / vesk.seconds[p]);
+    std::printf("ratio %s vesk/sqlite=%.2f vesk/lmdb=%.2f (CPU : %.2f %.2f)\n", p,
+                ratio(sqlite.seconds[p], vesk.seconds[p]), ratio(lmdb.seconds[p], vesk.seconds[p]),
+                ratio(sqlite.cpu[p], vesk.cpu[p]), ratio(lmdb.cpu[p], vesk.cpu[p]));
   }
   fs::remove_all(dir, ec);
   return 0;
