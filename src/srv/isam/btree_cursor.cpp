@@ -89,11 +89,14 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
   }
   if (key.size() != m.key_len) return m.CheckKey(key, 1);
   // A walk asks for the entry after the one it was just given: when the tree has not changed
-  // since, that entry is still at the hint.
+  // since, that entry is still at the hint. In a 'P' tree the key alone names it, and the walk
+  // may pass any record number (a primary walk passes the largest).
   if (m.hint_mods == m.mods && m.ReadNode(m.hint_leaf, 0, &n).ok() && m.hint_slot < Count(n)) {
     const char* e = Impl::Entry(n, m.leaf_stride, m.hint_slot);
-    if (m.Record(e) == record && std::memcmp(e, key.data(), m.key_len) == 0) {
-      return m.EntryAt(m.hint_leaf, m.hint_slot + 1, found_key, found_record);
+    uint32_t r = m.Record(e);
+    if ((!m.by_record || r == record) && std::memcmp(e, key.data(), m.key_len) == 0) {
+      uint32_t slot = r <= record ? m.hint_slot + 1 : m.hint_slot;
+      return m.EntryAt(m.hint_leaf, slot, found_key, found_record);
     }
   }
   VESK_RETURN_IF_ERROR(m.Descend(key.data(), record, &leaf, &n));
