@@ -161,17 +161,17 @@ struct BTree::Impl {
       btree::Store32(Entry(n, inner_stride, i - 1) + key_len + 4, child);
     }
   }
-  // memcmp of two keys; the first 8 bytes are compared as one big-endian number, which settles
-  // most comparisons without a call.
+  // memcmp of two keys; the first 16 bytes are compared 8 at a time as big-endian numbers,
+  // which settles most comparisons without a call (keys often share a long prefix).
   int CompareKeys(const char* a, const char* b) const {
-    if (key_len >= 8) {
+    uint32_t done = 0;
+    for (; done + 8 <= key_len && done < 16; done += 8) {
       uint64_t x, y;
-      std::memcpy(&x, a, 8);
-      std::memcpy(&y, b, 8);
+      std::memcpy(&x, a + done, 8);
+      std::memcpy(&y, b + done, 8);
       if (x != y) return btree::ToBigEndian(x) < btree::ToBigEndian(y) ? -1 : 1;
-      return key_len == 8 ? 0 : std::memcmp(a + 8, b + 8, key_len - 8u);
     }
-    return std::memcmp(a, b, key_len);
+    return done == key_len ? 0 : std::memcmp(a + done, b + done, key_len - done);
   }
   // Compares an entry with (key, record); the record counts only in an 'S' tree.
   int Compare(const char* entry, const char* key, uint32_t record) const {
