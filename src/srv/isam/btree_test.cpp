@@ -173,6 +173,19 @@ TEST_F(BTreeTest, SeekAfterFollowsKeyThenRecordOrder) {
   ASSERT_TRUE(tree_->Insert(Key(11), 50).ok());
   ASSERT_TRUE(tree_->SeekAfter(Key(11), 12, &key, &record).ok());
   EXPECT_EQ(std::make_pair(key, record), std::make_pair(Key(11), 50u));
+  // Right after an entry was given (the walk's hint), the same answers as from a descent.
+  ASSERT_TRUE(tree_->SeekAfter(Key(11), 50, &key, &record).ok());
+  ASSERT_TRUE(tree_->SeekAfter(Key(12), 1, &key, &record).ok());
+  EXPECT_EQ(std::make_pair(key, record), std::make_pair(Key(12), 13u));
+  ASSERT_TRUE(tree_->SeekAfter(Key(12), UINT32_MAX, &key, &record).ok());
+  EXPECT_EQ(std::make_pair(key, record), std::make_pair(Key(13), 14u));
+  int walked = 1;
+  for (Status st = tree_->SeekAfter("", 0, &key, &record); st.ok();
+       st = tree_->SeekAfter(std::string(key), UINT32_MAX, &key, &record)) {
+    EXPECT_EQ(key, Key(walked - 1));
+    ++walked;
+  }
+  EXPECT_EQ(walked, 31);
 }
 
 TEST_F(BTreeTest, FreedNodesAreListedAndReused) {
