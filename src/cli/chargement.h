@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "cli/options.h"
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 
 namespace vesk::cli {
 

@@ -4,6 +4,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::cli {
 
@@ -14,10 +15,8 @@ std::string FichierEdition(const Contexte& contexte) {
   const std::optional<std::string>& sortie = contexte.Options().sortie;
   if (!sortie) return "";
   auto finit = [&](std::string_view fin) {
-    if (sortie->size() <= fin.size()) return false;
-    std::string queue = sortie->substr(sortie->size() - fin.size());
-    for (char& c : queue) c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-    return queue == fin;
+    return sortie->size() > fin.size() &&
+           text::EqualNoCase(std::string_view(*sortie).substr(sortie->size() - fin.size()), fin);
   };
   if (!finit(".pdf") && !finit(".txt")) {
     throw ErreurService("Ligne de commande", "--output",

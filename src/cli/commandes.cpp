@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::cli {
 
@@ -14,17 +15,10 @@ constexpr Commande kCommandes[] = {
     {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
     {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
+    {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
+     CommandeDecl},
     {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},
 };
-
-bool MemeNom(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    auto bas = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    if (bas(a[i]) != bas(b[i])) return false;
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -69,7 +63,7 @@ std::span<const Commande> Commandes() { return kCommandes; }
 
 const Commande* TrouveCommande(std::string_view nom) {
   for (const Commande& commande : kCommandes) {
-    if (MemeNom(commande.nom, nom)) return &commande;
+    if (text::EqualNoCase(commande.nom, nom)) return &commande;
   }
   return nullptr;
 }

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "cli/options.h"
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 
 namespace vesk::cli {
 
@@ -57,6 +57,7 @@ std::string Menu();
 
 // The commands themselves, one file each.
 int CommandeConfig(Contexte& contexte);
+int CommandeDecl(Contexte& contexte);
 int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
 int CommandeEntDom(Contexte& contexte);

@@ -13,7 +13,7 @@
 
 #include "cli/commandes.h"
 #include "core/ass.h"
-#include "srv/configuration.h"
+#include "srv/config/configuration.h"
 #include "srv/script/session.h"
 
 namespace vesk::cli {

@@ -6,6 +6,7 @@
 #include "core/commandes_composant.h"
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -41,15 +42,6 @@ constexpr std::array<std::string_view, 10> kMethodes = {
     "LireFic",   "EcrireFic", "LireLfic", "EcrireLfic", "LireDom",
     "EcrireDom", "LireBa",    "EcrireBa", "LireChain",  "EcrireChain"};
 constexpr int32_t kPremiereMethode = 3;
-
-bool EgalSansCasse(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    auto minuscule = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-    if (minuscule(a[i]) != minuscule(b[i])) return false;
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -103,7 +95,7 @@ void AsS::Util() {}
 
 int32_t AsS::IdMethode(std::string_view nom) {
   for (size_t i = 0; i < kMethodes.size(); ++i) {
-    if (EgalSansCasse(nom, kMethodes[i])) return kPremiereMethode + static_cast<int32_t>(i);
+    if (text::EqualNoCase(nom, kMethodes[i])) return kPremiereMethode + static_cast<int32_t>(i);
   }
   return -1;
 }

@@ -1,6 +1,7 @@
 #include "core/cycle_saisie.h"
 
 #include "core/verifie.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -34,7 +35,7 @@ void CycleSaisie::MontrePrecedent(std::string_view cle) {
 bool CycleSaisie::SaisitCle(std::string& valeur, int16_t& touche) {
   etat_.Saisie().Sai(ecran_.cle, valeur, touche, 0, kSansOption, kLigne);
   if (touche == retour_ || touche == debut_) return false;
-  return !SansBlancsFinaux(valeur).empty();
+  return !text::TrimRight(valeur).empty();
 }
 
 bool CycleSaisie::Cherche(const FichierCle& f, std::string_view cle, int32_t& e) {
@@ -94,11 +95,6 @@ int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
   int32_t e = 0;
   Etat().BArbre().Insere(f.arbre, cle, f.fichier, e);
   return e;
-}
-
-std::string_view SansBlancsFinaux(std::string_view texte) {
-  size_t fin = texte.find_last_not_of(' ');
-  return fin == std::string_view::npos ? std::string_view() : texte.substr(0, fin + 1);
 }
 
 bool LettresEtChiffres(std::string_view texte) {

@@ -97,8 +97,6 @@ void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e
 // Writes the current fields as a new record under the key cle; gives its number.
 int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle);
 
-// The text without the spaces that end it (a field value without its padding).
-std::string_view SansBlancsFinaux(std::string_view texte);
 // True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a
 // name that can only designate a file of the data folder.
 bool LettresEtChiffres(std::string_view texte);

@@ -4,6 +4,7 @@
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "dom/dom.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::dom {
 
@@ -51,7 +52,7 @@ bool ImprimeDefinition(EtatModule& etat, const std::string& nom) {
 // lines. False when the user cancelled the listing.
 bool ImprimeDomaine(EtatModule& etat) {
   SrvEdition& edition = etat.Edition();
-  const std::string fichier = std::string(SansBlancsFinaux(etat.dom[kFdd])) + ".DOM";
+  const std::string fichier = std::string(text::TrimRight(etat.dom[kFdd])) + ".DOM";
   Colonne(edition, "CODOM", etat.dom[kCoDom]);
   Colonne(edition, "NOMDOM", etat.dom[kNomDom]);
   Colonne(edition, "FDD", fichier);

@@ -4,6 +4,7 @@
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "dom/dom.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::dom {
 
@@ -15,7 +16,7 @@ constexpr EcranCycle kEcran{kTitreSaisie, kDescripteurSaisie, "CODOM", kAideSupp
 // plain name of the data folder: letters and digits only, so that the listing, which opens
 // FDD.DOM, never reaches a file elsewhere.
 std::optional<std::string> VerifieFdd(const std::string& valeur) {
-  std::string_view nom = SansBlancsFinaux(valeur);
+  std::string_view nom = text::TrimRight(valeur);
   if (nom.empty()) return std::string();
   if (!LettresEtChiffres(nom)) {
     return "Nom de fichier « " + std::string(nom) +
@@ -60,8 +61,8 @@ void EntDom(std::string& code_initial, int16_t& touche) {
       s.trouve = cycle.Cherche(dom, etat.dom[kCoDom], s.e);
       if (s.trouve) {
         // Shown and entered without the padding, so that the user types after the text.
-        s.nom = SansBlancsFinaux(etat.dom[kNomDom]);
-        s.fdd = SansBlancsFinaux(etat.dom[kFdd]);
+        s.nom = text::TrimRight(etat.dom[kNomDom]);
+        s.fdd = text::TrimRight(etat.dom[kFdd]);
         etat.Saisie().Affiche("NOMDOM", s.nom);
         etat.Saisie().Affiche("FDD", s.fdd);
       }

@@ -1,0 +1,80 @@
+// `vesk decl NOM`: the declarations of the data file NOM (the routine that opens it and its
+// B-trees, the record read and write routines, the Public line), shown in the viewer "Génération
+// de Code" in a terminal, otherwise written to the output in the chosen encoding and line ends.
+#include <ostream>
+
+#include "cli/commandes.h"
+#include "cli/composant.h"
+#include "gencode/declaration.h"
+#include "gencode/etat_gencode.h"
+#include "platform/platform.h"
+#include "srv/erreur_service.h"
+#include "srv/text/cp1252.h"
+#include "srv/tui/visionneuse.h"
+
+namespace vesk::cli {
+
+namespace {
+
+constexpr std::string_view kTitreVisionneuse = "Génération de Code";
+
+// The generated text (lines preceded by CR LF) in the line ends and encoding asked for.
+std::string Convertit(std::string texte, const OptionsLigne& o) {
+  if (o.fin_de_ligne == FinDeLigne::kLf) {
+    std::string lf;
+    lf.reserve(texte.size());
+    for (size_t i = 0; i < texte.size(); ++i) {
+      if (texte[i] == '\r' && i + 1 < texte.size() && texte[i + 1] == '\n') continue;
+      lf += texte[i];
+    }
+    texte = std::move(lf);
+  }
+  if (o.encodage == Encodage::kCp1252) {
+    texte = text::EncodeCp1252OrThrow(texte, "Génération de Code", "--encoding cp1252");
+  }
+  return texte;
+}
+
+void ExigeDictionnaire(const Configuration& config) {
+  bool existe = false;
+  std::string fic = platform::JoinPath(config.dossier, "FIC.DAT");
+  platform::IoStatus st = platform::FileExists(fic, &existe);
+  if (!st.ok()) throw ErreurService("Ouverture du dictionnaire", config.dossier, st.message);
+  if (!existe) {
+    throw ErreurService("Ouverture du dictionnaire", config.dossier,
+                        "aucun dictionnaire dans ce dossier (vesk init le crée)");
+  }
+}
+
+}  // namespace
+
+int CommandeDecl(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.arguments.size() != 1) {
+    throw ErreurService("Ligne de commande", "decl", "un nom de fichier attendu : vesk decl NOM");
+  }
+  ExigeDictionnaire(contexte.Config());
+  std::string texte;
+  size_t anomalies = 0;
+  {
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+    DeclarationFichier(o.arguments.front());
+    texte = EtatGen().Texte();
+    anomalies = EtatGen().Anomalies().size();
+    composant->Termine();
+  }
+  if (!o.sortie && platform::SortieEstTerminal()) {
+    tui::Console console(tui::OuvreTerminal());
+    tui::MontreTexte(console, kTitreVisionneuse, texte);
+  } else {
+    contexte.Sortie() << Convertit(std::move(texte), o);
+  }
+  if (anomalies > 0) {
+    contexte.Erreurs() << "vesk : " << anomalies
+                       << " anomalie(s) signalée(s) pendant la génération\n";
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace vesk::cli
