@@ -41,7 +41,7 @@ std::string ListeNombres(const std::vector<T>& values, std::string_view op) {
 std::string Paire(std::string_view titre, std::string_view texte) {
   std::string t = Neutre(titre);
   std::string x = Neutre(texte);
-  if (x.empty()) x = "-";
+  if (x.empty()) x.assign(1, '-');  // (not = "-": a false -Wrestrict of g++ 12 at -O3)
   std::string_view parts[] = {t, x};
   std::string out;
   size_t bad = 0;

@@ -86,7 +86,8 @@ void Workload::Step() {
     std::string text = "ligne " + std::to_string(rng_() % 100000);
     if (action <= 2) {
       std::string k = NewKey();
-      std::string town = "T" + std::to_string(100 + rng_() % 20);
+      std::string town = std::to_string(100 + rng_() % 20);
+      town.insert(town.begin(), 'T');
       std::string name = "client " + std::to_string(rng_() % 1000000);
       queue_.push_back([this, k, town, name] {
         owner_->cli = Fixed(k, 8) + town + Fixed(name, 18);
