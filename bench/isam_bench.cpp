@@ -7,6 +7,7 @@
 // Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
 #include <lmdb.h>
 #include <sqlite3.h>
+#include "isam_durable.h"  // isam_bench --durable
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -402,6 +403,9 @@ Options Parse(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::string(argv[i]) == "--durable") return durable::Main(argc, argv);
+  }
   Options o = Parse(argc, argv);
   auto wanted = [&](const char* e) { return o.engines.find(e) != std::string::npos; };
   fs::path dir(o.dir);
