@@ -96,6 +96,13 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
     uint32_t r = m.Record(e);
     if ((!m.by_record || r == record) && std::memcmp(e, key.data(), m.key_len) == 0) {
       uint32_t slot = r <= record ? m.hint_slot + 1 : m.hint_slot;
+      if (slot < Count(n)) {  // the usual case: the next entry is in the same leaf
+        const char* next = Impl::Entry(n, m.leaf_stride, slot);
+        if (found_key != nullptr) found_key->assign(next, m.key_len);
+        *found_record = m.Record(next);
+        m.hint_slot = slot;
+        return Status::Ok();
+      }
       return m.EntryAt(m.hint_leaf, slot, found_key, found_record);
     }
   }

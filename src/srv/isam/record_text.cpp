@@ -23,6 +23,15 @@ bool IsAscii(std::string_view s) {
   return (any & 0x8080808080808080ull) == 0;
 }
 
+// from (not inside *out), completed with spaces to length (>= from.size()), into *out without
+// giving back its storage (string::assign goes through a general replace; records pass here on
+// every access).
+void CopyPadded(std::string_view from, size_t length, std::string* out) {
+  if (out->size() != length) out->resize(length);
+  std::memmove(out->data(), from.data(), from.size());
+  std::memset(out->data() + from.size(), ' ', length - from.size());
+}
+
 }  // namespace
 
 Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, std::string* out) {
@@ -31,8 +40,7 @@ Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, 
       return Status::InvalidArgument(std::string(what) + " de " + std::to_string(utf8.size()) +
                                      " caractères, plus long que " + std::to_string(length));
     }
-    out->assign(utf8);
-    out->resize(length, ' ');
+    CopyPadded(utf8, length, out);
     return Status::Ok();
   }
   std::string bytes;
@@ -49,7 +57,7 @@ Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, 
 
 void DecodeBytes(std::string_view bytes, std::string* out) {
   if (IsAscii(bytes)) {
-    out->assign(bytes);
+    CopyPadded(bytes, bytes.size(), out);
     return;
   }
   out->clear();
