@@ -180,9 +180,23 @@ void AjouteChainage() {
   etat.BArbre().Insere(etat.chain_arbre, etat.chain[kChainL], etat.chain_fichier, e);
 }
 
+// vesk.ini naming the demo application, unless the folder has one already.
+void EcritConfiguration(const std::string& dossier) {
+  std::string chemin = platform::JoinPath(dossier, "vesk.ini");
+  bool existe = false;
+  platform::IoStatus st = platform::FileExists(chemin, &existe);
+  if (!st.ok()) throw ErreurService("Démonstration", chemin, st.message);
+  if (existe) return;
+  std::ofstream sortie(chemin, std::ios::binary | std::ios::trunc);
+  sortie << "; Application de démonstration de Vesk : facturation\napplication = FACTU\n";
+  sortie.close();
+  if (!sortie) throw ErreurService("Démonstration", chemin, "écriture du fichier impossible");
+}
+
 }  // namespace
 
 void RemplitDemo(const std::string& dossier) {
+  EcritConfiguration(dossier);
   for (const Domaine& d : kDomaines) {
     AjouteDomaine(d);
     EcritFichierDom(dossier, d);
