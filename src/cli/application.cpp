@@ -5,6 +5,7 @@
 
 #include "cli/chargement.h"
 #include "cli/commandes.h"
+#include "cli/menu.h"
 #include "cli/options.h"
 #include "srv/erreur_service.h"
 
@@ -52,6 +53,7 @@ int Lance(const OptionsLigne& options, std::ostream& sortie, std::ostream& erreu
   Contexte contexte(ChargeConfiguration(options), options, sortie, erreurs);
   if (commande == nullptr) {
     contexte.SansArgument();
+    if (MenuInteractif(contexte)) return MenuTerminal(contexte);
     contexte.Sortie() << kTitre << "\n\n" << Menu();
     contexte.TermineSortie();
     return 0;

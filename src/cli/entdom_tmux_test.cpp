@@ -122,4 +122,16 @@ TEST_F(EntDomTmux, EntersADomainOnTheTerminalThenListsIt) {
   EXPECT_NE(texte.find("| TVA.DOM "), std::string::npos) << texte;
 }
 
+TEST_F(EntDomTmux, TheMenuRunsTheChosenCommandAndComesBack) {
+  LanceDansTmux("--data donnees");
+  Attend("Vesk : Gestion des Fichiers et B-Arbre d'Application");
+  Attend("edtdom");
+  Envoie("Down Enter");
+  Attend("Aucun domaine de définition : rien à éditer.");
+  Envoie("Enter");
+  Attend("Entrée Choisir");
+  Envoie("Escape");
+  EXPECT_EQ(Status(), "0\n");
+}
+
 }  // namespace

@@ -1,0 +1,85 @@
+#include "cli/menu.h"
+
+#include <unistd.h>
+
+#include <iostream>
+#include <string>
+
+#include "platform/platform.h"
+#include "srv/erreur_service.h"
+#include "srv/list/liste.h"
+#include "srv/tui/srv_choix_impl.h"
+
+namespace vesk::cli {
+
+namespace {
+
+constexpr std::string_view kColonnes = "[[G,8,Commande],[G,72,Description]]";
+constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
+
+// The commands offered: those that run without an argument on the data folder.
+bool DansLeMenu(const Commande& c) { return c.nom == "entdom" || c.nom == "edtdom"; }
+
+// A list text cannot hold commas or brackets inside an element.
+std::string Element(std::string_view texte) {
+  std::string propre(texte);
+  for (char& c : propre) {
+    if (c == ',') c = ';';
+    if (c == '[' || c == ']') c = ' ';
+  }
+  return propre;
+}
+
+std::string ListeCommandes() {
+  std::vector<std::string> elements;
+  for (const Commande& c : Commandes()) {
+    if (!DansLeMenu(c)) continue;
+    elements.push_back("[" + std::string(c.nom) + "," + Element(c.description) + "]");
+  }
+  std::vector<std::string_view> vues(elements.begin(), elements.end());
+  std::string liste;
+  size_t refuse = 0;
+  list::Fault faute = list::Build(vues, liste, refuse);
+  if (!faute.ok()) throw ErreurService("Menu", elements[refuse], faute.Message());
+  return liste;
+}
+
+// Lets the user choose; the terminal is given back before the command runs.
+const Commande* Choisit(const std::string& liste) {
+  bool choisi = false;
+  std::string element;
+  {
+    tui::SrvChoixImpl choix(std::make_shared<tui::Console>(tui::OuvreTerminal()));
+    choix.Choix(kColonnes, kTitre, liste, choisi, element);
+  }
+  if (!choisi) return nullptr;
+  std::vector<std::string_view> parties;
+  if (!list::Split(element, parties).ok() || parties.empty()) return nullptr;
+  return TrouveCommande(parties.front());
+}
+
+void Lance(const Commande& commande, Contexte& contexte) {
+  try {
+    commande.execute(contexte);
+  } catch (const ErreurService& e) {
+    contexte.Erreurs() << "vesk : " << e.what() << "\n";
+  }
+  std::cout << "\nEntrée : retour au menu " << std::flush;
+  std::string ligne;
+  std::getline(std::cin, ligne);
+}
+
+}  // namespace
+
+bool MenuInteractif(const Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  return !o.sortie && !o.script && ::isatty(STDIN_FILENO) != 0 && platform::SortieEstTerminal();
+}
+
+int MenuTerminal(Contexte& contexte) {
+  const std::string liste = ListeCommandes();
+  while (const Commande* commande = Choisit(liste)) Lance(*commande, contexte);
+  return 0;
+}
+
+}  // namespace vesk::cli
