@@ -49,7 +49,10 @@ bool Date(const std::string& ligne) {
 }
 
 TEST_F(LogTest, ReportsAreAppendedKeptAndShown) {
-  { std::ofstream(config_.CheminDonnees("ANOMALIES.LOG")) << "2024-01-01 00:00:00 X : ancienne\n"; }
+  {
+    std::ofstream(config_.CheminDonnees("ANOMALIES.LOG"), std::ios::binary)
+        << "2024-01-01 00:00:00 X : ancienne\n";
+  }
   std::vector<Rapport> vus;
   SrvAnomalieImpl anomalies(config_, [&](const Rapport& r) { vus.push_back(r); });
   anomalies.Signale("@ CLIENT@ Inconnue ", "DéclarationFichier");
