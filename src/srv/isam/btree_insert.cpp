@@ -1,5 +1,7 @@
 // B-tree insertion: the entry goes into its leaf; a full node splits in two and sends its
 // separator up, a full root gives a new root.
+#include <algorithm>
+
 #include "srv/isam/btree_impl.h"
 
 namespace vesk::isam {
@@ -23,12 +25,12 @@ bool OnRightEdge(const BTree::Impl& m, uint32_t level) {
   return true;
 }
 
-// A full leaf gives entries to a sibling only when the sibling has at least this many free
-// slots (fewer would split soon after all).
-constexpr uint32_t kSpareSlots = 4;
+// A full leaf gives entries to a sibling only when the sibling has a few free slots, about 1 in
+// 32 (fewer would split soon after all).
+uint32_t SpareSlots(const BTree::Impl& m) { return std::max(1u, m.leaf_cap / 32); }
 
 // The sibling of the full leaf at path_steps[0] (same parent) with the most free slots, when it
-// has kSpareSlots or more; *sibling 0 otherwise. Both siblings are read and checked.
+// has SpareSlots or more; *sibling 0 otherwise. Both siblings are read and checked.
 Status RoomBeside(BTree::Impl& m, uint32_t* sibling, bool* left) {
   *sibling = 0;
   const Step& up = m.path_steps[1];
@@ -40,7 +42,7 @@ Status RoomBeside(BTree::Impl& m, uint32_t* sibling, bool* left) {
     uint32_t no = m.Child(p, side == 0 ? up.index - 1 : up.index + 1);
     const char* s = nullptr;
     VESK_RETURN_IF_ERROR(m.ReadNode(no, 0, &s));
-    if (Count(s) + kSpareSlots <= m.leaf_cap && Count(s) < best) {
+    if (Count(s) + SpareSlots(m) <= m.leaf_cap && Count(s) < best) {
       best = Count(s);
       *sibling = no;
       *left = side == 0;
