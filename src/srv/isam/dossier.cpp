@@ -236,6 +236,9 @@ Status DossierDonnees::Entre() {
     VESK_RETURN_IF_ERROR(Demarre());
     VESK_RETURN_IF_ERROR(OuvreVerrou());
     if (verrou_->held() != FolderLock::Held::kExclusive) {
+      // A shared lock kept by a batch's reads is let go first: two batches each holding it
+      // would otherwise wait for each other's exclusive lock. Valide sees any commit between.
+      if (lot_ > 0 && lectures_ == 0) VESK_RETURN_IF_ERROR(verrou_->Unlock());
       VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
       // Changes made outside any operation (tools, tests) are committed first.
       Status s = lot_ == 0 ? Commit() : Status::Ok();
@@ -325,7 +328,8 @@ Status DossierDonnees::EntreLecture() {
 
 void DossierDonnees::SortLecture() {
   if (lectures_ == 0 || --lectures_ > 0 || profondeur_ > 0) return;
-  if (lot_ > 0 && verrou_->held() == FolderLock::Held::kExclusive) return;
+  // Inside a batch the lock held stays until FinLot: no lock taken again for each read.
+  if (lot_ > 0) return;
   Status ignored = verrou_->Unlock();
   (void)ignored;
 }

@@ -356,6 +356,34 @@ TEST(DurabilityTest, AWriterWaitingTooLongGetsFolderLockedAndCachesFollowOtherUs
   for (const std::string& p : r.problemes) ADD_FAILURE() << p;
 }
 
+TEST(DurabilityTest, AReadingBatchKeepsItsSharedLockUntilItEnds) {
+  RealFolder dir;
+  auto one = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+  auto two = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
+  one->Synchro(false);
+  two->Synchro(false);
+  one->DelaiVerrou(30);
+  two->DelaiVerrou(30);
+  Workload a(one, 61, 'A');
+  Workload b(two, 63, 'B');
+  for (int i = 0; i < 10; ++i) {
+    a.Step();
+    b.Step();
+  }
+  {
+    Lot lot(*one);
+    a.CheckModel();                         // reads only: the shared lock stays held between them
+    b.CheckModel();                         // another reader is let in
+    EXPECT_THROW(b.Step(), ErreurService);  // a writer is not
+    a.Step();                               // the batch itself may write: it takes the lock
+    EXPECT_THROW(b.CheckModel(), ErreurService);
+    ASSERT_TRUE(lot.Termine().ok());
+  }
+  b.Step();
+  b.CheckModel();
+  a.CheckModel();
+}
+
 #ifndef _WIN32
 TEST(DurabilityTest, TwoProcessesInterleavingOperationsLoseNothing) {
   RealFolder dir;
