@@ -26,18 +26,18 @@ TEST(Descriptor, ReadsTheListingsFrames) {
   EXPECT_EQ(dom.columns[1].layout_width, 80);
   EXPECT_EQ(dom.TextWidth(), 1 + 43 + 83 + 23);
 
-  const Descriptor spec = ParseDescriptor(
+  const Descriptor descripteur = ParseDescriptor(
       "[PS,1,[[NO,NO,N,3,0,D],[NRUB,RUBRIQUE/EXEMPLE,A,40,G],[@FORMAT,[FORMAT,TYPE/LONG,A,9,G],"
       "[FORMINT,INTERNE,A,6,C]],[NOMVAR,VARIABLE,A,16,G],[TYPEMOD,M,A,1,G],"
       "[CODOM,CODE DOMAINE,A,20,G],[@POSITION,[DEB,DEBUT,N,5,0,D],[FIN,FIN,N,5,0,D]]],[]]");
-  ASSERT_EQ(spec.columns.size(), 9u);
-  EXPECT_EQ(spec.columns[0].type, 'N');
-  EXPECT_EQ(spec.columns[0].align, Align::kRight);
-  EXPECT_EQ(spec.columns[3].align, Align::kCentre);
-  ASSERT_EQ(spec.groups.size(), 2u);
-  EXPECT_EQ(spec.groups[1].title, "POSITION");
-  EXPECT_EQ(spec.groups[1].first, 7);
-  EXPECT_EQ(spec.groups[1].last, 8);
+  ASSERT_EQ(descripteur.columns.size(), 9u);
+  EXPECT_EQ(descripteur.columns[0].type, 'N');
+  EXPECT_EQ(descripteur.columns[0].align, Align::kRight);
+  EXPECT_EQ(descripteur.columns[3].align, Align::kCentre);
+  ASSERT_EQ(descripteur.groups.size(), 2u);
+  EXPECT_EQ(descripteur.groups[1].title, "POSITION");
+  EXPECT_EQ(descripteur.groups[1].first, 7);
+  EXPECT_EQ(descripteur.groups[1].last, 8);
 
   const Descriptor fic = ParseDescriptor(kListeFichiers);
   EXPECT_EQ(fic.keep_lines, 30);

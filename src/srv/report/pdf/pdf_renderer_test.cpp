@@ -111,7 +111,7 @@ TEST_F(PdfListingTest, NarrowFrameIsPortraitAndTextLinesKeepTheirAccents) {
   SrvEdition& s = *service_;
   fs::create_directories(dir_);
   s.OuvEdt("EDITION SPECIFICATIONS FICHIER CLI.DAT", "Sous-titre", "", "PDF+TXT",
-           (dir_ / "spec").string(), 0, 0, false, true);
+           (dir_ / "sortie").string(), 0, 0, false, true);
   s.ImprTexte("Longueur : 128 - No Canal : CLID%", "PD", "Arial", "");
   s.ImprTexte("Dépendance Par Entreprise", "GS", "Arial", "");
   s.DefEdt(
@@ -130,8 +130,8 @@ TEST_F(PdfListingTest, NarrowFrameIsPortraitAndTextLinesKeepTheirAccents) {
   s.FermeEdt("[]", true);
   s.Termine(0);
   ASSERT_EQ(service_->Ecrits().size(), 2u);
-  EXPECT_EQ(service_->Ecrits()[0], (dir_ / "spec.pdf").string());
-  EXPECT_EQ(service_->Ecrits()[1], (dir_ / "spec.txt").string());
+  EXPECT_EQ(service_->Ecrits()[0], (dir_ / "sortie.pdf").string());
+  EXPECT_EQ(service_->Ecrits()[1], (dir_ / "sortie.txt").string());
   const std::string info = Info(service_->Ecrits()[0]);
   EXPECT_EQ(InfoValue(info, "Page size"), "595.28 x 841.89 pts (A4)") << info;
   EXPECT_EQ(InfoValue(info, "Pages"), "1") << info;
