@@ -10,19 +10,38 @@ namespace btree {
 
 namespace {
 
-uint32_t CrcRun(uint32_t crc, const char* data, size_t n) {
-  static const std::array<uint32_t, 256> table = [] {
-    std::array<uint32_t, 256> t{};
+// CRC-32 (reflected 0xEDB88320), eight bytes a step through eight tables.
+using CrcTables = std::array<std::array<uint32_t, 256>, 8>;
+
+const CrcTables& Tables() {
+  static const CrcTables tables = [] {
+    CrcTables t{};
     for (uint32_t i = 0; i < 256; ++i) {
       uint32_t c = i;
       for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-      t[i] = c;
+      t[0][i] = c;
+    }
+    for (uint32_t i = 0; i < 256; ++i) {
+      for (int k = 1; k < 8; ++k) t[k][i] = (t[k - 1][i] >> 8) ^ t[0][t[k - 1][i] & 0xFF];
     }
     return t;
   }();
-  for (size_t i = 0; i < n; ++i) {
-    crc = table[(crc ^ static_cast<unsigned char>(data[i])) & 0xFF] ^ (crc >> 8);
+  return tables;
+}
+
+uint32_t CrcRun(uint32_t crc, const char* data, size_t n) {
+  const CrcTables& t = Tables();
+  auto byte = [data](size_t i) {
+    return static_cast<uint32_t>(static_cast<unsigned char>(data[i]));
+  };
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint32_t lo = crc ^ (byte(i) | byte(i + 1) << 8 | byte(i + 2) << 16 | byte(i + 3) << 24);
+    uint32_t hi = byte(i + 4) | byte(i + 5) << 8 | byte(i + 6) << 16 | byte(i + 7) << 24;
+    crc = t[7][lo & 0xFF] ^ t[6][(lo >> 8) & 0xFF] ^ t[5][(lo >> 16) & 0xFF] ^ t[4][lo >> 24] ^
+          t[3][hi & 0xFF] ^ t[2][(hi >> 8) & 0xFF] ^ t[1][(hi >> 16) & 0xFF] ^ t[0][hi >> 24];
   }
+  for (; i < n; ++i) crc = t[0][(crc ^ byte(i)) & 0xFF] ^ (crc >> 8);
   return crc;
 }
 

@@ -72,7 +72,12 @@ TEST_F(BTreeTest, NodeLengthGrowsWithTheKeySoANodeHoldsFiftyEntries) {
   }
 }
 
-TEST(BTreeChecksumTest, IsTheZlibCrc32) { EXPECT_EQ(btree::Crc32("123456789", 9), 0xCBF43926u); }
+TEST(BTreeChecksumTest, IsTheZlibCrc32) {
+  EXPECT_EQ(btree::Crc32("123456789", 9), 0xCBF43926u);
+  const char fox[] = "The quick brown fox jumps over the lazy dog";  // eight at a time, then a tail
+  EXPECT_EQ(btree::Crc32(fox, sizeof fox - 1), 0x414FA339u);
+  EXPECT_EQ(btree::Crc32(fox, 0), 0u);
+}
 
 TEST_F(BTreeTest, HeaderSurvivesReopen) {
   Fill(500, 'S');

@@ -95,6 +95,16 @@ class DataFile {
   // any): after another program changed the file, or after a rollback.
   Status Recharge();
   Pager* pager() { return pager_.get(); }
+  // The in-memory header at the start of an operation (Mark), put back when the operation is
+  // undone inside a batch (RestoreMark): the header reaches the cache only at commit.
+  void Mark() {
+    marked_ = header_;
+    marked_dirty_ = header_dirty_;
+  }
+  void RestoreMark() {
+    header_ = marked_;
+    header_dirty_ = marked_dirty_;
+  }
 
  private:
   DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only);
@@ -110,6 +120,8 @@ class DataFile {
   DataHeader header_;
   bool read_only_;
   bool header_dirty_ = false;
+  DataHeader marked_;
+  bool marked_dirty_ = false;
   std::string scratch_;
 };
 

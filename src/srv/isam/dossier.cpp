@@ -96,7 +96,8 @@ int16_t DossierDonnees::ChercheArbre(std::string_view nom, bool dependance) cons
 Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* handle) {
   DataFile* df = f->fichier.get();
   VESK_RETURN_IF_ERROR(Add(fichiers_, std::move(f), handle, "fichiers de données"));
-  journal_->Watch({df->pager(), [df] { return df->Prepare(); }, [df] { return df->Recharge(); }});
+  journal_->Watch({df->pager(), [df] { return df->Prepare(); }, [df] { return df->Recharge(); },
+                   [df] { df->Mark(); }, [df] { df->RestoreMark(); }});
   RecalculePointeurs();
   return Status::Ok();
 }
@@ -106,7 +107,7 @@ Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* hand
   // A tree just created is on stable storage before any operation uses it.
   VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
-  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }});
+  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, nullptr, nullptr});
   return Status::Ok();
 }
 
@@ -249,6 +250,7 @@ Status DossierDonnees::Entre() {
       }
     }
     exceptions_ = std::uncaught_exceptions();
+    journal_->BeginOperation();
   }
   ++profondeur_;
   return Status::Ok();

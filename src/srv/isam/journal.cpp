@@ -96,8 +96,12 @@ bool ParseRecord(char type, std::string_view payload, Parsed* out) {
     b.new_length = static_cast<uint32_t>(Get(payload.data() + 16, 4));
     b.new_hash = Get(payload.data() + 24, 8);
     b.original = payload.substr(32);
-    if (b.original.size() != b.block_size || b.new_length > b.block_size) return false;
-    if (out->files.count(b.file) == 0 || b.block_no > (uint64_t{1} << 40)) return false;
+    if (b.new_length > b.block_size || b.block_no > (uint64_t{1} << 40)) return false;
+    auto f = out->files.find(b.file);
+    if (f == out->files.end()) return false;
+    // A block past the file's original size keeps no original bytes (rollback cuts it off).
+    bool appended = b.block_no * b.block_size >= f->second.original_size;
+    if (b.original.size() != (appended ? 0 : b.block_size)) return false;
     out->blocks.push_back(b);
     return true;
   }
@@ -184,10 +188,18 @@ struct Journal::Entry {
   std::unordered_set<uint64_t> txn_blocks;
 };
 
+// A block's original bytes; empty for a block past the file's size at the start of the
+// transaction (rollback cuts the file there, its bytes are not needed).
 struct Journal::Saved {
   Entry* e;
   uint64_t no;
   std::string bytes;
+};
+
+struct Journal::OpSaved {
+  Entry* e;
+  uint64_t no;
+  size_t at;  // in op_bytes_
 };
 
 Journal::Journal(Env* env, std::string dossier)
@@ -218,27 +230,32 @@ Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
     txn_entries_.push_back(e);
   }
   if (e->txn_blocks.insert(no).second) {
-    txn_.push_back(Saved{e, no, std::string(original.data(), original.size())});
+    bool appended = no * original.size() >= e->txn_size;
+    txn_.push_back(
+        Saved{e, no, appended ? std::string() : std::string(original.data(), original.size())});
   }
-  if (batch_) op_.push_back(Saved{e, no, std::string(original.data(), original.size())});
+  if (batch_) {
+    op_.push_back(OpSaved{e, no, op_bytes_.size()});
+    op_bytes_.insert(op_bytes_.end(), original.begin(), original.end());
+  }
   return Status::Ok();
 }
 
-Status Journal::EndOperation() {
-  Status first;
-  for (Entry* e : op_entries_) {
-    Status s = e->w.prepare ? e->w.prepare() : Status::Ok();
-    if (s.ok()) s = e->w.pager->PrepareFlush(false);
-    if (first.ok() && !s.ok()) first = s;
+void Journal::BeginOperation() {
+  for (auto& e : entries_) {
+    if (e->w.mark) e->w.mark();
   }
-  // prepare may have touched more files' blocks (never another file's): new epochs for all.
+}
+
+Status Journal::EndOperation() {
   for (Entry* e : op_entries_) {
     e->w.pager->StartChangeEpoch();
     e->in_op = false;
   }
   op_entries_.clear();
   op_.clear();
-  return first;
+  op_bytes_.clear();
+  return Status::Ok();
 }
 
 Status Journal::RollbackOperation() {
@@ -246,30 +263,46 @@ Status Journal::RollbackOperation() {
   auto keep = [&first](Status s) {
     if (first.ok() && !s.ok()) first = s;
   };
-  if (!batch_) {
-    for (Entry* e : txn_entries_) {
-      keep(e->w.pager->PrepareFlush(false));
-      e->w.pager->DiscardChanges();
-      if (e->w.reload) keep(e->w.reload());
-    }
-    for (Entry* e : op_entries_) e->in_op = false;
-    op_entries_.clear();
-    op_.clear();
-    Forget();
-    return first;
+  if (batch_) return RollbackBatchOperation();
+  for (auto& e : entries_) {
+    if (e->w.undo) e->w.undo();
   }
+  for (Entry* e : txn_entries_) {
+    keep(e->w.pager->PrepareFlush(false));
+    e->w.pager->DiscardChanges();
+    if (e->w.reload) keep(e->w.reload());
+  }
+  for (Entry* e : op_entries_) e->in_op = false;
+  op_entries_.clear();
+  op_.clear();
+  op_bytes_.clear();
+  Forget();
+  return first;
+}
+
+// Inside a batch: the operation's blocks get their bytes back, each file its size and state.
+Status Journal::RollbackBatchOperation() {
+  Status first;
+  auto keep = [&first](Status s) {
+    if (first.ok() && !s.ok()) first = s;
+  };
   for (auto it = op_.rbegin(); it != op_.rend(); ++it) {
-    keep(it->e->w.pager->RestoreBlock(it->no, it->bytes));
+    size_t n = it->e->w.pager->BlockSize();
+    keep(it->e->w.pager->RestoreBlock(it->no, std::span<const char>(op_bytes_.data() + it->at, n)));
+  }
+  for (auto& e : entries_) {
+    if (e->w.undo) e->w.undo();
   }
   for (Entry* e : op_entries_) {
     e->w.pager->RestoreSize(e->op_size);
     keep(e->w.pager->PrepareFlush(false));
-    if (e->w.reload) keep(e->w.reload());
+    if (!e->w.undo && e->w.reload) keep(e->w.reload());
     e->w.pager->StartChangeEpoch();
     e->in_op = false;
   }
   op_entries_.clear();
   op_.clear();
+  op_bytes_.clear();
   return first;
 }
 
@@ -305,7 +338,7 @@ Status Journal::WriteJournal(bool sync, uint64_t nonce) {
     auto [length, hash] = fresh[{s.e->id, s.no}];
     payload.clear();
     Put(payload, s.e->id, 4);
-    Put(payload, s.bytes.size(), 4);
+    Put(payload, s.e->w.pager->BlockSize(), 4);
     Put(payload, s.no, 8);
     Put(payload, length, 4);
     Put(payload, 0, 4);
@@ -346,11 +379,7 @@ Status Journal::Commit(bool sync, const std::function<Status()>& before_files) {
     Forget();
     return Status::Ok();
   }
-  for (size_t i = 0; i < txn_entries_.size(); ++i) {
-    Entry* e = txn_entries_[i];
-    if (e->w.prepare) VESK_RETURN_IF_ERROR(e->w.prepare());
-    VESK_RETURN_IF_ERROR(e->w.pager->PrepareFlush(true));
-  }
+  VESK_RETURN_IF_ERROR(PrepareFiles());
   VESK_RETURN_IF_ERROR(WriteJournal(sync, NewNonce()));
   if (before_files) VESK_RETURN_IF_ERROR(before_files());
   for (Entry* e : txn_entries_) {
@@ -362,19 +391,32 @@ Status Journal::Commit(bool sync, const std::function<Status()>& before_files) {
   return s;
 }
 
+// Completes every file's lazy bytes (headers) and seals the changed blocks; this may change
+// more blocks, and more files join the transaction.
+Status Journal::PrepareFiles() {
+  for (auto& e : entries_) {
+    if (e->w.prepare) VESK_RETURN_IF_ERROR(e->w.prepare());
+  }
+  for (size_t i = 0; i < txn_entries_.size(); ++i) {
+    VESK_RETURN_IF_ERROR(txn_entries_[i]->w.pager->PrepareFlush(true));
+  }
+  return Status::Ok();
+}
+
 void Journal::Abandon() {
   for (Entry* e : txn_entries_) {
     Status ignored = e->w.pager->PrepareFlush(false);
     (void)ignored;
     e->w.pager->DiscardChanges();
   }
-  for (Entry* e : op_entries_) e->in_op = false;
-  op_entries_.clear();
-  op_.clear();
   Forget();
 }
 
 void Journal::Forget() {
+  for (Entry* e : op_entries_) e->in_op = false;
+  op_entries_.clear();
+  op_.clear();
+  op_bytes_.clear();
   for (Entry* e : txn_entries_) {
     e->w.pager->StartChangeEpoch();
     e->in_txn = false;

@@ -72,10 +72,14 @@ class Journal {
 
   // A file the journal protects: its pager, what completes its lazily written bytes before a
   // commit (a header), and what rereads its in-memory state after its blocks were put back.
+  // mark saves the file's in-memory state at the start of each operation and undo puts it back
+  // when the operation is undone (both optional): the lazy bytes are completed only at commit.
   struct Watched {
     Pager* pager = nullptr;
     std::function<Status()> prepare;
     std::function<Status()> reload;
+    std::function<void()> mark;
+    std::function<void()> undo;
   };
   // Installs the change hook of w.pager. The pager must stay alive while the journal is.
   void Watch(Watched w);
@@ -85,8 +89,10 @@ class Journal {
   void SetBatch(bool batch) { batch_ = batch; }
   // Whether the current transaction changed anything yet.
   bool Open() const { return !txn_.empty(); }
-  // The operation ended well: completes the touched files' lazy bytes and starts a new change
-  // epoch for the next operation.
+  // An operation begins: each file marks its in-memory state.
+  void BeginOperation();
+  // The operation ended well: starts a new change epoch for the next operation (the files'
+  // lazy bytes are completed at commit).
   Status EndOperation();
   // The operation failed: its changes are undone in the caches (in a batch, those of the
   // operation only; otherwise of the whole transaction), the files' state reread.
@@ -108,7 +114,10 @@ class Journal {
  private:
   struct Entry;
   struct Saved;
+  struct OpSaved;
   Status Capture(Entry* e, uint64_t block_no, std::span<const char> original);
+  Status RollbackBatchOperation();
+  Status PrepareFiles();
   Status WriteJournal(bool sync, uint64_t nonce);
   Status Invalidate();
   void Forget();
@@ -123,7 +132,8 @@ class Journal {
   std::vector<Entry*> txn_entries_;  // touched in the transaction
   std::vector<Entry*> op_entries_;   // touched in the operation
   std::vector<Saved> txn_;           // first originals of the transaction
-  std::vector<Saved> op_;            // first originals of the operation (batches only)
+  std::vector<OpSaved> op_;          // first originals of the operation (batches only),
+  std::vector<char> op_bytes_;       // their bytes, one after the other
   std::string buffer_;
   uint64_t syncs_ = 0;
 };
