@@ -12,20 +12,11 @@
 #include <string>
 #include <thread>
 
+#include "srv/tui/testing/panneau_tmux.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string Sortie(const std::string& commande) {
-  std::string texte;
-  FILE* f = popen(commande.c_str(), "r");
-  if (f == nullptr) return texte;
-  char tampon[4096];
-  size_t n = 0;
-  while ((n = fread(tampon, 1, sizeof tampon, f)) > 0) texte.append(tampon, n);
-  pclose(f);
-  return texte;
-}
 
 std::string Contenu(const fs::path& chemin) {
   std::ifstream in(chemin, std::ios::binary);
@@ -37,43 +28,27 @@ std::string Contenu(const fs::path& chemin) {
 class EntDomTmux : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (std::system("command -v tmux >/dev/null 2>&1") != 0) GTEST_SKIP() << "tmux absent";
-    socket_ = "vesk_entdom_" + std::to_string(getpid());
-    dossier_ = fs::temp_directory_path() / socket_;
+    if (!vesk::testing::TmuxPresent()) GTEST_SKIP() << "tmux absent";
+    panneau_ = std::make_unique<vesk::testing::PanneauTmux>("vesk_entdom");
+    dossier_ = fs::temp_directory_path() / panneau_->Socket();
     fs::create_directories(dossier_ / "donnees");
   }
   void TearDown() override {
-    if (!socket_.empty()) std::system(Tmux("kill-server 2>/dev/null").c_str());
+    panneau_.reset();
     std::error_code ignore;
     fs::remove_all(dossier_, ignore);
   }
 
-  std::string Tmux(const std::string& arguments) const {
-    return "LANG=C.UTF-8 tmux -L " + socket_ + " " + arguments;
-  }
   // Runs `vesk arguments` in the test folder inside a new tmux pane; its exit status goes to
   // the file "status".
   void LanceDansTmux(const std::string& arguments) {
-    std::string commande = "cd " + dossier_.string() + " && env TERM=screen LANG=C.UTF-8 " +
-                           VESK_BINAIRE + " " + arguments + "; echo $? > status; sleep 60";
-    ASSERT_EQ(std::system(Tmux("new-session -d -x 100 -y 30 '" + commande + "'").c_str()), 0);
+    panneau_->Lance("cd " + dossier_.string() + " && " + VESK_BINAIRE + " " + arguments +
+                        "; echo $? > status; sleep 60",
+                    100, 30);
   }
-  void Envoie(const std::string& touches) {
-    ASSERT_EQ(std::system(Tmux("send-keys " + touches).c_str()), 0);
-  }
-  void Tape(const std::string& texte) { Envoie("-l '" + texte + "'"); }
-  std::string Capture() { return Sortie(Tmux("capture-pane -p")); }
-  // Waits up to 5 s for texte on the screen; gives the last capture.
-  std::string Attend(const std::string& texte) {
-    std::string ecran;
-    for (int i = 0; i < 100; ++i) {
-      ecran = Capture();
-      if (ecran.find(texte) != std::string::npos) return ecran;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    ADD_FAILURE() << "« " << texte << " » n'apparaît pas à l'écran :\n" << ecran;
-    return ecran;
-  }
+  void Envoie(const std::string& touches) { panneau_->Envoie(touches); }
+  void Tape(const std::string& texte) { panneau_->Tape(texte); }
+  std::string Attend(const std::string& texte) { return panneau_->Attend(texte); }
   std::string Status() {
     for (int i = 0; i < 100; ++i) {
       std::string s = Contenu(dossier_ / "status");
@@ -83,7 +58,7 @@ class EntDomTmux : public ::testing::Test {
     return "pas de fin";
   }
 
-  std::string socket_;
+  std::unique_ptr<vesk::testing::PanneauTmux> panneau_;
   fs::path dossier_;
 };
 
@@ -112,8 +87,9 @@ TEST_F(EntDomTmux, EntersADomainOnTheTerminalThenListsIt) {
   EXPECT_EQ(Status(), "0\n");
 
   std::ofstream(dossier_ / "donnees" / "TVA.DOM") << "N Taux normal 20 %\r\n";
-  std::string liste = Sortie("cd " + dossier_.string() + " && " + VESK_BINAIRE +
-                             " --data donnees edtdom --output x.txt 2>&1");
+  std::string liste =
+      vesk::testing::SortieCommande("cd " + dossier_.string() + " && " + VESK_BINAIRE +
+                                    " --data donnees edtdom --output x.txt 2>&1");
   EXPECT_EQ(liste, "Édition écrite dans x.txt\n");
   std::string texte = Contenu(dossier_ / "x.txt");
   EXPECT_NE(texte.find("| TVA "), std::string::npos) << texte;

@@ -11,53 +11,26 @@
 #include <string>
 #include <thread>
 
-namespace {
+#include "srv/tui/testing/panneau_tmux.h"
 
-std::string Sortie(const std::string& commande) {
-  std::string texte;
-  FILE* f = popen(commande.c_str(), "r");
-  if (f == nullptr) return texte;
-  char tampon[4096];
-  size_t n = 0;
-  while ((n = fread(tampon, 1, sizeof tampon, f)) > 0) texte.append(tampon, n);
-  pclose(f);
-  return texte;
-}
+namespace {
 
 class DemoTmux : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (std::system("command -v tmux >/dev/null 2>&1") != 0) GTEST_SKIP() << "tmux absent";
-    socket_ = "vesk_tui_" + std::to_string(getpid());
-    resultat_ = ::testing::TempDir() + socket_ + ".txt";
+    if (!vesk::testing::TmuxPresent()) GTEST_SKIP() << "tmux absent";
+    panneau_ = std::make_unique<vesk::testing::PanneauTmux>("vesk_tui");
+    resultat_ = ::testing::TempDir() + panneau_->Socket() + ".txt";
     std::remove(resultat_.c_str());
-    std::string lance = Tmux("new-session -d -x 80 -y 24 'env TERM=screen LANG=C.UTF-8 " +
-                             std::string(VESK_TUI_DEMO) + " " + resultat_ + "'");
-    ASSERT_EQ(std::system(lance.c_str()), 0);
+    panneau_->Lance(std::string(VESK_TUI_DEMO) + " " + resultat_);
   }
   void TearDown() override {
-    if (!socket_.empty()) std::system(Tmux("kill-server 2>/dev/null").c_str());
+    panneau_.reset();
     std::remove(resultat_.c_str());
   }
 
-  std::string Tmux(const std::string& arguments) const {
-    return "LANG=C.UTF-8 tmux -L " + socket_ + " " + arguments;
-  }
-  void Envoie(const std::string& touches) {
-    ASSERT_EQ(std::system(Tmux("send-keys " + touches).c_str()), 0);
-  }
-  std::string Capture() { return Sortie(Tmux("capture-pane -p")); }
-  // Waits up to 5 s for texte on the screen; gives the last capture.
-  std::string Attend(const std::string& texte) {
-    std::string ecran;
-    for (int i = 0; i < 100; ++i) {
-      ecran = Capture();
-      if (ecran.find(texte) != std::string::npos) return ecran;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    ADD_FAILURE() << "« " << texte << " » n'apparaît pas à l'écran :\n" << ecran;
-    return ecran;
-  }
+  void Envoie(const std::string& touches) { panneau_->Envoie(touches); }
+  std::string Attend(const std::string& texte) { return panneau_->Attend(texte); }
   std::string Resultat() {
     for (int i = 0; i < 100; ++i) {
       std::ifstream f(resultat_);
@@ -69,7 +42,7 @@ class DemoTmux : public ::testing::Test {
     return "pas de résultat";
   }
 
-  std::string socket_;
+  std::unique_ptr<vesk::testing::PanneauTmux> panneau_;
   std::string resultat_;
 };
 
