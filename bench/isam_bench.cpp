@@ -156,9 +156,9 @@ constexpr size_t kVeskFiles = 4;
 
 Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
   fs::create_directories(dir);
-  // The cache is one budget for the folder, shared evenly by its files.
-  auto dossier = std::make_shared<vesk::isam::DossierDonnees>(
-      vesk::isam::Env::Default(), dir.string(), "", (cache_mb << 20) / kVeskFiles);
+  // The cache is one budget for the folder, shared by its files.
+  auto dossier = std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(),
+                                                              dir.string(), "", cache_mb << 20);
   dossier->Synchro(false);
   vesk::SrvDonneeImpl donnee(dossier);
   vesk::SrvBArbreImpl barbre(dossier);
@@ -429,10 +429,9 @@ int main(int argc, char** argv) {
   double n = static_cast<double>(o.records);
   std::printf(
       "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache de vesk %zu Mio "
-      "en tout (%zu Mio par fichier, %zu fichiers)\n"
+      "partagés par ses %zu fichiers\n"
       "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk)\n\n",
-      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb,
-      o.cache_mb / kVeskFiles, kVeskFiles);
+      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb, kVeskFiles);
   auto rate = [](double ops, double s) { return s > 0 ? ops / s : 0.0; };
   std::printf("%-12s %14s %14s %14s   (opérations par seconde, temps réel | temps CPU)\n", "phase",
               "vesk", "sqlite", "lmdb");

@@ -39,7 +39,8 @@ struct BTreeHeader {
 
 // How a B-tree is opened.
 struct BTreeOptions {
-  size_t cache_bytes = 32u << 20;  // clean nodes kept in memory (dirty ones stay until Flush)
+  size_t cache_bytes = 32u << 20;   // clean nodes kept in memory (dirty ones stay until Flush)
+  std::shared_ptr<CachePool> pool;  // when set, a budget shared with other files instead
   // At creation only: most entries per node, 4 up to what a node holds (0: what a node holds).
   // Small orders give deep trees from few keys, for tests; the file records the order.
   uint32_t max_entries = 0;

@@ -352,7 +352,7 @@ Status BTree::Open(Env* env, const std::string& path, uint16_t key_length, char 
   size_t cache = std::max<size_t>(16, options.cache_bytes / node_len);
   VESK_RETURN_IF_ERROR(
       Pager::Open(env, path, exists ? platform::OpenMode::kReadWrite : platform::OpenMode::kCreate,
-                  node_len, cache, &impl->pager));
+                  node_len, cache, &impl->pager, options.pool));
   Impl* m = impl.get();
   m->pager->SetBeforeFlushHook([m] { return m->StampHeader(); });
   // Node checksums: completed when a node is written, checked when it is read from the file.

@@ -112,8 +112,9 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
                             : options.read_only ? platform::OpenMode::kRead
                                                 : platform::OpenMode::kReadWrite;
   std::unique_ptr<Pager> pager;
-  VESK_RETURN_IF_ERROR(
-      Pager::Open(env, path, mode, kBlockSize, std::max<size_t>(options.cache_blocks, 4), &pager));
+  VESK_RETURN_IF_ERROR(Pager::Open(env, path, mode, kBlockSize,
+                                   std::max<size_t>(options.cache_blocks, 4), &pager,
+                                   options.pool));
   DataHeader header;
   char bytes[kDataHeaderSize];
   // An empty file is one whose creation was cut short: nothing was ever written in it.

@@ -49,6 +49,7 @@ class DataFile {
     bool read_only = false;  // refuse every change
     std::string_view label;  // Windows-1252 bytes kept in the header of a new file
     size_t cache_blocks = 256;
+    std::shared_ptr<CachePool> pool;  // when set, a budget shared with other files instead
   };
 
   // Opens path. record_length 0 takes the length from the header (tools); otherwise it must be

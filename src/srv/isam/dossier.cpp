@@ -37,6 +37,7 @@ DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entrep
       dossier_(std::move(dossier)),
       entreprise_(std::move(entreprise)),
       cache_octets_(cache_octets),
+      cache_(std::make_shared<CachePool>(cache_octets)),
       journal_(std::make_unique<Journal>(env_, dossier_)) {}
 
 DossierDonnees::~DossierDonnees() {

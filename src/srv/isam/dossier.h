@@ -80,15 +80,16 @@ struct ChainageOuvert {
 class DossierDonnees {
  public:
   // dossier: the data folder; entreprise: the current company ("" when none); cache_octets:
-  // the cache of each open data file and B-tree.
+  // the cache of the folder, one budget shared by its open data files and B-trees.
   DossierDonnees(Env* env, std::string dossier, std::string entreprise = "",
-                 size_t cache_octets = size_t{8} << 20);
+                 size_t cache_octets = size_t{32} << 20);
   ~DossierDonnees();
 
   Env* env() const { return env_; }
   const std::string& Dossier() const { return dossier_; }
   const std::string& Entreprise() const { return entreprise_; }
   size_t CacheBlocs() const { return cache_octets_ / 4096; }
+  const std::shared_ptr<CachePool>& Cache() const { return cache_; }
   // Synchronisation: true ("full", the default) forces every commit to stable storage.
   void Synchro(bool full) { synchro_full_ = full; }
   bool SynchroFull() const { return synchro_full_; }
@@ -154,6 +155,7 @@ class DossierDonnees {
   std::string dossier_;
   std::string entreprise_;
   size_t cache_octets_;
+  std::shared_ptr<CachePool> cache_;
   bool synchro_full_ = true;
   int delai_verrou_ms_ = 10000;
   int profondeur_ = 0;

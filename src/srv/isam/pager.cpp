@@ -36,14 +36,21 @@ struct Slot {
 
 }  // namespace
 
+struct CachePool::Member {
+  Pager::Impl* impl = nullptr;
+  uint64_t last_miss = 0;
+};
+
 struct Pager::Impl {
+  ~Impl();
   Env* env = nullptr;
   std::unique_ptr<platform::File> file;
   std::string path;
   bool writable = false;
   uint32_t block_size = 0;
   int shift = 0;
-  size_t capacity = 1;     // most clean blocks kept
+  std::shared_ptr<CachePool> pool;
+  CachePool::Member member;
   uint64_t size = 0;       // logical size, flushed or not
   uint64_t disk_size = 0;  // size of the file itself
   bool failed = false;
@@ -54,10 +61,6 @@ struct Pager::Impl {
   std::vector<Slot> direct;
   std::unordered_map<uint64_t, Slot> far;
   std::vector<std::unique_ptr<Frame>> frames;
-  // Block buffers come from chunks of about 1 MiB, aligned on 4 KiB; a dropped frame's buffer
-  // waits in spare for the next one.
-  std::vector<std::unique_ptr<char[]>> chunks;
-  std::vector<char*> spare;
   size_t hand = 0;
   size_t clean = 0;                            // frames mapped and not dirty
   std::array<Frame*, kRecentBlocks> recent{};  // the frames of the last fetches
@@ -107,8 +110,16 @@ struct Pager::Impl {
   // (zeros otherwise).
   Status Fetch(uint64_t no, bool load, char** data, Frame** frame = nullptr);
   Frame* NewFrame();
-  char* NewBuffer();
   Frame* Victim();
+  bool EvictOne();
+  void AddClean(size_t n) {
+    clean += n;
+    pool->clean_bytes_ += n * block_size;
+  }
+  void SubClean(size_t n) {
+    clean -= n;
+    pool->clean_bytes_ -= n * block_size;
+  }
   void Destroy(Frame* f);
   void Trim();
   Status Load(Frame* f);
@@ -138,23 +149,63 @@ Status Pager::Impl::FailWrite(const platform::IoStatus& io) {
   return Status::FromIo(io);
 }
 
-char* Pager::Impl::NewBuffer() {
-  if (spare.empty()) {
+CachePool::CachePool(size_t budget_bytes) : budget_(budget_bytes) {}
+CachePool::~CachePool() = default;
+
+// Block buffers come from chunks of about 1 MiB, aligned on 4 KiB; a dropped frame's buffer
+// waits in spare for the next block of its size, whichever pager of the pool it serves.
+char* CachePool::Buffer(uint32_t block_size) {
+  auto it = std::find_if(spare_.begin(), spare_.end(),
+                         [block_size](const auto& s) { return s.first == block_size; });
+  if (it == spare_.end()) it = spare_.insert(spare_.end(), {block_size, {}});
+  if (it->second.empty()) {
     constexpr size_t kAlign = 4096;
-    size_t count = std::max<size_t>(1, (size_t{1} << 20) >> shift);
-    chunks.push_back(std::make_unique<char[]>((count << shift) + kAlign));
-    auto base = reinterpret_cast<uintptr_t>(chunks.back().get());
-    char* first = chunks.back().get() + ((kAlign - base % kAlign) % kAlign);
-    for (size_t i = count; i-- > 0;) spare.push_back(first + (i << shift));
+    size_t count = std::max<size_t>(1, (size_t{1} << 20) / block_size);
+    chunks_.push_back(std::make_unique<char[]>(count * block_size + kAlign));
+    auto base = reinterpret_cast<uintptr_t>(chunks_.back().get());
+    char* first = chunks_.back().get() + ((kAlign - base % kAlign) % kAlign);
+    for (size_t i = count; i-- > 0;) it->second.push_back(first + i * block_size);
   }
-  char* buffer = spare.back();
-  spare.pop_back();
+  char* buffer = it->second.back();
+  it->second.pop_back();
   return buffer;
+}
+
+void CachePool::Give(char* buffer, uint32_t block_size) {
+  for (auto& s : spare_) {
+    if (s.first == block_size) s.second.push_back(buffer);
+  }
+}
+
+// The member whose last miss is the oldest gives a clean block; the next one when it cannot.
+bool CachePool::EvictOne() {
+  std::vector<Member*> order(members_);
+  std::sort(order.begin(), order.end(),
+            [](const Member* a, const Member* b) { return a->last_miss < b->last_miss; });
+  for (Member* m : order) {
+    if (m->impl->clean > 0 && m->impl->EvictOne()) return true;
+  }
+  return false;
+}
+
+Pager::Impl::~Impl() {
+  if (!pool) return;
+  for (auto& f : frames) pool->Give(f->data, block_size);
+  pool->clean_bytes_ -= clean * block_size;
+  std::erase(pool->members_, &member);
+}
+
+bool Pager::Impl::EvictOne() {
+  Frame* f = Victim();
+  if (f == nullptr) return false;
+  Destroy(f);
+  ++counters.evictions;
+  return true;
 }
 
 Frame* Pager::Impl::NewFrame() {
   auto f = std::make_unique<Frame>();
-  f->data = NewBuffer();
+  f->data = pool->Buffer(block_size);
   f->slot = frames.size();
   frames.push_back(std::move(f));
   return frames.back().get();
@@ -181,24 +232,20 @@ void Pager::Impl::Destroy(Frame* f) {
   std::replace(recent.begin(), recent.end(), f, static_cast<Frame*>(nullptr));
   if (f->no != kNoBlock) {
     Unmap(f->no);
-    if (!f->dirty) --clean;
+    if (!f->dirty) SubClean(1);
   }
   size_t slot = f->slot;
   if (slot + 1 != frames.size()) {
     std::swap(frames[slot], frames.back());
     frames[slot]->slot = slot;
   }
-  spare.push_back(f->data);
+  pool->Give(f->data, block_size);
   frames.pop_back();
 }
 
 // Drops clean blocks until at most capacity remain.
 void Pager::Impl::Trim() {
-  while (clean > capacity) {
-    Frame* f = Victim();
-    if (f == nullptr) return;
-    Destroy(f);
-    ++counters.evictions;
+  while (pool->Full(0) && pool->EvictOne()) {
   }
 }
 
@@ -223,15 +270,9 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
     if (frame != nullptr) *frame = slot->frame;
     return Status::Ok();
   }
-  Frame* f = nullptr;
-  if (clean >= capacity) f = Victim();
-  if (f != nullptr) {
-    Unmap(f->no);
-    --clean;
-    ++counters.evictions;
-  } else {
-    f = NewFrame();
-  }
+  member.last_miss = ++pool->tick_;
+  if (pool->Full(block_size)) pool->EvictOne();  // when none may go, the pool runs over
+  Frame* f = NewFrame();
   f->no = no;
   f->dirty = false;
   f->epoch = 0;
@@ -243,7 +284,7 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
     return st;
   }
   Map(no, f);
-  ++clean;
+  AddClean(1);
   Remember(f);
   *data = f->data;
   if (frame != nullptr) *frame = f;
@@ -261,7 +302,7 @@ Status Pager::Impl::BeforeChange(Frame* f) {
   }
   if (!f->dirty) {
     f->dirty = true;
-    --clean;
+    SubClean(1);
   }
   f->sealed = false;
   return Status::Ok();
@@ -276,7 +317,8 @@ void Pager::Impl::DestroyWhere(const std::function<bool(const Frame&)>& gone) {
 }
 
 Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, uint32_t block_size,
-                   size_t cache_blocks, std::unique_ptr<Pager>* out) {
+                   size_t cache_blocks, std::unique_ptr<Pager>* out,
+                   std::shared_ptr<CachePool> pool) {
   if (block_size < 512 || block_size > (1u << 24) || (block_size & (block_size - 1)) != 0) {
     return Status::InvalidArgument("taille de bloc " + std::to_string(block_size) +
                                    " refusée (puissance de deux de 512 à 16 Mio) : " + path);
@@ -287,8 +329,11 @@ Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, u
   impl->writable = mode != platform::OpenMode::kRead;
   impl->block_size = block_size;
   while ((1u << impl->shift) < block_size) ++impl->shift;
-  impl->capacity = std::max<size_t>(cache_blocks, 1);
   VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(path, mode, &impl->file)));
+  if (!pool) pool = std::make_shared<CachePool>(std::max<size_t>(cache_blocks, 1) * block_size);
+  impl->pool = std::move(pool);
+  impl->member.impl = impl.get();
+  impl->pool->members_.push_back(&impl->member);
   VESK_RETURN_IF_ERROR(Status::FromIo(impl->file->Size(&impl->disk_size)));
   impl->size = impl->disk_size;
   out->reset(new Pager(std::move(impl)));
@@ -403,7 +448,7 @@ Status Pager::Flush() {
     VESK_RETURN_IF_ERROR(m.WriteRun(dirty, begin, i));
     for (size_t j = begin; j < i; ++j) {
       dirty[j]->dirty = false;
-      ++m.clean;
+      m.AddClean(1);
     }
     begin = i;
   }

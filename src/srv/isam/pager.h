@@ -11,18 +11,52 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "srv/isam/env.h"
 #include "srv/isam/status.h"
 
 namespace vesk::isam {
 
+// One cache budget shared by the pagers of a folder: the clean blocks of all of them stay
+// within budget bytes; a pager that needs room takes it from the pager whose last miss is the
+// oldest. Block buffers go back to the pool, so memory follows the active files. Thread rules:
+// those of its pagers (one thread at a time).
+class CachePool {
+ public:
+  explicit CachePool(size_t budget_bytes);
+  ~CachePool();
+  CachePool(const CachePool&) = delete;
+  CachePool& operator=(const CachePool&) = delete;
+  size_t budget() const { return budget_; }
+  size_t clean_bytes() const { return clean_bytes_; }
+
+ private:
+  friend class Pager;
+  struct Member;
+  char* Buffer(uint32_t block_size);
+  void Give(char* buffer, uint32_t block_size);
+  bool Full(uint32_t more) const { return clean_bytes_ + more > budget_; }
+  // Drops one clean block of the coldest member that has one (not of keep when avoidable);
+  // false when none may go.
+  bool EvictOne();
+  size_t budget_;
+  size_t clean_bytes_ = 0;
+  uint64_t tick_ = 0;
+  std::vector<Member*> members_;
+  std::vector<std::unique_ptr<char[]>> chunks_;
+  std::vector<std::pair<uint32_t, std::vector<char*>>> spare_;  // by block size
+};
+
 class Pager {
  public:
   // Opens path through env; block_size is a power of two (4096 and up); the cache keeps at most
-  // cache_blocks clean blocks (dirty blocks stay until flushed).
+  // cache_blocks clean blocks (dirty blocks stay until flushed), or, with a pool, shares the
+  // pool's budget with the pool's other pagers (the pool must outlive the pager).
   static Status Open(Env* env, const std::string& path, platform::OpenMode mode,
-                     uint32_t block_size, size_t cache_blocks, std::unique_ptr<Pager>* out);
+                     uint32_t block_size, size_t cache_blocks, std::unique_ptr<Pager>* out,
+                     std::shared_ptr<CachePool> pool = nullptr);
   ~Pager();
 
   // Reads out.size() bytes at offset. Bytes past the logical end read as zero; *read (when not
@@ -109,6 +143,7 @@ class Pager {
   const Counters& counters() const;
 
  private:
+  friend class CachePool;
   struct Impl;
   explicit Pager(std::unique_ptr<Impl> impl);
   std::unique_ptr<Impl> impl_;

@@ -238,5 +238,44 @@ TEST(PagerTest, RefusesBadArgumentsAndWritesWhenReadOnly) {
   EXPECT_NE(st.message().find("lecture seule"), std::string::npos);
 }
 
+// Two files sharing one budget: the clean blocks of both stay within it, the active file takes
+// the idle one's room, and a block read in place lately stays valid while the other file loads.
+TEST(CachePoolTest, FilesShareOneBudgetAndTheActiveOneTakesTheRoom) {
+  MemEnv env;
+  constexpr uint32_t kBlock = 4096;
+  auto pool = std::make_shared<CachePool>(size_t{32} * kBlock);
+  std::unique_ptr<Pager> a, b;
+  ASSERT_TRUE(Pager::Open(&env, "/a", OpenMode::kCreate, kBlock, 0, &a, pool).ok());
+  ASSERT_TRUE(Pager::Open(&env, "/b", OpenMode::kCreate, kBlock, 0, &b, pool).ok());
+  std::vector<char> block(kBlock);
+  for (uint64_t no = 0; no < 64; ++no) {
+    block[0] = static_cast<char>(no);
+    ASSERT_TRUE(a->Write(no * kBlock, block).ok());
+    ASSERT_TRUE(b->Write(no * kBlock, block).ok());
+  }
+  ASSERT_TRUE(a->Flush().ok());
+  ASSERT_TRUE(b->Flush().ok());
+  EXPECT_LE(pool->clean_bytes(), pool->budget());
+  const char* held = nullptr;
+  ASSERT_TRUE(a->BlockForRead(5, &held).ok());
+  uint64_t b_reads = b->counters().block_reads;
+  for (int round = 0; round < 2; ++round) {
+    for (uint64_t no = 0; no < 20; ++no) {
+      const char* p = nullptr;
+      ASSERT_TRUE(b->BlockForRead(no, &p).ok());
+      EXPECT_EQ(p[0], static_cast<char>(no));
+      EXPECT_LE(pool->clean_bytes(), pool->budget());
+    }
+  }
+  // The second round found all 20 blocks of b in memory: a gave its room (but its last 8).
+  EXPECT_EQ(b->counters().block_reads - b_reads, 20u);
+  EXPECT_GT(a->counters().evictions, 0u);
+  EXPECT_EQ(held[0], 5);
+  b.reset();  // a file closed gives its blocks back
+  EXPECT_LE(pool->clean_bytes(), pool->budget());
+  ASSERT_TRUE(a->BlockForRead(63, &held).ok());
+  EXPECT_EQ(held[0], 63);
+}
+
 }  // namespace
 }  // namespace vesk::isam

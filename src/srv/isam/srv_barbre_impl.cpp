@@ -98,6 +98,7 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
   a->dependance = dependance_entreprise;
   isam::BTreeOptions options;
   options.cache_bytes = dossier_->CacheBlocs() * 4096;
+  options.pool = dossier_->Cache();
   Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
                             indexe, creation, options, &a->arbre),
           kOp, objet);

@@ -118,6 +118,7 @@ void SrvDonneeImpl::Donnee(bool dependance_entreprise, std::string_view nom, int
   size_t end = label.find_last_not_of(' ');
   options.label = std::string_view(label).substr(0, end == std::string::npos ? 0 : end + 1);
   options.cache_blocks = dossier_->CacheBlocs();
+  options.pool = dossier_->Cache();
   Verifie(isam::DataFile::Open(dossier_->env(), path, static_cast<uint32_t>(longueur_enr), options,
                                &f->fichier),
           kOp, objet);
