@@ -81,12 +81,12 @@ void ImprimeDomaines(EtatModule& etat) {
   edition.OuvEdt(kTitreEdition, application.empty() ? "" : "Application " + application, "", "", "",
                  0, 0, true, true);
   edition.DefEdt(kDescripteurEdition);
-  bool trouve = !Annulee(etat.Ecran());
+  if (Annulee(etat.Ecran())) return;  // cancelled before the first domain: Termine only
+  bool trouve = true;
   std::string cle;
   while (trouve && ImprimeDomaine(etat)) {
     etat.BArbre().SuivCle(etat.dom_arbre, etat.dom_fichier, trouve, cle);
   }
-  // Closed also when cancelled: the listing service then ends it with its interruption line.
   edition.FermeEdt("[]", true);
 }
 

@@ -301,6 +301,8 @@ void SrvEditionImpl::Termine(int16_t valeur) {
   if (!edition_) return;
   std::unique_ptr<Edition> e = std::move(edition_);
   if (valeur != 0) return;  // abandoned: nothing is written
+  // A cancellation seen by the caller before any line was printed still marks the document.
+  Interrompue(*e);
   if (e->ligne_ecrite && !e->interrompue) {
     e->Ajoute(Evenement::Genre::kRangee).rangee = Rangee(*e);
   }
