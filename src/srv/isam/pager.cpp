@@ -179,11 +179,18 @@ void CachePool::Give(char* buffer, uint32_t block_size) {
 
 // The member whose last miss is the oldest gives a clean block; the next one when it cannot.
 bool CachePool::EvictOne() {
-  std::vector<Member*> order(members_);
-  std::sort(order.begin(), order.end(),
-            [](const Member* a, const Member* b) { return a->last_miss < b->last_miss; });
-  for (Member* m : order) {
-    if (m->impl->clean > 0 && m->impl->EvictOne()) return true;
+  uint64_t after = 0;  // members that missed at or before this were tried
+  for (size_t tries = 0; tries < members_.size(); ++tries) {
+    Member* coldest = nullptr;
+    for (Member* m : members_) {
+      if (m->impl->clean > 0 && (tries == 0 || m->last_miss > after) &&
+          (coldest == nullptr || m->last_miss < coldest->last_miss)) {
+        coldest = m;
+      }
+    }
+    if (coldest == nullptr) return false;
+    if (coldest->impl->EvictOne()) return true;
+    after = coldest->last_miss;
   }
   return false;
 }
