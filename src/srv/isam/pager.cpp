@@ -199,6 +199,7 @@ Pager::Impl::~Impl() {
   if (!pool) return;
   for (auto& f : frames) pool->Give(f->data, block_size);
   pool->clean_bytes_ -= clean * block_size;
+  pool->held_bytes_ -= frames.size() * block_size;
   std::erase(pool->members_, &member);
 }
 
@@ -213,6 +214,7 @@ bool Pager::Impl::EvictOne() {
 Frame* Pager::Impl::NewFrame() {
   auto f = std::make_unique<Frame>();
   f->data = pool->Buffer(block_size);
+  pool->held_bytes_ += block_size;
   f->slot = frames.size();
   frames.push_back(std::move(f));
   return frames.back().get();
@@ -247,6 +249,7 @@ void Pager::Impl::Destroy(Frame* f) {
     frames[slot]->slot = slot;
   }
   pool->Give(f->data, block_size);
+  pool->held_bytes_ -= block_size;
   frames.pop_back();
 }
 

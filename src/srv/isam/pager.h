@@ -19,10 +19,11 @@
 
 namespace vesk::isam {
 
-// One cache budget shared by the pagers of a folder: the clean blocks of all of them stay
-// within budget bytes; a pager that needs room takes it from the pager whose last miss is the
-// oldest. Block buffers go back to the pool, so memory follows the active files. Thread rules:
-// those of its pagers (one thread at a time).
+// One cache budget shared by the pagers of a folder: the blocks of all of them, changed ones
+// included, stay within budget bytes as long as the changed blocks alone fit (changed blocks
+// stay until flushed: then clean ones give way down to the last few fetched of each file). A
+// pager that needs room takes it from the pager whose last miss is the oldest. Block buffers go
+// back to the pool, so memory follows the active files. Thread rules: those of its pagers.
 class CachePool {
  public:
   explicit CachePool(size_t budget_bytes);
@@ -31,18 +32,20 @@ class CachePool {
   CachePool& operator=(const CachePool&) = delete;
   size_t budget() const { return budget_; }
   size_t clean_bytes() const { return clean_bytes_; }
+  size_t held_bytes() const { return held_bytes_; }  // clean and changed
 
  private:
   friend class Pager;
   struct Member;
   char* Buffer(uint32_t block_size);
   void Give(char* buffer, uint32_t block_size);
-  bool Full(uint32_t more) const { return clean_bytes_ + more > budget_; }
+  bool Full(uint32_t more) const { return held_bytes_ + more > budget_; }
   // Drops one clean block of the coldest member that has one (not of keep when avoidable);
   // false when none may go.
   bool EvictOne();
   size_t budget_;
   size_t clean_bytes_ = 0;
+  size_t held_bytes_ = 0;
   uint64_t tick_ = 0;
   std::vector<Member*> members_;
   std::vector<std::unique_ptr<char[]>> chunks_;
