@@ -11,10 +11,12 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'J', 'N', 'L', '\x1A'};
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;
 constexpr size_t kHeaderSize = 64;
 constexpr size_t kHeaderHashAt = 56;
-constexpr char kFileRecord = 'F', kBlockRecord = 'B';
+constexpr char kFileRecord = 'F', kBlockRecord = 'B', kNewBlockRecord = 'N', kNewSizeRecord = 'E';
+// Records gathered before they are written to the journal file, at most.
+constexpr size_t kPendingBytes = size_t{1} << 20;
 
 void Put(std::string& out, uint64_t v, int bytes) {
   for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
@@ -45,13 +47,15 @@ uint64_t NewNonce() {
   return counter;
 }
 
-// One record: type, payload length, payload, checksum seeded with the nonce.
-void AppendRecord(std::string& out, char type, const std::string& payload, uint64_t nonce) {
+// One record: type, payload length, payload (head then tail), checksum seeded with the nonce.
+void AppendRecord(std::string& out, char type, std::string_view head, std::span<const char> tail,
+                  uint64_t nonce) {
   size_t start = out.size();
   out.push_back(type);
   out.append(3, '\0');
-  Put(out, payload.size(), 4);
-  out += payload;
+  Put(out, head.size() + tail.size(), 4);
+  out += head;
+  out.append(tail.data(), tail.size());
   Put(out, Hash64(std::span<const char>(out.data() + start, out.size() - start), nonce), 8);
 }
 
@@ -59,6 +63,7 @@ void AppendRecord(std::string& out, char type, const std::string& payload, uint6
 struct FileRec {
   std::string path;
   uint64_t original_size = 0, new_size = 0;
+  bool has_new = false;  // an E record gave the size after the commit
 };
 struct BlockRec {
   uint32_t file = 0;
@@ -66,12 +71,14 @@ struct BlockRec {
   uint64_t block_no = 0;
   uint32_t new_length = 0;
   uint64_t new_hash = 0;
+  bool has_new = false;  // an N record gave the new bytes' checksum
   std::string_view original;
 };
 struct Parsed {
   bool complete = false;
   std::map<uint32_t, FileRec> files;
   std::vector<BlockRec> blocks;
+  std::map<std::pair<uint32_t, uint64_t>, size_t> block_at;  // index in blocks
 };
 
 bool SafeRelative(std::string_view p) {
@@ -79,33 +86,81 @@ bool SafeRelative(std::string_view p) {
   return p.find(':') == p.npos;
 }
 
-bool ParseRecord(char type, std::string_view payload, Parsed* out) {
-  if (type == kFileRecord && payload.size() >= 24) {
-    uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
-    FileRec f{std::string(payload.substr(24)), Get(payload.data() + 4, 8),
-              Get(payload.data() + 12, 8)};
-    if (Get(payload.data() + 20, 4) != f.path.size() || !SafeRelative(f.path)) return false;
-    out->files[id] = std::move(f);
-    return true;
+bool ParseFile(std::string_view payload, Parsed* out) {
+  if (payload.size() < 16) return false;
+  uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
+  FileRec f{std::string(payload.substr(16)), Get(payload.data() + 4, 8), 0, false};
+  if (Get(payload.data() + 12, 4) != f.path.size() || !SafeRelative(f.path)) return false;
+  return out->files.emplace(id, std::move(f)).second;
+}
+
+bool ParseBlock(std::string_view payload, Parsed* out) {
+  if (payload.size() < 16) return false;
+  BlockRec b;
+  b.file = static_cast<uint32_t>(Get(payload.data(), 4));
+  b.block_size = static_cast<uint32_t>(Get(payload.data() + 4, 4));
+  b.block_no = Get(payload.data() + 8, 8);
+  b.original = payload.substr(16);
+  if (b.block_no > (uint64_t{1} << 40) || b.block_size == 0) return false;
+  auto f = out->files.find(b.file);
+  if (f == out->files.end()) return false;
+  // A block past the file's original size keeps no original bytes (rollback cuts it off).
+  bool appended = b.block_no * b.block_size >= f->second.original_size;
+  if (b.original.size() != (appended ? 0 : b.block_size)) return false;
+  if (!out->block_at.emplace(std::make_pair(b.file, b.block_no), out->blocks.size()).second) {
+    return false;
   }
-  if (type == kBlockRecord && payload.size() >= 32) {
-    BlockRec b;
-    b.file = static_cast<uint32_t>(Get(payload.data(), 4));
-    b.block_size = static_cast<uint32_t>(Get(payload.data() + 4, 4));
-    b.block_no = Get(payload.data() + 8, 8);
-    b.new_length = static_cast<uint32_t>(Get(payload.data() + 16, 4));
-    b.new_hash = Get(payload.data() + 24, 8);
-    b.original = payload.substr(32);
-    if (b.new_length > b.block_size || b.block_no > (uint64_t{1} << 40)) return false;
-    auto f = out->files.find(b.file);
+  out->blocks.push_back(b);
+  return true;
+}
+
+// The commit's records: the new bytes' checksum of a block (N), a file's new size (E).
+bool ParseNew(char type, std::string_view payload, Parsed* out) {
+  uint32_t id = payload.size() >= 4 ? static_cast<uint32_t>(Get(payload.data(), 4)) : 0;
+  if (type == kNewSizeRecord && payload.size() == 12) {
+    auto f = out->files.find(id);
     if (f == out->files.end()) return false;
-    // A block past the file's original size keeps no original bytes (rollback cuts it off).
-    bool appended = b.block_no * b.block_size >= f->second.original_size;
-    if (b.original.size() != (appended ? 0 : b.block_size)) return false;
-    out->blocks.push_back(b);
+    f->second.new_size = Get(payload.data() + 4, 8);
+    f->second.has_new = true;
     return true;
   }
-  return false;
+  if (type != kNewBlockRecord || payload.size() != 24) return false;
+  auto it = out->block_at.find({id, Get(payload.data() + 4, 8)});
+  if (it == out->block_at.end()) return false;
+  BlockRec& b = out->blocks[it->second];
+  b.new_length = static_cast<uint32_t>(Get(payload.data() + 12, 4));
+  b.new_hash = Get(payload.data() + 16, 8);
+  b.has_new = b.new_length <= b.block_size;
+  return b.has_new;
+}
+
+// Version 1 (new size and new bytes' checksum inside F and B): moved to the v2 layout.
+bool ParseRecordV1(char type, std::string_view payload, Parsed* out) {
+  if (type == kFileRecord && payload.size() >= 24) {
+    std::string v2(payload.substr(0, 12));
+    v2 += payload.substr(20);
+    uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
+    if (!ParseFile(v2, out)) return false;
+    out->files[id].new_size = Get(payload.data() + 12, 8);
+    out->files[id].has_new = true;
+    return true;
+  }
+  if (type != kBlockRecord || payload.size() < 32) return false;
+  std::string v2(payload.substr(0, 16));
+  v2 += payload.substr(32);
+  if (!ParseBlock(v2, out)) return false;
+  BlockRec& b = out->blocks.back();
+  b.original = payload.substr(32);  // v2 was a copy
+  b.new_length = static_cast<uint32_t>(Get(payload.data() + 16, 4));
+  b.new_hash = Get(payload.data() + 24, 8);
+  b.has_new = b.new_length <= b.block_size;
+  return b.has_new;
+}
+
+bool ParseRecord(char type, std::string_view payload, Parsed* out) {
+  if (type == kFileRecord) return ParseFile(payload, out);
+  if (type == kBlockRecord) return ParseBlock(payload, out);
+  return ParseNew(type, payload, out);
 }
 
 // Reads the records; complete only when the header and all its records check.
@@ -113,7 +168,8 @@ Parsed Parse(std::string_view j) {
   Parsed out;
   if (j.size() < kHeaderSize || std::memcmp(j.data(), kMagic, 8) != 0) return out;
   if (Get(j.data() + kHeaderHashAt, 8) != Hash64(j.substr(0, kHeaderHashAt), 0)) return out;
-  if (Get(j.data() + 8, 4) != kVersion || Get(j.data() + 12, 4) != kHeaderSize) return out;
+  uint64_t version = Get(j.data() + 8, 4);
+  if ((version != 1 && version != kVersion) || Get(j.data() + 12, 4) != kHeaderSize) return out;
   uint64_t nonce = Get(j.data() + 16, 8);
   uint64_t count = Get(j.data() + 24, 4);
   size_t at = kHeaderSize;
@@ -123,7 +179,9 @@ Parsed Parse(std::string_view j) {
     if (len > j.size() - at - 16) return out;
     std::string_view rec = j.substr(at, 8 + len);
     if (Get(j.data() + at + 8 + len, 8) != Hash64(rec, nonce)) return out;
-    if (!ParseRecord(rec[0], rec.substr(8), &out)) return out;
+    bool ok = version == 1 ? ParseRecordV1(rec[0], rec.substr(8), &out)
+                           : ParseRecord(rec[0], rec.substr(8), &out);
+    if (!ok) return out;
     at += 16 + len;
   }
   out.complete = true;
@@ -137,11 +195,15 @@ Status HoldsNewBytes(platform::File* f, const FileRec& rec, const std::vector<Bl
                      uint32_t id, bool* holds) {
   uint64_t size = 0;
   VESK_RETURN_IF_ERROR(Io(f->Size(&size)));
-  *holds = size == rec.new_size;
+  *holds = rec.has_new && size == rec.new_size;
   std::string buf;
   for (const BlockRec& b : blocks) {
     if (!*holds) return Status::Ok();
     if (b.file != id) continue;
+    if (!b.has_new) {
+      *holds = false;
+      return Status::Ok();
+    }
     buf.assign(b.new_length, '\0');
     size_t got = 0;
     VESK_RETURN_IF_ERROR(Io(f->ReadAt(b.block_no * b.block_size, buf, &got)));
@@ -188,14 +250,6 @@ struct Journal::Entry {
   std::unordered_set<uint64_t> txn_blocks;
 };
 
-// A block's original bytes; empty for a block past the file's size at the start of the
-// transaction (rollback cuts the file there, its bytes are not needed).
-struct Journal::Saved {
-  Entry* e;
-  uint64_t no;
-  std::string bytes;
-};
-
 struct Journal::OpSaved {
   Entry* e;
   uint64_t no;
@@ -225,14 +279,33 @@ Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
     op_entries_.push_back(e);
   }
   if (!e->in_txn) {
+    if (txn_entries_.empty()) {
+      nonce_ = NewNonce();
+      records_ = 0;
+      at_ = kHeaderSize;
+      pending_.clear();
+    }
     e->in_txn = true;
     e->txn_size = e->w.pager->DiskSize();
     txn_entries_.push_back(e);
+    std::string head, rel = Relative(e->w.pager->Path());
+    Put(head, e->id, 4);
+    Put(head, e->txn_size, 8);
+    Put(head, rel.size(), 4);
+    head += rel;
+    AddRecord(kFileRecord, head);
   }
   if (e->txn_blocks.insert(no).second) {
+    // A block past the file's size at the start keeps no original bytes: rollback cuts it off.
     bool appended = no * original.size() >= e->txn_size;
-    txn_.push_back(
-        Saved{e, no, appended ? std::string() : std::string(original.data(), original.size())});
+    char head[16];
+    for (int i = 0; i < 4; ++i) head[i] = static_cast<char>((e->id >> (8 * i)) & 0xFF);
+    for (int i = 0; i < 4; ++i)
+      head[4 + i] = static_cast<char>((original.size() >> (8 * i)) & 0xFF);
+    for (int i = 0; i < 8; ++i) head[8 + i] = static_cast<char>((no >> (8 * i)) & 0xFF);
+    AddRecord(kBlockRecord, std::string_view(head, 16),
+              appended ? std::span<const char>() : original);
+    if (pending_.size() >= kPendingBytes) VESK_RETURN_IF_ERROR(WritePending());
   }
   if (batch_) {
     op_.push_back(OpSaved{e, no, op_bytes_.size()});
@@ -313,57 +386,61 @@ std::string Journal::Relative(const std::string& path) const {
   return path;
 }
 
-Status Journal::WriteJournal(bool sync, uint64_t nonce) {
-  std::string& b = buffer_;
-  b.assign(kHeaderSize, '\0');
-  uint32_t records = 0;
+void Journal::AddRecord(char type, std::string_view head, std::span<const char> tail) {
+  AppendRecord(pending_, type, head, tail, nonce_);
+  ++records_;
+}
+
+// The records gathered so far go to the journal file, after those written before (no sync:
+// the journal counts only once its header is written, at commit).
+Status Journal::WritePending() {
+  if (pending_.empty()) return Status::Ok();
+  if (!file_) VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
+  platform::IoStatus io = file_->WriteAt(at_, pending_);
+  if (!io.ok()) {
+    file_.reset();  // a failed journal handle is not written through again
+    return Io(io);
+  }
+  at_ += pending_.size();
+  pending_.clear();
+  return Status::Ok();
+}
+
+// Completes the journal: the new bytes' checksum of every block and each file's new size, then
+// the header that counts every record, then (sync) the sync.
+Status Journal::WriteJournal(bool sync) {
   for (Entry* e : txn_entries_) {
-    std::string payload, rel = Relative(e->w.pager->Path());
-    Put(payload, e->id, 4);
-    Put(payload, e->txn_size, 8);
-    Put(payload, e->w.pager->Size(), 8);
-    Put(payload, rel.size(), 4);
-    payload += rel;
-    AppendRecord(b, kFileRecord, payload, nonce);
-    ++records;
+    std::unordered_set<uint64_t> unseen = e->txn_blocks;
+    auto add = [&](uint64_t no, std::span<const char> bytes) {
+      std::string head;
+      Put(head, e->id, 4);
+      Put(head, no, 8);
+      Put(head, bytes.size(), 4);
+      Put(head, Hash64(bytes, 0), 8);
+      AddRecord(kNewBlockRecord, head);
+      unseen.erase(no);
+    };
+    e->w.pager->ForEachDirty(add);
+    for (uint64_t no : unseen) add(no, {});  // cut off since: nothing there after the commit
+    std::string head;
+    Put(head, e->id, 4);
+    Put(head, e->w.pager->Size(), 8);
+    AddRecord(kNewSizeRecord, head);
   }
-  std::map<std::pair<uint32_t, uint64_t>, std::pair<uint32_t, uint64_t>> fresh;
-  for (Entry* e : txn_entries_) {
-    e->w.pager->ForEachDirty([&](uint64_t no, std::span<const char> bytes) {
-      fresh[{e->id, no}] = {static_cast<uint32_t>(bytes.size()), Hash64(bytes, 0)};
-    });
-  }
-  std::string payload;
-  for (const Saved& s : txn_) {
-    auto [length, hash] = fresh[{s.e->id, s.no}];
-    payload.clear();
-    Put(payload, s.e->id, 4);
-    Put(payload, s.e->w.pager->BlockSize(), 4);
-    Put(payload, s.no, 8);
-    Put(payload, length, 4);
-    Put(payload, 0, 4);
-    Put(payload, hash, 8);
-    payload += s.bytes;
-    AppendRecord(b, kBlockRecord, payload, nonce);
-    ++records;
-  }
-  std::memcpy(b.data(), kMagic, 8);
-  std::string h;
+  VESK_RETURN_IF_ERROR(WritePending());
+  std::string h(kMagic, 8);
   Put(h, kVersion, 4);
   Put(h, kHeaderSize, 4);
-  Put(h, nonce, 8);
-  Put(h, records, 4);
-  std::memcpy(b.data() + 8, h.data(), h.size());
-  std::string hash;
-  Put(hash, Hash64(std::span<const char>(b.data(), kHeaderHashAt), 0), 8);
-  std::memcpy(b.data() + kHeaderHashAt, hash.data(), 8);
-  if (!file_) VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
-  platform::IoStatus io = file_->WriteAt(0, b);
+  Put(h, nonce_, 8);
+  Put(h, records_, 4);
+  h.resize(kHeaderHashAt, '\0');
+  Put(h, Hash64(h, 0), 8);
+  platform::IoStatus io = file_->WriteAt(0, h);
   if (io.ok() && sync) {
     io = file_->Sync();
     ++syncs_;
   }
-  if (!io.ok()) file_.reset();  // a failed journal handle is not written through again
+  if (!io.ok()) file_.reset();
   return Io(io);
 }
 
@@ -375,12 +452,12 @@ Status Journal::Invalidate() {
 }
 
 Status Journal::Commit(bool sync, const std::function<Status()>& before_files) {
-  if (txn_.empty()) {
+  if (txn_entries_.empty()) {
     Forget();
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(PrepareFiles());
-  VESK_RETURN_IF_ERROR(WriteJournal(sync, NewNonce()));
+  VESK_RETURN_IF_ERROR(WriteJournal(sync));
   if (before_files) VESK_RETURN_IF_ERROR(before_files());
   for (Entry* e : txn_entries_) {
     VESK_RETURN_IF_ERROR(sync ? e->w.pager->Sync() : e->w.pager->Flush());
@@ -423,7 +500,8 @@ void Journal::Forget() {
     e->txn_blocks.clear();
   }
   txn_entries_.clear();
-  txn_.clear();
+  records_ = 0;
+  pending_.clear();
 }
 
 Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back) {

@@ -13,7 +13,10 @@
 //   I3. A journal is "complete" when its header and each of the header's `records` records carry
 //       valid checksums (seeded with the header's random nonce). Only a complete journal was ever
 //       synced by its transaction, hence only a complete journal can precede file writes.
-//   I4. Each block record also carries the checksum of the block's new bytes: a complete journal
+//   I2b. The originals are appended to the journal file as they are captured (not synced, and
+//       not counted: the header that counts the records is written only at commit).
+//   I4. At commit an N record gives each block's new bytes' checksum, an E record each file's
+//       new size (a block or file without them never counts as holding them): a complete journal
 //       whose every block (and every file size) already holds the new bytes belongs to a
 //       transaction that reached the files entirely; it is dropped, not rolled back.
 //   I5. The journal is modified again (truncated, or rewritten by the next transaction) only
@@ -88,7 +91,7 @@ class Journal {
   // operation can be undone alone.
   void SetBatch(bool batch) { batch_ = batch; }
   // Whether the current transaction changed anything yet.
-  bool Open() const { return !txn_.empty(); }
+  bool Open() const { return !txn_entries_.empty(); }
   // An operation begins: each file marks its in-memory state.
   void BeginOperation();
   // The operation ended well: starts a new change epoch for the next operation (the files'
@@ -113,12 +116,13 @@ class Journal {
 
  private:
   struct Entry;
-  struct Saved;
   struct OpSaved;
   Status Capture(Entry* e, uint64_t block_no, std::span<const char> original);
   Status RollbackBatchOperation();
   Status PrepareFiles();
-  Status WriteJournal(bool sync, uint64_t nonce);
+  void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
+  Status WritePending();
+  Status WriteJournal(bool sync);
   Status Invalidate();
   void Forget();
   std::string Relative(const std::string& path) const;
@@ -131,10 +135,14 @@ class Journal {
   std::vector<std::unique_ptr<Entry>> entries_;
   std::vector<Entry*> txn_entries_;  // touched in the transaction
   std::vector<Entry*> op_entries_;   // touched in the operation
-  std::vector<Saved> txn_;           // first originals of the transaction
-  std::vector<OpSaved> op_;          // first originals of the operation (batches only),
-  std::vector<char> op_bytes_;       // their bytes, one after the other
-  std::string buffer_;
+  // The transaction's records (originals of its blocks), written to the journal file as they
+  // come, after its header's place; the header is written at commit.
+  uint64_t nonce_ = 0;
+  uint32_t records_ = 0;
+  uint64_t at_ = 0;             // where pending_ goes in the journal file
+  std::string pending_;         // records not written yet
+  std::vector<OpSaved> op_;     // first originals of the operation (batches only),
+  std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
 };
 
