@@ -12,9 +12,6 @@
 #include "srv/erreur_service.h"
 #include "srv/report/srv_edition_impl.h"
 
-// fontconfig keeps its font cache for the life of the process: not a leak of ours.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
-
 namespace vesk {
 namespace {
 
