@@ -17,8 +17,7 @@ class SrvChainage {
   // 1-based positions of the four pointers. Both files must be open (SrvDonnee.Donnee).
   virtual void Chainage(std::string_view fichier_entete, int16_t longueur_entete,
                         int16_t pos_premiere, int16_t pos_derniere, std::string_view fichier_ligne,
-                        int16_t longueur_ligne, int16_t pos_precedente,
-                        int16_t pos_suivante) = 0;
+                        int16_t longueur_ligne, int16_t pos_precedente, int16_t pos_suivante) = 0;
   // First line of the header file's current record (0 when it has none); the line becomes the
   // current fields of the line file.
   virtual void PremLigne(int16_t fichier_ligne, int32_t& no_enr) = 0;

@@ -48,10 +48,10 @@ class Status {
 };
 
 // Returns from the calling function when expr gives a failing Status.
-#define VESK_RETURN_IF_ERROR(expr)            \
-  do {                                        \
-    ::vesk::isam::Status _st = (expr);        \
-    if (!_st.ok()) return _st;                \
+#define VESK_RETURN_IF_ERROR(expr)     \
+  do {                                 \
+    ::vesk::isam::Status _st = (expr); \
+    if (!_st.ok()) return _st;         \
   } while (0)
 
 }  // namespace vesk::isam
