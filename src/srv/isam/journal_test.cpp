@@ -9,6 +9,9 @@ namespace {
 
 constexpr uint64_t kNonce = 0x1234;
 
+// A path of the test folder, as the journal makes it (the platform's separator).
+std::string P(std::string_view nom) { return platform::JoinPath("/d", nom); }
+
 void Put(std::string& out, uint64_t v, int bytes) {
   for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
 }
@@ -39,9 +42,9 @@ struct Case {
   std::string old_block = std::string(4096, 'o'), new_block = std::string(4096, 'n');
   Case() {
     std::unique_ptr<platform::File> f;
-    EXPECT_TRUE(env.OpenFile("/d/X.DAT", platform::OpenMode::kCreate, &f).ok());
-    *env.Contents("/d/X.DAT") = new_block + new_block;
-    EXPECT_TRUE(env.OpenFile("/d/VESK.JNL", platform::OpenMode::kCreate, &f).ok());
+    EXPECT_TRUE(env.OpenFile(P("X.DAT"), platform::OpenMode::kCreate, &f).ok());
+    *env.Contents(P("X.DAT")) = new_block + new_block;
+    EXPECT_TRUE(env.OpenFile(P("VESK.JNL"), platform::OpenMode::kCreate, &f).ok());
   }
   std::string V1() const {
     std::string body, f, b;
@@ -73,10 +76,10 @@ struct Case {
     return Journal(2, 6, body);
   }
   bool Recover(const std::string& journal) {
-    *env.Contents("/d/VESK.JNL") = journal;
+    *env.Contents(P("VESK.JNL")) = journal;
     bool rolled = false;
     EXPECT_TRUE(Journal::Recover(&env, "/d", &rolled).ok());
-    EXPECT_TRUE(env.Contents("/d/VESK.JNL")->empty());
+    EXPECT_TRUE(env.Contents(P("VESK.JNL"))->empty());
     return rolled;
   }
 };
@@ -85,17 +88,17 @@ TEST(JournalRecoverTest, CompleteJournalsOfBothLayoutsAreDroppedWhenTheFilesHold
   Case c;
   EXPECT_FALSE(c.Recover(c.V1()));
   EXPECT_FALSE(c.Recover(c.V2(true)));
-  EXPECT_TRUE(*c.env.Contents("/d/X.DAT") == c.new_block + c.new_block);
+  EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
 TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
   for (int layout = 0; layout < 3; ++layout) {
     Case c;
     std::string half = std::string(4096, 'x') + c.new_block;
-    *c.env.Contents("/d/X.DAT") = layout == 2 ? c.new_block + c.new_block : half;
+    *c.env.Contents(P("X.DAT")) = layout == 2 ? c.new_block + c.new_block : half;
     // Version 1 and 2 with a half-written file; version 2 without N and E whatever the file.
     EXPECT_TRUE(c.Recover(layout == 0 ? c.V1() : c.V2(layout == 1))) << layout;
-    EXPECT_TRUE(*c.env.Contents("/d/X.DAT") == c.old_block) << layout;
+    EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.old_block) << layout;
   }
 }
 
@@ -107,7 +110,7 @@ TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRef
   Put(b, 0, 4), Put(b, 4096, 4), Put(b, 1, 8);
   Record(body, 'B', b);  // block 1 lies inside the original 8192 bytes: its originals are needed
   EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
-  EXPECT_TRUE(*c.env.Contents("/d/X.DAT") == c.new_block + c.new_block);
+  EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
 }  // namespace
