@@ -13,14 +13,6 @@ namespace {
 
 using Genre = Reponse::Genre;
 
-void VerifieLigne(std::string_view operation, std::string_view ligne) {
-  if (ligne != "N" && ligne != "B" && ligne != "I") {
-    throw ErreurService(
-        operation, ligne,
-        "ligne de message inconnue (N champ courant, B bas d'écran, I information)");
-  }
-}
-
 void Valide(std::string_view operation, std::string_view objet, std::string_view texte) {
   tui::VersPointsStrict(texte, operation, objet);
 }
@@ -60,7 +52,7 @@ void SrvSaisieImpl::DefChamps(std::string_view descripteur) {
 void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
                         int16_t touche_initiale, std::string_view options, std::string_view ligne) {
   size_t i = Index("Sai", cle);
-  VerifieLigne("Sai", ligne);
+  tui::VerifieLigneMessage("Sai", ligne);
   tui::Options opts = tui::LitOptions(options, "Sai", cle);
   std::string depart = tui::ValeurDeDepart(champs_, i, valeur, "Sai");
   std::string note = "Sai " + std::string(cle) + " " + Cite(depart);
@@ -96,7 +88,7 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
 
 void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
   (void)confirme;
-  VerifieLigne("Confirme", ligne);
+  tui::VerifieLigneMessage("Confirme", ligne);
   const Reponse& r =
       session_->Prend("Confirme", Genre::kConfirme, "la confirmation d'une suppression (confirm)");
   touche = r.touche;
@@ -123,7 +115,7 @@ void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
                               std::string_view message, int16_t touche) {
   (void)touche;
   Index("MessChamp", cle);
-  VerifieLigne("MessChamp", ligne);
+  tui::VerifieLigneMessage("MessChamp", ligne);
   Valide("MessChamp", cle, message);
   session_->Note("MessChamp " + std::string(cle) + " " + std::string(ligne) + " " + Cite(message));
 }
@@ -135,7 +127,7 @@ void SrvSaisieImpl::InitEcran(int16_t touche) {
 }
 
 void SrvSaisieImpl::Message(std::string_view ligne, std::string_view texte) {
-  VerifieLigne("Message", ligne);
+  tui::VerifieLigneMessage("Message", ligne);
   Valide("Message", ligne, texte);
   session_->Note("Message " + std::string(ligne) + " " + Cite(texte));
 }

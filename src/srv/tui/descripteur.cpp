@@ -269,4 +269,12 @@ std::vector<Colonne> LitColonnes(std::string_view colonnes, std::string_view ope
   return out;
 }
 
+void VerifieLigneMessage(std::string_view operation, std::string_view ligne) {
+  if (ligne != "N" && ligne != "B" && ligne != "I") {
+    throw ErreurService(
+        operation, ligne,
+        "ligne de message inconnue (N champ courant, B bas d'écran, I information)");
+  }
+}
+
 }  // namespace vesk::tui

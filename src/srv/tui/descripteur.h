@@ -76,6 +76,10 @@ struct Colonne {
 };
 std::vector<Colonne> LitColonnes(std::string_view colonnes, std::string_view operation);
 
+// Refuses a message line letter other than "N" (current field), "B" (bottom) and "I"
+// (information), with ErreurService naming the operation.
+void VerifieLigneMessage(std::string_view operation, std::string_view ligne);
+
 }  // namespace vesk::tui
 
 #endif  // VESK_SRV_TUI_DESCRIPTEUR_H_

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "srv/erreur_service.h"
+#include "srv/tui/descripteur.h"
 #include "srv/tui/liste_choix.h"
 #include "srv/tui/texte.h"
 
@@ -12,14 +13,6 @@ namespace vesk::tui {
 namespace {
 
 constexpr int kPremiereLigneChamps = 2;
-
-void VerifieLigne(std::string_view operation, std::string_view ligne) {
-  if (ligne != "N" && ligne != "B" && ligne != "I") {
-    throw ErreurService(
-        operation, ligne,
-        "ligne de message inconnue (N champ courant, B bas d'écran, I information)");
-  }
-}
 
 void Valide(std::string_view operation, std::string_view objet, std::string_view texte) {
   VersPointsStrict(texte, operation, objet);
@@ -103,7 +96,7 @@ bool SrvSaisieImpl::Termine(Editeur& ed, const Options& options, int16_t code) {
 void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
                         int16_t touche_initiale, std::string_view options, std::string_view ligne) {
   size_t i = Index("Sai", cle);
-  VerifieLigne("Sai", ligne);
+  VerifieLigneMessage("Sai", ligne);
   Options opts = LitOptions(options, "Sai", cle);
   Editeur ed(champs_[i], VersPoints(ValeurDeDepart(champs_, i, valeur, "Sai")));
   courant_ = i;
@@ -148,7 +141,7 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
 
 void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
   (void)confirme;  // the caller compares the key with ToucheConfirmation
-  VerifieLigne("Confirme", ligne);
+  VerifieLigneMessage("Confirme", ligne);
   confirmation_ = true;
   struct Fin {
     bool* b;
@@ -190,7 +183,7 @@ void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
                               std::string_view message, int16_t touche) {
   (void)touche;  // no key is attached to a message on a terminal
   size_t i = Index("MessChamp", cle);
-  VerifieLigne("MessChamp", ligne);
+  VerifieLigneMessage("MessChamp", ligne);
   Valide("MessChamp", cle, message);
   if (ligne == "N") {
     etats_[i].message = std::string(message);
@@ -214,7 +207,7 @@ void SrvSaisieImpl::InitEcran(int16_t touche) {
 
 void SrvSaisieImpl::EcritLigne(std::string_view operation, std::string_view ligne,
                                std::string texte) {
-  VerifieLigne(operation, ligne);
+  VerifieLigneMessage(operation, ligne);
   if (ligne == "B") {
     ligne_b_ = std::move(texte);
   } else if (ligne == "I") {
