@@ -167,24 +167,14 @@ TEST_F(VeskTest, DomainCommandsRefuseWhatTheyCannotDo) {
 
 }  // namespace
 
-TEST(VeskDeclTest, WritesTheDeclarationsOfAFileInTheAskedForm) {
-  fs::path dossier =
-      fs::temp_directory_path() / ("vesk_decl_" + std::to_string(vesk::platform::HorlogeNs()));
-  fs::create_directories(dossier);
-  auto lance = [&](const std::string& arguments) {
-    std::string commande = "cd '" + dossier.string() + "' && env -u VESK_DATA '" VESK_BINAIRE +
-                           std::string("' ") + arguments + " >sortie.txt 2>erreurs.txt";
-    int brut = std::system(commande.c_str());
-    return Execution{WIFEXITED(brut) ? WEXITSTATUS(brut) : -1, Contenu(dossier / "sortie.txt"),
-                     Contenu(dossier / "erreurs.txt")};
-  };
-  Execution sans = lance("--data . decl CLIENT");
+TEST_F(VeskTest, DeclWritesTheDeclarationsOfAFileInTheAskedForm) {
+  Execution sans = Lance("--data donnees decl CLIENT");
   EXPECT_EQ(sans.status, 1);
   EXPECT_NE(sans.erreurs.find("aucun dictionnaire"), std::string::npos) << sans.erreurs;
-  EXPECT_FALSE(fs::exists(dossier / "FIC.DAT"));  // nothing created by a reading command
+  EXPECT_FALSE(fs::exists(dossier_ / "donnees" / "FIC.DAT"));  // a reading command creates nothing
 
-  ASSERT_EQ(lance("demo demo").status, 0);
-  Execution crlf = lance("--data demo decl CLIENT");
+  ASSERT_EQ(Lance("demo demo").status, 0);
+  Execution crlf = Lance("--data demo decl CLIENT");
   EXPECT_EQ(crlf.status, 0) << crlf.erreurs;
   EXPECT_EQ(crlf.sortie.substr(0, 7), "\r\nRem =");
   EXPECT_NE(crlf.sortie.find("Call Donnee(True,\"CLIENT\",71,CLIENTD%,DllApl)\r\n"),
@@ -192,15 +182,14 @@ TEST(VeskDeclTest, WritesTheDeclarationsOfAFileInTheAskedForm) {
   EXPECT_NE(crlf.sortie.find("Public CLI1T As Integer, CLI2T As Integer, CLIENTD As Integer"),
             std::string::npos);
 
-  Execution lf = lance("--data demo --eol lf --encoding cp1252 decl CLIENT");
+  Execution lf = Lance("--data demo --eol lf --encoding cp1252 decl CLIENT");
   EXPECT_EQ(lf.status, 0);
   EXPECT_EQ(lf.sortie.find('\r'), std::string::npos);
   EXPECT_NE(lf.sortie.find("Rem D\xE9"
                            "claration\n"),
             std::string::npos);
 
-  Execution inconnu = lance("--data demo decl ABSENT");
+  Execution inconnu = Lance("--data demo decl ABSENT");
   EXPECT_EQ(inconnu.status, 1);
   EXPECT_NE(inconnu.erreurs.find("@ ABSENT@ Inconnu"), std::string::npos) << inconnu.erreurs;
-  fs::remove_all(dossier);
 }
