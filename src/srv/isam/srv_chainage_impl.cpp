@@ -80,6 +80,14 @@ SrvChainageImpl::Contexte SrvChainageImpl::Prepare(int16_t fichier_ligne, std::s
   return Contexte{c, &e, &l, static_cast<uint32_t>(e.courant)};
 }
 
+SrvChainageImpl::Contexte SrvChainageImpl::PrepareEcriture(int16_t fichier_ligne,
+                                                           std::string_view op) {
+  Contexte x = Prepare(fichier_ligne, op);
+  isam::ExigeEcriture(*x.entete, op);
+  isam::ExigeEcriture(*x.ligne, op);
+  return x;
+}
+
 uint32_t SrvChainageImpl::Pointeur(FichierOuvert& f, uint32_t no, uint32_t at,
                                    std::string_view op) {
   char p[3];
@@ -177,11 +185,9 @@ void SrvChainageImpl::SuivLigne(int16_t fichier_ligne, int32_t& no_enr) {
 void SrvChainageImpl::AjouteLigne(int16_t fichier_ligne, int32_t& no_enr) {
   constexpr std::string_view kOp = "AjouteLigne";
   isam::Operation op(*dossier_, kOp);
-  Contexte x = Prepare(fichier_ligne, kOp);
+  Contexte x = PrepareEcriture(fichier_ligne, kOp);
   FichierOuvert& e = *x.entete;
   FichierOuvert& l = *x.ligne;
-  isam::ExigeEcriture(e, kOp);
-  isam::ExigeEcriture(l, kOp);
   Exige(l.proprietaire != nullptr, kOp, l.objet,
         "fichier ouvert sans propriétaire : pas de méthode Ecrire" + l.methode);
   std::vector<uint32_t> lines = Lignes(x, kOp);
@@ -209,11 +215,9 @@ void SrvChainageImpl::AjouteLigne(int16_t fichier_ligne, int32_t& no_enr) {
 void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
   constexpr std::string_view kOp = "SupprimeLigne";
   isam::Operation op(*dossier_, kOp);
-  Contexte x = Prepare(fichier_ligne, kOp);
+  Contexte x = PrepareEcriture(fichier_ligne, kOp);
   FichierOuvert& e = *x.entete;
   FichierOuvert& l = *x.ligne;
-  isam::ExigeEcriture(e, kOp);
-  isam::ExigeEcriture(l, kOp);
   std::vector<uint32_t> lines = Lignes(x, kOp);
   auto it = std::find(lines.begin(), lines.end(), static_cast<uint32_t>(no_enr));
   Exige(no_enr > 0 && it != lines.end(), kOp, l.objet,
@@ -239,9 +243,7 @@ void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
 void SrvChainageImpl::SupprimeLignes(int16_t fichier_ligne) {
   constexpr std::string_view kOp = "SupprimeLignes";
   isam::Operation op(*dossier_, kOp);
-  Contexte x = Prepare(fichier_ligne, kOp);
-  isam::ExigeEcriture(*x.entete, kOp);
-  isam::ExigeEcriture(*x.ligne, kOp);
+  Contexte x = PrepareEcriture(fichier_ligne, kOp);
   std::vector<uint32_t> lines = Lignes(x, kOp);
   for (uint32_t no : lines) {
     Verifie(x.ligne->fichier->MarkDeleted(no), kOp, x.ligne->objet);

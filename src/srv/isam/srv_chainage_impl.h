@@ -34,6 +34,8 @@ class SrvChainageImpl : public SrvChainage {
     uint32_t courant;  // the header's current record
   };
   Contexte Prepare(int16_t fichier_ligne, std::string_view op);
+  // Prepare, for an operation that writes both files.
+  Contexte PrepareEcriture(int16_t fichier_ligne, std::string_view op);
   uint32_t Pointeur(isam::FichierOuvert& f, uint32_t no, uint32_t at, std::string_view op);
   void EcritPointeur(isam::FichierOuvert& f, uint32_t no, uint32_t at, uint32_t valeur,
                      std::string_view op);
