@@ -10,6 +10,9 @@
 
 namespace vesk {
 
+// The longest key a B-tree may hold, in characters.
+inline constexpr int16_t kLongueurCleMax = 1024;
+
 class SrvBArbre {
  public:
   virtual ~SrvBArbre() = default;

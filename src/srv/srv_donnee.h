@@ -7,10 +7,15 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "srv/proprietaire.h"
 
 namespace vesk {
+
+// The record lengths a data file may have.
+inline constexpr int16_t kLongueurEnrMin = 5;
+inline constexpr int16_t kLongueurEnrMax = 32767;
 
 class SrvDonnee {
  public:
@@ -48,6 +53,22 @@ class SrvDonnee {
   virtual void Existe(std::string_view nom, bool& existe) = 0;
   // Closes a text file opened by OuvLect; its handle becomes invalid.
   virtual void FermeLect(int16_t handle) = 0;
+
+  // Writes the text file nom ("TVA.DOM") of the data folder's root whole: lignes in
+  // Windows-1252, each ended by CR LF. The file is written aside, synced and renamed over the old
+  // one, so that a crash leaves the old text or the new one, never a torn file. A line with a
+  // character Windows-1252 cannot hold is refused before anything is written.
+  virtual void EcritTexte(std::string_view nom, const std::vector<std::string>& lignes) = 0;
+  // Removes the text file nom of the data folder's root; nothing to do when it is absent.
+  virtual void SupprimeTexte(std::string_view nom) = 0;
+
+  // Batches: the modifying operations made between DebutLot and FinLot, on every file of the
+  // folder, are committed together at FinLot, all or nothing (also against a crash); the folder
+  // stays locked for other processes until then. AnnuleLot undoes them instead and ends the
+  // batch. Batches nest: only the outermost FinLot commits, and AnnuleLot ends them all.
+  virtual void DebutLot() = 0;
+  virtual void FinLot() = 0;
+  virtual void AnnuleLot() = 0;
 };
 
 }  // namespace vesk

@@ -363,6 +363,19 @@ Status DossierDonnees::FinLot() {
   return s;
 }
 
+Status DossierDonnees::AnnuleLot() {
+  if (lot_ == 0) return Status::InvalidArgument("annulation de lot sans début de lot");
+  if (profondeur_ > 0) return Status::InvalidArgument("annulation de lot pendant une opération");
+  lot_ = 0;
+  journal_->SetBatch(false);
+  // Outside a batch, undoing the operation undoes the whole transaction: every change since
+  // the last commit, which was the batch's start.
+  Status s = journal_->Open() ? journal_->RollbackOperation() : Status::Ok();
+  if (!s.ok()) panne_ = s;
+  if (verrou_) Relache();
+  return s;
+}
+
 Lot::Lot(DossierDonnees& dossier) : dossier_(dossier) {
   Status ignored = dossier_.DebutLot();
   (void)ignored;

@@ -133,6 +133,8 @@ class DossierDonnees {
   void SortLecture();
   Status DebutLot();
   Status FinLot();
+  // Ends every open batch without committing: the changes of its operations are undone.
+  Status AnnuleLot();
   bool DansLot() const { return lot_ > 0; }
   // Kept for the services; the journal sees by itself which files an operation changed.
   void Touche(FichierOuvert*) {}

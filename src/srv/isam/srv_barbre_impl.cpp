@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "srv/isam/btree_impl.h"
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
 #include "srv/isam/service_util.h"
@@ -10,6 +11,8 @@
 #include "srv/text/utf8.h"
 
 namespace vesk {
+
+static_assert(kLongueurCleMax == isam::btree::kMaxKeyLength);
 
 using isam::ArbreOuvert;
 using isam::FichierOuvert;

@@ -6,12 +6,15 @@
 #include "srv/isam/record_text.h"
 #include "srv/isam/service_util.h"
 #include "srv/list/liste.h"
+#include "srv/text/cp1252.h"
 
 namespace vesk {
 
 using isam::FichierOuvert;
 using isam::Status;
 using isam::Verifie;
+
+static_assert(kLongueurEnrMin == isam::kMinRecordLength && kLongueurEnrMax == isam::kMaxRecordLength);
 
 namespace {
 
@@ -237,6 +240,49 @@ void SrvDonneeImpl::Existe(std::string_view nom, bool& existe) {
 void SrvDonneeImpl::FermeLect(int16_t handle) {
   TexteOuErreur(handle, "FermeLect");
   dossier_->FermeTexte(handle);
+}
+
+void SrvDonneeImpl::EcritTexte(std::string_view nom, const std::vector<std::string>& lignes) {
+  constexpr std::string_view kOp = "EcritTexte";
+  bool existe = false;
+  std::string path = CheminTexte(nom, kOp, &existe);
+  std::string octets;
+  for (const std::string& ligne : lignes) {
+    octets += text::EncodeCp1252OrThrow(ligne, kOp, path);
+    octets += "\r\n";
+  }
+  isam::Env* env = dossier_->env();
+  const std::string aside = path + ".NEW";
+  std::unique_ptr<platform::File> f;
+  Verifie(Status::FromIo(env->OpenFile(aside, platform::OpenMode::kCreateAlways, &f)), kOp, aside);
+  Status s = Status::FromIo(f->WriteAt(0, octets));
+  if (s.ok()) s = Status::FromIo(f->Sync());
+  f.reset();
+  if (s.ok()) s = Status::FromIo(env->RenameFile(aside, path));
+  if (!s.ok()) {
+    Status ignored = Status::FromIo(env->RemoveFile(aside));
+    (void)ignored;
+    Verifie(s, kOp, path);
+  }
+  if (env == isam::Env::Default()) {
+    Verifie(Status::FromIo(platform::SyncDirectory(dossier_->Dossier())), kOp, dossier_->Dossier());
+  }
+}
+
+void SrvDonneeImpl::SupprimeTexte(std::string_view nom) {
+  constexpr std::string_view kOp = "SupprimeTexte";
+  bool existe = false;
+  std::string path = CheminTexte(nom, kOp, &existe);
+  if (!existe) return;
+  Verifie(Status::FromIo(dossier_->env()->RemoveFile(path)), kOp, path);
+}
+
+void SrvDonneeImpl::DebutLot() { Verifie(dossier_->DebutLot(), "DebutLot", dossier_->Dossier()); }
+
+void SrvDonneeImpl::FinLot() { Verifie(dossier_->FinLot(), "FinLot", dossier_->Dossier()); }
+
+void SrvDonneeImpl::AnnuleLot() {
+  Verifie(dossier_->AnnuleLot(), "AnnuleLot", dossier_->Dossier());
 }
 
 }  // namespace vesk

@@ -28,6 +28,11 @@ class SrvDonneeImpl : public SrvDonnee {
   void LireLigne(int16_t handle, std::string& ligne) override;
   void Existe(std::string_view nom, bool& existe) override;
   void FermeLect(int16_t handle) override;
+  void EcritTexte(std::string_view nom, const std::vector<std::string>& lignes) override;
+  void SupprimeTexte(std::string_view nom) override;
+  void DebutLot() override;
+  void FinLot() override;
+  void AnnuleLot() override;
 
   isam::DossierDonnees& Dossier() { return *dossier_; }
 

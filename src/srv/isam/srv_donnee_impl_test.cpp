@@ -165,3 +165,69 @@ TEST_F(SrvDonneeTest, TextFilesAreReadLineByLine) {
 
 }  // namespace
 }  // namespace vesk::isam::testing
+
+namespace vesk::isam::testing {
+namespace {
+
+class LotTest : public EngineTest {};
+
+// A batch cancelled after writes to a data file and its B-tree leaves both as at its start,
+// on disk and for the services; a batch ended by FinLot keeps everything.
+TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
+  Proprio& p = Ouvre("Dom", 16);
+  int16_t arbre = 0;
+  barbre_->B_Arbre(false, "Dom", 6, "P", arbre, "", true);
+  auto insere = [&](const std::string& cle) {
+    p.champs = cle + " texte";
+    int32_t no = 0;
+    barbre_->Insere(arbre, cle, p.fichier, no);
+    return no;
+  };
+  insere("AAA");
+  donnee_->DebutLot();
+  insere("BBB");
+  donnee_->DebutLot();  // nested: only the outermost batch counts
+  insere("CCC");
+  barbre_->Supprime(arbre, "AAA", 1, p.fichier);
+  donnee_->AnnuleLot();
+  bool trouve = false;
+  barbre_->Recherche(arbre, "AAA", p.fichier, trouve);
+  EXPECT_TRUE(trouve);
+  barbre_->Recherche(arbre, "BBB", p.fichier, trouve);
+  EXPECT_FALSE(trouve);
+  EXPECT_ERREUR(donnee_->FinLot(), "sans début de lot");
+  Verifie();
+
+  donnee_->DebutLot();
+  insere("DDD");
+  donnee_->FinLot();
+  Reopen();
+  Proprio& q = Ouvre("Dom", 16);
+  barbre_->B_Arbre(false, "Dom", 6, "P", arbre, "", true);
+  barbre_->Recherche(arbre, "DDD", q.fichier, trouve);
+  EXPECT_TRUE(trouve);
+  barbre_->Recherche(arbre, "CCC", q.fichier, trouve);
+  EXPECT_FALSE(trouve);
+  Verifie();
+}
+
+TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
+  donnee_->EcritTexte("tva.dom", {"N : Taux normal", "R : réduit"});
+  EXPECT_EQ(Size("TVA.DOM"), std::string("N : Taux normal\r\nR : r\xE9" "duit\r\n").size());
+  std::ifstream in(root_ / "TVA.DOM", std::ios::binary);
+  std::string octets((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(octets, "N : Taux normal\r\nR : r\xE9" "duit\r\n");
+  // A line Windows-1252 cannot hold is refused and the old text stays.
+  EXPECT_ERREUR(donnee_->EcritTexte("TVA.DOM", {"Ω"}), "Windows-1252");
+  EXPECT_EQ(Size("TVA.DOM"), octets.size());
+  EXPECT_FALSE(std::filesystem::exists(root_ / "TVA.DOM.NEW"));
+  EXPECT_ERREUR(donnee_->EcritTexte("../TVA.DOM", {}), "../TVA.DOM");
+  donnee_->EcritTexte("TVA.DOM", {});
+  EXPECT_EQ(Size("TVA.DOM"), 0u);
+  donnee_->SupprimeTexte("TVA.DOM");
+  donnee_->SupprimeTexte("TVA.DOM");
+  EXPECT_FALSE(std::filesystem::exists(root_ / "TVA.DOM"));
+}
+
+}  // namespace
+}  // namespace vesk::isam::testing
