@@ -35,17 +35,6 @@ std::string Convertit(std::string texte, const OptionsLigne& o) {
   return texte;
 }
 
-void ExigeDictionnaire(const Configuration& config) {
-  bool existe = false;
-  std::string fic = platform::JoinPath(config.dossier, "FIC.DAT");
-  platform::IoStatus st = platform::FileExists(fic, &existe);
-  if (!st.ok()) throw ErreurService("Ouverture du dictionnaire", config.dossier, st.message);
-  if (!existe) {
-    throw ErreurService("Ouverture du dictionnaire", config.dossier,
-                        "aucun dictionnaire dans ce dossier (vesk init le crée)");
-  }
-}
-
 }  // namespace
 
 int CommandeDecl(Contexte& contexte) {
@@ -53,11 +42,10 @@ int CommandeDecl(Contexte& contexte) {
   if (o.arguments.size() != 1) {
     throw ErreurService("Ligne de commande", "decl", "un nom de fichier attendu : vesk decl NOM");
   }
-  ExigeDictionnaire(contexte.Config());
   std::string texte;
   size_t anomalies = 0;
   {
-    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
     DeclarationFichier(o.arguments.front());
     texte = EtatGen().Texte();
     anomalies = EtatGen().Anomalies().size();

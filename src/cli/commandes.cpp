@@ -17,6 +17,10 @@ constexpr Commande kCommandes[] = {
     {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
     {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
      CommandeDecl},
+    {"export", "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
+     CommandeExport},
+    {"import", "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+     CommandeImport},
     {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},
 };
 

@@ -62,6 +62,8 @@ int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
 int CommandeEntDom(Contexte& contexte);
 int CommandeEdtDom(Contexte& contexte);
+int CommandeExport(Contexte& contexte);
+int CommandeImport(Contexte& contexte);
 
 }  // namespace vesk::cli
 

@@ -90,8 +90,10 @@ std::shared_ptr<std::ofstream> OuvreTranscription(const std::string& chemin) {
 }  // namespace
 
 Composant::Composant(std::shared_ptr<script::Session> session,
-                     std::shared_ptr<std::ofstream> transcription)
-    : session_(std::move(session)), transcription_(std::move(transcription)) {}
+                     std::shared_ptr<std::ofstream> transcription, std::string dossier)
+    : session_(std::move(session)),
+      transcription_(std::move(transcription)),
+      dossier_(std::move(dossier)) {}
 
 Composant::~Composant() {
   ass_.reset();
@@ -100,7 +102,15 @@ Composant::~Composant() {
   if (transcription_) transcription_->flush();
 }
 
-void Composant::Ouvre() {
+void Composant::Ouvre(bool exige_dictionnaire) {
+  if (exige_dictionnaire) {
+    bool existe = false;
+    Etat().Donnee().Existe("FIC.DAT", existe);
+    if (!existe) {
+      throw ErreurService("Ouverture du dictionnaire", dossier_,
+                          "aucun dictionnaire dans ce dossier (vesk init le crée)");
+    }
+  }
   ass_ = AsS::Cree();
   ass_->OuvS();
 }
@@ -129,7 +139,8 @@ void Composant::Termine() {
 }
 
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
-                                          const std::string& fichier_edition) {
+                                          const std::string& fichier_edition,
+                                          bool exige_dictionnaire) {
   const OptionsLigne& o = contexte.Options();
   std::shared_ptr<script::Session> session;
   std::shared_ptr<std::ofstream> transcription;
@@ -148,8 +159,8 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   dom::EnregistreCommandes();
   OublieEtat();
   InstalleServicesThread(CreateurStandard(std::move(options)));
-  auto composant = std::make_unique<Composant>(session, transcription);
-  composant->Ouvre();
+  auto composant = std::make_unique<Composant>(session, transcription, config.dossier);
+  composant->Ouvre(exige_dictionnaire);
   return composant;
 }
 

@@ -22,14 +22,16 @@ namespace vesk::cli {
 // back, the transcript closed), also when the command ends with an error.
 class Composant {
  public:
-  Composant(std::shared_ptr<script::Session> session, std::shared_ptr<std::ofstream> transcription);
+  Composant(std::shared_ptr<script::Session> session, std::shared_ptr<std::ofstream> transcription,
+            std::string dossier);
   ~Composant();
   Composant(const Composant&) = delete;
   Composant& operator=(const Composant&) = delete;
 
   AsS& Ass() { return *ass_; }
-  // Opens the dictionary (OuvS creates its files when they are absent).
-  void Ouvre();
+  // Opens the dictionary (OuvS creates its files when they are absent; with exige_dictionnaire
+  // a folder without a dictionary is an error instead).
+  void Ouvre(bool exige_dictionnaire);
   // The files written by the last listing.
   std::vector<std::string> EditionsEcrites();
   // Ends a successful run: the services are dropped; with a script, every answer must have been
@@ -40,12 +42,15 @@ class Composant {
   std::shared_ptr<AsS> ass_;
   std::shared_ptr<script::Session> session_;
   std::shared_ptr<std::ofstream> transcription_;
+  std::string dossier_;
 };
 
 // Installs the services over config's data folder for main's thread and opens the dictionary.
 // fichier_edition: the file a listing is written to ("" the listings folder).
+// exige_dictionnaire: a folder without a dictionary is an error (otherwise OuvS creates one).
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
-                                          const std::string& fichier_edition = "");
+                                          const std::string& fichier_edition = "",
+                                          bool exige_dictionnaire = false);
 
 // Creates the folder named by the command's only argument (or takes the configured data folder
 // when there is none) and gives the configuration of that folder.

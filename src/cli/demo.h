@@ -1,6 +1,6 @@
 // The demo dictionary: a small invoicing application (customers, invoices and their lines,
-// VAT rates, country codes, payment terms) written through the component's own services, as
-// the entry screens would write it. Used from main's thread, after OuvS.
+// VAT rates, country codes, payment terms), imported from its text through the component.
+// Used from main's thread, after OuvS.
 #ifndef VESK_CLI_DEMO_H_
 #define VESK_CLI_DEMO_H_
 
@@ -8,8 +8,9 @@
 
 namespace vesk::cli {
 
-// Fills the open dictionary of the calling thread and writes the domains' .DOM files into
-// dossier. Entries that already exist are left as they are.
+// Writes vesk.ini naming the demo application (unless dossier has one) and imports the demo
+// dictionary into the open, empty dictionary of the calling thread (with the domains' .DOM
+// files). A dictionary that is the demo's already is left as it is; any other is refused.
 void RemplitDemo(const std::string& dossier);
 
 }  // namespace vesk::cli

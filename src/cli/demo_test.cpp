@@ -7,6 +7,8 @@
 
 #include "core/ass.h"
 #include "core/etat_module.h"
+#include "fic/dictionnaire_texte.h"
+#include "srv/erreur_service.h"
 #include "srv/isam/verify.h"
 #include "srv/standard/fabrique_standard.h"
 
@@ -70,7 +72,7 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, "CLIENT", etat.fic_fichier, trouve);
   ASSERT_TRUE(trouve);
-  EXPECT_EQ(etat.fic[kLongEnr], "71   ");
+  EXPECT_EQ(etat.fic[kLongEnr], "128  ");
   std::vector<std::string> variables;
   int16_t somme = 0;
   int32_t ligne = 0;
@@ -93,6 +95,22 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
                   .ok());
   EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
+}
+
+// The demo never replaces a dictionary of the user's.
+TEST_F(DemoTest, RefusesAFolderWithAnotherDictionary) {
+  auto ass = Ouvre();
+  fic::ImporteDictionnaire(
+      "version = 1\n[fichiers.PAIE]\nrubriques = [{ nom = \"N\", type = \"A\", total = 8, "
+      "variable = \"PNOM\" }]\n",
+      "paie.toml", false);
+  try {
+    RemplitDemo(dossier_);
+    FAIL() << "la démonstration a remplacé le dictionnaire";
+  } catch (const ErreurService& e) {
+    EXPECT_NE(std::string(e.what()).find("un autre dictionnaire"), std::string::npos) << e.what();
+  }
+  EXPECT_NE(fic::ExporteDictionnaire().find("[fichiers.PAIE]"), std::string::npos);
 }
 
 }  // namespace

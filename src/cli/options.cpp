@@ -37,6 +37,8 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
   app.add_option("--eol", o.fin_texte, "Fins de ligne du code généré : crlf (défaut) ou lf")
       ->type_name("crlf|lf")
       ->group("Options");
+  app.add_flag("--dry-run", o.essai, "Avec import : vérifie le texte sans rien écrire")
+      ->group("Options");
   Texte(app, "--output", o.sortie, "FICHIER", "Écrit le résultat dans ce fichier");
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
       ->type_name("COMMANDE");

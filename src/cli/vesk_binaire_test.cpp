@@ -177,7 +177,7 @@ TEST_F(VeskTest, DeclWritesTheDeclarationsOfAFileInTheAskedForm) {
   Execution crlf = Lance("--data demo decl CLIENT");
   EXPECT_EQ(crlf.status, 0) << crlf.erreurs;
   EXPECT_EQ(crlf.sortie.substr(0, 7), "\r\nRem =");
-  EXPECT_NE(crlf.sortie.find("Call Donnee(True,\"CLIENT\",71,CLIENTD%,DllApl)\r\n"),
+  EXPECT_NE(crlf.sortie.find("Call Donnee(True,\"CLIENT\",128,CLIENTD%,DllApl)\r\n"),
             std::string::npos);
   EXPECT_NE(crlf.sortie.find("Public CLI1T As Integer, CLI2T As Integer, CLIENTD As Integer"),
             std::string::npos);

@@ -47,6 +47,7 @@ EtatModule::EtatModule() = default;
 
 // Services go before the factory that made them.
 EtatModule::~EtatModule() {
+  parties_.clear();
   journal_.reset();
   message_.reset();
   choix_.reset();

@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <typeindex>
 
 #include "core/dictionnaire.h"
 #include "core/enregistrement.h"
@@ -56,6 +58,17 @@ class EtatModule {
   Enregistrement ba{kBa.nom, kChampsBa};
   Enregistrement chain{kChain.nom, kChampsChain};
 
+  // The thread's state of a subsystem above core (the field table of the file being specified,
+  // the screens' variables kept between calls): one T per thread, made on first use, dropped
+  // with the module state. This keeps every per-thread state of the component in one place
+  // while the dependencies point down to core.
+  template <typename T>
+  T& Partie() {
+    std::shared_ptr<void>& p = parties_[std::type_index(typeid(T))];
+    if (!p) p = std::make_shared<T>();
+    return *static_cast<T*>(p.get());
+  }
+
  private:
   FabriqueServices& Fabrique();
   template <typename S>
@@ -74,6 +87,7 @@ class EtatModule {
   std::unique_ptr<SrvChoix> choix_;
   std::unique_ptr<SrvMessage> message_;
   std::unique_ptr<SrvJournal> journal_;
+  std::map<std::type_index, std::shared_ptr<void>> parties_;
 };
 
 // The calling thread's module state, created empty on first use.

@@ -14,7 +14,8 @@ using isam::FichierOuvert;
 using isam::Status;
 using isam::Verifie;
 
-static_assert(kLongueurEnrMin == isam::kMinRecordLength && kLongueurEnrMax == isam::kMaxRecordLength);
+static_assert(kLongueurEnrMin == isam::kMinRecordLength &&
+              kLongueurEnrMax == isam::kMaxRecordLength);
 
 namespace {
 

@@ -1,0 +1,70 @@
+// `vesk export [FICHIER]` and `vesk import FICHIER`: the whole dictionary as a TOML text, and
+// back (docs/dictionary-text.md).
+#include <fstream>
+#include <ostream>
+#include <sstream>
+
+#include "cli/commandes.h"
+#include "cli/composant.h"
+#include "fic/dictionnaire_texte.h"
+#include "srv/erreur_service.h"
+
+namespace vesk::cli {
+
+namespace {
+
+std::string LitFichier(const std::string& chemin) {
+  std::ifstream in(chemin, std::ios::binary);
+  if (!in) throw ErreurService("import", chemin, "fichier illisible ou absent");
+  std::stringstream tout;
+  tout << in.rdbuf();
+  if (in.bad()) throw ErreurService("import", chemin, "lecture interrompue");
+  return tout.str();
+}
+
+void EcritFichier(const std::string& chemin, const std::string& texte) {
+  std::ofstream out(chemin, std::ios::binary | std::ios::trunc);
+  out << texte;
+  out.close();
+  if (!out) throw ErreurService("export", chemin, "écriture impossible");
+}
+
+}  // namespace
+
+int CommandeExport(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.arguments.size() > 1) {
+    throw ErreurService("Ligne de commande", "export", "un seul fichier : vesk export [FICHIER]");
+  }
+  std::string texte;
+  {
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+    texte = fic::ExporteDictionnaire();
+    composant->Termine();
+  }
+  if (o.arguments.empty()) {
+    contexte.Sortie() << texte;
+  } else {
+    EcritFichier(o.arguments.front(), texte);
+  }
+  return 0;
+}
+
+int CommandeImport(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.arguments.size() != 1) {
+    throw ErreurService("Ligne de commande", "import", "un fichier attendu : vesk import FICHIER");
+  }
+  const std::string& chemin = o.arguments.front();
+  const std::string texte = LitFichier(chemin);
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai);
+  composant->Termine();
+  contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
+                    << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
+                    << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
+                    << " chaînage(s)\n";
+  return 0;
+}
+
+}  // namespace vesk::cli

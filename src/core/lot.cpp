@@ -1,0 +1,25 @@
+#include "core/lot.h"
+
+#include "core/etat_module.h"
+#include "srv/erreur_service.h"
+
+namespace vesk {
+
+LotDictionnaire::LotDictionnaire() { Etat().Donnee().DebutLot(); }
+
+LotDictionnaire::~LotDictionnaire() {
+  if (fini_) return;
+  try {
+    Etat().Donnee().AnnuleLot();
+  } catch (const ErreurService&) {
+    // The error that left the batch is on its way to the host. A failed undo leaves the
+    // folder refusing every use until it is reopened, which rolls the batch back from disk.
+  }
+}
+
+void LotDictionnaire::Valide() {
+  fini_ = true;
+  Etat().Donnee().FinLot();
+}
+
+}  // namespace vesk

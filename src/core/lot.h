@@ -1,0 +1,26 @@
+// LotDictionnaire: a batch of the thread's data-file service, for the component's writes that
+// must land together (a file specification and its field lines, a whole imported dictionary).
+// Valide commits the batch; a batch left without Valide (an error on its way) is undone. Used on
+// the calling thread's module state.
+#ifndef VESK_CORE_LOT_H_
+#define VESK_CORE_LOT_H_
+
+namespace vesk {
+
+class LotDictionnaire {
+ public:
+  LotDictionnaire();
+  ~LotDictionnaire();
+  LotDictionnaire(const LotDictionnaire&) = delete;
+  LotDictionnaire& operator=(const LotDictionnaire&) = delete;
+
+  // Commits every operation of the batch (all or nothing); an error when the commit fails.
+  void Valide();
+
+ private:
+  bool fini_ = false;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_CORE_LOT_H_

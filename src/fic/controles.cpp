@@ -1,0 +1,118 @@
+#include "fic/controles.h"
+
+#include "core/etat_module.h"
+#include "core/verifie.h"
+#include "srv/srv_barbre.h"
+
+namespace vesk::fic {
+
+namespace {
+
+bool Chiffres(std::string_view texte) {
+  if (texte.empty() || texte.size() > 5) return false;
+  for (char c : texte) {
+    if (c < '0' || c > '9') return false;
+  }
+  return true;
+}
+
+// The three plain parts of a key element, or false when it is not such a list.
+bool TroisParties(std::string_view element, std::string parties[3]) {
+  if (element.empty() || element.front() != '[') return false;
+  SrvListe& liste = Etat().Liste();
+  int32_t nombre = 0;
+  liste.NbElements(element, nombre);
+  if (nombre != 3) return false;
+  for (int16_t k = 0; k < 3; ++k) {
+    liste.Element(element, static_cast<int16_t>(k + 1), parties[k]);
+    if (!parties[k].empty() && parties[k].front() == '[') return false;
+  }
+  return true;
+}
+
+ResultatCle Refus(std::string message) {
+  ResultatCle r;
+  r.message = std::move(message);
+  return r;
+}
+
+// The value of a bound typed as digits (at most 5), or 0 when it is not such a number.
+int32_t Borne(std::string_view texte) {
+  return Chiffres(texte) ? std::stoi(std::string(texte)) : 0;
+}
+
+// Checks one element's bounds against its field; nullopt when they hold.
+std::optional<std::string> VerifiePartie(const std::string parties[3], const TableChamps& champs,
+                                         PartieCle& partie) {
+  const std::string& variable = parties[0];
+  partie.ligne = variable.empty() ? 0 : champs.ChercheVariable(variable);
+  if (partie.ligne == 0) return variable + " Inconnue";
+  const int16_t total = champs.Total(partie.ligne);
+  const std::string pd = parties[1] == "_" ? "1" : parties[1];
+  const int32_t debut = Borne(pd);
+  if (debut < 1 || debut > total) return variable + "-" + pd + " Erreur";
+  const std::string pf = parties[2] == "_" ? std::to_string(total) : parties[2];
+  const int32_t fin = Borne(pf);
+  if (fin < 1 || fin > total || fin < debut) return variable + "-" + pf + " Erreur";
+  partie.debut = static_cast<int16_t>(debut);
+  partie.fin = static_cast<int16_t>(fin);
+  return std::nullopt;
+}
+
+}  // namespace
+
+ResultatCle VerifieListeCle(std::string_view texte, const TableChamps& champs) {
+  EtatModule& etat = Etat();
+  int16_t position = 0;
+  etat.Liste().VerifieSyntaxe(texte, position);
+  if (position != 0) return Refus("Erreur de Syntaxe " + std::to_string(position) + "eme Car");
+  std::string liste(texte);
+  if (liste == "[]") return Refus("");
+  ResultatCle r;
+  while (liste != "[]") {
+    std::string element;
+    etat.Liste().Extrait(liste, element);
+    std::string parties[3];
+    if (!TroisParties(element, parties)) return Refus("Faux Avant " + liste);
+    PartieCle partie;
+    if (auto refus = VerifiePartie(parties, champs, partie)) return Refus(*refus);
+    r.longueur = Somme<int16_t>(r.longueur, static_cast<int16_t>(partie.fin - partie.debut + 1));
+    r.parties.push_back(partie);
+  }
+  if (r.longueur > kLongueurCleMax) {
+    return Refus("Clé de " + std::to_string(r.longueur) + " caractères : un B-arbre en tient " +
+                 std::to_string(kLongueurCleMax) + " au plus");
+  }
+  r.valide = true;
+  return r;
+}
+
+std::string ListeCleDefaut(const TableChamps& champs) {
+  std::string liste = "[]";
+  for (int32_t i = 1; i <= champs.Nombre(); ++i) {
+    const std::string_view type = champs.Texte(i, kColType);
+    if (type != "A" && type != "D") continue;
+    Etat().Liste().Ajoute(liste, "[" + std::string(champs.Texte(i, kColVariable)) + ",_,_]");
+  }
+  return liste;
+}
+
+int32_t ValeurNumerique(std::string_view texte) {
+  size_t i = 0;
+  while (i < texte.size() && texte[i] == ' ') ++i;
+  bool negatif = false;
+  if (i < texte.size() && (texte[i] == '+' || texte[i] == '-')) negatif = texte[i++] == '-';
+  int64_t v = 0;
+  for (; i < texte.size() && texte[i] >= '0' && texte[i] <= '9'; ++i) {
+    v = v * 10 + (texte[i] - '0');
+    if (v > INT32_MAX) ErreurDepassement("conversion", v, 0);
+  }
+  return static_cast<int32_t>(negatif ? -v : v);
+}
+
+bool PositionValide(int32_t position, int32_t longueur, std::optional<int32_t> premiere) {
+  if (position <= 0 || position > longueur) return false;
+  return !premiere || position >= *premiere;
+}
+
+}  // namespace vesk::fic

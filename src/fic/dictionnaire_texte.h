@@ -1,0 +1,49 @@
+// The dictionary as one UTF-8 TOML text that reads and diffs well and loads back exactly:
+// domains with the lines of their .DOM files, files in name order with their fields in field
+// order, B-tree tables and chainings (docs/dictionary-text.md gives the format). Works on the
+// calling thread's module state: the dictionary must be open (AsS::OuvS).
+#ifndef VESK_FIC_DICTIONNAIRE_TEXTE_H_
+#define VESK_FIC_DICTIONNAIRE_TEXTE_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fic/modele_dictionnaire.h"
+#include "fic/table_champs.h"
+
+namespace vesk::fic {
+
+// The whole dictionary as text; the same dictionary always gives the same bytes.
+std::string ExporteDictionnaire();
+
+// Replaces the dictionary by the text (nom names it in messages). Everything an entry screen
+// would refuse is refused, each fault named by "nom:line : reason", and nothing is written.
+// Otherwise the .DOM definition files are each replaced atomically, then the five dictionary
+// files in one batch: afterwards the whole new dictionary is there, or (after an error or a
+// crash) the old one. essai: checks only. Gives the counts of what the text holds.
+struct BilanImport {
+  size_t domaines = 0, fichiers = 0, rubriques = 0, barbres = 0, chainages = 0;
+};
+BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai);
+
+// --- The steps, for the tests and the tools that need one of them ---
+
+// Reads the dictionary's records (and the .DOM files) into a model.
+ModeleDictionnaire LitDictionnaire();
+// The model as TOML text, and back: a text that is not TOML, or not of the model's shape, is an
+// ErreurService naming nom, the line and the fault.
+std::string EcritToml(const ModeleDictionnaire& modele);
+ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
+// Every fault of the model, each as "nom:line : reason"; empty when it can be written.
+std::vector<std::string> VerifieModele(const ModeleDictionnaire& modele, std::string_view nom);
+// Ends the import: an ErreurService naming nom that lists the faults.
+[[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
+// The field table of a checked file, the defaults of the field rules applied.
+TableChamps ConstruitChamps(const FichierTexte& fichier);
+// Replaces the dictionary's records and definition files by the checked model.
+void RemplaceDictionnaire(const ModeleDictionnaire& modele);
+
+}  // namespace vesk::fic
+
+#endif  // VESK_FIC_DICTIONNAIRE_TEXTE_H_
