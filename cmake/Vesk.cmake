@@ -89,3 +89,14 @@ function(vesk_tests name)
                          PROPERTIES ENVIRONMENT "VESK_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
   endif()
 endfunction()
+
+# vesk_texte_inclus(TARGET FILE NAME): makes NAME.inc in the target's build folder, the text of
+# FILE as a C++ raw string literal (`constexpr std::string_view t =\n#include "NAME.inc"\n;`),
+# remade when FILE changes.
+function(vesk_texte_inclus target fichier nom)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${fichier})
+  file(READ ${fichier} texte)
+  file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/inclus/${nom}.inc
+       CONTENT "R\"VESK(${texte})VESK\"\n" @ONLY)
+  target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/inclus)
+endfunction()

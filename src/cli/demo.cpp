@@ -11,7 +11,7 @@ namespace vesk::cli {
 
 namespace {
 
-// The demo dictionary, as `vesk export` writes it (src/cli/demo/facturation.toml).
+// The demo dictionary, as `vesk export` writes it (docs/demo-facturation.toml).
 constexpr std::string_view kDemo =
 #include "demo_texte.inc"
     ;

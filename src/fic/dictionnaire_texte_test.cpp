@@ -1,0 +1,201 @@
+// The dictionary as text: exact round trips, defaults, every refusal leaving the old
+// dictionary as it was, and the definition files.
+#include "fic/dictionnaire_texte.h"
+
+#include "fic/essai_fic.h"
+#include "fic/rubrique.h"
+
+namespace vesk::fic {
+namespace {
+
+constexpr std::string_view kDemo =
+#include "demo_texte.inc"
+    ;
+
+class DictionnaireTexteTest : public DossierEssai {
+ protected:
+  void SetUp() override {
+    DossierEssai::SetUp();
+    Ouvre();
+  }
+  std::string Lignes(const std::string& fichier) {
+    std::ifstream in(dossier_ / fichier, std::ios::binary);
+    std::stringstream tout;
+    tout << in.rdbuf();
+    return tout.str();
+  }
+};
+
+TEST_F(DictionnaireTexteTest, ExportImportExportGivesTheSameBytes) {
+  Importe(std::string(kDemo));
+  const std::string premier = ExporteDictionnaire();
+  // The demo text is the export itself, but for its opening comments.
+  EXPECT_EQ(
+      premier,
+      std::string(kDemo.substr(kDemo.find("version = 1"))).insert(0, "# Dictionnaire Vesk\n"));
+  ImporteDictionnaire(premier, "premier.toml", false);
+  EXPECT_EQ(ExporteDictionnaire(), premier);
+  Ouvre();  // read again from the files
+  EXPECT_EQ(ExporteDictionnaire(), premier);
+  EXPECT_EQ(Lignes("TVA.DOM").substr(0, 25), "N : Taux normal 20,00 %\r\n");
+  // The key lengths are computed from the key lists.
+  bool trouve = false;
+  Etat().BArbre().Recherche(Etat().ba_arbre, "CLI2", Etat().ba_fichier, trouve);
+  ASSERT_TRUE(trouve);
+  EXPECT_EQ(Etat().ba[kLongCle], "15   ");
+}
+
+TEST_F(DictionnaireTexteTest, OmittedKeysTakeTheDefaultsOfTheFieldRules) {
+  Importe(R"(version = 1
+[fichiers.f]
+rubriques = [
+  { nom = "NOM", type = "A", total = 3, variable = "V1" },
+  { nom = "MT", type = "M", total = 5, variable = "V2" },
+  { nom = "NB", type = "N", total = 6, decimales = 2, variable = "V3" },
+  { nom = "E", type = "E", variable = "V4" },
+  { nom = "B", type = "B", variable = "V5" },
+])");
+  const ModeleDictionnaire m = LitDictionnaire();
+  ASSERT_TRUE(m.fichiers.contains("F"));  // names are stored in upper case
+  const FichierTexte& f = m.fichiers.at("F");
+  EXPECT_FALSE(f.entreprise);
+  EXPECT_EQ(f.longueur, 16);  // 3 + 2 + 6 + 3 + 1 = 15
+  const RubriqueTexte& mt = f.rubriques[1];
+  EXPECT_EQ(mt.format, "I");
+  EXPECT_EQ(mt.decimales, 0);
+  EXPECT_EQ(mt.exemple, "+9999 - Nombre Appartient à [-32768..327");
+  EXPECT_EQ(mt.domaine, "Ni¬Nul");
+  EXPECT_EQ(f.rubriques[0].exemple, "NOM");
+  EXPECT_EQ(f.rubriques[2].exemple, "+99.99");
+  EXPECT_EQ(f.rubriques[2].domaine, "Na¬Nul");
+  EXPECT_EQ(f.rubriques[3].total, 3);
+  EXPECT_EQ(f.rubriques[3].modification, "S");
+  EXPECT_EQ(f.rubriques[3].domaine, "");
+  EXPECT_EQ(f.rubriques[4].exemple, "O");
+}
+
+// Each text holds one fault; the message names its line, and nothing is written.
+TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
+  Importe(std::string(kDemo));
+  const auto avant = Fichiers();
+  const std::string fichier = "\n[fichiers.F]\nlongueur = 64\nrubriques = [\n";
+  const std::pair<std::string, std::string> cas[] = {
+      {"version = 1\n[fichiers.\"F-1\"]\nrubriques = [{ nom = \"N\", type = \"A\", total = 1, "
+       "variable = \"V\" }]",
+       "essai.toml:2 : nom de fichier « F-1 »"},
+      {"version = 1" + fichier + "{ nom = \"A,B\", type = \"A\", total = 1, variable = \"V\" }]",
+       "essai.toml:5 : nom de rubrique « A,B » : les caractères"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
+           "exemple = \"[x]\" }]",
+       "exemple « [x] »"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
+           "domaine = \"a\\\"b\" }]",
+       "domaine « a\"b »"},
+      {"version = 1" + fichier + "{ nom = \"Ω\", type = \"A\", total = 1, variable = \"V\" }]",
+       "Windows-1252"},
+      {"version = 1" + fichier + "{ nom = \"" + std::string(41, 'x') +
+           "\", type = \"A\", total = 1, variable = \"V\" }]",
+       "41 caractères, 40 au plus"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"Q\", total = 1, variable = \"V\" }]",
+       "type « Q »"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"N\", total = 17, variable = \"V\" }]",
+       "total 17"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"M\", total = 4, decimales = 16, "
+           "variable = \"V\" }]",
+       "décimales 16"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 40000, variable = \"V\" }]",
+       "total 40000"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 1, variable = \"9V\" }]",
+       "variable « 9V »"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\" },\n"
+           "{ nom = \"M\", type = \"A\", total = 1, variable = \"V\" }]",
+       "essai.toml:6 : variable V déjà prise par la rubrique « N » (ligne 5)"},
+      {"version = 1\n[fichiers.F]\nrubriques = []", "fichier F sans rubrique"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 65, variable = \"V\" }]",
+       "longueur 64 inférieure à la longueur réelle 65"},
+      {"version = 1\n[fichiers.F]\nlongueur = 40000\nrubriques = [{ nom = \"N\", type = \"A\", "
+       "total = 1, variable = \"V\" }]",
+       "de 5 à 32767 caractères"},
+      {"version = 1\n[fichiers.F]\nrubriques = [{ nom = \"N\", type = \"A\", total = 32767, "
+       "variable = \"V\" }, { nom = \"M\", type = \"A\", total = 1, variable = \"W\" }]",
+       "longueur réelle 32768"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[V,1,9]]\"",
+       "essai.toml:6 : V-9 Erreur"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[W,1,2]]\"",
+       "W Inconnue"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[V,1,2]\"",
+       "Erreur de Syntaxe 9eme Car"},
+      {"version = 1\n[barbres.T1]\nfichier = \"G\"\nnature = \"P\"\ncle = \"[[V,1,2]]\"",
+       "fichier « G » non spécifié"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[chainages.F]\nentete = \"F\"\narriere = 1\navant = 65\n"
+           "premier = 1\ndernier = 2",
+       "avant 65 : de 1 (arriere) à 64"},
+      {"version = 1\n[domaines.X]\nnom = \"x\"\nfichier = \"../X\"", "fichier de définition"},
+      {"version = 1\n[domaines.X]\nfichier = \"X\"\ncouleur = 1", "clé inconnue « couleur »"},
+      {"version = 2", "version 2 inconnue"},
+      {"version = 1\n[fichiers.F\n", "essai.toml:2"},
+  };
+  for (const auto& [texte, message] : cas) {
+    SCOPED_TRACE(texte);
+    EXPECT_REFUS(Importe(texte), message);
+    EXPECT_TRUE(Fichiers() == avant);
+  }
+}
+
+TEST_F(DictionnaireTexteTest, DefinitionFilesFollowTheirDomains) {
+  Importe(std::string(kDemo));
+  Importe(R"(version = 1
+[domaines.TVA]
+nom = "Taux"
+fichier = "TVA"
+[domaines.VIDE]
+nom = "Vide"
+fichier = "VIDE"
+definition = []
+[domaines.UN]
+fichier = "PAYS"
+definition = ["FR France"]
+)");
+  EXPECT_FALSE(std::filesystem::exists(dossier_ / "TVA.DOM"));  // no definition: no file
+  EXPECT_EQ(Lignes("VIDE.DOM"), "");
+  EXPECT_EQ(Lignes("PAYS.DOM"), "FR France\r\n");
+  const std::string texte = ExporteDictionnaire();
+  EXPECT_NE(texte.find("[domaines.TVA]\nnom = \"Taux\"\nfichier = \"TVA\"\n\n"), std::string::npos);
+  EXPECT_NE(texte.find("definition = []"), std::string::npos);
+  EXPECT_EQ(texte.find("fichiers"), std::string::npos);  // the demo's files went
+  EXPECT_REFUS(Importe("version = 1\n[domaines.A]\nfichier = \"T\"\ndefinition = [\"a\"]\n"
+                       "[domaines.B]\nfichier = \"T\"\ndefinition = [\"b\"]"),
+               "T.DOM est aussi celui d'un autre domaine");
+  // A code with spaces and signs is a quoted key.
+  Importe("version = 1\n[domaines.\"D Appartient à Exerc\"]\nfichier = \"EXERC\"");
+  EXPECT_NE(ExporteDictionnaire().find("[domaines.\"D Appartient à Exerc\"]"), std::string::npos);
+}
+
+TEST_F(DictionnaireTexteTest, ADryRunChecksAndWritesNothing) {
+  Importe(std::string(kDemo));
+  const auto avant = Fichiers();
+  BilanImport b = ImporteDictionnaire("version = 1", "vide.toml", true);
+  EXPECT_EQ(b.fichiers, 0u);
+  EXPECT_TRUE(Fichiers() == avant);
+  b = ImporteDictionnaire(kDemo, "demo.toml", true);
+  EXPECT_EQ(b.domaines, 3u);
+  EXPECT_EQ(b.fichiers, 3u);
+  EXPECT_EQ(b.rubriques, 19u);
+  EXPECT_EQ(b.barbres, 3u);
+  EXPECT_EQ(b.chainages, 1u);
+}
+
+}  // namespace
+}  // namespace vesk::fic
