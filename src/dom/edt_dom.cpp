@@ -106,9 +106,10 @@ void EdtDom() {
     ImprimeDomaines(etat);
     etat.Edition().Termine(0);
   } catch (...) {
-    // The listing is abandoned (nothing written) and the title taken down; the error goes on.
+    // The closing call is made on this path too; the edition service abandons a listing left
+    // half-way (its frame never closed), and the title is taken down. The error goes on.
     try {
-      etat.Edition().Termine(1);
+      etat.Edition().Termine(0);
       etat.Ecran().FinTitreEdition();
     } catch (...) {  // the first error is the one reported
     }

@@ -11,6 +11,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "core/ass.h"
 #include "core/etat_module.h"
@@ -36,6 +37,20 @@ class EcranAnnulable : public script::SrvEcranImpl {
  private:
   int annule_au_;
   int sondages_ = 0;
+};
+
+// The listing service, noting the value of every Termine call.
+class EditionNotee : public SrvEditionImpl {
+ public:
+  EditionNotee(ConfigEdition config, std::shared_ptr<std::vector<int16_t>> termines)
+      : SrvEditionImpl(std::move(config)), termines_(std::move(termines)) {}
+  void Termine(int16_t valeur) override {
+    termines_->push_back(valeur);
+    SrvEditionImpl::Termine(valeur);
+  }
+
+ private:
+  std::shared_ptr<std::vector<int16_t>> termines_;
 };
 
 class DomTest : public ::testing::Test {
@@ -68,7 +83,8 @@ class DomTest : public ::testing::Test {
     };
     options.interface.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
     options.interface.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
-    options.interface.edition = [editions] {
+    termines_ = std::make_shared<std::vector<int16_t>>();
+    options.interface.edition = [editions, termines = termines_] {
       ConfigEdition c;
       c.dossier = editions;
       c.sortie = "TXT";
@@ -78,7 +94,7 @@ class DomTest : public ::testing::Test {
         Etat().Ecran().Annule(annule);
         return annule != 0;
       };
-      return std::make_unique<SrvEditionImpl>(std::move(c));
+      return std::make_unique<EditionNotee>(std::move(c), termines);
     };
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
@@ -117,6 +133,7 @@ class DomTest : public ::testing::Test {
 
   std::filesystem::path dossier_;
   std::shared_ptr<script::Session> session_;
+  std::shared_ptr<std::vector<int16_t>> termines_;  // values given to Termine, in order
 };
 
 inline std::string Contenu(const std::filesystem::path& chemin) {

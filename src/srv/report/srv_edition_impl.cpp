@@ -303,9 +303,9 @@ void SrvEditionImpl::Termine(int16_t valeur) {
   if (valeur != 0) return;  // abandoned: nothing is written
   // A cancellation seen by the caller before any line was printed still marks the document.
   Interrompue(*e);
-  if (e->ligne_ecrite && !e->interrompue) {
-    e->Ajoute(Evenement::Genre::kRangee).rangee = Rangee(*e);
-  }
+  // A frame never closed by FermeEdt: the caller stopped half-way (an error); nothing of it is
+  // written, whatever the value.
+  if (e->cadre && !e->interrompue) return;
   Ecrit(*e);
 }
 
