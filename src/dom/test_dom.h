@@ -39,6 +39,20 @@ class EcranAnnulable : public script::SrvEcranImpl {
   int sondages_ = 0;
 };
 
+// The scripted entry screens, where a value made only of "_" stands for as many spaces: a
+// script line cannot end with spaces, a keyboard can type them.
+class SaisieEspaces : public script::SrvSaisieImpl {
+ public:
+  using script::SrvSaisieImpl::SrvSaisieImpl;
+  void Sai(std::string_view cle, std::string& valeur, int16_t& touche, int16_t initiale,
+           std::string_view options, std::string_view ligne) override {
+    script::SrvSaisieImpl::Sai(cle, valeur, touche, initiale, options, ligne);
+    if (!valeur.empty() && valeur.find_first_not_of('_') == std::string::npos) {
+      valeur.assign(valeur.size(), ' ');
+    }
+  }
+};
+
 // The listing service, noting the value of every Termine call.
 class EditionNotee : public SrvEditionImpl {
  public:
@@ -77,7 +91,7 @@ class DomTest : public ::testing::Test {
     options.config.synchro = Synchro::kOff;
     auto s = session_;
     std::string editions = (dossier_ / "EDITIONS").string();
-    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
+    options.interface.saisie = [s] { return std::make_unique<SaisieEspaces>(s); };
     options.interface.ecran = [s, annule_au] {
       return std::make_unique<EcranAnnulable>(s, annule_au);
     };
