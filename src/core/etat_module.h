@@ -82,6 +82,11 @@ EtatModule& Etat();
 // starts afresh. For hosts that end a session, and for tests.
 void OublieEtat();
 
+// True once the user has cancelled the listing in progress (the thread's SrvEcran::Annule is not
+// 0). The one cancellation check of listings: the component's listings ask it, and a host gives
+// it to its listing service (ConfigEdition::annule), so that both see the same cancellation.
+bool EditionAnnulee();
+
 }  // namespace vesk
 
 #endif  // VESK_CORE_ETAT_MODULE_H_

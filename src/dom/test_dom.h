@@ -103,11 +103,7 @@ class DomTest : public ::testing::Test {
       c.dossier = editions;
       c.sortie = "TXT";
       c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
-      c.annule = [] {
-        int16_t annule = 0;
-        Etat().Ecran().Annule(annule);
-        return annule != 0;
-      };
+      c.annule = EditionAnnulee;
       return std::make_unique<EditionNotee>(std::move(c), termines);
     };
     InstalleServicesThread(CreateurStandard(options));

@@ -6,7 +6,6 @@
 #include "srv/report/bracket_tree.h"
 #include "srv/report/chars.h"
 #include "srv/report/output_names.h"
-#include "srv/srv_ecran.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -80,14 +79,6 @@ SrvEditionImpl::SrvEditionImpl(ConfigEdition config) : config_(std::move(config)
 }
 
 SrvEditionImpl::~SrvEditionImpl() = default;
-
-std::function<bool()> SrvEditionImpl::AnnulePar(SrvEcran& ecran) {
-  return [&ecran] {
-    int16_t annule = 0;
-    ecran.Annule(annule);
-    return annule != 0;
-  };
-}
 
 SrvEditionImpl::Edition& SrvEditionImpl::ExigeOuverte(std::string_view operation) const {
   if (!edition_) {
