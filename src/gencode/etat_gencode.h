@@ -2,6 +2,10 @@
 // de Code"), the anomalies reported during the current generation, and the instruction record
 // with its count of recorded lines. One object per thread, created on first use; the host reads
 // the text and the anomalies of the last generation through EtatGen() or its display hook.
+// Why apart from the component's module state (Etat(), core/etat_module.h): the record and the
+// form belong to the generators, which sit above core; and they outlive a session: OublieEtat
+// closes the dictionary and drops the services, while the form and its text stay until the
+// component is unloaded, readable by the host after the command that generated them.
 // Thread rules: each thread sees only its own state; nothing here is shared or locked, apart
 // from the process-wide display hook (installed under a lock).
 #ifndef VESK_GENCODE_ETAT_GENCODE_H_
