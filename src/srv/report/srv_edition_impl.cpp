@@ -24,6 +24,39 @@ struct Evenement {
   bool trait = false;
 };
 
+// Lays out one recorded call.
+void Rejoue(const Evenement& ev, report::Paginator& pages) {
+  switch (ev.genre) {
+    case Evenement::Genre::kCadre:
+      pages.Frame(ev.cadre);
+      break;
+    case Evenement::Genre::kRangee:
+      pages.AddRow(ev.rangee);
+      break;
+    case Evenement::Genre::kTexte:
+      pages.Text(ev.texte);
+      break;
+    case Evenement::Genre::kBlancs:
+      pages.Blank(ev.nombre);
+      break;
+    case Evenement::Genre::kPage:
+      pages.PageBreak();
+      break;
+    case Evenement::Genre::kFerme:
+      pages.CloseFrame(ev.trait);
+      break;
+  }
+}
+
+// The last line of a listing the user cancelled.
+report::TextLine LigneInterruption() {
+  report::TextLine fin;
+  fin.text = "*** Édition interrompue par l'utilisateur ***";
+  fin.style = {'M', true};
+  fin.font = report::FamillePolice("");
+  return fin;
+}
+
 std::string Guillemets(std::string_view s) { return "« " + std::string(s) + " »"; }
 
 // Refuses a text that is not UTF-8 or holds control characters; quoi names it in the message.
@@ -305,35 +338,8 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
   info.landscape =
       e.orientation == 'H' || (e.orientation == 0 && e.largeur_cadres > info.BodyWidth() + 1e-6);
   report::Paginator pages(info, e.lignes_page);
-  for (const Evenement& ev : e.evenements) {
-    switch (ev.genre) {
-      case Evenement::Genre::kCadre:
-        pages.Frame(ev.cadre);
-        break;
-      case Evenement::Genre::kRangee:
-        pages.AddRow(ev.rangee);
-        break;
-      case Evenement::Genre::kTexte:
-        pages.Text(ev.texte);
-        break;
-      case Evenement::Genre::kBlancs:
-        pages.Blank(ev.nombre);
-        break;
-      case Evenement::Genre::kPage:
-        pages.PageBreak();
-        break;
-      case Evenement::Genre::kFerme:
-        pages.CloseFrame(ev.trait);
-        break;
-    }
-  }
-  if (e.interrompue) {
-    report::TextLine fin;
-    fin.text = "*** Édition interrompue par l'utilisateur ***";
-    fin.style = {'M', true};
-    fin.font = report::FamillePolice("");
-    pages.Text(std::move(fin));
-  }
+  for (const Evenement& ev : e.evenements) Rejoue(ev, pages);
+  if (e.interrompue) pages.Text(LigneInterruption());
   const report::Document document = pages.Finish();
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();
   const std::vector<std::string> chemins =
