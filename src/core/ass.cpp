@@ -37,11 +37,25 @@ void Ecrit(EtatModule& etat, int16_t fichier, int32_t e, const Enregistrement& c
   throw ErreurService(methode, "", "cette commande n'est pas encore disponible");
 }
 
-// Names of the record methods, by their number in the interface (3 to 12).
-constexpr std::array<std::string_view, 10> kMethodes = {
-    "LireFic",   "EcrireFic", "LireLfic", "EcrireLfic", "LireDom",
-    "EcrireDom", "LireBa",    "EcrireBa", "LireChain",  "EcrireChain"};
+// The record methods the storage services call back by name, in the order of the interface:
+// the one source of their names, of their numbers (kPremiereMethode + index) and of the call.
+struct MethodeEnregistrement {
+  std::string_view nom;
+  void (AsS::*appel)(int32_t&);
+};
 constexpr int32_t kPremiereMethode = 3;
+constexpr std::array<MethodeEnregistrement, 10> kMethodes = {{
+    {"LireFic", &AsS::LireFic},
+    {"EcrireFic", &AsS::EcrireFic},
+    {"LireLfic", &AsS::LireLfic},
+    {"EcrireLfic", &AsS::EcrireLfic},
+    {"LireDom", &AsS::LireDom},
+    {"EcrireDom", &AsS::EcrireDom},
+    {"LireBa", &AsS::LireBa},
+    {"EcrireBa", &AsS::EcrireBa},
+    {"LireChain", &AsS::LireChain},
+    {"EcrireChain", &AsS::EcrireChain},
+}};
 
 }  // namespace
 
@@ -95,37 +109,21 @@ void AsS::Util() {}
 
 int32_t AsS::IdMethode(std::string_view nom) {
   for (size_t i = 0; i < kMethodes.size(); ++i) {
-    if (text::EqualNoCase(nom, kMethodes[i])) return kPremiereMethode + static_cast<int32_t>(i);
+    if (text::EqualNoCase(nom, kMethodes[i].nom)) {
+      return kPremiereMethode + static_cast<int32_t>(i);
+    }
   }
   return -1;
 }
 
 void AsS::Invoque(int32_t id, int32_t& no_enr) {
-  switch (id) {
-    case 3:
-      return LireFic(no_enr);
-    case 4:
-      return EcrireFic(no_enr);
-    case 5:
-      return LireLfic(no_enr);
-    case 6:
-      return EcrireLfic(no_enr);
-    case 7:
-      return LireDom(no_enr);
-    case 8:
-      return EcrireDom(no_enr);
-    case 9:
-      return LireBa(no_enr);
-    case 10:
-      return EcrireBa(no_enr);
-    case 11:
-      return LireChain(no_enr);
-    case 12:
-      return EcrireChain(no_enr);
-    default:
-      throw ErreurService("Invoque", "AsS",
-                          "méthode " + std::to_string(id) + " inconnue du propriétaire");
+  const int64_t i = static_cast<int64_t>(id) - kPremiereMethode;
+  if (i < 0 || i >= static_cast<int64_t>(kMethodes.size())) {
+    throw ErreurService("Invoque", "AsS",
+                        "méthode " + std::to_string(id) +
+                            " inconnue du propriétaire (méthodes d'enregistrement : 3 à 12)");
   }
+  (this->*kMethodes[static_cast<size_t>(i)].appel)(no_enr);
 }
 
 }  // namespace vesk

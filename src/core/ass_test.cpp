@@ -152,14 +152,89 @@ TEST_F(AsSTest, OpensANewAndAnExistingFolderAlike) {
   EXPECT_TRUE(trouve);
 }
 
+// The five dictionary files, each with its handle and current fields.
+struct FichierVu {
+  std::string nom;
+  int16_t fichier;
+  Enregistrement* champs;
+  int16_t longueur;
+};
+
+std::vector<FichierVu> Fichiers(EtatModule& etat) {
+  return {{"Fic", etat.fic_fichier, &etat.fic, kFic.longueur_enr},
+          {"Lfic", etat.lfic_fichier, &etat.lfic, kLfic.longueur_enr},
+          {"Dom", etat.dom_fichier, &etat.dom, kDom.longueur_enr},
+          {"Ba", etat.ba_fichier, &etat.ba, kBa.longueur_enr},
+          {"Chain", etat.chain_fichier, &etat.chain, kChain.longueur_enr}};
+}
+
+// Every record method is reached by its own name and moves its own file's record: file i holds
+// record 1 made of letter 'A' + i; each Lire fills only its file's current fields, each Ecrire
+// writes only its file's record 2.
 TEST_F(AsSTest, AnswersItsRecordMethodsByName) {
   auto ass = AsS::Cree();
-  EXPECT_EQ(ass->InstanceAsS().get(), static_cast<IAsS*>(ass.get()));
-  EXPECT_EQ(ass->IdMethode("LireFic"), 3);
-  EXPECT_EQ(ass->IdMethode("ecrirechain"), 12);
+  ass->OuvS();
+  EtatModule& etat = Etat();
+  const std::vector<FichierVu> fichiers = Fichiers(etat);
+  for (size_t i = 0; i < fichiers.size(); ++i) {
+    const std::string lettre(static_cast<size_t>(fichiers[i].longueur), char('A' + i));
+    etat.Donnee().EcrireFichier(fichiers[i].fichier, 1, lettre);
+    etat.Donnee().EcrireFichier(fichiers[i].fichier, 2, std::string(lettre.size(), '#'));
+  }
+  for (size_t i = 0; i < fichiers.size(); ++i) {
+    for (const FichierVu& f : fichiers) f.champs->Efface();
+    int32_t e = 1;
+    const int32_t lire = ass->IdMethode("Lire" + fichiers[i].nom);
+    EXPECT_EQ(lire, 3 + 2 * static_cast<int32_t>(i));
+    ass->Invoque(lire, e);
+    for (size_t j = 0; j < fichiers.size(); ++j) {
+      const std::string joint = fichiers[j].champs->Joint();
+      const char attendu = j == i ? char('A' + j) : ' ';
+      EXPECT_EQ(joint, std::string(joint.size(), attendu)) << fichiers[i].nom << " " << j;
+    }
+  }
+  for (size_t i = 0; i < fichiers.size(); ++i) {
+    for (size_t j = 0; j < fichiers.size(); ++j)
+      fichiers[j].champs->Decoupe(std::string(256, char('a' + j)));
+    int32_t e = 2;
+    const int32_t ecrire = ass->IdMethode(text::UpperAscii("Ecrire" + fichiers[i].nom));
+    EXPECT_EQ(ecrire, 4 + 2 * static_cast<int32_t>(i));
+    ass->Invoque(ecrire, e);
+    for (size_t j = 0; j < fichiers.size(); ++j) {
+      // Character 7 lies in a field of every file, outside the chaining pointers, which the
+      // data service keeps.
+      const char attendu = j <= i ? char('a' + j) : '#';
+      EXPECT_EQ(Brut(fichiers[j].fichier, 2).at(6), attendu) << i << " " << j;
+    }
+  }
+}
+
+TEST_F(AsSTest, AnUnknownMethodIsAClearError) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
   EXPECT_EQ(ass->IdMethode("LireClient"), -1);
-  int32_t e = 1;
-  EXPECT_THROW(ass->Invoque(13, e), ErreurService);
+  EXPECT_EQ(ass->IdMethode("EntDom"), -1);  // a command, not called back by name
+  EXPECT_EQ(ass->IdMethode("LireFic "), -1);
+  for (int32_t id : {-1, 0, 2, 13, 22}) {
+    int32_t e = 1;
+    try {
+      ass->Invoque(id, e);
+      ADD_FAILURE() << id;
+    } catch (const ErreurService& erreur) {
+      EXPECT_NE(std::string(erreur.what()).find("méthode " + std::to_string(id) + " inconnue"),
+                std::string::npos)
+          << erreur.what();
+    }
+  }
+  // A data file whose owner has no method for it is refused at open, naming the method.
+  int16_t fichier = 0;
+  try {
+    Etat().Donnee().Donnee(false, "Client", 32, fichier, ass.get(), "", "", "", true);
+    ADD_FAILURE() << "ouvert sans LireClient";
+  } catch (const ErreurService& erreur) {
+    EXPECT_NE(std::string(erreur.what()).find("LireClient"), std::string::npos) << erreur.what();
+  }
+  EXPECT_EQ(ass->InstanceAsS().get(), static_cast<IAsS*>(ass.get()));
   ass->ModifEntParam(42);
   ass->Util();
 }

@@ -117,4 +117,10 @@ EtatModule& Etat() {
 
 void OublieEtat() { EtatThread().Remplace(nullptr); }
 
+bool EditionAnnulee() {
+  int16_t annule = 0;
+  Etat().Ecran().Annule(annule);
+  return annule != 0;
+}
+
 }  // namespace vesk

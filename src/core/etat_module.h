@@ -2,6 +2,8 @@
 // apartment), created empty on the thread's first use. It holds the service objects (each
 // created on first use through the thread's service factory and kept), the handles of the
 // dictionary files and B-trees, and the current record fields of the five dictionary files.
+// The code generators keep their own per-thread state (EtatGen(), gencode/etat_gencode.h): it
+// belongs to a layer above this one and outlives OublieEtat (the generated text stays readable).
 // Thread rules: each thread sees only its own state; nothing here is shared or locked.
 #ifndef VESK_CORE_ETAT_MODULE_H_
 #define VESK_CORE_ETAT_MODULE_H_
@@ -95,6 +97,11 @@ EtatModule& Etat();
 // Drops the calling thread's module state (its services close their files); the next use
 // starts afresh. For hosts that end a session, and for tests.
 void OublieEtat();
+
+// True once the user has cancelled the listing in progress (the thread's SrvEcran::Annule is not
+// 0). The one cancellation check of listings: the component's listings ask it, and a host gives
+// it to its listing service (ConfigEdition::annule), so that both see the same cancellation.
+bool EditionAnnulee();
 
 }  // namespace vesk
 

@@ -10,12 +10,6 @@ namespace vesk::dom {
 
 namespace {
 
-bool Annulee(SrvEcran& ecran) {
-  int16_t annule = 0;
-  ecran.Annule(annule);
-  return annule != 0;
-}
-
 // Puts texte in column cle of the current line.
 void Colonne(SrvEdition& edition, std::string_view cle, std::string_view texte) {
   edition.EcrCol(cle, texte, "@", 0, -1, 0);
@@ -34,7 +28,7 @@ bool ImprimeDefinition(EtatModule& etat, const std::string& nom) {
       etat.Donnee().LireLigne(handle, ligne);
       Colonne(etat.Edition(), "NOMDOM", ligne);
       etat.Edition().FinLigne();
-      annule = Annulee(etat.Ecran());
+      annule = EditionAnnulee();
       if (annule) break;
     }
   } catch (...) {
@@ -57,7 +51,7 @@ bool ImprimeDomaine(EtatModule& etat) {
   Colonne(edition, "NOMDOM", etat.dom[kNomDom]);
   Colonne(edition, "FDD", fichier);
   edition.FinLigne();
-  if (Annulee(etat.Ecran())) return false;
+  if (EditionAnnulee()) return false;
   edition.Saute(1);
   bool existe = false;
   etat.Donnee().Existe(fichier, existe);
@@ -66,7 +60,7 @@ bool ImprimeDomaine(EtatModule& etat) {
   } else {
     Colonne(edition, "FDD", "Inconnu");
     edition.FinLigne();
-    if (Annulee(etat.Ecran())) return false;
+    if (EditionAnnulee()) return false;
   }
   edition.Saute(2);
   return true;
@@ -81,7 +75,7 @@ void ImprimeDomaines(EtatModule& etat) {
   edition.OuvEdt(kTitreEdition, application.empty() ? "" : "Application " + application, "", "", "",
                  0, 0, true, true);
   edition.DefEdt(kDescripteurEdition);
-  if (Annulee(etat.Ecran())) return;  // cancelled before the first domain: Termine only
+  if (EditionAnnulee()) return;  // cancelled before the first domain: Termine only
   bool trouve = true;
   std::string cle;
   while (trouve && ImprimeDomaine(etat)) {
@@ -106,9 +100,10 @@ void EdtDom() {
     ImprimeDomaines(etat);
     etat.Edition().Termine(0);
   } catch (...) {
-    // The listing is abandoned (nothing written) and the title taken down; the error goes on.
+    // The closing call is made on this path too; the edition service abandons a listing left
+    // half-way (its frame never closed), and the title is taken down. The error goes on.
     try {
-      etat.Edition().Termine(1);
+      etat.Edition().Termine(0);
       etat.Ecran().FinTitreEdition();
     } catch (...) {  // the first error is the one reported
     }

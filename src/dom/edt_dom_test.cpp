@@ -53,6 +53,7 @@ TEST_F(EdtDomTest, DomainsInCodeOrderWithTheirDefinitionFiles) {
   ass->EdtDom();
   EXPECT_EQ(session_->Transcription(),
             "TitreEdition «EDITION DES DOMAINES DE DEFINITION»\nFinTitreEdition\n");
+  EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   const std::string texte = Listing();
   size_t precedent = 0;
   for (const char* code : {"| AAA ", "| DEVISE ", "| PAYS ", "| REGLT ", "| TVA "}) {
@@ -69,6 +70,7 @@ TEST_F(EdtDomTest, NoDomainOpensNothing) {
   auto ass = Ouvre("");
   ass->EdtDom();
   EXPECT_EQ(session_->Transcription(), "");
+  EXPECT_EQ(*termines_, std::vector<int16_t>{0});  // only the closing call
   EXPECT_TRUE(Ecrits().empty());
   EXPECT_FALSE(fs::exists(dossier_ / "EDITIONS"));
   auto* edition = dynamic_cast<SrvEditionImpl*>(&Etat().Edition());
@@ -126,6 +128,8 @@ TEST_F(EdtDomTest, AFailureAbandonsTheListingAndEndsTheCommand) {
   } catch (const ErreurService& e) {
     EXPECT_NE(std::string(e.what()).find("../B.DOM"), std::string::npos) << e.what();
   }
+  // Closed with 0 as on every path: the service itself abandons the half-printed listing.
+  EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   EXPECT_TRUE(Ecrits().empty());
   EXPECT_FALSE(fs::exists(dossier_ / "EDITIONS"));
   EXPECT_EQ(session_->Transcription(),

@@ -32,58 +32,85 @@ struct Saisie {
   int32_t e = 0;  // record number of the domain found, 0 when none
 };
 
+// What survives from one screen to the next, and the screen itself.
+struct EcranDom {
+  EtatModule& etat = Etat();
+  CycleSaisie cycle{kEcran};
+  const FichierCle dom{etat.dom_fichier, etat.dom_arbre};
+  int32_t dernier = 0;  // the record written last by this screen, 0 when none
+  Saisie s;
+};
+
+// A new screen: empty texts, the deletion hint and the domain written last.
+void NouvelEcran(EcranDom& d) {
+  d.s = Saisie{};
+  d.cycle.NouvelEcran();
+  if (d.dernier != 0) {
+    d.etat.Donnee().LireEnr(d.dom.fichier, d.dernier);
+    d.cycle.MontrePrecedent(d.etat.dom[kCoDom]);
+  }
+}
+
+// Looks the code up; a domain found is shown as read from its record, and its name and file
+// are entered from their texts without the padding (docs/decisions.md).
+void Cherche(EcranDom& d) {
+  Enregistrement& dom = d.etat.dom;
+  dom.Affecte(kCoDom, d.s.code);
+  d.s.trouve = d.cycle.Cherche(d.dom, dom[kCoDom], d.s.e);
+  if (!d.s.trouve) return;
+  d.etat.Saisie().Affiche("NOMDOM", dom[kNomDom]);
+  d.etat.Saisie().Affiche("FDD", dom[kFdd]);
+  d.s.nom = text::TrimRight(dom[kNomDom]);
+  d.s.fdd = text::TrimRight(dom[kFdd]);
+}
+
+// Deletes the domain found (for a deletion, and before a modified domain is written again).
+void Supprime(EcranDom& d) {
+  d.etat.dom.Affecte(kCoDom, d.s.code);
+  SupprimeEnregistrement(d.dom, d.etat.dom[kCoDom], d.s.e);
+  d.dernier = 0;
+}
+
+// Writes the domain as a new record, the one found being deleted first.
+void Ecrit(EcranDom& d) {
+  Enregistrement& dom = d.etat.dom;
+  if (d.s.trouve) {
+    d.etat.Donnee().LireEnr(d.dom.fichier, d.s.e);
+    Supprime(d);
+  }
+  dom.Affecte(kCoDom, d.s.code);
+  dom.Affecte(kNomDom, d.s.nom);
+  dom.Affecte(kFdd, d.s.fdd);
+  dom.Affecte(kCoDom, d.s.code);
+  d.dernier = InsereEnregistrement(d.dom, dom[kCoDom]);
+}
+
+// One screen from its code field: false when the user leaves, true when a domain was deleted
+// or written (a new screen follows).
+bool SaisitEcran(EcranDom& d, std::string& code_initial, int16_t& touche) {
+  const ChampCycle champs[] = {{"NOMDOM", &d.s.nom, -1, {}}, {"FDD", &d.s.fdd, 0, VerifieFdd}};
+  for (;;) {
+    d.s.code = code_initial;
+    if (!d.cycle.SaisitCle(d.s.code, touche)) return false;
+    Cherche(d);
+    if (d.cycle.AfficheMode(d.s.trouve, touche, code_initial)) {
+      if (!d.cycle.ConfirmeSuppression()) continue;
+      Supprime(d);
+      return true;
+    }
+    if (!d.cycle.SaisitChamps(champs, touche)) continue;
+    Ecrit(d);
+    return true;
+  }
+}
+
 }  // namespace
 
 void EntDom(std::string& code_initial, int16_t& touche) {
-  EtatModule& etat = Etat();
-  CycleSaisie cycle(kEcran);
-  const FichierCle dom{etat.dom_fichier, etat.dom_arbre};
-  int32_t dernier = 0;  // the record written last by this screen
-  Saisie s;
-  const ChampCycle champs[] = {{"NOMDOM", &s.nom, -1, {}}, {"FDD", &s.fdd, 0, VerifieFdd}};
-  // Deletes the domain found (for a deletion, and before a modified domain is written again).
-  auto supprime = [&] {
-    etat.dom.Affecte(kCoDom, s.code);
-    SupprimeEnregistrement(dom, etat.dom[kCoDom], s.e);
-    dernier = 0;
-  };
-  for (;;) {
-    s = Saisie{};
-    cycle.NouvelEcran();
-    if (dernier != 0) {
-      etat.Donnee().LireEnr(dom.fichier, dernier);
-      cycle.MontrePrecedent(etat.dom[kCoDom]);
-    }
-    for (;;) {
-      s.code = code_initial;
-      if (!cycle.SaisitCle(s.code, touche)) return;
-      etat.dom.Affecte(kCoDom, s.code);
-      s.trouve = cycle.Cherche(dom, etat.dom[kCoDom], s.e);
-      if (s.trouve) {
-        // Shown and entered without the padding, so that the user types after the text.
-        s.nom = text::TrimRight(etat.dom[kNomDom]);
-        s.fdd = text::TrimRight(etat.dom[kFdd]);
-        etat.Saisie().Affiche("NOMDOM", s.nom);
-        etat.Saisie().Affiche("FDD", s.fdd);
-      }
-      if (cycle.AfficheMode(s.trouve, touche, code_initial)) {
-        if (!cycle.ConfirmeSuppression()) continue;
-        supprime();
-        break;
-      }
-      if (!cycle.SaisitChamps(champs, touche)) continue;
-      if (s.trouve) {
-        etat.Donnee().LireEnr(dom.fichier, s.e);
-        supprime();
-      }
-      etat.dom.Affecte(kCoDom, s.code);
-      etat.dom.Affecte(kNomDom, s.nom);
-      etat.dom.Affecte(kFdd, s.fdd);
-      etat.dom.Affecte(kCoDom, s.code);
-      dernier = InsereEnregistrement(dom, etat.dom[kCoDom]);
-      break;
-    }
-  }
+  EcranDom d;
+  do {
+    NouvelEcran(d);
+  } while (SaisitEcran(d, code_initial, touche));
 }
 
 }  // namespace vesk::dom

@@ -45,8 +45,10 @@ TEST_F(EntDomTest, CreatesThenModifiesAsADeletionAndAnInsertion) {
                 "Sai FDD «» -> «TVA» <Enter>\n" +
                 kEcran + Precedent("TVA") +
                 "Sai CODOM «» -> «TVA» <Enter>\n"
-                "Affiche NOMDOM «Taux de TVA»\n"
-                "Affiche FDD «TVA»\n"
+                "Affiche NOMDOM «Taux de TVA" +
+                std::string(29, ' ') +  // shown as read from the record
+                "»\n"
+                "Affiche FDD «TVA     »\n"
                 "AffMode CODOM I «MODIFICATION»\n"
                 "Sai NOMDOM «Taux de TVA» -> «Taux de TVA à appliquer» <Enter>\n"
                 "Sai FDD «TVA» -> «TVA» <Enter>\n" +
@@ -156,6 +158,18 @@ TEST_F(EntDomTest, TheModeLetterIsCarriedIntoTheNextCodeEntry) {
       << t;
   EXPECT_EQ(code, "B");    // the caller sees the letter of the last lookup
   EXPECT_EQ(touche, 256);  // and the key that ended the last entry (Up)
+}
+
+// A code of spaces pads to the same key as an empty code: it leaves the screen too
+// (docs/decisions.md); a code with a leading space is a code.
+TEST_F(EntDomTest, ACodeOfSpacesLeavesTheScreenLikeAnEmptyOne) {
+  auto ass = Ouvre("CODOM =  X\nNOMDOM = Espace\nFDD = ESP\nCODOM = ___\nNOMDOM = jamais\n");
+  ass->EntDom();
+  EXPECT_EQ(session_->Restantes(), 1u);  // the screen was left before the name
+  const std::string t = session_->Transcription();
+  EXPECT_EQ(t.substr(t.rfind("Sai CODOM")), "Sai CODOM «» -> «___» <Enter>\n") << t;
+  EXPECT_EQ(Cherche(std::string(20, ' ')), 0);  // no blank key written
+  EXPECT_EQ(Cherche(" X"), 1);
 }
 
 TEST_F(EntDomTest, AScriptErrorEndsTheCommandWithItsLine) {

@@ -11,6 +11,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "core/ass.h"
 #include "core/etat_module.h"
@@ -38,6 +39,34 @@ class EcranAnnulable : public script::SrvEcranImpl {
   int sondages_ = 0;
 };
 
+// The scripted entry screens, where a value made only of "_" stands for as many spaces: a
+// script line cannot end with spaces, a keyboard can type them.
+class SaisieEspaces : public script::SrvSaisieImpl {
+ public:
+  using script::SrvSaisieImpl::SrvSaisieImpl;
+  void Sai(std::string_view cle, std::string& valeur, int16_t& touche, int16_t initiale,
+           std::string_view options, std::string_view ligne) override {
+    script::SrvSaisieImpl::Sai(cle, valeur, touche, initiale, options, ligne);
+    if (!valeur.empty() && valeur.find_first_not_of('_') == std::string::npos) {
+      valeur.assign(valeur.size(), ' ');
+    }
+  }
+};
+
+// The listing service, noting the value of every Termine call.
+class EditionNotee : public SrvEditionImpl {
+ public:
+  EditionNotee(ConfigEdition config, std::shared_ptr<std::vector<int16_t>> termines)
+      : SrvEditionImpl(std::move(config)), termines_(std::move(termines)) {}
+  void Termine(int16_t valeur) override {
+    termines_->push_back(valeur);
+    SrvEditionImpl::Termine(valeur);
+  }
+
+ private:
+  std::shared_ptr<std::vector<int16_t>> termines_;
+};
+
 class DomTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -62,23 +91,20 @@ class DomTest : public ::testing::Test {
     options.config.synchro = Synchro::kOff;
     auto s = session_;
     std::string editions = (dossier_ / "EDITIONS").string();
-    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
+    options.interface.saisie = [s] { return std::make_unique<SaisieEspaces>(s); };
     options.interface.ecran = [s, annule_au] {
       return std::make_unique<EcranAnnulable>(s, annule_au);
     };
     options.interface.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
     options.interface.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
-    options.interface.edition = [editions] {
+    termines_ = std::make_shared<std::vector<int16_t>>();
+    options.interface.edition = [editions, termines = termines_] {
       ConfigEdition c;
       c.dossier = editions;
       c.sortie = "TXT";
       c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
-      c.annule = [] {
-        int16_t annule = 0;
-        Etat().Ecran().Annule(annule);
-        return annule != 0;
-      };
-      return std::make_unique<SrvEditionImpl>(std::move(c));
+      c.annule = EditionAnnulee;
+      return std::make_unique<EditionNotee>(std::move(c), termines);
     };
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
@@ -117,6 +143,7 @@ class DomTest : public ::testing::Test {
 
   std::filesystem::path dossier_;
   std::shared_ptr<script::Session> session_;
+  std::shared_ptr<std::vector<int16_t>> termines_;  // values given to Termine, in order
 };
 
 inline std::string Contenu(const std::filesystem::path& chemin) {

@@ -74,6 +74,21 @@ std::string Espaces(int16_t d, bool calculee, std::string_view operation, std::s
   return std::string(static_cast<size_t>(d), ' ');
 }
 
+// The one backward search of the instruction record: the indentation of the most recent entry
+// whose member champ is valeur; when there is none, the anomaly "@valeur@ " + message under
+// procedure, and the indentation of entry 0.
+int16_t RechDecal(std::string LigneInst::*champ, std::string_view valeur, std::string_view message,
+                  std::string_view procedure) {
+  const EtatGenCode& etat = EtatGen();
+  int32_t j = etat.NbInst();
+  while (j >= 1 && etat.Inst(j).*champ != valeur) --j;
+  if (j < 1) {
+    SignaleAnomalieGen("@" + std::string(valeur) + "@ " + std::string(message), procedure);
+    j = 0;
+  }
+  return etat.Inst(j).indentation;
+}
+
 }  // namespace
 
 std::string TypeInst(std::string_view ligne) {
@@ -108,27 +123,12 @@ int16_t DecalDernier() {
 }
 
 int16_t RechDecalPrecedent(std::string_view type) {
-  const EtatGenCode& etat = EtatGen();
-  int32_t j = etat.NbInst();
-  while (j >= 1 && etat.Inst(j).type != type) --j;
-  if (j < 1) {
-    SignaleAnomalieGen("@" + std::string(type) + "@ Type Instruction non Retrouvé ",
-                       "RechDecalPrecedent");
-    j = 0;
-  }
-  return etat.Inst(j).indentation;
+  return RechDecal(&LigneInst::type, type, "Type Instruction non Retrouvé ", "RechDecalPrecedent");
 }
 
 int16_t RechDecalId(std::string_view identifiant) {
-  const EtatGenCode& etat = EtatGen();
-  int32_t j = etat.NbInst();
-  while (j >= 1 && etat.Inst(j).identifiant != identifiant) --j;
-  if (j < 1) {
-    SignaleAnomalieGen("@" + std::string(identifiant) + "@ Identification Spécifique non Retrouvé ",
-                       "RechDecalId");
-    j = 0;
-  }
-  return etat.Inst(j).indentation;
+  return RechDecal(&LigneInst::identifiant, identifiant, "Identification Spécifique non Retrouvé ",
+                   "RechDecalId");
 }
 
 void EcrireLigne(std::string_view ligne, std::string_view identifiant) {

@@ -23,6 +23,9 @@ int16_t DecalDernier();
 // Indentation of the most recent entry of that kind; an anomaly and 0 when there is none.
 int16_t RechDecalPrecedent(std::string_view type);
 // Indentation of the most recent entry with that identifier; an anomaly and 0 when none.
+// Both make the same backward search of the record; they stay two because the generators ask
+// either by kind (closing keywords) or by identifier (a line they tagged), and each anomaly
+// names its own procedure, "RechDecalPrecedent" or "RechDecalId".
 int16_t RechDecalId(std::string_view identifiant);
 // Records the line (unless blank or a label) with the identifier and appends it to the text.
 void EcrireLigne(std::string_view ligne, std::string_view identifiant);

@@ -35,12 +35,15 @@ std::shared_ptr<AffichageGenCode>& AffichageGlobal() {
 
 }  // namespace
 
-void EtatGenCode::Recommence() {
+void EtatGenCode::VideTexte() {
   texte_.clear();
   anomalies_.clear();
+  generations_ = Somme<int32_t>(generations_, 1);
+}
+
+void EtatGenCode::RecreeInst() {
   inst_.Vide();
   inst_.Redimensionne(kBorneInitiale + 1);
-  generations_ = Somme<int32_t>(generations_, 1);
 }
 
 void EtatGenCode::AjouteTexte(std::string_view ligne) {

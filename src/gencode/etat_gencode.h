@@ -2,6 +2,10 @@
 // de Code"), the anomalies reported during the current generation, and the instruction record
 // with its count of recorded lines. One object per thread, created on first use; the host reads
 // the text and the anomalies of the last generation through EtatGen() or its display hook.
+// Why apart from the component's module state (Etat(), core/etat_module.h): the record and the
+// form belong to the generators, which sit above core; and they outlive a session: OublieEtat
+// closes the dictionary and drops the services, while the form and its text stay until the
+// component is unloaded, readable by the host after the command that generated them.
 // Thread rules: each thread sees only its own state; nothing here is shared or locked, apart
 // from the process-wide display hook (installed under a lock).
 #ifndef VESK_GENCODE_ETAT_GENCODE_H_
@@ -46,9 +50,11 @@ class EtatGenCode {
   // Entry i of the record; an index outside 0..BorneInst() is an error.
   const LigneInst& Inst(int32_t i) const { return inst_[i]; }
 
-  // What InitGenCode does to this state: empties the text and the anomalies, re-creates the
-  // record as entries 0 to 10, all empty; the count is kept.
-  void Recommence();
+  // InitGenCode's steps on this state, after the form is shown: VideTexte empties the text and
+  // the anomalies and counts the generation; RecreeInst re-creates the record as entries 0 to
+  // 10, all empty, keeping the count.
+  void VideTexte();
+  void RecreeInst();
   // Appends CR LF and the line to the text (linear: the text is never copied whole).
   void AjouteTexte(std::string_view ligne);
   void AjouteAnomalie(std::string_view message, std::string_view procedure);
@@ -77,7 +83,8 @@ void OublieEtatGen();
 class AffichageGenCode {
  public:
   virtual ~AffichageGenCode() = default;
-  // InitGenCode: the form is shown, its text just emptied.
+  // InitGenCode: the form is shown, still holding the previous generation's text, which is
+  // emptied right after (a display that keeps the state sees it empty from then on).
   virtual void Montre(const EtatGenCode& etat) = 0;
   // TermineGenCode: the generation wrote its last line. A generation ended by an error does
   // not come here: its error reaches the host, which may still read EtatGen().

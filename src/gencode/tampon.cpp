@@ -14,9 +14,10 @@ constexpr int kEspacesTitre = 33;
 }  // namespace
 
 void InitGenCode() {
-  EtatGenCode& etat = EtatGen();
-  etat.Recommence();
+  EtatGenCode& etat = EtatGen();  // the form, created on the thread's first use
   if (auto affichage = AffichageCourant()) affichage->Montre(etat);
+  etat.VideTexte();
+  etat.RecreeInst();
 }
 
 void TermineGenCode() {

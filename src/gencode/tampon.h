@@ -13,9 +13,9 @@ namespace vesk {
 // Width of a rule line after "Rem ", and of a title box line.
 inline constexpr int kLargeurTrait = 76;
 
-// Starts a generation: shows the form (the host's display), empties its text and the
-// anomalies, re-creates the instruction record as entries 0 to 10; the count of recorded lines
-// is kept from the previous generation of the thread.
+// Starts a generation, in this order: creates the form if the thread has none, shows it (the
+// host's display), empties its text and the anomalies, then re-creates the instruction record
+// as entries 0 to 10; the count of recorded lines is kept from the previous generation.
 void InitGenCode();
 // Tells the host's display that the generation wrote its last line.
 void TermineGenCode();

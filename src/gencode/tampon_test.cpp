@@ -98,16 +98,23 @@ TEST_F(TamponTest, MalformedListEndsTheGenerationAfterTheTitle) {
 
 class AffichageEssai : public AffichageGenCode {
  public:
-  void Montre(const EtatGenCode& etat) override { montres.push_back(etat.Texte()); }
-  void Termine(const EtatGenCode& etat) override {
-    termines.push_back(etat.Texte());
-    anomalies = etat.Anomalies().size();
+  struct Vu {
+    std::string texte;
+    size_t anomalies = 0;
+    int32_t borne = 0;
+    std::string premier;  // kind of record entry 1
+  };
+  static Vu Voit(const EtatGenCode& etat) {
+    return {etat.Texte(), etat.Anomalies().size(), etat.BorneInst(),
+            etat.BorneInst() >= 1 ? etat.Inst(1).type : ""};
   }
-  std::vector<std::string> montres, termines;
-  size_t anomalies = 0;
+  void Montre(const EtatGenCode& etat) override { montres.push_back(Voit(etat)); }
+  void Termine(const EtatGenCode& etat) override { termines.push_back(Voit(etat)); }
+  std::vector<Vu> montres, termines;
 };
 
-TEST_F(TamponTest, HostSeesTheFormAndTheAnomalies) {
+// InitGenCode shows the form first, then empties its text, then re-creates the record.
+TEST_F(TamponTest, HostSeesTheFormBeforeItIsEmptiedAndTheAnomalies) {
   auto affichage = std::make_shared<AffichageEssai>();
   InstalleAffichageGenCodeThread(affichage);
   InitGenCode();
@@ -117,11 +124,20 @@ TEST_F(TamponTest, HostSeesTheFormAndTheAnomalies) {
   InitGenCode();
   InstalleAffichageGenCodeThread(nullptr);
   ASSERT_EQ(affichage->montres.size(), 2u);
-  EXPECT_EQ(affichage->montres[1], "");
+  EXPECT_EQ(affichage->montres[0].texte, "");
+  EXPECT_EQ(affichage->montres[0].borne, -1);  // shown before the record exists
   ASSERT_EQ(affichage->termines.size(), 1u);
-  EXPECT_EQ(affichage->termines[0], "\r\nA = 1\r\nEnd If");
-  EXPECT_EQ(affichage->anomalies, 1u);
+  EXPECT_EQ(affichage->termines[0].texte, "\r\nA = 1\r\nEnd If");
+  EXPECT_EQ(affichage->termines[0].anomalies, 1u);
+  // The second generation shows the form still holding the first one's text and record.
+  EXPECT_EQ(affichage->montres[1].texte, "\r\nA = 1\r\nEnd If");
+  EXPECT_EQ(affichage->montres[1].anomalies, 1u);
+  EXPECT_EQ(affichage->montres[1].premier, "Inst");
+  EXPECT_EQ(EtatGen().Texte(), "");
   EXPECT_TRUE(EtatGen().Anomalies().empty());  // emptied by the new generation
+  EXPECT_EQ(EtatGen().BorneInst(), 10);
+  EXPECT_EQ(EtatGen().Inst(1).type, "");  // and the record re-created empty
+  EXPECT_EQ(EtatGen().NbInst(), 2);       // its count kept
   EXPECT_EQ(signalements_->size(), 1u);
 }
 

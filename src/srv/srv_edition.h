@@ -29,7 +29,9 @@ class SrvEdition {
                       bool numeros) = 0;
   // Last call after a listing, made also when nothing was opened or printed (then it does
   // nothing). valeur 0 lays the listing out and writes its files; any other value abandons it
-  // without writing anything. The listing is closed even when writing fails.
+  // without writing anything. A listing whose frame was never closed by FermeEdt (the caller
+  // stopped half-way, on an error) is abandoned whatever the value, unless the user cancelled
+  // it: nothing half-printed is written. The listing is closed even when writing fails.
   virtual void Termine(int16_t valeur) = 0;
   // Declares the columns of the frame from a report descriptor "[PS,n,[columns],[]]" (see
   // docs/listings.md). A new DefEdt closes the frame before it.

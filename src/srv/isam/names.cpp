@@ -1,5 +1,7 @@
 #include "srv/isam/names.h"
 
+#include "srv/text/utf8.h"
+
 namespace vesk::isam {
 
 namespace {
@@ -19,13 +21,7 @@ std::string Quote(std::string_view nom) {
 
 }  // namespace
 
-std::string UpperAscii(std::string_view nom) {
-  std::string out(nom);
-  for (char& c : out) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return out;
-}
+std::string UpperAscii(std::string_view nom) { return text::UpperAscii(nom); }
 
 Status CheckName(std::string_view nom, std::string_view what) {
   std::string prefix = "nom de " + std::string(what) + " ";

@@ -6,7 +6,6 @@
 #include "srv/report/bracket_tree.h"
 #include "srv/report/chars.h"
 #include "srv/report/output_names.h"
-#include "srv/srv_ecran.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -24,6 +23,39 @@ struct Evenement {
   int nombre = 0;
   bool trait = false;
 };
+
+// Lays out one recorded call.
+void Rejoue(const Evenement& ev, report::Paginator& pages) {
+  switch (ev.genre) {
+    case Evenement::Genre::kCadre:
+      pages.Frame(ev.cadre);
+      break;
+    case Evenement::Genre::kRangee:
+      pages.AddRow(ev.rangee);
+      break;
+    case Evenement::Genre::kTexte:
+      pages.Text(ev.texte);
+      break;
+    case Evenement::Genre::kBlancs:
+      pages.Blank(ev.nombre);
+      break;
+    case Evenement::Genre::kPage:
+      pages.PageBreak();
+      break;
+    case Evenement::Genre::kFerme:
+      pages.CloseFrame(ev.trait);
+      break;
+  }
+}
+
+// The last line of a listing the user cancelled.
+report::TextLine LigneInterruption() {
+  report::TextLine fin;
+  fin.text = "*** Édition interrompue par l'utilisateur ***";
+  fin.style = {'M', true};
+  fin.font = report::FamillePolice("");
+  return fin;
+}
 
 std::string Guillemets(std::string_view s) { return "« " + std::string(s) + " »"; }
 
@@ -80,14 +112,6 @@ SrvEditionImpl::SrvEditionImpl(ConfigEdition config) : config_(std::move(config)
 }
 
 SrvEditionImpl::~SrvEditionImpl() = default;
-
-std::function<bool()> SrvEditionImpl::AnnulePar(SrvEcran& ecran) {
-  return [&ecran] {
-    int16_t annule = 0;
-    ecran.Annule(annule);
-    return annule != 0;
-  };
-}
 
 SrvEditionImpl::Edition& SrvEditionImpl::ExigeOuverte(std::string_view operation) const {
   if (!edition_) {
@@ -303,9 +327,9 @@ void SrvEditionImpl::Termine(int16_t valeur) {
   if (valeur != 0) return;  // abandoned: nothing is written
   // A cancellation seen by the caller before any line was printed still marks the document.
   Interrompue(*e);
-  if (e->ligne_ecrite && !e->interrompue) {
-    e->Ajoute(Evenement::Genre::kRangee).rangee = Rangee(*e);
-  }
+  // A frame never closed by FermeEdt: the caller stopped half-way (an error); nothing of it is
+  // written, whatever the value.
+  if (e->cadre && !e->interrompue) return;
   Ecrit(*e);
 }
 
@@ -314,35 +338,8 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
   info.landscape =
       e.orientation == 'H' || (e.orientation == 0 && e.largeur_cadres > info.BodyWidth() + 1e-6);
   report::Paginator pages(info, e.lignes_page);
-  for (const Evenement& ev : e.evenements) {
-    switch (ev.genre) {
-      case Evenement::Genre::kCadre:
-        pages.Frame(ev.cadre);
-        break;
-      case Evenement::Genre::kRangee:
-        pages.AddRow(ev.rangee);
-        break;
-      case Evenement::Genre::kTexte:
-        pages.Text(ev.texte);
-        break;
-      case Evenement::Genre::kBlancs:
-        pages.Blank(ev.nombre);
-        break;
-      case Evenement::Genre::kPage:
-        pages.PageBreak();
-        break;
-      case Evenement::Genre::kFerme:
-        pages.CloseFrame(ev.trait);
-        break;
-    }
-  }
-  if (e.interrompue) {
-    report::TextLine fin;
-    fin.text = "*** Édition interrompue par l'utilisateur ***";
-    fin.style = {'M', true};
-    fin.font = report::FamillePolice("");
-    pages.Text(std::move(fin));
-  }
+  for (const Evenement& ev : e.evenements) Rejoue(ev, pages);
+  if (e.interrompue) pages.Text(LigneInterruption());
   const report::Document document = pages.Finish();
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();
   const std::vector<std::string> chemins =

@@ -17,8 +17,6 @@
 
 namespace vesk {
 
-class SrvEcran;
-
 struct ConfigEdition {
   // Listings folder (configuration "editions"; by default EDITIONS/ under the data folder),
   // created at the first listing written into it.
@@ -39,9 +37,6 @@ class SrvEditionImpl : public SrvEdition {
  public:
   explicit SrvEditionImpl(ConfigEdition config);
   ~SrvEditionImpl() override;
-
-  // The cancellation query of a screen service (its Annule), for ConfigEdition::annule.
-  static std::function<bool()> AnnulePar(SrvEcran& ecran);
 
   void OuvEdt(std::string_view titre, std::string_view sous_titre, std::string_view orientation,
               std::string_view sortie, std::string_view fichier, int16_t marge, int16_t lignes_page,

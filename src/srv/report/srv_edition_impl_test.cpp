@@ -166,6 +166,46 @@ TEST_F(SrvEditionTest, TermineAloneWritesNothingAndOpeningAloneGivesOnePage) {
   EXPECT_FALSE(s->Ouverte());
 }
 
+TEST_F(SrvEditionTest, AFrameNeverClosedIsAbandonedUnlessTheUserCancelled) {
+  bool annule = false;
+  auto s = Service([&annule] { return annule; });
+  // Stopped half-way (the caller met an error): nothing is written, whatever the value.
+  s->OuvEdt("MOITIE", "", "", "", "", 0, 0, false, false);
+  s->DefEdt(kValeurs);
+  s->EcrCol("R", "imprimée", "@", 0, -1, 0);
+  s->FinLigne();
+  s->EcrCol("R", "remplie", "@", 0, -1, 0);
+  s->Termine(0);
+  EXPECT_TRUE(s->Ecrits().empty());
+  EXPECT_FALSE(s->Ouverte());
+  EXPECT_FALSE(fs::exists(dir_ / "EDITIONS"));
+
+  // A second frame declared after a closed one must be closed too.
+  s->OuvEdt("DEUX", "", "", "", "", 0, 0, false, false);
+  s->DefEdt(kValeurs);
+  s->FermeEdt("[]", true);
+  s->DefEdt(kValeurs);
+  s->Termine(0);
+  EXPECT_TRUE(s->Ecrits().empty());
+
+  // Free text lines alone make a whole listing.
+  s->OuvEdt("TEXTE", "", "", "", "", 0, 0, false, false);
+  s->ImprTexte("seule ligne", "PS", "Arial", "");
+  s->Termine(0);
+  EXPECT_NE(Texte(*s).find("seule ligne"), std::string::npos);
+
+  // Cancelled by the user inside the frame: what was printed is written, marked.
+  s->OuvEdt("ANNULEE", "", "", "", "", 0, 0, false, false);
+  s->DefEdt(kValeurs);
+  s->EcrCol("R", "avant", "@", 0, -1, 0);
+  s->FinLigne();
+  annule = true;
+  s->Termine(0);
+  const std::string text = Texte(*s);
+  EXPECT_NE(text.find("avant"), std::string::npos);
+  EXPECT_NE(text.find("*** Édition interrompue par l'utilisateur ***"), std::string::npos);
+}
+
 TEST_F(SrvEditionTest, RefusesCallsOutOfOrderAndBadArguments) {
   auto s = Service();
   ExpectErreur([&] { s->DefEdt(kValeurs); }, "DefEdt", "aucune édition ouverte");
@@ -228,6 +268,7 @@ TEST_F(SrvEditionTest, PrintsNumbersAndBooleansByColumnType) {
   ExpectErreur([&] { s->EcrCol("M", "12a", "", 0, -1, 0); }, "EcrCol", "« 12a » n'est pas un");
   ExpectErreur([&] { s->EcrCol("B", "peut-être", "@", 0, -1, 0); }, "EcrCol",
                "valeur booléenne « peut-être »");
+  s->FermeEdt("[]", false);
   s->Termine(0);
   const std::string text = Texte(*s);
   for (const auto& [texte, attendu] : nombres) {

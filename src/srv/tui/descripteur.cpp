@@ -44,6 +44,33 @@ void LitType(Champ& champ, std::string_view op, std::string_view element) {
   champ.decimales = d.value_or(0);
 }
 
+// The length of a field, 1 to 1000, more than its decimals.
+void LitLongueur(Champ& champ, const std::string& texte, std::string_view op,
+                 std::string_view element) {
+  std::optional<int> longueur = Nombre(texte);
+  if (!longueur || *longueur < 1 || *longueur > 1000) {
+    Refus(op, element,
+          "longueur « " + texte + " » invalide pour le champ " + champ.cle +
+              " (nombre de 1 à 1000 attendu)");
+  }
+  champ.longueur = *longueur;
+  if (champ.type == TypeChamp::kNombre && champ.decimales > 0 &&
+      champ.decimales >= champ.longueur) {
+    Refus(op, element, "le champ " + champ.cle + " a plus de décimales que de caractères");
+  }
+}
+
+// A line or column of the field (quoi names it), 1 to 500; an empty text keeps the default.
+void LitPlace(int& place, const std::string& texte, std::string_view quoi, const std::string& cle,
+              std::string_view op, std::string_view element) {
+  if (texte.empty()) return;
+  std::optional<int> valeur = Nombre(texte);
+  if (!valeur || *valeur < 1 || *valeur > 500) {
+    Refus(op, element, std::string(quoi) + " « " + texte + " » invalide pour le champ " + cle);
+  }
+  place = *valeur;
+}
+
 Champ LitChamp(std::string_view element, std::string_view op) {
   if (element.empty() || element.front() != '[') {
     Refus(op, element, "chaque champ doit être une liste [CLE,LIBELLE,TYPE,LONGUEUR,...]");
@@ -60,30 +87,9 @@ Champ LitChamp(std::string_view element, std::string_view op) {
   c.type_texte = parties[2];
   if (c.cle.empty()) Refus(op, element, "la clé du champ est vide");
   LitType(c, op, element);
-  std::optional<int> longueur = Nombre(parties[3]);
-  if (!longueur || *longueur < 1 || *longueur > 1000) {
-    Refus(op, element,
-          "longueur « " + parties[3] + " » invalide pour le champ " + c.cle +
-              " (nombre de 1 à 1000 attendu)");
-  }
-  c.longueur = *longueur;
-  if (c.type == TypeChamp::kNombre && c.decimales > 0 && c.decimales >= c.longueur) {
-    Refus(op, element, "le champ " + c.cle + " a plus de décimales que de caractères");
-  }
-  if (parties.size() > 4 && !parties[4].empty()) {
-    std::optional<int> ligne = Nombre(parties[4]);
-    if (!ligne || *ligne < 1 || *ligne > 500) {
-      Refus(op, element, "ligne « " + parties[4] + " » invalide pour le champ " + c.cle);
-    }
-    c.ligne = *ligne;
-  }
-  if (parties.size() > 5 && !parties[5].empty()) {
-    std::optional<int> colonne = Nombre(parties[5]);
-    if (!colonne || *colonne < 1 || *colonne > 500) {
-      Refus(op, element, "colonne « " + parties[5] + " » invalide pour le champ " + c.cle);
-    }
-    c.colonne = *colonne;
-  }
+  LitLongueur(c, parties[3], op, element);
+  if (parties.size() > 4) LitPlace(c.ligne, parties[4], "ligne", c.cle, op, element);
+  if (parties.size() > 5) LitPlace(c.colonne, parties[5], "colonne", c.cle, op, element);
   return c;
 }
 

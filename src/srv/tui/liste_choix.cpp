@@ -115,56 +115,48 @@ void ListeChoix::Cherche(char32_t c) {
   message_ = "« " + VersUtf8(prefixe) + " » introuvable";
 }
 
+std::vector<size_t> ListeChoix::Choisis() const {
+  std::vector<size_t> choisis;
+  for (size_t i = 0; i < marques_.size(); ++i) {
+    if (marques_[i]) choisis.push_back(i);
+  }
+  if (choisis.empty()) choisis.push_back(courant_);
+  return choisis;
+}
+
+void ListeChoix::Tape(char32_t c) {
+  if (elements_.empty()) return;
+  if (multiple_ && c == U' ') {
+    marques_[courant_] = !marques_[courant_];
+    recherche_.clear();
+  } else {
+    Cherche(c);
+  }
+}
+
 bool ListeChoix::Applique(const Touche& t, int hauteur_visible) {
   message_.clear();
-  long page = std::max(hauteur_visible, 1);
+  const long tout = static_cast<long>(elements_.size());
+  if (std::optional<long> delta = Deplacement(t.code, std::max(hauteur_visible, 1), tout)) {
+    Deplace(*delta);
+    return false;
+  }
   switch (t.code) {
-    case kHaut:
-      Deplace(-1);
-      break;
-    case kBas:
-      Deplace(1);
-      break;
-    case kPageHaut:
-      Deplace(-page);
-      break;
-    case kPageBas:
-      Deplace(page);
-      break;
-    case kOrigine:
-      Deplace(-static_cast<long>(elements_.size()));
-      break;
-    case kFin:
-      Deplace(static_cast<long>(elements_.size()));
-      break;
     case kRetourArriere:
       if (!recherche_.empty()) recherche_.pop_back();
-      break;
+      return false;
     case kEchap:
       resultat_.reset();
       return true;
-    case kEntree: {
-      if (elements_.empty()) return true;
-      std::vector<size_t> choisis;
-      for (size_t i = 0; i < marques_.size(); ++i) {
-        if (marques_[i]) choisis.push_back(i);
-      }
-      if (choisis.empty()) choisis.push_back(courant_);
-      resultat_ = std::move(choisis);
+    case kEntree:
+      if (!elements_.empty()) resultat_ = Choisis();
       return true;
-    }
     case kCaractere:
-      if (multiple_ && t.caractere == U' ' && !elements_.empty()) {
-        marques_[courant_] = !marques_[courant_];
-        recherche_.clear();
-      } else if (!elements_.empty()) {
-        Cherche(t.caractere);
-      }
-      break;
+      Tape(t.caractere);
+      return false;
     default:
-      break;
+      return false;
   }
-  return false;
 }
 
 std::optional<std::vector<size_t>> ListeChoix::Execute(Console& console) {

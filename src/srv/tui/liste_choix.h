@@ -34,6 +34,10 @@ class ListeChoix {
   int Hauteur(const Grille& g) const;
   void Cherche(char32_t c);
   void Deplace(long delta);
+  // The indexes marked, or the current one when none is.
+  std::vector<size_t> Choisis() const;
+  // A typed character: Space marks in a multiple choice, any other searches.
+  void Tape(char32_t c);
   std::u32string Cellule(size_t ligne, size_t colonne) const;
 
   std::vector<Colonne> colonnes_;

@@ -113,6 +113,14 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
   } fin{this};
   std::optional<Touche> initiale;
   if (touche_initiale != 0) initiale = ToucheInitiale(touche_initiale);
+  touche = Edite(ed, opts, initiale);
+  valeur = VersUtf8(ed.Texte());
+  etats_[i].valeur = valeur;
+  edition_ = nullptr;
+  Redessine();
+}
+
+int16_t SrvSaisieImpl::Edite(Editeur& ed, const Options& opts, std::optional<Touche> initiale) {
   for (;;) {
     Redessine();
     Touche t = initiale ? *initiale : console_->LitTouche();
@@ -127,13 +135,8 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
     if (code == kBas || code == kTabulation) code = kEntree;
     if (code == kTabArriere) code = kHaut;
     if (TermineSaisie(code)) {
-      if (!Termine(ed, opts, code)) continue;
-      valeur = VersUtf8(ed.Texte());
-      etats_[i].valeur = valeur;
-      touche = code;
-      edition_ = nullptr;
-      Redessine();
-      return;
+      if (Termine(ed, opts, code)) return code;
+      continue;
     }
     if (std::optional<std::string> refus = ed.Applique(t)) refus_ = *refus;
   }

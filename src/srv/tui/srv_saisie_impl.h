@@ -59,6 +59,9 @@ class SrvSaisieImpl : public SrvSaisie {
   void PlaceMessage(Grille& g, size_t i, const Place& p, int y, int x);
   void EcritLigne(std::string_view operation, std::string_view ligne, std::string texte);
   bool Termine(Editeur& ed, const Options& options, int16_t code);
+  // Applies keys to ed (the first one initiale, when given) until a key ends the entry with a
+  // value accepted; gives that key, Down and Tab read as Enter, Shift+Tab as Up.
+  int16_t Edite(Editeur& ed, const Options& opts, std::optional<Touche> initiale);
   bool ChoisitOption(Editeur& ed, const Options& options);
 
   std::shared_ptr<Console> console_;

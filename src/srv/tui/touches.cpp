@@ -52,4 +52,23 @@ bool TermineSaisie(int16_t code) {
          (code >= kF1 && code <= kF1 + 6);
 }
 
+std::optional<long> Deplacement(int16_t code, long page, long tout) {
+  switch (code) {
+    case kHaut:
+      return -1;
+    case kBas:
+      return 1;
+    case kPageHaut:
+      return -page;
+    case kPageBas:
+      return page;
+    case kOrigine:
+      return -tout;
+    case kFin:
+      return tout;
+    default:
+      return std::nullopt;
+  }
+}
+
 }  // namespace vesk::tui

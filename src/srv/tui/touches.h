@@ -53,6 +53,10 @@ std::string NomTouche(int16_t code);
 std::optional<int16_t> CodeDuNom(std::string_view nom);
 // Whether code ends a field entry (Enter, Up, Page Up, Esc, F1 to F7).
 bool TermineSaisie(int16_t code);
+// The lines a movement key moves through a list of tout lines shown page lines at a time: Up
+// and Down one, Page Up and Page Down a page, Home and End the whole list; nothing for any
+// other key.
+std::optional<long> Deplacement(int16_t code, long page, long tout);
 
 }  // namespace vesk::tui
 

@@ -146,29 +146,19 @@ bool Visionneuse::AppliqueSaisie(const Touche& t) {
 
 bool Visionneuse::Applique(const Touche& t, const Grille& g) {
   if (saisie_ != Saisie::kAucune) return AppliqueSaisie(t);
-  long page = std::max(g.Hauteur() - 3, 1);
   message_.clear();
-  switch (t.code) {
-    case kEchap:
-      return false;
-    case kHaut:
-      Deplace(-1, g);
-      break;
-    case kBas:
-      Deplace(1, g);
-      break;
-    case kPageHaut:
-      Deplace(-page, g);
-      break;
-    case kPageBas:
-      Deplace(page, g);
-      break;
-    case kOrigine:
-      Deplace(-static_cast<long>(lignes_.size()), g);
-      break;
-    case kFin:
-      Deplace(static_cast<long>(lignes_.size()), g);
-      break;
+  if (t.code == kEchap) return false;
+  const long tout = static_cast<long>(lignes_.size());
+  if (std::optional<long> delta = Deplacement(t.code, std::max(g.Hauteur() - 3, 1), tout)) {
+    Deplace(*delta, g);
+  } else {
+    AppliqueCommande(t.code);
+  }
+  return true;
+}
+
+void Visionneuse::AppliqueCommande(int16_t code) {
+  switch (code) {
     case kGauche:
       gauche_ = gauche_ >= 8 ? gauche_ - 8 : 0;
       break;
@@ -189,7 +179,6 @@ bool Visionneuse::Applique(const Touche& t, const Grille& g) {
     default:
       break;
   }
-  return true;
 }
 
 void Visionneuse::Montre(Console& console) {

@@ -31,6 +31,9 @@ class Visionneuse {
   enum class Saisie { kAucune, kRecherche, kFichier, kRemplacer };
 
   bool AppliqueSaisie(const Touche& t);
+  // A key other than a movement: scroll sideways (Left, Right), search again (F3), enter a
+  // search (F2) or a file name to save to (F4).
+  void AppliqueCommande(int16_t code);
   void Cherche(bool suivante);
   void Enregistre(bool remplacer);
   void Deplace(long delta, const Grille& g);
