@@ -1,6 +1,8 @@
 // Runs the real vesk program as a child process and checks its output and exit status.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +10,7 @@
 #include <sstream>
 
 #include "platform/platform.h"
+#include "srv/isam/verify.h"
 
 namespace {
 
@@ -193,3 +196,110 @@ TEST_F(VeskTest, DeclWritesTheDeclarationsOfAFileInTheAskedForm) {
   EXPECT_EQ(inconnu.status, 1);
   EXPECT_NE(inconnu.erreurs.find("@ ABSENT@ Inconnu"), std::string::npos) << inconnu.erreurs;
 }
+
+namespace {
+
+// A dictionary text of n files of 20 fields, each with a primary table; tag changes its names.
+std::string GrandDictionnaire(int n, const std::string& tag) {
+  std::string t = "version = 1\n";
+  for (int f = 0; f < n; ++f) {
+    const std::string nom = tag + std::to_string(1000 + f);
+    t += "[fichiers." + nom + "]\nrubriques = [\n";
+    for (int r = 0; r < 20; ++r) {
+      t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"V" +
+           std::to_string(r) + "\" },\n";
+    }
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+  }
+  return t;
+}
+
+TEST_F(VeskTest, ExportImportAndTheirRefusals) {
+  ASSERT_EQ(Lance("demo demo").status, 0);
+  Execution exporte = Lance("--data demo export dico.toml");
+  EXPECT_EQ(exporte.status, 0) << exporte.erreurs;
+  const std::string texte = Contenu(dossier_ / "dico.toml");
+  EXPECT_NE(texte.find("[chainages.FACLIG]\nentete = \"FACTUR\""), std::string::npos) << texte;
+  EXPECT_EQ(Lance("--data demo export").sortie, texte);
+
+  ASSERT_EQ(Lance("init copie").status, 0);
+  Execution essai = Lance("--data copie import --dry-run dico.toml");
+  EXPECT_EQ(essai.status, 0) << essai.erreurs;
+  EXPECT_EQ(essai.sortie,
+            "Texte correct, rien n'est écrit : 3 domaine(s), 3 fichier(s), 19 rubrique(s), 3 "
+            "B-arbre(s), 1 chaînage(s)\n");
+  EXPECT_EQ(Lance("--data copie export").sortie, "# Dictionnaire Vesk\nversion = 1\n");
+  Execution import = Lance("--data copie import dico.toml");
+  EXPECT_EQ(import.status, 0) << import.erreurs;
+  EXPECT_EQ(Lance("--data copie export").sortie, texte);
+  EXPECT_EQ(Contenu(dossier_ / "copie" / "TVA.DOM"), Contenu(dossier_ / "demo" / "TVA.DOM"));
+
+  std::ofstream(dossier_ / "faux.toml") << "version = 1\n[fichiers.X]\nrubriques = [\n"
+                                           "{ nom = \"N\", type = \"A\", total = 0, variable = \"V\" }]\n";
+  Execution faux = Lance("--data copie import faux.toml");
+  EXPECT_EQ(faux.status, 1);
+  EXPECT_NE(faux.erreurs.find("faux.toml:4 : total 0 pour un champ A : de 1 à 32767"),
+            std::string::npos)
+      << faux.erreurs;
+  EXPECT_EQ(Lance("--data copie export").sortie, texte);
+  EXPECT_NE(Lance("--data copie import absent.toml").erreurs.find("absent.toml"),
+            std::string::npos);
+  ASSERT_EQ(Lance("init rien").status, 0);
+  fs::remove(dossier_ / "rien" / "FIC.DAT");
+  EXPECT_NE(Lance("--data rien export").erreurs.find("aucun dictionnaire"), std::string::npos);
+  EXPECT_EQ(Lance("--data copie import").status, 1);
+}
+
+// kill -9 at many instants of an import: afterwards the folder holds the old dictionary or the
+// new one, whole, and its files pass the engine's checker.
+TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
+  std::ofstream(dossier_ / "ancien.toml") << GrandDictionnaire(5, "A");
+  std::ofstream(dossier_ / "nouveau.toml") << GrandDictionnaire(150, "N");
+  ASSERT_EQ(Lance("init donnees").status, 0);
+  ASSERT_EQ(Lance("init temoin").status, 0);
+  const uint64_t debut = vesk::platform::HorlogeNs();
+  ASSERT_EQ(Lance("--data temoin import nouveau.toml").status, 0);
+  const double duree_ms = static_cast<double>(vesk::platform::HorlogeNs() - debut) / 1e6;
+  const std::string nouveau = Lance("--data temoin export").sortie;
+  ASSERT_EQ(Lance("--data donnees import ancien.toml").status, 0);
+  const std::string ancien = Lance("--data donnees export").sortie;
+  int anciens = 0, nouveaux = 0;
+  // Instants spread over the time one whole import takes, closer together near its end, where
+  // the batch commits.
+  for (double part : {0.01, 0.05, 0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.85, 0.9, 0.93, 0.96,
+                      0.98, 1.0, 1.02, 1.05, 1.1, 1.2}) {
+    const int delai_ms = static_cast<int>(part * duree_ms);
+    const std::string commande = "cd '" + dossier_.string() + "' && exec '" + VESK_BINAIRE +
+                                 "' --data donnees import nouveau.toml >/dev/null 2>&1";
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      execl("/bin/sh", "sh", "-c", commande.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    usleep(static_cast<useconds_t>(delai_ms) * 1000);
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    const std::string apres = Lance("--data donnees export").sortie;
+    ASSERT_TRUE(apres == ancien || apres == nouveau) << "tué après " << delai_ms << " ms";
+    const std::string d = (dossier_ / "donnees").string();
+    vesk::isam::RapportVerif rapport;
+    ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d,
+                                           {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
+                                           &rapport)
+                    .ok());
+    ASSERT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+    if (apres == nouveau) {
+      ++nouveaux;
+      ASSERT_EQ(Lance("--data donnees import ancien.toml").status, 0);
+    } else {
+      ++anciens;
+    }
+  }
+  EXPECT_GT(anciens, 0);
+  std::printf("import tué : %d fois l'ancien dictionnaire, %d fois le nouveau\n", anciens,
+              nouveaux);
+}
+
+}  // namespace
