@@ -3,6 +3,7 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
+#include "core/lot.h"
 #include "dom/dom.h"
 #include "srv/text/utf8.h"
 
@@ -71,8 +72,10 @@ void Supprime(EcranDom& d) {
   d.dernier = 0;
 }
 
-// Writes the domain as a new record, the one found being deleted first.
+// Writes the domain as a new record, the one found being deleted first: both in one batch, so
+// that a crash between them cannot lose the domain.
 void Ecrit(EcranDom& d) {
+  LotDictionnaire lot;
   Enregistrement& dom = d.etat.dom;
   if (d.s.trouve) {
     d.etat.Donnee().LireEnr(d.dom.fichier, d.s.e);
@@ -83,6 +86,7 @@ void Ecrit(EcranDom& d) {
   dom.Affecte(kFdd, d.s.fdd);
   dom.Affecte(kCoDom, d.s.code);
   d.dernier = InsereEnregistrement(d.dom, dom[kCoDom]);
+  lot.Valide();
 }
 
 // One screen from its code field: false when the user leaves, true when a domain was deleted

@@ -5,6 +5,8 @@
 #include "core/commandes_composant.h"
 #include "dom/test_dom.h"
 #include "srv/erreur_service.h"
+#include "srv/isam/fault_env.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::dom {
 namespace {
@@ -181,6 +183,69 @@ TEST_F(EntDomTest, AScriptErrorEndsTheCommandWithItsLine) {
     EXPECT_NE(std::string(e.what()).find("ligne 2"), std::string::npos) << e.what();
   }
   EXPECT_EQ(Cherche("TVA"), 0);  // nothing written
+}
+
+}  // namespace
+}  // namespace vesk::dom
+
+namespace vesk::dom {
+namespace {
+
+// A modification is a deletion and an insertion in one batch: the power lost at any write of
+// it leaves the domain, as it was or as modified, never neither.
+TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
+  EnregistreCommandes();
+  isam::MemEnv memoire;
+  isam::FaultEnv panne(&memoire);
+  std::shared_ptr<script::Session> session;
+  auto ouvre = [&](const std::string& script) {
+    OublieEtat();
+    session = script::Session::DepuisTexte(script, "panne");
+    OptionsServices options;
+    options.config.dossier = "/donnees";
+    options.config.synchro = Synchro::kFull;
+    options.env = &panne;
+    auto s = session;
+    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
+    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "P"); };
+    InstalleServicesThread(CreateurStandard(options));
+    auto ass = AsS::Cree();
+    ass->OuvS();
+    return ass;
+  };
+  ouvre("CODOM = TVA\nNOMDOM = Ancien\nFDD = TVA\nCODOM =\n")->EntDom();
+  bool fini = false;
+  int modifies = 0;
+  for (uint64_t n = 1; !fini; ++n) {
+    ASSERT_LT(n, 500u);
+    panne.PowerLossAt(n, isam::FaultEnv::Loss::kTear, n);
+    try {
+      ouvre("CODOM = TVA\nNOMDOM = Nouveau\nFDD = TVA\nCODOM =\n")->EntDom();
+    } catch (const ErreurService&) {
+    }
+    fini = !panne.PoweredOff();
+    OublieEtat();
+    panne.Reboot();
+    ouvre("");
+    EtatModule& etat = Etat();
+    bool trouve = false;
+    etat.BArbre().Recherche(etat.dom_arbre, "TVA", etat.dom_fichier, trouve);
+    ASSERT_TRUE(trouve) << "domaine perdu, courant coupé à l'écriture " << n;
+    const std::string nom(text::TrimRight(etat.dom[kNomDom]));
+    ASSERT_TRUE(nom == "Ancien" || nom == "Nouveau") << nom;
+    if (nom == "Nouveau") {
+      ++modifies;
+      // Back to the old domain for the next instant.
+      etat.dom.Affecte(kNomDom, "Ancien");
+      int32_t e = 0;
+      etat.Donnee().NoEnrCourant(etat.dom_fichier, e);
+      etat.BArbre().Supprime(etat.dom_arbre, etat.dom[kCoDom], e, etat.dom_fichier);
+      etat.BArbre().Insere(etat.dom_arbre, etat.dom[kCoDom], etat.dom_fichier, e);
+    }
+  }
+  EXPECT_GT(modifies, 0);
+  OublieEtat();
+  InstalleServicesThread(nullptr);
 }
 
 }  // namespace
