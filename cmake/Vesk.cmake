@@ -51,6 +51,11 @@ function(vesk_library name)
   cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   list(FILTER srcs EXCLUDE REGEX "_test\\.cpp$")
+  # *_enregistrement.cpp registers the folder's commands when the program starts: it is compiled
+  # into every program that links the library (a static library would leave it out, since
+  # nothing refers to it), so that no host has to remember to register anything.
+  file(GLOB enregistrements CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_enregistrement.cpp)
+  list(FILTER srcs EXCLUDE REGEX "_enregistrement\\.cpp$")
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "_posix\\.cpp$")
   else()
@@ -66,6 +71,7 @@ function(vesk_library name)
   add_library(${name} STATIC ${srcs})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+  target_sources(${name} INTERFACE ${enregistrements})
 endfunction()
 
 # vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder into one GoogleTest

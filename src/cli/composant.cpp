@@ -69,11 +69,7 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
     ConfigEdition c;
     c.dossier = dossier;
     c.fichier_impose = fichier;
-    c.annule = [] {
-      int16_t annule = 0;
-      Etat().Ecran().Annule(annule);
-      return annule != 0;
-    };
+    c.annule = EditionAnnulee;
     c.pdf = report::MakePdfRenderer();
     return std::make_unique<SrvEditionImpl>(std::move(c));
   };
@@ -116,8 +112,9 @@ void Composant::Ouvre(bool exige_dictionnaire) {
 }
 
 std::vector<std::string> Composant::EditionsEcrites() {
-  auto* edition = dynamic_cast<SrvEditionImpl*>(&Etat().Edition());
-  return edition == nullptr ? std::vector<std::string>{} : edition->Ecrits();
+  std::vector<std::string> fichiers;
+  Etat().Edition().FichiersEcrits(fichiers);
+  return fichiers;
 }
 
 void Composant::Termine() {
@@ -156,7 +153,6 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   options.affichage_anomalie = AfficheurAnomalies(contexte.Erreurs());
   options.interface = session ? EcransScript(config, session) : EcransTerminal(config);
   options.interface.edition = Editions(config, fichier_edition);
-  dom::EnregistreCommandes();
   OublieEtat();
   InstalleServicesThread(CreateurStandard(std::move(options)));
   auto composant = std::make_unique<Composant>(session, transcription, config.dossier);

@@ -1,7 +1,8 @@
 // The commands of the component (methods 13 to 21 of AsS) are carried out by the folders above
 // core (dom, fic, btree, gencode), which register them here; AsS runs what is registered. The
-// dependency thus points from those folders down to core. Hosts register once, before the first
-// command (e.g. dom::EnregistreCommandes()). The table is shared by all threads and guarded.
+// dependency thus points from those folders down to core. Each folder registers its commands
+// from a file X_enregistrement.cpp that every program linking it compiles (see vesk_library), so
+// hosts register nothing. The table is shared by all threads and guarded.
 #ifndef VESK_CORE_COMMANDES_COMPOSANT_H_
 #define VESK_CORE_COMMANDES_COMPOSANT_H_
 

@@ -32,8 +32,6 @@ void EntDom(std::string& code, int16_t& touche);
 // (FDD.DOM), or "Inconnu" when that file does not exist. Always ends with SrvEdition::Termine(0).
 void EdtDom();
 
-// Registers EntDom and EdtDom as the AsS commands of the same names.
-void EnregistreCommandes();
 
 }  // namespace vesk::dom
 

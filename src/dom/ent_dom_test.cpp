@@ -194,7 +194,6 @@ namespace {
 // A modification is a deletion and an insertion in one batch: the power lost at any write of
 // it leaves the domain, as it was or as modified, never neither.
 TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
-  EnregistreCommandes();
   isam::MemEnv memoire;
   isam::FaultEnv panne(&memoire);
   std::shared_ptr<script::Session> session;

@@ -73,7 +73,6 @@ class DomTest : public ::testing::Test {
     std::random_device aleatoire;
     dossier_ = std::filesystem::temp_directory_path() / ("vesk-dom-" + std::to_string(aleatoire()));
     std::filesystem::create_directories(dossier_);
-    EnregistreCommandes();
   }
   void TearDown() override {
     OublieEtat();

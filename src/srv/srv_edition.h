@@ -7,7 +7,9 @@
 #define VESK_SRV_SRV_EDITION_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk {
 
@@ -60,6 +62,9 @@ class SrvEdition {
   virtual void Saute(int16_t nombre) = 0;
   // Starts a new page (the frame's headings are repeated on it); nothing on an empty page.
   virtual void SautPage() = 0;
+  // The paths of the files the last listing wrote at its Termine (none when it was abandoned or
+  // nothing was printed), for the host to tell the user where they are.
+  virtual void FichiersEcrits(std::vector<std::string>& fichiers) = 0;
 };
 
 }  // namespace vesk

@@ -54,6 +54,7 @@ class SrvEditionImpl : public SrvEdition {
 
   // Paths of the files written by the last Termine (empty when nothing was written).
   const std::vector<std::string>& Ecrits() const { return ecrits_; }
+  void FichiersEcrits(std::vector<std::string>& fichiers) override { fichiers = ecrits_; }
   // True while a listing is open (between OuvEdt and Termine).
   bool Ouverte() const { return edition_ != nullptr; }
 

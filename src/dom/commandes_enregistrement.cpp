@@ -1,4 +1,5 @@
-// The AsS commands of the definition domains.
+// The AsS commands of the definition domains, registered when the program starts (every
+// program that links the domains compiles this file: see vesk_library).
 #include <string>
 
 #include "core/commandes_composant.h"
@@ -15,11 +16,12 @@ void EntDomAsS() {
   EntDom(code, touche);
 }
 
-}  // namespace
-
-void EnregistreCommandes() {
+const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kEntDom, EntDomAsS);
   EnregistreCommande(CommandeAsS::kEdtDom, EdtDom);
-}
+  return true;
+}();
+
+}  // namespace
 
 }  // namespace vesk::dom
