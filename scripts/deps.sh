@@ -28,7 +28,7 @@ vesk_install() {
 
 # What building and running the native program needs.
 VESK_BUILD_PACKAGES=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev libinih-dev libsqlite3-dev liblmdb-dev libncurses-dev libcairo2-dev
+  libcli11-dev libinih-dev libtomlplusplus-dev libsqlite3-dev liblmdb-dev libncurses-dev libcairo2-dev
   libpango1.0-dev fonts-liberation)
 # shellcheck disable=SC2034  # used by the scripts that source this file
 # What the tests need on top: sanitizers and libFuzzer (clang), the Windows cross-build and
