@@ -13,6 +13,8 @@ namespace {
 constexpr Commande kCommandes[] = {
     {"entdom", "Saisie des domaines de définition (écran)", CommandeEntDom},
     {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
+    {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},
+    {"entchain", "Saisie des chaînages du fichier NOM (écran)", CommandeEntChain, "Nom du fichier"},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
     {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
     {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",

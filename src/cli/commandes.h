@@ -46,6 +46,7 @@ struct Commande {
   std::string_view nom;                // lower case, as typed: "config", later "entdom", "genps"...
   std::string_view description;        // one line, for the menu and --help
   int (*execute)(Contexte& contexte);  // returns the exit status (0: done)
+  std::string_view argument = "";      // what the menu asks for first ("" nothing)
 };
 
 // The commands that exist, in menu order.
@@ -62,6 +63,8 @@ int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
 int CommandeEntDom(Contexte& contexte);
 int CommandeEdtDom(Contexte& contexte);
+int CommandeEntBa(Contexte& contexte);
+int CommandeEntChain(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
 

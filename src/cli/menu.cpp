@@ -17,8 +17,10 @@ namespace {
 constexpr std::string_view kColonnes = "[[G,8,Commande],[G,72,Description]]";
 constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
 
-// The commands offered: those that run without an argument on the data folder.
-bool DansLeMenu(const Commande& c) { return c.nom == "entdom" || c.nom == "edtdom"; }
+// The commands offered: the screens and listings of the data folder.
+bool DansLeMenu(const Commande& c) {
+  return c.nom == "entdom" || c.nom == "edtdom" || c.nom == "entba" || c.nom == "entchain";
+}
 
 // A list text cannot hold commas or brackets inside an element.
 std::string Element(std::string_view texte) {
@@ -58,9 +60,20 @@ const Commande* Choisit(const std::string& liste) {
   return TrouveCommande(parties.front());
 }
 
+// Runs the command; one that takes an argument asks for it first ("Nom du fichier : ").
 void Lance(const Commande& commande, Contexte& contexte) {
   try {
-    commande.execute(contexte);
+    OptionsLigne options = contexte.Options();
+    options.commande = std::string(commande.nom);
+    if (!commande.argument.empty()) {
+      std::cout << commande.argument << " : " << std::flush;
+      std::string argument;
+      std::getline(std::cin, argument);
+      options.arguments = {argument};
+    }
+    Contexte pour_commande(contexte.Config(), options, contexte.SortieStandard(),
+                           contexte.Erreurs());
+    commande.execute(pour_commande);
   } catch (const ErreurService& e) {
     contexte.Erreurs() << "vesk : " << e.what() << "\n";
   }

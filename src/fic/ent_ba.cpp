@@ -1,0 +1,165 @@
+// The B-tree table entry: a table's name, its data file, its nature and its key list, the key
+// length always computed from the list.
+#include <optional>
+#include <string>
+
+#include "core/cycle_saisie.h"
+#include "core/etat_module.h"
+#include "core/lot.h"
+#include "fic/controles.h"
+#include "fic/fic.h"
+#include "fic/table_champs.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::fic {
+
+TableChamps& TableModule() { return Etat().Partie<TableChamps>(); }
+
+namespace {
+
+constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
+constexpr std::string_view kNatures = "[P,S]";
+constexpr std::string_view kLibellesNatures = "[Primaire,Secondaire]";
+
+// The screen's variables and what the lookup found.
+struct Saisie {
+  std::string nomt, nomd, natt, longcle, lcle;
+  bool trouve = false;
+  int32_t e = 0;
+};
+
+struct EcranBa {
+  EtatModule& etat = Etat();
+  CycleSaisie cycle{kEcran};
+  const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
+  Saisie s;
+};
+
+// A new screen: the names of the current file, nature P, no key list; the field messages.
+void NouvelEcran(EcranBa& d) {
+  const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
+  d.s = Saisie{fichier, fichier, "P", "", ""};
+  d.cycle.NouvelEcran();
+  d.etat.Saisie().MessChamp("NATT", "N", kAideNature, 0);
+  d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
+}
+
+// The table name names a B-tree file and a variable of the generated programs.
+std::optional<std::string> VerifieNomT(const std::string& nom) {
+  if (LettresEtChiffres(text::TrimRight(nom))) return std::nullopt;
+  return "Nom de table « " + std::string(text::TrimRight(nom)) +
+         " » refusé : lettres (sans accent) et chiffres seulement";
+}
+
+// Looks the table up; a table found is shown as read and its texts entered without padding.
+void Cherche(EcranBa& d) {
+  Enregistrement& ba = d.etat.ba;
+  ba.Affecte(kNomT, d.s.nomt);
+  d.s.trouve = d.cycle.Cherche(d.ba, ba[kNomT], d.s.e);
+  if (!d.s.trouve) return;
+  const size_t champs[] = {kNomD, kNatT, kLongCle, kLCle};
+  const char* cles[] = {"NOMD", "NATT", "LONGCLE", "LCLE"};
+  std::string* valeurs[] = {&d.s.nomd, &d.s.natt, &d.s.longcle, &d.s.lcle};
+  for (size_t i = 0; i < 4; ++i) {
+    d.etat.Saisie().Affiche(cles[i], ba[champs[i]]);
+    *valeurs[i] = std::string(text::TrimRight(ba[champs[i]]));
+  }
+}
+
+// NOMD must be a specified file; its fields become the module's field table.
+std::optional<std::string> VerifieNomD(const std::string& nom) {
+  if (text::TrimRight(nom).empty() || !TableModule().ChargeFichier(text::TrimRight(nom))) {
+    return std::string();
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> VerifieNatT(EcranBa& d) {
+  SrvListe& liste = d.etat.Liste();
+  std::string natures(kNatures), nature;
+  for (int16_t position = 1; natures != "[]"; ++position) {
+    liste.Extrait(natures, nature);
+    if (nature != d.s.natt) continue;
+    std::string libelle;
+    liste.Element(kLibellesNatures, position, libelle);
+    d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(TableModule());
+    return std::nullopt;
+  }
+  return std::string();
+}
+
+std::optional<std::string> VerifieLCle(EcranBa& d) {
+  // The record holds 100 characters of the list: a longer one (a default list of many fields)
+  // would be cut, and its key would no longer be the one checked.
+  const size_t largeur = static_cast<size_t>(d.etat.ba.Def(kLCle).largeur);
+  if (text::CountChars(d.s.lcle) > largeur) {
+    return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
+           " caractères : " + std::to_string(largeur) + " au plus";
+  }
+  const ResultatCle r = VerifieListeCle(d.s.lcle, TableModule());
+  if (!r.valide) return r.message;
+  d.s.longcle = std::to_string(r.longueur);
+  d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
+  return std::nullopt;
+}
+
+void Supprime(EcranBa& d) {
+  d.etat.ba.Affecte(kNomT, d.s.nomt);
+  SupprimeEnregistrement(d.ba, d.etat.ba[kNomT], d.s.e);
+}
+
+// Writes the table as a new record, the one found deleted first, in one batch.
+void Ecrit(EcranBa& d) {
+  LotDictionnaire lot;
+  Enregistrement& ba = d.etat.ba;
+  if (d.s.trouve) {
+    d.etat.Donnee().LireEnr(d.ba.fichier, d.s.e);
+    Supprime(d);
+  }
+  ba.Affecte(kNomT, d.s.nomt);
+  ba.Affecte(kNomD, d.s.nomd);
+  ba.Affecte(kNatT, d.s.natt);
+  ba.Affecte(kLongCle, d.s.longcle);
+  ba.Affecte(kLCle, d.s.lcle);
+  InsereEnregistrement(d.ba, ba[kNomT]);
+  lot.Valide();
+}
+
+// One screen from its key field: false when the user leaves, true when a table was deleted or
+// written.
+bool SaisitEcran(EcranBa& d, int16_t& touche) {
+  const ChampCycle champs[] = {
+      {"NOMD", &d.s.nomd, -1, VerifieNomD},
+      {"NATT", &d.s.natt, 0, [&d](const std::string&) { return VerifieNatT(d); }},
+      {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return VerifieLCle(d); }},
+  };
+  for (;;) {
+    if (!d.cycle.SaisitCle(d.s.nomt, touche)) return false;
+    if (auto refus = VerifieNomT(d.s.nomt)) {
+      d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
+      continue;
+    }
+    Cherche(d);
+    std::string lettre;
+    if (d.cycle.AfficheMode(d.s.trouve, touche, lettre)) {
+      if (!d.cycle.ConfirmeSuppression()) continue;
+      Supprime(d);
+      return true;
+    }
+    if (!d.cycle.SaisitChamps(champs, touche)) continue;
+    Ecrit(d);
+    return true;
+  }
+}
+
+}  // namespace
+
+void EntBa(int16_t& touche) {
+  EcranBa d;
+  do {
+    NouvelEcran(d);
+  } while (SaisitEcran(d, touche));
+}
+
+}  // namespace vesk::fic

@@ -1,0 +1,159 @@
+// The chaining entry: a line file, the positions of its backward and forward pointers, its
+// header file and the positions of the first- and last-line pointers.
+#include <optional>
+#include <string>
+
+#include "core/cycle_saisie.h"
+#include "core/etat_module.h"
+#include "core/lot.h"
+#include "fic/controles.h"
+#include "fic/fic.h"
+#include "fic/table_champs.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::fic {
+
+namespace {
+
+constexpr EcranCycle kEcran{kTitreChain, kDescripteurChain, "CHAINL", kAideSuppressionChain};
+
+// The six values, kept from one screen to the next, and what the lookup found.
+struct Saisie {
+  std::string chainl, pnea, pnes, chaine, ppe, pde;
+  bool trouve = false;
+  int32_t e = 0;
+  int32_t longueur_ligne = 0, longueur_entete = 0;  // the bounds of the positions
+};
+
+struct EcranChain {
+  EtatModule& etat = Etat();
+  CycleSaisie cycle{kEcran};
+  const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
+  Saisie s;
+};
+
+// Looks the file up in Fic (its record becomes current); its record length, or 0 when it is
+// not specified.
+int32_t LongueurFichier(EtatModule& etat, std::string_view nom) {
+  etat.fic.Affecte(kNomFic, text::TrimRight(nom));
+  bool trouve = false;
+  etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
+  return trouve ? ValeurNumerique(etat.fic[kLongEnr]) : 0;
+}
+
+// The start positions of the first two E fields of the current Fic record's file (a table of
+// the screen's own: the module's field table is not touched); "" where there are fewer.
+void ProposePositions(std::string& premiere, std::string& seconde) {
+  TableChamps table;
+  table.Charge();
+  const std::vector<int32_t> debuts = table.Debuts();
+  std::string* cibles[] = {&premiere, &seconde};
+  size_t n = 0;
+  for (int32_t i = 1; i <= table.Nombre() && n < 2; ++i) {
+    if (table.Texte(i, kColType) == "E") *cibles[n++] = std::to_string(debuts[size_t(i - 1)]);
+  }
+  for (; n < 2; ++n) cibles[n]->clear();
+}
+
+void Cherche(EcranChain& d) {
+  Enregistrement& chain = d.etat.chain;
+  chain.Affecte(kChainL, d.s.chainl);
+  d.s.trouve = d.cycle.Cherche(d.chain, chain[kChainL], d.s.e);
+  if (!d.s.trouve) return;
+  const size_t champs[] = {kChainL, kChainE, kPnea, kPnes, kPpe, kPde};
+  const char* cles[] = {"CHAINL", "CHAINE", "PNEA", "PNES", "PPE", "PDE"};
+  std::string* valeurs[] = {&d.s.chainl, &d.s.chaine, &d.s.pnea, &d.s.pnes, &d.s.ppe, &d.s.pde};
+  for (size_t i = 0; i < 6; ++i) {
+    d.etat.Saisie().Affiche(cles[i], chain[champs[i]]);
+    *valeurs[i] = std::string(text::TrimRight(chain[champs[i]]));
+  }
+}
+
+// A position accepted when it lies in the record (and not before its pair's first).
+std::optional<std::string> Position(const std::string& v, int32_t longueur,
+                                    std::optional<int32_t> premiere = {}) {
+  if (PositionValide(ValeurNumerique(v), longueur, premiere)) return std::nullopt;
+  return std::string();
+}
+
+std::optional<std::string> VerifieChaine(EcranChain& d) {
+  d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
+  if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
+  if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
+  return std::nullopt;
+}
+
+void Supprime(EcranChain& d) {
+  d.etat.chain.Affecte(kChainL, d.s.chainl);
+  SupprimeEnregistrement(d.chain, d.etat.chain[kChainL], d.s.e);
+}
+
+// Writes the chaining as a new record, the one found deleted first, in one batch.
+void Ecrit(EcranChain& d) {
+  LotDictionnaire lot;
+  if (d.s.trouve) {
+    d.etat.Donnee().LireEnr(d.chain.fichier, d.s.e);
+    Supprime(d);
+  }
+  const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
+                                  &d.s.chaine, &d.s.ppe,  &d.s.pde};
+  for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
+  InsereEnregistrement(d.chain, d.etat.chain[kChainL]);
+  lot.Valide();
+}
+
+// The line file named on the key field must be specified; its positions are proposed.
+bool VerifieLigne(EcranChain& d) {
+  d.s.longueur_ligne = LongueurFichier(d.etat, d.s.chainl);
+  if (d.s.longueur_ligne == 0) {
+    d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
+    return false;
+  }
+  if (!d.s.trouve) ProposePositions(d.s.pnea, d.s.pnes);
+  return true;
+}
+
+bool SaisitEcran(EcranChain& d, int16_t& touche) {
+  Saisie& s = d.s;
+  const ChampCycle champs[] = {
+      {"PNEA", &s.pnea, -1, [&s](const std::string& v) { return Position(v, s.longueur_ligne); }},
+      {"PNES", &s.pnes, 0,
+       [&s](const std::string& v) {
+         return Position(v, s.longueur_ligne, ValeurNumerique(s.pnea));
+       }},
+      {"CHAINE", &s.chaine, 0, [&d](const std::string&) { return VerifieChaine(d); }},
+      {"PPE", &s.ppe, -1, [&s](const std::string& v) { return Position(v, s.longueur_entete); }},
+      {"PDE", &s.pde, 3,
+       [&s](const std::string& v) {
+         return Position(v, s.longueur_entete, ValeurNumerique(s.ppe));
+       }},
+  };
+  for (;;) {
+    if (!d.cycle.SaisitCle(s.chainl, touche)) return false;
+    Cherche(d);
+    std::string lettre;
+    if (d.cycle.AfficheMode(s.trouve, touche, lettre)) {
+      if (!d.cycle.ConfirmeSuppression()) continue;
+      Supprime(d);
+      return true;
+    }
+    if (!VerifieLigne(d)) continue;
+    if (!d.cycle.SaisitChamps(champs, touche)) continue;
+    Ecrit(d);
+    return true;
+  }
+}
+
+}  // namespace
+
+void EntChain(int16_t& touche) {
+  EcranChain d;
+  const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
+  d.s.chainl = fichier;
+  d.s.chaine = fichier;
+  do {
+    d.cycle.NouvelEcran();
+  } while (SaisitEcran(d, touche));
+}
+
+}  // namespace vesk::fic

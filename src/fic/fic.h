@@ -1,0 +1,46 @@
+// The screens of the file specification editor: the B-tree tables and the chainings of the
+// file being specified. Each works on the calling thread's module state (the dictionary open,
+// the current Fic record the file being specified) and returns when the user leaves its key
+// field; touche receives the key that ended each entry.
+#ifndef VESK_FIC_FIC_H_
+#define VESK_FIC_FIC_H_
+
+#include <cstdint>
+#include <string_view>
+
+namespace vesk::fic {
+
+inline constexpr std::string_view kTitreBa = "SAISIE DES TABLES B-ARBRES ";
+inline constexpr std::string_view kDescripteurBa =
+    "[[NOMT,NOM DE LA TABLE B-ARBRE,A,6],[NOMD,NOM DU FICHIER DE DONNEE,A,6],"
+    "[NATT,NATURE DU B-ARBRE,A,1],[LCLE,LISTE DES VARIABLES,A,100],"
+    "[LONGCLE,LONGUEUR DE LA CLE,N0,5]]";
+inline constexpr std::string_view kAideSuppression = "Suppression : Confirmez par F6";
+inline constexpr std::string_view kAideNature = "(P : Primaire - S : Secondaire)";
+
+inline constexpr std::string_view kTitreChain = "SAISIE DES CHAINAGES DE FICHIERS ";
+inline constexpr std::string_view kDescripteurChain =
+    "[[CHAINL,NOM DU FICHIER LIGNE (CHAINE),A,6],"
+    "[PNEA,POSITION POINTEUR CHAINAGE ARRIERE FICHIER LIGNE,N0,5],"
+    "[PNES,POSITION POINTEUR CHAINAGE AVANT   FICHIER LIGNE,N0,5],"
+    "[CHAINE,NOM DU FICHIER ENTETE,A,6],"
+    "[PPE,POSITION POINTEUR PREMIER CHAINE   FICHIER ENTETE,N0,5],"
+    "[PDE,POSITION POINTEUR DERNIER CHAINE   FICHIER ENTETE,N0,5]]";
+inline constexpr std::string_view kAideSuppressionChain = "Suppression: Confirmez par F6";
+inline constexpr std::string_view kFichierInconnu = "Fichier Inconnu ou Supprimé";
+
+// The B-tree table entry "SAISIE DES TABLES B-ARBRES ": the tables of the current Fic record's
+// file (or of any file named on NOMD), their key lists checked against that file's fields.
+void EntBa(int16_t& touche);
+
+// The chaining entry "SAISIE DES CHAINAGES DE FICHIERS ": which line file is chained to which
+// header file, through which pointer positions.
+void EntChain(int16_t& touche);
+
+// The field table of the thread (the file being specified), kept between calls.
+class TableChamps;
+TableChamps& TableModule();
+
+}  // namespace vesk::fic
+
+#endif  // VESK_FIC_FIC_H_
