@@ -110,4 +110,39 @@ TEST_F(EntDomTmux, TheMenuRunsTheChosenCommandAndComesBack) {
   EXPECT_EQ(Status(), "0\n");
 }
 
+// `vesk entba` on the demo creates a secondary table on the terminal; the declarations of the
+// file then open it with its computed key length.
+TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
+  ASSERT_EQ(std::system(("cd " + dossier_.string() + " && " + VESK_BINAIRE +
+                         " demo demo >/dev/null")
+                            .c_str()),
+            0);
+  LanceDansTmux("--data demo entba CLIENT");
+  Attend("SAISIE DES TABLES B-ARBRES");
+  Envoie("BSpace BSpace BSpace BSpace BSpace BSpace");
+  Tape("CLI3");
+  Envoie("Enter");
+  Attend("Création");
+  Envoie("Enter");  // NOMD: CLIENT
+  Envoie("BSpace");
+  Tape("S");
+  Envoie("Enter");
+  Attend("Secondaire");
+  std::string effacement;
+  for (int i = 0; i < 90; ++i) effacement += "BSpace ";
+  Envoie(effacement);
+  Tape("[[CLVIL,1,200]]");  // past the field: refused on the bottom line
+  Envoie("Enter");
+  Attend("CLVIL-200 Erreur");
+  Envoie(effacement);
+  Tape("[[CLVIL,_,_],[CLDCRE,_,_]]");
+  Envoie("Enter");
+  Attend("Suppression : Confirmez par F6");  // a new screen
+  Envoie("Up");
+  EXPECT_EQ(Status(), "0\n");
+  std::string decl = vesk::testing::SortieCommande("cd " + dossier_.string() + " && " +
+                                                   VESK_BINAIRE + " --data demo --eol lf decl CLIENT");
+  EXPECT_NE(decl.find("Call B_Arbre(True,\"CLI3\",23,\"S\",CLI3T%)"), std::string::npos) << decl;
+}
+
 }  // namespace

@@ -26,10 +26,13 @@ cle = "[[NOM,_,_]]"
 
 class EntBaTest : public DossierEssai {
  protected:
-  // Runs the screen on the file CLIENT with the script; gives the transcript.
-  std::string Lance(const std::string& script, const std::string& fichier = "CLIENT") {
+  void SetUp() override {
+    DossierEssai::SetUp();
     Ouvre("");
     Importe(kDictionnaire);
+  }
+  // Runs the screen on the file CLIENT with the script; gives the transcript.
+  std::string Lance(const std::string& script, const std::string& fichier = "CLIENT") {
     Ouvre(script);
     EXPECT_TRUE(TableModule().ChargeFichier(fichier));
     int16_t touche = 0;
