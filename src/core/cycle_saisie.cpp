@@ -1,5 +1,6 @@
 #include "core/cycle_saisie.h"
 
+#include "core/lot.h"
 #include "core/verifie.h"
 #include "srv/text/utf8.h"
 
@@ -85,6 +86,37 @@ bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touc
     ++i;
   }
   return true;
+}
+
+bool CycleSaisie::SaisitEcran(const EtapesEcran& e, std::span<const ChampCycle> champs,
+                              int16_t& touche) {
+  for (;;) {
+    if (e.depart) e.depart();
+    if (!SaisitCle(*e.cle, touche)) return false;
+    if (e.verifie_cle && !e.verifie_cle()) continue;
+    std::string lettre;
+    if (AfficheMode(e.cherche(), touche, e.lettre != nullptr ? *e.lettre : lettre)) {
+      if (!ConfirmeSuppression()) continue;
+      e.supprime();
+      return true;
+    }
+    if (e.avant_champs && !e.avant_champs()) continue;
+    if (!SaisitChamps(champs, touche)) continue;
+    e.ecrit();
+    return true;
+  }
+}
+
+int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
+                            const std::function<std::string()>& remplit) {
+  LotDictionnaire lot;
+  if (e != 0) {
+    Etat().Donnee().LireEnr(f.fichier, e);
+    supprime();
+  }
+  const int32_t nouveau = InsereEnregistrement(f, remplit());
+  lot.Valide();
+  return nouveau;
 }
 
 void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e) {

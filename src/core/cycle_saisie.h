@@ -44,6 +44,18 @@ struct ChampCycle {
   std::string_view options = "[]";  // Sai's option list
 };
 
+// The steps of one screen that differ from one entry screen to another.
+struct EtapesEcran {
+  std::string* cle = nullptr;          // the key field's text
+  std::string* lettre = nullptr;       // receives the mode letter of each lookup
+  std::function<void()> depart;        // before each key entry: sets its starting text (or none)
+  std::function<bool()> verifie_cle;   // after the key entry: false enters it again (or none)
+  std::function<bool()> cherche;       // the lookup: true when a record was found
+  std::function<bool()> avant_champs;  // before the other fields: false back to the key (or none)
+  std::function<void()> supprime;      // deletes the record found
+  std::function<void()> ecrit;         // writes the screen's record
+};
+
 // The screen's constant texts.
 struct EcranCycle {
   std::string_view titre;
@@ -79,6 +91,11 @@ class CycleSaisie {
   // accepted; false when the cycle returns to the key field.
   bool SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche);
 
+  // One screen from its key field: the key entered, checked and looked up, the mode shown, a
+  // confirmed deletion, or the fields entered and the record written. False when the user
+  // leaves the screen; true when a record was deleted or written (a new screen follows).
+  bool SaisitEcran(const EtapesEcran& etapes, std::span<const ChampCycle> champs, int16_t& touche);
+
   int16_t ToucheRetour() const { return retour_; }
   int16_t ToucheDebut() const { return debut_; }
   int16_t ToucheSuppression() const { return suppression_; }
@@ -96,6 +113,11 @@ class CycleSaisie {
 void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e);
 // Writes the current fields as a new record under the key cle; gives its number.
 int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle);
+// Writes a screen's record in one batch, so that a crash cannot lose a modified record: the
+// record e found by the lookup (0: none) read again and deleted by supprime, then the current
+// fields filled by remplit, which gives their key, inserted. Gives the new record's number.
+int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
+                            const std::function<std::string()>& remplit);
 
 // True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a
 // name that can only designate a file of the data folder.

@@ -3,7 +3,6 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
-#include "core/lot.h"
 #include "dom/dom.h"
 #include "srv/text/utf8.h"
 
@@ -72,40 +71,35 @@ void Supprime(EcranDom& d) {
   d.dernier = 0;
 }
 
-// Writes the domain as a new record, the one found being deleted first: both in one batch, so
-// that a crash between them cannot lose the domain.
+// Writes the domain as a new record, the one found deleted first.
 void Ecrit(EcranDom& d) {
-  LotDictionnaire lot;
-  Enregistrement& dom = d.etat.dom;
-  if (d.s.trouve) {
-    d.etat.Donnee().LireEnr(d.dom.fichier, d.s.e);
-    Supprime(d);
-  }
-  dom.Affecte(kCoDom, d.s.code);
-  dom.Affecte(kNomDom, d.s.nom);
-  dom.Affecte(kFdd, d.s.fdd);
-  dom.Affecte(kCoDom, d.s.code);
-  d.dernier = InsereEnregistrement(d.dom, dom[kCoDom]);
-  lot.Valide();
+  const int32_t trouve = d.s.trouve ? d.s.e : 0;
+  d.dernier = EcritEnregistrement(
+      d.dom, trouve, [&d] { Supprime(d); },
+      [&d] {
+        Enregistrement& dom = d.etat.dom;
+        dom.Affecte(kCoDom, d.s.code);
+        dom.Affecte(kNomDom, d.s.nom);
+        dom.Affecte(kFdd, d.s.fdd);
+        dom.Affecte(kCoDom, d.s.code);
+        return dom[kCoDom];
+      });
 }
 
-// One screen from its code field: false when the user leaves, true when a domain was deleted
-// or written (a new screen follows).
+// One screen from its code field, which starts from the mode letter of the last lookup.
 bool SaisitEcran(EcranDom& d, std::string& code_initial, int16_t& touche) {
   const ChampCycle champs[] = {{"NOMDOM", &d.s.nom, -1, {}}, {"FDD", &d.s.fdd, 0, VerifieFdd}};
-  for (;;) {
-    d.s.code = code_initial;
-    if (!d.cycle.SaisitCle(d.s.code, touche)) return false;
+  EtapesEcran etapes;
+  etapes.cle = &d.s.code;
+  etapes.lettre = &code_initial;
+  etapes.depart = [&] { d.s.code = code_initial; };
+  etapes.cherche = [&d] {
     Cherche(d);
-    if (d.cycle.AfficheMode(d.s.trouve, touche, code_initial)) {
-      if (!d.cycle.ConfirmeSuppression()) continue;
-      Supprime(d);
-      return true;
-    }
-    if (!d.cycle.SaisitChamps(champs, touche)) continue;
-    Ecrit(d);
-    return true;
-  }
+    return d.s.trouve;
+  };
+  etapes.supprime = [&d] { Supprime(d); };
+  etapes.ecrit = [&d] { Ecrit(d); };
+  return d.cycle.SaisitEcran(etapes, champs, touche);
 }
 
 }  // namespace

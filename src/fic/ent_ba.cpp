@@ -5,7 +5,6 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
-#include "core/lot.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
@@ -109,21 +108,19 @@ void Supprime(EcranBa& d) {
   SupprimeEnregistrement(d.ba, d.etat.ba[kNomT], d.s.e);
 }
 
-// Writes the table as a new record, the one found deleted first, in one batch.
+// Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
-  LotDictionnaire lot;
-  Enregistrement& ba = d.etat.ba;
-  if (d.s.trouve) {
-    d.etat.Donnee().LireEnr(d.ba.fichier, d.s.e);
-    Supprime(d);
-  }
-  ba.Affecte(kNomT, d.s.nomt);
-  ba.Affecte(kNomD, d.s.nomd);
-  ba.Affecte(kNatT, d.s.natt);
-  ba.Affecte(kLongCle, d.s.longcle);
-  ba.Affecte(kLCle, d.s.lcle);
-  InsereEnregistrement(d.ba, ba[kNomT]);
-  lot.Valide();
+  EcritEnregistrement(
+      d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      [&d] {
+        Enregistrement& ba = d.etat.ba;
+        ba.Affecte(kNomT, d.s.nomt);
+        ba.Affecte(kNomD, d.s.nomd);
+        ba.Affecte(kNatT, d.s.natt);
+        ba.Affecte(kLongCle, d.s.longcle);
+        ba.Affecte(kLCle, d.s.lcle);
+        return ba[kNomT];
+      });
 }
 
 // One screen from its key field: false when the user leaves, true when a table was deleted or
@@ -134,23 +131,20 @@ bool SaisitEcran(EcranBa& d, int16_t& touche) {
       {"NATT", &d.s.natt, 0, [&d](const std::string&) { return VerifieNatT(d); }},
       {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return VerifieLCle(d); }},
   };
-  for (;;) {
-    if (!d.cycle.SaisitCle(d.s.nomt, touche)) return false;
-    if (auto refus = VerifieNomT(d.s.nomt)) {
-      d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
-      continue;
-    }
+  EtapesEcran etapes;
+  etapes.cle = &d.s.nomt;
+  etapes.verifie_cle = [&d] {
+    std::optional<std::string> refus = VerifieNomT(d.s.nomt);
+    if (refus) d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
+    return !refus;
+  };
+  etapes.cherche = [&d] {
     Cherche(d);
-    std::string lettre;
-    if (d.cycle.AfficheMode(d.s.trouve, touche, lettre)) {
-      if (!d.cycle.ConfirmeSuppression()) continue;
-      Supprime(d);
-      return true;
-    }
-    if (!d.cycle.SaisitChamps(champs, touche)) continue;
-    Ecrit(d);
-    return true;
-  }
+    return d.s.trouve;
+  };
+  etapes.supprime = [&d] { Supprime(d); };
+  etapes.ecrit = [&d] { Ecrit(d); };
+  return d.cycle.SaisitEcran(etapes, champs, touche);
 }
 
 }  // namespace

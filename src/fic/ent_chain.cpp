@@ -5,7 +5,6 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
-#include "core/lot.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
@@ -88,18 +87,16 @@ void Supprime(EcranChain& d) {
   SupprimeEnregistrement(d.chain, d.etat.chain[kChainL], d.s.e);
 }
 
-// Writes the chaining as a new record, the one found deleted first, in one batch.
+// Writes the chaining as a new record, the one found deleted first.
 void Ecrit(EcranChain& d) {
-  LotDictionnaire lot;
-  if (d.s.trouve) {
-    d.etat.Donnee().LireEnr(d.chain.fichier, d.s.e);
-    Supprime(d);
-  }
-  const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
-                                  &d.s.chaine, &d.s.ppe,  &d.s.pde};
-  for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
-  InsereEnregistrement(d.chain, d.etat.chain[kChainL]);
-  lot.Valide();
+  EcritEnregistrement(
+      d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      [&d] {
+        const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
+                                        &d.s.chaine, &d.s.ppe,  &d.s.pde};
+        for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
+        return d.etat.chain[kChainL];
+      });
 }
 
 // The line file named on the key field must be specified; its positions are proposed.
@@ -128,20 +125,16 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
          return Position(v, s.longueur_entete, ValeurNumerique(s.ppe));
        }},
   };
-  for (;;) {
-    if (!d.cycle.SaisitCle(s.chainl, touche)) return false;
+  EtapesEcran etapes;
+  etapes.cle = &s.chainl;
+  etapes.cherche = [&d] {
     Cherche(d);
-    std::string lettre;
-    if (d.cycle.AfficheMode(s.trouve, touche, lettre)) {
-      if (!d.cycle.ConfirmeSuppression()) continue;
-      Supprime(d);
-      return true;
-    }
-    if (!VerifieLigne(d)) continue;
-    if (!d.cycle.SaisitChamps(champs, touche)) continue;
-    Ecrit(d);
-    return true;
-  }
+    return d.s.trouve;
+  };
+  etapes.avant_champs = [&d] { return VerifieLigne(d); };
+  etapes.supprime = [&d] { Supprime(d); };
+  etapes.ecrit = [&d] { Ecrit(d); };
+  return d.cycle.SaisitEcran(etapes, champs, touche);
 }
 
 }  // namespace

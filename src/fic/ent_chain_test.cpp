@@ -113,12 +113,12 @@ TEST_F(EntChainTest, UnknownFilesAreNamedAndAskedAgain) {
 
 TEST_F(EntChainTest, EveryBackAndStartKeyLeadsWhereItSays) {
   const std::string t = Lance(
-      "CHAINL\nPNEA <Up>\n"                        // PNEA back: the key field
-      "CHAINL\nPNEA <PgUp>\n"                      // PNEA start: the key field
-      "CHAINL\nPNEA\nPNES <Up>\n"                  // PNES back: PNEA
-      "PNEA\nPNES <PgUp>\n"                        // PNES start: the key field
-      "CHAINL\nPNEA\nPNES\nCHAINE <Up>\n"          // CHAINE back: PNEA, not PNES
-      "PNEA\nPNES\nCHAINE <PgUp>\n"                // CHAINE start: the key field
+      "CHAINL\nPNEA <Up>\n"                              // PNEA back: the key field
+      "CHAINL\nPNEA <PgUp>\n"                            // PNEA start: the key field
+      "CHAINL\nPNEA\nPNES <Up>\n"                        // PNES back: PNEA
+      "PNEA\nPNES <PgUp>\n"                              // PNES start: the key field
+      "CHAINL\nPNEA\nPNES\nCHAINE <Up>\n"                // CHAINE back: PNEA, not PNES
+      "PNEA\nPNES\nCHAINE <PgUp>\n"                      // CHAINE start: the key field
       "CHAINL\nPNEA\nPNES\nCHAINE = ENTETE\nPPE <Up>\n"  // PPE back: the key field
       "CHAINL\nPNEA\nPNES\nCHAINE = ENTETE\nPPE\nPDE <Up>\nPPE\nPDE <PgUp>\n"
       "CHAINL <Up>\n");
