@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/ass.h"
+#include "core/essai_composant.h"
 #include "core/etat_module.h"
 #include "dom/dom.h"
 #include "srv/report/srv_edition_impl.h"
@@ -67,48 +68,22 @@ class EditionNotee : public SrvEditionImpl {
   std::shared_ptr<std::vector<int16_t>> termines_;
 };
 
-class DomTest : public ::testing::Test {
+class DomTest : public ComposantEssai {
  protected:
-  void SetUp() override {
-    std::random_device aleatoire;
-    dossier_ = std::filesystem::temp_directory_path() / ("vesk-dom-" + std::to_string(aleatoire()));
-    std::filesystem::create_directories(dossier_);
-  }
-  void TearDown() override {
-    OublieEtat();
-    InstalleServicesThread(nullptr);
-    std::error_code ignore;
-    std::filesystem::remove_all(dossier_, ignore);
-  }
-
-  // Installs the services with the screens answered by script, and opens the dictionary.
+  // The screens answered by script, Annule turning true at the annule_au-th poll (0: never).
   std::shared_ptr<AsS> Ouvre(const std::string& script, int annule_au = 0) {
-    OublieEtat();
-    session_ = script::Session::DepuisTexte(script, "essai");
-    OptionsServices options;
-    options.config.dossier = dossier_.string();
-    options.config.synchro = Synchro::kOff;
-    auto s = session_;
-    std::string editions = (dossier_ / "EDITIONS").string();
-    options.interface.saisie = [s] { return std::make_unique<SaisieEspaces>(s); };
-    options.interface.ecran = [s, annule_au] {
-      return std::make_unique<EcranAnnulable>(s, annule_au);
-    };
-    options.interface.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
-    options.interface.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
+    annule_au_ = annule_au;
+    return ComposantEssai::Ouvre(script);
+  }
+  ServicesInterface Interface(std::shared_ptr<script::Session> s) override {
+    ServicesInterface i = ComposantEssai::Interface(s);
+    i.saisie = [s] { return std::make_unique<SaisieEspaces>(s); };
+    i.ecran = [s, au = annule_au_] { return std::make_unique<EcranAnnulable>(s, au); };
     termines_ = std::make_shared<std::vector<int16_t>>();
-    options.interface.edition = [editions, termines = termines_] {
-      ConfigEdition c;
-      c.dossier = editions;
-      c.sortie = "TXT";
-      c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
-      c.annule = EditionAnnulee;
-      return std::make_unique<EditionNotee>(std::move(c), termines);
+    i.edition = [d = (dossier_ / "EDITIONS").string(), termines = termines_] {
+      return std::make_unique<EditionNotee>(Editions(d), termines);
     };
-    InstalleServicesThread(CreateurStandard(options));
-    auto ass = AsS::Cree();
-    ass->OuvS();
-    return ass;
+    return i;
   }
 
   // Writes a definition file NAME.DOM (Windows-1252 on disk, CR LF).
@@ -140,17 +115,9 @@ class DomTest : public ::testing::Test {
     return texte;
   }
 
-  std::filesystem::path dossier_;
-  std::shared_ptr<script::Session> session_;
+  int annule_au_ = 0;
   std::shared_ptr<std::vector<int16_t>> termines_;  // values given to Termine, in order
 };
-
-inline std::string Contenu(const std::filesystem::path& chemin) {
-  std::ifstream in(chemin, std::ios::binary);
-  std::stringstream tout;
-  tout << in.rdbuf();
-  return tout.str();
-}
 
 }  // namespace vesk::dom
 
