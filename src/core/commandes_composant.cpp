@@ -11,9 +11,12 @@ namespace {
 
 constexpr size_t kNombreCommandes = static_cast<size_t>(CommandeAsS::kGenPE) + 1;
 
+constexpr size_t kNombreOutils = static_cast<size_t>(OutilFichier::kEdition) + 1;
+
 struct Table {
   std::mutex verrou;
   std::array<ExecutionCommande, kNombreCommandes> executions{};
+  std::array<ExecutionOutil, kNombreOutils> outils{};
 };
 
 Table& Commandes() {
@@ -40,6 +43,23 @@ void ExecuteCommande(CommandeAsS commande, std::string_view nom) {
     throw ErreurService(nom, "", "cette commande n'est pas encore disponible");
   }
   execution();
+}
+
+void EnregistreOutil(OutilFichier outil, ExecutionOutil execution) {
+  Table& table = Commandes();
+  std::lock_guard<std::mutex> garde(table.verrou);
+  table.outils.at(static_cast<size_t>(outil)) = execution;
+}
+
+void ExecuteOutil(OutilFichier outil, std::string_view nom, std::string_view quoi) {
+  ExecutionOutil execution = nullptr;
+  {
+    Table& table = Commandes();
+    std::lock_guard<std::mutex> garde(table.verrou);
+    execution = table.outils.at(static_cast<size_t>(outil));
+  }
+  if (execution == nullptr) throw ErreurService(quoi, nom, "cet outil n'est pas encore disponible");
+  execution(nom);
 }
 
 }  // namespace vesk

@@ -31,6 +31,17 @@ void EnregistreCommande(CommandeAsS commande, ExecutionCommande execution);
 // registered ("cette commande n'est pas encore disponible").
 void ExecuteCommande(CommandeAsS commande, std::string_view nom);
 
+// The tools that the file specification entry reaches for the file on screen, carried out by
+// other folders of the component and registered like the commands: the generation of the
+// file's declarations (key F4) and its specification listing (key F5).
+enum class OutilFichier { kDeclarations, kEdition };
+using ExecutionOutil = void (*)(std::string_view nom);
+
+void EnregistreOutil(OutilFichier outil, ExecutionOutil execution);
+// Runs the tool registered for outil on the file nom; quoi names it in the error thrown when
+// none is registered.
+void ExecuteOutil(OutilFichier outil, std::string_view nom, std::string_view quoi);
+
 }  // namespace vesk
 
 #endif  // VESK_CORE_COMMANDES_COMPOSANT_H_

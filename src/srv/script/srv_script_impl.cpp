@@ -235,4 +235,12 @@ void SrvMessageImpl::Affiche(std::string_view message, std::string_view titre) {
   session_->Note("Boite " + Cite(titre) + " " + Cite(message) + " -> ok");
 }
 
+void SrvMessageImpl::Visionne(std::string_view texte, std::string_view titre) {
+  Valide("Visionne", titre, texte);
+  size_t lignes = 0;
+  for (char c : texte) lignes += c == '\n' ? 1 : 0;
+  if (!texte.empty() && texte.back() != '\n') ++lignes;
+  session_->Note("Visionne " + Cite(titre) + " " + std::to_string(lignes) + " ligne(s)");
+}
+
 }  // namespace vesk::script

@@ -98,6 +98,8 @@ class SrvMessageImpl : public SrvMessage {
   explicit SrvMessageImpl(std::shared_ptr<Session> session) : session_(std::move(session)) {}
 
   void Affiche(std::string_view message, std::string_view titre) override;
+  // Notes the title and the line count in the transcript; no answer is taken.
+  void Visionne(std::string_view texte, std::string_view titre) override;
 
  private:
   std::shared_ptr<Session> session_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "srv/tui/texte.h"
+#include "srv/tui/visionneuse.h"
 
 namespace vesk::tui {
 
@@ -60,6 +61,10 @@ void SrvMessageImpl::Affiche(std::string_view message, std::string_view titre) {
   }
   console_->DessineFond();
   console_->Peint();
+}
+
+void SrvMessageImpl::Visionne(std::string_view texte, std::string_view titre) {
+  MontreTexte(*console_, titre, texte);
 }
 
 }  // namespace vesk::tui

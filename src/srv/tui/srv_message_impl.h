@@ -17,6 +17,7 @@ class SrvMessageImpl : public SrvMessage {
   explicit SrvMessageImpl(std::shared_ptr<Console> console) : console_(std::move(console)) {}
 
   void Affiche(std::string_view message, std::string_view titre) override;
+  void Visionne(std::string_view texte, std::string_view titre) override;
 
  private:
   std::shared_ptr<Console> console_;
