@@ -11,6 +11,7 @@ namespace {
 
 // One line a command. Add a command here once it works end to end.
 constexpr Commande kCommandes[] = {
+    {"entfic", "Saisie des spécifications de fichiers (écran)", CommandeEntFic},
     {"entdom", "Saisie des domaines de définition (écran)", CommandeEntDom},
     {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
     {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},

@@ -63,6 +63,7 @@ int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
 int CommandeEntDom(Contexte& contexte);
 int CommandeEdtDom(Contexte& contexte);
+int CommandeEntFic(Contexte& contexte);
 int CommandeEntBa(Contexte& contexte);
 int CommandeEntChain(Contexte& contexte);
 int CommandeExport(Contexte& contexte);

@@ -102,7 +102,7 @@ TEST_F(EntDomTmux, TheMenuRunsTheChosenCommandAndComesBack) {
   LanceDansTmux("--data donnees");
   Attend("Vesk : Gestion des Fichiers et B-Arbre d'Application");
   Attend("edtdom");
-  Envoie("Down Enter");
+  Envoie("Down Down Enter");
   Attend("Aucun domaine de définition : rien à éditer.");
   Envoie("Enter");
   Attend("Entrée Choisir");
@@ -113,10 +113,10 @@ TEST_F(EntDomTmux, TheMenuRunsTheChosenCommandAndComesBack) {
 // `vesk entba` on the demo creates a secondary table on the terminal; the declarations of the
 // file then open it with its computed key length.
 TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
-  ASSERT_EQ(std::system(("cd " + dossier_.string() + " && " + VESK_BINAIRE +
-                         " demo demo >/dev/null")
-                            .c_str()),
-            0);
+  ASSERT_EQ(
+      std::system(
+          ("cd " + dossier_.string() + " && " + VESK_BINAIRE + " demo demo >/dev/null").c_str()),
+      0);
   LanceDansTmux("--data demo entba CLIENT");
   Attend("SAISIE DES TABLES B-ARBRES");
   Envoie("BSpace BSpace BSpace BSpace BSpace BSpace");
@@ -140,8 +140,8 @@ TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
   Attend("Suppression : Confirmez par F6");  // a new screen
   Envoie("Up");
   EXPECT_EQ(Status(), "0\n");
-  std::string decl = vesk::testing::SortieCommande("cd " + dossier_.string() + " && " +
-                                                   VESK_BINAIRE + " --data demo --eol lf decl CLIENT");
+  std::string decl = vesk::testing::SortieCommande(
+      "cd " + dossier_.string() + " && " + VESK_BINAIRE + " --data demo --eol lf decl CLIENT");
   EXPECT_NE(decl.find("Call B_Arbre(True,\"CLI3\",23,\"S\",CLI3T%)"), std::string::npos) << decl;
 }
 

@@ -19,7 +19,8 @@ constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Ap
 
 // The commands offered: the screens and listings of the data folder.
 bool DansLeMenu(const Commande& c) {
-  return c.nom == "entdom" || c.nom == "edtdom" || c.nom == "entba" || c.nom == "entchain";
+  return c.nom == "entfic" || c.nom == "entdom" || c.nom == "edtdom" || c.nom == "entba" ||
+         c.nom == "entchain";
 }
 
 // A list text cannot hold commas or brackets inside an element.

@@ -209,7 +209,8 @@ std::string GrandDictionnaire(int n, const std::string& tag) {
       t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"V" +
            std::to_string(r) + "\" },\n";
     }
-    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
+         "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
   }
   return t;
 }
@@ -234,8 +235,9 @@ TEST_F(VeskTest, ExportImportAndTheirRefusals) {
   EXPECT_EQ(Lance("--data copie export").sortie, texte);
   EXPECT_EQ(Contenu(dossier_ / "copie" / "TVA.DOM"), Contenu(dossier_ / "demo" / "TVA.DOM"));
 
-  std::ofstream(dossier_ / "faux.toml") << "version = 1\n[fichiers.X]\nrubriques = [\n"
-                                           "{ nom = \"N\", type = \"A\", total = 0, variable = \"V\" }]\n";
+  std::ofstream(dossier_ / "faux.toml")
+      << "version = 1\n[fichiers.X]\nrubriques = [\n"
+         "{ nom = \"N\", type = \"A\", total = 0, variable = \"V\" }]\n";
   Execution faux = Lance("--data copie import faux.toml");
   EXPECT_EQ(faux.status, 1);
   EXPECT_NE(faux.erreurs.find("faux.toml:4 : total 0 pour un champ A : de 1 à 32767"),
@@ -266,8 +268,8 @@ TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
   int anciens = 0, nouveaux = 0;
   // Instants spread over the time one whole import takes, closer together near its end, where
   // the batch commits.
-  for (double part : {0.01, 0.05, 0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.85, 0.9, 0.93, 0.96,
-                      0.98, 1.0, 1.02, 1.05, 1.1, 1.2}) {
+  for (double part : {0.01, 0.05, 0.1,  0.2,  0.3,  0.4, 0.5,  0.6,  0.7, 0.8,
+                      0.85, 0.9,  0.93, 0.96, 0.98, 1.0, 1.02, 1.05, 1.1, 1.2}) {
     const int delai_ms = static_cast<int>(part * duree_ms);
     const std::string commande = "cd '" + dossier_.string() + "' && exec '" + VESK_BINAIRE +
                                  "' --data donnees import nouveau.toml >/dev/null 2>&1";

@@ -33,10 +33,6 @@ void Ecrit(EtatModule& etat, int16_t fichier, int32_t e, const Enregistrement& c
   etat.Donnee().EcrireFichier(fichier, e, champs.Joint());
 }
 
-[[noreturn]] void NonDisponible(std::string_view methode) {
-  throw ErreurService(methode, "", "cette commande n'est pas encore disponible");
-}
-
 // The record methods the storage services call back by name, in the order of the interface:
 // the one source of their names, of their numbers (kPremiereMethode + index) and of the call.
 struct MethodeEnregistrement {
@@ -98,13 +94,13 @@ void AsS::EcrireChain(int32_t& e) { Ecrit(Etat(), Etat().chain_fichier, e, Etat(
 
 void AsS::EntDom() { ExecuteCommande(CommandeAsS::kEntDom, "EntDom"); }
 void AsS::EdtDom() { ExecuteCommande(CommandeAsS::kEdtDom, "EdtDom"); }
-void AsS::EntFic() { NonDisponible("EntFic"); }
-void AsS::EdtLFic() { NonDisponible("EdtLFic"); }
-void AsS::FicApp() { NonDisponible("FicApp"); }
-void AsS::LectBA() { NonDisponible("LectBA"); }
-void AsS::ReConsBA() { NonDisponible("ReConsBA"); }
-void AsS::GenPS() { NonDisponible("GenPS"); }
-void AsS::GenPE() { NonDisponible("GenPE"); }
+void AsS::EntFic() { ExecuteCommande(CommandeAsS::kEntFic, "EntFic"); }
+void AsS::EdtLFic() { ExecuteCommande(CommandeAsS::kEdtLFic, "EdtLFic"); }
+void AsS::FicApp() { ExecuteCommande(CommandeAsS::kFicApp, "FicApp"); }
+void AsS::LectBA() { ExecuteCommande(CommandeAsS::kLectBA, "LectBA"); }
+void AsS::ReConsBA() { ExecuteCommande(CommandeAsS::kReConsBA, "ReConsBA"); }
+void AsS::GenPS() { ExecuteCommande(CommandeAsS::kGenPS, "GenPS"); }
+void AsS::GenPE() { ExecuteCommande(CommandeAsS::kGenPE, "GenPE"); }
 void AsS::Util() {}
 
 int32_t AsS::IdMethode(std::string_view nom) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kNombreCommandes = static_cast<size_t>(CommandeAsS::kGenPE) + 1;
 
-constexpr size_t kNombreOutils = static_cast<size_t>(OutilFichier::kEdition) + 1;
+constexpr size_t kNombreOutils = static_cast<size_t>(OutilFichier::kDomaine) + 1;
 
 struct Table {
   std::mutex verrou;

@@ -31,10 +31,11 @@ void EnregistreCommande(CommandeAsS commande, ExecutionCommande execution);
 // registered ("cette commande n'est pas encore disponible").
 void ExecuteCommande(CommandeAsS commande, std::string_view nom);
 
-// The tools that the file specification entry reaches for the file on screen, carried out by
-// other folders of the component and registered like the commands: the generation of the
-// file's declarations (key F4) and its specification listing (key F5).
-enum class OutilFichier { kDeclarations, kEdition };
+// The tools that the file specification entry reaches, carried out by other folders of the
+// component and registered like the commands: the generation of the declarations of the file
+// on screen (key F4), its specification listing (key F5), and the domain entry started on a
+// field's new domain code (the name given is the code).
+enum class OutilFichier { kDeclarations, kEdition, kDomaine };
 using ExecutionOutil = void (*)(std::string_view nom);
 
 void EnregistreOutil(OutilFichier outil, ExecutionOutil execution);

@@ -129,6 +129,19 @@ int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
   return e;
 }
 
+void ParcourtCles(const FichierCle& f,
+                  const std::function<void(const std::string& cle, int32_t e)>& lit) {
+  EtatModule& etat = Etat();
+  bool trouve = false;
+  std::string cle;
+  for (etat.BArbre().PremCle(f.arbre, f.fichier, trouve, cle); trouve;
+       etat.BArbre().SuivCle(f.arbre, f.fichier, trouve, cle)) {
+    int32_t e = 0;
+    etat.Donnee().NoEnrCourant(f.fichier, e);
+    lit(cle, e);
+  }
+}
+
 bool LettresEtChiffres(std::string_view texte) {
   if (texte.empty()) return false;
   for (char c : texte) {

@@ -119,6 +119,11 @@ int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle);
 int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
                             const std::function<std::string()>& remplit);
 
+// Calls lit(key, record number) for every record of f in key order, the record being the
+// file's current fields during the call.
+void ParcourtCles(const FichierCle& f,
+                  const std::function<void(const std::string& cle, int32_t e)>& lit);
+
 // True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a
 // name that can only designate a file of the data folder.
 bool LettresEtChiffres(std::string_view texte);

@@ -16,9 +16,18 @@ void EntDomAsS() {
   EntDom(code, touche);
 }
 
+// The domain entry started by the field list on a new domain code: on a copy of the code (its
+// first argument comes back as the mode letter).
+void EntDomCode(std::string_view code) {
+  std::string copie(code);
+  int16_t touche = 0;
+  EntDom(copie, touche);
+}
+
 const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kEntDom, EntDomAsS);
   EnregistreCommande(CommandeAsS::kEdtDom, EdtDom);
+  EnregistreOutil(OutilFichier::kDomaine, EntDomCode);
   return true;
 }();
 

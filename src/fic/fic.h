@@ -10,6 +10,11 @@
 
 namespace vesk::fic {
 
+inline constexpr std::string_view kTitreFic = "ENTREE DE SPECIFICATIONS DE TYPE FICHIER";
+inline constexpr std::string_view kDescripteurFic =
+    "[[NOMFIC,NOM DU FICHIER,A,6],[DFE,DEPENDANCE PAR ENTREPRISE,B],"
+    "[LONGENR,LONGUEUR DE L'ENREGISTREMENT,N0,5]]";
+
 inline constexpr std::string_view kTitreBa = "SAISIE DES TABLES B-ARBRES ";
 inline constexpr std::string_view kDescripteurBa =
     "[[NOMT,NOM DE LA TABLE B-ARBRE,A,6],[NOMD,NOM DU FICHIER DE DONNEE,A,6],"
@@ -28,6 +33,10 @@ inline constexpr std::string_view kDescripteurChain =
     "[PDE,POSITION POINTEUR DERNIER CHAINE   FICHIER ENTETE,N0,5]]";
 inline constexpr std::string_view kAideSuppressionChain = "Suppression: Confirmez par F6";
 inline constexpr std::string_view kFichierInconnu = "Fichier Inconnu ou Supprimé";
+
+// The file specification entry "ENTREE DE SPECIFICATIONS DE TYPE FICHIER", cycle after cycle
+// until Esc on the name. The field table and the current Fic record stay between calls.
+void EntFic();
 
 // The B-tree table entry "SAISIE DES TABLES B-ARBRES ": the tables of the current Fic record's
 // file (or of any file named on NOMD), their key lists checked against that file's fields.

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "core/lot.h"
 #include "fic/controles.h"
@@ -14,17 +15,6 @@ namespace vesk::fic {
 namespace {
 
 std::string Champ(const Enregistrement& e, size_t i) { return std::string(text::TrimRight(e[i])); }
-
-// Calls lit for every record of a dictionary file, in key order (the record is current).
-template <typename F>
-void ParcourtCles(int16_t arbre, int16_t fichier, F&& lit) {
-  SrvBArbre& b = Etat().BArbre();
-  bool trouve = false;
-  std::string cle;
-  for (b.PremCle(arbre, fichier, trouve, cle); trouve; b.SuivCle(arbre, fichier, trouve, cle)) {
-    lit();
-  }
-}
 
 std::vector<std::string> LignesDefinition(const std::string& fdd) {
   SrvDonnee& d = Etat().Donnee();
@@ -82,14 +72,8 @@ FichierTexte LitFichier() {
 // The keys and record numbers of every record of a dictionary file.
 std::vector<std::pair<std::string, int32_t>> Cles(int16_t arbre, int16_t fichier) {
   std::vector<std::pair<std::string, int32_t>> cles;
-  SrvBArbre& b = Etat().BArbre();
-  bool trouve = false;
-  std::string cle;
-  for (b.PremCle(arbre, fichier, trouve, cle); trouve; b.SuivCle(arbre, fichier, trouve, cle)) {
-    int32_t e = 0;
-    Etat().Donnee().NoEnrCourant(fichier, e);
-    cles.emplace_back(cle, e);
-  }
+  ParcourtCles({fichier, arbre},
+               [&](const std::string& cle, int32_t e) { cles.emplace_back(cle, e); });
   return cles;
 }
 
@@ -182,15 +166,16 @@ void RemplaceDictionnaire(const ModeleDictionnaire& m) {
 ModeleDictionnaire LitDictionnaire() {
   EtatModule& etat = Etat();
   ModeleDictionnaire m;
-  ParcourtCles(etat.dom_arbre, etat.dom_fichier,
-               [&] { m.domaines[Champ(etat.dom, kCoDom)] = LitDomaine(); });
-  ParcourtCles(etat.fic_arbre, etat.fic_fichier,
-               [&] { m.fichiers[Champ(etat.fic, kNomFic)] = LitFichier(); });
-  ParcourtCles(etat.ba_arbre, etat.ba_fichier, [&] {
+  using Cle = const std::string&;
+  ParcourtCles({etat.dom_fichier, etat.dom_arbre},
+               [&](Cle, int32_t) { m.domaines[Champ(etat.dom, kCoDom)] = LitDomaine(); });
+  ParcourtCles({etat.fic_fichier, etat.fic_arbre},
+               [&](Cle, int32_t) { m.fichiers[Champ(etat.fic, kNomFic)] = LitFichier(); });
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](Cle, int32_t) {
     m.barbres[Champ(etat.ba, kNomT)] = {Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
                                         Champ(etat.ba, kLCle), 0};
   });
-  ParcourtCles(etat.chain_arbre, etat.chain_fichier, [&] {
+  ParcourtCles({etat.chain_fichier, etat.chain_arbre}, [&](Cle, int32_t) {
     m.chainages[Champ(etat.chain, kChainL)] = {Champ(etat.chain, kChainE),
                                                ValeurNumerique(Champ(etat.chain, kPnea)),
                                                ValeurNumerique(Champ(etat.chain, kPnes)),

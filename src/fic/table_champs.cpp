@@ -101,8 +101,10 @@ void TableChamps::Ajoute(Ligne ligne) {
 int32_t TableChamps::InsereApres(int32_t p) {
   const int16_t n = nombre_;
   if (p < 1 || p > n + 1) ErreurIndice(p, static_cast<size_t>(n) + 1);
-  if (n == 0) {
-    Ajoute(Ligne{});
+  if (n == 0) {  // an empty row: no text, sizes 0
+    Ligne vide;
+    for (int c : {kColTotal, kColDecimales, kColLongueur}) vide[size_t(c - 1)] = Taille(0);
+    Ajoute(std::move(vide));
     return 1;
   }
   Ajoute(lignes_[n]);  // row n to n+1

@@ -15,7 +15,8 @@ class SrvSaisie {
   virtual ~SrvSaisie() = default;
 
   // Declares and draws the fields of "[[KEY,LABEL,TYPE,LENGTH(,LINE(,COLUMN))],...]"; types A
-  // (any Windows-1252 text), B (O/N), N<d> (number typed with a point and up to d decimals),
+  // (any Windows-1252 text), B (O/N; its LENGTH may be left out), N<d> (number typed with a
+  // point and up to d decimals),
   // I<d> (number typed without a point, its last d digits being the decimals); LENGTH the width
   // in characters; LINE the 1-based line of the field (empty: after the previous field);
   // COLUMN the 1-based column of its label (empty: 1). A malformed descriptor is an

@@ -76,9 +76,12 @@ Champ LitChamp(std::string_view element, std::string_view op) {
     Refus(op, element, "chaque champ doit être une liste [CLE,LIBELLE,TYPE,LONGUEUR,...]");
   }
   std::vector<std::string> parties = ElementsDeListe(element, op);
+  // A boolean field ("B") may leave out its length, which is 1 ("[DFE,DEPENDANCE,B]").
+  if (parties.size() == 3 && parties[2] == "B") parties.push_back("1");
   if (parties.size() < 4 || parties.size() > 6) {
     Refus(op, element,
-          "un champ a de 4 à 6 parties (clé, libellé, type, longueur, ligne, colonne), pas " +
+          "un champ a de 4 à 6 parties (clé, libellé, type, longueur, ligne, colonne ; un champ B "
+          "peut omettre sa longueur), pas " +
               std::to_string(parties.size()));
   }
   Champ c;

@@ -1,0 +1,17 @@
+// The AsS commands of the file specification editor, registered when the program starts
+// (every program that links the editor compiles this file: see vesk_library).
+#include "core/commandes_composant.h"
+#include "fic/fic.h"
+
+namespace vesk::fic {
+
+namespace {
+
+const bool kEnregistre = [] {
+  EnregistreCommande(CommandeAsS::kEntFic, EntFic);
+  return true;
+}();
+
+}  // namespace
+
+}  // namespace vesk::fic

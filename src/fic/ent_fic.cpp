@@ -1,0 +1,349 @@
+// The file specification entry: a file's name, its company dependence and record length, its
+// fields, then the record length checked against them; from an existing file, the keys F2 to
+// F5 lead to its B-tree tables, chainings, declarations and printed specification.
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/commandes_composant.h"
+#include "core/cycle_saisie.h"
+#include "core/etat_module.h"
+#include "core/lot.h"
+#include "fic/controles.h"
+#include "fic/ent_champs.h"
+#include "fic/fic.h"
+#include "fic/rubrique.h"
+#include "fic/table_champs.h"
+#include "srv/srv_donnee.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::fic {
+
+namespace {
+
+constexpr std::string_view kB = "B";
+constexpr std::string_view kAideOptions = "[A la Rubrique DEPENDANCE Options :]";
+constexpr EcranCycle kEcran{kTitreFic, kDescripteurFic, "NOMFIC", kAideSuppression};
+
+// Where a step of the cycle leads.
+enum class Suite { kQuitte, kCycle, kNom, kDfe, kLongueur, kChamps };
+
+std::string Compte(size_t n, std::string_view mot) {
+  return std::to_string(n) + " " + std::string(mot) + (n > 1 ? "s" : "");
+}
+
+class EcranFic {
+ public:
+  EcranFic() {
+    SrvEcran& e = etat_.Ecran();
+    e.ToucheEchap(echap_);
+    for (int i = 1; i <= 5; ++i) f_[i] = 0;
+    e.ToucheF1(f_[1]);
+    e.ToucheF2(f_[2]);
+    e.ToucheF3(f_[3]);
+    e.ToucheF4(f_[4]);
+    e.ToucheF5(f_[5]);
+  }
+  // One file's cycle from its name: false when the user leaves EntFic.
+  bool UnFichier();
+
+ private:
+  void NouvelEcran();
+  void MontreEntete();
+  Suite SaisitNom();
+  Suite SaisitDfe();
+  Suite SaisitLongueur();
+  Suite ChampsEtLongueur();
+  Suite ControleLongueur();
+  Suite Abandon();
+  void Outil(int f);
+  void Ecrit();
+  void Supprime();
+  size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
+                         Enregistrement& e);
+
+  EtatModule& etat_ = Etat();
+  CycleSaisie cycle_{kEcran};
+  const FichierCle fic_{etat_.fic_fichier, etat_.fic_arbre};
+  int16_t echap_ = 0;
+  int16_t f_[6] = {};
+  std::string message_;  // shown on the next screen instead of the previous record
+  std::string nom_, dfe_, longenr_, lettre_;
+  bool trouve_ = false;
+  int32_t e_ = 0;
+  int16_t touche_ = 0;
+};
+
+void EcranFic::NouvelEcran() {
+  cycle_.NouvelEcran();
+  if (!message_.empty()) {
+    etat_.Saisie().Message(kB, message_);
+    message_.clear();
+  } else if (!text::TrimRight(etat_.fic[kNomFic]).empty()) {
+    cycle_.MontrePrecedent(etat_.fic[kNomFic]);
+  }
+}
+
+// The screen again after the field list's screens: the header and the mode.
+void EcranFic::MontreEntete() {
+  SrvSaisie& s = etat_.Saisie();
+  s.InitEcran(0);
+  s.Titre(kTitreFic);
+  s.DefChamps(kDescripteurFic);
+  s.Affiche("NOMFIC", nom_);
+  s.Affiche("DFE", dfe_);
+  s.Affiche("LONGENR", longenr_);
+  s.AffMode("NOMFIC", lettre_, trouve_ ? kModeModification : kModeCreation);
+}
+
+bool EcranFic::UnFichier() {
+  NouvelEcran();
+  Suite pas = Suite::kNom;
+  for (;;) {
+    switch (pas) {
+      case Suite::kQuitte:
+        return false;
+      case Suite::kCycle:
+        return true;
+      case Suite::kNom:
+        pas = SaisitNom();
+        break;
+      case Suite::kDfe:
+        pas = SaisitDfe();
+        break;
+      case Suite::kLongueur:
+        pas = SaisitLongueur();
+        break;
+      case Suite::kChamps:
+        pas = ChampsEtLongueur();
+        break;
+    }
+  }
+}
+
+// The name: Esc, back or start leaves EntFic; empty or not letters and digits, asked again;
+// stored in upper case. A confirmed deletion removes the file's specification.
+Suite EcranFic::SaisitNom() {
+  SrvSaisie& s = etat_.Saisie();
+  nom_.clear();
+  s.Sai("NOMFIC", nom_, touche_, 0, "[]", kB);
+  if (touche_ == echap_ || touche_ == cycle_.ToucheRetour() || touche_ == cycle_.ToucheDebut()) {
+    return Suite::kQuitte;
+  }
+  const std::string nom(text::TrimRight(nom_));
+  if (nom.empty()) return Suite::kNom;
+  if (!LettresEtChiffres(nom)) {
+    s.MessChamp(
+        "NOMFIC", kB,
+        "Nom de fichier « " + nom + " » refusé : lettres (sans accent) et chiffres seulement", 0);
+    return Suite::kNom;
+  }
+  nom_ = text::UpperAscii(nom);
+  etat_.fic.Affecte(kNomFic, nom_);
+  trouve_ = cycle_.Cherche(fic_, etat_.fic[kNomFic], e_);
+  dfe_ = trouve_ ? std::string(text::TrimRight(etat_.fic[kDfe])) : "N";
+  longenr_ = trouve_ ? std::string(text::TrimRight(etat_.fic[kLongEnr])) : "";
+  if (trouve_) {
+    s.Affiche("DFE", etat_.fic[kDfe]);
+    s.Affiche("LONGENR", etat_.fic[kLongEnr]);
+  }
+  if (cycle_.AfficheMode(trouve_, touche_, lettre_)) {
+    if (!cycle_.ConfirmeSuppression()) return Suite::kNom;
+    Supprime();
+    return Suite::kCycle;
+  }
+  return Suite::kDfe;
+}
+
+// The help of the dependence field: the tools of an existing file, F1 for a new one.
+std::string AideDfe(bool trouve, const std::string& nom) {
+  const std::string liste =
+      trouve ? "[- F2 : Aller à la Saisie des B-Arbres,- F3 : Aller à la Saisie des Chainage,- F4 "
+               ": Aller à la Genération des Déclarations de " +
+                   nom + ",- F5 : Aller à l'Edition du Fichier]"
+             : "[- F1 : Conserver les Derniers Champs]";
+  std::string aide, reste = std::string(kAideOptions), element;
+  Etat().Liste().Extrait(reste, aide);
+  for (reste = liste; reste != "[]";) {
+    Etat().Liste().Extrait(reste, element);
+    aide += " " + element;
+  }
+  return aide;
+}
+
+// DFE: F2 to F5 start a tool of an existing file; F1 keeps the last fields for a new one; any
+// other key reloads the field table (emptied, then the file's lines for an existing file).
+Suite EcranFic::SaisitDfe() {
+  etat_.Saisie().Message("I", AideDfe(trouve_, nom_));
+  etat_.Saisie().Sai("DFE", dfe_, touche_, 0, "[]", kB);
+  if (touche_ == cycle_.ToucheRetour() || touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  for (int f = 2; f <= 5 && trouve_; ++f) {
+    if (touche_ != f_[f]) continue;
+    Outil(f);
+    return Suite::kCycle;
+  }
+  if (trouve_ || touche_ != f_[1]) {
+    TableModule().Vide();
+    if (trouve_) TableModule().Charge();
+  }
+  return Suite::kLongueur;
+}
+
+Suite EcranFic::SaisitLongueur() {
+  etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
+  if (touche_ == cycle_.ToucheRetour()) return Suite::kDfe;
+  if (touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  return Suite::kChamps;
+}
+
+Suite EcranFic::Abandon() {
+  message_ = "Spécification de " + nom_ + " abandonnée : rien n'est écrit";
+  return Suite::kCycle;
+}
+
+// The field list, then what the file must be to be written: fields, each variable once, a
+// record length the engine stores; back to the list until then.
+Suite EcranFic::ChampsEtLongueur() {
+  TableChamps& t = TableModule();
+  int32_t depart = 1;
+  bool premier = trouve_ && t.Nombre() > 0;
+  std::string message;
+  for (;;) {
+    EntChamps(t, nom_, depart, premier, message);
+    premier = false;
+    message.clear();
+    MontreEntete();
+    int32_t autre = 0;
+    if (t.Nombre() == 0) {
+      etat_.Saisie().MessChamp("LONGENR", kB, "Aucune Rubrique", 0);
+      etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
+      if (touche_ == cycle_.ToucheDebut()) return Abandon();
+    } else if (const int32_t i = VariableEnDouble(t, autre)) {
+      message = "Variable " + std::string(t.Texte(i, kColVariable)) + " en double : champs " +
+                std::to_string(autre) + " et " + std::to_string(i);
+      depart = i;
+      continue;
+    } else {
+      const Suite s = ControleLongueur();
+      if (s != Suite::kChamps) return s;
+    }
+    depart = t.Nombre() + 1;
+  }
+}
+
+// The real length and the proposed one; the length entered again until the engine can store
+// it and it holds the fields. The start key abandons, the back key returns to the list.
+Suite EcranFic::ControleLongueur() {
+  SrvSaisie& s = etat_.Saisie();
+  const int32_t reelle = TableModule().LongueurReelle();
+  const std::string limites = "de " + std::to_string(kLongueurEnrMin) + " à " +
+                              std::to_string(kLongueurEnrMax) + " caractères";
+  if (reelle > kLongueurEnrMax) {
+    s.MessChamp(
+        "LONGENR", kB,
+        "Longueur Réelle " + std::to_string(reelle) + " : un enregistrement fait " + limites, 0);
+    s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
+    return touche_ == cycle_.ToucheDebut() ? Abandon() : Suite::kChamps;
+  }
+  if (!trouve_ || ValeurNumerique(longenr_) < reelle) {
+    longenr_ = std::to_string(LongueurProposee(reelle));
+  }
+  s.Affiche("LONGENR", longenr_);
+  s.MessChamp("LONGENR", kB, "Longueur Réelle " + std::to_string(reelle), 0);
+  for (;;) {
+    s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
+    if (touche_ == cycle_.ToucheDebut()) return Abandon();
+    if (touche_ == cycle_.ToucheRetour()) return Suite::kChamps;
+    const int32_t l = ValeurNumerique(longenr_);
+    if (l < reelle) {
+      s.MessChamp("LONGENR", kB,
+                  "Longueur " + std::to_string(l) + " inférieure à la longueur réelle " +
+                      std::to_string(reelle),
+                  0);
+    } else if (l < kLongueurEnrMin || l > kLongueurEnrMax) {
+      s.MessChamp("LONGENR", kB,
+                  "Longueur " + std::to_string(l) + " : un enregistrement fait " + limites, 0);
+    } else {
+      longenr_ = std::to_string(l);
+      Ecrit();
+      return Suite::kCycle;
+    }
+  }
+}
+
+void EcranFic::Outil(int f) {
+  switch (f) {
+    case 2:
+      EntBa(touche_);
+      break;
+    case 3:
+      EntChain(touche_);
+      break;
+    case 4:
+      ExecuteOutil(OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
+      break;
+    default:
+      ExecuteOutil(OutilFichier::kEdition, nom_, "Edition du Fichier");
+      break;
+  }
+}
+
+// The Fic record and its field lines, in one batch: a modified file's old record and lines
+// go first (its record number changes, as for every modification).
+void EcranFic::Ecrit() {
+  LotDictionnaire lot;
+  if (trouve_) {
+    etat_.Donnee().LireEnr(fic_.fichier, e_);
+    etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
+    SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+  }
+  etat_.fic.Efface();
+  etat_.fic.Affecte(kNomFic, nom_);
+  etat_.fic.Affecte(kDfe, dfe_);
+  etat_.fic.Affecte(kLongEnr, longenr_);
+  InsereEnregistrement(fic_, etat_.fic[kNomFic]);
+  TableModule().Sauve();
+  lot.Valide();
+}
+
+// Removes the records of f one of whose fields champs names the file being deleted.
+size_t EcranFic::SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
+                                 Enregistrement& e) {
+  std::vector<std::pair<std::string, int32_t>> cibles;
+  ParcourtCles(f, [&](const std::string& cle, int32_t no) {
+    for (size_t c : champs) {
+      if (text::TrimRight(e[c]) == nom_) {
+        cibles.emplace_back(cle, no);
+        return;
+      }
+    }
+  });
+  for (const auto& [cle, no] : cibles) SupprimeEnregistrement(f, cle, no);
+  return cibles.size();
+}
+
+// A confirmed deletion removes, in one batch, the file's lines, its record and key, and the
+// B-tree tables and chainings that name it; the next screen says what went.
+void EcranFic::Supprime() {
+  TableChamps lignes;
+  lignes.Charge();
+  LotDictionnaire lot;
+  etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
+  SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+  const size_t barbres = SupprimeNommant({etat_.ba_fichier, etat_.ba_arbre}, {kNomD}, etat_.ba);
+  const size_t chainages =
+      SupprimeNommant({etat_.chain_fichier, etat_.chain_arbre}, {kChainL, kChainE}, etat_.chain);
+  lot.Valide();
+  message_ = nom_ + " supprimé : " + Compte(size_t(lignes.Nombre()), "rubrique") + ", " +
+             Compte(barbres, "B-Arbre") + ", " + Compte(chainages, "chaînage");
+}
+
+}  // namespace
+
+void EntFic() {
+  EcranFic ecran;
+  while (ecran.UnFichier()) {
+  }
+}
+
+}  // namespace vesk::fic
