@@ -145,4 +145,63 @@ TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
   EXPECT_NE(decl.find("Call B_Arbre(True,\"CLI3\",23,\"S\",CLI3T%)"), std::string::npos) << decl;
 }
 
+// `vesk entfic` on a real terminal: a file of three fields, then its primary table through F2;
+// both are found in the dictionary's text.
+TEST_F(EntDomTmux, CreatesAFileAndItsTableThenExportsThem) {
+  LanceDansTmux("--data donnees entfic");
+  Attend("ENTREE DE SPECIFICATIONS DE TYPE FICHIER");
+  Tape("client");
+  Envoie("Enter");
+  Attend("Création");
+  Envoie("BSpace");
+  Tape("O");
+  Envoie("Enter");
+  Envoie("Enter");  // LONGENR: the length check proposes it
+  const char* champs[][4] = {
+      {"NOM", "A", "20", "CLNOM"}, {"VILLE", "A", "10", "CLVIL"}, {"CREE", "D", "", "CLDAT"}};
+  for (const auto& c : champs) {
+    Attend("Adjonction");
+    Tape(c[0]);
+    Envoie("Enter");
+    Tape(c[1]);
+    Envoie("Enter");
+    if (*c[2] != 0) {
+      Tape(c[2]);
+      Envoie("Enter");
+    }
+    Attend("$ de Fin Implicite");
+    Tape(c[3]);
+    Envoie("Enter Enter Enter Enter");  // the proposed example, domain and modification
+    Attend(std::string("Champs Précédent : ") + c[0]);
+  }
+  Envoie("Enter");  // an empty name on the new line ends the list
+  Attend("Longueur Réelle 33");
+  Envoie("Enter");
+  Attend("Enregistrement Précédent CLIENT");
+  Tape("CLIENT");
+  Envoie("Enter");
+  Attend("MODIFICATION");
+  Envoie("F2");
+  Attend("SAISIE DES TABLES B-ARBRES");
+  Envoie("BSpace BSpace BSpace BSpace BSpace BSpace");
+  Tape("CLI1");
+  Envoie("Enter Enter Enter");  // NOMD, NATT as proposed
+  Attend("[[CLNOM,_,_],[CLVIL,_,_],[CLDAT,_,_]]");
+  Envoie("Enter");
+  Attend("Suppression : Confirmez par F6");
+  Envoie("Up");  // leaves the tables: back to the name
+  Attend("ENTREE DE SPECIFICATIONS DE TYPE FICHIER");
+  Envoie("Escape");
+  EXPECT_EQ(Status(), "0\n");
+  const std::string texte = vesk::testing::SortieCommande("cd " + dossier_.string() + " && " +
+                                                          VESK_BINAIRE + " --data donnees export");
+  EXPECT_NE(texte.find("[fichiers.CLIENT]\nentreprise = true\nlongueur = 64\n"), std::string::npos)
+      << texte;
+  EXPECT_NE(texte.find("variable = \"CLDAT\""), std::string::npos) << texte;
+  EXPECT_NE(texte.find("[barbres.CLI1]\nfichier = \"CLIENT\"\nnature = \"P\"\ncle = "
+                       "\"[[CLNOM,_,_],[CLVIL,_,_],[CLDAT,_,_]]\""),
+            std::string::npos)
+      << texte;
+}
+
 }  // namespace

@@ -54,12 +54,13 @@ rubriques = [
   { nom = "NB", type = "N", total = 6, decimales = 2, variable = "V3" },
   { nom = "E", type = "E", variable = "V4" },
   { nom = "B", type = "B", variable = "V5" },
+  { nom = "L", type = "L", total = 20, variable = "V6" },
 ])");
   const ModeleDictionnaire m = LitDictionnaire();
   ASSERT_TRUE(m.fichiers.contains("F"));  // names are stored in upper case
   const FichierTexte& f = m.fichiers.at("F");
   EXPECT_FALSE(f.entreprise);
-  EXPECT_EQ(f.longueur, 16);  // 3 + 2 + 6 + 3 + 1 = 15
+  EXPECT_EQ(f.longueur, 64);  // 3 + 2 + 6 + 3 + 1 + 20 = 35
   const RubriqueTexte& mt = f.rubriques[1];
   EXPECT_EQ(mt.format, "I");
   EXPECT_EQ(mt.decimales, 0);
@@ -72,6 +73,10 @@ rubriques = [
   EXPECT_EQ(f.rubriques[3].modification, "S");
   EXPECT_EQ(f.rubriques[3].domaine, "");
   EXPECT_EQ(f.rubriques[4].exemple, "O");
+  // The rules' default example of a list holds brackets and commas: it is kept and exported.
+  EXPECT_EQ(f.rubriques[5].exemple, "[E1,E2,...,En] où Ei=");
+  ImporteDictionnaire(ExporteDictionnaire(), "retour.toml", false);
+  EXPECT_EQ(LitDictionnaire().fichiers.at("F").rubriques[5].exemple, "[E1,E2,...,En] où Ei=");
 }
 
 // Each text holds one fault; the message names its line, and nothing is written.
@@ -87,8 +92,8 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
        "essai.toml:5 : nom de rubrique « A,B » : les caractères"},
       {"version = 1" + fichier +
            "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
-           "exemple = \"[x]\" }]",
-       "exemple « [x] »"},
+           "exemple = \"a\\\"b\" }]",
+       "exemple « a\"b » : le caractère \" est refusé"},
       {"version = 1" + fichier +
            "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
            "domaine = \"a\\\"b\" }]",

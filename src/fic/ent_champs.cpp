@@ -62,6 +62,14 @@ std::optional<std::string> RefusListe(std::string_view quoi, std::string_view v)
          " » : les caractères [ ] , et \" sont refusés";
 }
 
+// An example may hold brackets and commas (the rules' own defaults do), not a double quote.
+std::optional<std::string> RefusExemple(std::string_view v) {
+  std::string octets;
+  if (!text::EncodeCp1252(v, &octets).ok) return "Exemple : caractère refusé";
+  if (v.find('"') == std::string_view::npos) return std::nullopt;
+  return "Exemple « " + std::string(v) + " » : le caractère \" est refusé";
+}
+
 bool Montant(const std::string& type) { return type == "M" || type == "N"; }
 
 class EcranChamps {
@@ -341,7 +349,7 @@ std::optional<Etape> EcranChamps::Saisit(Etape e, int16_t& touche) {
       if (l_.exemple.empty()) l_.exemple = propose;
       s.Sai("LF6", l_.exemple, touche, 0, "[]", kB);
       l_.exemple = text::TrimRight(l_.exemple);
-      if (auto refus = RefusListe("Exemple", l_.exemple)) {
+      if (auto refus = RefusExemple(l_.exemple)) {
         s.MessChamp("LF6", kB, *refus, 0);
         return {};
       }

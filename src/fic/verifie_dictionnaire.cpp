@@ -126,7 +126,14 @@ void VerifieRubrique(const RubriqueTexte& r, Fautes& f) {
     f.Ajoute(r.ligne, "variable « " + r.variable +
                           " » : une lettre puis des lettres et chiffres, 20 au plus");
   }
-  if (r.exemple) f.Texte(r.ligne, "exemple", *r.exemple, kLargeurExemple, true);
+  // The rules' own default examples hold brackets and commas ("[E1,E2,...,En] où Ei="): only
+  // the double quote, which would end a string of the generated programs, is refused.
+  if (r.exemple) {
+    f.Texte(r.ligne, "exemple", *r.exemple, kLargeurExemple, false);
+    if (r.exemple->find('"') != std::string::npos) {
+      f.Ajoute(r.ligne, "exemple « " + *r.exemple + " » : le caractère \" est refusé");
+    }
+  }
   if (r.domaine) f.Texte(r.ligne, "domaine", *r.domaine, kLargeurDomaine, true);
   if (r.modification && !ModificationConnue(*r.modification)) {
     f.Ajoute(r.ligne, "type de modification « " + *r.modification + " » : U, R, A ou S");
