@@ -70,6 +70,9 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
     c.dossier = dossier;
     c.fichier_impose = fichier;
     c.annule = EditionAnnulee;
+    c.visionne = [](std::string_view titre, std::string_view texte) {
+      Etat().Message().Visionne(texte, titre);
+    };
     c.pdf = report::MakePdfRenderer();
     return std::make_unique<SrvEditionImpl>(std::move(c));
   };

@@ -55,6 +55,9 @@ class ComposantEssai : public ::testing::Test {
     c.sortie = "TXT";
     c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
     c.annule = EditionAnnulee;
+    c.visionne = [](std::string_view titre, std::string_view texte) {
+      Etat().Message().Visionne(texte, titre);
+    };
     return c;
   }
   // The screens and listing services, all scripted from session.

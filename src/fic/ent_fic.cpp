@@ -57,6 +57,7 @@ class EcranFic {
   Suite ControleLongueur();
   Suite Abandon();
   void Outil(int f);
+  void EditionFichier();
   void Ecrit();
   void Supprime();
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
@@ -283,9 +284,33 @@ void EcranFic::Outil(int f) {
       ExecuteOutil(OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
       break;
     default:
-      ExecuteOutil(OutilFichier::kEdition, nom_, "Edition du Fichier");
+      EditionFichier();
       break;
   }
+}
+
+// F5: the output chosen on "CHOIX EDITION DU FICHIER ", then the specification listing under
+// the screen's title "EDITION DES SPECIFICATIONS DU FICHIER" (the listing keeps its own).
+void EcranFic::EditionFichier() {
+  bool choisi = false;
+  std::string element, sortie;
+  etat_.Choix().Choix("[[G,5,Sortie],[G,40,Edition]]", "CHOIX EDITION DU FICHIER " + nom_,
+                      "[[PDF,Dans le dossier des éditions],[ECRAN,Texte à l'écran]]", choisi,
+                      element);
+  if (!choisi) return;
+  etat_.Liste().Element(element, 1, sortie);
+  etat_.Edition().SortieSuivante(sortie);
+  etat_.Ecran().TitreEdition("EDITION DES SPECIFICATIONS DU FICHIER");
+  try {
+    ExecuteOutil(OutilFichier::kEdition, nom_, "Edition du Fichier");
+  } catch (...) {
+    etat_.Ecran().FinTitreEdition();
+    throw;
+  }
+  etat_.Ecran().FinTitreEdition();
+  std::vector<std::string> ecrits;
+  etat_.Edition().FichiersEcrits(ecrits);
+  if (!ecrits.empty()) message_ = "Edition écrite dans " + ecrits.front();
 }
 
 // The Fic record and its field lines, in one batch: a modified file's old record and lines

@@ -62,6 +62,10 @@ class SrvEdition {
   virtual void Saute(int16_t nombre) = 0;
   // Starts a new page (the frame's headings are repeated on it); nothing on an empty page.
   virtual void SautPage() = 0;
+  // The output of the next listing whose OuvEdt leaves its sortie "" (as configured): "PDF",
+  // "TXT", "PDF+TXT", or "ECRAN", its text shown to the user in the viewer at Termine and no file
+  // written. Used by that listing only; an output the service cannot give is refused here.
+  virtual void SortieSuivante(std::string_view sortie) = 0;
   // The paths of the files the last listing wrote at its Termine (none when it was abandoned or
   // nothing was printed), for the host to tell the user where they are.
   virtual void FichiersEcrits(std::vector<std::string>& fichiers) = 0;

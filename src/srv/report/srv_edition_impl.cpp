@@ -1,6 +1,7 @@
 #include "srv/report/srv_edition_impl.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "srv/erreur_service.h"
 #include "srv/report/bracket_tree.h"
@@ -90,6 +91,7 @@ struct SrvEditionImpl::Edition {
   report::DocumentInfo info;
   char orientation = 0;  // 'V', 'H', 0: from the widest frame
   report::Sorties sorties;
+  bool ecran = false;  // shown to the user, not written
   int lignes_page = 0;
   platform::DateHeure heure{};
   std::vector<Evenement> evenements;
@@ -160,8 +162,13 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
         "nombre de lignes par page " + std::to_string(lignes_page) + " incorrect (0 ou plus)");
   const std::string_view impose =
       config_.fichier_impose.empty() ? fichier : std::string_view(config_.fichier_impose);
-  e->sorties =
-      report::ChoisitSorties(sortie, config_.sortie, impose, config_.pdf != nullptr, titre);
+  const std::string suivante = std::exchange(sortie_suivante_, std::string());
+  if (sortie.empty() && suivante == "ECRAN") {
+    e->ecran = true;
+  } else {
+    e->sorties = report::ChoisitSorties(sortie.empty() ? std::string_view(suivante) : sortie,
+                                        config_.sortie, impose, config_.pdf != nullptr, titre);
+  }
   e->info.title = titre;
   e->info.subtitle = sous_titre;
   e->info.numbers = numeros;
@@ -341,6 +348,10 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
   for (const Evenement& ev : e.evenements) Rejoue(ev, pages);
   if (e.interrompue) pages.Text(LigneInterruption());
   const report::Document document = pages.Finish();
+  if (e.ecran) {
+    config_.visionne(e.info.title, report::RenderText(document));
+    return;
+  }
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();
   const std::vector<std::string> chemins =
       report::NommeSorties(e.sorties, config_.dossier, e.info.title, e.heure);
@@ -349,6 +360,21 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
     report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin);
     ecrits_.push_back(chemin);
   }
+}
+
+void SrvEditionImpl::SortieSuivante(std::string_view sortie) {
+  std::string s = text::UpperAscii(sortie);
+  if (s == "ECRAN") {
+    Exige(static_cast<bool>(config_.visionne), "SortieSuivante", sortie,
+          "aucun écran pour y montrer une édition");
+  } else {
+    try {
+      report::ChoisitSorties(s, config_.sortie, "", config_.pdf != nullptr, "");
+    } catch (const ErreurService& e) {
+      throw ErreurService("SortieSuivante", sortie, e.Message());
+    }
+  }
+  sortie_suivante_ = std::move(s);
 }
 
 }  // namespace vesk

@@ -31,6 +31,8 @@ struct ConfigEdition {
   std::function<platform::DateHeure()> horloge;
   // The PDF renderer; null where it is not built (Windows): asking for PDF is then an error.
   std::unique_ptr<report::Renderer> pdf;
+  // Shows a listing's text to the user (output "ECRAN"); empty: that output is refused.
+  std::function<void(std::string_view titre, std::string_view texte)> visionne;
 };
 
 class SrvEditionImpl : public SrvEdition {
@@ -51,6 +53,7 @@ class SrvEditionImpl : public SrvEdition {
   void FinLigne() override;
   void Saute(int16_t nombre) override;
   void SautPage() override;
+  void SortieSuivante(std::string_view sortie) override;
 
   // Paths of the files written by the last Termine (empty when nothing was written).
   const std::vector<std::string>& Ecrits() const { return ecrits_; }
@@ -72,6 +75,7 @@ class SrvEditionImpl : public SrvEdition {
   ConfigEdition config_;
   std::unique_ptr<Edition> edition_;
   std::vector<std::string> ecrits_;
+  std::string sortie_suivante_;  // imposed on the next listing by SortieSuivante
 };
 
 }  // namespace vesk

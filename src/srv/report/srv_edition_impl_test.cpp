@@ -340,3 +340,43 @@ TEST_F(SrvEditionTest, WriteFailureIsAnErrorAndFreesTheService) {
 
 }  // namespace
 }  // namespace vesk
+
+namespace vesk {
+namespace {
+
+// SortieSuivante imposes the output of one listing: on the screen nothing is written and the
+// viewer receives the text; the listing after it takes the configured output again.
+TEST(SortieSuivante, ImposesTheOutputOfTheNextListingOnly) {
+  const fs::path dir = fs::temp_directory_path() / "vesk_edition_sortie_suivante";
+  fs::remove_all(dir);
+  std::vector<std::pair<std::string, std::string>> vus;
+  ConfigEdition c;
+  c.dossier = (dir / "EDITIONS").string();
+  c.sortie = "TXT";
+  c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
+  c.visionne = [&vus](std::string_view titre, std::string_view texte) {
+    vus.emplace_back(titre, texte);
+  };
+  SrvEditionImpl s(std::move(c));
+  s.SortieSuivante("ecran");
+  s.OuvEdt("SPECIFICATIONS", "", "", "", "", 0, 0, false, true);
+  s.ImprTexte("Longueur :  64", "PD", "Arial", "");
+  s.Termine(0);
+  ASSERT_EQ(vus.size(), 1u);
+  EXPECT_EQ(vus[0].first, "SPECIFICATIONS");
+  EXPECT_NE(vus[0].second.find("Longueur :  64"), std::string::npos) << vus[0].second;
+  EXPECT_TRUE(s.Ecrits().empty());
+  EXPECT_FALSE(fs::exists(dir / "EDITIONS"));
+  s.OuvEdt("SPECIFICATIONS", "", "", "", "", 0, 0, false, true);
+  s.Termine(0);
+  EXPECT_EQ(vus.size(), 1u);
+  EXPECT_EQ(s.Ecrits().size(), 1u);  // as configured: a text file
+  ExpectErreur([&] { s.SortieSuivante("PDF"); }, "SortieSuivante", "PDF");  // no PDF renderer
+  ExpectErreur([&] { s.SortieSuivante("DOC"); }, "SortieSuivante", "DOC");
+  SrvEditionImpl sans_ecran(ConfigEdition{});
+  ExpectErreur([&] { sans_ecran.SortieSuivante("ECRAN"); }, "SortieSuivante", "aucun écran");
+  fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace vesk
