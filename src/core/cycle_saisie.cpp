@@ -119,6 +119,13 @@ int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<
   return nouveau;
 }
 
+void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs) {
+  for (const ChampTrouve& c : champs) {
+    Etat().Saisie().Affiche(c.cle, e[c.champ]);
+    *c.valeur = std::string(text::TrimRight(e[c.champ]));
+  }
+}
+
 void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e) {
   Etat().BArbre().Supprime(f.arbre, cle, e, f.fichier);
 }

@@ -44,6 +44,13 @@ struct ChampCycle {
   std::string_view options = "[]";  // Sai's option list
 };
 
+// A field of a record found, shown on the screen and entered again.
+struct ChampTrouve {
+  std::string_view cle;  // the field's key on the screen
+  size_t champ;          // its index in the record
+  std::string* valeur;   // receives the text its entry starts from
+};
+
 // The steps of one screen that differ from one entry screen to another.
 struct EtapesEcran {
   std::string* cle = nullptr;          // the key field's text
@@ -108,6 +115,10 @@ class CycleSaisie {
   int16_t suppression_ = 0;
   int16_t confirmation_ = 0;
 };
+
+// A record found: each field shown as the record holds it (padded), and the text its entry
+// starts from taken without the padding, so that the user types after it.
+void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs);
 
 // Removes the key cle and gives record e back to the file.
 void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e);

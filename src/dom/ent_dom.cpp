@@ -58,10 +58,8 @@ void Cherche(EcranDom& d) {
   dom.Affecte(kCoDom, d.s.code);
   d.s.trouve = d.cycle.Cherche(d.dom, dom[kCoDom], d.s.e);
   if (!d.s.trouve) return;
-  d.etat.Saisie().Affiche("NOMDOM", dom[kNomDom]);
-  d.etat.Saisie().Affiche("FDD", dom[kFdd]);
-  d.s.nom = text::TrimRight(dom[kNomDom]);
-  d.s.fdd = text::TrimRight(dom[kFdd]);
+  const ChampTrouve champs[] = {{"NOMDOM", kNomDom, &d.s.nom}, {"FDD", kFdd, &d.s.fdd}};
+  AfficheTrouve(dom, champs);
 }
 
 // Deletes the domain found (for a deletion, and before a modified domain is written again).

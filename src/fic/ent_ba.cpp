@@ -56,13 +56,11 @@ void Cherche(EcranBa& d) {
   ba.Affecte(kNomT, d.s.nomt);
   d.s.trouve = d.cycle.Cherche(d.ba, ba[kNomT], d.s.e);
   if (!d.s.trouve) return;
-  const size_t champs[] = {kNomD, kNatT, kLongCle, kLCle};
-  const char* cles[] = {"NOMD", "NATT", "LONGCLE", "LCLE"};
-  std::string* valeurs[] = {&d.s.nomd, &d.s.natt, &d.s.longcle, &d.s.lcle};
-  for (size_t i = 0; i < 4; ++i) {
-    d.etat.Saisie().Affiche(cles[i], ba[champs[i]]);
-    *valeurs[i] = std::string(text::TrimRight(ba[champs[i]]));
-  }
+  const ChampTrouve champs[] = {{"NOMD", kNomD, &d.s.nomd},
+                                {"NATT", kNatT, &d.s.natt},
+                                {"LONGCLE", kLongCle, &d.s.longcle},
+                                {"LCLE", kLCle, &d.s.lcle}};
+  AfficheTrouve(ba, champs);
 }
 
 // NOMD must be a specified file; its fields become the module's field table.

@@ -59,13 +59,10 @@ void Cherche(EcranChain& d) {
   chain.Affecte(kChainL, d.s.chainl);
   d.s.trouve = d.cycle.Cherche(d.chain, chain[kChainL], d.s.e);
   if (!d.s.trouve) return;
-  const size_t champs[] = {kChainL, kChainE, kPnea, kPnes, kPpe, kPde};
-  const char* cles[] = {"CHAINL", "CHAINE", "PNEA", "PNES", "PPE", "PDE"};
-  std::string* valeurs[] = {&d.s.chainl, &d.s.chaine, &d.s.pnea, &d.s.pnes, &d.s.ppe, &d.s.pde};
-  for (size_t i = 0; i < 6; ++i) {
-    d.etat.Saisie().Affiche(cles[i], chain[champs[i]]);
-    *valeurs[i] = std::string(text::TrimRight(chain[champs[i]]));
-  }
+  const ChampTrouve champs[] = {{"CHAINL", kChainL, &d.s.chainl}, {"CHAINE", kChainE, &d.s.chaine},
+                                {"PNEA", kPnea, &d.s.pnea},       {"PNES", kPnes, &d.s.pnes},
+                                {"PPE", kPpe, &d.s.ppe},          {"PDE", kPde, &d.s.pde}};
+  AfficheTrouve(chain, champs);
 }
 
 // A position accepted when it lies in the record (and not before its pair's first).

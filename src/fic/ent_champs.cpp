@@ -91,6 +91,8 @@ class EcranChamps {
   std::optional<Etape> ApresVariable();
   std::optional<Etape> ApresDomaine(int16_t& touche);
   bool DomaineConnu(const std::string& code);
+  std::optional<Etape> SaisitExemple(int16_t& touche);
+  std::optional<Etape> SaisitModification(int16_t& touche);
   void MontreFormat();
   std::string Date();
   Etape Suivante(Etape e) const;
@@ -341,31 +343,39 @@ std::optional<Etape> EcranChamps::Saisit(Etape e, int16_t& touche) {
     case Etape::kVariable:
       s.Sai("LF5", l_.variable, touche, 0, "[]", kB);
       return ApresVariable();
-    case Etape::kExemple: {
-      const std::string propose =
-          ExempleDefaut(type, l_.nom, ValeurNumerique(l_.total), ValeurNumerique(l_.decimales),
-                        l_.format.format, Date());
-      s.MessChamp("LF6", kN, "Ex Implicite : " + propose, 0);
-      if (l_.exemple.empty()) l_.exemple = propose;
-      s.Sai("LF6", l_.exemple, touche, 0, "[]", kB);
-      l_.exemple = text::TrimRight(l_.exemple);
-      if (auto refus = RefusExemple(l_.exemple)) {
-        s.MessChamp("LF6", kB, *refus, 0);
-        return {};
-      }
-      return Suivante(e);
-    }
+    case Etape::kExemple:
+      return SaisitExemple(touche);
     case Etape::kDomaine:
       return ApresDomaine(touche);
-    default: {
-      if (l_.modification.empty()) l_.modification = ModificationDefaut(type);
-      s.Sai(
-          "LF7", l_.modification, touche, 0,
-          "[" + std::string(kListeModifications) + "," + std::string(kLibellesModifications) + "]",
-          kB);
-      return ModificationConnue(l_.modification) ? std::optional(Etape::kFin) : std::nullopt;
-    }
+    default:
+      return SaisitModification(touche);
   }
+}
+
+// The example, proposed from the type ("Ex Implicite : ").
+std::optional<Etape> EcranChamps::SaisitExemple(int16_t& touche) {
+  SrvSaisie& s = etat_.Saisie();
+  const std::string propose =
+      ExempleDefaut(l_.type[0], l_.nom, static_cast<int16_t>(ValeurNumerique(l_.total)),
+                    static_cast<int16_t>(ValeurNumerique(l_.decimales)), l_.format.format, Date());
+  s.MessChamp("LF6", kN, "Ex Implicite : " + propose, 0);
+  if (l_.exemple.empty()) l_.exemple = propose;
+  s.Sai("LF6", l_.exemple, touche, 0, "[]", kB);
+  l_.exemple = text::TrimRight(l_.exemple);
+  if (auto refus = RefusExemple(l_.exemple)) {
+    s.MessChamp("LF6", kB, *refus, 0);
+    return {};
+  }
+  return Suivante(Etape::kExemple);
+}
+
+// The modification type, proposed from the type, among U, R, A, S.
+std::optional<Etape> EcranChamps::SaisitModification(int16_t& touche) {
+  if (l_.modification.empty()) l_.modification = ModificationDefaut(l_.type[0]);
+  etat_.Saisie().Sai(
+      "LF7", l_.modification, touche, 0,
+      "[" + std::string(kListeModifications) + "," + std::string(kLibellesModifications) + "]", kB);
+  return ModificationConnue(l_.modification) ? std::optional(Etape::kFin) : std::nullopt;
 }
 
 std::string EcranChamps::Date() {
