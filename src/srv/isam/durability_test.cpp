@@ -392,6 +392,10 @@ TEST(DurabilityTest, TwoProcessesInterleavingOperationsLoseNothing) {
   ASSERT_EQ(pipe(go), 0);
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
+  // Each process keeps only its own ends: a process that dies closes them, and the other's
+  // read then ends instead of waiting for ever.
+  close(pid == 0 ? done[0] : done[1]);
+  close(pid == 0 ? go[1] : go[0]);
   char prefix = pid == 0 ? 'B' : 'A';
   int code = 0;
   try {
