@@ -150,6 +150,10 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
       {"version = 1\n[domaines.X]\nnom = \"x\"\nfichier = \"../X\"", "fichier de définition"},
       {"version = 1\n[domaines.X]\nfichier = \"X\"\ncouleur = 1", "clé inconnue « couleur »"},
       {"version = 2", "version 2 inconnue"},
+      {"version = 1\n# Réglé\n[domaines.Réglt]\nfichier = \"R\"",
+       "essai.toml:3 : caractère non ASCII hors d'un texte entre guillemets"},
+      {"version = 1\n[domaines.R]\nnom = \"\"\"deux\nlignes\"\"\"\nfichier = \"R\"",
+       "essai.toml:3 : texte sur plusieurs lignes refusé"},
       {"version = 1\n[fichiers.F\n", "essai.toml:2"},
   };
   for (const auto& [texte, message] : cas) {
@@ -183,8 +187,8 @@ definition = ["FR France"]
   EXPECT_REFUS(Importe("version = 1\n[domaines.A]\nfichier = \"T\"\ndefinition = [\"a\"]\n"
                        "[domaines.B]\nfichier = \"T\"\ndefinition = [\"b\"]"),
                "T.DOM est aussi celui d'un autre domaine");
-  // A code with spaces and signs is a quoted key.
-  Importe("version = 1\n[domaines.\"D Appartient à Exerc\"]\nfichier = \"EXERC\"");
+  // A code with spaces and signs is a quoted key; a byte order mark is allowed.
+  Importe("\xEF\xBB\xBFversion = 1\n[domaines.\"D Appartient à Exerc\"]\nfichier = \"EXERC\"");
   EXPECT_NE(ExporteDictionnaire().find("[domaines.\"D Appartient à Exerc\"]"), std::string::npos);
 }
 

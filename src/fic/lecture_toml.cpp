@@ -3,6 +3,8 @@
 // when there is none. Names of files and tables are taken in upper case, as they are stored.
 #include <toml++/toml.h>
 
+#include <cstdio>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -213,12 +215,97 @@ void LitRacine(const toml::table& racine, Lecteur& l, ModeleDictionnaire& m) {
   }
 }
 
+// The TOML reader meets characters outside the ASCII set with undefined behaviour (a fault of
+// the library: every such character past U+00A0 that it tests for white space reaches a point
+// it declares unreachable, also inside a text on some error paths). So it is only ever given
+// ASCII: a character outside it is written as its escape "\u00E9" inside a text between double
+// quotes, and as "?" in a comment (which is not read); anywhere else it is refused here, with
+// its line. Texts on several lines (three quotes) are refused too: a dictionary's values are
+// one line each.
+class Ascii {
+ public:
+  Ascii(std::string_view texte, std::string_view nom) : t_(texte), nom_(nom) {}
+
+  // The text for the reader into sortie; the fault when there is one.
+  std::optional<std::string> Convertit(std::string& sortie) {
+    size_t i = t_.starts_with("\xEF\xBB\xBF") ? 3 : 0;  // a byte order mark
+    while (i < t_.size()) {
+      const char c = t_[i];
+      if (static_cast<unsigned char>(c) >= 0x80) {
+        if (auto faute = NonAscii(i, sortie)) return faute;
+        continue;
+      }
+      if (auto faute = UnAscii(c, i, sortie)) return faute;
+      ++i;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::optional<std::string> Faute(const std::string& quoi) const {
+    return nom_ + ":" + std::to_string(ligne_) + " : " + quoi;
+  }
+  std::optional<std::string> UnAscii(char c, size_t i, std::string& sortie) {
+    sortie += c;
+    if (c == '\n') {
+      ++ligne_;
+      etat_ = kHors;
+    } else if (etat_ == kBasique) {
+      if (echappe_) {
+        echappe_ = false;
+      } else if (c == '\\') {
+        echappe_ = true;
+      } else if (c == '"') {
+        etat_ = kHors;
+      }
+    } else if (etat_ == kLitteral) {
+      if (c == '\'') etat_ = kHors;
+    } else if (etat_ == kHors) {
+      if ((c == '"' || c == '\'') && t_.substr(i, 3) == std::string(3, c)) {
+        return Faute("texte sur plusieurs lignes refusé : un texte tient sur une ligne");
+      }
+      etat_ = c == '#' ? kCommentaire : c == '"' ? kBasique : c == '\'' ? kLitteral : kHors;
+    }
+    return std::nullopt;
+  }
+  std::optional<std::string> NonAscii(size_t& i, std::string& sortie) {
+    char32_t cp = 0;
+    if (!text::DecodeUtf8(t_, &i, &cp)) return Faute("le texte n'est pas en UTF-8");
+    if (etat_ == kCommentaire) {
+      sortie += '?';
+    } else if (etat_ == kBasique && !echappe_) {
+      char echappement[16];
+      std::snprintf(echappement, sizeof echappement, cp > 0xFFFF ? "\\U%08X" : "\\u%04X",
+                    static_cast<unsigned>(cp));
+      sortie += echappement;
+    } else if (etat_ == kLitteral) {
+      return Faute(
+          "caractère non ASCII dans un texte entre apostrophes : écrivez-le entre guillemets");
+    } else {
+      return Faute(
+          "caractère non ASCII hors d'un texte entre guillemets (une clé qui en a s'écrit "
+          "entre guillemets : [domaines.\"Réglt\"])");
+    }
+    return std::nullopt;
+  }
+
+  std::string_view t_;
+  std::string nom_;
+  enum { kHors, kCommentaire, kBasique, kLitteral } etat_ = kHors;
+  bool echappe_ = false;
+  int32_t ligne_ = 1;
+};
+
 }  // namespace
 
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom) {
+  std::string ascii;
+  if (std::optional<std::string> faute = Ascii(texte, nom).Convertit(ascii)) {
+    RefuseTexte(nom, {*faute});
+  }
   toml::table racine;
   try {
-    racine = toml::parse(texte, std::string(nom));
+    racine = toml::parse(ascii, std::string(nom));
   } catch (const toml::parse_error& e) {
     RefuseTexte(nom, {std::string(nom) + ":" + std::to_string(e.source().begin.line) + " : " +
                       std::string(e.description())});
