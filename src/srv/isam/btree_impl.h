@@ -13,31 +13,18 @@
 #include <vector>
 
 #include "srv/isam/btree.h"
+#include "srv/isam/coding.h"
 #include "srv/isam/pager.h"
 
 namespace vesk::isam::btree {
 
-// ---- Little-endian fields ----
-inline uint16_t Load16(const char* p) {
-  const auto* u = reinterpret_cast<const unsigned char*>(p);
-  return static_cast<uint16_t>(u[0] | (u[1] << 8));
-}
-inline uint32_t Load32(const char* p) {
-  const auto* u = reinterpret_cast<const unsigned char*>(p);
-  return u[0] | (u[1] << 8) | (u[2] << 16) | (static_cast<uint32_t>(u[3]) << 24);
-}
-inline uint64_t Load64(const char* p) { return Load32(p) | (uint64_t{Load32(p + 4)} << 32); }
-inline void Store16(char* p, uint16_t v) {
-  p[0] = static_cast<char>(v);
-  p[1] = static_cast<char>(v >> 8);
-}
-inline void Store32(char* p, uint32_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<char>(v >> (8 * i));
-}
-inline void Store64(char* p, uint64_t v) {
-  Store32(p, static_cast<uint32_t>(v));
-  Store32(p + 4, static_cast<uint32_t>(v >> 32));
-}
+// ---- Little-endian fields (coding.h) ----
+using isam::Load16;
+using isam::Load32;
+using isam::Load64;
+using isam::Store16;
+using isam::Store32;
+using isam::Store64;
 
 // The 8 bytes of v, loaded from memory, as a number whose order is their memcmp order.
 inline uint64_t ToBigEndian(uint64_t v) {
@@ -213,6 +200,12 @@ struct BTree::Impl {
 
   // ---- btree_insert.cpp / btree_erase.cpp ----
   Status Insert(std::string_view key, uint32_t record);
+  // The steps of an insertion into a leaf (path_steps[0] describes it).
+  Status ShareFullLeaf(uint32_t leaf, uint32_t pos, std::string_view key, uint32_t record,
+                       bool* shared);
+  Status CheckSplitRoom();
+  Status PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::string_view key,
+                   uint32_t record);
   Status InsertInner(uint32_t level);
   Status SplitLeaf(char* leaf, uint32_t pos, const char* key, uint32_t record);
   Status Erase(std::string_view key, uint32_t record);

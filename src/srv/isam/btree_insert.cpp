@@ -103,51 +103,66 @@ Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
     return Status::Duplicate("B-arbre " + path + " : clé déjà présente");
   }
   path_steps[0] = Step{leaf, pos, count, 0};
-  // A full leaf first shares with a sibling that has room, unless the key goes after the last
-  // one of the tree: an append fills leaves one after the other.
-  if (count == leaf_cap && levels > 1 && !OnRightEdge(*this, 0)) {
-    uint32_t sibling = 0;
-    bool left = false;
-    VESK_RETURN_IF_ERROR(RoomBeside(*this, &sibling, &left));
-    if (sibling != 0) {
-      char* w = nullptr;
-      VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
-      VESK_RETURN_IF_ERROR(Redistribute(*this, w, pos, key.data(), record, sibling, left));
-      ++keys;
-      Changed();
-      return StoreHeader();
-    }
-  }
-  // Every node the insertion will need is checked before anything changes.
-  uint32_t need = 0;
-  if (count == leaf_cap) {
-    need = 1;
-    uint32_t level = 1;
-    for (; level < levels && path_steps[level].count == inner_cap; ++level) ++need;
-    if (level == levels) ++need;  // a new root
-    if (level == levels && levels == kMaxLevels) {
-      return Status::InvalidArgument("B-arbre " + path + " : nombre de niveaux maximal atteint");
-    }
-    if (free_count < need && allocated > UINT32_MAX - need) {
-      return Status::InvalidArgument("B-arbre " + path + " : nombre de noeuds maximal atteint");
-    }
-    VESK_RETURN_IF_ERROR(CheckAllocations(need));
-  }
-  char* w = nullptr;
-  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
-  if (count < leaf_cap) {
-    OpenGap(w, leaf_stride, pos, count);
-    char* e = Entry(w, leaf_stride, pos);
-    std::memcpy(e, key.data(), key_len);
-    Store32(e + key_len, record);
-    SetCount(w, count + 1);
-  } else {
-    VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
-    VESK_RETURN_IF_ERROR(InsertInner(1));
+  bool shared = false;
+  VESK_RETURN_IF_ERROR(ShareFullLeaf(leaf, pos, key, record, &shared));
+  if (!shared) {
+    if (count == leaf_cap) VESK_RETURN_IF_ERROR(CheckSplitRoom());
+    VESK_RETURN_IF_ERROR(PutInLeaf(leaf, pos, count, key, record));
   }
   ++keys;
   Changed();
   return StoreHeader();
+}
+
+// A full leaf first shares with a sibling that has room, unless the key goes after the last
+// one of the tree: an append fills leaves one after the other.
+Status BTree::Impl::ShareFullLeaf(uint32_t leaf, uint32_t pos, std::string_view key,
+                                  uint32_t record, bool* shared) {
+  *shared = false;
+  if (path_steps[0].count != leaf_cap || levels <= 1 || OnRightEdge(*this, 0)) {
+    return Status::Ok();
+  }
+  uint32_t sibling = 0;
+  bool left = false;
+  VESK_RETURN_IF_ERROR(RoomBeside(*this, &sibling, &left));
+  if (sibling == 0) return Status::Ok();
+  char* w = nullptr;
+  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
+  VESK_RETURN_IF_ERROR(Redistribute(*this, w, pos, key.data(), record, sibling, left));
+  *shared = true;
+  return Status::Ok();
+}
+
+// Every node a split of the full leaf will need is checked before anything changes.
+Status BTree::Impl::CheckSplitRoom() {
+  uint32_t need = 1;
+  uint32_t level = 1;
+  for (; level < levels && path_steps[level].count == inner_cap; ++level) ++need;
+  if (level == levels) ++need;  // a new root
+  if (level == levels && levels == kMaxLevels) {
+    return Status::InvalidArgument("B-arbre " + path + " : nombre de niveaux maximal atteint");
+  }
+  if (free_count < need && allocated > UINT32_MAX - need) {
+    return Status::InvalidArgument("B-arbre " + path + " : nombre de noeuds maximal atteint");
+  }
+  return CheckAllocations(need);
+}
+
+// The entry put into its leaf, which splits when full.
+Status BTree::Impl::PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::string_view key,
+                              uint32_t record) {
+  char* w = nullptr;
+  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
+  if (count == leaf_cap) {
+    VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
+    return InsertInner(1);
+  }
+  OpenGap(w, leaf_stride, pos, count);
+  char* e = Entry(w, leaf_stride, pos);
+  std::memcpy(e, key.data(), key_len);
+  Store32(e + key_len, record);
+  SetCount(w, count + 1);
+  return Status::Ok();
 }
 
 // Splits the full leaf w while inserting (key, record) at pos; carry receives the separator

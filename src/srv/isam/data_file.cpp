@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "srv/isam/coding.h"
+
 namespace vesk::isam {
 
 namespace {
@@ -10,16 +12,6 @@ namespace {
 constexpr size_t kLabelOffset = 36;
 constexpr size_t kChecksumOffset = 124;
 constexpr uint32_t kBlockSize = 4096;
-
-void PutLe(char* p, uint64_t v, int bytes) {
-  for (int i = 0; i < bytes; ++i) p[i] = static_cast<char>((v >> (8 * i)) & 0xFF);
-}
-
-uint64_t GetLe(const char* p, int bytes) {
-  uint64_t v = 0;
-  for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(p[i]);
-  return v;
-}
 
 // FNV-1a, 32 bits.
 uint32_t Checksum(const char* p, size_t n) {

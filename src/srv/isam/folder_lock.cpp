@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "srv/isam/coding.h"
+
 namespace vesk::isam {
 
 namespace {
@@ -51,8 +53,7 @@ Status FolderLock::Read(State* state) {
   VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
   *state = State{};
   if (got < kStateSize || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
-  for (int i = 7; i >= 0; --i)
-    state->counter = (state->counter << 8) | static_cast<unsigned char>(b[8 + i]);
+  state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0;
   return Status::Ok();
 }
@@ -60,7 +61,7 @@ Status FolderLock::Read(State* state) {
 Status FolderLock::Write(const State& state) {
   char b[kStateSize] = {};
   std::memcpy(b, kMagic, 8);
-  for (int i = 0; i < 8; ++i) b[8 + i] = static_cast<char>((state.counter >> (8 * i)) & 0xFF);
+  PutLe(b + 8, state.counter, 8);
   b[16] = state.writing ? 1 : 0;
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }

@@ -6,6 +6,8 @@
 #include <random>
 #include <unordered_set>
 
+#include "srv/isam/coding.h"
+
 namespace vesk::isam {
 
 namespace {
@@ -17,16 +19,6 @@ constexpr size_t kHeaderHashAt = 56;
 constexpr char kFileRecord = 'F', kBlockRecord = 'B', kNewBlockRecord = 'N', kNewSizeRecord = 'E';
 // Records gathered before they are written to the journal file, at most.
 constexpr size_t kPendingBytes = size_t{1} << 20;
-
-void Put(std::string& out, uint64_t v, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-}
-
-uint64_t Get(const char* p, int bytes) {
-  uint64_t v = 0;
-  for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(p[i]);
-  return v;
-}
 
 uint64_t Rotl(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
 
@@ -53,10 +45,10 @@ void AppendRecord(std::string& out, char type, std::string_view head, std::span<
   size_t start = out.size();
   out.push_back(type);
   out.append(3, '\0');
-  Put(out, head.size() + tail.size(), 4);
+  AppendLe(out, head.size() + tail.size(), 4);
   out += head;
   out.append(tail.data(), tail.size());
-  Put(out, Hash64(std::span<const char>(out.data() + start, out.size() - start), nonce), 8);
+  AppendLe(out, Hash64(std::span<const char>(out.data() + start, out.size() - start), nonce), 8);
 }
 
 // What a journal file says, once read.
@@ -88,18 +80,18 @@ bool SafeRelative(std::string_view p) {
 
 bool ParseFile(std::string_view payload, Parsed* out) {
   if (payload.size() < 16) return false;
-  uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
-  FileRec f{std::string(payload.substr(16)), Get(payload.data() + 4, 8), 0, false};
-  if (Get(payload.data() + 12, 4) != f.path.size() || !SafeRelative(f.path)) return false;
+  uint32_t id = static_cast<uint32_t>(GetLe(payload.data(), 4));
+  FileRec f{std::string(payload.substr(16)), GetLe(payload.data() + 4, 8), 0, false};
+  if (GetLe(payload.data() + 12, 4) != f.path.size() || !SafeRelative(f.path)) return false;
   return out->files.emplace(id, std::move(f)).second;
 }
 
 bool ParseBlock(std::string_view payload, Parsed* out) {
   if (payload.size() < 16) return false;
   BlockRec b;
-  b.file = static_cast<uint32_t>(Get(payload.data(), 4));
-  b.block_size = static_cast<uint32_t>(Get(payload.data() + 4, 4));
-  b.block_no = Get(payload.data() + 8, 8);
+  b.file = static_cast<uint32_t>(GetLe(payload.data(), 4));
+  b.block_size = static_cast<uint32_t>(GetLe(payload.data() + 4, 4));
+  b.block_no = GetLe(payload.data() + 8, 8);
   b.original = payload.substr(16);
   if (b.block_no > (uint64_t{1} << 40) || b.block_size == 0) return false;
   auto f = out->files.find(b.file);
@@ -116,20 +108,20 @@ bool ParseBlock(std::string_view payload, Parsed* out) {
 
 // The commit's records: the new bytes' checksum of a block (N), a file's new size (E).
 bool ParseNew(char type, std::string_view payload, Parsed* out) {
-  uint32_t id = payload.size() >= 4 ? static_cast<uint32_t>(Get(payload.data(), 4)) : 0;
+  uint32_t id = payload.size() >= 4 ? static_cast<uint32_t>(GetLe(payload.data(), 4)) : 0;
   if (type == kNewSizeRecord && payload.size() == 12) {
     auto f = out->files.find(id);
     if (f == out->files.end()) return false;
-    f->second.new_size = Get(payload.data() + 4, 8);
+    f->second.new_size = GetLe(payload.data() + 4, 8);
     f->second.has_new = true;
     return true;
   }
   if (type != kNewBlockRecord || payload.size() != 24) return false;
-  auto it = out->block_at.find({id, Get(payload.data() + 4, 8)});
+  auto it = out->block_at.find({id, GetLe(payload.data() + 4, 8)});
   if (it == out->block_at.end()) return false;
   BlockRec& b = out->blocks[it->second];
-  b.new_length = static_cast<uint32_t>(Get(payload.data() + 12, 4));
-  b.new_hash = Get(payload.data() + 16, 8);
+  b.new_length = static_cast<uint32_t>(GetLe(payload.data() + 12, 4));
+  b.new_hash = GetLe(payload.data() + 16, 8);
   b.has_new = b.new_length <= b.block_size;
   return b.has_new;
 }
@@ -139,9 +131,9 @@ bool ParseRecordV1(char type, std::string_view payload, Parsed* out) {
   if (type == kFileRecord && payload.size() >= 24) {
     std::string v2(payload.substr(0, 12));
     v2 += payload.substr(20);
-    uint32_t id = static_cast<uint32_t>(Get(payload.data(), 4));
+    uint32_t id = static_cast<uint32_t>(GetLe(payload.data(), 4));
     if (!ParseFile(v2, out)) return false;
-    out->files[id].new_size = Get(payload.data() + 12, 8);
+    out->files[id].new_size = GetLe(payload.data() + 12, 8);
     out->files[id].has_new = true;
     return true;
   }
@@ -151,8 +143,8 @@ bool ParseRecordV1(char type, std::string_view payload, Parsed* out) {
   if (!ParseBlock(v2, out)) return false;
   BlockRec& b = out->blocks.back();
   b.original = payload.substr(32);  // v2 was a copy
-  b.new_length = static_cast<uint32_t>(Get(payload.data() + 16, 4));
-  b.new_hash = Get(payload.data() + 24, 8);
+  b.new_length = static_cast<uint32_t>(GetLe(payload.data() + 16, 4));
+  b.new_hash = GetLe(payload.data() + 24, 8);
   b.has_new = b.new_length <= b.block_size;
   return b.has_new;
 }
@@ -167,18 +159,18 @@ bool ParseRecord(char type, std::string_view payload, Parsed* out) {
 Parsed Parse(std::string_view j) {
   Parsed out;
   if (j.size() < kHeaderSize || std::memcmp(j.data(), kMagic, 8) != 0) return out;
-  if (Get(j.data() + kHeaderHashAt, 8) != Hash64(j.substr(0, kHeaderHashAt), 0)) return out;
-  uint64_t version = Get(j.data() + 8, 4);
-  if ((version != 1 && version != kVersion) || Get(j.data() + 12, 4) != kHeaderSize) return out;
-  uint64_t nonce = Get(j.data() + 16, 8);
-  uint64_t count = Get(j.data() + 24, 4);
+  if (GetLe(j.data() + kHeaderHashAt, 8) != Hash64(j.substr(0, kHeaderHashAt), 0)) return out;
+  uint64_t version = GetLe(j.data() + 8, 4);
+  if ((version != 1 && version != kVersion) || GetLe(j.data() + 12, 4) != kHeaderSize) return out;
+  uint64_t nonce = GetLe(j.data() + 16, 8);
+  uint64_t count = GetLe(j.data() + 24, 4);
   size_t at = kHeaderSize;
   for (uint64_t i = 0; i < count; ++i) {
     if (j.size() - at < 16) return out;
-    uint64_t len = Get(j.data() + at + 4, 4);
+    uint64_t len = GetLe(j.data() + at + 4, 4);
     if (len > j.size() - at - 16) return out;
     std::string_view rec = j.substr(at, 8 + len);
-    if (Get(j.data() + at + 8 + len, 8) != Hash64(rec, nonce)) return out;
+    if (GetLe(j.data() + at + 8 + len, 8) != Hash64(rec, nonce)) return out;
     bool ok = version == 1 ? ParseRecordV1(rec[0], rec.substr(8), &out)
                            : ParseRecord(rec[0], rec.substr(8), &out);
     if (!ok) return out;
@@ -289,9 +281,9 @@ Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
     e->txn_size = e->w.pager->DiskSize();
     txn_entries_.push_back(e);
     std::string head, rel = Relative(e->w.pager->Path());
-    Put(head, e->id, 4);
-    Put(head, e->txn_size, 8);
-    Put(head, rel.size(), 4);
+    AppendLe(head, e->id, 4);
+    AppendLe(head, e->txn_size, 8);
+    AppendLe(head, rel.size(), 4);
     head += rel;
     AddRecord(kFileRecord, head);
   }
@@ -321,14 +313,16 @@ void Journal::BeginOperation() {
 }
 
 Status Journal::EndOperation() {
-  for (Entry* e : op_entries_) {
-    e->w.pager->StartChangeEpoch();
-    e->in_op = false;
-  }
+  for (Entry* e : op_entries_) e->w.pager->StartChangeEpoch();
+  ForgetOperation();
+  return Status::Ok();
+}
+
+void Journal::ForgetOperation() {
+  for (Entry* e : op_entries_) e->in_op = false;
   op_entries_.clear();
   op_.clear();
   op_bytes_.clear();
-  return Status::Ok();
 }
 
 Status Journal::RollbackOperation() {
@@ -345,10 +339,7 @@ Status Journal::RollbackOperation() {
     e->w.pager->DiscardChanges();
     if (e->w.reload) keep(e->w.reload());
   }
-  for (Entry* e : op_entries_) e->in_op = false;
-  op_entries_.clear();
-  op_.clear();
-  op_bytes_.clear();
+  ForgetOperation();
   Forget();
   return first;
 }
@@ -371,11 +362,8 @@ Status Journal::RollbackBatchOperation() {
     keep(e->w.pager->PrepareFlush(false));
     if (!e->w.undo && e->w.reload) keep(e->w.reload());
     e->w.pager->StartChangeEpoch();
-    e->in_op = false;
   }
-  op_entries_.clear();
-  op_.clear();
-  op_bytes_.clear();
+  ForgetOperation();
   return first;
 }
 
@@ -413,28 +401,28 @@ Status Journal::WriteJournal(bool sync) {
     std::unordered_set<uint64_t> unseen = e->txn_blocks;
     auto add = [&](uint64_t no, std::span<const char> bytes) {
       std::string head;
-      Put(head, e->id, 4);
-      Put(head, no, 8);
-      Put(head, bytes.size(), 4);
-      Put(head, Hash64(bytes, 0), 8);
+      AppendLe(head, e->id, 4);
+      AppendLe(head, no, 8);
+      AppendLe(head, bytes.size(), 4);
+      AppendLe(head, Hash64(bytes, 0), 8);
       AddRecord(kNewBlockRecord, head);
       unseen.erase(no);
     };
     e->w.pager->ForEachDirty(add);
     for (uint64_t no : unseen) add(no, {});  // cut off since: nothing there after the commit
     std::string head;
-    Put(head, e->id, 4);
-    Put(head, e->w.pager->Size(), 8);
+    AppendLe(head, e->id, 4);
+    AppendLe(head, e->w.pager->Size(), 8);
     AddRecord(kNewSizeRecord, head);
   }
   VESK_RETURN_IF_ERROR(WritePending());
   std::string h(kMagic, 8);
-  Put(h, kVersion, 4);
-  Put(h, kHeaderSize, 4);
-  Put(h, nonce_, 8);
-  Put(h, records_, 4);
+  AppendLe(h, kVersion, 4);
+  AppendLe(h, kHeaderSize, 4);
+  AppendLe(h, nonce_, 8);
+  AppendLe(h, records_, 4);
   h.resize(kHeaderHashAt, '\0');
-  Put(h, Hash64(h, 0), 8);
+  AppendLe(h, Hash64(h, 0), 8);
   platform::IoStatus io = file_->WriteAt(0, h);
   if (io.ok() && sync) {
     io = file_->Sync();
@@ -445,7 +433,7 @@ Status Journal::WriteJournal(bool sync) {
 }
 
 Status Journal::Invalidate() {
-  // No sync: a journal left complete after this point holds the new bytes' checksums (I4).
+  // No sync: a journal left complete after this point holds the new bytes' checksums (I5).
   platform::IoStatus io = file_->Truncate(0);
   if (!io.ok()) file_.reset();
   return Io(io);

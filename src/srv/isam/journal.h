@@ -10,38 +10,46 @@
 //       full; with synchronisation off, written: enough against a killed process).
 //   I2. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
 //       caches until Commit. So before Commit the files hold the state of the last commit.
-//   I3. A journal is "complete" when its header and each of the header's `records` records carry
+//       One exception: Pager::Truncate cuts the file at once. The journal has captured every
+//       block the cut changes before it (the pager calls its change hook first), so a rollback
+//       puts those blocks, and with them the file's length, back.
+//   I3. The originals are appended to the journal file as they are captured (not synced, and
+//       not counted: the header that counts the records is written only at commit).
+//   I4. A journal is "complete" when its header and each of the header's `records` records carry
 //       valid checksums (seeded with the header's random nonce). Only a complete journal was ever
 //       synced by its transaction, hence only a complete journal can precede file writes.
-//   I2b. The originals are appended to the journal file as they are captured (not synced, and
-//       not counted: the header that counts the records is written only at commit).
-//   I4. At commit an N record gives each block's new bytes' checksum, an E record each file's
+//   I5. At commit an N record gives each block's new bytes' checksum, an E record each file's
 //       new size (a block or file without them never counts as holding them): a complete journal
 //       whose every block (and every file size) already holds the new bytes belongs to a
 //       transaction that reached the files entirely; it is dropped, not rolled back.
-//   I5. The journal is modified again (truncated, or rewritten by the next transaction) only
+//   I6. The journal is modified again (truncated, or rewritten by the next transaction) only
 //       after every file of the transaction is synced.
 //
 // States and transitions
 //
-//     IDLE ──Capture (first change of a block)──▶ OPEN ──EndOperation──▶ OPEN (between the
-//      ▲                                           │  ╲                       operations of a
-//      batch) │                                           │   ╲─RollbackOperation──▶ OPEN / IDLE │
-//      Commit: WriteJournal (records + header, sync) │                                           ▼
-//      │                                        JOURNALED ──WriteFiles (flush, sync each)──▶
-//      WRITTEN │                                           │ failure │ └──────────── Invalidate
-//      (truncate) ◀───────┼─────────────────────────────────────────┘
-//                                                  ▼
-//                                               HOT (journal complete, files maybe half written)
-//                                                  │ Recover (next locker, or at once)
-//                                                  ▼
-//                                      RolledBack: originals written back, files synced,
-//                                      journal truncated and synced ──▶ IDLE
+// clang-format off
+//
+//   IDLE ── Capture (first change of a block) ──▶ OPEN ──┐ EndOperation: OPEN again
+//    ▲ ▲                                           │ ◀───┘ (between a batch's operations)
+//    │ └── RollbackOperation (whole transaction) ──┤
+//    │                                             │ Commit: WriteJournal (records, header, sync)
+//    │                                             ▼
+//    │                                         JOURNALED ── a failure ──▶ HOT
+//    │                                             │ WriteFiles (flush, sync each file)
+//    │                                             ▼
+//    ├──────────── Invalidate (truncate) ───── WRITTEN ── a failure ──▶ HOT
+//    │
+//    │   HOT: the journal complete on disk, the files maybe half written
+//    │     │ Recover (the next locker, or at once)
+//    │     ▼
+//    └── ROLLED BACK: originals written back, files synced, journal truncated and synced
+//
+// clang-format on
 //
 // Recovery of a journal found on disk (Recover): an absent, empty or incomplete journal is
-// ignored (I1 + I3: its transaction never wrote a file block, or it is a completed transaction's
-// journal partly overwritten by the next one, which wrote nothing yet — I5); a complete journal
-// whose new-bytes checksums all match is dropped (I4); any other complete journal is rolled back.
+// ignored (I1 + I4: its transaction never wrote a file block, or it is a completed transaction's
+// journal partly overwritten by the next one, which wrote nothing yet — I6); a complete journal
+// whose new-bytes checksums all match is dropped (I5); any other complete journal is rolled back.
 // Syncs per commit with synchronisation full: 1 (journal) + 1 per file changed.
 #ifndef VESK_SRV_ISAM_JOURNAL_H_
 #define VESK_SRV_ISAM_JOURNAL_H_
@@ -119,6 +127,9 @@ class Journal {
   struct OpSaved;
   Status Capture(Entry* e, uint64_t block_no, std::span<const char> original);
   Status RollbackBatchOperation();
+  // The one end of an operation's bookkeeping (ended, undone alone, or undone with its
+  // transaction): its files leave it and its saved originals go.
+  void ForgetOperation();
   Status PrepareFiles();
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
   Status WritePending();

@@ -27,6 +27,8 @@ struct Frame {
   size_t slot = 0;      // index in Impl::frames
 };
 
+bool IsDirty(const Frame& f) { return f.dirty; }
+
 // Where a cached block is. A hit touches only this and the block's bytes.
 struct Slot {
   char* data = nullptr;
@@ -128,6 +130,8 @@ struct Pager::Impl {
     if (seal_hook && !f->sealed) seal_hook(f->no, f->data);
     f->sealed = true;
   }
+  // The one walk over the frames: those for which keep holds, in block order when in_order.
+  std::vector<Frame*> Select(const std::function<bool(const Frame&)>& keep, bool in_order) const;
   void DestroyWhere(const std::function<bool(const Frame&)>& gone);
   Status WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t end);
   Status FailWrite(const platform::IoStatus& io);
@@ -318,12 +322,20 @@ Status Pager::Impl::BeforeChange(Frame* f) {
   return Status::Ok();
 }
 
-void Pager::Impl::DestroyWhere(const std::function<bool(const Frame&)>& gone) {
-  std::vector<Frame*> victims;
-  for (auto& f : frames) {
-    if (gone(*f)) victims.push_back(f.get());
+std::vector<Frame*> Pager::Impl::Select(const std::function<bool(const Frame&)>& keep,
+                                        bool in_order) const {
+  std::vector<Frame*> chosen;
+  for (const auto& f : frames) {
+    if (keep(*f)) chosen.push_back(f.get());
   }
-  for (Frame* f : victims) Destroy(f);
+  if (in_order) {
+    std::sort(chosen.begin(), chosen.end(), [](Frame* a, Frame* b) { return a->no < b->no; });
+  }
+  return chosen;
+}
+
+void Pager::Impl::DestroyWhere(const std::function<bool(const Frame&)>& gone) {
+  for (Frame* f : Select(gone, false)) Destroy(f);
 }
 
 Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, uint32_t block_size,
@@ -442,13 +454,9 @@ Status Pager::Flush() {
   Impl& m = *impl_;
   if (m.failed) return m.CheckWritable();
   if (m.flush_hook) VESK_RETURN_IF_ERROR(m.flush_hook());
-  std::vector<Frame*> dirty;
-  for (auto& f : m.frames) {
-    if (f->dirty) dirty.push_back(f.get());
-  }
+  std::vector<Frame*> dirty = m.Select(IsDirty, true);
   if (dirty.empty()) return Status::Ok();
   VESK_RETURN_IF_ERROR(m.CheckWritable());
-  std::sort(dirty.begin(), dirty.end(), [](Frame* a, Frame* b) { return a->no < b->no; });
   size_t max_blocks = std::max<size_t>(1, kMaxRunBytes >> m.shift);
   size_t begin = 0;
   for (size_t i = 1; i <= dirty.size(); ++i) {
@@ -484,21 +492,14 @@ Status Pager::PrepareFlush(bool seal) {
   Impl& m = *impl_;
   if (m.flush_hook) VESK_RETURN_IF_ERROR(m.flush_hook());
   if (!seal) return Status::Ok();
-  for (auto& f : m.frames) {
-    if (f->dirty) m.Seal(f.get());
-  }
+  for (Frame* f : m.Select(IsDirty, false)) m.Seal(f);
   return Status::Ok();
 }
 
 void Pager::ForEachDirty(
     const std::function<void(uint64_t block_no, std::span<const char>)>& visit) {
   Impl& m = *impl_;
-  std::vector<Frame*> dirty;
-  for (auto& f : m.frames) {
-    if (f->dirty) dirty.push_back(f.get());
-  }
-  std::sort(dirty.begin(), dirty.end(), [](Frame* a, Frame* b) { return a->no < b->no; });
-  for (Frame* f : dirty) {
+  for (Frame* f : m.Select(IsDirty, true)) {
     uint64_t first = f->no << m.shift;
     size_t n =
         first >= m.size ? 0 : static_cast<size_t>(std::min<uint64_t>(m.block_size, m.size - first));
@@ -555,11 +556,7 @@ Status Pager::Truncate(uint64_t size) {
       VESK_RETURN_IF_ERROR(m.BeforeChange(f));
     }
   }
-  std::vector<Frame*> cut;
-  for (auto& f : m.frames) {
-    if (f->no >= first_cut) cut.push_back(f.get());
-  }
-  for (Frame* f : cut) m.Destroy(f);
+  m.DestroyWhere([first_cut](const Frame& f) { return f.no >= first_cut; });
   size_t in_block = static_cast<size_t>(size & (m.block_size - 1));
   Slot* partial = m.Lookup(size >> m.shift);
   if (in_block != 0 && partial != nullptr) {
@@ -573,11 +570,7 @@ Status Pager::Truncate(uint64_t size) {
 
 void Pager::DropCache() {
   Impl& m = *impl_;
-  std::vector<Frame*> gone;
-  for (auto& f : m.frames) {
-    if (!f->dirty) gone.push_back(f.get());
-  }
-  for (Frame* f : gone) m.Destroy(f);
+  m.DestroyWhere([](const Frame& f) { return !f.dirty; });
   if (m.frames.empty()) {
     uint64_t size = 0;
     if (m.file->Size(&size).ok()) m.size = m.disk_size = size;

@@ -98,12 +98,13 @@ class Pager {
   // Rollback-journal hook. Before a block changes for the first time since the last
   // StartChangeEpoch (through Write, BlockForWrite or Truncate), the pager calls the hook with
   // the block number and the block's bytes as they are then (zeros past the end of the file); a
-  // failing hook refuses the change and the block stays untouched. How the journal plugs in:
-  // at the start of a transaction it records the file's size, installs the hook (once) and calls
-  // StartChangeEpoch; the hook appends the original bytes to the journal; at commit the journal
-  // is synced before Sync writes the blocks, then removed. Dirty blocks are never written
-  // before Flush/Sync, so nothing reaches the file ahead of its journal entry. Without a hook
-  // nothing is called.
+  // failing hook refuses the change and the block stays untouched. How the journal plugs in: it
+  // installs the hook once and starts an epoch per operation; the hook appends the original
+  // bytes to the journal file; at commit the journal's header is written and synced before
+  // Flush and Sync write the blocks, and the journal is truncated once they are synced. Dirty
+  // blocks are never written before Flush/Sync, so nothing reaches the file ahead of its
+  // journal entry, except a Truncate, which cuts the file at once after the hook has seen every
+  // block it changes. Without a hook nothing is called.
   using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
   // Starts a new epoch: every block will be reported again before its next change.

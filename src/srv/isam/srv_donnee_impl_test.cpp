@@ -213,10 +213,14 @@ TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
 
 TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
   donnee_->EcritTexte("tva.dom", {"N : Taux normal", "R : réduit"});
-  EXPECT_EQ(Size("TVA.DOM"), std::string("N : Taux normal\r\nR : r\xE9" "duit\r\n").size());
+  EXPECT_EQ(Size("TVA.DOM"), std::string("N : Taux normal\r\nR : r\xE9"
+                                         "duit\r\n")
+                                 .size());
   std::ifstream in(root_ / "TVA.DOM", std::ios::binary);
   std::string octets((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(octets, "N : Taux normal\r\nR : r\xE9" "duit\r\n");
+  EXPECT_EQ(octets,
+            "N : Taux normal\r\nR : r\xE9"
+            "duit\r\n");
   // A line Windows-1252 cannot hold is refused and the old text stays.
   EXPECT_ERREUR(donnee_->EcritTexte("TVA.DOM", {"Ω"}), "Windows-1252");
   EXPECT_EQ(Size("TVA.DOM"), octets.size());

@@ -24,8 +24,8 @@ class Status {
   static Status Corruption(std::string_view m) { return {Code::kCorruption, m}; }
   static Status IOError(std::string_view m) { return {Code::kIOError, m}; }
   static Status InvalidArgument(std::string_view m) { return {Code::kInvalidArgument, m}; }
-  // The Status of a platform call: kLocked stays Locked, every other failure is an IOError
-  // carrying the platform's message.
+  // The Status of a platform call: kLocked stays Locked, kNotFound NotFound, every other failure
+  // is an IOError; each carries the platform's message.
   static Status FromIo(const platform::IoStatus& io) {
     if (io.ok()) return {};
     if (io.code == platform::Code::kLocked) return Locked(io.message);

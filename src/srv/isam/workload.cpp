@@ -83,62 +83,82 @@ void Workload::Step() {
     std::vector<std::string> keys = Keys();
     int action = keys.size() < 4 ? 0 : static_cast<int>(rng_() % 10);
     std::string key = keys.empty() ? "" : keys[rng_() % keys.size()];
-    std::string text = "ligne " + std::to_string(rng_() % 100000);
     if (action <= 2) {
-      std::string k = NewKey();
-      std::string town = std::to_string(100 + rng_() % 20);
-      town.insert(town.begin(), 'T');
-      std::string name = "client " + std::to_string(rng_() % 1000000);
-      queue_.push_back([this, k, town, name] {
-        owner_->cli = Fixed(k, 8) + town + Fixed(name, 18);
-        int32_t no = 0;
-        barbre_->Insere(tree_, k, cli_, no);
-        model_[k] = Customer{no, town, 0};
-      });
-      queue_.push_back([this, k, town] { barbre_->InsS(towns_, town, model_[k].no, cli_); });
+      QueueNewCustomer();
     } else if (action <= 5) {
-      queue_.push_back([this, key, text] {
-        Find(key);
-        owner_->lig = Fixed("", 6) + text;
-        int32_t no = 0;
-        chainage_->AjouteLigne(lig_, no);
-        ++model_[key].lines;
-      });
+      QueueAddLine(key);
     } else if (action == 6 && model_[key].lines > 0) {
-      int skip = static_cast<int>(rng_() % model_[key].lines);
-      queue_.push_back([this, key, skip] {
-        Find(key);
-        int32_t no = 0;
-        chainage_->PremLigne(lig_, no);
-        for (int i = 0; i < skip; ++i) chainage_->SuivLigne(lig_, no);
-        chainage_->SupprimeLigne(lig_, no);
-        --model_[key].lines;
-      });
+      QueueDeleteLine(key);
     } else if (action <= 7) {
-      std::string name = "renomme " + std::to_string(rng_() % 1000000);
-      queue_.push_back([this, key, name] {
-        const Customer& c = model_[key];
-        donnee_->EcrireFichier(cli_, c.no, Fixed(key, 8) + c.town + Fixed(name, 18));
-      });
+      QueueRename(key);
     } else {
-      queue_.push_back([this, key] {
-        Find(key);
-        chainage_->SupprimeLignes(lig_);
-        model_[key].lines = 0;
-      });
-      queue_.push_back([this, key] {
-        const Customer& c = model_[key];
-        barbre_->Supprime(towns_, c.town, c.no, cli_);
-      });
-      queue_.push_back([this, key] {
-        barbre_->Supprime(tree_, key, model_[key].no, cli_);
-        model_.erase(key);
-      });
+      QueueDeleteCustomer(key);
     }
   }
   queue_.front()();  // on an exception the step stays first in the queue
   queue_.pop_front();
   ++steps_;
+}
+
+void Workload::QueueNewCustomer() {
+  std::string k = NewKey();
+  std::string town = std::to_string(100 + rng_() % 20);
+  town.insert(town.begin(), 'T');
+  std::string name = "client " + std::to_string(rng_() % 1000000);
+  queue_.push_back([this, k, town, name] {
+    owner_->cli = Fixed(k, 8) + town + Fixed(name, 18);
+    int32_t no = 0;
+    barbre_->Insere(tree_, k, cli_, no);
+    model_[k] = Customer{no, town, 0};
+  });
+  queue_.push_back([this, k, town] { barbre_->InsS(towns_, town, model_[k].no, cli_); });
+}
+
+void Workload::QueueAddLine(const std::string& key) {
+  std::string text = "ligne " + std::to_string(rng_() % 100000);
+  queue_.push_back([this, key, text] {
+    Find(key);
+    owner_->lig = Fixed("", 6) + text;
+    int32_t no = 0;
+    chainage_->AjouteLigne(lig_, no);
+    ++model_[key].lines;
+  });
+}
+
+void Workload::QueueDeleteLine(const std::string& key) {
+  int skip = static_cast<int>(rng_() % model_[key].lines);
+  queue_.push_back([this, key, skip] {
+    Find(key);
+    int32_t no = 0;
+    chainage_->PremLigne(lig_, no);
+    for (int i = 0; i < skip; ++i) chainage_->SuivLigne(lig_, no);
+    chainage_->SupprimeLigne(lig_, no);
+    --model_[key].lines;
+  });
+}
+
+void Workload::QueueRename(const std::string& key) {
+  std::string name = "renomme " + std::to_string(rng_() % 1000000);
+  queue_.push_back([this, key, name] {
+    const Customer& c = model_[key];
+    donnee_->EcrireFichier(cli_, c.no, Fixed(key, 8) + c.town + Fixed(name, 18));
+  });
+}
+
+void Workload::QueueDeleteCustomer(const std::string& key) {
+  queue_.push_back([this, key] {
+    Find(key);
+    chainage_->SupprimeLignes(lig_);
+    model_[key].lines = 0;
+  });
+  queue_.push_back([this, key] {
+    const Customer& c = model_[key];
+    barbre_->Supprime(towns_, c.town, c.no, cli_);
+  });
+  queue_.push_back([this, key] {
+    barbre_->Supprime(tree_, key, model_[key].no, cli_);
+    model_.erase(key);
+  });
 }
 
 std::vector<std::string> Workload::Keys() const {

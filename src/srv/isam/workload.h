@@ -46,6 +46,12 @@ class Workload {
   DossierDonnees& dossier() { return *dossier_; }
 
  private:
+  // The operations of one step, queued: each a few service calls.
+  void QueueNewCustomer();
+  void QueueAddLine(const std::string& key);
+  void QueueDeleteLine(const std::string& key);
+  void QueueRename(const std::string& key);
+  void QueueDeleteCustomer(const std::string& key);
   struct Owner;
   struct Customer {
     int32_t no = 0;
