@@ -63,6 +63,9 @@ class File {
 IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out);
 IoStatus FileExists(const std::string& path, bool* exists);
 IoStatus IsDirectory(const std::string& path, bool* is_dir);
+// Whether path itself is a symbolic link (or, on Windows, a reparse point such as a junction);
+// false when it does not exist.
+IoStatus IsLink(const std::string& path, bool* link);
 IoStatus RemoveFile(const std::string& path);
 // Renames from to to, replacing to atomically when it exists.
 IoStatus RenameFile(const std::string& from, const std::string& to);

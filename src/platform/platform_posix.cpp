@@ -201,6 +201,17 @@ IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>*
   return IoStatus::Ok();
 }
 
+IoStatus IsLink(const std::string& path, bool* link) {
+  struct stat st;
+  *link = false;
+  if (::lstat(path.c_str(), &st) == 0) {
+    *link = S_ISLNK(st.st_mode);
+    return IoStatus::Ok();
+  }
+  if (errno == ENOENT || errno == ENOTDIR) return IoStatus::Ok();
+  return FromErrno(errno, "accès à", path);
+}
+
 IoStatus FileExists(const std::string& path, bool* exists) {
   struct stat st;
   if (::stat(path.c_str(), &st) == 0) {

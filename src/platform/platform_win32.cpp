@@ -336,6 +336,15 @@ IoStatus FileExists(const std::string& path, bool* exists) {
   return IoStatus::Ok();
 }
 
+IoStatus IsLink(const std::string& path, bool* link) {
+  DWORD attributes = 0;
+  bool missing = false;
+  IoStatus st = Attributes(path, &attributes, &missing);
+  if (!st.ok()) return st;
+  *link = !missing && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  return IoStatus::Ok();
+}
+
 IoStatus IsDirectory(const std::string& path, bool* is_dir) {
   DWORD attributes = 0;
   bool missing = false;

@@ -14,6 +14,9 @@ class PlatformEnv : public Env {
   platform::IoStatus FileExists(const std::string& path, bool* exists) override {
     return platform::FileExists(path, exists);
   }
+  platform::IoStatus IsLink(const std::string& path, bool* link) override {
+    return platform::IsLink(path, link);
+  }
   platform::IoStatus RemoveFile(const std::string& path) override {
     return platform::RemoveFile(path);
   }

@@ -20,6 +20,12 @@ class Env {
   virtual platform::IoStatus OpenFile(const std::string& path, platform::OpenMode mode,
                                       std::unique_ptr<platform::File>* out) = 0;
   virtual platform::IoStatus FileExists(const std::string& path, bool* exists) = 0;
+  // Whether path is a symbolic link (false when absent). In memory there are none.
+  virtual platform::IoStatus IsLink(const std::string& path, bool* link) {
+    (void)path;
+    *link = false;
+    return platform::IoStatus::Ok();
+  }
   virtual platform::IoStatus RemoveFile(const std::string& path) = 0;
   virtual platform::IoStatus RenameFile(const std::string& from, const std::string& to) = 0;
   virtual platform::IoStatus CreateDirectories(const std::string& path) = 0;

@@ -73,11 +73,6 @@ struct Parsed {
   std::map<std::pair<uint32_t, uint64_t>, size_t> block_at;  // index in blocks
 };
 
-bool SafeRelative(std::string_view p) {
-  if (p.empty() || p.front() == '/' || p.front() == '\\' || p.find("..") != p.npos) return false;
-  return p.find(':') == p.npos;
-}
-
 bool ParseFile(std::string_view payload, Parsed* out) {
   if (payload.size() < 16) return false;
   uint32_t id = static_cast<uint32_t>(GetLe(payload.data(), 4));
@@ -492,6 +487,32 @@ void Journal::Forget() {
   pending_.clear();
 }
 
+bool SafeRelative(std::string_view p) {
+  if (p.empty() || p.front() == '/' || p.front() == '\\' || p.find("..") != p.npos) return false;
+  return p.find(':') == p.npos;
+}
+
+namespace {
+
+// Refuses a recorded path one of whose parts, from the folder down, is a symbolic link: writing
+// through it could reach a file outside the data folder.
+Status SansLien(Env* env, const std::string& dossier, const std::string& relatif) {
+  for (size_t fin = 0; fin != std::string::npos;) {
+    fin = relatif.find_first_of("/\\", fin + 1);
+    const std::string partie = platform::JoinPath(dossier, relatif.substr(0, fin));
+    bool lien = false;
+    VESK_RETURN_IF_ERROR(Status::FromIo(env->IsLink(partie, &lien)));
+    if (lien) {
+      return Status::Corruption("reprise du journal : " + partie +
+                                " est un lien symbolique, qui peut mener hors du dossier de "
+                                "données ; rien n'est récrit");
+    }
+  }
+  return Status::Ok();
+}
+
+}  // namespace
+
 Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back) {
   *rolled_back = false;
   std::string path = platform::JoinPath(dossier, kJournalName);
@@ -512,6 +533,7 @@ Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back)
     std::map<uint32_t, std::unique_ptr<platform::File>> files;
     bool all_new = true;
     for (const auto& [id, rec] : p.files) {
+      VESK_RETURN_IF_ERROR(SansLien(env, dossier, rec.path));
       std::string fpath = platform::JoinPath(dossier, rec.path);
       platform::IoStatus io = env->OpenFile(fpath, platform::OpenMode::kReadWrite, &files[id]);
       if (!io.ok()) {

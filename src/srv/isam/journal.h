@@ -73,6 +73,11 @@ inline constexpr std::string_view kJournalName = "VESK.JNL";
 // A 64-bit checksum of bytes, seeded: fast (8 bytes a step), for the journal's records.
 uint64_t Hash64(std::span<const char> bytes, uint64_t seed);
 
+// Whether a path recorded in a journal stays inside the data folder: not empty, relative (no
+// leading separator, no drive letter or ":" anywhere), and without "..". Recovery also refuses
+// a path one of whose parts is a symbolic link, which could lead out of the folder.
+bool SafeRelative(std::string_view path);
+
 class Journal {
  public:
   // dossier: the folder whose files are journaled (paths are kept relative to it).

@@ -4,6 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
+
 namespace vesk::isam {
 namespace {
 
@@ -112,6 +119,68 @@ TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRef
   EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
+
+}  // namespace
+}  // namespace vesk::isam
+
+namespace vesk::isam {
+namespace {
+
+// A path recorded in a journal stays inside the data folder.
+TEST(JournalPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
+  for (const char* sur : {"X.DAT", "A/X.DAT", "A\\X.DAT", "ENT1/CLI1.DAB"}) {
+    EXPECT_TRUE(SafeRelative(sur)) << sur;
+  }
+  for (const char* faux : {"", "..", "../X.DAT", "A/../../X.DAT", "A\\..\\X.DAT", "/etc/passwd",
+                           "\\X.DAT", "C:\\X.DAT", "c:X.DAT", "C:/X.DAT", "\\\\serveur\\partage\\X",
+                           "//serveur/partage/X", "A/B:flux"}) {
+    EXPECT_FALSE(SafeRelative(faux)) << faux;
+  }
+}
+
+#ifndef _WIN32
+// A journal naming a file through a symbolic link that leads out of the folder is refused by
+// recovery, which writes nothing there: neither through a file link nor through a folder link.
+TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
+  namespace fs = std::filesystem;
+  const fs::path racine = fs::temp_directory_path() / ("vesk-lien-" + std::to_string(::getpid()));
+  fs::remove_all(racine);
+  fs::create_directories(racine / "d");
+  fs::create_directories(racine / "ailleurs");
+  Case c;
+  const std::string dehors = std::string(4096, 'x') + c.new_block;  // would be rolled back
+  std::ofstream(racine / "dehors.dat", std::ios::binary) << dehors;
+  std::ofstream(racine / "ailleurs" / "X.DAT", std::ios::binary) << dehors;
+  fs::create_symlink(racine / "dehors.dat", racine / "d" / "X.DAT");
+  fs::create_directory_symlink(racine / "ailleurs", racine / "d" / "A");
+  // Version 2 without its commit records: rolled back whatever the file holds.
+  const std::string d = (racine / "d").string();
+  for (const std::string& journal : {c.V2(false), std::string()}) {
+    std::string j = journal;
+    if (j.empty()) {  // the same journal naming A/X.DAT
+      std::string body, f, b;
+      Put(f, 0, 4), Put(f, 4096, 8), Put(f, 7, 4), f += "A/X.DAT";
+      Record(body, 'F', f);
+      Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8);
+      Record(body, 'B', b + c.old_block);
+      j = Journal(2, 2, body);
+    }
+    std::ofstream(racine / "d" / "VESK.JNL", std::ios::binary) << j;
+    bool rolled = false;
+    Status s = Journal::Recover(Env::Default(), d, &rolled);
+    EXPECT_FALSE(s.ok());
+    EXPECT_NE(s.message().find("lien symbolique"), std::string::npos) << s.message();
+    EXPECT_FALSE(rolled);
+  }
+  std::ifstream in(racine / "dehors.dat", std::ios::binary);
+  std::string lu((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(lu == dehors);
+  std::ifstream in2(racine / "ailleurs" / "X.DAT", std::ios::binary);
+  std::string lu2((std::istreambuf_iterator<char>(in2)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(lu2 == dehors);
+  fs::remove_all(racine);
+}
+#endif
 
 }  // namespace
 }  // namespace vesk::isam
