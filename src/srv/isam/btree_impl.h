@@ -207,6 +207,8 @@ struct BTree::Impl {
   Status PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::string_view key,
                    uint32_t record);
   Status InsertInner(uint32_t level);
+  Status GrowRoot(uint32_t level);
+  Status SplitInner(uint32_t level, char* w, uint32_t count);
   Status SplitLeaf(char* leaf, uint32_t pos, const char* key, uint32_t record);
   Status Erase(std::string_view key, uint32_t record);
   Status PlanRebalance(uint32_t leaf_count, uint32_t* top);

@@ -198,18 +198,9 @@ Status BTree::Impl::SplitLeaf(char* w, uint32_t pos, const char* key, uint32_t r
 Status BTree::Impl::InsertInner(uint32_t level) {
   const uint32_t stride = inner_stride;
   for (;; ++level) {
-    char* w = nullptr;
-    if (level == levels) {
-      uint32_t new_root = 0;
-      VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &new_root, &w));
-      SetChild(w, 0, root);
-      std::memcpy(Entry(w, stride, 0), carry.data(), stride);
-      SetCount(w, 1);
-      root = new_root;
-      ++levels;
-      return Status::Ok();
-    }
+    if (level == levels) return GrowRoot(level);
     const Step& step = path_steps[level];
+    char* w = nullptr;
     VESK_RETURN_IF_ERROR(WriteNode(step.node, &w));
     uint32_t count = Count(w);
     if (count < inner_cap) {
@@ -218,27 +209,48 @@ Status BTree::Impl::InsertInner(uint32_t level) {
       SetCount(w, count + 1);
       return Status::Ok();
     }
-    // Split: the entries with carry in place, the middle one goes up.
-    uint32_t total = count + 1;
-    char* s = scratch.data();
-    std::memcpy(s, Entry(w, stride, 0), size_t{step.index} * stride);
-    std::memcpy(s + size_t{step.index} * stride, carry.data(), stride);
-    std::memcpy(s + size_t{step.index + 1} * stride, Entry(w, stride, step.index),
-                size_t{count - step.index} * stride);
-    // Appending at the right edge keeps the left node nearly full and one entry on the right.
-    uint32_t mid = OnRightEdge(*this, level) ? total - 2 : total / 2;
-    uint32_t right_no = 0;
-    char* r = nullptr;
-    VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &right_no, &r));
-    std::memcpy(Entry(w, stride, 0), s, size_t{mid} * stride);
-    SetCount(w, mid);
-    const char* up = s + size_t{mid} * stride;
-    SetChild(r, 0, Load32(up + key_len + 4));
-    std::memcpy(Entry(r, stride, 0), up + stride, size_t{total - mid - 1} * stride);
-    SetCount(r, total - mid - 1);
-    std::memcpy(carry.data(), up, key_len + 4u);
-    Store32(carry.data() + key_len + 4, right_no);
+    VESK_RETURN_IF_ERROR(SplitInner(level, w, count));
   }
+}
+
+// A new root above the old one, holding the carried entry.
+Status BTree::Impl::GrowRoot(uint32_t level) {
+  char* w = nullptr;
+  uint32_t new_root = 0;
+  VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &new_root, &w));
+  SetChild(w, 0, root);
+  std::memcpy(Entry(w, inner_stride, 0), carry.data(), inner_stride);
+  SetCount(w, 1);
+  root = new_root;
+  ++levels;
+  return Status::Ok();
+}
+
+// A full inner node splits: its entries with the carried one in place, the middle one carried
+// up to the level above (with the new right node as its child).
+Status BTree::Impl::SplitInner(uint32_t level, char* w, uint32_t count) {
+  const uint32_t stride = inner_stride;
+  const Step& step = path_steps[level];
+  uint32_t total = count + 1;
+  char* s = scratch.data();
+  std::memcpy(s, Entry(w, stride, 0), size_t{step.index} * stride);
+  std::memcpy(s + size_t{step.index} * stride, carry.data(), stride);
+  std::memcpy(s + size_t{step.index + 1} * stride, Entry(w, stride, step.index),
+              size_t{count - step.index} * stride);
+  // Appending at the right edge keeps the left node nearly full and one entry on the right.
+  uint32_t mid = OnRightEdge(*this, level) ? total - 2 : total / 2;
+  uint32_t right_no = 0;
+  char* r = nullptr;
+  VESK_RETURN_IF_ERROR(AllocNode(kInner, level, &right_no, &r));
+  std::memcpy(Entry(w, stride, 0), s, size_t{mid} * stride);
+  SetCount(w, mid);
+  const char* up = s + size_t{mid} * stride;
+  SetChild(r, 0, Load32(up + key_len + 4));
+  std::memcpy(Entry(r, stride, 0), up + stride, size_t{total - mid - 1} * stride);
+  SetCount(r, total - mid - 1);
+  std::memcpy(carry.data(), up, key_len + 4u);
+  Store32(carry.data() + key_len + 4, right_no);
+  return Status::Ok();
 }
 
 }  // namespace vesk::isam

@@ -513,6 +513,36 @@ Status SansLien(Env* env, const std::string& dossier, const std::string& relatif
 
 }  // namespace
 
+namespace {
+
+// A complete journal: dropped when every file holds its new bytes, otherwise rolled back.
+Status RecoverComplete(Env* env, const std::string& dossier, const std::string& path,
+                       const Parsed& p, bool* rolled_back) {
+  std::map<uint32_t, std::unique_ptr<platform::File>> files;
+  bool all_new = true;
+  for (const auto& [id, rec] : p.files) {
+    VESK_RETURN_IF_ERROR(SansLien(env, dossier, rec.path));
+    std::string fpath = platform::JoinPath(dossier, rec.path);
+    platform::IoStatus io = env->OpenFile(fpath, platform::OpenMode::kReadWrite, &files[id]);
+    if (!io.ok()) {
+      return Status::IOError("reprise du journal " + path + " : " + fpath +
+                             " ne peut être ouvert (" + io.message + ")");
+    }
+    bool holds = false;
+    if (all_new) VESK_RETURN_IF_ERROR(HoldsNewBytes(files[id].get(), rec, p.blocks, id, &holds));
+    all_new = all_new && holds;
+  }
+  if (!all_new) {
+    for (const auto& [id, rec] : p.files) {
+      VESK_RETURN_IF_ERROR(RollBackFile(files[id].get(), rec, p.blocks, id));
+    }
+    *rolled_back = true;
+  }
+  return Status::Ok();
+}
+
+}  // namespace
+
 Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back) {
   *rolled_back = false;
   std::string path = platform::JoinPath(dossier, kJournalName);
@@ -529,28 +559,7 @@ Status Journal::Recover(Env* env, const std::string& dossier, bool* rolled_back)
   VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
   bytes.resize(got);
   Parsed p = Parse(bytes);
-  if (p.complete) {
-    std::map<uint32_t, std::unique_ptr<platform::File>> files;
-    bool all_new = true;
-    for (const auto& [id, rec] : p.files) {
-      VESK_RETURN_IF_ERROR(SansLien(env, dossier, rec.path));
-      std::string fpath = platform::JoinPath(dossier, rec.path);
-      platform::IoStatus io = env->OpenFile(fpath, platform::OpenMode::kReadWrite, &files[id]);
-      if (!io.ok()) {
-        return Status::IOError("reprise du journal " + path + " : " + fpath +
-                               " ne peut être ouvert (" + io.message + ")");
-      }
-      bool holds = false;
-      if (all_new) VESK_RETURN_IF_ERROR(HoldsNewBytes(files[id].get(), rec, p.blocks, id, &holds));
-      all_new = all_new && holds;
-    }
-    if (!all_new) {
-      for (const auto& [id, rec] : p.files) {
-        VESK_RETURN_IF_ERROR(RollBackFile(files[id].get(), rec, p.blocks, id));
-      }
-      *rolled_back = true;
-    }
-  }
+  if (p.complete) VESK_RETURN_IF_ERROR(RecoverComplete(env, dossier, path, p, rolled_back));
   // Complete and dealt with, or incomplete (never followed by a file write): dropped for good.
   VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
   return Io(j->Sync());

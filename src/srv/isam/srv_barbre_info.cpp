@@ -1,5 +1,6 @@
 // The two diagnostic queries of SrvBArbreImpl: DescBArbre and InfoBArbre.
 #include <cstdio>
+#include <functional>
 
 #include "srv/isam/names.h"
 #include "srv/isam/service_util.h"
@@ -112,6 +113,26 @@ void SrvBArbreImpl::DescBArbre(int16_t arbre, std::string& entete, std::string& 
   enregistrements_libres = ListeNombres(deleted, kOp);
 }
 
+namespace {
+
+// What the indexed data file holds, beside its tree: its records and, for a primary tree,
+// whether they agree with the keys.
+void InfosDonnees(isam::DataFile& data, const isam::BTreeHeader& h, size_t supprimes,
+                  const std::function<void(std::string_view, std::string_view)>& add) {
+  uint32_t live = data.LastRecord() - data.Deleted();
+  add("Enregistrements du Fichier de Données",
+      std::to_string(data.LastRecord()) + " utilisés|" + std::to_string(live) + " en service|" +
+          std::to_string(supprimes) + " supprimés|longueur " + std::to_string(data.RecordLength()));
+  add("Taille du Fichier de Données", Octets(data.FileBytes()));
+  if (h.nature == 'P') {
+    add("Clés et Enregistrements en Service",
+        std::to_string(h.keys) + " clés pour " + std::to_string(live) + " enregistrements" +
+            (h.keys == live ? " : en accord" : " : en désaccord, reconstruire le B-arbre"));
+  }
+}
+
+}  // namespace
+
 void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
   constexpr std::string_view kOp = "InfoBArbre";
   isam::Lecture lecture(*dossier_, kOp);
@@ -140,19 +161,7 @@ void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
   add("Noeuds par Niveau", ParNiveau(st.nodes_per_level));
   add("Noeuds Libres", std::to_string(st.free_nodes));
   add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
-  if (data != nullptr) {
-    uint32_t live = data->LastRecord() - data->Deleted();
-    add("Enregistrements du Fichier de Données",
-        std::to_string(data->LastRecord()) + " utilisés|" + std::to_string(live) + " en service|" +
-            std::to_string(deleted.size()) + " supprimés|longueur " +
-            std::to_string(data->RecordLength()));
-    add("Taille du Fichier de Données", Octets(data->FileBytes()));
-    if (h.nature == 'P') {
-      add("Clés et Enregistrements en Service",
-          std::to_string(h.keys) + " clés pour " + std::to_string(live) + " enregistrements" +
-              (h.keys == live ? " : en accord" : " : en désaccord, reconstruire le B-arbre"));
-    }
-  }
+  if (data != nullptr) InfosDonnees(*data, h, deleted.size(), add);
   std::string verdict;
   for (const std::string& p : problems) verdict += (verdict.empty() ? "" : "|") + p;
   add("Contrôle du B-Arbre", problems.empty() ? "correct" : verdict);

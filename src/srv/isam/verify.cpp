@@ -60,6 +60,10 @@ class Verifier {
   DataInfo* Data(const std::string& path);
   void ScanData(DataInfo& d);
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
+  Status OpenTree(const std::string& path, std::unique_ptr<BTree>* tree);
+  uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
+  void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+                     const std::string& what, std::vector<uint32_t>& owner);
   void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d);
 
   Env* env_;
@@ -123,9 +127,8 @@ void Verifier::ScanData(DataInfo& d) {
   r_->supprimes += deleted;
 }
 
-void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
-  std::string name = BaseName(path);
-  // The key length and nature come from the header, to open the tree as it was made.
+// Opens a tree with the key length and nature of its own header, as it was made.
+Status Verifier::OpenTree(const std::string& path, std::unique_ptr<BTree>* tree) {
   std::unique_ptr<platform::File> file;
   char head[btree::hdr::kSize] = {};
   size_t read = 0;
@@ -136,11 +139,15 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
       (read < btree::hdr::kSize || std::memcmp(head, btree::kMagic, sizeof btree::kMagic) != 0)) {
     s = Status::Corruption("ce n'est pas un fichier B-arbre Vesk (signature inconnue)");
   }
+  if (!s.ok()) return s;
+  return BTree::Open(env_, path, btree::Load16(head + btree::hdr::kKeyLenAt),
+                     head[btree::hdr::kNatureAt], "", false, tree);
+}
+
+void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
+  std::string name = BaseName(path);
   std::unique_ptr<BTree> tree;
-  if (s.ok()) {
-    s = BTree::Open(env_, path, btree::Load16(head + btree::hdr::kKeyLenAt),
-                    head[btree::hdr::kNatureAt], "", false, &tree);
-  }
+  Status s = OpenTree(path, &tree);
   if (!s.ok()) {
     Problem(name + " : " + s.message());
     return;
@@ -211,7 +218,7 @@ void Verifier::Folder(const std::string& dir, const std::string& root) {
 void Verifier::Chain(const ChainageVerif& c) {
   DataInfo* e = Exists(env_, c.entete) ? Data(c.entete) : nullptr;
   DataInfo* l = Exists(env_, c.ligne) ? Data(c.ligne) : nullptr;
-  std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
+  const std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
   if (e == nullptr || l == nullptr) {
     Problem(what + " : fichier absent ou illisible");
     return;
@@ -221,43 +228,50 @@ void Verifier::Chain(const ChainageVerif& c) {
     Problem(what + " : position de pointeur hors de l'enregistrement");
     return;
   }
-  auto ptr = [this, &what](DataInfo& d, uint32_t no, uint32_t at) {
-    char p[3] = {};
-    Status s = d.file->ReadPart(no, at, p);
-    if (!s.ok()) Problem(what + " : " + s.message());
-    return DecodePointer(p);
-  };
   std::vector<uint32_t> owner(l->deleted.size(), 0);
   for (uint32_t h = 1; h <= e->deleted.size(); ++h) {
-    if (e->deleted[h - 1]) continue;
-    std::string head = what + ", en-tête " + std::to_string(h);
-    uint32_t prev = 0;
-    for (uint32_t no = ptr(*e, h, c.premiere); no != 0; no = ptr(*l, no, c.suivante)) {
-      if (no > owner.size() || l->deleted[no - 1] || owner[no - 1] != 0) {
-        Problem(head + " : la ligne " + std::to_string(no) +
-                (no > owner.size() ? " est au-delà de la fin du fichier"
-                 : l->deleted[no - 1]
-                     ? " est supprimée"
-                     : " est déjà chaînée (sous l'en-tête " + std::to_string(owner[no - 1]) + ")"));
-        prev = ptr(*e, h, c.derniere);  // the walk stops; no second report for the end
-        break;
-      }
-      owner[no - 1] = h;
-      ++r_->lignes_chainees;
-      if (ptr(*l, no, c.precedente) != prev) {
-        Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
-                " ne désigne pas " + std::to_string(prev));
-      }
-      prev = no;
-    }
-    if (ptr(*e, h, c.derniere) != prev) {
-      Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
-    }
+    if (!e->deleted[h - 1]) ChainOfHeader(c, *e, *l, h, what, owner);
   }
   for (size_t i = 0; i < owner.size(); ++i) {
     if (!l->deleted[i] && owner[i] == 0) {
       Problem(what + " : la ligne " + std::to_string(i + 1) + " n'est chaînée sous aucun en-tête");
     }
+  }
+}
+
+uint32_t Verifier::Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what) {
+  char p[3] = {};
+  Status s = d.file->ReadPart(no, at, p);
+  if (!s.ok()) Problem(what + " : " + s.message());
+  return DecodePointer(p);
+}
+
+// The lines chained under header h: each live, chained once, its backward pointer on the line
+// before it, the header's last-line pointer on the last. owner receives each line's header.
+void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+                             const std::string& what, std::vector<uint32_t>& owner) {
+  const std::string head = what + ", en-tête " + std::to_string(h);
+  uint32_t prev = 0;
+  for (uint32_t no = Pointer(e, h, c.premiere, what); no != 0;
+       no = Pointer(l, no, c.suivante, what)) {
+    if (no > owner.size() || l.deleted[no - 1] || owner[no - 1] != 0) {
+      Problem(head + " : la ligne " + std::to_string(no) +
+              (no > owner.size() ? " est au-delà de la fin du fichier"
+               : l.deleted[no - 1]
+                   ? " est supprimée"
+                   : " est déjà chaînée (sous l'en-tête " + std::to_string(owner[no - 1]) + ")"));
+      return;  // the walk stops; no second report for the end
+    }
+    owner[no - 1] = h;
+    ++r_->lignes_chainees;
+    if (Pointer(l, no, c.precedente, what) != prev) {
+      Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
+              " ne désigne pas " + std::to_string(prev));
+    }
+    prev = no;
+  }
+  if (Pointer(e, h, c.derniere, what) != prev) {
+    Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
   }
 }
 

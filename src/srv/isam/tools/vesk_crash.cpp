@@ -121,6 +121,46 @@ bool Parse(int argc, char** argv, Options* o) {
 
 }  // namespace
 
+namespace {
+
+// One run: a child runs the workload on dir and is killed at a random instant; the folder must
+// then hold exactly the operations the child reported committed. False when it fails (said on
+// the output); -1 when a process could not be started.
+int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng) {
+  namespace fs = std::filesystem;
+  uint64_t seed = o.seed + static_cast<uint64_t>(run);
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  std::vector<uint64_t> ref = Reference(o, seed);
+  int fds[2];
+  if (pipe(fds) != 0) return -1;
+  pid_t pid = fork();
+  if (pid < 0) return -1;
+  if (pid == 0) {
+    close(fds[0]);
+    Child(o, dir, seed, fds[1]);
+  }
+  close(fds[1]);
+  bool ready = false;
+  int commits = Watch(fds[0], pid, rng, o.steps, &ready);
+  close(fds[0]);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
+    std::printf("run %d (graine %llu) : l'enfant a échoué (%d)\n", run,
+                static_cast<unsigned long long>(seed), WEXITSTATUS(status));
+    return 0;
+  }
+  if (!ready) return 1;  // killed before its files were created
+  std::string problem = Check(dir, seed, ref, commits);
+  if (problem.empty()) return 1;
+  std::printf("run %d (graine %llu, %d validées) : %s\n", run,
+              static_cast<unsigned long long>(seed), commits, problem.c_str());
+  return 0;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   Options o;
   if (!Parse(argc, argv, &o)) {
@@ -136,38 +176,9 @@ int main(int argc, char** argv) {
   std::mt19937_64 rng(o.seed * 7919 + 1);
   int failures = 0;
   for (int run = 0; run < o.runs; ++run) {
-    uint64_t seed = o.seed + static_cast<uint64_t>(run);
-    std::string dir = (root / ("run" + std::to_string(run % 4))).string();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    std::vector<uint64_t> ref = Reference(o, seed);
-    int fds[2];
-    if (pipe(fds) != 0) return 2;
-    pid_t pid = fork();
-    if (pid < 0) return 2;
-    if (pid == 0) {
-      close(fds[0]);
-      Child(o, dir, seed, fds[1]);
-    }
-    close(fds[1]);
-    bool ready = false;
-    int commits = Watch(fds[0], pid, rng, o.steps, &ready);
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
-      std::printf("run %d (graine %llu) : l'enfant a échoué (%d)\n", run,
-                  static_cast<unsigned long long>(seed), WEXITSTATUS(status));
-      ++failures;
-      continue;
-    }
-    if (!ready) continue;  // killed before its files were created
-    std::string problem = Check(dir, seed, ref, commits);
-    if (!problem.empty()) {
-      std::printf("run %d (graine %llu, %d validées) : %s\n", run,
-                  static_cast<unsigned long long>(seed), commits, problem.c_str());
-      ++failures;
-    }
+    int ok = Run(o, run, (root / ("run" + std::to_string(run % 4))).string(), rng);
+    if (ok < 0) return 2;
+    failures += ok == 0 ? 1 : 0;
   }
   if (o.dir.empty()) fs::remove_all(root);
   std::printf("runs %d failures %d\n", o.runs, failures);
