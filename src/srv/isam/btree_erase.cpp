@@ -17,13 +17,9 @@ void CloseGap(char* n, uint32_t stride, uint32_t pos, uint32_t count) {
 }  // namespace
 
 Status BTree::Impl::Erase(std::string_view key, uint32_t record) {
-  VESK_RETURN_IF_ERROR(CheckKey(key, record));
-  VESK_RETURN_IF_ERROR(CheckWritable());
-  uint32_t leaf = 0;
+  uint32_t leaf = 0, count = 0, pos = 0;
   const char* ln = nullptr;
-  VESK_RETURN_IF_ERROR(Descend(key.data(), record, &leaf, &ln));
-  uint32_t count = Count(ln);
-  uint32_t pos = Search(ln, leaf_stride, key.data(), record, /*strict=*/false);
+  VESK_RETURN_IF_ERROR(FindForChange(key, record, &leaf, &ln, &count, &pos));
   if (pos >= count || Compare(Entry(ln, leaf_stride, pos), key.data(), record) != 0 ||
       Record(Entry(ln, leaf_stride, pos)) != record) {
     return Status::NotFound("B-arbre " + path + " : la clé avec l'enregistrement " +

@@ -199,6 +199,10 @@ struct BTree::Impl {
   Status EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record);
 
   // ---- btree_insert.cpp / btree_erase.cpp ----
+  // Checks a change of (key, record) may be made, and finds the leaf where the pair is or
+  // would be: the node, its entry count and the pair's position (path_steps filled).
+  Status FindForChange(std::string_view key, uint32_t record, uint32_t* leaf, const char** ln,
+                       uint32_t* count, uint32_t* pos);
   Status Insert(std::string_view key, uint32_t record);
   // The steps of an insertion into a leaf (path_steps[0] describes it).
   Status ShareFullLeaf(uint32_t leaf, uint32_t pos, std::string_view key, uint32_t record,

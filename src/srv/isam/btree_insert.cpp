@@ -87,14 +87,20 @@ Status Redistribute(BTree::Impl& m, char* w, uint32_t pos, const char* key, uint
 
 }  // namespace
 
-Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
+Status BTree::Impl::FindForChange(std::string_view key, uint32_t record, uint32_t* leaf,
+                                  const char** ln, uint32_t* count, uint32_t* pos) {
   VESK_RETURN_IF_ERROR(CheckKey(key, record));
   VESK_RETURN_IF_ERROR(CheckWritable());
-  uint32_t leaf = 0;
+  VESK_RETURN_IF_ERROR(Descend(key.data(), record, leaf, ln));
+  *count = Count(*ln);
+  *pos = Search(*ln, leaf_stride, key.data(), record, /*strict=*/false);
+  return Status::Ok();
+}
+
+Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
+  uint32_t leaf = 0, count = 0, pos = 0;
   const char* ln = nullptr;
-  VESK_RETURN_IF_ERROR(Descend(key.data(), record, &leaf, &ln));
-  uint32_t count = Count(ln);
-  uint32_t pos = Search(ln, leaf_stride, key.data(), record, /*strict=*/false);
+  VESK_RETURN_IF_ERROR(FindForChange(key, record, &leaf, &ln, &count, &pos));
   if (pos < count && Compare(Entry(ln, leaf_stride, pos), key.data(), record) == 0) {
     if (by_record) {
       return Status::Duplicate("B-arbre " + path + " : la clé avec l'enregistrement " +
