@@ -216,8 +216,12 @@ TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
   EXPECT_EQ(Size("TVA.DOM"), std::string("N : Taux normal\r\nR : r\xE9"
                                          "duit\r\n")
                                  .size());
-  std::ifstream in(root_ / "TVA.DOM", std::ios::binary);
-  std::string octets((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::string octets;
+  {
+    // Closed before the next write: Windows does not rename over a file held open.
+    std::ifstream in(root_ / "TVA.DOM", std::ios::binary);
+    octets.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
   EXPECT_EQ(octets,
             "N : Taux normal\r\nR : r\xE9"
             "duit\r\n");
