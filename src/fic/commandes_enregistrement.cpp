@@ -9,6 +9,7 @@ namespace {
 
 const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kEntFic, EntFic);
+  EnregistreOutil(OutilFichier::kEdition, [](std::string_view nom) { EdtFic(nom, true); });
   return true;
 }();
 

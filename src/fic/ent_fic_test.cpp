@@ -172,10 +172,16 @@ TEST_F(EntFicTest, F1KeepsTheLastFieldsForANewFile) {
   EXPECT_EQ(Fichier("VIDE"), nullptr);
 }
 
-TEST_F(EntFicTest, F2ToF4ReachTheirToolsAndComeBackToTheName) {
+TEST_F(EntFicTest, F2ToF5ReachTheirToolsAndComeBackToTheName) {
   const std::string t = Lance(
       "NOMFIC = F\nDFE <F2>\nNOMT =\nNOMFIC = F\nDFE <F3>\nCHAINL =\n"
-      "NOMFIC = F\nDFE <F4>\n");
+      "NOMFIC = F\nDFE <F4>\nNOMFIC = F\nDFE <F5>\nchoose 2\nNOMFIC = F\nDFE <F5>\n"
+      "choose none\n");
+  // F5: the specification on screen (the PDF, named on the name's line, is the command's
+  // test); no choice, nothing.
+  EXPECT_TRUE(Contient(t, "TitreEdition «EDITION DES SPECIFICATIONS DU FICHIER»")) << t;
+  EXPECT_TRUE(Contient(t, "Visionne «EDITION SPECIFICATIONS FICHIER F.DAT»")) << t;
+  EXPECT_EQ(t.find("\nTitreEdition"), t.rfind("\nTitreEdition")) << t;
   EXPECT_TRUE(Contient(t, "Titre «SAISIE DES TABLES B-ARBRES »")) << t;
   EXPECT_TRUE(Contient(t, "Sai NOMT «F» -> «» <Enter>")) << t;
   EXPECT_TRUE(Contient(t, "Sai CHAINL «F» -> «» <Enter>")) << t;

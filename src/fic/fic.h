@@ -34,6 +34,12 @@ inline constexpr std::string_view kDescripteurChain =
 inline constexpr std::string_view kAideSuppressionChain = "Suppression: Confirmez par F6";
 inline constexpr std::string_view kFichierInconnu = "Fichier Inconnu ou Supprimé";
 
+// The field table of the specification listing: two lines per field.
+inline constexpr std::string_view kDescripteurSpecifications =
+    "[PS,1,[[NO,NO,N,3,0,D],[NRUB,RUBRIQUE/EXEMPLE,A,40,G],[@FORMAT,[FORMAT,TYPE/LONG,A,9,G],"
+    "[FORMINT,INTERNE,A,6,C]],[NOMVAR,VARIABLE,A,16,G],[TYPEMOD,M,A,1,G],"
+    "[CODOM,CODE DOMAINE,A,20,G],[@POSITION,[DEB,DEBUT,N,5,0,D],[FIN,FIN,N,5,0,D]]],[]]";
+
 // The file specification entry "ENTREE DE SPECIFICATIONS DE TYPE FICHIER", cycle after cycle
 // until Esc on the name. The field table and the current Fic record stay between calls.
 void EntFic();
@@ -45,6 +51,12 @@ void EntBa(int16_t& touche);
 // The chaining entry "SAISIE DES CHAINAGES DE FICHIERS ": which line file is chained to which
 // header file, through which pointer positions.
 void EntChain(int16_t& touche);
+
+// The specification listing of the file nom: its length, company dependence, B-tree tables,
+// chainings and fields. seul: a listing of its own, opened with its title and closed at the
+// end; otherwise its lines go on in the caller's listing. A file that does not exist is an
+// anomaly under "EdtFic" and prints nothing.
+void EdtFic(std::string_view nom, bool seul);
 
 // The field table of the thread (the file being specified), kept between calls.
 class TableChamps;
