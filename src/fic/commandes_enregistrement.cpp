@@ -9,6 +9,11 @@ namespace {
 
 const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kEntFic, EntFic);
+  EnregistreCommande(CommandeAsS::kEdtLFic, [] {
+    std::string liste = "[]";
+    EdtLFic(true, liste);
+  });
+  EnregistreCommande(CommandeAsS::kFicApp, FicApp);
   EnregistreOutil(OutilFichier::kEdition, [](std::string_view nom) { EdtFic(nom, true); });
   return true;
 }();

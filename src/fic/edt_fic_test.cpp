@@ -1,57 +1,18 @@
 // The specification listing of one file, read back from its text output: the demo's files
 // against reference texts, then the cases a dictionary can hold (no table, long keys, blank
 // domains, long variables, unknown types and files).
-#include <fstream>
-
-#include "dom/test_dom.h"
 #include "fic/essai_fic.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
-#include "srv/log/srv_anomalie_impl.h"
 
 namespace vesk::fic {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::string_view kDemo =
 #include "demo_texte.inc"
     ;
 
-class EdtFicTest : public DossierEssai {
- protected:
-  ServicesInterface Interface(std::shared_ptr<script::Session> s) override {
-    ServicesInterface i = DossierEssai::Interface(s);
-    termines_ = std::make_shared<std::vector<int16_t>>();
-    i.edition = [d = (dossier_ / "EDITIONS").string(), termines = termines_] {
-      return std::make_unique<dom::EditionNotee>(Editions(d), termines);
-    };
-    return i;
-  }
-  // The text of the one listing written by the last call.
-  std::string Listing() {
-    auto& edition = dynamic_cast<SrvEditionImpl&>(Etat().Edition());
-    EXPECT_EQ(edition.Ecrits().size(), 1u);
-    return edition.Ecrits().empty() ? "" : Contenu(edition.Ecrits()[0]);
-  }
-  std::vector<Rapport> Anomalies() {
-    return dynamic_cast<SrvAnomalieImpl&>(Etat().Anomalie()).Rapports();
-  }
-  void Golden(const std::string& texte, const std::string& nom) {
-    const char* source = std::getenv("VESK_SOURCE_DIR");
-    ASSERT_NE(source, nullptr);
-    const fs::path chemin = fs::path(source) / "src/fic/testdata" / nom;
-    if (std::getenv("VESK_REGOLDEN") != nullptr) std::ofstream(chemin, std::ios::binary) << texte;
-    EXPECT_EQ(texte, Contenu(chemin)) << "fichier de référence " << chemin;
-  }
-  // Lines of texte holding part.
-  static int Compte(const std::string& texte, const std::string& part) {
-    int n = 0;
-    for (size_t p = texte.find(part); p != std::string::npos; p = texte.find(part, p + 1)) ++n;
-    return n;
-  }
-  std::shared_ptr<std::vector<int16_t>> termines_;
-};
+using EdtFicTest = EditionEssai;
 
 TEST_F(EdtFicTest, TheDemoFilesAsTheyArePrinted) {
   auto ass = Ouvre();

@@ -6,10 +6,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "core/essai_composant.h"
+#include "dom/test_dom.h"
 #include "fic/dictionnaire_texte.h"
+#include "srv/log/srv_anomalie_impl.h"
 
 namespace vesk::fic {
 
@@ -18,6 +24,44 @@ class DossierEssai : public ComposantEssai {
  protected:
   // Replaces the open dictionary by the text.
   void Importe(const std::string& texte) { ImporteDictionnaire(texte, "essai.toml", false); }
+};
+
+// The fixture of the listing tests: listings written as text, the closing calls noted.
+class EditionEssai : public DossierEssai {
+ protected:
+  ServicesInterface Interface(std::shared_ptr<script::Session> s) override {
+    ServicesInterface i = DossierEssai::Interface(s);
+    termines_ = std::make_shared<std::vector<int16_t>>();
+    i.edition = [d = (dossier_ / "EDITIONS").string(), termines = termines_] {
+      return std::make_unique<dom::EditionNotee>(Editions(d), termines);
+    };
+    i.ecran = [s, n = annule_au_] { return std::make_unique<dom::EcranAnnulable>(s, n); };
+    return i;
+  }
+  // The text of the one listing written by the last call.
+  std::string Listing() {
+    auto& edition = dynamic_cast<SrvEditionImpl&>(Etat().Edition());
+    EXPECT_EQ(edition.Ecrits().size(), 1u);
+    return edition.Ecrits().empty() ? "" : Contenu(edition.Ecrits()[0]);
+  }
+  std::vector<Rapport> Anomalies() {
+    return dynamic_cast<SrvAnomalieImpl&>(Etat().Anomalie()).Rapports();
+  }
+  void Golden(const std::string& texte, const std::string& nom) {
+    const char* source = std::getenv("VESK_SOURCE_DIR");
+    ASSERT_NE(source, nullptr);
+    const std::filesystem::path chemin = std::filesystem::path(source) / "src/fic/testdata" / nom;
+    if (std::getenv("VESK_REGOLDEN") != nullptr) std::ofstream(chemin, std::ios::binary) << texte;
+    EXPECT_EQ(texte, Contenu(chemin)) << "fichier de référence " << chemin;
+  }
+  // Lines of texte holding part.
+  static int Compte(const std::string& texte, const std::string& part) {
+    int n = 0;
+    for (size_t p = texte.find(part); p != std::string::npos; p = texte.find(part, p + 1)) ++n;
+    return n;
+  }
+  std::shared_ptr<std::vector<int16_t>> termines_;
+  int annule_au_ = 0;  // the user cancels the listing at this poll of Annule (0: never)
 };
 
 // Expects statement to throw ErreurService whose text holds part.

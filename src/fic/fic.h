@@ -6,6 +6,7 @@
 #define VESK_FIC_FIC_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vesk::fic {
@@ -51,6 +52,23 @@ void EntBa(int16_t& touche);
 // The chaining entry "SAISIE DES CHAINAGES DE FICHIERS ": which line file is chained to which
 // header file, through which pointer positions.
 void EntChain(int16_t& touche);
+
+inline constexpr std::string_view kTitreLFic = "EDITION LISTE DES FICHIERS SPECIFIES";
+inline constexpr std::string_view kDescripteurLFic =
+    "[PS,30,[[NOMFIC,Fichier Donnée,A,6,G],[DFE,Entreprise,B,C],[@B-Arbres,[NAT,Nature,A,10,G],"
+    "[BA,Fichier,A,10,G]],[@Chainage,[NF,Nature,A,6,G],[@Dépendance,[CHN,Nature,A,10,G],"
+    "[CHF,Fichier,A,10,G]]]],[]]";
+
+// The listing of the specified files in name order, each with its dependence, its B-tree
+// tables and its chainings; liste receives the names printed ("[NOM1,NOM2]"). termine: the
+// listing service's closing call is made here; otherwise the listing stays open for the
+// caller, who closes it and takes down the screen's title. An empty dictionary opens nothing
+// and leaves liste as it was: false.
+bool EdtLFic(bool termine, std::string& liste);
+
+// The application's listing: the specified files, then each file's specification on a page of
+// its own, in one listing.
+void FicApp();
 
 // The specification listing of the file nom: its length, company dependence, B-tree tables,
 // chainings and fields. seul: a listing of its own, opened with its title and closed at the
