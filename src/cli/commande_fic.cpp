@@ -1,6 +1,7 @@
 // `vesk entfic` (the file specification entry), `vesk entba NOM` and `vesk entchain NOM` (the
 // B-tree table entry and the chaining entry of the specified file NOM, as the file
-// specification entry starts them).
+// specification entry starts them), and the listings of the specifications: `vesk edtfic NOM`,
+// `vesk edtlfic` and `vesk ficapp`.
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "core/etat_module.h"
@@ -13,27 +14,28 @@ namespace vesk::cli {
 
 namespace {
 
-// Makes the Fic record of the file named on the command line current, then runs the screen.
-int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
-  const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() != 1) {
-    throw ErreurService("Ligne de commande", o.commande,
-                        "un nom de fichier attendu : vesk " + o.commande + " NOM");
-  }
-  if (o.sortie) {
-    throw ErreurService("Ligne de commande", "--output",
-                        o.commande + " est un écran de saisie : il n'écrit aucun résultat");
-  }
-  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+// Makes the Fic record of the file nom current; an error when the dictionary has no such file.
+void ExigeFichier(const Contexte& contexte, const std::string& nom) {
   EtatModule& etat = Etat();
-  const std::string nom = text::UpperAscii(o.arguments.front());
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
   if (!trouve || nom.size() > static_cast<size_t>(etat.fic.Def(kNomFic).largeur)) {
-    throw ErreurService(o.commande, o.arguments.front(),
+    throw ErreurService(contexte.Options().commande, contexte.Options().arguments.front(),
                         "fichier non spécifié dans le dictionnaire");
   }
+}
+
+// Makes the Fic record of the file named on the command line current, then runs the screen.
+int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
+  const std::string nom = contexte.NomFichier();
+  if (contexte.Options().sortie) {
+    throw ErreurService(
+        "Ligne de commande", "--output",
+        contexte.Options().commande + " est un écran de saisie : il n'écrit aucun résultat");
+  }
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+  ExigeFichier(contexte, nom);
   int16_t touche = 0;
   ecran(touche);
   composant->Termine();
@@ -64,6 +66,31 @@ int CommandeEntFic(Contexte& contexte) {
   InstalleAffichageGenCodeThread(nullptr);
   composant->Termine();
   return 0;
+}
+
+int CommandeEdtFic(Contexte& contexte) {
+  const std::string nom = contexte.NomFichier();
+  return Edite(
+      contexte,
+      [&](Composant&) {
+        ExigeFichier(contexte, nom);
+        fic::EdtFic(nom, true);
+      },
+      "Rien n'a été édité.", true);
+}
+
+int CommandeEdtLFic(Contexte& contexte) {
+  contexte.SansArgument();
+  return Edite(
+      contexte, [](Composant& c) { c.Ass().EdtLFic(); },
+      "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
+}
+
+int CommandeFicApp(Contexte& contexte) {
+  contexte.SansArgument();
+  return Edite(
+      contexte, [](Composant& c) { c.Ass().FicApp(); },
+      "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
 }
 
 int CommandeEntBa(Contexte& contexte) { return EcranDuFichier(contexte, fic::EntBa); }

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "cli/composant.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -14,6 +15,12 @@ constexpr Commande kCommandes[] = {
     {"entfic", "Saisie des spécifications de fichiers (écran)", CommandeEntFic},
     {"entdom", "Saisie des domaines de définition (écran)", CommandeEntDom},
     {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
+    {"edtfic", "Édition des spécifications du fichier NOM (PDF ; --output x.txt : texte)",
+     CommandeEdtFic, "Nom du fichier"},
+    {"edtlfic", "Édition de la liste des fichiers spécifiés (PDF ; --output x.txt : texte)",
+     CommandeEdtLFic},
+    {"ficapp", "Édition de l'application : la liste des fichiers puis chacun (PDF ; --output)",
+     CommandeFicApp},
     {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},
     {"entchain", "Saisie des chaînages du fichier NOM (écran)", CommandeEntChain, "Nom du fichier"},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
@@ -64,6 +71,41 @@ void Contexte::SansArgument() const {
     throw ErreurService("Ligne de commande", options_.commande,
                         "argument inattendu « " + options_.arguments.front() + " »");
   }
+}
+
+std::string Contexte::NomFichier() const {
+  if (options_.arguments.size() != 1) {
+    throw ErreurService("Ligne de commande", options_.commande,
+                        "un nom de fichier attendu : vesk " + options_.commande + " NOM");
+  }
+  return text::UpperAscii(options_.arguments.front());
+}
+
+std::string Contexte::FichierEdition() const {
+  const std::optional<std::string>& sortie = options_.sortie;
+  if (!sortie) return "";
+  auto finit = [&](std::string_view fin) {
+    return sortie->size() > fin.size() &&
+           text::EqualNoCase(std::string_view(*sortie).substr(sortie->size() - fin.size()), fin);
+  };
+  if (!finit(".pdf") && !finit(".txt")) {
+    throw ErreurService("Ligne de commande", "--output",
+                        "« " + *sortie + " » : une édition s'écrit dans un fichier .pdf ou .txt");
+  }
+  return *sortie;
+}
+
+int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std::string_view rien,
+          bool exige_dictionnaire) {
+  std::unique_ptr<Composant> composant =
+      OuvreComposant(contexte, contexte.Config(), contexte.FichierEdition(), exige_dictionnaire);
+  edite(*composant);
+  std::vector<std::string> ecrits = composant->EditionsEcrites();
+  composant->Termine();  // the terminal is given back before anything is printed
+  std::ostream& sortie = contexte.SortieStandard();
+  if (ecrits.empty()) sortie << rien << "\n";
+  for (const std::string& chemin : ecrits) sortie << "Édition écrite dans " << chemin << "\n";
+  return 0;
 }
 
 std::span<const Commande> Commandes() { return kCommandes; }

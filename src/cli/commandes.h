@@ -5,6 +5,7 @@
 #define VESK_CLI_COMMANDES_H_
 
 #include <fstream>
+#include <functional>
 #include <iosfwd>
 #include <span>
 #include <string>
@@ -33,6 +34,10 @@ class Contexte {
   std::ostream& SortieStandard() { return sortie_standard_; }
   // Refuses arguments after a command that takes none.
   void SansArgument() const;
+  // The one argument of a command that takes a file name (upper case); refuses any other count.
+  std::string NomFichier() const;
+  // The listing's file from --output: a .pdf or .txt file ("" when not given).
+  std::string FichierEdition() const;
 
  private:
   Configuration config_;
@@ -48,6 +53,12 @@ struct Commande {
   int (*execute)(Contexte& contexte);  // returns the exit status (0: done)
   std::string_view argument = "";      // what the menu asks for first ("" nothing)
 };
+
+class Composant;
+// Runs a listing of the component (edite) into --output or the listings folder, gives the
+// terminal back, then says where it was written, or rien when nothing was.
+int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std::string_view rien,
+          bool exige_dictionnaire = false);
 
 // The commands that exist, in menu order.
 std::span<const Commande> Commandes();
@@ -66,6 +77,9 @@ int CommandeEdtDom(Contexte& contexte);
 int CommandeEntFic(Contexte& contexte);
 int CommandeEntBa(Contexte& contexte);
 int CommandeEntChain(Contexte& contexte);
+int CommandeEdtFic(Contexte& contexte);
+int CommandeEdtLFic(Contexte& contexte);
+int CommandeFicApp(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
 

@@ -19,8 +19,11 @@ constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Ap
 
 // The commands offered: the screens and listings of the data folder.
 bool DansLeMenu(const Commande& c) {
-  return c.nom == "entfic" || c.nom == "entdom" || c.nom == "edtdom" || c.nom == "entba" ||
-         c.nom == "entchain";
+  for (std::string_view nom :
+       {"entfic", "entdom", "edtdom", "edtfic", "edtlfic", "ficapp", "entba", "entchain"}) {
+    if (c.nom == nom) return true;
+  }
+  return false;
 }
 
 // A list text cannot hold commas or brackets inside an element.

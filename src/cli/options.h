@@ -28,7 +28,7 @@ struct OptionsLigne {
   std::string fin_texte = "crlf";            // --eol, as typed
   Encodage encodage = Encodage::kUtf8;
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
-  bool essai = false;                        // --dry-run: check only (import)
+  bool essai = false;                  // --dry-run: check only (import)
   std::string commande;                // empty: the menu
   std::vector<std::string> arguments;  // what follows the command
 };

@@ -22,29 +22,31 @@ std::string Champ(const Enregistrement& e, size_t i) { return std::string(text::
 // A number written with its leading space.
 std::string Nombre(std::string_view texte) { return " " + std::string(text::Trim(texte)); }
 
-void Ligne(std::string_view texte, std::string_view style) {
-  Etat().Edition().ImprTexte(texte, style, kArial, "");
+void Ligne(std::string_view texte, std::string_view style, std::string_view options = "") {
+  Etat().Edition().ImprTexte(texte, style, kArial, options);
 }
 
 // "Construction de la Clé :" and the key's elements, ", " between them; past 93 characters
-// the line is printed and the next starts with spaces, under the first element.
+// the line is printed and the next starts with spaces, under the first element: a continuation
+// of the listing service, which in a proportional font starts it at the width they stand for.
 void ConstructionCle(const std::string& liste) {
   const std::string debut = "Construction de la Clé : ";
   const std::string marge(text::CountChars(debut), ' ');
   std::string reste = liste, element, ligne = debut;
-  bool premier = true;
+  bool premier = true, suite = false;
   while (reste != "[]") {
     Etat().Liste().Extrait(reste, element);
     const std::string morceau = (premier ? "" : ", ") + element;
     if (!premier && text::CountChars(ligne) + text::CountChars(morceau) > kLargeurCle) {
-      Ligne(ligne + ",", "MS");
+      Ligne(ligne + ",", "MS", suite ? "R" : "");
       ligne = marge + element;
+      suite = true;
     } else {
       ligne += morceau;
     }
     premier = false;
   }
-  Ligne(ligne, "MS");
+  Ligne(ligne, "MS", suite ? "R" : "");
 }
 
 void BArbres(const std::string& nom) {

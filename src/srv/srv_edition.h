@@ -51,8 +51,9 @@ class SrvEdition {
   virtual void FermeEdt(std::string_view liste, bool trait) = 0;
   // Prints a free text line in a style (size P/M/G then weight S/D: "PS", "GD"...) and a font
   // ("Arial" and "" as Liberation Sans, "Times New Roman", "Courier New"). options: G, C or D
-  // (left, centre, right) and S (underline), e.g. "CS" ("" left). A line wider than the page
-  // wraps. Inside a frame it interrupts the frame; the next line repeats the headings.
+  // (left, centre, right), S (underline) and R (a continuation: its leading spaces stand for as
+  // many characters of the text line above, so it starts under them in any font), e.g. "CS"
+  // ("" left). A line wider than the page wraps. Inside a frame it interrupts the frame; the next line repeats the headings.
   virtual void ImprTexte(std::string_view texte, std::string_view style, std::string_view police,
                          std::string_view options) = 0;
   // Prints the current line of the frame; prints nothing when no column was written since the

@@ -47,6 +47,9 @@ struct TextLine {
   std::string font;  // the family the PDF renderer uses ("Liberation Sans"...)
   Align align = Align::kLeft;
   bool underline = false;
+  // A continuation: its leading spaces stand for as many characters of the text line just
+  // above, so that it starts under them (a proportional font measures them).
+  bool hang = false;
 };
 
 // The headings of a frame as a grid: heading lines top to bottom, each cell spanning columns

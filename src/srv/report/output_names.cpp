@@ -205,21 +205,24 @@ std::string FamillePolice(std::string_view police) {
       "police " + Quote(police) + " inconnue (Arial, Times New Roman, Courier New)");
 }
 
-void OptionsTexte(std::string_view options, Align* align, bool* souligne) {
-  *align = Align::kLeft;
-  *souligne = false;
+void OptionsTexte(std::string_view options, TextLine* line) {
+  line->align = Align::kLeft;
+  line->underline = false;
+  line->hang = false;
   int cadrages = 0;
   for (char c : options) {
     if (c == '[' || c == ']' || c == ',' || c == ' ') continue;
     if (c == 'G' || c == 'C' || c == 'D') {
-      *align = c == 'G' ? Align::kLeft : c == 'C' ? Align::kCentre : Align::kRight;
+      line->align = c == 'G' ? Align::kLeft : c == 'C' ? Align::kCentre : Align::kRight;
       ++cadrages;
     } else if (c == 'S') {
-      *souligne = true;
+      line->underline = true;
+    } else if (c == 'R') {
+      line->hang = true;
     } else {
-      throw ErreurService(
-          "ImprTexte", options,
-          "option " + Quote(options) + " inconnue (G gauche, C centre, D droite, S souligné)");
+      throw ErreurService("ImprTexte", options,
+                          "option " + Quote(options) +
+                              " inconnue (G gauche, C centre, D droite, S souligné, R retrait)");
     }
   }
   if (cadrages > 1) {

@@ -53,9 +53,9 @@ bool FormateBooleen(std::string_view texte, std::string* valeur);
 // The family drawing a font name: Arial/Helvetica (and "") Liberation Sans, Times New Roman
 // Liberation Serif, Courier New Liberation Mono. Throws for another name.
 std::string FamillePolice(std::string_view police);
-// The options of ImprTexte: letters G (left), C (centre), D (right), S (underlined), written
-// alone or as a list ("CS", "[C,S]"); "" or "[]" none.
-void OptionsTexte(std::string_view options, Align* align, bool* souligne);
+// The options of ImprTexte: letters G (left), C (centre), D (right), S (underlined), R (a
+// continuation: TextLine::hang), written alone or as a list ("CS", "[C,S]"); "" or "[]" none.
+void OptionsTexte(std::string_view options, TextLine* line);
 
 }  // namespace vesk::report
 

@@ -294,7 +294,7 @@ void SrvEditionImpl::ImprTexte(std::string_view texte, std::string_view style,
                             " inconnu (taille P, M ou G puis graisse S ou D, ex. « PS »)");
   }
   line.font = report::FamillePolice(police);
-  report::OptionsTexte(options, &line.align, &line.underline);
+  report::OptionsTexte(options, &line);
   ExigeTexte("ImprTexte", e.info.title, "texte", texte);
   line.text = report::NormalizeBreaks(texte);
   e.Ajoute(Evenement::Genre::kTexte).texte = std::move(line);

@@ -50,22 +50,60 @@ class PageDrawer {
     double y = info.margin;
     Heading(page, y);
     y += PageHeadingHeight(!info.subtitle.empty());
+    Above above;  // the text line just above, for a continuation
     for (const Block& b : doc_.pages[page].blocks) {
       if (b.kind == Block::Kind::kBlank) {
         y += LineHeight('P');
+        above = {};
       } else if (b.kind == Block::Kind::kText) {
         const double lh = LineHeight(b.text.style.size);
-        Text(b.text.text,
-             {b.text.font, FontSize(b.text.style.size), b.text.style.bold, b.text.underline},
-             {info.margin, y, info.BodyWidth(), lh}, b.text.align);
+        Above here = Continuation(b.text, above);
+        Text(b.text.text.substr(here.skip), FontOf(b.text),
+             {info.margin + here.indent, y, info.BodyWidth() - here.indent, lh}, b.text.align);
         y += lh;
+        above = here;
       } else {
         y += Frame(b.frame, y);
+        above = {};
       }
     }
   }
 
  private:
+  // Where a text line was set: its first skip bytes (a continuation's spaces) stand for indent
+  // points from the margin.
+  struct Above {
+    const TextLine* line = nullptr;
+    size_t skip = 0;
+    double indent = 0;
+  };
+
+  static Font FontOf(const TextLine& line) {
+    return {line.font, FontSize(line.style.size), line.style.bold, line.underline};
+  }
+  // The byte after the first n characters of text (UTF-8), at most its size.
+  static size_t Octets(const std::string& text, size_t n) {
+    size_t bytes = 0;
+    for (size_t chars = 0; bytes < text.size(); ++bytes) {
+      if ((static_cast<unsigned char>(text[bytes]) & 0xC0) != 0x80 && chars++ == n) break;
+    }
+    return bytes;
+  }
+  // A continuation starts under the characters of the line above that its leading spaces
+  // stand for (that line being a continuation too, from where it was set); any other line at
+  // the margin.
+  Above Continuation(const TextLine& line, const Above& above) {
+    Above here{&line, 0, 0};
+    if (!line.hang || above.line == nullptr || line.align != Align::kLeft) return here;
+    const std::string& haut = above.line->text;
+    const size_t spaces = std::min(line.text.find_first_not_of(' '), line.text.size());
+    const size_t fin = std::max(Octets(haut, spaces), above.skip);
+    here.skip = spaces;
+    here.indent =
+        above.indent + Width(haut.substr(above.skip, fin - above.skip), FontOf(*above.line));
+    return here;
+  }
+
   void Heading(size_t page, double y) {
     const DocumentInfo& info = doc_.info;
     std::string right = info.date;
@@ -91,9 +129,16 @@ class PageDrawer {
     cairo_stroke(cr_);
   }
 
-  // Sets text on one line of box, narrowed horizontally when it is wider than the box.
-  void Text(const std::string& text, const Font& font, const Box& box, Align align) {
-    if (text.empty()) return;
+  // The natural width of text set in font.
+  double Width(const std::string& text, const Font& font) {
+    if (text.empty()) return 0;
+    Owned<PangoLayout> layout = MakeLayout(text, font);
+    PangoRectangle ink, logical;
+    pango_layout_get_extents(layout.get(), &ink, &logical);
+    return static_cast<double>(logical.width) / PANGO_SCALE;
+  }
+
+  Owned<PangoLayout> MakeLayout(const std::string& text, const Font& font) {
     Owned<PangoLayout> layout(pango_cairo_create_layout(cr_));
     Owned<cairo_font_options_t> options(cairo_font_options_create());
     cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
@@ -112,6 +157,13 @@ class PageDrawer {
       pango_layout_set_attributes(layout.get(), attrs.get());
     }
     pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
+    return layout;
+  }
+
+  // Sets text on one line of box, narrowed horizontally when it is wider than the box.
+  void Text(const std::string& text, const Font& font, const Box& box, Align align) {
+    if (text.empty()) return;
+    Owned<PangoLayout> layout = MakeLayout(text, font);
     PangoRectangle ink, logical;
     pango_layout_get_extents(layout.get(), &ink, &logical);
     const double width = static_cast<double>(logical.width) / PANGO_SCALE;

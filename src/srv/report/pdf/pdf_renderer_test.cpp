@@ -140,6 +140,33 @@ TEST_F(PdfListingTest, NarrowFrameIsPortraitAndTextLinesKeepTheirAccents) {
   }
 }
 
+// The left edge of the first word w in pdftotext's -bbox output, or -1.
+double Gauche(const std::string& bbox, const std::string& w) {
+  const size_t p = bbox.find(">" + w + "</word>");
+  if (p == std::string::npos) return -1;
+  const size_t x = bbox.rfind("xMin=\"", p);
+  return std::stod(bbox.substr(x + 6));
+}
+
+TEST_F(PdfListingTest, AContinuationStartsUnderTheCharactersItsSpacesStandFor) {
+  SrvEdition& s = *service_;
+  fs::create_directories(dir_);
+  s.OuvEdt("SUITE", "", "", "PDF", (dir_ / "suite").string(), 0, 0, false, false);
+  const std::string debut = "Construction de la Clé : ";
+  const std::string marge(24 + 1, ' ');  // "Clé" counts 3 characters
+  s.ImprTexte(debut + "[PREMIER,1,9], [DEUX,1,9],", "MS", "Arial", "");
+  s.ImprTexte(marge + "[TROIS,1,9],", "MS", "Arial", "R");
+  s.ImprTexte(marge + "[QUATRE,1,9]", "MS", "Arial", "R");
+  s.ImprTexte(marge + "[SANS,1,9]", "MS", "Arial", "");  // spaces as they are
+  s.Termine(0);
+  const std::string bbox = Shell("pdftotext -bbox '" + service_->Ecrits()[0] + "' -");
+  const double premier = Gauche(bbox, "[PREMIER,1,9],");
+  ASSERT_GT(premier, 0) << bbox;
+  EXPECT_NEAR(Gauche(bbox, "[TROIS,1,9],"), premier, 0.5) << bbox;
+  EXPECT_NEAR(Gauche(bbox, "[QUATRE,1,9]"), premier, 0.5) << bbox;
+  EXPECT_LT(Gauche(bbox, "[SANS,1,9]"), premier - 10) << bbox;  // Arial's spaces are narrow
+}
+
 TEST_F(PdfListingTest, UnwritablePathIsAnError) {
   SrvEdition& s = *service_;
   s.OuvEdt("T", "", "", "", "/proc/vesk-interdit/x.pdf", 0, 0, false, false);
