@@ -1,7 +1,7 @@
 // `vesk entfic` (the file specification entry), `vesk entba NOM` and `vesk entchain NOM` (the
 // B-tree table entry and the chaining entry of the specified file NOM, as the file
 // specification entry starts them), and the listings of the specifications: `vesk edtfic NOM`,
-// `vesk edtlfic` and `vesk ficapp`.
+// `vesk edtlfic` and `vesk ficapp`; the B-tree inspection `vesk lectba`.
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "core/etat_module.h"
@@ -91,6 +91,13 @@ int CommandeFicApp(Contexte& contexte) {
   return Edite(
       contexte, [](Composant& c) { c.Ass().FicApp(); },
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
+}
+
+int CommandeLectBA(Contexte& contexte) {
+  contexte.SansArgument();
+  return Edite(
+      contexte, [](Composant& c) { c.Ass().LectBA(); }, "Aucun B-arbre choisi : rien à éditer.",
+      true);
 }
 
 int CommandeEntBa(Contexte& contexte) { return EcranDuFichier(contexte, fic::EntBa); }

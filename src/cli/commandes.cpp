@@ -21,6 +21,8 @@ constexpr Commande kCommandes[] = {
      CommandeEdtLFic},
     {"ficapp", "Édition de l'application : la liste des fichiers puis chacun (PDF ; --output)",
      CommandeFicApp},
+    {"lectba", "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
+     CommandeLectBA},
     {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},
     {"entchain", "Saisie des chaînages du fichier NOM (écran)", CommandeEntChain, "Nom du fichier"},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},

@@ -80,6 +80,7 @@ int CommandeEntChain(Contexte& contexte);
 int CommandeEdtFic(Contexte& contexte);
 int CommandeEdtLFic(Contexte& contexte);
 int CommandeFicApp(Contexte& contexte);
+int CommandeLectBA(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
 

@@ -19,8 +19,8 @@ constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Ap
 
 // The commands offered: the screens and listings of the data folder.
 bool DansLeMenu(const Commande& c) {
-  for (std::string_view nom :
-       {"entfic", "entdom", "edtdom", "edtfic", "edtlfic", "ficapp", "entba", "entchain"}) {
+  for (std::string_view nom : {"entfic", "entdom", "edtdom", "edtfic", "edtlfic", "ficapp",
+                               "lectba", "entba", "entchain"}) {
     if (c.nom == nom) return true;
   }
   return false;

@@ -35,6 +35,9 @@ class SrvBArbre {
   virtual void B_Arbre(bool dependance_entreprise, std::string_view nom, int16_t longueur_cle,
                        std::string_view nature, int16_t& arbre, std::string_view fichier_indexe,
                        bool creation) = 0;
+  // Whether the B-tree file nom exists, in the data folder or, company-dependent, in the current
+  // company's folder (false when no company is current). Opens nothing.
+  virtual void Existe(bool dependance_entreprise, std::string_view nom, bool& existe) = 0;
   // First key in key order; its record becomes the current fields. trouve is false when empty.
   virtual void PremCle(int16_t arbre, int16_t fichier, bool& trouve, std::string& cle) = 0;
   // Next key after the last one given by PremCle/SuivCle/Recherche on this tree, even when keys

@@ -66,6 +66,19 @@ void SrvBArbreImpl::LitEnregistrement(ArbreOuvert& a, FichierOuvert& f, uint32_t
   f.courant = static_cast<int32_t>(no);
 }
 
+void SrvBArbreImpl::Existe(bool dependance_entreprise, std::string_view nom, bool& existe) {
+  constexpr std::string_view kOp = "Existe";
+  Verifie(isam::CheckName(nom, "B-arbre"), kOp, nom);
+  existe = false;
+  if (dependance_entreprise && dossier_->Entreprise().empty()) return;
+  const std::string objet = isam::UpperAscii(nom) + ".DAB";
+  std::string path;
+  Verifie(dossier_->Chemin(dependance_entreprise, nom, ".DAB", false, &path), kOp, objet);
+  bool present = false;
+  Verifie(isam::Status::FromIo(dossier_->env()->FileExists(path, &present)), kOp, objet);
+  existe = present;
+}
+
 void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, int16_t longueur_cle,
                             std::string_view nature, int16_t& arbre,
                             std::string_view fichier_indexe, bool creation) {

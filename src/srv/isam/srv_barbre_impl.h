@@ -26,6 +26,7 @@ class SrvBArbreImpl : public SrvBArbre {
   void PremCle(int16_t arbre, int16_t fichier, bool& trouve, std::string& cle) override;
   void SuivCle(int16_t arbre, int16_t fichier, bool& trouve, std::string& cle) override;
   void Supprime(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) override;
+  void Existe(bool dependance_entreprise, std::string_view nom, bool& existe) override;
   void DescBArbre(int16_t arbre, std::string& entete, std::string& noeuds_libres,
                   std::string& enregistrements_libres) override;
   void InfoBArbre(int16_t arbre, std::string& infos) override;

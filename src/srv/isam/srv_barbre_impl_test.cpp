@@ -141,7 +141,7 @@ TEST_F(SrvBArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   ASSERT_TRUE(list::Check(infos).ok()) << infos;
   EXPECT_NE(infos.find("[Fichier de Données Indexé,DOM.DAT]"), std::string::npos) << infos;
   EXPECT_NE(infos.find("2 clés pour 2 enregistrements : en accord"), std::string::npos);
-  EXPECT_NE(infos.find("[Contrôle du B-Arbre,correct]"), std::string::npos);
+  EXPECT_NE(infos.find("[Contrôle du B-Arbre,Correct]"), std::string::npos);
   Verifie();
 }
 

@@ -1,4 +1,5 @@
 // The two diagnostic queries of SrvBArbreImpl: DescBArbre and InfoBArbre.
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 
@@ -119,7 +120,7 @@ namespace {
 // whether they agree with the keys.
 void InfosDonnees(isam::DataFile& data, const isam::BTreeHeader& h, size_t supprimes,
                   const std::function<void(std::string_view, std::string_view)>& add) {
-  uint32_t live = data.LastRecord() - data.Deleted();
+  const uint32_t live = data.LastRecord() - data.Deleted();
   add("Enregistrements du Fichier de Données",
       std::to_string(data.LastRecord()) + " utilisés|" + std::to_string(live) + " en service|" +
           std::to_string(supprimes) + " supprimés|longueur " + std::to_string(data.RecordLength()));
@@ -131,6 +132,71 @@ void InfosDonnees(isam::DataFile& data, const isam::BTreeHeader& h, size_t suppr
   }
 }
 
+using Ajout = std::function<void(std::string_view, std::string_view)>;
+
+void InfosNoeuds(const isam::BTreeStats& st, const Ajout& add) {
+  char fill[32];
+  std::snprintf(fill, sizeof fill, "%.1f %%", st.fill_ratio * 100.0);
+  add("Taux de Remplissage des Noeuds", fill);
+  add("Clés par Niveau", ParNiveau(st.keys_per_level));
+  add("Noeuds par Niveau", ParNiveau(st.nodes_per_level));
+  add("Noeuds Libres", std::to_string(st.free_nodes));
+  add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
+}
+
+// A key as a listing can carry it: its padding taken off, and each byte that is not printable
+// ASCII (binary parts, accents of another code page) and each of the characters that separate
+// keys and list elements (| , [ ] and the backslash) written as \xHH.
+std::string CleLisible(std::string_view cle) {
+  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : cle) {
+    if (c >= 0x20 && c < 0x7F && c != '|' && c != ',' && c != '[' && c != ']' && c != '\\') {
+      out += static_cast<char>(c);
+    } else {
+      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
+    }
+  }
+  return out;
+}
+
+constexpr size_t kPremieresCles = 10;
+
+std::string PremieresCles(isam::BTree& arbre) {
+  std::string out;
+  size_t n = 0;
+  const Status s = arbre.ForEach([&](std::string_view cle, uint32_t) {
+    out += (n > 0 ? "|" : "") + CleLisible(cle);
+    return ++n < kPremieresCles;
+  });
+  if (!s.ok()) return out + (n > 0 ? "|" : "") + "illisible : " + s.message();
+  return n == 0 ? "aucune" : out;
+}
+
+// The engine's check of the tree, then of every key against the indexed file: "Correct" or
+// the first fault found.
+std::string Controle(isam::BTree& arbre, isam::DataFile* data,
+                     const std::vector<uint32_t>& supprimes) {
+  std::vector<std::string> problems;
+  const Status verify = arbre.Verify(&problems);
+  if (!verify.ok()) return verify.message();
+  if (!problems.empty()) return problems.front();
+  if (data == nullptr) return "Correct";
+  std::string faute;
+  const Status s = arbre.ForEach([&](std::string_view cle, uint32_t no) {
+    if (no > data->LastRecord()) {
+      faute = "clé " + CleLisible(cle) + " : enregistrement " + std::to_string(no) +
+              " au-delà du dernier (" + std::to_string(data->LastRecord()) + ")";
+    } else if (std::binary_search(supprimes.begin(), supprimes.end(), no)) {
+      faute = "clé " + CleLisible(cle) + " : enregistrement " + std::to_string(no) + " supprimé";
+    }
+    return faute.empty();
+  });
+  if (!s.ok()) return s.message();
+  return faute.empty() ? "Correct" : faute;
+}
+
 }  // namespace
 
 void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
@@ -139,16 +205,10 @@ void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   isam::BTreeHeader h;
   Verifie(a.arbre->Header(&h), kOp, a.objet);
-  isam::BTreeStats st;
-  Verifie(a.arbre->Stats(&st), kOp, a.objet);
-  std::vector<std::string> problems;
-  Verifie(a.arbre->Verify(&problems), kOp, a.objet);
   std::string objet;
   isam::DataFile* data = nullptr;
   std::vector<uint32_t> deleted = SupprimesIndexes(a, &objet, &data, kOp);
 
-  char fill[32];
-  std::snprintf(fill, sizeof fill, "%.1f %%", st.fill_ratio * 100.0);
   std::string out = "[]";
   auto add = [&](std::string_view titre, std::string_view texte) {
     Ajoute(out, Paire(titre, texte), kOp);
@@ -156,15 +216,15 @@ void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
   add("Fichier B-Arbre",
       a.objet + (h.nature == 'P' ? " : clés uniques" : " : clés en double admises"));
   add("Fichier de Données Indexé", data != nullptr ? objet : objet + " (absent)");
-  add("Taux de Remplissage des Noeuds", fill);
-  add("Clés par Niveau", ParNiveau(st.keys_per_level));
-  add("Noeuds par Niveau", ParNiveau(st.nodes_per_level));
-  add("Noeuds Libres", std::to_string(st.free_nodes));
-  add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
+  // A damaged tree is described as far as it can be read: the fault is the listing's answer.
+  isam::BTreeStats st;
+  const Status stats = a.arbre->Stats(&st);
+  if (stats.ok()) InfosNoeuds(st, add);
   if (data != nullptr) InfosDonnees(*data, h, deleted.size(), add);
-  std::string verdict;
-  for (const std::string& p : problems) verdict += (verdict.empty() ? "" : "|") + p;
-  add("Contrôle du B-Arbre", problems.empty() ? "correct" : verdict);
+  add("Premières Clés", PremieresCles(*a.arbre));
+  std::sort(deleted.begin(), deleted.end());
+  add("Contrôle du B-Arbre",
+      stats.ok() ? Controle(*a.arbre, data, deleted) : "illisible : " + stats.message());
   lu_.reset();
   infos = std::move(out);
 }

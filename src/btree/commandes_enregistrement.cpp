@@ -1,0 +1,17 @@
+// The AsS commands of B-tree maintenance, registered when the program starts (every program
+// that links this folder compiles this file: see vesk_library).
+#include "btree/btree.h"
+#include "core/commandes_composant.h"
+
+namespace vesk::btree {
+
+namespace {
+
+const bool kEnregistre = [] {
+  EnregistreCommande(CommandeAsS::kLectBA, LectBA);
+  return true;
+}();
+
+}  // namespace
+
+}  // namespace vesk::btree

@@ -1,0 +1,174 @@
+// The inspection of an open B-tree: the choice among the open B-trees, then the listing of what
+// the B-tree service says of the chosen one.
+#include <charconv>
+#include <string>
+#include <vector>
+
+#include "btree/btree.h"
+#include "core/cycle_saisie.h"
+#include "core/etat_module.h"
+#include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::btree {
+
+namespace {
+
+constexpr std::string_view kArial = "Arial";
+constexpr std::string_view kProcedure = "LectBA";
+constexpr size_t kLargeurTexte = 150;
+
+std::string Champ(const Enregistrement& e, size_t i) { return std::string(text::Trim(e[i])); }
+
+// A whole number written in a record or a list (spaces around it ignored).
+int16_t Nombre(std::string_view texte, std::string_view objet) {
+  const std::string_view t = text::Trim(texte);
+  int16_t n = 0;
+  const auto [fin, erreur] = std::from_chars(t.data(), t.data() + t.size(), n);
+  if (erreur != std::errc() || fin != t.data() + t.size()) {
+    throw ErreurService("LectBA", objet, "nombre illisible « " + std::string(texte) + " »");
+  }
+  return n;
+}
+
+// A text line in "Arial" "PS"; false when the user cancelled the listing.
+bool Ligne(std::string_view texte) {
+  Etat().Edition().ImprTexte(texte, "PS", kArial, "");
+  return !EditionAnnulee();
+}
+
+// The nine header values against their labels; false when cancelled.
+bool Entete(const std::string& valeurs) {
+  EtatModule& etat = Etat();
+  SrvEdition& edition = etat.Edition();
+  edition.DefEdt(kDescripteurLectBA);
+  std::string libelles(kLibellesEntete), reste = valeurs, libelle, valeur;
+  while (libelles != "[]") {
+    etat.Liste().Extrait(libelles, libelle);
+    valeur.clear();
+    if (reste != "[]") etat.Liste().Extrait(reste, valeur);
+    edition.EcrCol("R", libelle, "@", 0, -1, 0);
+    edition.EcrCol("D", valeur, "@", 0, -1, 0);
+    edition.FinLigne();
+    if (EditionAnnulee()) return false;
+  }
+  edition.FermeEdt("[]", true);
+  return true;
+}
+
+// The [title, text] pairs of the B-tree service, each text folded; false when cancelled.
+bool Informations(int16_t arbre) {
+  EtatModule& etat = Etat();
+  std::string infos, paire, titre, texte;
+  etat.BArbre().InfoBArbre(arbre, infos);
+  while (infos != "[]") {
+    etat.Liste().Extrait(infos, paire);
+    etat.Liste().Element(paire, 1, titre);
+    etat.Liste().Element(paire, 2, texte);
+    if (!Ligne(titre)) return false;
+    for (const std::string& morceau : Plie(texte)) {
+      if (!Ligne(morceau)) return false;
+    }
+  }
+  return true;
+}
+
+// The body of the listing of the B-tree arbre; stops at once when the user cancels.
+void Corps(int16_t arbre) {
+  EtatModule& etat = Etat();
+  std::string entete, noeuds, libres, numero;
+  etat.BArbre().DescBArbre(arbre, entete, noeuds, libres);
+  if (!Entete(entete)) return;
+  if (!Ligne(std::string(kNoeudsLibres) + noeuds)) return;
+  if (!Ligne(kEnregistrementsLibres)) return;
+  while (libres != "[]") {
+    etat.Liste().Extrait(libres, numero);
+    if (!Ligne(numero)) return;
+  }
+  Informations(arbre);
+}
+
+// The listing of the B-tree arbre, closed after a cancellation or an error too.
+void Edite(int16_t arbre, const std::string& nom) {
+  EtatModule& etat = Etat();
+  try {
+    etat.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "", "", "", 0, 0, true, true);
+    Corps(arbre);
+  } catch (...) {
+    try {
+      etat.Edition().Termine(0);  // the service abandons a listing left half-way
+    } catch (...) {               // the first error is the one reported
+    }
+    throw;
+  }
+  etat.Edition().Termine(0);
+}
+
+}  // namespace
+
+std::vector<std::string> Plie(std::string_view texte) {
+  std::vector<std::string> morceaux;
+  while (!texte.empty()) {
+    size_t coupe = texte.size();
+    if (text::CountChars(texte) > kLargeurTexte) {
+      const std::string_view debut = text::Left(texte, kLargeurTexte);
+      const size_t barre = debut.rfind('|');
+      coupe = barre == std::string_view::npos ? debut.size() : barre + 1;
+    }
+    morceaux.emplace_back(texte.substr(0, coupe));
+    texte.remove_prefix(coupe);
+  }
+  return morceaux;
+}
+
+void OuvreTablesApplication() {
+  EtatModule& etat = Etat();
+  std::vector<std::vector<std::string>> tables;
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
+    tables.push_back({Champ(etat.ba, kNomT), Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
+                      Champ(etat.ba, kLongCle)});
+  });
+  for (const auto& t : tables) {
+    bool trouve = false;
+    etat.fic.Affecte(kNomFic, t[1]);
+    etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
+    const bool dependance = trouve && text::Trim(etat.fic[kDfe]) == "O";
+    try {
+      bool existe = false;
+      etat.BArbre().Existe(dependance, t[0], existe);
+      if (!existe) continue;
+      int16_t arbre = 0;
+      etat.BArbre().B_Arbre(dependance, t[0], Nombre(t[3], t[0]), t[2], arbre, t[1], false);
+    } catch (const ErreurService& e) {
+      etat.Anomalie().Signale("@ Table " + t[0] + " : " + e.what(), kProcedure);
+    }
+  }
+}
+
+void LectBA() {
+  EtatModule& etat = Etat();
+  etat.Ecran().TitreEdition(kTitreLectBA);
+  try {
+    OuvreTablesApplication();
+    std::string ouverts, element, nom, numero;
+    int32_t nombre = 0;
+    etat.Donnee().ListeOuverts("B", ouverts, nombre);
+    bool choisi = false;
+    etat.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
+    if (choisi) {
+      etat.Liste().Element(element, 1, nom);
+      etat.Liste().Element(element, 2, numero);
+      etat.Ecran().TitreEdition(std::string(kLectureLectBA) + nom);
+      Edite(Nombre(numero, nom), nom);
+    }
+  } catch (...) {
+    try {
+      etat.Ecran().FinTitreEdition();
+    } catch (...) {  // the first error is the one reported
+    }
+    throw;
+  }
+  etat.Ecran().FinTitreEdition();
+}
+
+}  // namespace vesk::btree
