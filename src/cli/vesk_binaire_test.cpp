@@ -304,4 +304,82 @@ TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
               nouveaux);
 }
 
+TEST_F(VeskTest, TheSpecificationListingsAndTheBTreeInspection) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  Execution un = Lance("--data donnees edtfic client --output client.txt");
+  EXPECT_EQ(un.status, 0) << un.erreurs;
+  EXPECT_NE(Contenu(dossier_ / "client.txt").find("Longueur :  128 - No Canal : CLIENTD%"),
+            std::string::npos);
+  Execution inconnu = Lance("--data donnees edtfic NOPE --output nope.txt");
+  EXPECT_EQ(inconnu.status, 1);
+  EXPECT_NE(inconnu.erreurs.find("fichier non spécifié"), std::string::npos) << inconnu.erreurs;
+  EXPECT_FALSE(fs::exists(dossier_ / "nope.txt"));
+
+  Execution liste = Lance("--data donnees edtlfic --output liste.txt");
+  EXPECT_EQ(liste.status, 0) << liste.erreurs;
+  EXPECT_NE(Contenu(dossier_ / "liste.txt").find("| FACLIG  |"), std::string::npos);
+
+  std::ofstream(dossier_ / "lecture.script") << "choose 2\n";
+  Execution lecture = Lance("--data donnees --script lecture.script lectba --output dom.txt");
+  EXPECT_EQ(lecture.status, 0) << lecture.erreurs;
+  EXPECT_NE(Contenu(dossier_ / "dom.txt").find("PAYS|REGLT|TVA"), std::string::npos);
+
+  // The application's listing as PDF, read back.
+  Execution pdf = Lance("--data donnees ficapp");
+  EXPECT_EQ(pdf.status, 0) << pdf.erreurs;
+  const std::string prefixe = "Édition écrite dans ";
+  ASSERT_EQ(pdf.sortie.rfind(prefixe, 0), 0u) << pdf.sortie;
+  const std::string chemin =
+      pdf.sortie.substr(prefixe.size(), pdf.sortie.size() - prefixe.size() - 1);
+  if (std::system("pdftotext -v >/dev/null 2>&1") == 0) {
+    ASSERT_EQ(
+        std::system(("cd '" + dossier_.string() + "' && pdftotext -layout '" + chemin + "' app.txt")
+                        .c_str()),
+        0);
+    const std::string texte = Contenu(dossier_ / "app.txt");
+    for (const char* part : {"EDITION LISTE DES FICHIERS SPECIFIES", "page 3 / 3",
+                             "Construction de la Clé : [CLNOM,1,10], [CLVIL,1,5]",
+                             "Chaînage de : FACLIG.dat (FACLIGD%) - Entête : FACTUR.dat (FACTURD%)",
+                             "D Appartient à Exerc"}) {
+      EXPECT_NE(texte.find(part), std::string::npos) << part;
+    }
+  }
+
+  ASSERT_EQ(Lance("init vide").status, 0);
+  for (const char* commande : {"edtlfic", "ficapp"}) {
+    Execution rien = Lance(std::string("--data vide ") + commande + " --output vide.txt");
+    EXPECT_EQ(rien.status, 0) << rien.erreurs;
+    EXPECT_EQ(rien.sortie, "Le dictionnaire ne contient aucun fichier : rien à éditer.\n");
+    EXPECT_FALSE(fs::exists(dossier_ / "vide.txt"));
+  }
+}
+
+TEST_F(VeskTest, AHundredFilesListedWithTheirPageNumbersRight) {
+  std::ofstream texte(dossier_ / "cent.toml");
+  texte << "version = 1\n";
+  for (int i = 0; i < 100; ++i) {
+    texte << "[fichiers.F" << 100 + i << "]\nlongueur = 16\nrubriques = [{ nom = \"CODE\", "
+          << "type = \"A\", total = 8, variable = \"C" << i << "\" }]\n";
+  }
+  texte.close();
+  ASSERT_EQ(Lance("init donnees").status, 0);
+  Execution import = Lance("--data donnees import cent.toml");
+  ASSERT_EQ(import.status, 0) << import.erreurs;
+  Execution app = Lance("--data donnees ficapp --output app.txt");
+  ASSERT_EQ(app.status, 0) << app.erreurs;
+  const std::string listing = Contenu(dossier_ / "app.txt");
+  // Every page numbered against the same total, the last one included.
+  const size_t fin = listing.rfind("page ");
+  ASSERT_NE(fin, std::string::npos);
+  const std::string derniere = listing.substr(fin, listing.find('\n', fin) - fin);
+  const int total = std::stoi(derniere.substr(derniere.find('/') + 1));
+  EXPECT_EQ(derniere, "page " + std::to_string(total) + " / " + std::to_string(total));
+  EXPECT_GE(total, 100);
+  for (int n = 1; n <= total; ++n) {
+    const std::string page = "page " + std::to_string(n) + " / " + std::to_string(total) + "\n";
+    EXPECT_NE(listing.find(page), std::string::npos) << page;
+  }
+  EXPECT_NE(listing.find("Longueur :  16 - No Canal : F199D%"), std::string::npos);
+}
+
 }  // namespace
