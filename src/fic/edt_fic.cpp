@@ -5,7 +5,6 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
-#include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
 #include "srv/text/utf8.h"
