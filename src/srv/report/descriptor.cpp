@@ -13,7 +13,8 @@ namespace vesk::report {
 namespace {
 
 constexpr int kMaxWidth = 999;
-constexpr int kMaxDecimals = 9;
+constexpr int kMaxDecimals = 15;
+constexpr int kLargeurMontant = 16;  // an amount column without its width
 constexpr int kMaxKeepLines = 999;
 
 [[noreturn]] void Fail(size_t position, std::string_view what) {
@@ -118,14 +119,80 @@ class Parser {
     if (d_.Find(col.key) >= 0) Fail(parts[0]->position, "colonne " + Quote(col.key) + " en double");
     col.title = text::Trim(Atom(*parts[1], "titre de colonne").text);
     const std::string_view type = text::Trim(Atom(*parts[2], "type de colonne").text);
-    if (type != "A" && type != "N" && type != "B") {
+    if (type != "A" && type != "N" && type != "B" && type != "M" && type != "D") {
       Fail(parts[2]->position, "colonne " + col.key + " : type " + Quote(type) +
-                                   " inconnu (A texte, N nombre, B booléen)");
+                                   " inconnu (A texte, N nombre, M montant, D date, B booléen)");
     }
     col.type = type[0];
-    Sizes(col, std::vector<const BracketNode*>(parts.begin() + 3, parts.end()), node.position);
+    const std::vector<const BracketNode*> rest(parts.begin() + 3, parts.end());
+    if (col.type == 'M' || (col.type == 'N' && rest.size() == 2)) {
+      Montant(col, rest);
+    } else if (col.type == 'D') {
+      Date(col, rest, node.position);
+    } else {
+      Sizes(col, rest, node.position);
+    }
     if (options != nullptr) Options(col, *options);
     d_.columns.push_back(std::move(col));
+  }
+
+  // An amount, as the generated report programs describe it: DECIMALS,ALIGN after the type
+  // (M, or N with two parts); the width is the option L<n>, else kLargeurMontant. Printed as a
+  // number.
+  void Montant(Column& col, const std::vector<const BracketNode*>& rest) {
+    if (rest.size() != 2) {
+      Fail(rest.empty() ? 0 : rest[0]->position,
+           "colonne " + col.key + " de type M : « DECIMALES,CADRAGE » attendu après le type");
+    }
+    col.type = 'N';
+    col.width = kLargeurMontant;
+    Decimales(col, *rest[0]);
+    Cadrage(col, *rest[1]);
+  }
+
+  // A date: SIZE,ALIGN after the type; printed as written, at least 10 characters wide (a
+  // date is shown as JJ/MM/AAAA whatever its coded size).
+  void Date(Column& col, const std::vector<const BracketNode*>& rest, size_t position) {
+    if (rest.size() != 2) {
+      Fail(position, "colonne " + col.key + " de type D : « TAILLE,CADRAGE » attendu après le type");
+    }
+    col.type = 'A';
+    Largeur(col, *rest[0]);
+    col.width = std::max(col.width, 10);
+    Cadrage(col, *rest[1]);
+  }
+
+  void Largeur(Column& col, const BracketNode& node) {
+    const BracketNode& w = Atom(node, "largeur");
+    col.width = ParseInt(w.text, 1, kMaxWidth);
+    if (col.width < 0) {
+      Fail(w.position, "colonne " + col.key + " : largeur " + Quote(w.text) +
+                           " incorrecte (nombre de 1 à 999 attendu)");
+    }
+  }
+
+  void Decimales(Column& col, const BracketNode& node) {
+    const BracketNode& dec = Atom(node, "décimales");
+    col.decimals = ParseInt(dec.text, 0, std::min(kMaxDecimals, col.width - 1));
+    if (col.decimals < 0) {
+      Fail(dec.position, "colonne " + col.key + " : nombre de décimales " + Quote(dec.text) +
+                             " incorrect (0 à 15, moins que la largeur)");
+    }
+  }
+
+  void Cadrage(Column& col, const BracketNode& node) {
+    const BracketNode& a = Atom(node, "cadrage");
+    const std::string_view align = text::Trim(a.text);
+    if (align == "G") {
+      col.align = Align::kLeft;
+    } else if (align == "D") {
+      col.align = Align::kRight;
+    } else if (align == "C") {
+      col.align = Align::kCentre;
+    } else {
+      Fail(a.position, "colonne " + col.key + " : cadrage " + Quote(align) +
+                           " inconnu (G gauche, D droite, C centre)");
+    }
   }
 
   // The parts after the type: WIDTH,ALIGN (A); WIDTH,DECIMALS,ALIGN (N); (WIDTH,)ALIGN (B).
@@ -140,34 +207,9 @@ class Parser {
                          " » attendu après le type");
     }
     col.width = 3;  // "Oui" / "Non"
-    if (expected > 1) {
-      const BracketNode& w = Atom(*rest[0], "largeur");
-      col.width = ParseInt(w.text, 1, kMaxWidth);
-      if (col.width < 0) {
-        Fail(w.position, "colonne " + col.key + " : largeur " + Quote(w.text) +
-                             " incorrecte (nombre de 1 à 999 attendu)");
-      }
-    }
-    if (col.type == 'N') {
-      const BracketNode& dec = Atom(*rest[1], "décimales");
-      col.decimals = ParseInt(dec.text, 0, std::min(kMaxDecimals, col.width - 1));
-      if (col.decimals < 0) {
-        Fail(dec.position, "colonne " + col.key + " : nombre de décimales " + Quote(dec.text) +
-                               " incorrect (0 à 9, moins que la largeur)");
-      }
-    }
-    const BracketNode& a = Atom(*rest.back(), "cadrage");
-    const std::string_view align = text::Trim(a.text);
-    if (align == "G") {
-      col.align = Align::kLeft;
-    } else if (align == "D") {
-      col.align = Align::kRight;
-    } else if (align == "C") {
-      col.align = Align::kCentre;
-    } else {
-      Fail(a.position, "colonne " + col.key + " : cadrage " + Quote(align) +
-                           " inconnu (G gauche, D droite, C centre)");
-    }
+    if (expected > 1) Largeur(col, *rest[0]);
+    if (col.type == 'N') Decimales(col, *rest[1]);
+    Cadrage(col, *rest.back());
   }
 
   void Options(Column& col, const BracketNode& options) {
@@ -177,9 +219,16 @@ class Parser {
         col.wrap_words = true;
       } else if (letter == "E") {
         col.repeat_on_page = true;
+      } else if (letter.size() > 1 && letter[0] == 'L') {
+        const int largeur = ParseInt(letter.substr(1), 1, kMaxWidth);
+        if (largeur < col.decimals + 1) {
+          Fail(o.position, "colonne " + col.key + " : largeur " + Quote(letter.substr(1)) +
+                               " incorrecte (nombre de 1 à 999, plus que les décimales)");
+        }
+        col.width = largeur;
       } else {
         Fail(o.position, "colonne " + col.key + " : option " + Quote(letter) +
-                             " inconnue (A renvoi par mots, E rappel en haut de page)");
+                             " inconnue (A renvoi par mots, E rappel en haut de page, Ln largeur)");
       }
     }
   }

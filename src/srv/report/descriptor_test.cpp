@@ -79,6 +79,24 @@ TEST(Descriptor, HeadingGridPutsGroupsAboveTheirColumns) {
   }
 }
 
+// The columns of the generated report programs: amounts by their decimals, dates by their
+// coded size, widths as the option L.
+TEST(Descriptor, AmountsDatesAndWidthsOfTheGeneratedReports) {
+  const Descriptor d = ParseDescriptor(
+      "[PS,1,[[ENC,Encours,M,2,D,[L9]],[QTE,Quantité,N,0,D],[DT,Date,D,3,C],"
+      "[NOM,Nom,A,30,G,[L12]]],[]]");
+  ASSERT_EQ(d.columns.size(), 4u);
+  EXPECT_EQ(d.columns[0].type, 'N');
+  EXPECT_EQ(d.columns[0].decimals, 2);
+  EXPECT_EQ(d.columns[0].width, 9);
+  EXPECT_EQ(d.columns[1].decimals, 0);
+  EXPECT_EQ(d.columns[1].width, 16);  // no width given: the widest amount
+  EXPECT_EQ(d.columns[2].type, 'A');
+  EXPECT_EQ(d.columns[2].width, 10);  // JJ/MM/AAAA
+  EXPECT_EQ(d.columns[2].align, Align::kCentre);
+  EXPECT_EQ(d.columns[3].width, 12);
+}
+
 struct BadCase {
   const char* descriptor;
   const char* expected;  // part of the message
@@ -112,7 +130,11 @@ INSTANTIATE_TEST_SUITE_P(
                     BadCase{"[PS,1,[[A,a,A,1000,G]],[]]", "largeur « 1000 »"},
                     BadCase{"[PS,1,[[A,a,X,4,G]],[]]", "colonne A : type « X » inconnu"},
                     BadCase{"[PS,1,[[A,a,A,4,H]],[]]", "cadrage « H » inconnu"},
-                    BadCase{"[PS,1,[[A,a,N,4,G]],[]]", "LARGEUR,DECIMALES,CADRAGE"},
+                    BadCase{"[PS,1,[[A,a,N,4]],[]]", "LARGEUR,DECIMALES,CADRAGE"},
+                    BadCase{"[PS,1,[[A,a,M,2]],[]]", "« DECIMALES,CADRAGE » attendu"},
+                    BadCase{"[PS,1,[[A,a,M,2,D,[L2]]],[]]", "largeur « 2 »"},
+                    BadCase{"[PS,1,[[A,a,M,16,D]],[]]", "décimales « 16 »"},
+                    BadCase{"[PS,1,[[A,a,D,3]],[]]", "« TAILLE,CADRAGE » attendu"},
                     BadCase{"[PS,1,[[A,a,N,4,4,D]],[]]", "décimales « 4 »"},
                     BadCase{"[PS,1,[[A,a,A,4,G,[Z]]],[]]", "option « Z » inconnue"},
                     BadCase{"[PS,1,[[A,a,A,4,G],[A,b,A,4,G]],[]]", "colonne « A » en double"},
