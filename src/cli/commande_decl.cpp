@@ -37,6 +37,22 @@ std::string Convertit(std::string texte, const OptionsLigne& o) {
 
 }  // namespace
 
+int SortieCode(Contexte& contexte, std::string texte, size_t anomalies) {
+  const OptionsLigne& o = contexte.Options();
+  if (!o.sortie && platform::SortieEstTerminal()) {
+    tui::Console console(tui::OuvreTerminal());
+    tui::MontreTexte(console, kTitreVisionneuse, texte);
+  } else {
+    contexte.Sortie() << Convertit(std::move(texte), o);
+  }
+  if (anomalies > 0) {
+    contexte.Erreurs() << "vesk : " << anomalies
+                       << " anomalie(s) signalée(s) pendant la génération\n";
+    return 1;
+  }
+  return 0;
+}
+
 int CommandeDecl(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   if (o.arguments.size() != 1) {
@@ -51,18 +67,7 @@ int CommandeDecl(Contexte& contexte) {
     anomalies = EtatGen().Anomalies().size();
     composant->Termine();
   }
-  if (!o.sortie && platform::SortieEstTerminal()) {
-    tui::Console console(tui::OuvreTerminal());
-    tui::MontreTexte(console, kTitreVisionneuse, texte);
-  } else {
-    contexte.Sortie() << Convertit(std::move(texte), o);
-  }
-  if (anomalies > 0) {
-    contexte.Erreurs() << "vesk : " << anomalies
-                       << " anomalie(s) signalée(s) pendant la génération\n";
-    return 1;
-  }
-  return 0;
+  return SortieCode(contexte, std::move(texte), anomalies);
 }
 
 }  // namespace vesk::cli

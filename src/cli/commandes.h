@@ -60,6 +60,10 @@ class Composant;
 int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std::string_view rien,
           bool exige_dictionnaire = false);
 
+// Shows generated code in the viewer "Génération de Code" in a terminal, otherwise writes it to
+// the output in the encoding and line ends asked for; 1 when the generation reported anomalies.
+int SortieCode(Contexte& contexte, std::string texte, size_t anomalies);
+
 // The commands that exist, in menu order.
 std::span<const Commande> Commandes();
 // The command named nom (compared without regard to case), or nullptr.
@@ -81,6 +85,7 @@ int CommandeEdtFic(Contexte& contexte);
 int CommandeEdtLFic(Contexte& contexte);
 int CommandeFicApp(Contexte& contexte);
 int CommandeLectBA(Contexte& contexte);
+int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
 

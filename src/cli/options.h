@@ -29,6 +29,8 @@ struct OptionsLigne {
   Encodage encodage = Encodage::kUtf8;
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   bool essai = false;                  // --dry-run: check only (import)
+  bool csv = false;                    // --csv: genpe NOM writes a CSV export
+  bool edition = false;                // --edition: genpe NOM writes a printed report
   std::string commande;                // empty: the menu
   std::vector<std::string> arguments;  // what follows the command
 };

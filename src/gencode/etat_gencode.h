@@ -43,6 +43,11 @@ class EtatGenCode {
   // Number of InitGenCode calls made on this thread.
   int32_t Generations() const { return generations_; }
 
+  // The condensed name of the listing (NCE): set by the data-entry program generator to the
+  // file it generated for, written by the report generator; "" until then.
+  const std::string& Nce() const { return nce_; }
+  void AffecteNce(std::string_view nce) { nce_ = nce; }
+
   // Count of recorded lines (kept from one generation to the next).
   int32_t NbInst() const { return nb_inst_; }
   // Upper bound of the instruction record (-1 before the first InitGenCode).
@@ -67,6 +72,7 @@ class EtatGenCode {
 
  private:
   std::string texte_;
+  std::string nce_;
   std::vector<AnomalieGeneree> anomalies_;
   TableVerifiee<LigneInst> inst_;
   int32_t nb_inst_ = 0;

@@ -1,10 +1,11 @@
-// The generators' tools for the file specification entry, registered when the program starts
-// (every program that links the generators compiles this file: see vesk_library): key F4
-// generates the declarations of the file on screen.
+// The generators' commands and their tools for the file specification entry, registered when
+// the program starts (every program that links the generators compiles this file: see
+// vesk_library): GenPE, and key F4 that generates the declarations of the file on screen.
 #include <string_view>
 
 #include "core/commandes_composant.h"
 #include "gencode/declaration.h"
+#include "gencode/gen_pe.h"
 
 namespace vesk {
 
@@ -12,6 +13,7 @@ namespace {
 
 const bool kEnregistre = [] {
   EnregistreOutil(OutilFichier::kDeclarations, DeclarationFichier);
+  EnregistreCommande(CommandeAsS::kGenPE, GenPE);
   return true;
 }();
 

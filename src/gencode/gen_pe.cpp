@@ -1,0 +1,382 @@
+#include "gencode/gen_pe.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/cycle_saisie.h"
+#include "core/etat_module.h"
+#include "gencode/disposition.h"
+#include "gencode/etat_gencode.h"
+#include "gencode/tampon.h"
+#include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::string_view kQ = "\"";
+constexpr std::string_view kProcedure = "GenPe";
+constexpr size_t kLargeurNomFic = 6;
+
+// One field of the file as the report shows it: its column's key (the variable), its name,
+// type, internal coding, and its two sizes (total at 48-49, decimals at 50-51).
+struct Colonne {
+  std::string variable;
+  std::string nom;
+  std::string type;
+  std::string codage;
+  int16_t total = 0;
+  int16_t decimales = 0;
+};
+
+std::string SansBlancs(std::string_view texte) { return std::string(text::Trim(texte)); }
+
+int16_t Taille(std::string_view code) {
+  int16_t n = 0;
+  Etat().Texte().DecodeTaille(code, n);
+  return n;
+}
+
+// Searches the file in Fic: its record becomes current when found.
+bool ChercheFic(std::string_view nom) {
+  EtatModule& etat = Etat();
+  std::string cle = SansBlancs(nom);
+  if (text::CountChars(cle) > kLargeurNomFic) return false;
+  cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
+  bool trouve = false;
+  etat.BArbre().Recherche(etat.fic_arbre, cle, etat.fic_fichier, trouve);
+  return trouve;
+}
+
+// The fields of the current Fic record, in the order of their lines.
+std::vector<Colonne> Colonnes() {
+  EtatModule& etat = Etat();
+  std::vector<Colonne> colonnes;
+  int32_t no = 0;
+  for (etat.Chainage().PremLigne(etat.lfic_fichier, no); no != 0;
+       etat.Chainage().SuivLigne(etat.lfic_fichier, no)) {
+    colonnes.push_back({SansBlancs(etat.lfic[kLf5]), SansBlancs(etat.lfic[kLf1]),
+                        SansBlancs(etat.lfic[kLf2]), SansBlancs(etat.lfic[kFormatInterne]),
+                        Taille(etat.lfic[kLf3]), Taille(etat.lfic[kLf4])});
+  }
+  return colonnes;
+}
+
+// What the generation works from: the demand, the file's handles and its columns.
+struct Edition {
+  std::string fichier;    // NFIC without blanks
+  std::string programme;  // NPROG
+  bool csv = true;
+  std::string p;  // primary B-tree handle
+  std::string d;  // data file handle
+  std::vector<Colonne> colonnes;
+};
+
+// The section identifiers written so far in this generation.
+thread_local std::set<std::string> identifiants;
+
+// A comment at the computed column; one that carries a section's identifier lines up with the
+// first comment of that section, when there is one.
+void Rem(std::string_view texte, std::string_view id = "") {
+  const std::string cle(id);
+  if (!id.empty() && identifiants.count(cle) > 0) {
+    GenRem(texte, RechDecalId(id), id);
+    return;
+  }
+  GenRem(texte, kColonneCalculee, id);
+  if (!id.empty()) identifiants.insert(cle);
+}
+
+// A name for the CSV header: without its ";".
+std::string NomCsv(std::string_view nom) {
+  std::string propre;
+  Etat().Texte().Remplace(nom, ";", "", propre);
+  return propre;
+}
+
+// The description of a column inside "Call Cadredt(": its key, name and type; an amount (M, N)
+// by its decimals with its width as option L, a date (D) and a boolean (B) by their total, a
+// text (A, L) by its total. E fields have no column.
+std::string DescriptionColonne(const Colonne& c) {
+  const std::string debut = "[" + c.variable + "," + c.nom + ",";
+  if (c.type == "M" || c.type == "N") {
+    return debut + c.type + "," + std::to_string(c.decimales) + ",D,[L" +
+           std::to_string(std::max<int>(c.total, c.decimales + 1)) + "]]";
+  }
+  if (c.type == "D" || c.type == "B") return debut + c.type + "," + std::to_string(c.total) + ",C]";
+  return debut + "A," + std::to_string(std::max<int16_t>(c.total, 1)) + ",G]";
+}
+
+// The line that opens the report's frame; gives U, the amount columns ("[]" when none).
+std::string CadreEdition(const Edition& e) {
+  std::string descriptions, u;
+  for (const Colonne& c : e.colonnes) {
+    if (c.type == "E") continue;
+    descriptions += (descriptions.empty() ? "" : ",") + DescriptionColonne(c);
+    if (c.type == "M") u += (u.empty() ? "" : ",") + c.variable;
+  }
+  GenInst("Call Cadredt(" + std::string(kQ) + "[PS,1,[" + descriptions + "],[]]" +
+          std::string(kQ) + ")");
+  return "[" + u + "]";
+}
+
+void Entete(const Edition& e) {
+  GenTitre(e.csv ? "Sortie du Fichier " + e.fichier + " au Format Csv"
+                 : "Edition du Fichier " + e.fichier,
+           "=", "");
+  GenInst("Sub " + e.programme);
+  Rem("Déclaration", "Init");
+  GenInst("Dim Exist As Boolean, NoFic As Integer, E$ , V$, A$");
+  GenLigneVide();
+  Rem(e.csv ? "Initialisation des Fichiers pour la Sortie" : "Initialisation de l'Edition",
+      "Init");
+  Rem("Lecture de la Première Clé");
+  GenInst("Call PremCle(" + e.p + "," + e.d + ",EXIST)");
+  Rem("Saut à Fin de Programme si Fichier Vide");
+  GenInst("If Not(Exist) then Goto Fin");
+  if (!e.csv) {
+    Rem("Nom Condensé de l'Edition");
+    GenInst("NCE$=" + std::string(kQ) + EtatGen().Nce() + std::string(kQ));
+  }
+  GenLigneVide();
+  Rem("Entete de l'Edition", "Init");
+}
+
+void OuvertureCsv(const Edition& e) {
+  Rem("Ouverture du Fichier Csv");
+  GenInst("Call OuvseqO(DirEnt + Cp +" + std::string(kQ) + e.fichier + ".Csv" + std::string(kQ) +
+          ",NoFic)");
+  std::string separateur, h;
+  Etat().Journal().SeparateurCsv(separateur);
+  for (const Colonne& c : e.colonnes) {
+    if (c.type == "E") continue;
+    h += (h.empty() ? "" : separateur) + NomCsv(c.nom);
+  }
+  Rem("Ecriture de l'Entete dans le Fichier Csv");
+  GenInst("Call EcrireFichSeq(NoFic, " + std::string(kQ) + h + std::string(kQ) + ")");
+}
+
+std::string OuvertureEdition(const Edition& e) {
+  Rem("Ouverture de l'Edition");
+  GenInst("Call OuvEdt(FAUX,rien,rien,NCE$)");
+  Rem("Titre de l'Edition");
+  GenInst("Call EdTitre((NCE)," + std::string(kQ) + "G" + std::string(kQ) + ")");
+  Rem("Cadre d'Edition");
+  const std::string u = CadreEdition(e);
+  GenInst("If Abandon Goto FinEdt");
+  return u;
+}
+
+// The line that hands one field of the record to the CSV line or the report's line.
+void Affectation(const Edition& e, const Colonne& c) {
+  const std::string v = c.variable;
+  if (e.csv) {
+    GenInst("Call DecodeVarCsv(E$ ," + v + "$, " + std::string(kQ) + c.type + std::string(kQ) +
+            ", " + std::string(kQ) + c.codage + std::string(kQ) + ", " +
+            std::to_string(c.decimales) + ")");
+  } else if (c.type != "M") {
+    GenInst("Call ACol(" + std::string(kQ) + v + std::string(kQ) + "," + v + "$)");
+  } else if (c.codage == "D") {
+    GenInst("Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CV" + c.codage + "(" + v +
+            "$))");
+  } else {
+    GenInst("Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CDBL(CV" + c.codage + "(" +
+            v + "$)))");
+  }
+}
+
+void Iteration(const Edition& e) {
+  GenLigneVide();
+  Rem("Itération d'Edition", "Init");
+  Rem("Itération");
+  GenInst("While Exist");
+  Rem(e.csv ? "Adjonction a la ligne d'un enregistrement du Fichier Csv"
+            : "Edition  d'un Enregistrement",
+      "Edt");
+  Rem(e.csv ? "" : "Affectation au Tampon d'Edition");
+  if (e.csv) {
+    Rem("Initialisation");
+    GenInst("E$ = " + std::string(kQ) + std::string(kQ));
+    Rem("Affectation");
+  }
+  for (const Colonne& c : e.colonnes) Affectation(e, c);
+  if (e.csv) {
+    GenLigneVide();
+    Rem("Ecriture de l'Enregistrement dans le Fichier Csv");
+    GenInst("Call EcrireFichSeq(NoFic, E$)");
+  } else {
+    Rem("Edition");
+    GenInst("CALL ELC");
+    GenInst("IF ABANDON GOTO FINEDT");
+    Rem("Saut de Ligne");
+    GenInst("CALL LVT(1)");
+  }
+  GenLigneVide();
+  Rem("Lecture de l'Enregistrement Suivant", "Edt");
+  GenInst("Call SuivCle(" + e.p + "," + e.d + ",Exist)");
+  GenInst("WEND");
+  GenLigneVide();
+}
+
+// The totals line: each amount column totalled once ([key,1]), the label "Totaux", then the
+// span of the columns the line covers, from the first amount to the last.
+std::string Totaux(const Edition& e) {
+  std::string pieces, premiere, derniere;
+  for (const Colonne& c : e.colonnes) {
+    if (c.type != "M") continue;
+    pieces += (pieces.empty() ? "" : ",") + ("[" + c.variable + ",1]");
+    if (premiere.empty()) premiere = c.variable;
+    derniere = c.variable;
+  }
+  return "[[[" + pieces + ",Totaux]]," + premiere + "+" + derniere + "]";
+}
+
+void Cloture(const Edition& e, const std::string& u) {
+  if (e.csv) {
+    Rem("Cloture du Fichier Csv", "Init");
+    GenInst("Call CloDonnee(NoFic)");
+  } else {
+    Rem("Fin du Cadre", "Init");
+    GenInst("CALL EDTFINCADRE(" + std::string(kQ) + u + std::string(kQ) + ")");
+    if (u != "[]") {
+      Rem("Totaux des Colonnes");
+      GenInst("CALL EDTOTAL(" + std::string(kQ) + Totaux(e) + std::string(kQ) + ")");
+      Rem("Soulignage des Colonnes");
+      GenInst("CALL EDTFINCOL(" + std::string(kQ) + u + std::string(kQ) + ")");
+    }
+    GenLigneVide();
+    EcrireLigne("FinEdt:", "");
+    Rem("Cloture de l'Edition", "Init");
+    GenInst("CALL CLOEDT");
+  }
+  EcrireLigne("Fin:", "");
+  GenInst("End Sub");
+}
+
+void Genere(const Edition& e) {
+  identifiants.clear();
+  Entete(e);
+  std::string u = "[]";
+  if (e.csv) {
+    OuvertureCsv(e);
+  } else {
+    u = OuvertureEdition(e);
+  }
+  Iteration(e);
+  Cloture(e, u);
+  TermineGenCode();
+}
+
+// The primary tables of the file nom, in the order of the tables.
+std::vector<std::string> TablesPrimaires(std::string_view nom) {
+  EtatModule& etat = Etat();
+  const std::string fichier = SansBlancs(nom);
+  std::vector<std::string> tables;
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
+    if (SansBlancs(etat.ba[kNomD]) == fichier && SansBlancs(etat.ba[kNatT]) == "P") {
+      tables.push_back(SansBlancs(etat.ba[kNomT]));
+    }
+  });
+  return tables;
+}
+
+// The file's handles and columns; the file must be current in Fic, with its primary table.
+Edition Prepare(const DemandeEdition& demande, const std::string& table) {
+  Edition e;
+  e.fichier = SansBlancs(demande.fichier);
+  e.programme = SansBlancs(demande.programme);
+  if (e.programme.empty()) e.programme = "Csv" + e.fichier;
+  e.csv = demande.csv;
+  e.p = table + "T%";
+  e.d = e.fichier + "D%";
+  e.colonnes = Colonnes();
+  return e;
+}
+
+
+// The entry of NFIC until a file of Fic with a primary table is given; false when the user
+// leaves (an empty name, or Esc).
+bool SaisitFichier(std::string& nfic, int16_t retour, int16_t debut, int16_t echap) {
+  SrvSaisie& saisie = Etat().Saisie();
+  for (;;) {
+    int16_t touche = 0;
+    saisie.Sai("NFIC", nfic, touche, 0, "[]", "B");
+    if (touche == echap) return false;
+    if (touche == retour || touche == debut) continue;
+    if (SansBlancs(nfic).empty()) return false;
+    if (!ChercheFic(nfic)) continue;  // asked again, without a message
+    if (TablesPrimaires(nfic).empty()) {
+      saisie.MessChamp("NFIC", "B", kAucuneTablePrimaire, 0);
+      continue;
+    }
+    saisie.MessChamp("NFIC", "B", "", 0);
+    return true;
+  }
+}
+
+// The dialog, field after field with the back and start keys; false when the user leaves.
+bool DialogueEdition(DemandeEdition& demande) {
+  EtatModule& etat = Etat();
+  int16_t retour = 0, debut = 0, echap = 0;
+  etat.Ecran().ToucheRetour(retour);
+  etat.Ecran().ToucheDebut(debut);
+  etat.Ecran().ToucheEchap(echap);
+  SrvSaisie& saisie = etat.Saisie();
+  saisie.InitEcran(0);
+  saisie.Titre(kTitreGenPE);
+  saisie.DefChamps(kDescripteurGenPE);
+  std::string nfic, nprog, scsv = "O";
+  int etape = 1;
+  while (etape <= 3) {
+    int16_t touche = 0;
+    if (etape == 1) {
+      if (!SaisitFichier(nfic, retour, debut, echap)) return false;
+      etape = 2;
+      continue;
+    }
+    std::string& valeur = etape == 2 ? nprog : scsv;
+    if (etape == 2 && SansBlancs(nprog).empty()) nprog = "Csv" + SansBlancs(nfic);
+    saisie.Sai(etape == 2 ? "NPROG" : "SCSV", valeur, touche, 0, "[]", "B");
+    if (touche == echap) return false;
+    if (touche == debut || (touche == retour && etape == 2)) {
+      etape = 1;
+    } else if (touche == retour) {
+      etape = 2;
+    } else if (etape == 3 || !SansBlancs(nprog).empty()) {
+      ++etape;
+    }
+  }
+  demande = {SansBlancs(nfic), SansBlancs(nprog), text::Trim(scsv) == "O"};
+  return true;
+}
+
+}  // namespace
+
+std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
+  const std::vector<std::string> tables = TablesPrimaires(nom);
+  if (tables.size() > 1) SignaleAnomalieGen("@ Plusieurs Table Primaire", procedure);
+  return tables.empty() ? "" : tables.back();
+}
+
+void GenereEdition(const DemandeEdition& demande) {
+  const std::string nom = SansBlancs(demande.fichier);
+  if (!ChercheFic(nom)) {
+    throw ErreurService("GenPE", nom, "fichier non spécifié dans le dictionnaire");
+  }
+  if (TablesPrimaires(nom).empty()) {
+    throw ErreurService("GenPE", nom, std::string(kAucuneTablePrimaire));
+  }
+  InitGenCode();
+  const std::string table = TablePrimaire(nom, kProcedure);
+  ChercheFic(nom);  // the Fic record again, for the walk of its lines
+  Genere(Prepare(demande, table));
+}
+
+void GenPE() {
+  DemandeEdition demande;
+  if (DialogueEdition(demande)) GenereEdition(demande);
+}
+
+}  // namespace vesk
