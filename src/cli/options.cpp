@@ -41,8 +41,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
       ->group("Options");
   app.add_flag("--csv", o.csv, "Avec genpe NOM : un programme de sortie au format CSV (défaut)")
       ->group("Options");
-  app.add_flag("--edition", o.edition, "Avec genpe NOM : un programme d'édition")
-      ->group("Options");
+  app.add_flag("--edition", o.edition, "Avec genpe NOM : un programme d'édition")->group("Options");
   Texte(app, "--output", o.sortie, "FICHIER", "Écrit le résultat dans ce fichier");
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
       ->type_name("COMMANDE");

@@ -47,10 +47,13 @@ class EditionEssai : public DossierEssai {
   std::vector<Rapport> Anomalies() {
     return dynamic_cast<SrvAnomalieImpl&>(Etat().Anomalie()).Rapports();
   }
-  void Golden(const std::string& texte, const std::string& nom) {
+  // Compares texte with the reference file nom of the folder dossier (VESK_REGOLDEN=1 rewrites
+  // it).
+  void Golden(const std::string& texte, const std::string& nom,
+              const std::string& dossier = "src/fic/testdata") {
     const char* source = std::getenv("VESK_SOURCE_DIR");
     ASSERT_NE(source, nullptr);
-    const std::filesystem::path chemin = std::filesystem::path(source) / "src/fic/testdata" / nom;
+    const std::filesystem::path chemin = std::filesystem::path(source) / dossier / nom;
     if (std::getenv("VESK_REGOLDEN") != nullptr) std::ofstream(chemin, std::ios::binary) << texte;
     EXPECT_EQ(texte, Contenu(chemin)) << "fichier de référence " << chemin;
   }

@@ -117,8 +117,8 @@ std::string CadreEdition(const Edition& e) {
     descriptions += (descriptions.empty() ? "" : ",") + DescriptionColonne(c);
     if (c.type == "M") u += (u.empty() ? "" : ",") + c.variable;
   }
-  GenInst("Call Cadredt(" + std::string(kQ) + "[PS,1,[" + descriptions + "],[]]" +
-          std::string(kQ) + ")");
+  GenInst("Call Cadredt(" + std::string(kQ) + "[PS,1,[" + descriptions + "],[]]" + std::string(kQ) +
+          ")");
   return "[" + u + "]";
 }
 
@@ -130,8 +130,7 @@ void Entete(const Edition& e) {
   Rem("Déclaration", "Init");
   GenInst("Dim Exist As Boolean, NoFic As Integer, E$ , V$, A$");
   GenLigneVide();
-  Rem(e.csv ? "Initialisation des Fichiers pour la Sortie" : "Initialisation de l'Edition",
-      "Init");
+  Rem(e.csv ? "Initialisation des Fichiers pour la Sortie" : "Initialisation de l'Edition", "Init");
   Rem("Lecture de la Première Clé");
   GenInst("Call PremCle(" + e.p + "," + e.d + ",EXIST)");
   Rem("Saut à Fin de Programme si Fichier Vide");
@@ -294,7 +293,6 @@ Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   e.colonnes = Colonnes();
   return e;
 }
-
 
 // The entry of NFIC until a file of Fic with a primary table is given; false when the user
 // leaves (an empty name, or Esc).

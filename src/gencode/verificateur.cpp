@@ -162,11 +162,17 @@ void Verificateur::OuvreProcedure(const std::string& type, std::string_view inst
 }
 
 // If or ElseIf: a block when Then ends the statement, else a one-line If whose rest of the
-// line is its own.
+// line is its own. "If condition Goto label", without Then, is a one-line If too.
 void Verificateur::Si(const std::string& premier, std::string_view inst,
                       const std::vector<std::string_view>& mots, bool& suite_ignoree) {
   auto then = std::find_if(mots.begin(), mots.end(),
                            [](std::string_view m) { return text::UpperAscii(m) == "THEN"; });
+  const bool goto_seul =
+      premier == "IF" && mots.size() >= 4 && text::UpperAscii(mots[mots.size() - 2]) == "GOTO";
+  if (then == mots.end() && goto_seul) {
+    suite_ignoree = true;
+    return;
+  }
   if (then == mots.end()) {
     Defaut(ligne_, "« " + std::string(inst) + " » sans « Then »");
     return;

@@ -75,14 +75,16 @@ TEST(VerificateurTest, ReportsMissingAndDuplicateLabels) {
       "    Goto Fin",
       "    GOSUB debut",
       "    If A Then Goto Ailleurs",
+      "    IF ABANDON GOTO Perdue",
       "Debut:",
       "    On K Gosub Debut, Absent",
   });
   const std::vector<DefautStructure> attendu = {
       {3, "Goto vers l'étiquette « Fin », qui n'existe pas"},
       {5, "Goto vers l'étiquette « Ailleurs », qui n'existe pas"},
-      {6, "étiquette « Debut » déjà définie ligne 2"},
-      {7, "Gosub vers l'étiquette « Absent », qui n'existe pas"}};
+      {6, "Goto vers l'étiquette « Perdue », qui n'existe pas"},
+      {7, "étiquette « Debut » déjà définie ligne 2"},
+      {8, "Gosub vers l'étiquette « Absent », qui n'existe pas"}};
   EXPECT_EQ(VerifieStructure(texte), attendu) << DecritDefauts(VerifieStructure(texte));
 }
 
@@ -90,6 +92,9 @@ TEST(VerificateurTest, BlockIfNeedsThenAtTheEnd) {
   EXPECT_EQ(VerifieStructure("If A Then\nEnd If").size(), 0u);
   EXPECT_EQ(VerifieStructure("If A Then X = 1\nEnd If").size(), 1u);
   EXPECT_EQ(VerifieStructure("If A\nEnd If").size(), 2u);
+  // "If condition Goto label" is a one-line If; "If A Goto" alone is not.
+  EXPECT_EQ(VerifieStructure("If Abandon Goto Fin\nFin:").size(), 0u);
+  EXPECT_EQ(VerifieStructure("If A Goto").size(), 1u);
   EXPECT_EQ(VerifieStructure("Sub X\n  Sub Y\n  End Sub\nEnd Sub").size(), 1u);
 }
 

@@ -154,7 +154,8 @@ class Parser {
   // date is shown as JJ/MM/AAAA whatever its coded size).
   void Date(Column& col, const std::vector<const BracketNode*>& rest, size_t position) {
     if (rest.size() != 2) {
-      Fail(position, "colonne " + col.key + " de type D : « TAILLE,CADRAGE » attendu après le type");
+      Fail(position,
+           "colonne " + col.key + " de type D : « TAILLE,CADRAGE » attendu après le type");
     }
     col.type = 'A';
     Largeur(col, *rest[0]);
