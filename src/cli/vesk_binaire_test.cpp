@@ -382,4 +382,29 @@ TEST_F(VeskTest, AHundredFilesListedWithTheirPageNumbersRight) {
   EXPECT_NE(listing.find("Longueur :  16 - No Canal : F199D%"), std::string::npos);
 }
 
+TEST_F(VeskTest, GenpeWritesTheReportOrCsvProgramOfAFile) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  Execution csv = Lance("--data donnees genpe client --eol lf --output client.bas");
+  EXPECT_EQ(csv.status, 0) << csv.erreurs;
+  const std::string texte = Contenu(dossier_ / "client.bas");
+  EXPECT_NE(texte.find("\n    Sub CsvCLIENT\n"), std::string::npos) << texte;
+  EXPECT_EQ(texte.find('\r'), std::string::npos);
+  Execution edition = Lance("--data donnees genpe FACTUR --edition");
+  EXPECT_EQ(edition.status, 0) << edition.erreurs;
+  EXPECT_NE(edition.sortie.find("CALL EDTOTAL(\"[[[[FAMHT,1],Totaux]],FAMHT+FAMHT]\")"),
+            std::string::npos)
+      << edition.sortie;
+  struct Cas {
+    const char* arguments;
+    const char* message;
+  };
+  for (const Cas& c : {Cas{"--data donnees genpe NOPE", "fichier non spécifié"},
+                       Cas{"--data donnees genpe --csv", "avec un nom de fichier seulement"},
+                       Cas{"--data donnees genpe CLIENT --csv --edition", "pas les deux"}}) {
+    Execution e = Lance(c.arguments);
+    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << "\n" << e.erreurs;
+  }
+}
+
 }  // namespace

@@ -32,6 +32,8 @@ struct Colonne {
 };
 
 std::string SansBlancs(std::string_view texte) { return std::string(text::Trim(texte)); }
+// A file's name as Fic holds it: without blanks, in capitals.
+std::string NomFichier(std::string_view texte) { return text::UpperAscii(text::Trim(texte)); }
 
 int16_t Taille(std::string_view code) {
   int16_t n = 0;
@@ -42,7 +44,7 @@ int16_t Taille(std::string_view code) {
 // Searches the file in Fic: its record becomes current when found.
 bool ChercheFic(std::string_view nom) {
   EtatModule& etat = Etat();
-  std::string cle = SansBlancs(nom);
+  std::string cle = NomFichier(nom);
   if (text::CountChars(cle) > kLargeurNomFic) return false;
   cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
   bool trouve = false;
@@ -271,7 +273,7 @@ void Genere(const Edition& e) {
 // The primary tables of the file nom, in the order of the tables.
 std::vector<std::string> TablesPrimaires(std::string_view nom) {
   EtatModule& etat = Etat();
-  const std::string fichier = SansBlancs(nom);
+  const std::string fichier = NomFichier(nom);
   std::vector<std::string> tables;
   ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
     if (SansBlancs(etat.ba[kNomD]) == fichier && SansBlancs(etat.ba[kNatT]) == "P") {
@@ -284,7 +286,7 @@ std::vector<std::string> TablesPrimaires(std::string_view nom) {
 // The file's handles and columns; the file must be current in Fic, with its primary table.
 Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   Edition e;
-  e.fichier = SansBlancs(demande.fichier);
+  e.fichier = NomFichier(demande.fichier);
   e.programme = SansBlancs(demande.programme);
   if (e.programme.empty()) e.programme = "Csv" + e.fichier;
   e.csv = demande.csv;
@@ -314,6 +316,12 @@ bool SaisitFichier(std::string& nfic, int16_t retour, int16_t debut, int16_t ech
   }
 }
 
+// A procedure's name the generated "Sub" line can carry (empty: asked again, not refused).
+bool NomProcedure(std::string_view nom) {
+  const std::string_view n = text::Trim(nom);
+  return n.empty() || (LettresEtChiffres(n) && !(n[0] >= '0' && n[0] <= '9'));
+}
+
 // The dialog, field after field with the back and start keys; false when the user leaves.
 bool DialogueEdition(DemandeEdition& demande) {
   EtatModule& etat = Etat();
@@ -335,18 +343,24 @@ bool DialogueEdition(DemandeEdition& demande) {
       continue;
     }
     std::string& valeur = etape == 2 ? nprog : scsv;
-    if (etape == 2 && SansBlancs(nprog).empty()) nprog = "Csv" + SansBlancs(nfic);
+    if (etape == 2 && SansBlancs(nprog).empty()) nprog = "Csv" + NomFichier(nfic);
     saisie.Sai(etape == 2 ? "NPROG" : "SCSV", valeur, touche, 0, "[]", "B");
     if (touche == echap) return false;
     if (touche == debut || (touche == retour && etape == 2)) {
       etape = 1;
     } else if (touche == retour) {
       etape = 2;
+    } else if (etape == 2 && !NomProcedure(nprog)) {
+      saisie.MessChamp("NPROG", "B",
+                       "Nom de procédure « " + SansBlancs(nprog) +
+                           " » refusé : une lettre puis des lettres et des chiffres",
+                       0);
     } else if (etape == 3 || !SansBlancs(nprog).empty()) {
+      if (etape == 2) saisie.MessChamp("NPROG", "B", "", 0);
       ++etape;
     }
   }
-  demande = {SansBlancs(nfic), SansBlancs(nprog), text::Trim(scsv) == "O"};
+  demande = {NomFichier(nfic), SansBlancs(nprog), text::Trim(scsv) == "O"};
   return true;
 }
 
@@ -359,7 +373,7 @@ std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
 }
 
 void GenereEdition(const DemandeEdition& demande) {
-  const std::string nom = SansBlancs(demande.fichier);
+  const std::string nom = NomFichier(demande.fichier);
   if (!ChercheFic(nom)) {
     throw ErreurService("GenPE", nom, "fichier non spécifié dans le dictionnaire");
   }

@@ -144,7 +144,8 @@ TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   // An unknown file asked again without a message, one without a primary table with it; the
   // back key on NPROG goes to NFIC, on SCSV to NPROG; an empty NPROG is asked again.
   Ouvre(
-      "NFIC = NOPE\nNFIC = SANS\nNFIC = TEXTE\nNPROG <Up>\nNFIC\nNPROG =\nNPROG = EdtT\n"
+      "NFIC = NOPE\nNFIC = SANS\nNFIC = texte\nNPROG <Up>\nNFIC\nNPROG =\nNPROG = Edt T\n"
+      "NPROG = EdtT\n"
       "SCSV = N <Up>\nNPROG\nSCSV = N\n");
   GenPE();
   EXPECT_EQ(session_->Restantes(), 0u);
@@ -153,6 +154,7 @@ TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   EXPECT_TRUE(Contient(t, "MessChamp NFIC B «Aucune Table Primaire»")) << t;
   EXPECT_TRUE(Contient(t, "Sai NPROG «CsvTEXTE»")) << t;
   EXPECT_TRUE(Contient(t, "Sai SCSV «O»")) << t;
+  EXPECT_TRUE(Contient(t, "MessChamp NPROG B «Nom de procédure « Edt T » refusé")) << t;
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Sub EdtT\r\n"));
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Edition du Fichier TEXTE"));
 
