@@ -1,28 +1,28 @@
-// `vesk genpe [NOM]`: the report and CSV program generator. Without NOM, its screen (in a
-// terminal or through --script), then the code in the viewer; with NOM, no screen: the program
-// of the file NOM (--csv, the default, or --edition) written to the output.
+// `vesk genps [NOM]` and `vesk genpe [NOM]`: the data-entry program generator and the report
+// and CSV program generator. Without NOM, their screen (in a terminal or through --script),
+// then the code in the viewer; with NOM, no screen: the program of the file NOM with the
+// defaults (for genpe --csv, the default, or --edition) written to the output.
+#include <functional>
 #include <ostream>
 
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/gen_pe.h"
+#include "gencode/gen_ps.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::cli {
 
-int CommandeGenPE(Contexte& contexte) {
+namespace {
+
+// Runs the generation (screen or not), then shows or writes its text.
+int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
   const OptionsLigne& o = contexte.Options();
   if (o.arguments.size() > 1) {
     throw ErreurService("Ligne de commande", o.commande,
-                        "un nom de fichier au plus : vesk genpe [NOM]");
-  }
-  if (o.csv && o.edition) {
-    throw ErreurService("Ligne de commande", "--csv --edition", "l'un ou l'autre, pas les deux");
-  }
-  if (o.arguments.empty() && (o.csv || o.edition)) {
-    throw ErreurService("Ligne de commande", o.csv ? "--csv" : "--edition",
-                        "avec un nom de fichier seulement : l'écran demande la sortie");
+                        "un nom de fichier au plus : vesk " + o.commande + " [NOM]");
   }
   std::string texte;
   size_t anomalies = 0;
@@ -30,11 +30,7 @@ int CommandeGenPE(Contexte& contexte) {
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
     generations = EtatGen().Generations();
-    if (o.arguments.empty()) {
-      composant->Ass().GenPE();
-    } else {
-      GenereEdition({o.arguments.front(), "", !o.edition});
-    }
+    genere(*composant);
     generations = EtatGen().Generations() - generations;
     texte = EtatGen().Texte();
     anomalies = EtatGen().Anomalies().size();
@@ -45,6 +41,44 @@ int CommandeGenPE(Contexte& contexte) {
     return 0;
   }
   return SortieCode(contexte, std::move(texte), anomalies);
+}
+
+}  // namespace
+
+int CommandeGenPS(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.csv || o.edition) {
+    throw ErreurService("Ligne de commande", o.csv ? "--csv" : "--edition",
+                        "option de genpe seulement");
+  }
+  return Genere(contexte, [&](Composant& c) {
+    if (o.arguments.empty()) {
+      c.Ass().GenPS();
+      return;
+    }
+    GenereSaisie({text::UpperAscii(o.arguments.front()), "", "", ""}, [&] {
+      contexte.Erreurs() << "vesk : " << kTropDeCles << " : l'écran initial prend une rubrique "
+                         << "de plus\n";
+    });
+  });
+}
+
+int CommandeGenPE(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.csv && o.edition) {
+    throw ErreurService("Ligne de commande", "--csv --edition", "l'un ou l'autre, pas les deux");
+  }
+  if (o.arguments.empty() && (o.csv || o.edition)) {
+    throw ErreurService("Ligne de commande", o.csv ? "--csv" : "--edition",
+                        "avec un nom de fichier seulement : l'écran demande la sortie");
+  }
+  return Genere(contexte, [&](Composant& c) {
+    if (o.arguments.empty()) {
+      c.Ass().GenPE();
+    } else {
+      GenereEdition({text::UpperAscii(o.arguments.front()), "", !o.edition});
+    }
+  });
 }
 
 }  // namespace vesk::cli

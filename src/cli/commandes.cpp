@@ -29,6 +29,8 @@ constexpr Commande kCommandes[] = {
     {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
     {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
      CommandeDecl},
+    {"genps", "Génère le programme de saisie du fichier NOM (écran sans NOM)", CommandeGenPS,
+     "Nom du fichier"},
     {"genpe", "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
      CommandeGenPE, "Nom du fichier"},
     {"export", "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",

@@ -85,6 +85,7 @@ int CommandeEdtFic(Contexte& contexte);
 int CommandeEdtLFic(Contexte& contexte);
 int CommandeFicApp(Contexte& contexte);
 int CommandeLectBA(Contexte& contexte);
+int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);

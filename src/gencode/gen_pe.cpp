@@ -270,18 +270,6 @@ void Genere(const Edition& e) {
   TermineGenCode();
 }
 
-// The primary tables of the file nom, in the order of the tables.
-std::vector<std::string> TablesPrimaires(std::string_view nom) {
-  EtatModule& etat = Etat();
-  const std::string fichier = NomFichier(nom);
-  std::vector<std::string> tables;
-  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
-    if (SansBlancs(etat.ba[kNomD]) == fichier && SansBlancs(etat.ba[kNatT]) == "P") {
-      tables.push_back(SansBlancs(etat.ba[kNomT]));
-    }
-  });
-  return tables;
-}
 
 // The file's handles and columns; the file must be current in Fic, with its primary table.
 Edition Prepare(const DemandeEdition& demande, const std::string& table) {
@@ -365,6 +353,18 @@ bool DialogueEdition(DemandeEdition& demande) {
 }
 
 }  // namespace
+
+std::vector<std::string> TablesPrimaires(std::string_view nom) {
+  EtatModule& etat = Etat();
+  const std::string fichier = NomFichier(nom);
+  std::vector<std::string> tables;
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
+    if (SansBlancs(etat.ba[kNomD]) == fichier && SansBlancs(etat.ba[kNatT]) == "P") {
+      tables.push_back(SansBlancs(etat.ba[kNomT]));
+    }
+  });
+  return tables;
+}
 
 std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
   const std::vector<std::string> tables = TablesPrimaires(nom);

@@ -63,6 +63,7 @@ class GenPETest : public fic::EditionEssai {
  protected:
   void SetUp() override {
     EditionEssai::SetUp();
+    OublieEtatGen();  // NCE and the text of another test's generation
     Ouvre();
     Importe(kDictionnaire);
   }
