@@ -14,7 +14,9 @@ namespace vesk {
 
 namespace {
 
-constexpr std::string_view kMotsCles = "[REM,ELSE,END IF,SUB,FOR,NEXT,WHILE,WEND,EXIT SUB,END SUB]";
+// The keywords that give a line its kind, in the order they are tried.
+constexpr std::string_view kMotsCles[] = {"REM",  "ELSE",  "END IF", "SUB",      "FOR",
+                                          "NEXT", "WHILE", "WEND",   "EXIT SUB", "END SUB"};
 constexpr std::string_view kEtiquette = "Etiquette";
 constexpr std::string_view kInst = "Inst";
 
@@ -92,22 +94,13 @@ int16_t RechDecal(std::string LigneInst::*champ, std::string_view valeur, std::s
 }  // namespace
 
 std::string TypeInst(std::string_view ligne) {
-  SrvTexte& texte = Etat().Texte();
   const std::string s = SansEspacesMajuscules(ligne);
   bool oui = false;
-  texte.FinitPar(s, ":", oui);
+  Etat().Texte().FinitPar(s, ":", oui);  // the text service also refuses a line not in UTF-8
   if (oui) return std::string(kEtiquette);
-  texte.CommencePar("IF", s, oui);
-  if (oui) {
-    texte.FinitPar(s, "THEN", oui);
-    if (oui) return "IF";
-  }
-  std::string mots(kMotsCles);
-  std::string mot;
-  while (mots != "[]") {
-    Etat().Liste().ExtraitMot(mots, mot);
-    texte.CommencePar(mot, s, oui);
-    if (oui) return mot;
+  if (s.starts_with("IF") && s.ends_with("THEN")) return "IF";
+  for (std::string_view mot : kMotsCles) {
+    if (s.starts_with(mot)) return std::string(mot);
   }
   return std::string(kInst);
 }

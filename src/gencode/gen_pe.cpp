@@ -270,7 +270,6 @@ void Genere(const Edition& e) {
   TermineGenCode();
 }
 
-
 // The file's handles and columns; the file must be current in Fic, with its primary table.
 Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   Edition e;

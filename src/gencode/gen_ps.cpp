@@ -24,9 +24,7 @@ constexpr std::string_view kQ = "\"";
 constexpr std::string_view kProcedure = "GenPs";
 constexpr size_t kLargeurNomFic = 6;
 
-void Rem(std::string_view texte, std::string_view id = "") {
-  GenRem(texte, kColonneCalculee, id);
-}
+void Rem(std::string_view texte, std::string_view id = "") { GenRem(texte, kColonneCalculee, id); }
 // A comment lined up with the key's entry.
 void RemP(const ProgrammeSaisie& p, std::string_view texte) {
   GenRem(texte, p.colonne_primaire, "");
@@ -124,7 +122,6 @@ std::string LibelleCode(const ProgrammeSaisie& p) {
   return trouve ? Trim(etat.dom[kNomDom]) : code.nom;
 }
 
-
 // Header and declarations (steps 1 to 7).
 void Entete(const ProgrammeSaisie& p, const std::string& libelle) {
   GenTitre(p.titre, "=", "-");
@@ -194,8 +191,8 @@ void EcranInitial(const ProgrammeSaisie& p) {
   GenLigneVide();
   DessineEcran(p, 1);
   Rem("Messages");
-  GenInst("Call MesSD(" + Guillemets("Code Vide : Fin de la Saisie") + "," + Guillemets("B") +
-          "," + Guillemets("Suppression : Confirmez par F6") + ")");
+  GenInst("Call MesSD(" + Guillemets("Code Vide : Fin de la Saisie") + "," + Guillemets("B") + "," +
+          Guillemets("Suppression : Confirmez par F6") + ")");
   GenLigneVide();
   RemA("DesEcr", "Affichage Précédent Enregistrement");
   GenInst("If DernEnr&<>0 Then");
@@ -231,8 +228,8 @@ void ClePrimaire(const ProgrammeSaisie& p) {
   Rem("Affichage des Données");
   AfficheDonnees(p, p.ecrans.front());
   Rem("Message Modification ou Suppression");
-  GenInst("If TR=F6 Then X$=" + Guillemets("Suppression") + " Else X$=" +
-          Guillemets("Modification"));
+  GenInst("If TR=F6 Then X$=" + Guillemets("Suppression") +
+          " Else X$=" + Guillemets("Modification"));
   GenInst("C$=" + Guillemets("I"));
   GenInst("Else");
   Rem("Message");
@@ -406,13 +403,13 @@ std::string Conversion(const ChampProgramme& c, const std::string& v) {
   const std::string chiffres = std::to_string(Chiffres(c)) + "," + std::to_string(c.decimales);
   switch (c.type) {
     case 'M':
-      return "Call FormNum(CV" + std::string(1, c.format) + "(" + k + ")," + chiffres +
-             ", Vrai, " + v + ")";
+      return "Call FormNum(CV" + std::string(1, c.format) + "(" + k + ")," + chiffres + ", Vrai, " +
+             v + ")";
     case 'N':
       return "Call FormNum(VAL(" + k + ")," + chiffres + ", Vrai, " + v + ")";
     case 'B':
-      return "If " + k + "=" + Guillemets("O") + " Then " + v + "=" + Guillemets("OUI") +
-             " Else " + v + "=" + Guillemets("NON");
+      return "If " + k + "=" + Guillemets("O") + " Then " + v + "=" + Guillemets("OUI") + " Else " +
+             v + "=" + Guillemets("NON");
     case 'D':
       return "Call DecompDate(" + k + ", " + v + ", (rien))";
     default:

@@ -1,9 +1,10 @@
 // The data-entry program generator: two files against reference texts, the edge cases of its
 // screens (35 and 36 fields, a key that fills the initial screen), of its fields (dates, "S" and
 // "A" fields), the texts kept as written, and the dialog driven by scripts.
+#include "gencode/gen_ps.h"
+
 #include "fic/essai_fic.h"
 #include "gencode/etat_gencode.h"
-#include "gencode/gen_ps.h"
 #include "gencode/programme_saisie.h"
 #include "gencode/verificateur.h"
 #include "srv/tui/descripteur.h"
@@ -62,7 +63,8 @@ std::string Large(int n, int k) {
          std::to_string(i) + "\" },\n";
   }
   t += "]\n[barbres.LARGE1]\nfichier = \"LARGE\"\nnature = \"P\"\ncle = \"[";
-  for (int i = 1; i <= k; ++i) t += std::string(i > 1 ? "," : "") + "[V" + std::to_string(i) + ",1,1]";
+  for (int i = 1; i <= k; ++i)
+    t += std::string(i > 1 ? "," : "") + "[V" + std::to_string(i) + ",1,1]";
   return t + "]\"\n";
 }
 
@@ -109,11 +111,11 @@ TEST_F(GenPSTest, TwoFilesAsTheyAreGenerated) {
   const std::string artic = Genere("ARTIC");
   Golden(artic, "genps-ARTIC.txt", "src/gencode/testdata");
   for (const char* part :
-       {"Rem En Entrée : Code$ Familles d'articles A Proposer", "xARSTK$=MKI(0)",
-        "xARPRIX$=MKS(0)", "xARCA$=MKD(0)", "xARPDS$=\"0\"", "Call NUL(xARSUIV$)", "xARACT$=\"O\"",
-        "xARTAIL$=\"[]\"", "Cle$=ARFAM$+MID$(ARCODE$,1,6)+MID$(ARFAM$,1,1)",
-        "Call InsS(ART2T%,Cle$,DERNENR&)", "Call SupS(ART3T%,Cle$,EnrMod&)",
-        "Call FormNum(CVI(ARSTK$),3,0, Vrai, V3$)", "Call FormNum(CVS(ARPRIX$),5,2, Vrai, V4$)",
+       {"Rem En Entrée : Code$ Familles d'articles A Proposer", "xARSTK$=MKI(0)", "xARPRIX$=MKS(0)",
+        "xARCA$=MKD(0)", "xARPDS$=\"0\"", "Call NUL(xARSUIV$)", "xARACT$=\"O\"", "xARTAIL$=\"[]\"",
+        "Cle$=ARFAM$+MID$(ARCODE$,1,6)+MID$(ARFAM$,1,1)", "Call InsS(ART2T%,Cle$,DERNENR&)",
+        "Call SupS(ART3T%,Cle$,EnrMod&)", "Call FormNum(CVI(ARSTK$),3,0, Vrai, V3$)",
+        "Call FormNum(CVS(ARPRIX$),5,2, Vrai, V4$)",
         "Call MesBasEcran(\"B\",\"Enregistrement Précédent \"+xARFAM$+xARCODE$)",
         "Call Mesad(\"ARCODE\",C$,X$)", "Goto ARSTK\r\n"}) {
     EXPECT_TRUE(Contient(artic, part)) << part;
@@ -134,10 +136,10 @@ TEST_F(GenPSTest, TheFieldsEnteredShownComputedAndPacked) {
   EXPECT_TRUE(Contient(t, "xARCA$=<<<<<< A Faire >>>>>>"));
   EXPECT_FALSE(Contient(t, "Call Sai(\"ARCA\""));
   // The texts kept as written.
-  for (const char* part : {"Call ResEcrSais", "Call ResEcrsais", "ModifSF", "ModIfSF",
-                           "Supression", "Suppression", "Dim L$, M$, X$, I As Long, V0$, V?$",
-                           "Call LireEnr( ARTICD%", "Call LireEnr (ARTICD%", "EcrM As Boolean",
-                           "Ecrm=Faux", "DernEnr&", "DERNENR&", "Hors Cle Primaire"}) {
+  for (const char* part :
+       {"Call ResEcrSais", "Call ResEcrsais", "ModifSF", "ModIfSF", "Supression", "Suppression",
+        "Dim L$, M$, X$, I As Long, V0$, V?$", "Call LireEnr( ARTICD%", "Call LireEnr (ARTICD%",
+        "EcrM As Boolean", "Ecrm=Faux", "DernEnr&", "DERNENR&", "Hors Cle Primaire"}) {
     EXPECT_TRUE(Contient(t, part)) << part;
   }
   // Every screen descriptor is one the entry screens read.
@@ -214,8 +216,9 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
   EXPECT_TRUE(Contient(t, "Les pays - Ecran Initial"));
 
   // No primary table: said on NFIC, asked again; Esc leaves without generating.
-  Importe(Large(3, 1) + "[fichiers.NUE]\nlongueur = 8\nrubriques = [{ nom = \"C\", type = "
-                        "\"A\", total = 2, variable = \"NC\" }]\n");
+  Importe(Large(3, 1) +
+          "[fichiers.NUE]\nlongueur = 8\nrubriques = [{ nom = \"C\", type = "
+          "\"A\", total = 2, variable = \"NC\" }]\n");
   const int32_t generations = EtatGen().Generations();
   Ouvre("NFIC = NUE\nNFIC <Esc>\n");
   GenPS();

@@ -1,10 +1,12 @@
 // The code pieces of the data-entry programs, per screen and per field.
+#include <charconv>
 #include <string>
 #include <vector>
 
 #include "core/etat_module.h"
 #include "gencode/disposition.h"
 #include "gencode/programme_saisie.h"
+#include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -13,9 +15,7 @@ namespace {
 
 constexpr std::string_view kQ = "\"";
 
-void Rem(std::string_view texte, std::string_view id = "") {
-  GenRem(texte, kColonneCalculee, id);
-}
+void Rem(std::string_view texte, std::string_view id = "") { GenRem(texte, kColonneCalculee, id); }
 
 std::string Guillemets(std::string_view texte) {
   return std::string(kQ) + std::string(texte) + std::string(kQ);
@@ -63,8 +63,7 @@ void MessageChangement(const ProgrammeSaisie& p, size_t ecran) {
   Rem("Message de Changement Ecran");
   const std::string suivant = ecran < p.ecrans.size() ? " - F2 Ecran Suivant" : "";
   GenInst("Call MesBasEcran(" + Guillemets("B") + "," +
-          Guillemets("F1 Enregistrement" + suivant + " - Flêche et Page Haut Pour Remontée") +
-          ")");
+          Guillemets("F1 Enregistrement" + suivant + " - Flêche et Page Haut Pour Remontée") + ")");
 }
 
 // Where the keys of field i lead: back to the field entered before it on the screen (the
@@ -82,8 +81,9 @@ void Debranchements(const ProgrammeSaisie& p, size_t ecran, size_t i) {
   if (p.champs[i].cle_primaire) return;
   std::string ligne = "If TR=F1 Then Goto Enr" + p.suffixe;
   if (ecran < p.ecrans.size()) {
-    ligne += " Else If TR=F2 Then Goto " +
-             (ecran == 1 ? "MemEcr" + p.suffixe + "1" : "DesEcr" + p.suffixe + std::to_string(ecran + 1));
+    ligne += " Else If TR=F2 Then Goto " + (ecran == 1
+                                                ? "MemEcr" + p.suffixe + "1"
+                                                : "DesEcr" + p.suffixe + std::to_string(ecran + 1));
   }
   GenInst(ligne);
 }
@@ -132,6 +132,16 @@ std::vector<std::vector<std::string>> Elements(const std::string& liste) {
     elements.push_back(std::move(parties));
   }
   return elements;
+}
+
+// A position of a key part: a whole number from 1.
+int Position(const std::string& texte, const std::string& liste) {
+  int n = 0;
+  const auto [fin, erreur] = std::from_chars(texte.data(), texte.data() + texte.size(), n);
+  if (erreur != std::errc() || fin != texte.data() + texte.size() || n < 1) {
+    throw ErreurService("GenPS", liste, "position « " + texte + " » illisible dans la clé");
+  }
+  return n;
 }
 
 }  // namespace
@@ -208,8 +218,8 @@ std::string ExpressionCle(const ProgrammeSaisie& p, const std::string& liste) {
     const std::string variable = (c != nullptr ? c->cle : e[0]) + "$";
     std::string partie = variable;
     if (e[1] != "_" || e[2] != "_") {
-      const int debut = e[1] == "_" ? 1 : std::stoi(e[1]);
-      const int fin = e[2] != "_" ? std::stoi(e[2]) : c != nullptr ? c->longueur : debut;
+      const int debut = e[1] == "_" ? 1 : Position(e[1], liste);
+      const int fin = e[2] != "_" ? Position(e[2], liste) : c != nullptr ? c->longueur : debut;
       partie = "MID$(" + variable + "," + std::to_string(debut) + "," +
                std::to_string(fin - debut + 1) + ")";
     }
