@@ -382,7 +382,7 @@ TEST_F(VeskTest, AHundredFilesListedWithTheirPageNumbersRight) {
   EXPECT_NE(listing.find("Longueur :  16 - No Canal : F199D%"), std::string::npos);
 }
 
-TEST_F(VeskTest, GenpeWritesTheReportOrCsvProgramOfAFile) {
+TEST_F(VeskTest, GenpsAndGenpeWriteTheProgramsOfAFile) {
   ASSERT_EQ(Lance("demo donnees").status, 0);
   Execution csv = Lance("--data donnees genpe client --eol lf --output client.bas");
   EXPECT_EQ(csv.status, 0) << csv.erreurs;
@@ -398,7 +398,15 @@ TEST_F(VeskTest, GenpeWritesTheReportOrCsvProgramOfAFile) {
     const char* arguments;
     const char* message;
   };
+  Execution saisie = Lance("--data donnees genps FACTUR --encoding cp1252");
+  EXPECT_EQ(saisie.status, 0) << saisie.erreurs;
+  EXPECT_NE(saisie.sortie.find("Sub EntFACTUR(Code$)\r\n"), std::string::npos);
+  EXPECT_NE(saisie.sortie.find("Entr\xE9"
+                               "e Du Fichier FACTUR"),
+            std::string::npos);
   for (const Cas& c : {Cas{"--data donnees genpe NOPE", "fichier non spécifié"},
+                       Cas{"--data donnees genps NOPE", "fichier non spécifié"},
+                       Cas{"--data donnees genps FACTUR --edition", "option de genpe"},
                        Cas{"--data donnees genpe --csv", "avec un nom de fichier seulement"},
                        Cas{"--data donnees genpe CLIENT --csv --edition", "pas les deux"}}) {
     Execution e = Lance(c.arguments);
