@@ -8,6 +8,7 @@
 #include "core/etat_module.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/fichier_genere.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr std::string_view kQ = "\"";
 constexpr std::string_view kProcedure = "GenPe";
-constexpr size_t kLargeurNomFic = 6;
 
 // One field of the file as the report shows it: its column's key (the variable), its name,
 // type, internal coding, and its two sizes (total at 48-49, decimals at 50-51).
@@ -32,36 +32,12 @@ struct Colonne {
 };
 
 std::string SansBlancs(std::string_view texte) { return std::string(text::Trim(texte)); }
-// A file's name as Fic holds it: without blanks, in capitals.
-std::string NomFichier(std::string_view texte) { return text::UpperAscii(text::Trim(texte)); }
-
-int16_t Taille(std::string_view code) {
-  int16_t n = 0;
-  Etat().Texte().DecodeTaille(code, n);
-  return n;
-}
-
-// Searches the file in Fic: its record becomes current when found.
-bool ChercheFic(std::string_view nom) {
-  EtatModule& etat = Etat();
-  std::string cle = NomFichier(nom);
-  if (text::CountChars(cle) > kLargeurNomFic) return false;
-  cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, cle, etat.fic_fichier, trouve);
-  return trouve;
-}
-
 // The fields of the current Fic record, in the order of their lines.
 std::vector<Colonne> Colonnes() {
-  EtatModule& etat = Etat();
   std::vector<Colonne> colonnes;
-  int32_t no = 0;
-  for (etat.Chainage().PremLigne(etat.lfic_fichier, no); no != 0;
-       etat.Chainage().SuivLigne(etat.lfic_fichier, no)) {
-    colonnes.push_back({SansBlancs(etat.lfic[kLf5]), SansBlancs(etat.lfic[kLf1]),
-                        SansBlancs(etat.lfic[kLf2]), SansBlancs(etat.lfic[kFormatInterne]),
-                        Taille(etat.lfic[kLf3]), Taille(etat.lfic[kLf4])});
+  for (const ChampProgramme& c : LitChamps()) {
+    colonnes.push_back({c.cle, c.nom, std::string(1, c.type), SansBlancs(std::string(1, c.format)),
+                        c.total, c.decimales});
   }
   return colonnes;
 }
@@ -283,49 +259,16 @@ Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   return e;
 }
 
-// The entry of NFIC until a file of Fic with a primary table is given; false when the user
-// leaves (an empty name, or Esc).
-bool SaisitFichier(std::string& nfic, int16_t retour, int16_t debut, int16_t echap) {
-  SrvSaisie& saisie = Etat().Saisie();
-  for (;;) {
-    int16_t touche = 0;
-    saisie.Sai("NFIC", nfic, touche, 0, "[]", "B");
-    if (touche == echap) return false;
-    if (touche == retour || touche == debut) continue;
-    if (SansBlancs(nfic).empty()) return false;
-    if (!ChercheFic(nfic)) continue;  // asked again, without a message
-    if (TablesPrimaires(nfic).empty()) {
-      saisie.MessChamp("NFIC", "B", kAucuneTablePrimaire, 0);
-      continue;
-    }
-    saisie.MessChamp("NFIC", "B", "", 0);
-    return true;
-  }
-}
-
-// A procedure's name the generated "Sub" line can carry (empty: asked again, not refused).
-bool NomProcedure(std::string_view nom) {
-  const std::string_view n = text::Trim(nom);
-  return n.empty() || (LettresEtChiffres(n) && !(n[0] >= '0' && n[0] <= '9'));
-}
-
 // The dialog, field after field with the back and start keys; false when the user leaves.
 bool DialogueEdition(DemandeEdition& demande) {
-  EtatModule& etat = Etat();
-  int16_t retour = 0, debut = 0, echap = 0;
-  etat.Ecran().ToucheRetour(retour);
-  etat.Ecran().ToucheDebut(debut);
-  etat.Ecran().ToucheEchap(echap);
-  SrvSaisie& saisie = etat.Saisie();
-  saisie.InitEcran(0);
-  saisie.Titre(kTitreGenPE);
-  saisie.DefChamps(kDescripteurGenPE);
+  const auto [retour, debut, echap] = OuvreDialogue(kTitreGenPE, kDescripteurGenPE);
+  SrvSaisie& saisie = Etat().Saisie();
   std::string nfic, nprog, scsv = "O";
   int etape = 1;
   while (etape <= 3) {
     int16_t touche = 0;
     if (etape == 1) {
-      if (!SaisitFichier(nfic, retour, debut, echap)) return false;
+      if (!SaisitFichier(nfic, "")) return false;
       etape = 2;
       continue;
     }
@@ -337,7 +280,7 @@ bool DialogueEdition(DemandeEdition& demande) {
       etape = 1;
     } else if (touche == retour) {
       etape = 2;
-    } else if (etape == 2 && !NomProcedure(nprog)) {
+    } else if (etape == 2 && !SansBlancs(nprog).empty() && !NomProgramme(nprog)) {
       saisie.MessChamp("NPROG", "B",
                        "Nom de procédure « " + SansBlancs(nprog) +
                            " » refusé : une lettre puis des lettres et des chiffres",
@@ -353,18 +296,6 @@ bool DialogueEdition(DemandeEdition& demande) {
 
 }  // namespace
 
-std::vector<std::string> TablesPrimaires(std::string_view nom) {
-  EtatModule& etat = Etat();
-  const std::string fichier = NomFichier(nom);
-  std::vector<std::string> tables;
-  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
-    if (SansBlancs(etat.ba[kNomD]) == fichier && SansBlancs(etat.ba[kNatT]) == "P") {
-      tables.push_back(SansBlancs(etat.ba[kNomT]));
-    }
-  });
-  return tables;
-}
-
 std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
   const std::vector<std::string> tables = TablesPrimaires(nom);
   if (tables.size() > 1) SignaleAnomalieGen("@ Plusieurs Table Primaire", procedure);
@@ -373,7 +304,7 @@ std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
 
 void GenereEdition(const DemandeEdition& demande) {
   const std::string nom = NomFichier(demande.fichier);
-  if (!ChercheFic(nom)) {
+  if (!ChercheFichier(nom)) {
     throw ErreurService("GenPE", nom, "fichier non spécifié dans le dictionnaire");
   }
   if (TablesPrimaires(nom).empty()) {
@@ -381,7 +312,7 @@ void GenereEdition(const DemandeEdition& demande) {
   }
   InitGenCode();
   const std::string table = TablePrimaire(nom, kProcedure);
-  ChercheFic(nom);  // the Fic record again, for the walk of its lines
+  ChercheFichier(nom);  // the Fic record again, for the walk of its lines
   Genere(Prepare(demande, table));
 }
 

@@ -7,7 +7,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace vesk {
 
@@ -32,9 +31,6 @@ void GenPE();
 // Generates the program for demande without screens. The file must be in Fic with a primary
 // B-tree table: otherwise an ErreurService naming it.
 void GenereEdition(const DemandeEdition& demande);
-
-// The primary B-tree tables of the file nom, in the order of the tables.
-std::vector<std::string> TablesPrimaires(std::string_view nom);
 
 // The name of the primary B-tree table of the file nom (a NOMFIC of Fic), "" when it has none;
 // several give the anomaly "@ Plusieurs Table Primaire" under procedure and the last is taken.

@@ -10,6 +10,7 @@
 #include "core/etat_module.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/fichier_genere.h"
 #include "gencode/gen_pe.h"
 #include "gencode/programme_saisie.h"
 #include "gencode/tampon.h"
@@ -22,7 +23,6 @@ namespace {
 
 constexpr std::string_view kQ = "\"";
 constexpr std::string_view kProcedure = "GenPs";
-constexpr size_t kLargeurNomFic = 6;
 
 void Rem(std::string_view texte, std::string_view id = "") { GenRem(texte, kColonneCalculee, id); }
 // A comment lined up with the key's entry.
@@ -36,43 +36,6 @@ std::string Guillemets(std::string_view texte) {
   return std::string(kQ) + std::string(texte) + std::string(kQ);
 }
 std::string Trim(std::string_view texte) { return std::string(text::Trim(texte)); }
-std::string NomFichier(std::string_view texte) { return text::UpperAscii(text::Trim(texte)); }
-
-int16_t Taille(std::string_view code) {
-  int16_t n = 0;
-  Etat().Texte().DecodeTaille(code, n);
-  return n;
-}
-char Lettre(std::string_view texte) {
-  const std::string_view t = text::Trim(texte);
-  return t.empty() ? ' ' : t[0];
-}
-
-bool ChercheFic(std::string_view nom) {
-  EtatModule& etat = Etat();
-  std::string cle = NomFichier(nom);
-  if (cle.empty() || text::CountChars(cle) > kLargeurNomFic) return false;
-  cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, cle, etat.fic_fichier, trouve);
-  return trouve;
-}
-
-// The fields of the current Fic record, in the order of their lines.
-std::vector<ChampProgramme> LitChamps() {
-  EtatModule& etat = Etat();
-  std::vector<ChampProgramme> champs;
-  int32_t no = 0;
-  for (etat.Chainage().PremLigne(etat.lfic_fichier, no); no != 0;
-       etat.Chainage().SuivLigne(etat.lfic_fichier, no)) {
-    const Enregistrement& l = etat.lfic;
-    champs.push_back({Trim(l[kLf5]), Trim(l[kLf1]), Lettre(l[kLf2]), Lettre(l[kFormatInterne]),
-                      Lettre(l[kLf7]), Taille(l[kLf3]), Taille(l[kLf4]),
-                      Taille(l[kLongueurInterne]), Trim(l[kLf10])});
-  }
-  return champs;
-}
-
 // The tables of the file: the last primary one (several: an anomaly), the others in order.
 void LitTables(ProgrammeSaisie& p) {
   EtatModule& etat = Etat();
@@ -503,25 +466,6 @@ ProgrammeSaisie Prepare(const DemandeSaisie& d, const std::function<void()>& tro
   return p;
 }
 
-// NFIC until a file of Fic with a primary table is given; false when the user leaves (an empty
-// name, or Esc).
-bool SaisitFichier(std::string& nfic, int16_t echap) {
-  SrvSaisie& saisie = Etat().Saisie();
-  for (;;) {
-    saisie.MessChamp("NFIC", "N", kAideNficGenPS, 0);
-    int16_t touche = 0;
-    saisie.Sai("NFIC", nfic, touche, 0, "[]", "B");
-    if (touche == echap || Trim(nfic).empty()) return false;
-    if (!ChercheFic(nfic)) continue;  // asked again
-    if (TablesPrimaires(NomFichier(nfic)).empty()) {
-      saisie.MessChamp("NFIC", "B", kAucuneTablePrimaire, 0);
-      continue;
-    }
-    saisie.MessChamp("NFIC", "B", "", 0);
-    return true;
-  }
-}
-
 // A refusal of the value of field n (1 NProg, 2 TProg, 3 CodLab), or "" when it is accepted.
 std::string Refus(int n, const std::string& valeur) {
   if (n == 2) {
@@ -529,7 +473,7 @@ std::string Refus(int n, const std::string& valeur) {
                ? ""
                : "Titre refusé : un guillemet fermerait le texte du programme";
   }
-  if (LettresEtChiffres(valeur) && !(valeur[0] >= '0' && valeur[0] <= '9')) return "";
+  if (NomProgramme(valeur)) return "";
   return (n == 1 ? "Nom de procédure « " : "Suffixe « ") + valeur +
          " » refusé : une lettre puis des lettres et des chiffres";
 }
@@ -537,22 +481,14 @@ std::string Refus(int n, const std::string& valeur) {
 // The dialog: NFIC, then NProg, TProg and CodLab each filled with its default when empty; the
 // back key goes to the field before, the start key to NFIC; false when the user leaves.
 bool Dialogue(DemandeSaisie& d) {
-  EtatModule& etat = Etat();
-  int16_t retour = 0, debut = 0, echap = 0;
-  etat.Ecran().ToucheRetour(retour);
-  etat.Ecran().ToucheDebut(debut);
-  etat.Ecran().ToucheEchap(echap);
-  SrvSaisie& saisie = etat.Saisie();
-  saisie.InitEcran(0);
-  saisie.Titre(kTitreGenPS);
-  saisie.DefChamps(kDescripteurGenPS);
+  const auto [retour, debut, echap] = OuvreDialogue(kTitreGenPS, kDescripteurGenPS);
+  SrvSaisie& saisie = Etat().Saisie();
   constexpr std::string_view kCles[] = {"NProg", "TProg", "CodLab"};
   std::string* valeurs[] = {&d.programme, &d.titre, &d.suffixe};
   int etape = 0;
   while (etape <= 3) {
     if (etape == 0) {
-      if (!SaisitFichier(d.fichier, echap)) return false;
-      d.fichier = NomFichier(d.fichier);
+      if (!SaisitFichier(d.fichier, kAideNficGenPS)) return false;
       etape = 1;
       continue;
     }
@@ -587,14 +523,14 @@ std::string SuffixeDefaut(std::string_view fichier) {
 
 void GenereSaisie(const DemandeSaisie& demande, const std::function<void()>& trop_de_cles) {
   const std::string nom = NomFichier(demande.fichier);
-  if (!ChercheFic(nom)) {
+  if (!ChercheFichier(nom)) {
     throw ErreurService("GenPS", nom, "fichier non spécifié dans le dictionnaire");
   }
   if (TablesPrimaires(nom).empty()) {
     throw ErreurService("GenPS", nom, std::string(kAucuneTablePrimaire));
   }
   InitGenCode();
-  ChercheFic(nom);
+  ChercheFichier(nom);
   const ProgrammeSaisie p = Prepare(demande, trop_de_cles);
   EtatGen().AffecteNce(p.fichier);
   Genere(p);

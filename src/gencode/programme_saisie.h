@@ -10,24 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "gencode/fichier_genere.h"
+
 namespace vesk {
 
 // At most this many fields on one entry screen.
 inline constexpr size_t kChampsParEcran = 35;
-
-// One field of the file, from its field line.
-struct ChampProgramme {
-  std::string cle;   // the variable (LF5): the field's key in the generated program
-  std::string nom;   // LF1
-  char type = 'A';   // LF2
-  char format = 'A';  // the internal format letter
-  char modification = 'U';  // LF7
-  int16_t total = 0;
-  int16_t decimales = 0;
-  int16_t longueur = 0;  // internal length
-  std::string domaine;   // LF10
-  bool cle_primaire = false;
-};
 
 // One B-tree table of the file and its key list.
 struct TableProgramme {
