@@ -205,3 +205,35 @@ TEST_F(EntDomTmux, CreatesAFileAndItsTableThenExportsThem) {
 }
 
 }  // namespace
+
+// `vesk genps` on a real terminal: the file named, the defaults accepted, the program in the
+// viewer; `vesk lectba` then lists the B-tree chosen on the terminal.
+TEST_F(EntDomTmux, GeneratesADataEntryProgramAndInspectsATree) {
+  ASSERT_EQ(
+      std::system(
+          ("cd " + dossier_.string() + " && " + VESK_BINAIRE + " demo demo >/dev/null").c_str()),
+      0);
+  LanceDansTmux("--data demo genps");
+  Attend("Générateur de Programme de Saisie");
+  Attend("Fichier de Plus Haut Niveau (Entête Chaînage)");
+  Tape("client");
+  Envoie("Enter");
+  Attend("EntCLIENT");
+  Envoie("Enter");
+  Attend("Entrée Du Fichier CLIENT");
+  Envoie("Enter");
+  Attend("CT");
+  Envoie("Enter");
+  Attend("Sub EntCLIENT(Code$)");
+  Envoie("Escape");
+  EXPECT_EQ(Status(), "0\n");
+
+  fs::remove(dossier_ / "status");
+  LanceDansTmux("--data demo lectba --output arbre.txt");
+  Attend("Choix du B-Arbre à Lire");
+  Envoie("Down Enter");  // the second of the dictionary's trees: the domains
+  EXPECT_EQ(Status(), "0\n");
+  const std::string texte = Contenu(dossier_ / "arbre.txt");
+  EXPECT_NE(texte.find("LECTURE DU B-ARBRE DOM"), std::string::npos) << texte;
+  EXPECT_NE(texte.find("PAYS|REGLT|TVA"), std::string::npos) << texte;
+}
