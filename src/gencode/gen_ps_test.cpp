@@ -152,6 +152,19 @@ TEST_F(GenPSTest, TheFieldsEnteredShownComputedAndPacked) {
   }
 }
 
+TEST_F(GenPSTest, AKeyFieldIsEnteredWhateverItsModificationType) {
+  Importe(
+      "version = 1\n[fichiers.SYS]\nlongueur = 16\nrubriques = [\n"
+      "  { nom = \"NUMERO\", type = \"A\", total = 4, variable = \"SN\", modification = \"S\" },\n"
+      "  { nom = \"CALCUL\", type = \"A\", total = 4, variable = \"SC\", modification = \"A\" },\n"
+      "]\n[barbres.SYS1]\nfichier = \"SYS\"\nnature = \"P\"\ncle = \"[[SN,_,_]]\"\n");
+  const std::string t = Genere("SYS");
+  EXPECT_TRUE(Contient(t, "Call Sai(\"SN\",xSN$,TR)"));
+  EXPECT_TRUE(Contient(t, "If LEN(xSN$)=0 OR TR=FH OR TR=PH Then Goto FinSS"));
+  EXPECT_TRUE(Contient(t, "Goto EnrSS\r\n"));  // no field outside the key is entered
+  EXPECT_TRUE(Contient(t, "xSC$=<<<<<< A Faire >>>>>>"));
+}
+
 TEST_F(GenPSTest, ThirtyFiveFieldsOneScreenThirtySixTwo) {
   Importe(Large(35, 1));
   std::string t = Genere("LARGE");

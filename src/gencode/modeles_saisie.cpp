@@ -23,8 +23,11 @@ std::string Guillemets(std::string_view texte) {
 
 std::string Entree(const ChampProgramme& c) { return "x" + c.cle + "$"; }
 
-// Entered through "Call Sai(": neither filled by the system (S) nor computed (A).
-bool Saisi(const ChampProgramme& c) { return c.modification != 'S' && c.modification != 'A'; }
+// Entered through "Call Sai(": neither filled by the system (S) nor computed (A), unless it is a
+// key field: the key is what the operator types first, whatever its field's modification type.
+bool Saisi(const ChampProgramme& c) {
+  return c.cle_primaire || (c.modification != 'S' && c.modification != 'A');
+}
 
 std::string NomEcran(size_t ecran) {
   return ecran == 1 ? "Ecran Initial" : "No" + std::to_string(ecran);
@@ -91,9 +94,9 @@ void Debranchements(const ProgrammeSaisie& p, size_t ecran, size_t i) {
 void SaisitChamp(const ProgrammeSaisie& p, size_t ecran, size_t i) {
   const ChampProgramme& c = p.champs[i];
   EcrireLigne(c.cle + ":", "");
-  if (c.modification == 'S') return;
+  if (!Saisi(c) && c.modification == 'S') return;
   GenRem(c.nom, static_cast<int16_t>(p.colonne_primaire + 4), "");
-  if (c.modification == 'A') {
+  if (!Saisi(c)) {
     Rem("Calcul de " + Entree(c));
     GenInst(Entree(c) + "=<<<<<< A Faire >>>>>>");
     Rem("Affichage du Calcul");
@@ -176,7 +179,7 @@ void DessineEcran(const ProgrammeSaisie& p, size_t ecran) {
 void AfficheDonnees(const ProgrammeSaisie& p, const std::vector<size_t>& champs) {
   for (size_t i : champs) {
     const ChampProgramme& c = p.champs[i];
-    if (c.modification == 'S') continue;
+    if (c.modification == 'S' && !c.cle_primaire) continue;
     GenInst("Call ConsDon(" + Guillemets(c.cle) + "," + Entree(c) + ")");
   }
 }
