@@ -222,7 +222,7 @@ std::string ExpressionCle(const ProgrammeSaisie& p, const std::string& liste) {
     std::string partie = variable;
     if (e[1] != "_" || e[2] != "_") {
       const int debut = e[1] == "_" ? 1 : Position(e[1], liste);
-      const int fin = e[2] != "_" ? Position(e[2], liste) : c != nullptr ? c->longueur : debut;
+      const int fin = e[2] != "_" ? Position(e[2], liste) : c != nullptr ? c->total : debut;
       partie = "MID$(" + variable + "," + std::to_string(debut) + "," +
                std::to_string(fin - debut + 1) + ")";
     }
