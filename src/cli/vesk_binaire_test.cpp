@@ -389,6 +389,12 @@ TEST_F(VeskTest, GenpsAndGenpeWriteTheProgramsOfAFile) {
   const std::string texte = Contenu(dossier_ / "client.bas");
   EXPECT_NE(texte.find("\n    Sub CsvCLIENT\n"), std::string::npos) << texte;
   EXPECT_EQ(texte.find('\r'), std::string::npos);
+  // The separator of the CSV header is the one of vesk.ini.
+  std::ofstream(dossier_ / "donnees" / "vesk.ini", std::ios::app) << "separateur_csv = \"|\"\n";
+  Execution barre = Lance("--data donnees genpe FACTUR");
+  EXPECT_NE(barre.sortie.find("\"NUMERO DE FACTURE|CODE CLIENT|DATE DE FACTURE|"),
+            std::string::npos)
+      << barre.sortie << barre.erreurs;
   Execution edition = Lance("--data donnees genpe FACTUR --edition");
   EXPECT_EQ(edition.status, 0) << edition.erreurs;
   EXPECT_NE(edition.sortie.find("CALL EDTOTAL(\"[[[[FAMHT,1],Totaux]],FAMHT+FAMHT]\")"),
