@@ -87,11 +87,14 @@ class ComposantEssai : public ::testing::Test {
     return ass;
   }
 
-  // Every file of the data folder and its bytes (the dictionary's state on disk).
+  // Every file of the data folder and its bytes (the dictionary's state on disk). The lock file
+  // and the journal are left out: the files hold every commit, and a checkpoint may empty the
+  // journal at any close.
   std::map<std::string, std::string> Fichiers() const {
     std::map<std::string, std::string> fichiers;
     for (const auto& e : std::filesystem::directory_iterator(dossier_)) {
-      if (!e.is_regular_file() || e.path().filename() == "VESK.LCK") continue;
+      const std::string nom = e.path().filename().string();
+      if (!e.is_regular_file() || nom == "VESK.LCK" || nom == "VESK.JNL") continue;
       fichiers[e.path().filename().string()] = Contenu(e.path());
     }
     return fichiers;

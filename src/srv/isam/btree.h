@@ -71,8 +71,8 @@ class BTree {
   // 'P': Duplicate when the key exists; 'S': Duplicate when the pair exists. Nothing is changed
   // on failure: every node an operation will need (free list included) is checked before the
   // first change, so a damaged file gives Corruption untouched. Only an I/O error in the middle
-  // (a node that cannot be read) may leave the cached tree half changed; the rollback journal
-  // undoes that.
+  // (a node that cannot be read) may leave the cached tree half changed; undoing the
+  // operation (the journal drops its cached changes) puts it back.
   Status Insert(std::string_view key, uint32_t record);
   // Removes the pair; NotFound when absent.
   Status Erase(std::string_view key, uint32_t record);

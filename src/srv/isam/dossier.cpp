@@ -41,8 +41,14 @@ DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entrep
       journal_(std::make_unique<Journal>(env_, dossier_)) {}
 
 DossierDonnees::~DossierDonnees() {
-  // A batch left open is committed; a failure here has no one to tell.
+  // A batch left open is committed, and the journal emptied when no one else holds the folder;
+  // a failure here has no one to tell (the journal stays, replayed by the next user).
   Status ignored = Ecrit();
+  if (verrou_ && journal_->Size() > 0 && panne_.ok() &&
+      verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
+    FolderLock::State st;
+    if (verrou_->Read(&st).ok() && !st.writing) ignored = journal_->Checkpoint();
+  }
   if (verrou_) ignored = verrou_->Unlock();
   (void)ignored;
 }
@@ -161,7 +167,7 @@ void DossierDonnees::RecalculePointeurs() {
   }
 }
 
-// The first use of the folder: a journal left there is rolled back before anything is read.
+// The first use of the folder: a journal left there is replayed before anything is read.
 // Without journal and lock file there is nothing to do (and nothing is created yet).
 Status DossierDonnees::Demarre() {
   if (demarre_) return panne_;
@@ -191,12 +197,12 @@ Status DossierDonnees::OuvreVerrou() {
   return FolderLock::Open(env_, dossier_, &verrou_);
 }
 
-// Rolls back the journal a writer left (under the exclusive lock) and says so in the state.
+// Replays the journal a writer left (under the exclusive lock) and says so in the state.
 Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
-  bool rolled_back = false;
-  VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &rolled_back));
-  if (!rolled_back && !st->writing) return Status::Ok();
+  bool changed = false;
+  VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
+  if (!changed && !st->writing) return Status::Ok();
   st->writing = false;
   ++st->counter;
   return verrou_->Write(*st);
@@ -277,6 +283,10 @@ Status DossierDonnees::Sort() {
   return s;
 }
 
+// The `writing` flag goes up before the journal is written and down once the files hold the
+// commit: a writer that dies in between leaves it up, and the next user replays the journal
+// before anything is read or appended. Past the threshold the journal is emptied by a
+// checkpoint.
 Status DossierDonnees::Commit() {
   if (!journal_->Open()) return Status::Ok();
   FolderLock::State st;
@@ -287,14 +297,15 @@ Status DossierDonnees::Commit() {
     ++st.counter;
     return verrou_->Write(st);
   });
+  if (s.ok() && journal_->Size() > seuil_journal_) s = journal_->Checkpoint();
   if (!s.ok()) return Echec(s);
   st.writing = false;
   compteur_vu_ = st.counter;
   return verrou_->Write(st);
 }
 
-// A commit failed: the changes are forgotten, the files put back from the journal at once (the
-// next user would do it otherwise) and every cache reread. A handle whose write failed keeps
+// A commit failed: the changes are forgotten, the files brought to the last commit from the
+// journal at once (the next user would do it otherwise) and every cache reread. A handle whose write failed keeps
 // refusing writes until the folder is reopened.
 Status DossierDonnees::Echec(const Status& s) {
   journal_->Abandon();

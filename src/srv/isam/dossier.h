@@ -5,12 +5,13 @@
 //
 // Every modifying service operation runs inside an operation scope (Entre .. Sort) under the
 // folder's exclusive lock; when the outermost one ends, its changes are committed through the
-// rollback journal (journal.h), all or nothing, synced when synchronisation is full; when it ends
+// redo journal (journal.h), all or nothing, synced when synchronisation is full; when it ends
 // by an exception they are undone. Inside a batch (DebutLot .. FinLot, or a Lot object) the
 // operations are committed together when the batch ends, and the lock is held until then.
 // Read operations run inside a read scope (EntreLecture .. SortLecture) under the shared lock.
 // At each lock taken, caches are dropped when another user committed, and a journal left by a
-// writer that died is rolled back first; the first use of the folder does the same.
+// writer that died is replayed first; the first use of the folder does the same. Closing the
+// folder empties the journal (a checkpoint) when no other user holds the lock.
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
 #define VESK_SRV_ISAM_DOSSIER_H_
 
@@ -93,9 +94,11 @@ class DossierDonnees {
   // Synchronisation: true ("full", the default) forces every commit to stable storage.
   void Synchro(bool full) { synchro_full_ = full; }
   bool SynchroFull() const { return synchro_full_; }
+  // The journal's size past which a commit ends with a checkpoint (32 MiB by default).
+  void SeuilJournal(uint64_t octets) { seuil_journal_ = octets; }
   // How long a lock is waited for before "fichier verrouillé" (milliseconds).
   void DelaiVerrou(int ms) { delai_verrou_ms_ = ms; }
-  // Syncs made by commits so far (journal and files), for tests and benchmarks.
+  // Syncs made by commits and checkpoints so far, for tests and benchmarks.
   uint64_t Syncs() const { return journal_->syncs(); }
 
   // The path of nom + extension, at the root or in the current company's sub-folder
@@ -141,6 +144,9 @@ class DossierDonnees {
   void Touche(ArbreOuvert*) {}
   // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
+  // The first use of the folder now: a commit that a writer which died left in the journal is
+  // finished (and the journal emptied) before anyone reads the files.
+  Status Reprise() { return Demarre(); }
 
  private:
   Status Demarre();
@@ -160,6 +166,7 @@ class DossierDonnees {
   std::shared_ptr<CachePool> cache_;
   bool synchro_full_ = true;
   int delai_verrou_ms_ = 10000;
+  uint64_t seuil_journal_ = uint64_t{32} << 20;
   int profondeur_ = 0;
   int lot_ = 0;
   int lectures_ = 0;

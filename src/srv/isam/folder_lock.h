@@ -1,8 +1,8 @@
 // FolderLock: the lock file of a data folder (VESK.LCK at its root). Readers of the folder take
 // it shared and a writer exclusive, for the time of one operation (or one batch). The file also
 // holds the folder's state word: a commit counter that moves with every commit (so that other
-// users know their caches are stale) and a flag raised while a commit writes the files (so that
-// the next user knows a writer died in the middle and recovers the journal).
+// users know their caches are stale) and a flag raised while a commit writes the journal and
+// the files (so that the next user knows a writer died in the middle and replays the journal).
 // Thread rules: one thread at a time; two FolderLock objects exclude each other even in one
 // process.
 #ifndef VESK_SRV_ISAM_FOLDER_LOCK_H_
@@ -25,7 +25,7 @@ class FolderLock {
   enum class Held { kNone, kShared, kExclusive };
   struct State {
     uint64_t counter = 0;  // commits made in the folder (since the lock file was created)
-    bool writing = false;  // a commit is writing the files
+    bool writing = false;  // a commit is writing the journal and the files
   };
 
   // Opens (creating) the lock file of dossier.

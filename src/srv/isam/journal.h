@@ -1,29 +1,34 @@
-// Journal: the rollback journal of one data folder (VESK.JNL at its root). It makes every
-// modifying operation all-or-nothing across all the files it touches, and groups the operations
-// of a batch into one commit. It owns the journal file and the bytes saved for rollback; the
-// pagers it watches belong to their data files and B-trees. Thread rules: one thread at a time
-// (the folder's DossierDonnees), under the folder's exclusive lock while a transaction is open.
+// Journal: the redo journal of one data folder (VESK.JNL at its root). It makes every modifying
+// operation all-or-nothing across all the files it touches, and groups the operations of a batch
+// into one commit. It owns the journal file and the originals kept to undo an operation of a
+// batch; the pagers it watches belong to their data files and B-trees. Thread rules: one thread
+// at a time (the folder's DossierDonnees), under the folder's exclusive lock while a
+// transaction is open or the journal is written.
+//
+// A commit appends the new bytes of every block it changed, each file's new size and a commit
+// record to the journal, syncs the journal once (the commit point), then writes the blocks to
+// the files without syncing them. The files are synced only by a checkpoint, which then empties
+// the journal: at a size threshold, when the folder is closed, and by recovery.
 //
 // Invariants
-//   I1. A block of a file is overwritten in the file only after its original bytes (those it had
-//       when the transaction began) are in the journal and the journal is synced (synchronisation
-//       full; with synchronisation off, written: enough against a killed process).
-//   I2. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
-//       caches until Commit. So before Commit the files hold the state of the last commit.
-//       One exception: Pager::Truncate cuts the file at once. The journal has captured every
-//       block the cut changes before it (the pager calls its change hook first), so a rollback
-//       puts those blocks, and with them the file's length, back.
-//   I3. The originals are appended to the journal file as they are captured (not synced, and
-//       not counted: the header that counts the records is written only at commit).
-//   I4. A journal is "complete" when its header and each of the header's `records` records carry
-//       valid checksums (seeded with the header's random nonce). Only a complete journal was ever
-//       synced by its transaction, hence only a complete journal can precede file writes.
-//   I5. At commit an N record gives each block's new bytes' checksum, an E record each file's
-//       new size (a block or file without them never counts as holding them): a complete journal
-//       whose every block (and every file size) already holds the new bytes belongs to a
-//       transaction that reached the files entirely; it is dropped, not rolled back.
-//   I6. The journal is modified again (truncated, or rewritten by the next transaction) only
-//       after every file of the transaction is synced.
+//   I1. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
+//       caches until Commit. Before Commit the files hold the state of the last commit (or,
+//       after a crash, a state that the journal's complete transactions bring to it).
+//   I2. A transaction's blocks reach its files only after its commit record is in the journal
+//       (synced, with synchronisation full; written, with synchronisation off: enough against a
+//       killed process, whose written bytes the system keeps).
+//   I3. A transaction counts when its records and its commit record, which counts them and
+//       gives the offset where they begin, all carry valid checksums (seeded with the journal's
+//       nonce plus the record's offset, so that no record counts elsewhere or in another
+//       journal). Reading stops at the first record that does not check.
+//   I4. Every block a file received since the journal was last emptied is in the journal, with
+//       its latest bytes in the last transaction that holds it: replaying the journal's
+//       transactions in order (redo) is idempotent and leaves every file at the last commit.
+//   I5. The journal is emptied only after every file its transactions name is synced.
+//   I6. A transaction is appended at the journal's end, which is always the end of its last
+//       complete transaction: a failed append is cut off at once, and a crash leaves the
+//       `writing` flag of the folder's state raised (it is raised before the journal is
+//       written), so that the next user replays and empties the journal before anyone appends.
 //
 // States and transitions
 //
@@ -32,25 +37,27 @@
 //   IDLE ── Capture (first change of a block) ──▶ OPEN ──┐ EndOperation: OPEN again
 //    ▲ ▲                                           │ ◀───┘ (between a batch's operations)
 //    │ └── RollbackOperation (whole transaction) ──┤
-//    │                                             │ Commit: WriteJournal (records, header, sync)
-//    │                                             ▼
-//    │                                         JOURNALED ── a failure ──▶ HOT
-//    │                                             │ WriteFiles (flush, sync each file)
-//    │                                             ▼
-//    ├──────────── Invalidate (truncate) ───── WRITTEN ── a failure ──▶ HOT
+//    │                                             │ Commit: flag raised, records appended,
+//    │                                             ▼         commit record, journal synced
+//    │                                         COMMITTED ── a failure before the commit
+//    │                                             │        record: cut off ──▶ IDLE (undone)
+//    │                                             │ blocks written to the files (no sync)
+//    ├──────────────────────────────────────── WRITTEN ── a failure ──▶ HOT
+//    │                                             │ Checkpoint (threshold, close):
+//    │                                             ▼ files synced, journal emptied and synced
+//    ├──────────────────────────────────────── CLEAN
 //    │
-//    │   HOT: the journal complete on disk, the files maybe half written
-//    │     │ Recover (the next locker, or at once)
+//    │   HOT: a complete transaction in the journal, its files maybe half written
+//    │     │ Recover (the next locker, at once, or the first use of the folder)
 //    │     ▼
-//    └── ROLLED BACK: originals written back, files synced, journal truncated and synced
+//    └── REPLAYED: complete transactions written again, files synced, journal emptied, synced
 //
 // clang-format on
 //
-// Recovery of a journal found on disk (Recover): an absent, empty or incomplete journal is
-// ignored (I1 + I4: its transaction never wrote a file block, or it is a completed transaction's
-// journal partly overwritten by the next one, which wrote nothing yet — I6); a complete journal
-// whose new-bytes checksums all match is dropped (I5); any other complete journal is rolled back.
-// Syncs per commit with synchronisation full: 1 (journal) + 1 per file changed.
+// A journal of version 1 or 2 (a rollback journal of an earlier engine) found by Recover is
+// rolled back or dropped as that engine would have; the next commit writes version 3.
+// Syncs per commit with synchronisation full: 1 (the journal), plus the checkpoints' syncs
+// (one per file changed and one for the journal) once per threshold.
 #ifndef VESK_SRV_ISAM_JOURNAL_H_
 #define VESK_SRV_ISAM_JOURNAL_H_
 
@@ -100,8 +107,8 @@ class Journal {
   // Installs the change hook of w.pager. The pager must stay alive while the journal is.
   void Watch(Watched w);
 
-  // Inside a batch each operation also keeps its own original bytes, so that a failed
-  // operation can be undone alone.
+  // Inside a batch each operation also keeps its own original bytes (in memory), so that a
+  // failed operation can be undone alone.
   void SetBatch(bool batch) { batch_ = batch; }
   // Whether the current transaction changed anything yet.
   bool Open() const { return !txn_entries_.empty(); }
@@ -113,19 +120,28 @@ class Journal {
   // The operation failed: its changes are undone in the caches (in a batch, those of the
   // operation only; otherwise of the whole transaction), the files' state reread.
   Status RollbackOperation();
-  // Makes the open transaction durable (sync true) or merely written (sync false). On failure
-  // the journal stays hot on disk: Recover must run before the files are read again.
-  // before_files runs between the journal write and the first file write.
-  Status Commit(bool sync, const std::function<Status()>& before_files);
+  // Makes the open transaction durable (sync true) or merely written (sync false).
+  // before_journal runs before the journal is written (it raises the folder's `writing` flag).
+  // On a failure before the commit record the transaction is cut off the journal (Abandon
+  // then forgets it); on a later one the journal is hot: Recover must run before the files are
+  // read again.
+  Status Commit(bool sync, const std::function<Status()>& before_journal);
   // Forgets the open transaction after a failed commit: the caches drop every change (the
-  // files are put back by Recover).
+  // files are brought to the last commit by Recover).
   void Abandon();
-  // Counters for tests and benchmarks.
+  // Bytes in the journal file after the last commit (0 when empty or not opened yet).
+  uint64_t Size() const { return at_; }
+  // Counters for tests and benchmarks: syncs of the journal and of the checkpoints made here.
   uint64_t syncs() const { return syncs_; }
 
-  // Looks at the journal of dossier and rolls it back when it must (see the header comment).
-  // *rolled_back tells whether any file changed. The caller holds the folder's exclusive lock.
-  static Status Recover(Env* env, const std::string& dossier, bool* rolled_back);
+  // Looks at the journal of dossier: the complete transactions of a redo journal are written
+  // again to their files, an old rollback journal is rolled back when it must (see above); the
+  // files are synced and the journal emptied. *changed tells whether any file may have changed.
+  // The caller holds the folder's exclusive lock.
+  static Status Recover(Env* env, const std::string& dossier, bool* changed);
+  // Syncs every file the journal's transactions name, then empties the journal (the files
+  // already hold every commit: no writer died since). Under the folder's exclusive lock.
+  Status Checkpoint();
 
  private:
   struct Entry;
@@ -136,10 +152,11 @@ class Journal {
   // transaction): its files leave it and its saved originals go.
   void ForgetOperation();
   Status PrepareFiles();
+  Status OpenLog();
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
   Status WritePending();
-  Status WriteJournal(bool sync);
-  Status Invalidate();
+  Status AppendTransaction(bool sync);
+  Status CutOff(const Status& failure);
   void Forget();
   std::string Relative(const std::string& path) const;
 
@@ -151,12 +168,14 @@ class Journal {
   std::vector<std::unique_ptr<Entry>> entries_;
   std::vector<Entry*> txn_entries_;  // touched in the transaction
   std::vector<Entry*> op_entries_;   // touched in the operation
-  // The transaction's records (originals of its blocks), written to the journal file as they
-  // come, after its header's place; the header is written at commit.
+  // The transaction's records, gathered in pending_ and written at at_ (where the journal's
+  // last complete transaction ends) from txn_start_ on.
   uint64_t nonce_ = 0;
   uint32_t records_ = 0;
-  uint64_t at_ = 0;             // where pending_ goes in the journal file
-  std::string pending_;         // records not written yet
+  uint64_t base_ = 0;  // the journal's end before the transaction
+  uint64_t txn_start_ = 0;
+  uint64_t at_ = 0;
+  std::string pending_;
   std::vector<OpSaved> op_;     // first originals of the operation (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;

@@ -1,5 +1,6 @@
-// Recovery of journals written by hand: both layouts (version 1 with the new bytes' checksums
-// inside F and B, version 2 with N and E records at commit), and a commit record missing.
+// Recovery of journals written by hand: the redo journal (version 3) replayed up to its last
+// complete transaction, and the rollback journals of earlier engines (version 1 with the new
+// bytes' checksums inside F and B, version 2 with N and E records at commit).
 #include "srv/isam/journal.h"
 
 #include <gtest/gtest.h>
@@ -117,6 +118,78 @@ TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRef
   Put(b, 0, 4), Put(b, 4096, 4), Put(b, 1, 8);
   Record(body, 'B', b);  // block 1 lies inside the original 8192 bytes: its originals are needed
   EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
+  EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
+}
+
+// A redo journal (version 3): each record's checksum is seeded with the nonce plus its offset.
+struct Redo {
+  std::string j = Journal(3, 0, "");
+  uint32_t count = 0;
+  uint64_t start = 64;
+  void Add(char type, const std::string& payload) {
+    std::string r(1, type);
+    r.append(3, '\0');
+    Put(r, payload.size(), 4);
+    r += payload;
+    Put(r, Hash64(r, kNonce + j.size()), 8);
+    j += r;
+    ++count;
+  }
+  // One transaction writing block `no` of X.DAT and setting its size.
+  void Transaction(uint64_t no, const std::string& block, uint64_t size) {
+    std::string f, p, z, c;
+    Put(f, 0, 4), Put(f, 5, 4), f += "X.DAT";
+    Add('F', f);
+    Put(p, 0, 4), Put(p, 4096, 4), Put(p, no, 8);
+    Add('P', p + block);
+    Put(z, 0, 4), Put(z, size, 8);
+    Add('S', z);
+    Put(c, count, 4), Put(c, start, 8);
+    Add('C', c);
+    count = 0;
+    start = j.size();
+  }
+};
+
+TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
+  Case c;
+  *c.env.Contents(P("X.DAT")) = c.old_block;  // no commit reached the file
+  Redo r;
+  r.Transaction(0, c.new_block, 4096);
+  r.Transaction(1, std::string(4096, 'm'), 8192);
+  const std::string whole = r.j;
+  r.Transaction(2, std::string(4096, 't'), 12288);
+  // Whole: the three commits; the third torn anywhere in its records: the first two only.
+  EXPECT_TRUE(c.Recover(r.j));
+  EXPECT_TRUE(*c.env.Contents(P("X.DAT")) ==
+              c.new_block + std::string(4096, 'm') + std::string(4096, 't'));
+  for (size_t cut : {whole.size() + 1, whole.size() + 30, r.j.size() - 1}) {
+    *c.env.Contents(P("X.DAT")) = c.old_block;
+    EXPECT_TRUE(c.Recover(r.j.substr(0, cut))) << cut;
+    EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + std::string(4096, 'm')) << cut;
+  }
+  Redo bad = r;
+  bad.j = whole;
+  std::string f;
+  Put(f, 0, 4), Put(f, 8, 4), f += "../X.DAT";  // a path leaving the folder never counts
+  bad.Add('F', f);
+  std::string commit;
+  Put(commit, bad.count, 4), Put(commit, bad.start, 8);
+  bad.Add('C', commit);
+  *c.env.Contents(P("X.DAT")) = c.old_block;
+  EXPECT_TRUE(c.Recover(bad.j));
+  EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + std::string(4096, 'm'));
+}
+
+TEST(JournalRecoverTest, AJournalOfAnUnknownVersionIsKeptAndNamed) {
+  Case c;
+  const std::string j = Journal(9, 0, std::string(100, 'z'));
+  *c.env.Contents(P("VESK.JNL")) = j;
+  bool changed = false;
+  Status s = Journal::Recover(&c.env, "/d", &changed);
+  EXPECT_FALSE(s.ok());
+  EXPECT_NE(s.message().find("version 9 inconnue"), std::string::npos) << s.message();
+  EXPECT_TRUE(*c.env.Contents(P("VESK.JNL")) == j);
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 

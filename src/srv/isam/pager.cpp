@@ -470,7 +470,7 @@ Status Pager::Flush() {
     }
     begin = i;
   }
-  // A logical size beyond the last block written (a Truncate that grew the file) is kept.
+  // A logical size beyond the last block written is kept.
   if (m.disk_size < m.size) {
     platform::IoStatus io = m.file->Truncate(m.size);
     if (!io.ok()) return m.FailWrite(io);
@@ -541,32 +541,6 @@ void Pager::SetBlockHooks(SealHook seal, CheckHook check) {
 }
 
 uint64_t Pager::Size() const { return impl_->size; }
-
-Status Pager::Truncate(uint64_t size) {
-  Impl& m = *impl_;
-  VESK_RETURN_IF_ERROR(m.CheckWritable());
-  uint64_t first_cut = (size + m.block_size - 1) >> m.shift;  // first block wholly cut
-  uint64_t old_blocks = (m.size + m.block_size - 1) >> m.shift;
-  // The journal sees every block the cut changes, before it changes.
-  if (m.change_hook) {
-    for (uint64_t no = size >> m.shift; no < old_blocks; ++no) {
-      Frame* f = nullptr;
-      char* block = nullptr;
-      VESK_RETURN_IF_ERROR(m.Fetch(no, true, &block, &f));
-      VESK_RETURN_IF_ERROR(m.BeforeChange(f));
-    }
-  }
-  m.DestroyWhere([first_cut](const Frame& f) { return f.no >= first_cut; });
-  size_t in_block = static_cast<size_t>(size & (m.block_size - 1));
-  Slot* partial = m.Lookup(size >> m.shift);
-  if (in_block != 0 && partial != nullptr) {
-    std::memset(partial->data + in_block, 0, m.block_size - in_block);
-  }
-  platform::IoStatus io = m.file->Truncate(size);
-  if (!io.ok()) return m.FailWrite(io);
-  m.size = m.disk_size = size;
-  return Status::Ok();
-}
 
 void Pager::DropCache() {
   Impl& m = *impl_;

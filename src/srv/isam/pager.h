@@ -1,7 +1,7 @@
 // Pager: a cache of fixed-size blocks over one file, through which the data files and B-trees
 // read and write every byte. Writes stay in the cache (dirty) until Flush; Sync also forces
-// them to stable storage. The rollback journal hooks in here: a block's original bytes are
-// saved before its first change in a transaction.
+// them to stable storage. The journal hooks in here: it learns which files and blocks a
+// transaction changes, and writes their new bytes to the journal before Flush writes them.
 // Thread rules: one thread at a time.
 #ifndef VESK_SRV_ISAM_PAGER_H_
 #define VESK_SRV_ISAM_PAGER_H_
@@ -69,11 +69,11 @@ class Pager {
   Status Write(uint64_t offset, std::span<const char> data);
   // A block's bytes for reading in place, valid until the next call on this pager. In fact a
   // block stays in memory until kRecentBlocks further fetches (BlockForRead, BlockForWrite) have
-  // been made, so several pointers may be held at once (Truncate and DropCache end them all).
+  // been made, so several pointers may be held at once (DropCache ends them all).
   // A block past the logical end reads as zeros and does not grow the file.
   Status BlockForRead(uint64_t block_no, const char** data);
   // A block's bytes for changing in place (marked dirty), valid until the next call. A dirty
-  // block is never evicted: its pointer stays valid until the next Flush, Sync or Truncate.
+  // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.
   Status BlockForWrite(uint64_t block_no, char** data);
   // Writes every dirty block to the file, in block order.
@@ -82,7 +82,6 @@ class Pager {
   Status Sync();
   // Size of the file as written through this pager, flushed or not.
   uint64_t Size() const;
-  Status Truncate(uint64_t size);
   // Forgets every clean block (another process changed the file).
   void DropCache();
   // Once a write or sync of the file failed, every further write, flush and sync fails too:
@@ -95,16 +94,15 @@ class Pager {
   // How many of the last blocks fetched stay in memory whatever the cache size.
   static constexpr int kRecentBlocks = 8;
 
-  // Rollback-journal hook. Before a block changes for the first time since the last
-  // StartChangeEpoch (through Write, BlockForWrite or Truncate), the pager calls the hook with
-  // the block number and the block's bytes as they are then (zeros past the end of the file); a
-  // failing hook refuses the change and the block stays untouched. How the journal plugs in: it
-  // installs the hook once and starts an epoch per operation; the hook appends the original
-  // bytes to the journal file; at commit the journal's header is written and synced before
-  // Flush and Sync write the blocks, and the journal is truncated once they are synced. Dirty
+  // Journal hook. Before a block changes for the first time since the last StartChangeEpoch
+  // (through Write or BlockForWrite), the pager calls the hook with the block number and the
+  // block's bytes as they are then (zeros past the end of the file); a failing hook refuses the
+  // change and the block stays untouched. How the journal plugs in: it installs the hook once
+  // and starts an epoch per operation (the hook tells it the file joined the transaction, and
+  // inside a batch keeps the original bytes to undo the operation alone); at commit it appends
+  // the changed blocks' bytes (ForEachDirty) to the journal before Flush writes them. Dirty
   // blocks are never written before Flush/Sync, so nothing reaches the file ahead of its
-  // journal entry, except a Truncate, which cuts the file at once after the hook has seen every
-  // block it changes. Without a hook nothing is called.
+  // journal entry. Without a hook nothing is called.
   using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
   // Starts a new epoch: every block will be reported again before its next change.
@@ -121,7 +119,7 @@ class Pager {
   using CheckHook = std::function<Status(uint64_t block_no, const char* data)>;
   void SetBlockHooks(SealHook seal, CheckHook check);
 
-  // ---- For the rollback journal (journal.h) ----
+  // ---- For the journal (journal.h) ----
   // Runs the before-flush hook and (when seal is true) seals every changed block, without
   // writing anything: the changed blocks then hold exactly the bytes Flush will write.
   Status PrepareFlush(bool seal);

@@ -205,25 +205,6 @@ TEST(PagerTest, ChangeHookSeesOriginalBytesOncePerEpoch) {
   EXPECT_EQ(seen.back(), std::make_pair(uint64_t{1}, std::string("booo")));
 }
 
-TEST(PagerTest, TruncateCutsCacheAndFile) {
-  RecordingEnv env;
-  auto pager = OpenPager(&env);
-  ASSERT_TRUE(pager->Write(0, std::string(3 * kBlock, 'x')).ok());
-  ASSERT_TRUE(pager->Truncate(kBlock + 10).ok());
-  EXPECT_EQ(pager->Size(), kBlock + 10);
-  std::string back(20, '\0');
-  size_t got = 0;
-  ASSERT_TRUE(pager->Read(kBlock, back, &got).ok());
-  EXPECT_EQ(got, 10u);
-  EXPECT_EQ(back, std::string(10, 'x') + std::string(10, '\0'));
-  // Growing again shows zeros where the cut bytes were.
-  ASSERT_TRUE(pager->Write(2 * kBlock, std::string("e")).ok());
-  ASSERT_TRUE(pager->Read(kBlock, back).ok());
-  EXPECT_EQ(back, std::string(10, 'x') + std::string(10, '\0'));
-  ASSERT_TRUE(pager->Flush().ok());
-  EXPECT_EQ(env.Contents("d/F.DAT")->size(), 2 * kBlock + 1);
-}
-
 TEST(PagerTest, RefusesBadArgumentsAndWritesWhenReadOnly) {
   RecordingEnv env;
   std::unique_ptr<Pager> pager;

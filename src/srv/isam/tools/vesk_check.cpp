@@ -1,10 +1,13 @@
 // vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
 // its company sub-folders, and prints what is wrong. Exit status 0 when the folder is sound,
-// 1 when problems were found, 2 when the folder cannot be read. Changes nothing.
+// 1 when problems were found, 2 when the folder cannot be read. It reads the committed state:
+// a commit that a writer which died left in the journal is first finished, as any user of the
+// folder would; otherwise it changes nothing.
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "srv/isam/dossier.h"
 #include "srv/isam/env.h"
 #include "srv/isam/verify.h"
 
@@ -18,7 +21,8 @@ int main(int argc, char** argv) {
   Env* env = Env::Default();
   RapportVerif rapport;
   std::vector<ChainageVerif> chainages;
-  Status s = ChainagesDuDictionnaire(env, dir, SousDossiers(env, dir), &chainages, &rapport);
+  Status s = DossierDonnees(env, dir).Reprise();
+  if (s.ok()) s = ChainagesDuDictionnaire(env, dir, SousDossiers(env, dir), &chainages, &rapport);
   if (s.ok()) s = VerifieDossier(env, dir, chainages, &rapport);
   if (!s.ok()) {
     std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());

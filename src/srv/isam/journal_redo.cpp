@@ -1,0 +1,249 @@
+// Reading a redo journal back: its complete transactions replayed to their files after a crash
+// (Recover), or only their files synced before the journal is emptied (Checkpoint).
+#include <map>
+#include <memory>
+#include <string>
+
+#include "srv/isam/coding.h"
+#include "srv/isam/journal.h"
+#include "srv/isam/journal_internal.h"
+
+namespace vesk::isam {
+
+namespace {
+
+using journal::kHeaderSize;
+using journal::kRecordOverhead;
+
+constexpr size_t kWindow = size_t{1} << 20;  // bytes read at once
+constexpr uint32_t kMaxBlockSize = uint32_t{1} << 24;
+constexpr uint64_t kMaxBlockNo = uint64_t{1} << 40;
+constexpr uint64_t kMaxFileSize = uint64_t{1} << 52;
+
+Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
+
+struct Record {
+  char type = 0;
+  std::string_view payload;
+  uint64_t at = 0;  // where the record begins in the journal
+};
+
+// The records of a journal in order, through a window of the file; stops at the first one that
+// does not check (torn, garbled, or of another journal).
+class RedoReader {
+ public:
+  RedoReader(platform::File* f, uint64_t size, uint64_t nonce)
+      : f_(f), size_(size), nonce_(nonce) {}
+
+  Status Next(Record* rec, bool* got) {
+    *got = false;
+    std::string_view head;
+    if (size_ - at_ < kRecordOverhead) return Status::Ok();
+    VESK_RETURN_IF_ERROR(Fetch(at_, 8, &head));
+    const uint64_t len = GetLe(head.data() + 4, 4);
+    if (len > size_ - at_ - kRecordOverhead) return Status::Ok();
+    std::string_view whole;
+    VESK_RETURN_IF_ERROR(Fetch(at_, static_cast<size_t>(len + kRecordOverhead), &whole));
+    std::string_view framed = whole.substr(0, 8 + len);
+    if (GetLe(whole.data() + 8 + len, 8) != Hash64(framed, nonce_ + at_)) return Status::Ok();
+    *rec = Record{framed[0], framed.substr(8), at_};
+    at_ += len + kRecordOverhead;
+    *got = true;
+    return Status::Ok();
+  }
+  uint64_t at() const { return at_; }
+
+ private:
+  Status Fetch(uint64_t at, size_t n, std::string_view* out) {
+    if (at < buf_at_ || at + n > buf_at_ + buf_.size()) {
+      buf_.assign(std::max(n, static_cast<size_t>(std::min<uint64_t>(kWindow, size_ - at))), '\0');
+      size_t got = 0;
+      VESK_RETURN_IF_ERROR(Io(f_->ReadAt(at, buf_, &got)));
+      buf_.resize(got);
+      buf_at_ = at;
+      if (got < n) return Status::Corruption("journal : lecture courte");
+    }
+    *out = std::string_view(buf_).substr(static_cast<size_t>(at - buf_at_), n);
+    return Status::Ok();
+  }
+
+  platform::File* f_;
+  uint64_t size_, nonce_;
+  uint64_t at_ = kHeaderSize;
+  std::string buf_;
+  uint64_t buf_at_ = 0;
+};
+
+// The files a transaction declared, by the id its records use.
+using Fichiers = std::map<uint32_t, std::string>;
+
+// Whether a record makes sense where it stands in its transaction (count records so far, the
+// transaction beginning at start).
+bool Sensible(const Record& r, const Fichiers& files, uint32_t count, uint64_t start) {
+  const std::string_view p = r.payload;
+  const uint32_t id = p.size() >= 4 ? Load32(p.data()) : 0;
+  switch (r.type) {
+    case journal::kRedoFile:
+      return p.size() >= 8 && Load32(p.data() + 4) == p.size() - 8 && !files.contains(id) &&
+             SafeRelative(p.substr(8));
+    case journal::kRedoPage: {
+      if (p.size() < 16 || !files.contains(id)) return false;
+      const uint32_t block = Load32(p.data() + 4);
+      return block != 0 && block <= kMaxBlockSize && (block & (block - 1)) == 0 &&
+             p.size() - 16 <= block && Load64(p.data() + 8) < kMaxBlockNo;
+    }
+    case journal::kRedoSize:
+      return p.size() == 12 && files.contains(id) && Load64(p.data() + 4) < kMaxFileSize;
+    case journal::kRedoCommit:
+      return p.size() == 12 && Load32(p.data()) == count && Load64(p.data() + 4) == start;
+    default:
+      return false;
+  }
+}
+
+using Visit = std::function<Status(const Record&, const Fichiers&)>;
+
+// Walks the records of the transactions that check, up to limit; visit (when given) sees each
+// with its transaction's files. *end: where the last complete transaction ends.
+Status Walk(platform::File* j, uint64_t size, uint64_t nonce, uint64_t limit, const Visit& visit,
+            uint64_t* end) {
+  RedoReader reader(j, size, nonce);
+  Fichiers files;
+  uint32_t count = 0;
+  uint64_t start = kHeaderSize;
+  *end = kHeaderSize;
+  for (;;) {
+    Record r;
+    bool got = false;
+    VESK_RETURN_IF_ERROR(reader.Next(&r, &got));
+    if (!got || r.at >= limit || !Sensible(r, files, count, start)) return Status::Ok();
+    if (visit) VESK_RETURN_IF_ERROR(visit(r, files));
+    if (r.type == journal::kRedoFile) {
+      files[Load32(r.payload.data())] = std::string(r.payload.substr(8));
+      ++count;
+    } else if (r.type == journal::kRedoCommit) {
+      *end = start = reader.at();
+      files.clear();
+      count = 0;
+    } else {
+      ++count;
+    }
+  }
+}
+
+// The files a replay writes or syncs, opened once each by their path relative to the folder.
+class Cibles {
+ public:
+  Cibles(Env* env, const std::string& dossier, const std::string& journal)
+      : env_(env), dossier_(dossier), journal_(journal) {}
+
+  Status Get(const std::string& relatif, platform::File** out) {
+    auto& f = files_[relatif];
+    if (!f) {
+      VESK_RETURN_IF_ERROR(journal::SansLien(env_, dossier_, relatif));
+      const std::string path = platform::JoinPath(dossier_, relatif);
+      platform::IoStatus io = env_->OpenFile(path, platform::OpenMode::kReadWrite, &f);
+      if (!io.ok()) {
+        files_.erase(relatif);
+        return Status::IOError("reprise du journal " + journal_ + " : " + path +
+                               " ne peut être ouvert (" + io.message + ")");
+      }
+    }
+    *out = f.get();
+    return Status::Ok();
+  }
+  Status SyncAll(uint64_t* syncs) {
+    for (auto& [name, f] : files_) {
+      VESK_RETURN_IF_ERROR(Io(f->Sync()));
+      ++*syncs;
+    }
+    return Status::Ok();
+  }
+
+ private:
+  Env* env_;
+  std::string dossier_, journal_;
+  std::map<std::string, std::unique_ptr<platform::File>> files_;
+};
+
+// What replaying a record does: the file opened (and, with apply, its block or size written).
+Status Apply(Cibles& cibles, bool apply, const Record& r, const Fichiers& files) {
+  if (r.type == journal::kRedoCommit) return Status::Ok();
+  const std::string_view p = r.payload;
+  platform::File* f = nullptr;
+  if (r.type == journal::kRedoFile) return cibles.Get(std::string(p.substr(8)), &f);
+  VESK_RETURN_IF_ERROR(cibles.Get(files.at(Load32(p.data())), &f));
+  if (!apply) return Status::Ok();
+  if (r.type == journal::kRedoSize) return Io(f->Truncate(Load64(p.data() + 4)));
+  const uint64_t at = Load64(p.data() + 8) * Load32(p.data() + 4);
+  return Io(f->WriteAt(at, p.substr(16)));
+}
+
+// Replays (apply) or only syncs the files of the redo journal j, then empties the journal.
+Status Replay(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
+              uint64_t size, uint64_t nonce, bool apply, bool* changed, uint64_t* syncs) {
+  uint64_t end = 0;
+  VESK_RETURN_IF_ERROR(Walk(j, size, nonce, size, nullptr, &end));
+  Cibles cibles(env, dossier, path);
+  uint64_t ignored = 0;
+  VESK_RETURN_IF_ERROR(Walk(
+      j, size, nonce, end,
+      [&](const Record& r, const Fichiers& files) { return Apply(cibles, apply, r, files); },
+      &ignored));
+  VESK_RETURN_IF_ERROR(cibles.SyncAll(syncs));
+  *changed = apply && end > kHeaderSize;
+  return Status::Ok();
+}
+
+// Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced.
+Status Vide(Env* env, const std::string& dossier, bool apply, bool* changed, uint64_t* syncs) {
+  *changed = false;
+  const std::string path = platform::JoinPath(dossier, kJournalName);
+  bool exists = false;
+  VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
+  if (!exists) return Status::Ok();
+  std::unique_ptr<platform::File> j;
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(path, platform::OpenMode::kReadWrite, &j)));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
+  if (size == 0) return Status::Ok();
+  std::string head(kHeaderSize, '\0');
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
+  uint32_t version = 0;
+  uint64_t nonce = 0;
+  if (journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
+    if (version == 3) {
+      VESK_RETURN_IF_ERROR(Replay(env, dossier, path, j.get(), size, nonce, apply, changed, syncs));
+    } else if (version == 1 || version == 2) {
+      std::string bytes(static_cast<size_t>(size), '\0');
+      VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
+      bytes.resize(got);
+      VESK_RETURN_IF_ERROR(journal::RecoverRollback(env, dossier, path, bytes, changed));
+    } else {
+      return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
+                                " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
+                                "écrit, le journal est gardé");
+    }
+  }
+  // Dealt with, or never complete (no file was written after it): dropped for good.
+  VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
+  ++*syncs;
+  return Io(j->Sync());
+}
+
+}  // namespace
+
+Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
+  uint64_t syncs = 0;
+  return Vide(env, dossier, true, changed, &syncs);
+}
+
+Status Journal::Checkpoint() {
+  bool changed = false;
+  Status s = Vide(env_, dossier_, false, &changed, &syncs_);
+  if (s.ok()) at_ = 0;
+  return s;
+}
+
+}  // namespace vesk::isam
