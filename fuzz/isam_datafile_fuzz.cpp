@@ -1,6 +1,6 @@
 // Fuzzes the storage engine's readers of data files and journals: any bytes given as a data file
 // (.DAT) are either refused at open with an error or read record by record without a crash;
-// the same bytes given as the rollback journal of a folder are either followed or ignored, and
+// the same bytes given as the journal of a folder are either followed or ignored, and
 // recovery never fails on them nor leaves the journal behind.
 #include <cstddef>
 #include <cstdint>
