@@ -47,7 +47,10 @@ DossierDonnees::~DossierDonnees() {
   if (verrou_ && journal_->Size() > 0 && panne_.ok() &&
       verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
     FolderLock::State st;
-    if (verrou_->Read(&st).ok() && !st.writing) ignored = journal_->Checkpoint();
+    if (verrou_->Read(&st).ok() && !st.writing && journal_->Checkpoint(false).ok()) {
+      st.journal_end = st.journal_nonce = 0;
+      ignored = verrou_->Write(st);
+    }
   }
   if (verrou_) ignored = verrou_->Unlock();
   (void)ignored;
@@ -202,9 +205,10 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
   bool changed = false;
   VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
-  if (!changed && !st->writing) return Status::Ok();
+  if (!changed && !st->writing && st->journal_end == 0) return Status::Ok();
+  if (changed || st->writing) ++st->counter;
   st->writing = false;
-  ++st->counter;
+  st->journal_end = st->journal_nonce = 0;  // the journal is empty
   return verrou_->Write(*st);
 }
 
@@ -292,14 +296,16 @@ Status DossierDonnees::Commit() {
   FolderLock::State st;
   Status s = verrou_->Read(&st);
   if (!s.ok()) return Echec(s);
-  s = journal_->Commit(synchro_full_, [&] {
+  s = journal_->Commit(synchro_full_, {st.journal_end, st.journal_nonce}, [&] {
     st.writing = true;
     ++st.counter;
     return verrou_->Write(st);
   });
-  if (s.ok() && journal_->Size() > seuil_journal_) s = journal_->Checkpoint();
+  if (s.ok() && journal_->Size() > seuil_journal_) s = journal_->Checkpoint(true);
   if (!s.ok()) return Echec(s);
   st.writing = false;
+  st.journal_end = journal_->End().end;
+  st.journal_nonce = journal_->End().nonce;
   compteur_vu_ = st.counter;
   return verrou_->Write(st);
 }

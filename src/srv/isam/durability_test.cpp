@@ -13,6 +13,7 @@
 #endif
 
 #include "srv/erreur_service.h"
+#include "srv/isam/coding.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
@@ -258,9 +259,15 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornJournal) {
   const std::string jpath = platform::JoinPath(kDir, kJournalName);
   const std::string journal = *mem.Contents(jpath);
   std::vector<std::string> states = Reference(9, 31);
-  // Whole, every step is replayed; torn in its last record, all but the last.
-  for (auto [cut, expected] :
-       {std::pair<size_t, int>{journal.size(), 9}, {journal.size() - 1, 8}}) {
+  // Where the records end: the journal grows by steps of zeros.
+  size_t end = 64;
+  while (end + 16 <= journal.size() && journal[end] != 0) end += 16 + Load32(&journal[end + 4]);
+  ASSERT_LT(end, journal.size());
+  std::string garbled = journal;
+  garbled[end - 1] = static_cast<char>(garbled[end - 1] ^ 1);
+  // Whole, every step is replayed; the last record cut or garbled, all but the last.
+  for (auto [bytes, expected] : {std::pair<std::string, int>{journal, 9},
+                                 {journal.substr(0, end - 1), 8}, {garbled, 8}}) {
     MemEnv copy;
     for (const char* name : {"CLI.DAT", "LIG.DAT", "CLI.DAB", "CLI2.DAB", "VESK.LCK"}) {
       std::string path = platform::JoinPath(kDir, name);
@@ -270,14 +277,14 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornJournal) {
     }
     std::unique_ptr<platform::File> f;
     ASSERT_TRUE(copy.OpenFile(jpath, platform::OpenMode::kCreate, &f).ok());
-    *copy.Contents(jpath) = journal.substr(0, cut);
+    *copy.Contents(jpath) = bytes;
     auto d = Folder(&copy);
     Workload w(d, 0);
-    EXPECT_EQ(Workload::State(*d), states[expected]) << "journal coupé à " << cut;
+    EXPECT_EQ(Workload::State(*d), states[expected]) << "journal de " << bytes.size();
     EXPECT_TRUE(copy.Contents(jpath)->empty());
     RapportVerif r;
     ASSERT_TRUE(VerifieDossier(&copy, kDir, ChainagesDeclares(*d), &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << cut << " : " << p;
+    for (const std::string& p : r.problemes) ADD_FAILURE() << bytes.size() << " : " << p;
   }
 }
 

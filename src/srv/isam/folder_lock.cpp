@@ -9,7 +9,7 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-constexpr size_t kStateSize = 24;
+constexpr size_t kStateSize = 40;  // 24 before the journal's end was kept
 
 }  // namespace
 
@@ -52,9 +52,12 @@ Status FolderLock::Read(State* state) {
   size_t got = 0;
   VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
   *state = State{};
-  if (got < kStateSize || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
+  if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
   state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0;
+  if (got < kStateSize) return Status::Ok();
+  state->journal_end = GetLe(b + 24, 8);
+  state->journal_nonce = GetLe(b + 32, 8);
   return Status::Ok();
 }
 
@@ -63,6 +66,8 @@ Status FolderLock::Write(const State& state) {
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
   b[16] = state.writing ? 1 : 0;
+  PutLe(b + 24, state.journal_end, 8);
+  PutLe(b + 32, state.journal_nonce, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }
 

@@ -26,6 +26,10 @@ class FolderLock {
   struct State {
     uint64_t counter = 0;  // commits made in the folder (since the lock file was created)
     bool writing = false;  // a commit is writing the journal and the files
+    // Where the journal's last complete transaction ends and the nonce of its records (0: the
+    // journal starts again at its header); only meaningful while writing is false.
+    uint64_t journal_end = 0;
+    uint64_t journal_nonce = 0;
   };
 
   // Opens (creating) the lock file of dossier.

@@ -14,6 +14,9 @@ namespace {
 constexpr uint32_t kVersion = 3;
 // Records gathered before they are written to the journal file, at most.
 constexpr size_t kPendingBytes = size_t{1} << 20;
+// The journal file grows by whole steps of zeros, which later commits overwrite: the sync of a
+// commit that stays inside the file's size need not record a new size.
+constexpr uint64_t kGrowth = uint64_t{1} << 20;
 
 uint64_t Rotl(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
 
@@ -202,32 +205,38 @@ std::string Journal::Relative(const std::string& path) const {
   return path;
 }
 
-// The journal file opened and its end found: after the last complete transaction (another
-// user may have appended since our last commit), or a new header with a new nonce when empty.
-Status Journal::OpenLog() {
-  if (!file_) VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
-  uint64_t size = 0;
-  platform::IoStatus io = file_->Size(&size);
-  if (!io.ok()) {
-    file_.reset();
-    return Io(io);
-  }
+// The journal file opened and its end taken from fin when the journal's header still carries
+// fin's nonce (another user may have appended or emptied it since our last commit); otherwise
+// the journal starts again at 0 under a new header and nonce, over whatever bytes it held
+// (records of another nonce never count).
+Status Journal::OpenLog(Fin fin) {
   pending_.clear();
   records_ = 0;
-  at_ = size;
-  if (size == 0) {
-    nonce_ = journal::NewNonce();
-    pending_ = journal::Header(kVersion, nonce_);
-  } else {
+  const bool ours = file_ && fin.end == at_ && fin.nonce == nonce_ && at_ >= journal::kHeaderSize;
+  if (!ours) {
+    if (!file_) {
+      VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
+    }
+    uint64_t size = 0;
     std::string h(journal::kHeaderSize, '\0');
     size_t got = 0;
-    VESK_RETURN_IF_ERROR(Io(file_->ReadAt(0, h, &got)));
+    platform::IoStatus io = file_->Size(&size);
+    size_ = size;
+    if (io.ok() && fin.end >= journal::kHeaderSize && fin.end <= size) io = file_->ReadAt(0, h, &got);
+    if (!io.ok()) {
+      file_.reset();
+      return Io(io);
+    }
     uint32_t version = 0;
-    if (!journal::ReadHeader(std::string_view(h.data(), got), &version, &nonce_) ||
-        version != kVersion) {
-      return Status::Corruption("journal " + path_ +
-                                " : en-tête inattendu alors qu'aucune reprise n'est due ; rien "
-                                "n'est écrit");
+    uint64_t nonce = 0;
+    if (got == h.size() && journal::ReadHeader(h, &version, &nonce) && version == kVersion &&
+        nonce == fin.nonce) {
+      at_ = fin.end;
+      nonce_ = nonce;
+    } else {
+      at_ = 0;
+      nonce_ = journal::NewNonce();
+      pending_ = journal::Header(kVersion, nonce_);
     }
   }
   base_ = at_;
@@ -240,19 +249,24 @@ void Journal::AddRecord(char type, std::string_view head, std::span<const char> 
   ++records_;
 }
 
-// The records gathered so far go to the journal file, after those written before.
+// The records gathered so far go to the journal file, after those written before; past the
+// file's end, zeros follow them up to the next step (a zero record ends any reading).
 Status Journal::WritePending() {
   if (pending_.empty()) return Status::Ok();
+  const size_t records = pending_.size();
+  const uint64_t end = at_ + records;
+  if (end > size_) pending_.resize((end + kGrowth - 1) / kGrowth * kGrowth - at_, '\0');
   VESK_RETURN_IF_ERROR(Io(file_->WriteAt(at_, pending_)));
-  at_ += pending_.size();
+  size_ = std::max(size_, at_ + pending_.size());
+  at_ = end;
   pending_.clear();
   return Status::Ok();
 }
 
 // The transaction's records: for each file its path, the new bytes of each changed block and
 // its size; then the commit record, and the sync that makes the transaction durable.
-Status Journal::AppendTransaction(bool sync) {
-  VESK_RETURN_IF_ERROR(OpenLog());
+Status Journal::AppendTransaction(bool sync, Fin fin) {
+  VESK_RETURN_IF_ERROR(OpenLog(fin));
   uint32_t id = 0;
   for (Entry* e : txn_entries_) {
     Pager* pager = e->w.pager;
@@ -290,25 +304,27 @@ Status Journal::AppendTransaction(bool sync) {
   return s.ok() ? s : CutOff(s);
 }
 
-// A transaction that failed before it counted is cut off the journal, so that the next one
-// follows the last complete transaction. When even that fails the handle is dropped: the
-// folder's recovery then decides (the transaction counts if its commit record is readable).
+// A transaction that failed before it counted is cut off the journal: its first record is
+// zeroed, so that reading stops there, and the next transaction begins there. When even that
+// fails the handle is dropped: the folder's recovery then decides (the transaction counts if
+// its commit record is readable).
 Status Journal::CutOff(const Status& failure) {
   pending_.clear();
-  platform::IoStatus io = file_->Truncate(base_);
+  static constexpr char kZeros[journal::kRecordOverhead] = {};
+  platform::IoStatus io = file_->WriteAt(base_, kZeros);
   at_ = base_;
   if (!io.ok()) file_.reset();
   return failure;
 }
 
-Status Journal::Commit(bool sync, const std::function<Status()>& before_journal) {
+Status Journal::Commit(bool sync, Fin fin, const std::function<Status()>& before_journal) {
   if (txn_entries_.empty()) {
     Forget();
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(PrepareFiles());
   if (before_journal) VESK_RETURN_IF_ERROR(before_journal());
-  VESK_RETURN_IF_ERROR(AppendTransaction(sync));
+  VESK_RETURN_IF_ERROR(AppendTransaction(sync, fin));
   for (Entry* e : txn_entries_) VESK_RETURN_IF_ERROR(e->w.pager->Flush());
   Forget();
   return Status::Ok();

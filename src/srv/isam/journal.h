@@ -8,7 +8,9 @@
 // A commit appends the new bytes of every block it changed, each file's new size and a commit
 // record to the journal, syncs the journal once (the commit point), then writes the blocks to
 // the files without syncing them. The files are synced only by a checkpoint, which then empties
-// the journal: at a size threshold, when the folder is closed, and by recovery.
+// the journal: at a size threshold (the journal starts again under a new header, its bytes kept
+// to be overwritten), when the folder is closed (cut to 0), and by recovery (cut to 0). Where
+// the journal ends, and the nonce of its records, live in the folder's state word.
 //
 // Invariants
 //   I1. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
@@ -26,9 +28,13 @@
 //       transactions in order (redo) is idempotent and leaves every file at the last commit.
 //   I5. The journal is emptied only after every file its transactions name is synced.
 //   I6. A transaction is appended at the journal's end, which is always the end of its last
-//       complete transaction: a failed append is cut off at once, and a crash leaves the
-//       `writing` flag of the folder's state raised (it is raised before the journal is
-//       written), so that the next user replays and empties the journal before anyone appends.
+//       complete transaction: a failed append is cut off at once (its first record zeroed),
+//       and a crash leaves the `writing` flag of the folder's state raised (it is raised before
+//       the journal is written), so that the next user replays and empties the journal before
+//       anyone appends.
+//   I7. No byte past the end counts: it is a zero of the file's growth, a record of an earlier
+//       nonce (the journal started again since), or the remains of a cut-off transaction, whose
+//       commit record names a first offset where no transaction begins any more.
 //
 // States and transitions
 //
@@ -120,16 +126,25 @@ class Journal {
   // The operation failed: its changes are undone in the caches (in a batch, those of the
   // operation only; otherwise of the whole transaction), the files' state reread.
   Status RollbackOperation();
-  // Makes the open transaction durable (sync true) or merely written (sync false).
+  // Where the journal's last complete transaction ends and the nonce its records carry, as the
+  // folder's state word keeps them from one commit to the next (end 0: the journal starts
+  // again, under a new header).
+  struct Fin {
+    uint64_t end = 0;
+    uint64_t nonce = 0;
+  };
+  // Makes the open transaction durable (sync true) or merely written (sync false), appending
+  // it at fin (a fin that does not match the journal's header starts the journal again).
   // before_journal runs before the journal is written (it raises the folder's `writing` flag).
   // On a failure before the commit record the transaction is cut off the journal (Abandon
   // then forgets it); on a later one the journal is hot: Recover must run before the files are
   // read again.
-  Status Commit(bool sync, const std::function<Status()>& before_journal);
+  Status Commit(bool sync, Fin fin, const std::function<Status()>& before_journal);
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();
-  // Bytes in the journal file after the last commit (0 when empty or not opened yet).
+  // Where the last commit or checkpoint left the journal's end; Size: its bytes in use.
+  Fin End() const { return {at_, nonce_}; }
   uint64_t Size() const { return at_; }
   // Counters for tests and benchmarks: syncs of the journal and of the checkpoints made here.
   uint64_t syncs() const { return syncs_; }
@@ -140,8 +155,10 @@ class Journal {
   // The caller holds the folder's exclusive lock.
   static Status Recover(Env* env, const std::string& dossier, bool* changed);
   // Syncs every file the journal's transactions name, then empties the journal (the files
-  // already hold every commit: no writer died since). Under the folder's exclusive lock.
-  Status Checkpoint();
+  // already hold every commit: no writer died since): keep true starts it again under a new
+  // header, its bytes kept for the next commits to overwrite (a sync that changes no file size
+  // costs less); keep false cuts it to 0. Under the folder's exclusive lock.
+  Status Checkpoint(bool keep);
 
  private:
   struct Entry;
@@ -152,10 +169,10 @@ class Journal {
   // transaction): its files leave it and its saved originals go.
   void ForgetOperation();
   Status PrepareFiles();
-  Status OpenLog();
+  Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
   Status WritePending();
-  Status AppendTransaction(bool sync);
+  Status AppendTransaction(bool sync, Fin fin);
   Status CutOff(const Status& failure);
   void Forget();
   std::string Relative(const std::string& path) const;
@@ -175,6 +192,7 @@ class Journal {
   uint64_t base_ = 0;  // the journal's end before the transaction
   uint64_t txn_start_ = 0;
   uint64_t at_ = 0;
+  uint64_t size_ = 0;  // the journal file's size, as far as this journal knows it
   std::string pending_;
   std::vector<OpSaved> op_;     // first originals of the operation (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other

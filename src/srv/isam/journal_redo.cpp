@@ -195,21 +195,24 @@ Status Replay(Env* env, const std::string& dossier, const std::string& path, pla
   return Status::Ok();
 }
 
-// Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced.
-Status Vide(Env* env, const std::string& dossier, bool apply, bool* changed, uint64_t* syncs) {
+// Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced:
+// cut to 0, or (header given) started again under that header, its other bytes kept.
+Status Vide(Env* env, const std::string& dossier, bool apply, const std::string& header,
+            bool* changed, uint64_t* syncs) {
   *changed = false;
   const std::string path = platform::JoinPath(dossier, kJournalName);
   bool exists = false;
   VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
-  if (!exists) return Status::Ok();
+  if (!exists && header.empty()) return Status::Ok();
   std::unique_ptr<platform::File> j;
-  VESK_RETURN_IF_ERROR(Io(env->OpenFile(path, platform::OpenMode::kReadWrite, &j)));
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(
+      path, exists ? platform::OpenMode::kReadWrite : platform::OpenMode::kCreate, &j)));
   uint64_t size = 0;
   VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
-  if (size == 0) return Status::Ok();
+  if (size == 0 && header.empty()) return Status::Ok();
   std::string head(kHeaderSize, '\0');
   size_t got = 0;
-  VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
+  if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
   uint32_t version = 0;
   uint64_t nonce = 0;
   if (journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
@@ -227,7 +230,7 @@ Status Vide(Env* env, const std::string& dossier, bool apply, bool* changed, uin
     }
   }
   // Dealt with, or never complete (no file was written after it): dropped for good.
-  VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
+  VESK_RETURN_IF_ERROR(Io(header.empty() ? j->Truncate(0) : j->WriteAt(0, header)));
   ++*syncs;
   return Io(j->Sync());
 }
@@ -236,13 +239,18 @@ Status Vide(Env* env, const std::string& dossier, bool apply, bool* changed, uin
 
 Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
   uint64_t syncs = 0;
-  return Vide(env, dossier, true, changed, &syncs);
+  return Vide(env, dossier, true, std::string(), changed, &syncs);
 }
 
-Status Journal::Checkpoint() {
+Status Journal::Checkpoint(bool keep) {
   bool changed = false;
-  Status s = Vide(env_, dossier_, false, &changed, &syncs_);
-  if (s.ok()) at_ = 0;
+  const uint64_t nonce = keep ? journal::NewNonce() : 0;
+  Status s = Vide(env_, dossier_, false, keep ? journal::Header(3, nonce) : std::string(),
+                  &changed, &syncs_);
+  at_ = keep ? journal::kHeaderSize : 0;
+  nonce_ = nonce;
+  if (!keep) size_ = 0;
+  if (!s.ok()) at_ = 0;
   return s;
 }
 
