@@ -301,8 +301,17 @@ Status DossierDonnees::Commit() {
     ++st.counter;
     return verrou_->Write(st);
   });
-  if (s.ok() && journal_->Size() > seuil_journal_) s = journal_->Checkpoint(true);
   if (!s.ok()) return Echec(s);
+  if (journal_->Size() > seuil_journal_) {
+    Status c = journal_->Checkpoint(true);
+    if (!c.ok()) {
+      // The commit holds (its journal is synced); the journal is replayed at once, and the
+      // folder fails only if that fails too.
+      Status ignored = Echec(c);
+      (void)ignored;
+      return panne_;
+    }
+  }
   st.writing = false;
   st.journal_end = journal_->End().end;
   st.journal_nonce = journal_->End().nonce;
@@ -311,8 +320,8 @@ Status DossierDonnees::Commit() {
 }
 
 // A commit failed: the changes are forgotten, the files brought to the last commit from the
-// journal at once (the next user would do it otherwise) and every cache reread. A handle whose write failed keeps
-// refusing writes until the folder is reopened.
+// journal at once (the next user would do it otherwise) and every cache reread. A handle whose
+// write failed keeps refusing writes until the folder is reopened.
 Status DossierDonnees::Echec(const Status& s) {
   journal_->Abandon();
   FolderLock::State st;
