@@ -266,8 +266,8 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornJournal) {
   std::string garbled = journal;
   garbled[end - 1] = static_cast<char>(garbled[end - 1] ^ 1);
   // Whole, every step is replayed; the last record cut or garbled, all but the last.
-  for (auto [bytes, expected] : {std::pair<std::string, int>{journal, 9},
-                                 {journal.substr(0, end - 1), 8}, {garbled, 8}}) {
+  for (auto [bytes, expected] :
+       {std::pair<std::string, int>{journal, 9}, {journal.substr(0, end - 1), 8}, {garbled, 8}}) {
     MemEnv copy;
     for (const char* name : {"CLI.DAT", "LIG.DAT", "CLI.DAB", "CLI2.DAB", "VESK.LCK"}) {
       std::string path = platform::JoinPath(kDir, name);

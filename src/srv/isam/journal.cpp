@@ -9,9 +9,10 @@
 
 namespace vesk::isam {
 
+using journal::Io;
+
 namespace {
 
-constexpr uint32_t kVersion = 3;
 // Records gathered before they are written to the journal file, at most.
 constexpr size_t kPendingBytes = size_t{1} << 20;
 // The journal file grows by whole steps of zeros, which later commits overwrite: the sync of a
@@ -27,8 +28,6 @@ uint64_t Mix(uint64_t x) {
   x *= 0xc4ceb9fe1a85ec53ULL;
   return x ^ (x >> 33);
 }
-
-Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
 
 }  // namespace
 
@@ -222,21 +221,22 @@ Status Journal::OpenLog(Fin fin) {
     size_t got = 0;
     platform::IoStatus io = file_->Size(&size);
     size_ = size;
-    if (io.ok() && fin.end >= journal::kHeaderSize && fin.end <= size) io = file_->ReadAt(0, h, &got);
+    if (io.ok() && fin.end >= journal::kHeaderSize && fin.end <= size)
+      io = file_->ReadAt(0, h, &got);
     if (!io.ok()) {
       file_.reset();
       return Io(io);
     }
     uint32_t version = 0;
     uint64_t nonce = 0;
-    if (got == h.size() && journal::ReadHeader(h, &version, &nonce) && version == kVersion &&
-        nonce == fin.nonce) {
+    if (got == h.size() && journal::ReadHeader(h, &version, &nonce) &&
+        version == journal::kRedoVersion && nonce == fin.nonce) {
       at_ = fin.end;
       nonce_ = nonce;
     } else {
       at_ = 0;
       nonce_ = journal::NewNonce();
-      pending_ = journal::Header(kVersion, nonce_);
+      pending_ = journal::Header(journal::kRedoVersion, nonce_);
     }
   }
   base_ = at_;

@@ -16,6 +16,8 @@ namespace vesk::isam::journal {
 
 inline constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'J', 'N', 'L', '\x1A'};
 inline constexpr size_t kHeaderSize = 64;
+// The version of the redo journal, the one written.
+inline constexpr uint32_t kRedoVersion = 3;
 inline constexpr size_t kHeaderHashAt = 56;
 // Each record: type, 3 zero bytes, payload length (u32), payload, checksum (u64).
 inline constexpr size_t kRecordOverhead = 16;
@@ -30,6 +32,8 @@ bool ReadHeader(std::string_view h, uint32_t* version, uint64_t* nonce);
 // Appends one record to out; its checksum covers type, length and payload, seeded with seed.
 void AppendRecord(std::string& out, char type, std::string_view head, std::span<const char> tail,
                   uint64_t seed);
+
+inline Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
 
 // A fresh random number for a journal's nonce.
 uint64_t NewNonce();

@@ -12,6 +12,7 @@ namespace vesk::isam {
 
 namespace {
 
+using journal::Io;
 using journal::kHeaderSize;
 using journal::kRecordOverhead;
 
@@ -19,8 +20,6 @@ constexpr size_t kWindow = size_t{1} << 20;  // bytes read at once
 constexpr uint32_t kMaxBlockSize = uint32_t{1} << 24;
 constexpr uint64_t kMaxBlockNo = uint64_t{1} << 40;
 constexpr uint64_t kMaxFileSize = uint64_t{1} << 52;
-
-Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
 
 struct Record {
   char type = 0;
@@ -216,7 +215,7 @@ Status Vide(Env* env, const std::string& dossier, bool apply, const std::string&
   uint32_t version = 0;
   uint64_t nonce = 0;
   if (journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
-    if (version == 3) {
+    if (version == journal::kRedoVersion) {
       VESK_RETURN_IF_ERROR(Replay(env, dossier, path, j.get(), size, nonce, apply, changed, syncs));
     } else if (version == 1 || version == 2) {
       std::string bytes(static_cast<size_t>(size), '\0');
@@ -245,8 +244,9 @@ Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
 Status Journal::Checkpoint(bool keep) {
   bool changed = false;
   const uint64_t nonce = keep ? journal::NewNonce() : 0;
-  Status s = Vide(env_, dossier_, false, keep ? journal::Header(3, nonce) : std::string(),
-                  &changed, &syncs_);
+  Status s =
+      Vide(env_, dossier_, false,
+           keep ? journal::Header(journal::kRedoVersion, nonce) : std::string(), &changed, &syncs_);
   at_ = keep ? journal::kHeaderSize : 0;
   nonce_ = nonce;
   if (!keep) size_ = 0;

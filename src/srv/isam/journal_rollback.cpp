@@ -143,8 +143,6 @@ Parsed Parse(std::string_view j) {
   return out;
 }
 
-Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
-
 // Whether the file already holds the transaction's new bytes everywhere.
 Status HoldsNewBytes(platform::File* f, const FileRec& rec, const std::vector<BlockRec>& blocks,
                      uint32_t id, bool* holds) {
