@@ -96,8 +96,16 @@ class BTree {
   // InvalidArgument when changes of this handle are not flushed yet.
   Status Reload();
 
+  // The header's values live in memory while operations change the tree; they reach node 0
+  // (with its checksum) when the pager is flushed or prepared for a flush, so that a batch of
+  // operations copies and journals the header once. Mark saves those values at the start of
+  // an operation and RestoreMark puts them back when the operation is undone (its nodes being
+  // put back by the journal).
+  void Mark();
+  void RestoreMark();
+
   // Writes the cached changes to the file; Sync also forces them to stable storage. (Flushing
-  // the pager directly is the same: the header's checksum is completed by a flush hook.)
+  // the pager directly is the same: the header is completed by a flush hook.)
   Status Flush();
   Status Sync();
   uint16_t KeyLength() const;

@@ -36,7 +36,7 @@ Status BTree::Impl::Erase(std::string_view key, uint32_t record) {
   VESK_RETURN_IF_ERROR(CollapseRoot());
   --keys;
   Changed();
-  return StoreHeader();
+  return Status::Ok();
 }
 
 // Decides, before anything changes, which levels will rebalance (levels [0, *top)) and with

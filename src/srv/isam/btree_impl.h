@@ -98,7 +98,16 @@ struct BTree::Impl {
   uint32_t nodes = 0, allocated = 0, root = 0, free_head = 0, free_count = 0;
   std::string indexed_file;
   uint64_t change_counter = 0;
-  bool header_dirty = false;
+  bool header_changed = false;  // the values above differ from node 0 in the cache
+  bool header_dirty = false;    // node 0 changed, its checksum not yet completed
+
+  // The header's values at the start of the current operation (Mark / RestoreMark).
+  struct Counts {
+    uint32_t levels = 0, nodes = 0, allocated = 0, root = 0, free_head = 0, free_count = 0;
+    uint64_t keys = 0, change_counter = 0;
+    bool header_changed = false;
+  };
+  Counts marked;
 
   // Cursor hint: the leaf and slot of the last entry SeekAfter gave, valid while mods is still
   // hint_mods.
@@ -122,6 +131,7 @@ struct BTree::Impl {
   Status AllocNode(char kind, uint32_t level, uint32_t* no, char** out);
   Status FreeNode(uint32_t no);
   Status StoreHeader();
+  // The flush hook: the header's values into node 0 when they changed, and its checksum.
   Status StampHeader();
   Status LoadFormat(const char* h);
   Status LoadHeader(const char* h, uint64_t file_size);

@@ -117,7 +117,8 @@ Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* hand
   // A tree just created is on stable storage before any operation uses it.
   VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
-  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, nullptr, nullptr});
+  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
+                   [t] { t->RestoreMark(); }});
   return Status::Ok();
 }
 
