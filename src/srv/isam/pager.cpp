@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 namespace vesk::isam {
@@ -73,7 +72,6 @@ struct Pager::Impl {
   SealHook seal_hook;
   CheckHook check_hook;
   uint64_t epoch = 1;
-  std::unordered_set<uint64_t> journaled;
   std::vector<char> run;  // buffer of a coalesced write
   Counters counters;
 
@@ -307,11 +305,10 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
 
 // Journal hook, then dirty marking, before the frame's bytes change.
 Status Pager::Impl::BeforeChange(Frame* f) {
+  // A block changed in this epoch stays dirty, hence in memory with its epoch, until a flush,
+  // and the journal starts a new epoch at each flush it makes: the hook sees it once.
   if (change_hook && f->epoch != epoch) {
-    if (journaled.count(f->no) == 0) {
-      VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data, block_size)));
-      journaled.insert(f->no);
-    }
+    VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data, block_size)));
     f->epoch = epoch;
   }
   if (!f->dirty) {
@@ -557,10 +554,7 @@ const std::string& Pager::Path() const { return impl_->path; }
 
 void Pager::SetBeforeChangeHook(BeforeChangeHook hook) { impl_->change_hook = std::move(hook); }
 
-void Pager::StartChangeEpoch() {
-  ++impl_->epoch;
-  impl_->journaled.clear();
-}
+void Pager::StartChangeEpoch() { ++impl_->epoch; }
 
 void Pager::SetBeforeFlushHook(std::function<Status()> hook) {
   impl_->flush_hook = std::move(hook);
