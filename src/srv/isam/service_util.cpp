@@ -35,7 +35,10 @@ void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation) {
   }
   bool deleted = false;
   Verifie(f.fichier->IsDeleted(static_cast<uint32_t>(no), &deleted), operation, f.objet);
-  Exige(!deleted, operation, f.objet, "l'enregistrement " + std::to_string(no) + " est supprimé");
+  if (deleted) {
+    throw ErreurService(operation, f.objet,
+                        "l'enregistrement " + std::to_string(no) + " est supprimé");
+  }
 }
 
 void AppelleProprietaire(FichierOuvert& f, bool lire, int32_t no, std::string_view operation) {

@@ -132,8 +132,10 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   isam::ExigeEcriture(f, kOp);
-  Exige(f.proprietaire != nullptr, kOp, f.objet,
-        "fichier ouvert sans propriétaire : pas de méthode Ecrire" + f.methode);
+  if (f.proprietaire == nullptr) {
+    throw ErreurService(kOp, f.objet,
+                        "fichier ouvert sans propriétaire : pas de méthode Ecrire" + f.methode);
+  }
   Cle(a, cle, kOp);
   uint32_t no = f.fichier->LastRecord() + 1;
   Exige(no <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()), kOp, f.objet,
@@ -151,9 +153,11 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   std::string key = key_;
   try {
     isam::AppelleProprietaire(f, false, static_cast<int32_t>(no), kOp);
-    Exige(
-        f.fichier->LastRecord() >= no, kOp, f.objet,
-        "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " + std::to_string(no));
+    if (f.fichier->LastRecord() < no) {
+      throw ErreurService(kOp, f.objet,
+                          "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " +
+                              std::to_string(no));
+    }
   } catch (...) {
     Status undo = a.arbre->Erase(key, no);
     (void)undo;  // the owner's error is the one to report
@@ -255,7 +259,10 @@ void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr
     isam::ExigeEcriture(f, kOp);
     isam::ExigeVivant(f, no_enr, kOp);
   }
-  Exige(no_enr >= 1, kOp, a.objet, "numéro d'enregistrement " + std::to_string(no_enr) + " refusé");
+  if (no_enr < 1) {
+    throw ErreurService(kOp, a.objet,
+                        "numéro d'enregistrement " + std::to_string(no_enr) + " refusé");
+  }
   Status s = a.arbre->Erase(key_, static_cast<uint32_t>(no_enr));
   if (s.IsNotFound()) {
     std::string shown;
