@@ -158,11 +158,12 @@ Status BTree::Impl::CheckSplitRoom() {
 Status BTree::Impl::PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::string_view key,
                               uint32_t record) {
   char* w = nullptr;
-  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
   if (count == leaf_cap) {
+    VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
     VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
     return InsertInner(1);
   }
+  VESK_RETURN_IF_ERROR(WriteEntries(leaf, leaf_stride, pos, count + 1, &w));
   OpenGap(w, leaf_stride, pos, count);
   char* e = Entry(w, leaf_stride, pos);
   std::memcpy(e, key.data(), key_len);

@@ -144,6 +144,14 @@ Status BTree::Impl::ReadNode(uint32_t no, uint32_t level, const char** out) {
 
 Status BTree::Impl::WriteNode(uint32_t no, char** out) { return pager->BlockForWrite(no, out); }
 
+Status BTree::Impl::WriteEntries(uint32_t no, uint32_t stride, uint32_t first, uint32_t last,
+                                 char** out) {
+  VESK_RETURN_IF_ERROR(pager->RangeForWrite(no, node::kCountAt, node::kCountAt + 2, out));
+  if (first == last) return Status::Ok();
+  auto at = [stride](uint32_t i) { return static_cast<uint32_t>(node::kHeader + i * stride); };
+  return pager->RangeForWrite(no, at(first), at(last), out);
+}
+
 Status BTree::Impl::CheckAllocations(uint32_t k) {
   uint32_t no = free_head;
   for (uint32_t i = 0; i < k && no != 0; ++i) {

@@ -382,15 +382,21 @@ TEST_F(BTreeTest, ReloadSeesWhatAnotherHandleWrote) {
 TEST_F(BTreeTest, ChangesReachTheJournalHookBeforeTheyHappen) {
   Fill(10, 'P', 0);
   std::vector<uint64_t> blocks;
-  tree_->pager()->SetBeforeChangeHook([&](uint64_t no, std::span<const char>) {
+  std::vector<std::pair<uint32_t, size_t>> ranges;
+  tree_->pager()->SetBeforeChangeHook([&](uint64_t no, uint32_t from, std::span<const char> b) {
     blocks.push_back(no);
+    ranges.emplace_back(from, b.size());
     return Status::Ok();
   });
   tree_->pager()->StartChangeEpoch();
   ASSERT_TRUE(tree_->Insert(Key(50), 51).ok());
   ASSERT_TRUE(tree_->Insert(Key(51), 52).ok());
   ASSERT_TRUE(tree_->Flush().ok());
-  EXPECT_EQ(blocks, (std::vector<uint64_t>{1, 0})) << "the leaf, then the header, once each";
+  // The leaf's count and new entry at each insert, then the header once, at the flush.
+  EXPECT_EQ(blocks, (std::vector<uint64_t>{1, 1, 1, 1, 0}));
+  EXPECT_EQ(ranges[1], std::make_pair(uint32_t{16 + 10 * 12}, size_t{12}))
+      << "the eleventh entry (8-byte key, 4-byte record)";
+  EXPECT_EQ(ranges.back(), std::make_pair(uint32_t{0}, size_t{4096}));
 }
 
 }  // namespace

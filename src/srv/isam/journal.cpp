@@ -99,6 +99,8 @@ struct Journal::Entry {
 struct Journal::OpSaved {
   Entry* e;
   uint64_t no;
+  uint32_t from;  // in the block
+  uint32_t size;
   size_t at;  // in op_bytes_
 };
 
@@ -111,15 +113,17 @@ void Journal::Watch(Watched w) {
   auto e = std::make_unique<Entry>();
   e->w = std::move(w);
   Entry* raw = e.get();
-  raw->w.pager->SetBeforeChangeHook([this, raw](uint64_t no, std::span<const char> original) {
-    return Capture(raw, no, original);
-  });
+  raw->w.pager->SetBeforeChangeHook(
+      [this, raw](uint64_t no, uint32_t from, std::span<const char> original) {
+        return Capture(raw, no, from, original);
+      });
   entries_.push_back(std::move(e));
 }
 
-// Before the first change of a block in the operation: the file joins the operation and the
-// transaction; inside a batch the block's bytes are kept to undo the operation alone.
-Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
+// Before bytes of a block change in the operation: the file joins the operation and the
+// transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
+// twice is put back last from its first, original, bytes).
+Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
   if (!e->in_op) {
     e->in_op = true;
     e->op_size = e->w.pager->Size();
@@ -130,7 +134,7 @@ Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
     txn_entries_.push_back(e);
   }
   if (batch_) {
-    op_.push_back(OpSaved{e, no, op_bytes_.size()});
+    op_.push_back(OpSaved{e, no, from, static_cast<uint32_t>(original.size()), op_bytes_.size()});
     op_bytes_.insert(op_bytes_.end(), original.begin(), original.end());
   }
   return Status::Ok();
@@ -181,8 +185,8 @@ Status Journal::RollbackBatchOperation() {
     if (first.ok() && !s.ok()) first = s;
   };
   for (auto it = op_.rbegin(); it != op_.rend(); ++it) {
-    size_t n = it->e->w.pager->BlockSize();
-    keep(it->e->w.pager->RestoreBlock(it->no, std::span<const char>(op_bytes_.data() + it->at, n)));
+    keep(it->e->w.pager->RestoreRange(it->no, it->from,
+                                      std::span<const char>(op_bytes_.data() + it->at, it->size)));
   }
   for (auto& e : entries_) {
     if (e->w.undo) e->w.undo();

@@ -163,7 +163,7 @@ class Journal {
  private:
   struct Entry;
   struct OpSaved;
-  Status Capture(Entry* e, uint64_t block_no, std::span<const char> original);
+  Status Capture(Entry* e, uint64_t block_no, uint32_t from, std::span<const char> original);
   Status RollbackBatchOperation();
   // The one end of an operation's bookkeeping (ended, undone alone, or undone with its
   // transaction): its files leave it and its saved originals go.
@@ -194,7 +194,7 @@ class Journal {
   uint64_t at_ = 0;
   uint64_t size_ = 0;  // the journal file's size, as far as this journal knows it
   std::string pending_;
-  std::vector<OpSaved> op_;     // first originals of the operation (batches only),
+  std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
 };

@@ -128,7 +128,7 @@ struct Pager::Impl {
   void Destroy(Frame* f);
   void Trim();
   Status Load(Frame* f);
-  Status BeforeChange(Frame* f);
+  Status BeforeChange(Frame* f, uint32_t from, uint32_t to);
   void Seal(Frame* f) {
     if (seal_hook && !f->sealed) seal_hook(f->no, f->data);
     f->sealed = true;
@@ -308,13 +308,14 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
   return Status::Ok();
 }
 
-// Journal hook, then dirty marking, before the frame's bytes change.
-Status Pager::Impl::BeforeChange(Frame* f) {
-  // A block changed in this epoch stays dirty, hence in memory with its epoch, until a flush,
-  // and the journal starts a new epoch at each flush it makes: the hook sees it once.
+// Journal hook, then dirty marking, before the frame's bytes [from, to) change.
+Status Pager::Impl::BeforeChange(Frame* f, uint32_t from, uint32_t to) {
+  // A block reported whole in this epoch stays dirty, hence in memory with its epoch, until a
+  // flush, and the journal starts a new epoch at each flush it makes: it is reported once.
   if (change_hook && f->epoch != epoch) {
-    VESK_RETURN_IF_ERROR(change_hook(f->no, std::span<const char>(f->data, block_size)));
-    f->epoch = epoch;
+    VESK_RETURN_IF_ERROR(
+        change_hook(f->no, from, std::span<const char>(f->data + from, to - from)));
+    if (from == 0 && to == block_size) f->epoch = epoch;
   }
   if (!f->dirty) {
     f->dirty = true;
@@ -400,7 +401,8 @@ Status Pager::Write(uint64_t offset, std::span<const char> data) {
     Frame* f = nullptr;
     char* block = nullptr;
     VESK_RETURN_IF_ERROR(m.Fetch(no, load, &block, &f));
-    VESK_RETURN_IF_ERROR(m.BeforeChange(f));
+    VESK_RETURN_IF_ERROR(
+        m.BeforeChange(f, static_cast<uint32_t>(in_block), static_cast<uint32_t>(in_block + n)));
     std::memcpy(block + in_block, data.data() + done, n);
     done += n;
   }
@@ -416,12 +418,20 @@ Status Pager::BlockForRead(uint64_t block_no, const char** data) {
 }
 
 Status Pager::BlockForWrite(uint64_t block_no, char** data) {
+  return RangeForWrite(block_no, 0, impl_->block_size, data);
+}
+
+Status Pager::RangeForWrite(uint64_t block_no, uint32_t from, uint32_t to, char** data) {
   Impl& m = *impl_;
   VESK_RETURN_IF_ERROR(m.CheckWritable());
+  if (from >= to || to > m.block_size) {
+    return Status::InvalidArgument("zone " + std::to_string(from) + ".." + std::to_string(to) +
+                                   " hors du bloc " + std::to_string(block_no) + " de " + m.path);
+  }
   Frame* f = nullptr;
   char* block = nullptr;
   VESK_RETURN_IF_ERROR(m.Fetch(block_no, true, &block, &f));
-  VESK_RETURN_IF_ERROR(m.BeforeChange(f));
+  VESK_RETURN_IF_ERROR(m.BeforeChange(f, from, to));
   m.size = std::max(m.size, (block_no + 1) << m.shift);
   *data = block;
   return Status::Ok();
@@ -514,14 +524,14 @@ void Pager::ForEachDirty(
   }
 }
 
-Status Pager::RestoreBlock(uint64_t block_no, std::span<const char> bytes) {
+Status Pager::RestoreRange(uint64_t block_no, uint32_t from, std::span<const char> bytes) {
   Impl& m = *impl_;
   Slot* slot = m.Lookup(block_no);
-  if (slot == nullptr || !slot->frame->dirty || bytes.size() != m.block_size) {
+  if (slot == nullptr || !slot->frame->dirty || from + bytes.size() > m.block_size) {
     return Status::InvalidArgument("retour arrière impossible : bloc " + std::to_string(block_no) +
                                    " absent du cache de " + m.path);
   }
-  std::memcpy(slot->data, bytes.data(), m.block_size);
+  std::memcpy(slot->data + from, bytes.data(), bytes.size());
   slot->frame->sealed = false;
   return Status::Ok();
 }

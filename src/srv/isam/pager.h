@@ -76,6 +76,9 @@ class Pager {
   // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.
   Status BlockForWrite(uint64_t block_no, char** data);
+  // The same, for a change of bytes [from, to) of the block alone: the journal hook sees those
+  // bytes only (so that an operation's undo keeps the few bytes it changes, not the block).
+  Status RangeForWrite(uint64_t block_no, uint32_t from, uint32_t to, char** data);
   // Writes every dirty block to the file, in block order.
   Status Flush();
   // Flush, then force the file to stable storage.
@@ -94,16 +97,20 @@ class Pager {
   // How many of the last blocks fetched stay in memory whatever the cache size.
   static constexpr int kRecentBlocks = 8;
 
-  // Journal hook. Before a block changes for the first time since the last StartChangeEpoch
-  // (through Write or BlockForWrite), the pager calls the hook with the block number and the
-  // block's bytes as they are then (zeros past the end of the file); a failing hook refuses the
-  // change and the block stays untouched. How the journal plugs in: it installs the hook once
+  // Journal hook. Before bytes of a block change, the pager calls the hook with the block
+  // number, the offset of the bytes in the block and the bytes as they are then (zeros past the
+  // end of the file): the whole block the first time BlockForWrite changes it since the last
+  // StartChangeEpoch (and never again in that epoch), the bytes of each range changed by Write
+  // or RangeForWrite otherwise (at every change, until the whole block was reported). A failing
+  // hook refuses the change and the block stays untouched. How the journal plugs in: it installs
+  // the hook once
   // and starts an epoch per operation (the hook tells it the file joined the transaction, and
   // inside a batch keeps the original bytes to undo the operation alone); at commit it appends
   // the changed blocks' bytes (ForEachDirty) to the journal before Flush writes them. Dirty
   // blocks are never written before Flush/Sync, so nothing reaches the file ahead of its
   // journal entry. Without a hook nothing is called.
-  using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
+  using BeforeChangeHook =
+      std::function<Status(uint64_t block_no, uint32_t from, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
   // Starts a new epoch: every block will be reported again before its next change.
   void StartChangeEpoch();
@@ -126,9 +133,9 @@ class Pager {
   // Calls visit with each changed block and the bytes of it that Flush writes (the part before
   // the logical end), in block order.
   void ForEachDirty(const std::function<void(uint64_t block_no, std::span<const char>)>& visit);
-  // Puts back the bytes a block had (a cached block changed since the file was last flushed);
-  // it stays changed. Calls no hook.
-  Status RestoreBlock(uint64_t block_no, std::span<const char> bytes);
+  // Puts back bytes a block had at offset from (a cached block changed since the file was last
+  // flushed); it stays changed. Calls no hook.
+  Status RestoreRange(uint64_t block_no, uint32_t from, std::span<const char> bytes);
   // Sets the logical size back to size (at most the current one), forgetting blocks past it.
   void RestoreSize(uint64_t size);
   // Forgets every change not yet flushed: the pager is back to the file's bytes and size.
