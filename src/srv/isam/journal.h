@@ -171,7 +171,7 @@ class Journal {
   Status PrepareFiles();
   Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
-  Status WritePending();
+  Status WritePending(bool sync);
   Status AppendTransaction(bool sync, Fin fin);
   Status CutOff(const Status& failure);
   void Forget();
