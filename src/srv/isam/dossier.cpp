@@ -49,6 +49,7 @@ DossierDonnees::~DossierDonnees() {
     FolderLock::State st;
     if (verrou_->Read(&st).ok() && !st.writing && journal_->Checkpoint(false).ok()) {
       st.journal_end = st.journal_nonce = 0;
+      st.durable = st.unsynced = false;
       ignored = verrou_->Write(st);
     }
   }
@@ -206,10 +207,13 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
   bool changed = false;
   VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
-  if (!changed && !st->writing && st->journal_end == 0) return Status::Ok();
+  if (!changed && !st->writing && st->journal_end == 0 && !st->durable && !st->unsynced) {
+    return Status::Ok();
+  }
   if (changed || st->writing) ++st->counter;
   st->writing = false;
-  st->journal_end = st->journal_nonce = 0;  // the journal is empty
+  st->journal_end = st->journal_nonce = 0;  // the journal is empty, its files synced
+  st->durable = st->unsynced = false;
   return verrou_->Write(*st);
 }
 
@@ -291,20 +295,32 @@ Status DossierDonnees::Sort() {
 // The `writing` flag goes up before the journal is written and down once the files hold the
 // commit: a writer that dies in between leaves it up, and the next user replays the journal
 // before anything is read or appended. Past the threshold the journal is emptied by a
-// checkpoint.
+// checkpoint, synchronised unless every commit it holds was made without synchronisation.
 Status DossierDonnees::Commit() {
   if (!journal_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
   if (!s.ok()) return Echec(s);
+  if (synchro_full_ && st.unsynced) {
+    // Files hold writes that no sync made durable: a durable commit must not rest on them.
+    s = journal_->Checkpoint(true);
+    if (!s.ok()) return Echec(s);
+    st.journal_end = journal_->End().end;
+    st.journal_nonce = journal_->End().nonce;
+    st.durable = st.unsynced = false;
+  }
   s = journal_->Commit(synchro_full_, {st.journal_end, st.journal_nonce}, [&] {
     st.writing = true;
     ++st.counter;
     return verrou_->Write(st);
   });
   if (!s.ok()) return Echec(s);
+  st.durable = st.durable || synchro_full_;
   if (journal_->Size() > seuil_journal_) {
-    Status c = journal_->Checkpoint(true);
+    const bool sync = st.durable;
+    Status c = journal_->Checkpoint(true, sync);
+    st.durable = false;
+    st.unsynced = !sync;
     if (!c.ok()) {
       // The commit holds (its journal is synced); the journal is replayed at once, and the
       // folder fails only if that fails too.

@@ -55,6 +55,8 @@ Status FolderLock::Read(State* state) {
   if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
   state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0;
+  state->durable = (b[17] & 1) != 0;
+  state->unsynced = (b[17] & 2) != 0;
   if (got < kStateSize) return Status::Ok();
   state->journal_end = GetLe(b + 24, 8);
   state->journal_nonce = GetLe(b + 32, 8);
@@ -66,6 +68,7 @@ Status FolderLock::Write(const State& state) {
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
   b[16] = state.writing ? 1 : 0;
+  b[17] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
   PutLe(b + 24, state.journal_end, 8);
   PutLe(b + 32, state.journal_nonce, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));

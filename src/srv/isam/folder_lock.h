@@ -30,6 +30,12 @@ class FolderLock {
     // journal starts again at its header); only meaningful while writing is false.
     uint64_t journal_end = 0;
     uint64_t journal_nonce = 0;
+    // The journal holds a transaction committed with synchronisation full (its files' writes
+    // not synced): the journal may be emptied only by a synchronised checkpoint.
+    bool durable = false;
+    // A checkpoint without synchronisation emptied the journal: files hold writes that are not
+    // synced, which a commit with synchronisation full must not rest on (it syncs them first).
+    bool unsynced = false;
   };
 
   // Opens (creating) the lock file of dossier.

@@ -26,7 +26,9 @@
 //   I4. Every block a file received since the journal was last emptied is in the journal, with
 //       its latest bytes in the last transaction that holds it: replaying the journal's
 //       transactions in order (redo) is idempotent and leaves every file at the last commit.
-//   I5. The journal is emptied only after every file its transactions name is synced.
+//   I5. The journal is emptied only after every file its transactions name is synced, or,
+//       when every commit it holds was made without synchronisation, with those files named
+//       again by the journal's first transaction (F records alone) for a later sync.
 //   I6. A transaction is appended at the journal's end, which is always the end of its last
 //       complete transaction: a failed append is cut off at once (its first record zeroed),
 //       and a crash leaves the `writing` flag of the folder's state raised (it is raised before
@@ -158,7 +160,11 @@ class Journal {
   // already hold every commit: no writer died since): keep true starts it again under a new
   // header, its bytes kept for the next commits to overwrite (a sync that changes no file size
   // costs less); keep false cuts it to 0. Under the folder's exclusive lock.
-  Status Checkpoint(bool keep);
+  // With sync false (synchronisation off; keep true), nothing is synced: the journal starts
+  // again with a transaction that only names those files, whose writes the next synchronised
+  // checkpoint or recovery syncs. It must not drop a transaction committed with
+  // synchronisation full whose files are not synced (the folder's state word says when).
+  Status Checkpoint(bool keep, bool sync = true);
 
  private:
   struct Entry;

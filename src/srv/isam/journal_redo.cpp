@@ -1,7 +1,9 @@
 // Reading a redo journal back: its complete transactions replayed to their files after a crash
-// (Recover), or only their files synced before the journal is emptied (Checkpoint).
+// (Recover), or only their files synced before the journal is emptied (Checkpoint), or, with
+// synchronisation off, only their names carried over into the emptied journal.
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "srv/isam/coding.h"
@@ -178,27 +180,63 @@ Status Apply(Cibles& cibles, bool apply, const Record& r, const Fichiers& files)
   return Io(f->WriteAt(at, p.substr(16)));
 }
 
-// Replays (apply) or only syncs the files of the redo journal j, then empties the journal.
+// What is done with the files of the journal's complete transactions.
+enum class Suite {
+  kReplay,  // written again and synced (recovery)
+  kSync,    // synced (checkpoint)
+  kNames,   // only named, in *names (checkpoint without synchronisation)
+};
+
+// Replays or syncs the files of the redo journal j (or gathers their names).
 Status Replay(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
-              uint64_t size, uint64_t nonce, bool apply, bool* changed, uint64_t* syncs) {
+              uint64_t size, uint64_t nonce, Suite suite, std::set<std::string>* names,
+              bool* changed, uint64_t* syncs) {
   uint64_t end = 0;
   VESK_RETURN_IF_ERROR(Walk(j, size, nonce, size, nullptr, &end));
   Cibles cibles(env, dossier, path);
   uint64_t ignored = 0;
   VESK_RETURN_IF_ERROR(Walk(
       j, size, nonce, end,
-      [&](const Record& r, const Fichiers& files) { return Apply(cibles, apply, r, files); },
+      [&](const Record& r, const Fichiers& files) {
+        if (suite != Suite::kNames) return Apply(cibles, suite == Suite::kReplay, r, files);
+        if (r.type == journal::kRedoFile) names->insert(std::string(r.payload.substr(8)));
+        return Status::Ok();
+      },
       &ignored));
   VESK_RETURN_IF_ERROR(cibles.SyncAll(syncs));
-  *changed = apply && end > kHeaderSize;
+  *changed = suite == Suite::kReplay && end > kHeaderSize;
   return Status::Ok();
 }
 
+// The transaction that names files without changing them: F records and the commit. Put first
+// in a journal emptied without synchronisation, it keeps the names of the files whose writes
+// are not synced yet for the next synchronised checkpoint (or recovery), which syncs them.
+std::string NamesOnly(const std::set<std::string>& names, uint64_t nonce) {
+  std::string out;
+  uint32_t id = 0;
+  for (const std::string& name : names) {
+    std::string head;
+    AppendLe(head, id++, 4);
+    AppendLe(head, name.size(), 4);
+    head += name;
+    journal::AppendRecord(out, journal::kRedoFile, head, {}, nonce + kHeaderSize + out.size());
+  }
+  if (names.empty()) return out;
+  std::string commit;
+  AppendLe(commit, id, 4);
+  AppendLe(commit, kHeaderSize, 8);
+  journal::AppendRecord(out, journal::kRedoCommit, commit, {}, nonce + kHeaderSize + out.size());
+  return out;
+}
+
 // Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced:
-// cut to 0, or (header given) started again under that header, its other bytes kept.
-Status Vide(Env* env, const std::string& dossier, bool apply, const std::string& header,
-            bool* changed, uint64_t* syncs) {
+// cut to 0, or (header given) started again under that header, its other bytes kept. With
+// suite kNames, nothing is synced and the emptied journal holds the files' names (NamesOnly);
+// *end receives where the journal ends.
+Status Vide(Env* env, const std::string& dossier, Suite suite, const std::string& header,
+            uint64_t nonce, bool* changed, uint64_t* syncs, uint64_t* end) {
   *changed = false;
+  *end = header.empty() ? 0 : kHeaderSize;
   const std::string path = platform::JoinPath(dossier, kJournalName);
   bool exists = false;
   VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
@@ -213,10 +251,12 @@ Status Vide(Env* env, const std::string& dossier, bool apply, const std::string&
   size_t got = 0;
   if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
   uint32_t version = 0;
-  uint64_t nonce = 0;
-  if (journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
+  uint64_t old_nonce = 0;
+  std::set<std::string> names;
+  if (journal::ReadHeader(std::string_view(head.data(), got), &version, &old_nonce)) {
     if (version == journal::kRedoVersion) {
-      VESK_RETURN_IF_ERROR(Replay(env, dossier, path, j.get(), size, nonce, apply, changed, syncs));
+      VESK_RETURN_IF_ERROR(
+          Replay(env, dossier, path, j.get(), size, old_nonce, suite, &names, changed, syncs));
     } else if (version == 1 || version == 2) {
       std::string bytes(static_cast<size_t>(size), '\0');
       VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
@@ -229,7 +269,14 @@ Status Vide(Env* env, const std::string& dossier, bool apply, const std::string&
     }
   }
   // Dealt with, or never complete (no file was written after it): dropped for good.
-  VESK_RETURN_IF_ERROR(Io(header.empty() ? j->Truncate(0) : j->WriteAt(0, header)));
+  if (header.empty()) {
+    VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
+  } else {
+    const std::string start = header + NamesOnly(names, nonce);
+    VESK_RETURN_IF_ERROR(Io(j->WriteAt(0, start)));
+    *end = start.size();
+  }
+  if (suite == Suite::kNames) return Status::Ok();
   ++*syncs;
   return Io(j->Sync());
 }
@@ -237,19 +284,22 @@ Status Vide(Env* env, const std::string& dossier, bool apply, const std::string&
 }  // namespace
 
 Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
-  uint64_t syncs = 0;
-  return Vide(env, dossier, true, std::string(), changed, &syncs);
+  uint64_t syncs = 0, end = 0;
+  return Vide(env, dossier, Suite::kReplay, std::string(), 0, changed, &syncs, &end);
 }
 
-Status Journal::Checkpoint(bool keep) {
+Status Journal::Checkpoint(bool keep, bool sync) {
   bool changed = false;
+  if (!keep) sync = true;
   const uint64_t nonce = keep ? journal::NewNonce() : 0;
-  Status s =
-      Vide(env_, dossier_, false,
-           keep ? journal::Header(journal::kRedoVersion, nonce) : std::string(), &changed, &syncs_);
-  at_ = keep ? journal::kHeaderSize : 0;
+  uint64_t end = 0;
+  Status s = Vide(env_, dossier_, sync ? Suite::kSync : Suite::kNames,
+                  keep ? journal::Header(journal::kRedoVersion, nonce) : std::string(), nonce,
+                  &changed, &syncs_, &end);
+  at_ = end;
   nonce_ = nonce;
   if (!keep) size_ = 0;
+  size_ = std::max(size_, end);
   if (!s.ok()) at_ = 0;
   return s;
 }
