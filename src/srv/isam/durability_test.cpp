@@ -169,8 +169,8 @@ TEST(DurabilityTest, CheckpointsWithoutSyncNeverLoseADurableCommit) {
       }
       fault.Reboot();
       ExpectBeforeOrAfter(&mem, states, done,
-                          std::string(off_first ? "off puis full" : "full puis off") +
-                              ", graine " + std::to_string(seed));
+                          std::string(off_first ? "off puis full" : "full puis off") + ", graine " +
+                              std::to_string(seed));
       if (HasFailure()) return;
     }
   }
