@@ -82,6 +82,10 @@ class BTree {
   // record 0 gives the first entry. NotFound past the last entry.
   Status SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
                    uint32_t* found_record);
+  // The record of the entry distance places after the last one SeekAfter gave, when it lies in
+  // the same leaf or the next one (if that one is cached) and the tree has not changed since;
+  // 0 otherwise. Reads nothing from the file. A walk reads that record ahead.
+  uint32_t RecordAhead(uint32_t distance);
   // Calls visit for every entry in order until it returns false. visit must not change the tree.
   Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
 

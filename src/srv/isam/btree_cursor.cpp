@@ -122,6 +122,24 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
   return m.EntryAt(leaf, pos, found_key, found_record);
 }
 
+uint32_t BTree::RecordAhead(uint32_t distance) {
+  Impl& m = *impl_;
+  const char* n = nullptr;
+  // A cached block that is not a sound leaf (a damaged file) gives nothing: ReadNode, not
+  // called here, is what reports it.
+  auto leaf = [&m](const char* x) {
+    return Kind(x) == kLeaf && x[node::kLevelAt] == 0 && Count(x) <= m.leaf_cap;
+  };
+  if (m.hint_mods != m.mods || !m.pager->Cached(m.hint_leaf, &n) || !leaf(n)) return 0;
+  uint32_t slot = m.hint_slot + distance;
+  if (slot >= Count(n)) {
+    slot -= Count(n);
+    uint32_t next = Link(n);
+    if (next == 0 || next > m.allocated || !m.pager->Cached(next, &n) || !leaf(n)) return 0;
+  }
+  return slot < Count(n) ? m.Record(Impl::Entry(n, m.leaf_stride, slot)) : 0;
+}
+
 Status BTree::ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit) {
   Impl& m = *impl_;
   uint32_t leaf = 0;

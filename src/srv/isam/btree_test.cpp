@@ -155,6 +155,33 @@ TEST_F(BTreeTest, DuplicatesDependOnTheNature) {
   EXPECT_EQ(record, 20u);
 }
 
+TEST_F(BTreeTest, RecordAheadSeesTheWalksLeafAndTheNextOne) {
+  Fill(40, 'P');  // leaves of at most 4 entries: the ahead entries often lie in the next leaf
+  std::string key;
+  uint32_t record = 0;
+  EXPECT_EQ(tree_->RecordAhead(1), 0u) << "no walk yet";
+  ASSERT_TRUE(tree_->SeekAfter("", 0, &key, &record).ok());
+  int found = 0;
+  for (int i = 0; i < 40; ++i) {
+    ASSERT_EQ(record, static_cast<uint32_t>(i + 1));
+    for (uint32_t d = 1; d <= 6; ++d) {
+      uint32_t ahead = tree_->RecordAhead(d);
+      // Either the record of the entry d places ahead, or nothing when it lies further.
+      if (ahead != 0) {
+        EXPECT_EQ(ahead, static_cast<uint32_t>(i + 1 + d)) << i << " " << d;
+      }
+      found += ahead != 0;
+    }
+    Status s = tree_->SeekAfter(key, record, &key, &record);
+    ASSERT_TRUE(s.ok() || (i == 39 && s.IsNotFound()));
+  }
+  EXPECT_GT(found, 120) << "the entries of the next leaf count";
+  ASSERT_TRUE(tree_->SeekAfter(Key(10), 11, &key, &record).ok());
+  EXPECT_EQ(tree_->RecordAhead(1), 13u);
+  ASSERT_TRUE(tree_->Insert(Key(100), 101).ok());
+  EXPECT_EQ(tree_->RecordAhead(1), 0u) << "the tree changed since";
+}
+
 TEST_F(BTreeTest, SeekAfterFollowsKeyThenRecordOrder) {
   Fill(30, 'P');
   std::string key;

@@ -196,6 +196,30 @@ Status DataFile::Read(uint32_t no, std::span<char> out) {
   return pager_->Read(Offset(no), out.first(header_.record_length));
 }
 
+Status DataFile::View(uint32_t no, const char** bytes) {
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
+  const uint64_t offset = Offset(no);
+  const uint64_t block = offset / kBlockSize;
+  if ((offset + header_.record_length - 1) / kBlockSize != block) {
+    scratch_.resize(header_.record_length);
+    VESK_RETURN_IF_ERROR(pager_->Read(offset, scratch_));
+    *bytes = scratch_.data();
+    return Status::Ok();
+  }
+  const char* data = nullptr;
+  VESK_RETURN_IF_ERROR(pager_->BlockForRead(block, &data));
+  *bytes = data + offset % kBlockSize;
+  return Status::Ok();
+}
+
+void DataFile::Prefetch(uint32_t no) const {
+  if (no >= 1 && no <= header_.last_record) pager_->Prefetch(Offset(no), header_.record_length);
+}
+
+void DataFile::PrefetchLocation(uint32_t no) const {
+  if (no >= 1 && no <= header_.last_record) pager_->PrefetchLocation(Offset(no));
+}
+
 Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
   VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
   if (offset + out.size() > header_.record_length) {
@@ -255,9 +279,9 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
 }
 
 Status DataFile::IsDeleted(uint32_t no, bool* deleted) {
-  char mark[kDeletedMark.size()];
-  VESK_RETURN_IF_ERROR(ReadPart(no, 0, mark));
-  *deleted = std::string_view(mark, sizeof mark) == kDeletedMark;
+  const char* bytes = nullptr;
+  VESK_RETURN_IF_ERROR(View(no, &bytes));
+  *deleted = std::string_view(bytes, kDeletedMark.size()) == kDeletedMark;
   return Status::Ok();
 }
 

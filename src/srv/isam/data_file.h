@@ -68,6 +68,15 @@ class DataFile {
 
   // The whole record no (1 .. LastRecord) into out (RecordLength bytes).
   Status Read(uint32_t no, std::span<char> out);
+  // The bytes of record no (RecordLength of them) where they lie: in the cache when the record
+  // sits in one block, otherwise copied into a buffer of the file. Valid until the next call on
+  // this file; the record is then reached without a copy of its own.
+  Status View(uint32_t no, const char** bytes);
+  // Asks for record no to be brought near the processor, without reading anything from the
+  // file (a walk calls it for a record it will read a few steps later); PrefetchLocation, for a
+  // record further ahead, only for where its block sits in the cache. Any number is taken.
+  void Prefetch(uint32_t no) const;
+  void PrefetchLocation(uint32_t no) const;
   // out.size() bytes of record no from byte offset within it.
   Status ReadPart(uint32_t no, uint32_t offset, std::span<char> out);
   // Writes record no (1 .. LastRecord + 1; one past the last appends). bytes is exactly

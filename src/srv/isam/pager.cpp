@@ -417,6 +417,29 @@ Status Pager::BlockForRead(uint64_t block_no, const char** data) {
   return Status::Ok();
 }
 
+void Pager::PrefetchLocation(uint64_t offset) const {
+  Impl& m = *impl_;
+  uint64_t no = offset >> m.shift;
+  if (no < m.direct.size()) __builtin_prefetch(&m.direct[no]);
+}
+
+bool Pager::Cached(uint64_t block_no, const char** data) const {
+  const Slot* slot = impl_->Lookup(block_no);
+  if (slot == nullptr) return false;
+  *data = slot->data;
+  return true;
+}
+
+void Pager::Prefetch(uint64_t offset, size_t size) const {
+  Impl& m = *impl_;
+  constexpr uint64_t kLine = 64;
+  for (uint64_t at = offset & ~(kLine - 1); at < offset + size; at += kLine) {
+    const Slot* slot = m.Lookup(at >> m.shift);
+    if (slot == nullptr) continue;
+    __builtin_prefetch(slot->data + (at & (m.block_size - 1)));
+  }
+}
+
 Status Pager::BlockForWrite(uint64_t block_no, char** data) {
   return RangeForWrite(block_no, 0, impl_->block_size, data);
 }

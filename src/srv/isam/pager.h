@@ -72,6 +72,15 @@ class Pager {
   // been made, so several pointers may be held at once (DropCache ends them all).
   // A block past the logical end reads as zeros and does not grow the file.
   Status BlockForRead(uint64_t block_no, const char** data);
+  // Asks the processor for the bytes [offset, offset + size) when their blocks are cached, so
+  // that a later read finds them near; nothing is read from the file. For reading ahead.
+  void Prefetch(uint64_t offset, size_t size) const;
+  // Asks only for where the block holding offset sits in the cache: a Prefetch of it a few
+  // steps later then finds at once where the bytes are.
+  void PrefetchLocation(uint64_t offset) const;
+  // The bytes of block_no when it is cached (as BlockForRead, valid until the next call), else
+  // false; nothing is read from the file, and the block does not count as used.
+  bool Cached(uint64_t block_no, const char** data) const;
   // A block's bytes for changing in place (marked dirty), valid until the next call. A dirty
   // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.

@@ -21,6 +21,9 @@ using isam::Verifie;
 
 namespace {
 
+// How many entries ahead a walk asks for its records.
+constexpr uint32_t kLectureAvance = 4;
+
 void Ajoute(std::string& liste, std::string_view element, std::string_view op) {
   list::Which which;
   list::Fault f = list::Append(liste, element, which);
@@ -235,6 +238,10 @@ void SrvBArbreImpl::Parcours(int16_t arbre, int16_t fichier, bool premier, bool&
   a.curseur = true;
   a.cle_curseur.swap(found_);
   a.no_curseur = no;
+  // The walk's records lie anywhere in the data file: asking for one a few steps ahead (and,
+  // further ahead, for where its block sits) lets the fetches from memory overlap the steps.
+  f.fichier->PrefetchLocation(a.arbre->RecordAhead(2 * kLectureAvance));
+  f.fichier->Prefetch(a.arbre->RecordAhead(kLectureAvance));
   LitEnregistrement(a, f, no, op);
   isam::DecodeBytes(a.cle_curseur, &cle);
   trouve = true;

@@ -173,9 +173,9 @@ void SrvDonneeImpl::LireFichier(int16_t fichier, int32_t no_enr, std::string& te
                                         : " au-delà de la fin du fichier (" + std::to_string(last) +
                                               " enregistrements)"));
   }
-  octets_.resize(f.fichier->RecordLength());
-  Verifie(f.fichier->Read(static_cast<uint32_t>(no_enr), octets_), kOp, f.objet);
-  isam::DecodeBytes(octets_, &texte);
+  const char* bytes = nullptr;
+  Verifie(f.fichier->View(static_cast<uint32_t>(no_enr), &bytes), kOp, f.objet);
+  isam::DecodeBytes(std::string_view(bytes, f.fichier->RecordLength()), &texte);
 }
 
 void SrvDonneeImpl::NoEnrCourant(int16_t fichier, int32_t& no_enr) {
