@@ -48,7 +48,7 @@ class CachePool {
   size_t held_bytes_ = 0;
   uint64_t tick_ = 0;
   std::vector<Member*> members_;
-  std::vector<std::unique_ptr<char[]>> chunks_;
+  std::vector<std::unique_ptr<platform::MemoireCache>> chunks_;
   std::vector<std::pair<uint32_t, std::vector<char*>>> spare_;  // by block size
 };
 
