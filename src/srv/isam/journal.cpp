@@ -18,10 +18,6 @@ constexpr size_t kPendingBytes = size_t{1} << 20;
 // The journal file grows by whole steps of zeros, which later commits overwrite: the sync of a
 // commit that stays inside the file's size need not record a new size.
 constexpr uint64_t kGrowth = uint64_t{1} << 20;
-// Without synchronisation, records past the file's end (a large batch) are written after the
-// file was given its new size: a write within a file costs the system several times less than
-// one that extends it (the steps' zeros are then those of the grown file).
-constexpr size_t kGrowFirstBytes = size_t{1} << 16;
 
 uint64_t Rotl(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
 
@@ -259,19 +255,11 @@ void Journal::AddRecord(char type, std::string_view head, std::span<const char> 
 
 // The records gathered so far go to the journal file, after those written before; past the
 // file's end, zeros follow them up to the next step (a zero record ends any reading).
-Status Journal::WritePending(bool sync) {
+Status Journal::WritePending() {
   if (pending_.empty()) return Status::Ok();
   const size_t records = pending_.size();
   const uint64_t end = at_ + records;
-  if (end > size_) {
-    const uint64_t step = (end + kGrowth - 1) / kGrowth * kGrowth;
-    if (!sync && records > kGrowFirstBytes) {
-      VESK_RETURN_IF_ERROR(Io(file_->Truncate(step)));
-      size_ = step;
-    } else {
-      pending_.resize(step - at_, '\0');
-    }
-  }
+  if (end > size_) pending_.resize((end + kGrowth - 1) / kGrowth * kGrowth - at_, '\0');
   VESK_RETURN_IF_ERROR(Io(file_->WriteAt(at_, pending_)));
   size_ = std::max(size_, at_ + pending_.size());
   at_ = end;
@@ -300,7 +288,7 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
       Store32(h + 4, pager->BlockSize());
       Store64(h + 8, no);
       AddRecord(journal::kRedoPage, std::string_view(h, 16), bytes);
-      if (pending_.size() >= kPendingBytes) s = WritePending(sync);
+      if (pending_.size() >= kPendingBytes) s = WritePending();
     });
     if (!s.ok()) return CutOff(s);
     head.clear();
@@ -312,7 +300,7 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
   AppendLe(head, records_, 4);
   AppendLe(head, txn_start_, 8);
   AddRecord(journal::kRedoCommit, head);
-  Status s = WritePending(sync);
+  Status s = WritePending();
   if (s.ok() && sync) {
     s = Io(file_->Sync());
     ++syncs_;

@@ -177,7 +177,7 @@ class Journal {
   Status PrepareFiles();
   Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
-  Status WritePending(bool sync);
+  Status WritePending();
   Status AppendTransaction(bool sync, Fin fin);
   Status CutOff(const Status& failure);
   void Forget();

@@ -17,11 +17,6 @@ constexpr uint64_t kNoBlock = std::numeric_limits<uint64_t>::max();
 constexpr size_t kMaxRunBytes = 1 << 20;
 // Blocks found through a plain table (8 bytes of table per block of the file).
 constexpr uint64_t kDirectBlocks = uint64_t{1} << 22;
-// A flush that grows the file by more than this sets the new size before it writes: a write
-// within a file's size costs the system several times less than one that extends it (ten
-// times on ext4, which records the new size at every such write). Below it, the file grows by
-// its writes, so that a file being created is never longer than what was written in it.
-constexpr uint64_t kGrowFirstBytes = uint64_t{1} << 16;
 
 struct Frame {
   uint64_t no = kNoBlock;
@@ -497,11 +492,6 @@ Status Pager::Flush() {
   std::vector<Frame*> dirty = m.Select(IsDirty, true);
   if (dirty.empty()) return Status::Ok();
   VESK_RETURN_IF_ERROR(m.CheckWritable());
-  if (m.size > m.disk_size + kGrowFirstBytes) {
-    platform::IoStatus io = m.file->Truncate(m.size);
-    if (!io.ok()) return m.FailWrite(io);
-    m.disk_size = m.size;
-  }
   size_t max_blocks = std::max<size_t>(1, kMaxRunBytes >> m.shift);
   size_t begin = 0;
   for (size_t i = 1; i <= dirty.size(); ++i) {

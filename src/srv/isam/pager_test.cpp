@@ -105,21 +105,6 @@ TEST(PagerTest, RangesAcrossBlocksSurviveFlushAndReopen) {
   EXPECT_EQ(std::string(tail + 10, 290), std::string(290, '\0'));
 }
 
-TEST(PagerTest, AFlushThatGrowsTheFileMuchLeavesExactlyItsBytes) {
-  RecordingEnv env;
-  auto pager = OpenPager(&env, 64);
-  ASSERT_TRUE(pager->Write(0, Pattern(100, 1)).ok());
-  ASSERT_TRUE(pager->Flush().ok());
-  // Forty blocks and a bit past the end: the file takes its new size before the writes.
-  std::string more = Pattern(40 * kBlock + 33, 2);
-  ASSERT_TRUE(pager->Write(100, more).ok());
-  ASSERT_TRUE(pager->Flush().ok());
-  const std::string& disk = *env.Contents("d/F.DAT");
-  ASSERT_EQ(disk.size(), 100 + more.size());
-  EXPECT_EQ(disk.substr(0, 100), Pattern(100, 1));
-  EXPECT_EQ(disk.substr(100), more);
-}
-
 TEST(PagerTest, FlushWritesDirtyBlocksInOrderCoalescingNeighbours) {
   RecordingEnv env;
   auto pager = OpenPager(&env);
