@@ -47,10 +47,13 @@ DossierDonnees::~DossierDonnees() {
   if (verrou_ && journal_->Size() > 0 && panne_.ok() &&
       verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
     FolderLock::State st;
-    if (verrou_->Read(&st).ok() && !st.writing && journal_->Checkpoint(false).ok()) {
-      st.journal_end = st.journal_nonce = 0;
-      st.durable = st.unsynced = false;
-      ignored = verrou_->Write(st);
+    if (verrou_->Read(&st).ok() && !st.writing) {
+      const Journal::Fin fin{st.journal_end, st.journal_nonce};
+      if (journal_->Checkpoint(false, true, &fin).ok()) {
+        st.journal_end = st.journal_nonce = 0;
+        st.durable = st.unsynced = false;
+        ignored = verrou_->Write(st);
+      }
     }
   }
   if (verrou_) ignored = verrou_->Unlock();
@@ -303,7 +306,8 @@ Status DossierDonnees::Commit() {
   if (!s.ok()) return Echec(s);
   if (synchro_full_ && st.unsynced) {
     // Files hold writes that no sync made durable: a durable commit must not rest on them.
-    s = journal_->Checkpoint(true);
+    const Journal::Fin fin{st.journal_end, st.journal_nonce};
+    s = journal_->Checkpoint(true, true, &fin);
     if (!s.ok()) return Echec(s);
     st.journal_end = journal_->End().end;
     st.journal_nonce = journal_->End().nonce;
@@ -318,7 +322,8 @@ Status DossierDonnees::Commit() {
   st.durable = st.durable || synchro_full_;
   if (journal_->Size() > seuil_journal_) {
     const bool sync = st.durable;
-    Status c = journal_->Checkpoint(true, sync);
+    const Journal::Fin fin = journal_->End();  // the commit just made: the journal is ours
+    Status c = journal_->Checkpoint(true, sync, &fin);
     st.durable = false;
     st.unsynced = !sync;
     if (!c.ok()) {

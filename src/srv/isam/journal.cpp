@@ -237,10 +237,13 @@ Status Journal::OpenLog(Fin fin) {
         version == journal::kRedoVersion && nonce == fin.nonce) {
       at_ = fin.end;
       nonce_ = nonce;
+      named_all_ = false;  // another user's transactions come before ours
     } else {
       at_ = 0;
       nonce_ = journal::NewNonce();
       pending_ = journal::Header(journal::kRedoVersion, nonce_);
+      named_.clear();
+      named_all_ = true;
     }
   }
   base_ = at_;
@@ -275,6 +278,7 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
   for (Entry* e : txn_entries_) {
     Pager* pager = e->w.pager;
     const std::string rel = Relative(pager->Path());
+    named_.insert(rel);
     std::string head;
     AppendLe(head, id, 4);
     AppendLe(head, rel.size(), 4);

@@ -72,6 +72,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -164,7 +165,10 @@ class Journal {
   // again with a transaction that only names those files, whose writes the next synchronised
   // checkpoint or recovery syncs. It must not drop a transaction committed with
   // synchronisation full whose files are not synced (the folder's state word says when).
-  Status Checkpoint(bool keep, bool sync = true);
+  // fin, when given, is the journal's end as the folder's state word has it: when it is where
+  // this journal's last commit left it, every transaction since the journal started is this
+  // journal's, and the files it named are synced (or named) without reading the journal back.
+  Status Checkpoint(bool keep, bool sync = true, const Fin* fin = nullptr);
 
  private:
   struct Entry;
@@ -203,6 +207,10 @@ class Journal {
   std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
+  // The files this journal's transactions named since the journal started again (relative
+  // paths), and whether those transactions are all of the journal's (none by another user).
+  std::set<std::string> named_;
+  bool named_all_ = false;
 };
 
 }  // namespace vesk::isam

@@ -229,54 +229,82 @@ std::string NamesOnly(const std::set<std::string>& names, uint64_t nonce) {
   return out;
 }
 
-// Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced:
-// cut to 0, or (header given) started again under that header, its other bytes kept. With
-// suite kNames, nothing is synced and the emptied journal holds the files' names (NamesOnly);
-// *end receives where the journal ends.
-Status Vide(Env* env, const std::string& dossier, Suite suite, const std::string& header,
-            uint64_t nonce, bool* changed, uint64_t* syncs, uint64_t* end) {
+// The journal j (size bytes) read and dealt with as suite says; a journal whose header does
+// not check was never complete (no file was written after it) and is dropped as it is.
+Status Traite(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
+              uint64_t size, Suite suite, std::set<std::string>* names, bool* changed,
+              uint64_t* syncs) {
+  std::string head(kHeaderSize, '\0');
+  size_t got = 0;
+  if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
+  uint32_t version = 0;
+  uint64_t nonce = 0;
+  if (!journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
+    return Status::Ok();
+  }
+  if (version == journal::kRedoVersion) {
+    return Replay(env, dossier, path, j, size, nonce, suite, names, changed, syncs);
+  }
+  if (version == 1 || version == 2) {
+    std::string bytes(static_cast<size_t>(size), '\0');
+    VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
+    bytes.resize(got);
+    return journal::RecoverRollback(env, dossier, path, bytes, changed);
+  }
+  return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
+                            " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
+                            "écrit, le journal est gardé");
+}
+
+// How a journal is emptied: what is done with its files, the header it starts again under
+// (none: cut to 0) with its nonce, and the files it names when the caller knows them all (then
+// the journal is not read back).
+struct Vidage {
+  Suite suite = Suite::kReplay;
+  std::string header;
+  uint64_t nonce = 0;
+  const std::set<std::string>* known = nullptr;
+};
+
+// Recover and Checkpoint: the journal at dossier dealt with, then emptied and synced: cut to 0,
+// or started again under v.header, its other bytes kept. With suite kNames, nothing is synced
+// and the emptied journal holds the files' names (NamesOnly, also given in *names); *end
+// receives where it ends.
+Status Vide(Env* env, const std::string& dossier, const Vidage& v, std::set<std::string>* names,
+            bool* changed, uint64_t* syncs, uint64_t* end) {
   *changed = false;
-  *end = header.empty() ? 0 : kHeaderSize;
+  names->clear();
+  *end = v.header.empty() ? 0 : kHeaderSize;
   const std::string path = platform::JoinPath(dossier, kJournalName);
   bool exists = false;
   VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
-  if (!exists && header.empty()) return Status::Ok();
+  if (!exists && v.header.empty()) return Status::Ok();
   std::unique_ptr<platform::File> j;
   VESK_RETURN_IF_ERROR(Io(env->OpenFile(
       path, exists ? platform::OpenMode::kReadWrite : platform::OpenMode::kCreate, &j)));
   uint64_t size = 0;
   VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
-  if (size == 0 && header.empty()) return Status::Ok();
-  std::string head(kHeaderSize, '\0');
-  size_t got = 0;
-  if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
-  uint32_t version = 0;
-  uint64_t old_nonce = 0;
-  std::set<std::string> names;
-  if (journal::ReadHeader(std::string_view(head.data(), got), &version, &old_nonce)) {
-    if (version == journal::kRedoVersion) {
-      VESK_RETURN_IF_ERROR(
-          Replay(env, dossier, path, j.get(), size, old_nonce, suite, &names, changed, syncs));
-    } else if (version == 1 || version == 2) {
-      std::string bytes(static_cast<size_t>(size), '\0');
-      VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
-      bytes.resize(got);
-      VESK_RETURN_IF_ERROR(journal::RecoverRollback(env, dossier, path, bytes, changed));
-    } else {
-      return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
-                                " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
-                                "écrit, le journal est gardé");
-    }
+  if (size == 0 && v.header.empty()) return Status::Ok();
+  if (v.known == nullptr) {
+    VESK_RETURN_IF_ERROR(Traite(env, dossier, path, j.get(), size, v.suite, names, changed, syncs));
+  } else if (v.suite == Suite::kSync) {
+    Cibles cibles(env, dossier, path);
+    platform::File* f = nullptr;
+    for (const std::string& name : *v.known) VESK_RETURN_IF_ERROR(cibles.Get(name, &f));
+    VESK_RETURN_IF_ERROR(cibles.SyncAll(syncs));
+  } else {
+    *names = *v.known;
   }
-  // Dealt with, or never complete (no file was written after it): dropped for good.
+  if (v.suite != Suite::kNames) names->clear();
+  const std::string& header = v.header;
   if (header.empty()) {
     VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
   } else {
-    const std::string start = header + NamesOnly(names, nonce);
+    const std::string start = header + NamesOnly(*names, v.nonce);
     VESK_RETURN_IF_ERROR(Io(j->WriteAt(0, start)));
     *end = start.size();
   }
-  if (suite == Suite::kNames) return Status::Ok();
+  if (v.suite == Suite::kNames) return Status::Ok();
   ++*syncs;
   return Io(j->Sync());
 }
@@ -285,21 +313,28 @@ Status Vide(Env* env, const std::string& dossier, Suite suite, const std::string
 
 Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
   uint64_t syncs = 0, end = 0;
-  return Vide(env, dossier, Suite::kReplay, std::string(), 0, changed, &syncs, &end);
+  std::set<std::string> names;
+  return Vide(env, dossier, Vidage{}, &names, changed, &syncs, &end);
 }
 
-Status Journal::Checkpoint(bool keep, bool sync) {
+Status Journal::Checkpoint(bool keep, bool sync, const Fin* fin) {
   bool changed = false;
-  if (!keep) sync = true;
-  const uint64_t nonce = keep ? journal::NewNonce() : 0;
+  Vidage v;
+  v.suite = sync || !keep ? Suite::kSync : Suite::kNames;
+  v.nonce = keep ? journal::NewNonce() : 0;
+  if (keep) v.header = journal::Header(journal::kRedoVersion, v.nonce);
+  // Every transaction since the journal started is ours when it still ends where our last
+  // commit left it: the files we named are all its files.
+  if (fin != nullptr && named_all_ && fin->end == at_ && fin->nonce == nonce_) v.known = &named_;
   uint64_t end = 0;
-  Status s = Vide(env_, dossier_, sync ? Suite::kSync : Suite::kNames,
-                  keep ? journal::Header(journal::kRedoVersion, nonce) : std::string(), nonce,
-                  &changed, &syncs_, &end);
+  std::set<std::string> names;
+  Status s = Vide(env_, dossier_, v, &names, &changed, &syncs_, &end);
   at_ = end;
-  nonce_ = nonce;
+  nonce_ = v.nonce;
   if (!keep) size_ = 0;
   size_ = std::max(size_, end);
+  named_ = std::move(names);
+  named_all_ = s.ok();
   if (!s.ok()) at_ = 0;
   return s;
 }
