@@ -133,6 +133,10 @@ class DataFile {
   DataHeader marked_;
   bool marked_dirty_ = false;
   std::string scratch_;
+  // The record View gave last from the cache (0: none), where, and the pager's generation then.
+  uint32_t viewed_no_ = 0;
+  const char* viewed_ = nullptr;
+  uint64_t viewed_gen_ = 0;
 };
 
 }  // namespace vesk::isam

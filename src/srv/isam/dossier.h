@@ -15,6 +15,7 @@
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
 #define VESK_SRV_ISAM_DOSSIER_H_
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -49,6 +50,9 @@ struct FichierOuvert {
   std::vector<uint32_t> pointeurs;
 };
 
+// How many entries ahead a key-order walk asks for its records (SuivCle).
+inline constexpr uint32_t kLectureAvance = 4;
+
 // A B-tree open in the folder, with its walk cursor.
 struct ArbreOuvert {
   std::string nom;
@@ -61,6 +65,10 @@ struct ArbreOuvert {
   std::string cle_curseur;      // key bytes of the last entry given
   uint32_t no_curseur = 0;
   bool touche = false;
+  // The records of the walk's next entries, found kLectureAvance steps before they are read
+  // (by step number modulo kLectureAvance): read ahead, never trusted.
+  std::array<uint32_t, kLectureAvance> avance{};
+  uint32_t pas = 0;
 };
 
 struct TexteOuvert {

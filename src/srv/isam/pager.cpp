@@ -64,6 +64,7 @@ struct Pager::Impl {
   std::unordered_map<uint64_t, Slot> far;
   std::vector<std::unique_ptr<Frame>> frames;
   size_t hand = 0;
+  uint64_t generation = 0;                     // frames destroyed
   size_t clean = 0;                            // frames mapped and not dirty
   std::array<Frame*, kRecentBlocks> recent{};  // the frames of the last fetches
   size_t recent_at = 0;
@@ -245,6 +246,7 @@ Frame* Pager::Impl::Victim() {
 }
 
 void Pager::Impl::Destroy(Frame* f) {
+  ++generation;
   std::replace(recent.begin(), recent.end(), f, static_cast<Frame*>(nullptr));
   if (f->no != kNoBlock) {
     Unmap(f->no);
@@ -422,6 +424,8 @@ void Pager::PrefetchLocation(uint64_t offset) const {
   uint64_t no = offset >> m.shift;
   if (no < m.direct.size()) __builtin_prefetch(&m.direct[no]);
 }
+
+uint64_t Pager::Generation() const { return impl_->generation; }
 
 bool Pager::Cached(uint64_t block_no, const char** data) const {
   const Slot* slot = impl_->Lookup(block_no);

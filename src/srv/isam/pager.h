@@ -81,6 +81,9 @@ class Pager {
   // The bytes of block_no when it is cached (as BlockForRead, valid until the next call), else
   // false; nothing is read from the file, and the block does not count as used.
   bool Cached(uint64_t block_no, const char** data) const;
+  // Changes whenever a block leaves the cache: a pointer that BlockForRead gave stays valid (on
+  // the block's current bytes) as long as this has not changed.
+  uint64_t Generation() const;
   // A block's bytes for changing in place (marked dirty), valid until the next call. A dirty
   // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.

@@ -21,9 +21,6 @@ using isam::Verifie;
 
 namespace {
 
-// How many entries ahead a walk asks for its records.
-constexpr uint32_t kLectureAvance = 4;
-
 void Ajoute(std::string& liste, std::string_view element, std::string_view op) {
   list::Which which;
   list::Fault f = list::Append(liste, element, which);
@@ -238,10 +235,14 @@ void SrvBArbreImpl::Parcours(int16_t arbre, int16_t fichier, bool premier, bool&
   a.curseur = true;
   a.cle_curseur.swap(found_);
   a.no_curseur = no;
-  // The walk's records lie anywhere in the data file: asking for one a few steps ahead (and,
-  // further ahead, for where its block sits) lets the fetches from memory overlap the steps.
-  f.fichier->PrefetchLocation(a.arbre->RecordAhead(2 * kLectureAvance));
-  f.fichier->Prefetch(a.arbre->RecordAhead(kLectureAvance));
+  // The walk's records lie anywhere in the data file: where the block of the record two reads
+  // ahead sits is asked now, its bytes halfway there, so that the fetches from memory overlap
+  // the steps in between.
+  const uint32_t loin = a.arbre->RecordAhead(2 * isam::kLectureAvance);
+  f.fichier->PrefetchLocation(loin);
+  uint32_t& proche = a.avance[a.pas++ % isam::kLectureAvance];
+  f.fichier->Prefetch(proche);
+  proche = loin;
   LitEnregistrement(a, f, no, op);
   isam::DecodeBytes(a.cle_curseur, &cle);
   trouve = true;
