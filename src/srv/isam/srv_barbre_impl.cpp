@@ -150,7 +150,8 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   }
   Verifie(s, kOp, a.objet);
   dossier_->Touche(&a);
-  std::string key = key_;
+  // Kept for the undo in a reused buffer (a key is often too long for a short string's own).
+  undo_key_.assign(key_);
   try {
     isam::AppelleProprietaire(f, false, static_cast<int32_t>(no), kOp);
     if (f.fichier->LastRecord() < no) {
@@ -159,7 +160,7 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
                               std::to_string(no));
     }
   } catch (...) {
-    Status undo = a.arbre->Erase(key, no);
+    Status undo = a.arbre->Erase(undo_key_, no);
     (void)undo;  // the owner's error is the one to report
     throw;
   }
