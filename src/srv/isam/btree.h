@@ -82,6 +82,14 @@ class BTree {
   // record 0 gives the first entry. NotFound past the last entry.
   Status SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
                    uint32_t* found_record);
+  // The entries of a bulk load: entry i (from 0) gives a key of key_length bytes and its record.
+  using Entree = std::function<void(size_t i, const char** key, uint32_t* record)>;
+  // Fills a new, empty tree with count entries given in ascending order ((key, record) order on
+  // a secondary tree), bottom up, every node filled to 7/8 of what it holds. Duplicate naming
+  // both records when a primary tree would get a key twice; InvalidArgument when the tree is
+  // not empty or the entries are out of order. Meant for a file written aside (rebuild): its
+  // blocks are written as it goes, outside any journal.
+  Status Load(size_t count, const Entree& entree);
   // Calls visit for every entry in order until it returns false. visit must not change the tree.
   Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
 
