@@ -103,6 +103,9 @@ class BTree {
   // Rereads the header and forgets the cached nodes, after another process changed the file.
   // InvalidArgument when changes of this handle are not flushed yet.
   Status Reload();
+  // Opens the file again by its path (a rebuild replaced it) and reads its header, whose key
+  // length and nature may have changed with its table's.
+  Status Reopen();
 
   // Writes the cached changes to the file; Sync also forces them to stable storage. (Flushing
   // the pager directly is the same: the header's checksum is completed by a flush hook.)

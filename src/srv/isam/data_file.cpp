@@ -81,6 +81,12 @@ Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) 
   return Status::Ok();
 }
 
+uint32_t SlotLength(const DataHeader& h) { return h.record_length; }
+
+bool SlotDeleted(const DataHeader& h, const char* slot) {
+  return std::string_view(SlotRecord(h, slot), kDeletedMark.size()) == kDeletedMark;
+}
+
 DataFile::DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only)
     : pager_(std::move(pager)), header_(header), read_only_(read_only) {}
 
@@ -169,6 +175,11 @@ Status DataFile::Recharge() {
   header_ = h;
   header_dirty_ = false;
   return Status::Ok();
+}
+
+Status DataFile::Reopen() {
+  VESK_RETURN_IF_ERROR(pager_->Reattach());
+  return Recharge();
 }
 
 const std::string& DataFile::Path() const { return pager_->Path(); }

@@ -42,6 +42,23 @@ struct DataHeader {
 void EncodeDataHeader(const DataHeader& h, char* out);
 Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h);
 
+// Record slots, for the tools that read or write a data file's bytes directly (the rebuild):
+// slot n (from 1) lies at SlotOffset(h, n) and takes SlotLength(h) bytes; a slot holds a record
+// given back when SlotDeleted; SlotRecord is where its record's bytes begin.
+uint32_t SlotLength(const DataHeader& h);
+inline uint64_t SlotOffset(const DataHeader& h, uint32_t n) {
+  return kDataHeaderSize + uint64_t{n - 1} * SlotLength(h);
+}
+bool SlotDeleted(const DataHeader& h, const char* slot);
+inline const char* SlotRecord(const DataHeader& h, const char* slot) {
+  (void)h;
+  return slot;
+}
+inline char* SlotRecord(const DataHeader& h, char* slot) {
+  (void)h;
+  return slot;
+}
+
 class DataFile {
  public:
   struct Options {
@@ -95,6 +112,8 @@ class DataFile {
   // Forgets the cached blocks and rereads the header (through the cache's changed blocks, if
   // any): after another program changed the file, or after a rollback.
   Status Recharge();
+  // Opens the file again by its path (a rebuild replaced it) and rereads its header.
+  Status Reopen();
   Pager* pager() { return pager_.get(); }
   // The in-memory header at the start of an operation (Mark), put back when the operation is
   // undone inside a batch (RestoreMark): the header reaches the cache only at commit.
