@@ -72,6 +72,7 @@ class Rebuilder {
   Status Run();
 
  private:
+  Status RunBegun();
   Status Prepare();
   Status ReadHeader(FileWork& w);
   Status MapRecords(FileWork& w);
@@ -385,6 +386,15 @@ Status Rebuilder::Run() {
     result_->files[i].keys.assign(work_[i].spec->trees.size(), 0);
   }
   VESK_RETURN_IF_ERROR(set_.Begin(Targets()));
+  Status s = RunBegun();
+  result_->in_place = set_.Committed();
+  // An I/O failure now means the new files could not be written or put in place.
+  result_->copy_failed = !result_->in_place && (s.code() == Status::Code::kIOError ||
+                                                s.code() == Status::Code::kNotFound);
+  return s;
+}
+
+Status Rebuilder::RunBegun() {
   Status s;
   for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
     if (work_[i].build_trees) s = Scan(i);
@@ -394,7 +404,6 @@ Status Rebuilder::Run() {
     result_->files[i].trees_rebuilt = !work_[i].trees.empty();
   }
   if (s.ok()) s = set_.Commit();
-  result_->in_place = set_.Committed();
   return s;
 }
 
@@ -403,11 +412,8 @@ Status Rebuilder::Run() {
 Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
                RebuildResult* result) {
   *result = RebuildResult{};
-  Status s = dossier.DebutRemplacement();
-  if (!s.ok()) {
-    result->copy_failed = s.code() == Status::Code::kIOError;
-    return s;
-  }
+  VESK_RETURN_IF_ERROR(dossier.DebutRemplacement());
+  Status s;
   {
     Rebuilder r(dossier, plan, observer, result);
     s = r.Run();
