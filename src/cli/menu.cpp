@@ -20,7 +20,7 @@ constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Ap
 // The commands offered: the screens and listings of the data folder.
 bool DansLeMenu(const Commande& c) {
   for (std::string_view nom : {"entfic", "entdom", "edtdom", "edtfic", "edtlfic", "ficapp",
-                               "lectba", "entba", "entchain", "genps", "genpe"}) {
+                               "lectba", "reconsba", "entba", "entchain", "genps", "genpe"}) {
     if (c.nom == nom) return true;
   }
   return false;
