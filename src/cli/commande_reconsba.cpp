@@ -75,7 +75,8 @@ int SansEcran(Contexte& contexte, Composant& composant) {
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   if (o.tous && !o.arguments.empty()) {
-    throw ErreurService("Ligne de commande", "--tous", "des noms de fichiers ou --tous, pas les deux");
+    throw ErreurService("Ligne de commande", "--tous",
+                        "des noms de fichiers ou --tous, pas les deux");
   }
   const bool ecran = !o.tous && o.arguments.empty();
   if (ecran && o.force) {

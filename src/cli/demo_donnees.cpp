@@ -38,16 +38,17 @@ class Enregistrements : public Proprietaire {
   std::string nom_;
 };
 
-constexpr const char* kNoms[] = {
-    "Dupont et Fils", "Martin SA", "Bernard Négoce", "Petit Frères", "Durand Import",
-    "Leroy Matériaux", "Moreau Textile", "Simon Électricité", "Laurent Boissons", "Lefèvre SARL",
-    "Michel Bureautique", "Garcia Primeurs", "David Outillage", "Bertrand Transports",
-    "Roux Imprimerie", "Vincent Jardins", "Fournier Optique", "Morel Boulangerie"};
-constexpr const char* kVilles[] = {"Lyon", "Paris", "Marseille", "Lille", "Nantes", "Bordeaux",
-                                   "Genève", "Bruxelles", "Liège", "Strasbourg", "Toulouse",
-                                   "Annecy", "Luxembourg", "Barcelone", "Turin"};
-constexpr const char* kPays[] = {"FR", "FR", "FR", "FR", "FR", "FR", "CH",
-                                 "BE", "BE", "FR", "FR", "FR", "LU", "ES", "IT"};
+constexpr const char* kNoms[] = {"Dupont et Fils",  "Martin SA",           "Bernard Négoce",
+                                 "Petit Frères",    "Durand Import",       "Leroy Matériaux",
+                                 "Moreau Textile",  "Simon Électricité",   "Laurent Boissons",
+                                 "Lefèvre SARL",    "Michel Bureautique",  "Garcia Primeurs",
+                                 "David Outillage", "Bertrand Transports", "Roux Imprimerie",
+                                 "Vincent Jardins", "Fournier Optique",    "Morel Boulangerie"};
+constexpr const char* kVilles[] = {"Lyon",     "Paris",  "Marseille",  "Lille",     "Nantes",
+                                   "Bordeaux", "Genève", "Bruxelles",  "Liège",     "Strasbourg",
+                                   "Toulouse", "Annecy", "Luxembourg", "Barcelone", "Turin"};
+constexpr const char* kPays[] = {"FR", "FR", "FR", "FR", "FR", "FR", "CH", "BE",
+                                 "BE", "FR", "FR", "FR", "LU", "ES", "IT"};
 constexpr const char* kReglements[] = {"COMPT", "30J", "30FM", "45FM", "60J"};
 constexpr const char* kTva[] = {"N", "N", "N", "I", "R", "E"};
 constexpr int kClients = 300, kFactures = 800;
@@ -141,8 +142,7 @@ void Facture(Demo& d, int i) {
   for (int k = 0; k < nb; ++k) {
     const double quantite = 1 + d.Tire(20), prix = (100 + d.Tire(90000)) / 100.0;
     total += quantite * prix;
-    lignes.push_back("      " + Code("ART", 1 + d.Tire(400), 10) + Simple(quantite) +
-                     Double(prix));
+    lignes.push_back("      " + Code("ART", 1 + d.Tire(400), 10) + Simple(quantite) + Double(prix));
   }
   const std::string numero = Code("F2026", i, 8);
   d.facture.champs = numero + Code("C", 1 + d.Tire(kClients), 6) +
