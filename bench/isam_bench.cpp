@@ -5,6 +5,7 @@
 // Vesk inside one batch (Lot), as a generated batch program does. Times are wall clock and CPU
 // time of the process (user + system), the latter steadier on a busy machine.
 // Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
+//        isam_bench --durable [--records N] ; isam_bench --rebuild [--records N]
 #include <lmdb.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -23,6 +24,7 @@
 #include <vector>
 
 #include "isam_durable.h"  // isam_bench --durable
+#include "isam_rebuild.h"  // isam_bench --rebuild
 #include "srv/isam/dossier.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
@@ -409,6 +411,7 @@ Options Parse(int argc, char** argv) {
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::string(argv[i]) == "--durable") return durable::Main(argc, argv);
+    if (std::string(argv[i]) == "--rebuild") return rebuild::Main(argc, argv);
   }
   Options o = Parse(argc, argv);
   auto wanted = [&](const char* e) { return o.engines.find(e) != std::string::npos; };

@@ -195,9 +195,11 @@ Status Rebuilder::Prepare() {
   for (FileWork& w : work_) {
     w.build_trees = w.spec->chosen || w.rewrite;
     if (!w.build_trees) continue;
+    const size_t live = w.header.last_record - w.header.deleted;
     for (const RebuildTree& t : w.spec->trees) {
       TreeWork tw;
       tw.spec = &t;
+      tw.packed.reserve(live * (t.key_length + 4u));
       VESK_RETURN_IF_ERROR(dossier_.Chemin(w.spec->dependance, t.name, ".DAB", true, &tw.path));
       w.trees.push_back(std::move(tw));
     }
@@ -322,27 +324,46 @@ Status Rebuilder::Scan(size_t i) {
   return Status::Ok();
 }
 
+// The bytes all keys of a tree share at their start: the sort compares from there on.
+size_t CommonPrefix(const TreeWork& t) {
+  const size_t k = t.spec->key_length, stride = k + 4;
+  size_t common = k;
+  const char* first = t.packed.data();
+  for (size_t e = 1; e < t.count && common > 0; ++e) {
+    const char* key = first + e * stride;
+    size_t i = 0;
+    while (i < common && key[i] == first[i]) ++i;
+    common = i;
+  }
+  return common;
+}
+
 // Sorts a tree's entries in the tree's order (key bytes unsigned, then record on a secondary
-// tree); a primary key met twice is refused with both records as the file numbers them now.
+// tree, records coming in ascending order); a primary key met twice is refused with both
+// records as the file numbers them now. Each entry sorts by the 8 bytes after the prefix all
+// keys share, the rest of the key compared only between equal ones.
 Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
   const size_t k = t.spec->key_length, stride = k + 4;
+  const size_t from = t.count == 0 ? 0 : CommonPrefix(t);
+  const size_t rest = k - from > 8 ? k - from - 8 : 0;
   const char* base = t.packed.data();
   t.order.resize(t.count);
   for (size_t e = 0; e < t.count; ++e) {
-    t.order[e] = {BigEndian8(base + e * stride, k), static_cast<uint32_t>(e)};
+    t.order[e] = {BigEndian8(base + e * stride + from, k - from), static_cast<uint32_t>(e)};
   }
   auto less = [&](const std::pair<uint64_t, uint32_t>& a, const std::pair<uint64_t, uint32_t>& b) {
     if (a.first != b.first) return a.first < b.first;
-    const int c =
-        k > 8 ? std::memcmp(base + a.second * stride + 8, base + b.second * stride + 8, k - 8) : 0;
-    return c != 0 ? c < 0 : a.second < b.second;  // entries come in record order
+    const int c = rest == 0 ? 0
+                            : std::memcmp(base + a.second * stride + from + 8,
+                                          base + b.second * stride + from + 8, rest);
+    return c != 0 ? c < 0 : a.second < b.second;
   };
   std::sort(t.order.begin(), t.order.end(), less);
   if (t.spec->nature != 'P') return Status::Ok();
   for (size_t e = 1; e < t.count; ++e) {
     const char* a = base + t.order[e - 1].second * stride;
     const char* b = base + t.order[e].second * stride;
-    if (std::memcmp(a, b, k) != 0) continue;
+    if (t.order[e - 1].first != t.order[e].first || std::memcmp(a, b, k) != 0) continue;
     uint32_t ra = 0, rb = 0;
     std::memcpy(&ra, a + k, 4);
     std::memcpy(&rb, b + k, 4);

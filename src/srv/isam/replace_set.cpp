@@ -14,7 +14,7 @@ constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'R', 'E', 'C', '\x1A'};
 constexpr uint16_t kVersion = 1;
 constexpr size_t kStateAt = 10;
 constexpr size_t kHead = 16;
-constexpr char kWriting = 'W', kSwapping = 'S', kDone = 'D';
+constexpr char kWriting = 'W', kDone = 'D';
 
 using Targets = std::vector<ReplaceSet::Target>;
 
@@ -89,8 +89,10 @@ Status RemoveRecord(Env* env, const std::string& dossier) {
   return Io(env->SyncDirectory(dossier));
 }
 
-// Every target back to its old file (R2); the aside files removed, then the record.
-Status Undo(Env* env, const std::string& dossier, const Targets& targets, bool swapping) {
+// Every target back to its old file (R2); the aside files removed, then the record. A target
+// that did not exist and exists now was put in place by the set (no one else writes in the
+// folder under its exclusive lock): it goes.
+Status Undo(Env* env, const std::string& dossier, const Targets& targets) {
   for (const auto& t : targets) {
     const std::string full = platform::JoinPath(dossier, t.relative);
     const std::string old = full + std::string(kOldSuffix);
@@ -98,7 +100,7 @@ Status Undo(Env* env, const std::string& dossier, const Targets& targets, bool s
     Status s;
     if (Exists(env, old, &s)) {
       s = Io(env->RenameFile(old, full));
-    } else if (swapping && !t.existed && Exists(env, full, &s)) {
+    } else if (!t.existed && Exists(env, full, &s)) {
       s = Io(env->RemoveFile(full));  // put in place, but the target did not exist before
     }
     if (Exists(env, aside, &s)) s = Io(env->RemoveFile(aside));
@@ -108,7 +110,8 @@ Status Undo(Env* env, const std::string& dossier, const Targets& targets, bool s
   return RemoveRecord(env, dossier);
 }
 
-// The new set is the folder's: the old files go, then the record.
+// The new set is the folder's: the old files go, then the record. Nothing needs syncing: a
+// removal a crash undoes leaves the record in state DONE, and the next user finishes again.
 Status Finish(Env* env, const std::string& dossier, const Targets& targets) {
   for (const auto& t : targets) {
     const std::string old = platform::JoinPath(dossier, t.relative) + std::string(kOldSuffix);
@@ -116,8 +119,7 @@ Status Finish(Env* env, const std::string& dossier, const Targets& targets) {
     if (Exists(env, old, &s)) s = Io(env->RemoveFile(old));
     VESK_RETURN_IF_ERROR(s);
   }
-  VESK_RETURN_IF_ERROR(SyncFolders(env, dossier, targets));
-  return RemoveRecord(env, dossier);
+  return Io(env->RemoveFile(Path(dossier)));
 }
 
 Status WriteRecord(Env* env, const std::string& dossier, const std::string& bytes) {
@@ -181,7 +183,7 @@ Status ReplaceSet::WriteState(char state) {
 
 Status ReplaceSet::Commit() {
   if (!open_) return Status::InvalidArgument("remplacement de fichiers non commencé");
-  Status s = WriteState(kSwapping);
+  Status s;
   for (size_t i = 0; s.ok() && i < targets_.size(); ++i) {
     const std::string full = platform::JoinPath(dossier_, targets_[i].relative);
     if (targets_[i].existed) s = Io(env_->RenameFile(full, full + std::string(kOldSuffix)));
@@ -190,7 +192,7 @@ Status ReplaceSet::Commit() {
   if (s.ok()) s = SyncFolders(env_, dossier_, targets_);
   if (s.ok()) s = WriteState(kDone);
   if (!s.ok()) {
-    Status u = Undo(env_, dossier_, targets_, true);
+    Status u = Undo(env_, dossier_, targets_);
     open_ = !u.ok();
     if (!u.ok()) {
       return Status::IOError(s.message() + " ; remise en place des anciens fichiers impossible (" +
@@ -205,7 +207,7 @@ Status ReplaceSet::Commit() {
 
 Status ReplaceSet::Abandon() {
   if (!open_) return Status::Ok();
-  Status s = Undo(env_, dossier_, targets_, false);
+  Status s = Undo(env_, dossier_, targets_);
   open_ = !s.ok();
   return s;
 }
@@ -228,9 +230,7 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, bool* found) {
     VESK_RETURN_IF_ERROR(journal::SansLien(env, dossier, t.relative));
   }
   if (state == kDone) return Finish(env, dossier, targets);
-  if (state == kWriting || state == kSwapping) {
-    return Undo(env, dossier, targets, state == kSwapping);
-  }
+  if (state == kWriting) return Undo(env, dossier, targets);
   return Status::Corruption(Path(dossier) + " : état " + std::to_string(state) + " inconnu");
 }
 

@@ -10,15 +10,19 @@
 //
 // clang-format off
 //
-//   (no record) ── Begin: record written, synced ──▶ WRITING ── Abandon, or a crash ──▶ undone
-//                                                       │ Commit: state SWAPPING, synced
+//   (no record) ── Begin: record written, synced ──▶ WRITING
+//                                                       │ aside files written and synced
+//                                                       │ Commit: for each T, T ─▶ T.ANC and
+//                                                       │ T.NEUF ─▶ T; folders synced
+//                                                       │      a failure, or a crash, or Abandon:
+//                                                       │      undone (T.ANC ─▶ T, T.NEUF and a
+//                                                       │      T that did not exist removed)
+//                                                       ▼ state DONE, synced: the new set is the
+//                                                    DONE   folder's
+//                                                       │ T.ANC and the record removed
 //                                                       ▼
-//                              SWAPPING: for each T, T ─▶ T.ANC, T.NEUF ─▶ T; folders synced
-//                                 │ a failure, or a crash ──▶ undone: T.ANC ─▶ T, T.NEUF removed
-//                                 │ state DONE, synced (the new set is the folder's)
-//                                 ▼
-//                              DONE ── T.ANC removed, the record removed ──▶ (no record)
-//                                 └── a crash ──▶ finished by the next user (Recover)
+//                                                  (no record)     a crash in DONE: the next user
+//                                                                  finishes (Recover)
 //
 // clang-format on
 //
@@ -26,11 +30,12 @@
 //   R1. An aside file exists only while the record names its target (the record is synced
 //       before any aside file is created), so no aside file outlives a crash unnoticed.
 //   R2. Until the state is DONE, every target's old bytes are under T or under T.ANC, never
-//       lost: undoing renames T.ANC back over T and removes T.NEUF.
+//       lost: undoing renames T.ANC back over T, and removes T.NEUF and any T that did not
+//       exist before (only the set creates files under the folder's exclusive lock).
 //   R3. Once written, the record changes only by its state byte, written and synced alone;
 //       its other bytes carry a checksum. A record that does not check was cut while being
 //       written, before any aside file existed: it is removed.
-//   R4. A rename or removal is made durable (its folder synced) before the state moves on.
+//   R4. The renames are made durable (their folders synced) before the state becomes DONE.
 #ifndef VESK_SRV_ISAM_REPLACE_SET_H_
 #define VESK_SRV_ISAM_REPLACE_SET_H_
 

@@ -128,10 +128,10 @@ TEST(ReplaceSet, APowerLossAtAnyStepLeavesOneSetAfterRecovery) {
   }
 }
 
-// A record as the format gives it (docs/file-formats.md), in state S, naming one path.
+// A record as the format gives it (docs/file-formats.md), in state W, naming one path.
 std::string Record(const std::string& path) {
   std::string b("VESKREC\x1A", 8);
-  b += std::string("\x01\x00S\x00\x01\x00\x00\x00\x01", 9);
+  b += std::string("\x01\x00W\x00\x01\x00\x00\x00\x01", 9);
   b.push_back(static_cast<char>(path.size()));
   b.push_back('\0');
   b += path;
@@ -143,7 +143,7 @@ std::string Record(const std::string& path) {
 }
 
 // A record cut while written is dropped; one naming a file outside the folder is refused and
-// kept, nothing renamed; a sound one in state S is undone.
+// kept, nothing renamed; a sound one in state W is undone.
 TEST(ReplaceSet, RecoverDropsCutRecordsAndRefusesPathsOutsideTheFolder) {
   MemEnv env;
   OldSet(env);
