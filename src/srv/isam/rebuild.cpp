@@ -29,7 +29,7 @@ struct TreeWork {
   std::string path;
   std::string packed;
   size_t count = 0;
-  std::vector<std::pair<uint64_t, uint32_t>> order;  // (first 8 key bytes, big-endian; entry)
+  std::vector<std::pair<uint64_t, uint32_t>> order;  // (8 key bytes, big-endian; entry)
 };
 
 struct FileWork {
@@ -324,6 +324,28 @@ Status Rebuilder::Scan(size_t i) {
   return Status::Ok();
 }
 
+using Order = std::vector<std::pair<uint64_t, uint32_t>>;
+
+// Sorts by the 64-bit first member, stable (entries of equal value keep their order): radix
+// passes of 16 bits, from the lowest, each skipped when every entry has the same digit.
+void RadixSort(Order& v) {
+  Order tmp(v.size());
+  std::vector<size_t> count(size_t{1} << 16);
+  for (int shift = 0; shift < 64; shift += 16) {
+    std::fill(count.begin(), count.end(), 0);
+    for (const auto& e : v) ++count[(e.first >> shift) & 0xFFFF];
+    if (count[(v.front().first >> shift) & 0xFFFF] == v.size()) continue;
+    size_t at = 0;
+    for (size_t& c : count) {
+      const size_t n = c;
+      c = at;
+      at += n;
+    }
+    for (const auto& e : v) tmp[count[(e.first >> shift) & 0xFFFF]++] = e;
+    v.swap(tmp);
+  }
+}
+
 // The bytes all keys of a tree share at their start: the sort compares from there on.
 size_t CommonPrefix(const TreeWork& t) {
   const size_t k = t.spec->key_length, stride = k + 4;
@@ -351,14 +373,19 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
   for (size_t e = 0; e < t.count; ++e) {
     t.order[e] = {BigEndian8(base + e * stride + from, k - from), static_cast<uint32_t>(e)};
   }
-  auto less = [&](const std::pair<uint64_t, uint32_t>& a, const std::pair<uint64_t, uint32_t>& b) {
-    if (a.first != b.first) return a.first < b.first;
-    const int c = rest == 0 ? 0
-                            : std::memcmp(base + a.second * stride + from + 8,
-                                          base + b.second * stride + from + 8, rest);
-    return c != 0 ? c < 0 : a.second < b.second;
-  };
-  std::sort(t.order.begin(), t.order.end(), less);
+  if (t.count > 0) RadixSort(t.order);
+  if (rest > 0) {  // runs of equal 8 bytes sorted by the rest of the key, then by entry
+    auto less = [&](const std::pair<uint64_t, uint32_t>& a,
+                    const std::pair<uint64_t, uint32_t>& b) {
+      const int c = std::memcmp(base + a.second * stride + from + 8,
+                                base + b.second * stride + from + 8, rest);
+      return c != 0 ? c < 0 : a.second < b.second;
+    };
+    for (size_t i = 0, j = 0; i < t.count; i = j) {
+      for (j = i + 1; j < t.count && t.order[j].first == t.order[i].first;) ++j;
+      if (j - i > 1) std::sort(t.order.begin() + i, t.order.begin() + j, less);
+    }
+  }
   if (t.spec->nature != 'P') return Status::Ok();
   for (size_t e = 1; e < t.count; ++e) {
     const char* a = base + t.order[e - 1].second * stride;
