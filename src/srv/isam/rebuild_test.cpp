@@ -2,8 +2,10 @@
 // equal to trees built key by key, refusals that leave the folder as it was, a failed copy.
 #include "srv/isam/rebuild.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 #include "srv/isam/engine_testing.h"
@@ -142,6 +144,32 @@ TEST_F(RebuildTest, CompactionRenumbersInOrderAndRebuildsEveryTree) {
   std::stable_sort(attendu.begin(), attendu.end());
   EXPECT_EQ(Cles(cli2_, *cli_), attendu);
   Verifie();
+}
+
+// Keys of 20 bytes over two letters (long shared runs, many equal), on a secondary tree: the
+// rebuilt tree holds every (key, record) in the tree's order.
+TEST_F(RebuildTest, LongKeysWithSharedRunsSortInTheTreesOrder) {
+  std::mt19937 rng(3);
+  std::vector<std::pair<std::string, uint32_t>> attendu;
+  for (int i = 1; i <= 3000; ++i) {
+    std::string cle(20, 'A');
+    for (char& c : cle) c = rng() % 5 == 0 ? 'B' : 'A';
+    cle[0] = 'Z';                                   // a prefix they all share
+    donnee_->EcrireFichier(cli_->fichier, i, cle);  // record i appended
+    attendu.emplace_back(cle, static_cast<uint32_t>(i));
+  }
+  std::sort(attendu.begin(), attendu.end());
+  RebuildPlan plan;
+  plan.files.push_back({"Cli", false, true, {Arbre("Long", 20, 'S', 0)}});
+  ASSERT_TRUE(Reconstruit(plan).ok());
+  std::unique_ptr<BTree> t;
+  ASSERT_TRUE(BTree::Open(Env::Default(), Path("LONG.DAB"), 20, 'S', "", false, &t).ok());
+  std::vector<std::pair<std::string, uint32_t>> lu;
+  ASSERT_TRUE(t->ForEach([&](std::string_view k, uint32_t r) {
+                 lu.emplace_back(std::string(k), r);
+                 return true;
+               }).ok());
+  EXPECT_EQ(lu, attendu);
 }
 
 // No deleted record: the data file is not rewritten; all deleted: an empty file; and records
