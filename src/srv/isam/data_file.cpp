@@ -53,9 +53,9 @@ Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) 
     return Status::Corruption(path + " n'est pas un fichier de données Vesk (signature inconnue)");
   }
   h->version = static_cast<uint16_t>(GetLe(in + 8, 2));
-  if (h->version != kDataFormatVersion) {
+  if (h->version != kDataFormatVersion && h->version != kDataFormatVersion1) {
     return Status::Corruption(path + " : version de format " + std::to_string(h->version) +
-                              " inconnue (attendue " + std::to_string(kDataFormatVersion) + ")");
+                              " inconnue (1 ou " + std::to_string(kDataFormatVersion) + ")");
   }
   if (GetLe(in + 10, 2) != kDataHeaderSize) {
     return Status::Corruption(path + " : taille d'en-tête incorrecte");
@@ -81,10 +81,9 @@ Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) 
   return Status::Ok();
 }
 
-uint32_t SlotLength(const DataHeader& h) { return h.record_length; }
-
 bool SlotDeleted(const DataHeader& h, const char* slot) {
-  return std::string_view(SlotRecord(h, slot), kDeletedMark.size()) == kDeletedMark;
+  if (h.version >= 2) return slot[0] == kSlotDeleted;
+  return std::string_view(slot, kDeletedMark.size()) == kDeletedMark;
 }
 
 DataFile::DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only)
@@ -119,6 +118,11 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
   bool fresh =
       !exists || (pager->Size() == 0 && options.create && !options.read_only && record_length != 0);
   if (fresh) {
+    if (options.version != kDataFormatVersion && options.version != kDataFormatVersion1) {
+      return Status::InvalidArgument("version de format " + std::to_string(options.version) +
+                                     " refusée pour " + path);
+    }
+    header.version = options.version;
     header.record_length = record_length;
     header.label = std::string(options.label.substr(0, kLabelLength));
     EncodeDataHeader(header, bytes);
@@ -143,7 +147,7 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
 }
 
 Status DataFile::CheckSize(const DataHeader& h) const {
-  uint64_t need = kDataHeaderSize + uint64_t{h.last_record} * h.record_length;
+  uint64_t need = SlotOffset(h, h.last_record + 1);
   if (pager_->Size() < need) {
     return Status::Corruption(Path() + " : fichier tronqué (" + std::to_string(pager_->Size()) +
                               " octets pour " + std::to_string(h.last_record) +
@@ -215,13 +219,10 @@ Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
   return pager_->Read(Offset(no) + offset, out);
 }
 
-Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
-  VESK_RETURN_IF_ERROR(CheckWritable());
-  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record + 1, "écriture"));
-  if (bytes.size() != header_.record_length) {
-    return Status::InvalidArgument(RecordName(no, Path()) + " : " + std::to_string(bytes.size()) +
-                                   " octets au lieu de " + std::to_string(header_.record_length));
-  }
+// What a record of version 1 may not hold: a text that reads as deleted, or only bytes of code
+// 0 (the end of the data there). Version 2 takes any bytes.
+Status DataFile::CheckBytes(uint32_t no, std::span<const char> bytes) const {
+  if (header_.version >= 2) return Status::Ok();
   std::string_view view(bytes.data(), bytes.size());
   if (view.starts_with(kDeletedMark)) {
     return Status::InvalidArgument(RecordName(no, Path()) +
@@ -233,10 +234,27 @@ Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
                                    " : un enregistrement fait seulement de caractères de code 0 "
                                    "marquerait la fin des données");
   }
+  return Status::Ok();
+}
+
+Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record + 1, "écriture"));
+  if (bytes.size() != header_.record_length) {
+    return Status::InvalidArgument(RecordName(no, Path()) + " : " + std::to_string(bytes.size()) +
+                                   " octets au lieu de " + std::to_string(header_.record_length));
+  }
+  VESK_RETURN_IF_ERROR(CheckBytes(no, bytes));
   bool revived = false;
   if (no <= header_.last_record && header_.deleted > 0)
     VESK_RETURN_IF_ERROR(IsDeleted(no, &revived));
-  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), bytes));
+  if (header_.version >= 2) {
+    scratch_.assign(1, kSlotLive);
+    scratch_.append(bytes.data(), bytes.size());
+    VESK_RETURN_IF_ERROR(pager_->Write(Slot(no), scratch_));
+  } else {
+    VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), bytes));
+  }
   if (no > header_.last_record) header_.last_record = no;
   if (revived) --header_.deleted;
   header_dirty_ = true;
@@ -249,16 +267,19 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
   if (offset + bytes.size() > header_.record_length) {
     return Status::InvalidArgument(RecordName(no, Path()) + " : zone hors de l'enregistrement");
   }
-  if (AllZero(bytes)) {
-    // The record must keep at least one byte that is not 0.
+  if (header_.version < 2 && offset < kDeletedMark.size()) {
+    // The record must not come to read as deleted, nor as the end of the data.
+    bool deleted = false;
+    VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
     scratch_.resize(header_.record_length);
     VESK_RETURN_IF_ERROR(pager_->Read(Offset(no), scratch_));
     std::memcpy(scratch_.data() + offset, bytes.data(), bytes.size());
-    if (AllZero(scratch_)) {
-      return Status::InvalidArgument(RecordName(no, Path()) +
-                                     " : l'enregistrement deviendrait fait seulement de "
-                                     "caractères de code 0");
-    }
+    if (!deleted) VESK_RETURN_IF_ERROR(CheckBytes(no, scratch_));
+  } else if (header_.version < 2 && AllZero(bytes)) {
+    scratch_.resize(header_.record_length);
+    VESK_RETURN_IF_ERROR(pager_->Read(Offset(no), scratch_));
+    std::memcpy(scratch_.data() + offset, bytes.data(), bytes.size());
+    VESK_RETURN_IF_ERROR(CheckBytes(no, scratch_));
   }
   VESK_RETURN_IF_ERROR(pager_->Write(Offset(no) + offset, bytes));
   header_dirty_ = true;
@@ -266,9 +287,21 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
 }
 
 Status DataFile::IsDeleted(uint32_t no, bool* deleted) {
-  char mark[kDeletedMark.size()];
-  VESK_RETURN_IF_ERROR(ReadPart(no, 0, mark));
-  *deleted = std::string_view(mark, sizeof mark) == kDeletedMark;
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
+  if (header_.version < 2) {
+    char mark[kDeletedMark.size()];
+    VESK_RETURN_IF_ERROR(ReadPart(no, 0, mark));
+    *deleted = std::string_view(mark, sizeof mark) == kDeletedMark;
+    return Status::Ok();
+  }
+  char state = 0;
+  VESK_RETURN_IF_ERROR(pager_->Read(Slot(no), std::span<char>(&state, 1)));
+  if (state != kSlotLive && state != kSlotDeleted) {
+    return Status::Corruption(RecordName(no, Path()) + " : octet d'état " +
+                              std::to_string(static_cast<unsigned char>(state)) +
+                              " inconnu (fichier endommagé)");
+  }
+  *deleted = state == kSlotDeleted;
   return Status::Ok();
 }
 
@@ -277,7 +310,11 @@ Status DataFile::MarkDeleted(uint32_t no) {
   bool deleted = false;
   VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
   if (deleted) return Status::InvalidArgument(RecordName(no, Path()) + " : déjà supprimé");
-  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), kDeletedMark));
+  if (header_.version >= 2) {
+    VESK_RETURN_IF_ERROR(pager_->Write(Slot(no), std::string_view(&kSlotDeleted, 1)));
+  } else {
+    VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), kDeletedMark));
+  }
   ++header_.deleted;
   header_dirty_ = true;
   return Status::Ok();
@@ -294,7 +331,7 @@ Status DataFile::DeletedRecords(std::vector<uint32_t>* records) {
 }
 
 Status DataFile::TailIsZero(bool* zero) {
-  uint64_t from = Offset(header_.last_record + 1);
+  uint64_t from = Slot(header_.last_record + 1);
   uint64_t size = pager_->Size();
   std::string tail(size > from ? std::min<uint64_t>(size - from, uint64_t{1} << 20) : 0, '\0');
   VESK_RETURN_IF_ERROR(pager_->Read(from, tail));

@@ -255,28 +255,35 @@ Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
   return Status::Ok();
 }
 
+// Appends a slot of the new file (always of the current version) to out: its state byte and
+// the record's bytes; gives where the record's copy begins.
+char* NewSlot(std::string* out, bool deleted, const char* record, uint32_t length) {
+  out->push_back(deleted ? kSlotDeleted : kSlotLive);
+  out->append(record, length);
+  return out->data() + out->size() - length;
+}
+
 // One slot of file i as it stands: appended to out (the new file's bytes) unless removed; keys
 // taken from a live record under its new number.
 Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out,
                            uint32_t* next_no) {
   FileWork& w = work_[i];
   RebuildResult::File& r = result_->files[i];
+  const uint32_t length = w.header.record_length;
+  const char* record = SlotRecord(w.header, slot);
   if (SlotDeleted(w.header, slot)) {
     if (w.moves) {
       ++r.removed;
       return Status::Ok();
     }
-    if (w.rewrite) out->append(slot, SlotLength(w.header));
+    if (w.rewrite) NewSlot(out, true, record, length);
     ++*next_no;
     return Status::Ok();
   }
   const uint32_t new_no = (*next_no)++;
   ++r.kept;
-  const char* record = SlotRecord(w.header, slot);
   if (w.rewrite) {
-    const size_t at = out->size();
-    out->append(slot, SlotLength(w.header));
-    char* copy = SlotRecord(w.header, out->data() + at);
+    char* copy = NewSlot(out, false, record, length);
     VESK_RETURN_IF_ERROR(Renumber(w, no, copy));
     record = copy;
   }
@@ -311,6 +318,7 @@ Status Rebuilder::Scan(size_t i) {
   }
   if (!w.rewrite) return Status::Ok();
   DataHeader h = w.header;
+  h.version = kDataFormatVersion;  // a file of version 1 comes out in the current version
   h.last_record = next_no - 1;
   if (w.moves) h.deleted = 0;
   ++h.change_counter;

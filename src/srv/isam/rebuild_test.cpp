@@ -146,6 +146,50 @@ TEST_F(RebuildTest, CompactionRenumbersInOrderAndRebuildsEveryTree) {
   Verifie();
 }
 
+// Records that only the engine's count tells live, kept by the compaction: one made only of
+// bytes of code 0 and one beginning "*SUP*", between deleted ones; and a file of the former
+// version comes out in the current one, its deleted records gone.
+TEST_F(RebuildTest, LiveRecordsOfAnyBytesAreKeptAndFormerFilesUpgraded) {
+  Client("A00001", "UN        ");
+  donnee_->EcrireFichier(cli_->fichier, 2, std::string(32, '\0'));
+  SupprimeClient("A00001", "UN        ", 1);
+  cli_->champs = "*SUP*2";
+  int32_t no = 0;
+  barbre_->Insere(cli1_, "*SUP*2", cli_->fichier, no);
+  ASSERT_TRUE(Reconstruit(PlanClients()).ok());
+  EXPECT_EQ(result_.files[0].kept, 2u);
+  EXPECT_EQ(result_.files[0].keys, (std::vector<uint64_t>{2, 2}));
+  std::string t;
+  donnee_->LireFichier(cli_->fichier, 1, t);
+  EXPECT_EQ(t, std::string(32, '\0'));
+  donnee_->LireFichier(cli_->fichier, 2, t);
+  EXPECT_EQ(t.substr(0, 6), "*SUP*2");
+
+  CloseAll();
+  std::unique_ptr<DataFile> v1;
+  DataFile::Options o;
+  o.create = true;
+  o.version = kDataFormatVersion1;
+  ASSERT_TRUE(DataFile::Open(Env::Default(), Path("ANC.DAT"), 8, o, &v1).ok());
+  for (uint32_t i = 1; i <= 4; ++i) ASSERT_TRUE(v1->Write(i, "ancien " + std::to_string(i)).ok());
+  ASSERT_TRUE(v1->MarkDeleted(2).ok());
+  ASSERT_TRUE(v1->Sync().ok());
+  v1.reset();
+  Reopen();
+  Ouvre("Anc", 8);
+  RebuildPlan anc;
+  anc.files.push_back({"Anc", false, true, {}});
+  ASSERT_TRUE(Reconstruit(anc).ok());
+  ASSERT_TRUE(DataFile::Open(Env::Default(), Path("ANC.DAT"), 8, {}, &v1).ok());
+  EXPECT_EQ(v1->Header().version, kDataFormatVersion);
+  EXPECT_EQ(v1->LastRecord(), 3u);
+  std::string r(8, ' ');
+  ASSERT_TRUE(v1->Read(2, r).ok());
+  EXPECT_EQ(r, "ancien 3");
+  v1.reset();
+  Verifie();
+}
+
 // Keys of 20 bytes over two letters (long shared runs, many equal), on a secondary tree: the
 // rebuilt tree holds every (key, record) in the tree's order.
 TEST_F(RebuildTest, LongKeysWithSharedRunsSortInTheTreesOrder) {
