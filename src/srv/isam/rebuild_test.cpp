@@ -298,6 +298,29 @@ TEST_F(RebuildTest, RefusalsLeaveTheFolderAsItWas) {
   EXPECT_FALSE(result_.copy_failed);
 }
 
+// While the rebuild runs, another user of the folder waits for the lock and, past its wait, is
+// told the folder is locked: it never reads a file half rebuilt.
+TEST_F(RebuildTest, OtherUsersWaitWhileTheRebuildRuns) {
+  Client("A00001", "UN        ");
+  Client("A00002", "DEUX      ");
+  SupprimeClient("A00001", "UN        ", 1);
+  ASSERT_TRUE(dossier_->Ecrit().ok());
+  auto autre = std::make_shared<DossierDonnees>(Env::Default(), dir_, "", 1 << 20);
+  autre->DelaiVerrou(50);
+  int vus = 0;
+  RebuildResult r;
+  ASSERT_TRUE(Rebuild(*dossier_, PlanClients(), [&](const RebuildEvent&) {
+                Status s = autre->EntreLecture();
+                EXPECT_EQ(s.code(), Status::Code::kLocked) << s.message();
+                EXPECT_NE(s.message().find("fichier verrouillé"), std::string::npos);
+                if (s.ok()) autre->SortLecture();
+                ++vus;
+              }, &r).ok());
+  EXPECT_GT(vus, 0);
+  ASSERT_TRUE(autre->EntreLecture().ok());  // free again once it is over
+  autre->SortLecture();
+}
+
 // Another user of the folder (its own folder object) sees the rebuilt files at its next lock.
 TEST_F(RebuildTest, OtherUsersReopenTheRebuiltFiles) {
   Client("A00001", "UN        ");
