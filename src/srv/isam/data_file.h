@@ -56,6 +56,10 @@ inline uint64_t SlotOffset(const DataHeader& h, uint32_t n) {
   return kDataHeaderSize + uint64_t{n - 1} * SlotLength(h);
 }
 bool SlotDeleted(const DataHeader& h, const char* slot);
+// Whether the slot's state byte is one of the two (version 1 has none: always true).
+inline bool SlotSound(const DataHeader& h, const char* slot) {
+  return h.version < 2 || slot[0] == kSlotLive || slot[0] == kSlotDeleted;
+}
 inline const char* SlotRecord(const DataHeader& h, const char* slot) { return slot + SlotHead(h); }
 inline char* SlotRecord(const DataHeader& h, char* slot) { return slot + SlotHead(h); }
 

@@ -133,7 +133,15 @@ Status ForEachSlot(Env* env, const FileWork& w, Visit visit) {
     std::span<char> part(buffer.data(), size_t{n} * slot);
     VESK_RETURN_IF_ERROR(Status::FromIo(f->ReadAt(SlotOffset(w.header, first), part, &got)));
     if (got != part.size()) return Status::Corruption(w.path + " : fichier tronqué");
-    for (uint32_t k = 0; k < n; ++k) VESK_RETURN_IF_ERROR(visit(first + k, &buffer[k * slot]));
+    for (uint32_t k = 0; k < n; ++k) {
+      const char* s = &buffer[k * slot];
+      if (!SlotSound(w.header, s)) {
+        return Status::Corruption(
+            "enregistrement " + std::to_string(first + k) + " de " + w.path + " : octet d'état " +
+            std::to_string(static_cast<unsigned char>(s[0])) + " inconnu (fichier endommagé)");
+      }
+      VESK_RETURN_IF_ERROR(visit(first + k, s));
+    }
   }
   return Status::Ok();
 }

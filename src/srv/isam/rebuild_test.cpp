@@ -309,16 +309,40 @@ TEST_F(RebuildTest, OtherUsersWaitWhileTheRebuildRuns) {
   autre->DelaiVerrou(50);
   int vus = 0;
   RebuildResult r;
-  ASSERT_TRUE(Rebuild(*dossier_, PlanClients(), [&](const RebuildEvent&) {
-                Status s = autre->EntreLecture();
-                EXPECT_EQ(s.code(), Status::Code::kLocked) << s.message();
-                EXPECT_NE(s.message().find("fichier verrouillé"), std::string::npos);
-                if (s.ok()) autre->SortLecture();
-                ++vus;
-              }, &r).ok());
+  ASSERT_TRUE(Rebuild(
+                  *dossier_, PlanClients(),
+                  [&](const RebuildEvent&) {
+                    Status s = autre->EntreLecture();
+                    EXPECT_EQ(s.code(), Status::Code::kLocked) << s.message();
+                    EXPECT_NE(s.message().find("fichier verrouillé"), std::string::npos);
+                    if (s.ok()) autre->SortLecture();
+                    ++vus;
+                  },
+                  &r)
+                  .ok());
   EXPECT_GT(vus, 0);
   ASSERT_TRUE(autre->EntreLecture().ok());  // free again once it is over
   autre->SortLecture();
+}
+
+// A state byte of no meaning is damage: named, and nothing rewritten (never read as live).
+TEST_F(RebuildTest, ADamagedStateByteIsRefused) {
+  Client("A00001", "UN        ");
+  Client("A00002", "DEUX      ");
+  SupprimeClient("A00001", "UN        ", 1);
+  CloseAll();
+  {
+    std::fstream f(root_ / "CLI.DAT", std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(kDataHeaderSize + 33);  // the state byte of record 2
+    f.put('\x07');
+  }
+  const std::string avant = Contenu(root_ / "CLI.DAT");
+  Reopen();
+  Ouvrir();
+  Status s = Reconstruit(PlanClients());
+  EXPECT_TRUE(s.IsCorruption()) << s.message();
+  EXPECT_NE(s.message().find("enregistrement 2 de"), std::string::npos) << s.message();
+  EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
 }
 
 // Another user of the folder (its own folder object) sees the rebuilt files at its next lock.
