@@ -371,6 +371,8 @@ TEST_F(RebuildTest, OtherUsersReopenTheRebuiltFiles) {
   EXPECT_EQ(p.champs.substr(0, 6), "A00002");
 }
 
+std::string P(std::string_view name) { return platform::JoinPath("d", name); }
+
 // Every write, sync, rename or removal of a rebuild failing in turn, in memory: each failure
 // reports the new files as not put in place (or a cleaning left to the next user) and leaves
 // the files as they were, until a run goes through.
@@ -393,7 +395,7 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     }
     barbre.Supprime(arbre, "K10003", 4, p.fichier);
     ASSERT_TRUE(dossier->Ecrit().ok());
-    const std::string dat = *base.Contents("d/CLI.DAT"), dab = *base.Contents("d/CLI1.DAB");
+    const std::string dat = *base.Contents(P("CLI.DAT")), dab = *base.Contents(P("CLI1.DAB"));
     RebuildPlan plan;
     plan.files.push_back(
         {"Cli", false, true, {{"Cli1", 6, 'P', [](std::string_view r, std::string* k) {
@@ -412,13 +414,13 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     }
     ASSERT_FALSE(s.ok()) << n;
     if (!result.in_place) {
-      EXPECT_EQ(*base.Contents("d/CLI.DAT"), dat) << n;
-      EXPECT_EQ(*base.Contents("d/CLI1.DAB"), dab) << n;
+      EXPECT_EQ(*base.Contents(P("CLI.DAT")), dat) << n;
+      EXPECT_EQ(*base.Contents(P("CLI1.DAB")), dab) << n;
     }
     if (result.copy_failed) ++copies;
     bool found = false;  // what the next user does: the folder ends whole
     ASSERT_TRUE(ReplaceSet::Recover(&env, "d", &found).ok()) << n;
-    EXPECT_EQ(base.Contents("d/CLI.DAT.NEUF"), nullptr) << n;
+    EXPECT_EQ(base.Contents(P("CLI.DAT.NEUF")), nullptr) << n;
     ASSERT_LT(n, 500u);
   }
 }

@@ -9,7 +9,20 @@ namespace vesk::isam {
 namespace {
 
 const std::string kDir = "d";
-const std::vector<std::string> kTargets = {"d/A.DAT", "d/A.DAB", "d/01/B.DAT"};
+
+// The path of rel (parts separated by "/") in the folder, with the platform's separator, as the
+// engine joins them.
+std::string P(std::string_view rel) {
+  std::string path = kDir;
+  for (size_t at = 0; at <= rel.size();) {
+    const size_t slash = std::min(rel.find('/', at), rel.size());
+    path = platform::JoinPath(path, rel.substr(at, slash - at));
+    at = slash + 1;
+  }
+  return path;
+}
+
+const std::vector<std::string> kTargets = {P("A.DAT"), P("A.DAB"), P("01/B.DAT")};
 
 std::string Read(Env& env, const std::string& path) {
   std::unique_ptr<platform::File> f;
@@ -38,9 +51,9 @@ bool Exists(Env& env, const std::string& path) {
 
 // The old set: A.DAT and A.DAB exist, 01/B.DAT does not (the set creates it).
 void OldSet(Env& env) {
-  ASSERT_TRUE(env.CreateDirectories("d/01").ok());
-  ASSERT_TRUE(Write(env, "d/A.DAT", "ancien A.DAT").ok());
-  ASSERT_TRUE(Write(env, "d/A.DAB", "ancien A.DAB").ok());
+  ASSERT_TRUE(env.CreateDirectories(P("01")).ok());
+  ASSERT_TRUE(Write(env, P("A.DAT"), "ancien A.DAT").ok());
+  ASSERT_TRUE(Write(env, P("A.DAB"), "ancien A.DAB").ok());
 }
 
 // Begins the set, writes the aside files and commits.
@@ -55,19 +68,19 @@ Status Replace(Env& env) {
 
 // Either the whole old set or the whole new set, and nothing of the replacement left.
 void ExpectOneSet(Env& env, const std::string& when) {
-  const bool nouveau = Read(env, "d/A.DAT") == "neuf d/A.DAT";
+  const bool nouveau = Read(env, P("A.DAT")) == "neuf " + P("A.DAT");
   if (nouveau) {
     for (const std::string& t : kTargets) EXPECT_EQ(Read(env, t), "neuf " + t) << when;
   } else {
-    EXPECT_EQ(Read(env, "d/A.DAT"), "ancien A.DAT") << when;
-    EXPECT_EQ(Read(env, "d/A.DAB"), "ancien A.DAB") << when;
-    EXPECT_FALSE(Exists(env, "d/01/B.DAT")) << when;
+    EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT") << when;
+    EXPECT_EQ(Read(env, P("A.DAB")), "ancien A.DAB") << when;
+    EXPECT_FALSE(Exists(env, P("01/B.DAT"))) << when;
   }
   for (const std::string& t : kTargets) {
     EXPECT_FALSE(Exists(env, t + ".NEUF")) << when << " " << t;
     EXPECT_FALSE(Exists(env, t + ".ANC")) << when << " " << t;
   }
-  EXPECT_FALSE(Exists(env, "d/VESK.REC")) << when;
+  EXPECT_FALSE(Exists(env, P("VESK.REC"))) << when;
 }
 
 TEST(ReplaceSet, CommitPutsTheNewSetInPlaceAndAbandonKeepsTheOld) {
@@ -76,18 +89,18 @@ TEST(ReplaceSet, CommitPutsTheNewSetInPlaceAndAbandonKeepsTheOld) {
   {
     ReplaceSet set(&env, kDir);
     ASSERT_TRUE(set.Begin(kTargets).ok());
-    ASSERT_TRUE(Write(env, "d/A.DAT.NEUF", "neuf").ok());
+    ASSERT_TRUE(Write(env, P("A.DAT.NEUF"), "neuf").ok());
     ASSERT_TRUE(set.Abandon().ok());
   }
   ExpectOneSet(env, "abandon");
-  EXPECT_EQ(Read(env, "d/A.DAT"), "ancien A.DAT");
+  EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT");
   ASSERT_TRUE(Replace(env).ok());
   ExpectOneSet(env, "commit");
-  EXPECT_EQ(Read(env, "d/01/B.DAT"), "neuf d/01/B.DAT");
+  EXPECT_EQ(Read(env, P("01/B.DAT")), "neuf " + P("01/B.DAT"));
   MemEnv other;
   ReplaceSet set(&other, kDir);
   EXPECT_FALSE(set.Begin({"e/X.DAT"}).ok());
-  EXPECT_FALSE(set.Begin({"d/../X.DAT"}).ok());
+  EXPECT_FALSE(set.Begin({P("../X.DAT")}).ok());
 }
 
 // A rename that fails at any step of the swap: Commit reports it and the old set is back.
@@ -101,7 +114,7 @@ TEST(ReplaceSet, AFailedRenamePutsTheOldSetBack) {
     EXPECT_FALSE(s.ok()) << n;
     EXPECT_NE(s.message().find("échec simulé"), std::string::npos) << s.message();
     ExpectOneSet(env, "rename " + std::to_string(n));
-    EXPECT_EQ(Read(env, "d/A.DAT"), "ancien A.DAT");
+    EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT");
   }
 }
 
@@ -147,24 +160,24 @@ std::string Record(const std::string& path) {
 TEST(ReplaceSet, RecoverDropsCutRecordsAndRefusesPathsOutsideTheFolder) {
   MemEnv env;
   OldSet(env);
-  ASSERT_TRUE(Write(env, "d/VESK.REC", Record("A.DAT").substr(0, 20)).ok());
+  ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT").substr(0, 20)).ok());
   bool found = false;
   ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, &found).ok());
   EXPECT_TRUE(found);
-  EXPECT_FALSE(Exists(env, "d/VESK.REC"));
+  EXPECT_FALSE(Exists(env, P("VESK.REC")));
 
-  ASSERT_TRUE(Write(env, "d/VESK.REC", Record("../A.DAT")).ok());
+  ASSERT_TRUE(Write(env, P("VESK.REC"), Record("../A.DAT")).ok());
   Status s = ReplaceSet::Recover(&env, kDir, &found);
   EXPECT_TRUE(s.IsCorruption()) << s.message();
-  EXPECT_TRUE(Exists(env, "d/VESK.REC"));
+  EXPECT_TRUE(Exists(env, P("VESK.REC")));
 
-  ASSERT_TRUE(env.RenameFile("d/A.DAT", "d/A.DAT.ANC").ok());
-  ASSERT_TRUE(Write(env, "d/A.DAT", "neuf").ok());
-  ASSERT_TRUE(Write(env, "d/VESK.REC", Record("A.DAT")).ok());
+  ASSERT_TRUE(env.RenameFile(P("A.DAT"), P("A.DAT.ANC")).ok());
+  ASSERT_TRUE(Write(env, P("A.DAT"), "neuf").ok());
+  ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT")).ok());
   ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, &found).ok());
-  EXPECT_EQ(Read(env, "d/A.DAT"), "ancien A.DAT");
-  EXPECT_FALSE(Exists(env, "d/A.DAT.ANC"));
-  EXPECT_FALSE(Exists(env, "d/VESK.REC"));
+  EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT");
+  EXPECT_FALSE(Exists(env, P("A.DAT.ANC")));
+  EXPECT_FALSE(Exists(env, P("VESK.REC")));
 }
 
 }  // namespace
