@@ -8,6 +8,7 @@
 #include "com/hote_com.h"
 #include "com/module.h"
 #include "core/ass.h"
+#include "gencode/feuille_gencode.h"
 #include "platform/platform.h"
 #include "vesk_h.h"
 
@@ -130,8 +131,16 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
   HRESULT STDMETHODCALLTYPE Util() override { return Commande(&AsS::Util); }
 
  private:
+  // A command ended by an error leaves in the form the lines generated until then.
   HRESULT Commande(void (AsS::*methode)()) {
-    return AppelCom([&] { ((*composant_).*methode)(); });
+    HRESULT hr = AppelCom([&] { ((*composant_).*methode)(); });
+    if (FAILED(hr)) {
+      try {
+        MontreTexteGenere();
+      } catch (...) {  // no memory for the text: the command's own error is what is reported
+      }
+    }
+    return hr;
   }
   // Methods 3 to 12: the record number by reference.
   HRESULT Enr(LONG* e, void (AsS::*methode)(int32_t&)) {

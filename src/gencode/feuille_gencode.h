@@ -19,6 +19,10 @@ namespace vesk {
 // The display of generated code through the thread's form (InstalleAffichageGenCode).
 std::shared_ptr<AffichageGenCode> FeuilleGenCode();
 
+// Puts the thread's generated text (EtatGen) in its form, when the thread has one: after a
+// generation ended by an error, the lines written until then stay in the form.
+void MontreTexteGenere();
+
 // The number of forms that exist, over every thread. A DLL that shows forms is not unloaded
 // while one exists: its window procedure would go with it.
 int FeuillesOuvertes();

@@ -180,6 +180,15 @@ Feuille& FeuilleDuThread() {
   return *f;
 }
 
+// Puts the generated text in the thread's form, if it has one (none, or closed meanwhile).
+void MetTexte(const EtatGenCode& etat) {
+  Feuille* f = Feuilles().Pointeur();
+  if (f == nullptr || f->gencode == nullptr) return;
+  ::SetWindowTextW(f->gencode, Large(etat.Texte()).c_str());
+  MetPolice(f->gencode, SCF_ALL);
+  ::UpdateWindow(f->fenetre);
+}
+
 class AffichageFeuille : public AffichageGenCode {
  public:
   void Montre(const EtatGenCode&) override {
@@ -187,16 +196,12 @@ class AffichageFeuille : public AffichageGenCode {
     ::ShowWindow(f.fenetre, SW_SHOWNORMAL);  // modeless
     ::SetWindowTextW(f.gencode, L"");
   }
-  void Termine(const EtatGenCode& etat) override {
-    Feuille* f = Feuilles().Pointeur();
-    if (f == nullptr || f->gencode == nullptr) return;  // closed during the generation
-    ::SetWindowTextW(f->gencode, Large(etat.Texte()).c_str());
-    MetPolice(f->gencode, SCF_ALL);
-    ::UpdateWindow(f->fenetre);
-  }
+  void Termine(const EtatGenCode& etat) override { MetTexte(etat); }
 };
 
 }  // namespace
+
+void MontreTexteGenere() { MetTexte(EtatGen()); }
 
 std::shared_ptr<AffichageGenCode> FeuilleGenCode() { return std::make_shared<AffichageFeuille>(); }
 
