@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "com/texte_large.h"
+#include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "vesk_h.h"
 
@@ -17,7 +17,7 @@ HRESULT Signale(HRESULT hr, std::string_view message) noexcept {
   ICreateErrorInfo* creation = nullptr;
   if (FAILED(::CreateErrorInfo(&creation))) return hr;  // the HRESULT still tells the failure
   try {
-    const std::wstring description = Large(message);
+    const std::wstring description = platform::Large(message);
     creation->SetGUID(IID_IAsS);
     creation->SetSource(const_cast<LPOLESTR>(L"Vesk.AsS"));
     creation->SetDescription(const_cast<LPOLESTR>(description.c_str()));

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "com/texte_large.h"
 #include "core/etat_module.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/feuille_gencode.h"
@@ -29,7 +28,8 @@ std::pair<std::string, std::string> DossierDonnees() {
     n = ::GetCurrentDirectoryW(static_cast<DWORD>(courant.size()), courant.data());
   }
   courant.resize(n < courant.size() ? n : 0);
-  return {courant.empty() ? std::string(".") : Etroit(courant), "dossier courant du programme"};
+  return {courant.empty() ? std::string(".") : platform::Etroit(courant),
+          "dossier courant du programme"};
 }
 
 std::unique_ptr<FabriqueServices> FabriqueDuThread() {

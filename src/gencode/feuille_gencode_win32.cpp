@@ -45,17 +45,6 @@ HINSTANCE Module() {
       std::string(quoi) + " (erreur Windows " + std::to_string(::GetLastError()) + ")");
 }
 
-std::wstring Large(std::string_view texte) {
-  const int n =
-      ::MultiByteToWideChar(CP_UTF8, 0, texte.data(), static_cast<int>(texte.size()), nullptr, 0);
-  std::wstring large(static_cast<size_t>(n > 0 ? n : 0), L'\0');
-  if (n > 0) {
-    ::MultiByteToWideChar(CP_UTF8, 0, texte.data(), static_cast<int>(texte.size()), large.data(),
-                          n);
-  }
-  return large;
-}
-
 // The rich-edit control's window class, its library loaded once (and kept).
 const wchar_t* ClasseRichEdit() {
   static const wchar_t* classe = [] {
@@ -184,7 +173,7 @@ Feuille& FeuilleDuThread() {
 void MetTexte(const EtatGenCode& etat) {
   Feuille* f = Feuilles().Pointeur();
   if (f == nullptr || f->gencode == nullptr) return;
-  ::SetWindowTextW(f->gencode, Large(etat.Texte()).c_str());
+  ::SetWindowTextW(f->gencode, platform::Large(etat.Texte()).c_str());
   MetPolice(f->gencode, SCF_ALL);
   ::UpdateWindow(f->fenetre);
 }
