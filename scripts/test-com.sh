@@ -76,8 +76,8 @@ client() {
   rm -f "$BUILD/com-feuille-gencode.png"
   VESK_COM_DEMO=$(win "$WORK/demo") VESK_COM_CAPTURE=$(win "$WORK/pret") \
     wine "$CLIENT" --gtest_brief=1 >"$BUILD/com-client.log" 2>&1 &
-  local pid=$! i
-  for i in $(seq 1 600); do
+  local pid=$! _
+  for _ in $(seq 1 600); do
     [ -f "$WORK/pret" ] || ! kill -0 $pid 2>/dev/null && break
     sleep 0.1
   done
@@ -106,7 +106,8 @@ DISPLAY=${DISPLAY:-} wine wineboot -i >/dev/null 2>&1
 # Fixedsys and the frame buttons' font, which every Windows has: Debian's Wine ships them but
 # does not load them from its own folder.
 for f in vgafix.fon marlett.ttf; do
-  [ -f "/usr/share/wine/fonts/$f" ] && cp "/usr/share/wine/fonts/$f" "$WINEPREFIX/drive_c/windows/Fonts/"
+  [ -f "/usr/share/wine/fonts/$f" ] &&
+    cp "/usr/share/wine/fonts/$f" "$WINEPREFIX/drive_c/windows/Fonts/"
 done
 # Without a window manager (Xvfb), Wine draws the windows' frames and titles itself.
 wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1

@@ -1,7 +1,5 @@
 #include "cli/composant.h"
 
-#include <optional>
-
 #include "cli/affichage.h"
 #include "core/etat_module.h"
 #include "dom/dom.h"
@@ -82,11 +80,8 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   const OptionsLigne& o = contexte.Options();
   std::shared_ptr<script::Session> session;
   std::shared_ptr<std::ofstream> transcription;
-  // --script, else the configuration's script.
-  std::optional<std::string> script = o.script;
-  if (!script && !config.script.empty()) script = config.Chemin(config.script);
-  if (script) {
-    session = script::Session::DepuisFichier(*script);
+  if (o.script) {
+    session = script::Session::DepuisFichier(*o.script);
     if (o.transcription) {
       transcription = OuvreTranscription(*o.transcription);
       session->EcritAussiDans(transcription.get());

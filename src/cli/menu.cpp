@@ -100,8 +100,7 @@ bool MenuInteractif(const Contexte& contexte) {
 #else
   const bool entree_terminal = ::isatty(STDIN_FILENO) != 0;
 #endif
-  return !o.sortie && !o.script && contexte.Config().script.empty() && entree_terminal &&
-         platform::SortieEstTerminal();
+  return !o.sortie && !o.script && entree_terminal && platform::SortieEstTerminal();
 }
 
 int MenuTerminal(Contexte& contexte) {

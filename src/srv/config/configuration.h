@@ -38,7 +38,9 @@ struct Configuration {
   std::string editions;              // listings folder; empty: EDITIONS under the data folder
   std::string separateur_csv = ";";  // field separator of generated CSV exports
   Synchro synchro = Synchro::kFull;
-  std::string script;  // a script answering the screens (hosts driven by tests); empty: none
+  // A script answering the screens, for the hosts without a command line (the COM server;
+  // `vesk` has --script); empty: none.
+  std::string script;
 
   // A path of the configuration: as written when absolute, else under the data folder.
   std::string Chemin(std::string_view chemin) const;
