@@ -88,7 +88,8 @@ TEST_F(VeskTest, ErrorsEndWithAMessageAndStatusOne) {
 }
 
 TEST_F(VeskTest, ConfigShowsFileOptionsAndWritesTheOutputFile) {
-  std::ofstream(dossier_ / "donnees" / "vesk.ini") << "application = Ventes\nentreprise = A\n";
+  std::ofstream(dossier_ / "donnees" / "vesk.ini")
+      << "application = Ventes\nentreprise = A\nscript = ecrans.txt\n";
   Execution e = Lance("--entreprise B --eol lf --output config.txt config", "VESK_DATA=donnees");
   EXPECT_EQ(e.status, 0) << e.erreurs;
   EXPECT_EQ(e.sortie, "");
@@ -97,6 +98,7 @@ TEST_F(VeskTest, ConfigShowsFileOptionsAndWritesTheOutputFile) {
   EXPECT_NE(texte.find("application = Ventes\n"), std::string::npos) << texte;
   EXPECT_NE(texte.find("entreprise = B\n"), std::string::npos) << texte;
   EXPECT_NE(texte.find("fins de ligne du code généré = lf"), std::string::npos) << texte;
+  EXPECT_NE(texte.find("script = donnees/ecrans.txt\n"), std::string::npos) << texte;
 
   std::ofstream(dossier_ / "donnees" / "vesk.ini") << "synchro = off\nsynchro = full\n";
   Execution mauvais = Lance("--data donnees");

@@ -225,7 +225,7 @@ TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
     fini = !panne.PoweredOff();
     OublieEtat();
     panne.Reboot();
-    ouvre("");
+    auto ass = ouvre("");
     EtatModule& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.dom_arbre, "TVA", etat.dom_fichier, trouve);
