@@ -25,7 +25,7 @@ struct Remap {
 // The entries of one tree: keys and records packed (key, then record, little-endian), and the
 // order they sort in.
 struct TreeWork {
-  const RebuildTree* spec = nullptr;
+  const RebuildTree* def = nullptr;
   std::string path;
   std::string packed;
   size_t count = 0;
@@ -33,7 +33,7 @@ struct TreeWork {
 };
 
 struct FileWork {
-  const RebuildFile* spec = nullptr;
+  const RebuildFile* def = nullptr;
   std::string path;
   DataHeader header;
   bool moves = false;          // its records get new numbers (chosen, with deleted records)
@@ -99,7 +99,7 @@ class Rebuilder {
 };
 
 Status Rebuilder::ReadHeader(FileWork& w) {
-  VESK_RETURN_IF_ERROR(dossier_.Chemin(w.spec->dependance, w.spec->name, ".DAT", false, &w.path));
+  VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, w.def->name, ".DAT", false, &w.path));
   std::unique_ptr<platform::File> f;
   VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(w.path, platform::OpenMode::kRead, &f)));
   char bytes[kDataHeaderSize];
@@ -191,24 +191,24 @@ Status Rebuilder::Prepare() {
   result_->files.assign(plan_.files.size(), {});
   for (size_t i = 0; i < plan_.files.size(); ++i) {
     FileWork& w = work_[i];
-    w.spec = &plan_.files[i];
+    w.def = &plan_.files[i];
     VESK_RETURN_IF_ERROR(ReadHeader(w));
-    if (w.spec->chosen && result_->chosen_path.empty()) result_->chosen_path = w.path;
-    if (w.spec->chosen && w.header.deleted > 0) {
+    if (w.def->chosen && result_->chosen_path.empty()) result_->chosen_path = w.path;
+    if (w.def->chosen && w.header.deleted > 0) {
       w.moves = w.rewrite = true;
       VESK_RETURN_IF_ERROR(MapRecords(w));
     }
   }
   VESK_RETURN_IF_ERROR(PlanChains());
   for (FileWork& w : work_) {
-    w.build_trees = w.spec->chosen || w.rewrite;
+    w.build_trees = w.def->chosen || w.rewrite;
     if (!w.build_trees) continue;
     const size_t live = w.header.last_record - w.header.deleted;
-    for (const RebuildTree& t : w.spec->trees) {
+    for (const RebuildTree& t : w.def->trees) {
       TreeWork tw;
-      tw.spec = &t;
+      tw.def = &t;
       tw.packed.reserve(live * (t.key_length + 4u));
-      VESK_RETURN_IF_ERROR(dossier_.Chemin(w.spec->dependance, t.name, ".DAB", true, &tw.path));
+      VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, t.name, ".DAB", true, &tw.path));
       w.trees.push_back(std::move(tw));
     }
   }
@@ -246,14 +246,14 @@ Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
   const std::string_view bytes(record, w.header.record_length);
   for (TreeWork& t : w.trees) {
     key_.clear();
-    VESK_RETURN_IF_ERROR(t.spec->key(bytes, &key_));
-    if (key_.size() > t.spec->key_length) {
-      return Status::InvalidArgument("B-arbre " + t.spec->name + " : la clé de l'enregistrement " +
+    VESK_RETURN_IF_ERROR(t.def->key(bytes, &key_));
+    if (key_.size() > t.def->key_length) {
+      return Status::InvalidArgument("B-arbre " + t.def->name + " : la clé de l'enregistrement " +
                                      std::to_string(no) + " de " + w.path + " a " +
                                      std::to_string(key_.size()) + " caractères, plus que " +
-                                     std::to_string(t.spec->key_length));
+                                     std::to_string(t.def->key_length));
     }
-    key_.resize(t.spec->key_length, ' ');
+    key_.resize(t.def->key_length, ' ');
     t.packed += key_;
     char r[4];
     std::memcpy(r, &no, 4);
@@ -295,7 +295,7 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
     VESK_RETURN_IF_ERROR(Renumber(w, no, copy));
     record = copy;
   }
-  if (w.spec->chosen) Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves});
+  if (w.def->chosen) Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves});
   return AddKeys(w, record, new_no);
 }
 
@@ -321,7 +321,7 @@ Status Rebuilder::Scan(size_t i) {
     return Status::Ok();
   });
   VESK_RETURN_IF_ERROR(s);
-  if (w.spec->chosen) {
+  if (w.def->chosen) {
     Tell({RebuildEvent::Kind::kCompacted, i, 0, 0, 0, result_->files[i].removed, w.moves});
   }
   if (!w.rewrite) return Status::Ok();
@@ -364,7 +364,7 @@ void RadixSort(Order& v) {
 
 // The bytes all keys of a tree share at their start: the sort compares from there on.
 size_t CommonPrefix(const TreeWork& t) {
-  const size_t k = t.spec->key_length, stride = k + 4;
+  const size_t k = t.def->key_length, stride = k + 4;
   size_t common = k;
   const char* first = t.packed.data();
   for (size_t e = 1; e < t.count && common > 0; ++e) {
@@ -381,7 +381,7 @@ size_t CommonPrefix(const TreeWork& t) {
 // records as the file numbers them now. Each entry sorts by the 8 bytes after the prefix all
 // keys share, the rest of the key compared only between equal ones.
 Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
-  const size_t k = t.spec->key_length, stride = k + 4;
+  const size_t k = t.def->key_length, stride = k + 4;
   const size_t from = t.count == 0 ? 0 : CommonPrefix(t);
   const size_t rest = k - from > 8 ? k - from - 8 : 0;
   const char* base = t.packed.data();
@@ -402,7 +402,7 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
       if (j - i > 1) std::sort(t.order.begin() + i, t.order.begin() + j, less);
     }
   }
-  if (t.spec->nature != 'P') return Status::Ok();
+  if (t.def->nature != 'P') return Status::Ok();
   for (size_t e = 1; e < t.count; ++e) {
     const char* a = base + t.order[e - 1].second * stride;
     const char* b = base + t.order[e].second * stride;
@@ -414,7 +414,7 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
       ra = w.back[ra];
       rb = w.back[rb];
     }
-    return Status::Duplicate("B-Arbre " + t.spec->name + " : clé « " + Shown({a, k}) +
+    return Status::Duplicate("B-Arbre " + t.def->name + " : clé « " + Shown({a, k}) +
                              " » en double (enregistrements " + std::to_string(ra) + " et " +
                              std::to_string(rb) + ")");
   }
@@ -428,13 +428,13 @@ Status Rebuilder::BuildTree(size_t i, size_t t) {
   VESK_RETURN_IF_ERROR(SortAndCheck(w, tw));
   const std::string aside = ReplaceSet::AsidePath(tw.path);
   std::unique_ptr<BTree> tree;
-  VESK_RETURN_IF_ERROR(BTree::Open(env_, aside, tw.spec->key_length, tw.spec->nature,
-                                   UpperAscii(w.spec->name), true, &tree));
-  const size_t stride = tw.spec->key_length + 4u;
+  VESK_RETURN_IF_ERROR(BTree::Open(env_, aside, tw.def->key_length, tw.def->nature,
+                                   UpperAscii(w.def->name), true, &tree));
+  const size_t stride = tw.def->key_length + 4u;
   VESK_RETURN_IF_ERROR(tree->Load(tw.count, [&](size_t e, const char** key, uint32_t* record) {
     const char* entry = tw.packed.data() + tw.order[e].second * stride;
     *key = entry;
-    std::memcpy(record, entry + tw.spec->key_length, 4);
+    std::memcpy(record, entry + tw.def->key_length, 4);
   }));
   VESK_RETURN_IF_ERROR(tree->Sync());
   result_->files[i].keys[t] = tw.count;
@@ -447,7 +447,7 @@ Status Rebuilder::BuildTree(size_t i, size_t t) {
 Status Rebuilder::Run() {
   VESK_RETURN_IF_ERROR(Prepare());
   for (size_t i = 0; i < work_.size(); ++i) {
-    result_->files[i].keys.assign(work_[i].spec->trees.size(), 0);
+    result_->files[i].keys.assign(work_[i].def->trees.size(), 0);
   }
   VESK_RETURN_IF_ERROR(set_.Begin(Targets()));
   Status s = RunBegun();
