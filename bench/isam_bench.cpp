@@ -9,6 +9,7 @@
 // "P:commit", its batch's commit alone), for `perf record -D -1 --control fifo:F`.
 // Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
 //                   [--repeat K] [--perf-fifo F --perf-phase P]
+//        isam_bench --durable [--records N] ; isam_bench --rebuild [--records N]
 #include <lmdb.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -27,6 +28,7 @@
 #include <vector>
 
 #include "isam_durable.h"  // isam_bench --durable
+#include "isam_rebuild.h"  // isam_bench --rebuild
 #include "srv/isam/dossier.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
@@ -446,6 +448,7 @@ Options Parse(int argc, char** argv) {
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::string(argv[i]) == "--durable") return durable::Main(argc, argv);
+    if (std::string(argv[i]) == "--rebuild") return rebuild::Main(argc, argv);
   }
   options = Parse(argc, argv);
   const Options& o = options;

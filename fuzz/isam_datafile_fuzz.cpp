@@ -1,7 +1,9 @@
-// Fuzzes the storage engine's readers of data files and journals: any bytes given as a data file
-// (.DAT) are either refused at open with an error or read record by record without a crash;
-// the same bytes given as the journal of a folder are either followed or ignored, and
-// recovery never fails on them nor leaves the journal behind.
+// Fuzzes the storage engine's readers of data files, journals and replacement records: any
+// bytes given as a data file (.DAT) are either refused at open with an error or read record by
+// record without a crash; the same bytes given as the journal of a folder are either followed
+// or ignored, and recovery never fails on them nor leaves the journal behind; given as the
+// replacement record of a rebuild (VESK.REC), they are refused, dropped or followed, never
+// leaving the record behind when recovery succeeds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +14,7 @@
 #include "srv/isam/data_file.h"
 #include "srv/isam/env.h"
 #include "srv/isam/journal.h"
+#include "srv/isam/replace_set.h"
 
 namespace {
 
@@ -35,6 +38,8 @@ void AsDataFile(const std::string& bytes) {
   std::string rec(df->RecordLength(), '\0');
   for (uint32_t no = 1; no <= df->LastRecord() && no <= 4096; ++no) {
     Require(df->Read(no, rec).ok(), "a record inside the file cannot be read");
+    bool deleted = false;
+    (void)df->IsDeleted(no, &deleted);
   }
   std::vector<uint32_t> deleted;
   if (df->LastRecord() <= 4096) (void)df->DeletedRecords(&deleted);
@@ -55,11 +60,27 @@ void AsJournal(const std::string& bytes) {
   if (s.ok()) Require(env.Contents("/f/VESK.JNL")->empty(), "journal left after recovery");
 }
 
+void AsReplaceRecord(const std::string& bytes) {
+  MemEnv env;
+  std::unique_ptr<vesk::platform::File> f;
+  for (const char* name : {"/f/VESK.REC", "/f/X.DAT", "/f/X.DAT.ANC", "/f/X.DAT.NEUF"}) {
+    Require(env.OpenFile(name, vesk::platform::OpenMode::kCreate, &f).ok(), "mem");
+  }
+  *env.Contents("/f/VESK.REC") = bytes;
+  bool found = false;
+  Status s = ReplaceSet::Recover(&env, "/f", &found);
+  Require(found, "record not seen");
+  bool left = false;
+  Require(env.FileExists("/f/VESK.REC", &left).ok(), "mem");
+  if (s.ok()) Require(!left, "record left after recovery");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string bytes(reinterpret_cast<const char*>(data), size);
   AsDataFile(bytes);
   AsJournal(bytes);
+  AsReplaceRecord(bytes);
   return 0;
 }

@@ -2,7 +2,8 @@
 # The test command: installs what is missing (Debian), then builds and tests Vesk four ways:
 #   native   Debug build with GCC, every test (build/)
 #   asan     AddressSanitizer + UndefinedBehaviorSanitizer build, every test (build-asan/)
-#   win      Windows cross-build (mingw-w64), every test program run under Wine (build-win/)
+#   win      Windows cross-build (mingw-w64), every test program run under Wine, and the COM
+#            server vesk.dll tested from real clients (scripts/test-com.sh) (build-win/)
 #   fuzz     libFuzzer build (clang), each target run a short while on its seeds (build-fuzz/)
 # Usage: bash scripts/test.sh [native] [asan] [win] [fuzz]      (no argument: all four)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
@@ -110,7 +111,7 @@ stage_win() {
         x86_64-w64-mingw32-objdump -p "$exe" | grep 'DLL Name'
         bad=1
       fi
-    done < <(find "$ROOT/build-win" -name '*.exe' -not -path '*/CMakeFiles/*')
+    done < <(find "$ROOT/build-win" \( -name '*.exe' -o -name '*.dll' \) -not -path '*/CMakeFiles/*')
     vesk_wine_prefix_make
     run_ctest win build-win "$start"
     vesk_wine_prefix_cleanup

@@ -1,6 +1,7 @@
-// The AsS commands of B-tree maintenance, registered when the program starts (every program
-// that links this folder compiles this file: see vesk_library).
+// The AsS commands of B-tree maintenance (LectBA, ReConsBA), registered when the program starts
+// (every program that links this folder compiles this file: see vesk_library).
 #include "btree/btree.h"
+#include "btree/reconstruction.h"
 #include "core/commandes_composant.h"
 
 namespace vesk::btree {
@@ -9,6 +10,7 @@ namespace {
 
 const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kLectBA, LectBA);
+  EnregistreCommande(CommandeAsS::kReConsBA, ReConsBA);
   return true;
 }();
 

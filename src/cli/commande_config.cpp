@@ -13,7 +13,7 @@ int CommandeConfig(Contexte& contexte) {
   sortie << DecritConfiguration(contexte.Config());
   sortie << "; encodage du code généré = " << NomEncodage(o.encodage) << "\n";
   sortie << "; fins de ligne du code généré = " << NomFinDeLigne(o.fin_de_ligne) << "\n";
-  if (o.script) sortie << "; script = " << *o.script << "\n";
+  if (o.script) sortie << "; --script = " << *o.script << "\n";
   return 0;
 }
 

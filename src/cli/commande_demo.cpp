@@ -1,4 +1,5 @@
-// `vesk demo [DIR]`: creates (or completes) a demo data folder holding a sample dictionary, then
+// `vesk demo [DIR]`: creates (or completes) a demo data folder holding a sample dictionary and
+// its application's data, then
 // shows what can be done with it.
 #include <ostream>
 
@@ -11,10 +12,14 @@ namespace vesk::cli {
 
 int CommandeDemo(Contexte& contexte) {
   Configuration config = DossierCible(contexte);
+  // The demo's application files belong to a company: its own, unless one is configured.
+  if (config.entreprise.empty()) config.entreprise = kEntrepriseDemo;
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, config);
   RemplitDemo(config.dossier);
+  RemplitDonneesDemo();
   composant->Termine();
-  contexte.Sortie() << "Dictionnaire de démonstration prêt dans " << config.dossier << "\n\n"
+  contexte.Sortie() << "Dictionnaire et données de démonstration prêts dans " << config.dossier
+                    << " (entreprise " << config.entreprise << ")\n\n"
                     << Menu();
   return 0;
 }

@@ -77,6 +77,7 @@ int CommandeDecl(Contexte& contexte);
 int CommandeInit(Contexte& contexte);
 int CommandeDemo(Contexte& contexte);
 int CommandeEntDom(Contexte& contexte);
+int CommandeReConsBA(Contexte& contexte);
 int CommandeEdtDom(Contexte& contexte);
 int CommandeEntFic(Contexte& contexte);
 int CommandeEntBa(Contexte& contexte);

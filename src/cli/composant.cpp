@@ -5,78 +5,14 @@
 #include "dom/dom.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
+#ifndef _WIN32
 #include "srv/report/pdf/pdf_renderer.h"
-#include "srv/report/srv_edition_impl.h"
-#include "srv/script/srv_script_impl.h"
-#include "srv/standard/fabrique_standard.h"
-#include "srv/tui/srv_choix_impl.h"
-#include "srv/tui/srv_ecran_impl.h"
-#include "srv/tui/srv_message_impl.h"
-#include "srv/tui/srv_saisie_impl.h"
+#endif
+#include "srv/standard/interface_hote.h"
 
 namespace vesk::cli {
 
 namespace {
-
-// The terminal shared by the screen services of the thread, opened by the first that needs it
-// and given back when the last of them goes.
-class TerminalPartage {
- public:
-  std::shared_ptr<tui::Console> Console() {
-    std::shared_ptr<tui::Console> console = console_.lock();
-    if (console == nullptr) {
-      console = std::make_shared<tui::Console>(tui::OuvreTerminal());
-      console_ = console;
-    }
-    return console;
-  }
-
- private:
-  std::weak_ptr<tui::Console> console_;
-};
-
-ServicesInterface EcransTerminal(const Configuration& config) {
-  auto terminal = std::make_shared<TerminalPartage>();
-  ServicesInterface i;
-  i.saisie = [terminal] { return std::make_unique<tui::SrvSaisieImpl>(terminal->Console()); };
-  // The key codes need no terminal; the watch for Esc during a listing does, when there is one.
-  i.ecran = [terminal, nom = config.application] {
-    return std::make_unique<tui::SrvEcranImpl>(
-        platform::SortieEstTerminal() ? terminal->Console() : nullptr, nom);
-  };
-  i.choix = [terminal] { return std::make_unique<tui::SrvChoixImpl>(terminal->Console()); };
-  i.message = [terminal] { return std::make_unique<tui::SrvMessageImpl>(terminal->Console()); };
-  return i;
-}
-
-ServicesInterface EcransScript(const Configuration& config,
-                               const std::shared_ptr<script::Session>& session) {
-  ServicesInterface i;
-  i.saisie = [session] { return std::make_unique<script::SrvSaisieImpl>(session); };
-  i.ecran = [session, nom = config.application] {
-    return std::make_unique<script::SrvEcranImpl>(session, nom);
-  };
-  i.choix = [session] { return std::make_unique<script::SrvChoixImpl>(session); };
-  i.message = [session] { return std::make_unique<script::SrvMessageImpl>(session); };
-  return i;
-}
-
-// Listings in the configured folder (or the imposed file), PDF natively, cancelled by the
-// thread's screen service.
-std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& config,
-                                                      const std::string& fichier) {
-  return [dossier = config.DossierEditions(), fichier] {
-    ConfigEdition c;
-    c.dossier = dossier;
-    c.fichier_impose = fichier;
-    c.annule = EditionAnnulee;
-    c.visionne = [](std::string_view titre, std::string_view texte) {
-      Etat().Message().Visionne(texte, titre);
-    };
-    c.pdf = report::MakePdfRenderer();
-    return std::make_unique<SrvEditionImpl>(std::move(c));
-  };
-}
 
 std::shared_ptr<std::ofstream> OuvreTranscription(const std::string& chemin) {
   auto flux = std::make_shared<std::ofstream>(chemin, std::ios::binary | std::ios::trunc);
@@ -155,7 +91,16 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   options.config = config;
   options.affichage_anomalie = AfficheurAnomalies(contexte.Erreurs());
   options.interface = session ? EcransScript(config, session) : EcransTerminal(config);
-  options.interface.edition = Editions(config, fichier_edition);
+  EditionsHote editions;
+  editions.fichier = fichier_edition;
+  editions.annule = EditionAnnulee;
+  editions.visionne = [](std::string_view titre, std::string_view texte) {
+    Etat().Message().Visionne(texte, titre);
+  };
+#ifndef _WIN32
+  editions.pdf = report::MakePdfRenderer;  // Windows: text listings
+#endif
+  options.interface.edition = Editions(config, std::move(editions));
   OublieEtat();
   InstalleServicesThread(CreateurStandard(std::move(options)));
   auto composant = std::make_unique<Composant>(session, transcription, config.dossier);

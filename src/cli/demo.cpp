@@ -25,7 +25,8 @@ void EcritConfiguration(const std::string& dossier) {
   if (!st.ok()) throw ErreurService("Démonstration", chemin, st.message);
   if (existe) return;
   std::ofstream sortie(chemin, std::ios::binary | std::ios::trunc);
-  sortie << "; Application de démonstration de Vesk : facturation\napplication = FACTU\n";
+  sortie << "; Application de démonstration de Vesk : facturation\napplication = FACTU\n"
+         << "entreprise = " << kEntrepriseDemo << "\n";
   sortie.close();
   if (!sortie) throw ErreurService("Démonstration", chemin, "écriture du fichier impossible");
 }

@@ -13,6 +13,14 @@ namespace vesk::cli {
 // files). A dictionary that is the demo's already is left as it is; any other is refused.
 void RemplitDemo(const std::string& dossier);
 
+// The company of the demo's application files.
+inline constexpr const char* kEntrepriseDemo = "01";
+
+// Writes the demo application's data (customers, invoices and their chained lines, a few of
+// each deleted, and their B-trees) into the current company's folder, unless its customer file
+// exists already. One batch: all of it, or nothing.
+void RemplitDonneesDemo();
+
 }  // namespace vesk::cli
 
 #endif  // VESK_CLI_DEMO_H_

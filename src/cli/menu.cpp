@@ -1,7 +1,12 @@
 #include "cli/menu.h"
 
+#ifdef _WIN32
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
+#include <cstdio>
 #include <iostream>
 #include <string>
 
@@ -20,7 +25,7 @@ constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Ap
 // The commands offered: the screens and listings of the data folder.
 bool DansLeMenu(const Commande& c) {
   for (std::string_view nom : {"entfic", "entdom", "edtdom", "edtfic", "edtlfic", "ficapp",
-                               "lectba", "entba", "entchain", "genps", "genpe"}) {
+                               "lectba", "reconsba", "entba", "entchain", "genps", "genpe"}) {
     if (c.nom == nom) return true;
   }
   return false;
@@ -90,7 +95,12 @@ void Lance(const Commande& commande, Contexte& contexte) {
 
 bool MenuInteractif(const Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  return !o.sortie && !o.script && ::isatty(STDIN_FILENO) != 0 && platform::SortieEstTerminal();
+#ifdef _WIN32
+  const bool entree_terminal = ::_isatty(::_fileno(stdin)) != 0;
+#else
+  const bool entree_terminal = ::isatty(STDIN_FILENO) != 0;
+#endif
+  return !o.sortie && !o.script && entree_terminal && platform::SortieEstTerminal();
 }
 
 int MenuTerminal(Contexte& contexte) {

@@ -42,6 +42,11 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
   app.add_flag("--csv", o.csv, "Avec genpe NOM : un programme de sortie au format CSV (défaut)")
       ->group("Options");
   app.add_flag("--edition", o.edition, "Avec genpe NOM : un programme d'édition")->group("Options");
+  app.add_flag("--tous", o.tous, "Avec reconsba : reconstruit tous les fichiers, sans écran")
+      ->group("Options");
+  app.add_flag("--force", o.force,
+               "Avec reconsba NOM : compacte même quand des rubriques E ne suivent aucun chaînage")
+      ->group("Options");
   Texte(app, "--output", o.sortie, "FICHIER", "Écrit le résultat dans ce fichier");
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
       ->type_name("COMMANDE");

@@ -31,6 +31,8 @@ struct OptionsLigne {
   bool essai = false;                  // --dry-run: check only (import)
   bool csv = false;                    // --csv: genpe NOM writes a CSV export
   bool edition = false;                // --edition: genpe NOM writes a printed report
+  bool tous = false;                   // --tous: reconsba rebuilds every file
+  bool force = false;                  // --force: reconsba goes on past E fields it cannot follow
   std::string commande;                // empty: the menu
   std::vector<std::string> arguments;  // what follows the command
 };

@@ -88,7 +88,8 @@ TEST_F(VeskTest, ErrorsEndWithAMessageAndStatusOne) {
 }
 
 TEST_F(VeskTest, ConfigShowsFileOptionsAndWritesTheOutputFile) {
-  std::ofstream(dossier_ / "donnees" / "vesk.ini") << "application = Ventes\nentreprise = A\n";
+  std::ofstream(dossier_ / "donnees" / "vesk.ini")
+      << "application = Ventes\nentreprise = A\nscript = ecrans.txt\n";
   Execution e = Lance("--entreprise B --eol lf --output config.txt config", "VESK_DATA=donnees");
   EXPECT_EQ(e.status, 0) << e.erreurs;
   EXPECT_EQ(e.sortie, "");
@@ -97,6 +98,7 @@ TEST_F(VeskTest, ConfigShowsFileOptionsAndWritesTheOutputFile) {
   EXPECT_NE(texte.find("application = Ventes\n"), std::string::npos) << texte;
   EXPECT_NE(texte.find("entreprise = B\n"), std::string::npos) << texte;
   EXPECT_NE(texte.find("fins de ligne du code généré = lf"), std::string::npos) << texte;
+  EXPECT_NE(texte.find("script = donnees/ecrans.txt\n"), std::string::npos) << texte;
 
   std::ofstream(dossier_ / "donnees" / "vesk.ini") << "synchro = off\nsynchro = full\n";
   Execution mauvais = Lance("--data donnees");
@@ -419,6 +421,89 @@ TEST_F(VeskTest, GenpsAndGenpeWriteTheProgramsOfAFile) {
     EXPECT_EQ(e.status, 1) << c.arguments;
     EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << "\n" << e.erreurs;
   }
+}
+
+// The rebuild on the demo's data: without screens (a summary per file), through the screen
+// with a script, and what it refuses.
+TEST_F(VeskTest, ReconsbaOnTheDemoData) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  Execution lignes = Lance("--data donnees reconsba faclig");
+  EXPECT_EQ(lignes.status, 0) << lignes.erreurs;
+  EXPECT_NE(lignes.sortie.find("FACLIG : 2278 enregistrements gardés, 122 supprimés ; FACTUR "
+                               "réenregistré ; B-Arbre FAC1 : 766 clés ("),
+            std::string::npos)
+      << lignes.sortie;
+  EXPECT_NE(lignes.sortie.find("Travaux post-reconstruction : Attention veuillez verifier"),
+            std::string::npos);
+  const std::string d = (dossier_ / "donnees").string();
+  std::vector<vesk::isam::ChainageVerif> chainages;
+  vesk::isam::RapportVerif rapport;
+  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d, {d + "/01"},
+                                                  &chainages, &rapport)
+                  .ok());
+  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
+  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  EXPECT_EQ(rapport.supprimes, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
+
+  std::ofstream(dossier_ / "choix.script") << "choose 6\nok\n";
+  Execution ecran = Lance("--data donnees --script choix.script --transcript choix.txt reconsba");
+  EXPECT_EQ(ecran.status, 0) << ecran.erreurs;
+  const std::string t = Contenu(dossier_ / "choix.txt");
+  EXPECT_NE(t.find("-> 6 «[[CLIENT,CLI1 CLI2]]»"), std::string::npos) << t;
+  EXPECT_NE(t.find("Message B «17 Nb Enregist Supprimés"), std::string::npos) << t;
+  EXPECT_NE(t.find("Message B «B-Arbre CLI2 : 283 clés»"), std::string::npos) << t;
+
+  struct Cas {
+    const char* arguments;
+    const char* message;
+  };
+  for (const Cas& c : {Cas{"--data donnees reconsba NOPE", "fichier inconnu du dictionnaire"},
+                       Cas{"--data donnees reconsba --force", "avec des noms de fichiers"},
+                       Cas{"--data donnees reconsba CLIENT --tous", "pas les deux"}}) {
+    Execution e = Lance(c.arguments);
+    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << "\n" << e.erreurs;
+  }
+}
+
+// The bytes of the files a rebuild of FACLIG replaces.
+std::string Ensemble(const fs::path& entreprise) {
+  return Contenu(entreprise / "FACLIG.DAT") + Contenu(entreprise / "FACTUR.DAT") +
+         Contenu(entreprise / "FAC1.DAB");
+}
+
+// vesk reconsba killed at instants spread over its run: the next command finds the set of
+// files as it was or as the rebuild makes it, never a mix.
+TEST_F(VeskTest, ARebuildKilledAtAnyInstantLeavesTheOldOrTheNewFiles) {
+  ASSERT_EQ(Lance("demo temoin").status, 0);
+  const std::string ancien = Ensemble(dossier_ / "temoin" / "01");
+  const uint64_t debut = vesk::platform::HorlogeNs();
+  ASSERT_EQ(Lance("--data temoin reconsba FACLIG").status, 0);
+  const double duree_ms = static_cast<double>(vesk::platform::HorlogeNs() - debut) / 1e6;
+  const std::string nouveau = Ensemble(dossier_ / "temoin" / "01");
+  int anciens = 0, nouveaux = 0;
+  for (double part : {0.1, 0.3, 0.5, 0.6, 0.7, 0.8, 0.85, 0.9, 0.95, 1.0, 1.1, 1.3}) {
+    fs::remove_all(dossier_ / "donnees");
+    ASSERT_EQ(Lance("demo donnees").status, 0);
+    const std::string commande = "cd '" + dossier_.string() + "' && exec '" + VESK_BINAIRE +
+                                 "' --data donnees reconsba FACLIG >/dev/null 2>&1";
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      execl("/bin/sh", "sh", "-c", commande.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    usleep(static_cast<useconds_t>(part * duree_ms * 1000));
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_EQ(Lance("--data donnees export").status, 0);  // the next user finishes or undoes
+    const std::string apres = Ensemble(dossier_ / "donnees" / "01");
+    ASSERT_TRUE(apres == ancien || apres == nouveau) << "tué après " << part * duree_ms << " ms";
+    (apres == nouveau ? nouveaux : anciens)++;
+  }
+  std::printf("reconstruction tuée : %d fois les anciens fichiers, %d fois les nouveaux\n", anciens,
+              nouveaux);
 }
 
 }  // namespace

@@ -57,13 +57,15 @@ constexpr std::array<MethodeEnregistrement, 10> kMethodes = {{
 
 std::shared_ptr<AsS> AsS::Cree() { return std::shared_ptr<AsS>(new AsS()); }
 
+AsS::~AsS() { OublieEtatDe(this); }
+
 std::shared_ptr<IAsS> AsS::InstanceAsS() { return shared_from_this(); }
 
 void AsS::ModifEntParam(int32_t) {}
 
 void AsS::OuvS() {
   EtatModule& etat = Etat();
-  etat.proprietaire = shared_from_this();
+  etat.proprietaire = this;
   OuvreFichier(etat, kFic, etat.fic_fichier, this);
   etat.fic.Efface();
   OuvreArbre(etat, kFic, etat.fic_arbre);

@@ -2,7 +2,10 @@
 // per user command. The object holds no state of its own: every method works on the calling
 // thread's module state (etat_module.h). It is also the owner of the dictionary files: the
 // storage services call back its Lire.../Ecrire... methods by name.
-// Thread rules: an object is used from the thread that created it (single-threaded apartment).
+// The thread's state keeps no reference to its owner: destroying the object that opened the
+// dictionary closes the thread's files and services (the last release of a COM object does).
+// Thread rules: an object is used, and destroyed, on the thread that created it (single-threaded
+// apartment).
 #ifndef VESK_CORE_ASS_H_
 #define VESK_CORE_ASS_H_
 
@@ -48,6 +51,8 @@ class AsS : public IAsS, public Proprietaire, public std::enable_shared_from_thi
  public:
   // Objects are shared: InstanceAsS hands out new references to the same object.
   static std::shared_ptr<AsS> Cree();
+  // Drops the thread's module state when this object opened it (OublieEtatDe).
+  ~AsS() override;
 
   std::shared_ptr<IAsS> InstanceAsS() override;
   void ModifEntParam(int32_t parametre) override;

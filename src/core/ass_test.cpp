@@ -253,6 +253,28 @@ TEST_F(AsSTest, ThreadsKeepSeparateStates) {
   EXPECT_EQ(Etat().dom[kCoDom].substr(0, 9), "PRINCIPAL");
 }
 
+// The state keeps no reference to its owner: the owner's destruction closes the thread's files
+// (the last release of a COM object); another object of the thread going changes nothing.
+TEST_F(AsSTest, DestroyingTheOwnerClosesTheThreadsFiles) {
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  EXPECT_EQ(ass.use_count(), 1);
+  std::weak_ptr<AsS> faible = ass;
+  auto autre = AsS::Cree();
+  Etat().dom.Affecte(kCoDom, "GARDE");
+  autre.reset();
+  EXPECT_EQ(Etat().dom[kCoDom].substr(0, 5), "GARDE");
+  EXPECT_NE(Etat().dom_fichier, 0);
+  ass.reset();
+  EXPECT_TRUE(faible.expired());
+  EXPECT_EQ(Etat().dom_fichier, 0);  // a fresh state: the files were closed
+  EXPECT_EQ(Etat().proprietaire, nullptr);
+  // Closed indeed: the folder's files can be opened again by a new owner.
+  auto nouveau = AsS::Cree();
+  nouveau->OuvS();
+  EXPECT_EQ(Etat().proprietaire, nouveau.get());
+}
+
 TEST_F(AsSTest, WithoutServicesTheFirstUseFailsClearly) {
   InstalleServicesThread(nullptr);
   OublieEtat();

@@ -84,6 +84,7 @@ class ComposantEssai : public ::testing::Test {
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
     ass->OuvS();
+    ouvert_ = ass;
     return ass;
   }
 
@@ -102,6 +103,8 @@ class ComposantEssai : public ::testing::Test {
 
   std::filesystem::path dossier_;
   std::shared_ptr<script::Session> session_;
+  // The object that opened the dictionary, kept: destroying it would close the dictionary.
+  std::shared_ptr<AsS> ouvert_;
 };
 
 }  // namespace vesk

@@ -117,6 +117,11 @@ EtatModule& Etat() {
 
 void OublieEtat() { EtatThread().Remplace(nullptr); }
 
+void OublieEtatDe(const Proprietaire* proprietaire) {
+  const EtatModule* etat = EtatThread().Pointeur();
+  if (etat != nullptr && etat->proprietaire == proprietaire) OublieEtat();
+}
+
 bool EditionAnnulee() {
   int16_t annule = 0;
   Etat().Ecran().Annule(annule);

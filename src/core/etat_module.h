@@ -49,9 +49,11 @@ class EtatModule {
   int16_t fic_fichier = 0, lfic_fichier = 0, dom_fichier = 0, ba_fichier = 0, chain_fichier = 0;
   int16_t fic_arbre = 0, dom_arbre = 0, ba_arbre = 0, chain_arbre = 0;
 
-  // The owner of the dictionary files (the AsS object that opened them), kept alive as long as
-  // the files it answers for stay open, as a COM service holds a reference to its owner.
-  std::shared_ptr<Proprietaire> proprietaire;
+  // The owner of the dictionary files: the AsS object that opened them. Not a reference: the
+  // state never keeps its owner alive (a COM object would then never be released). Instead the
+  // owner's destruction drops the state (OublieEtatDe), so that no service can call back into
+  // a destroyed object.
+  const Proprietaire* proprietaire = nullptr;
 
   // Current record fields of the dictionary files.
   Enregistrement fic{kFic.nom, kChampsFic};
@@ -97,6 +99,9 @@ EtatModule& Etat();
 // Drops the calling thread's module state (its services close their files); the next use
 // starts afresh. For hosts that end a session, and for tests.
 void OublieEtat();
+// Drops the calling thread's module state when `proprietaire` is the owner of its dictionary
+// files (its files and services close); does nothing otherwise. Called by AsS's destructor.
+void OublieEtatDe(const Proprietaire* proprietaire);
 
 // True once the user has cancelled the listing in progress (the thread's SrvEcran::Annule is not
 // 0). The one cancellation check of listings: the component's listings ask it, and a host gives

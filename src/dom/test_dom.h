@@ -17,6 +17,7 @@
 #include "core/essai_composant.h"
 #include "core/etat_module.h"
 #include "dom/dom.h"
+#include "srv/erreur_service.h"
 #include "srv/report/srv_edition_impl.h"
 #include "srv/script/srv_script_impl.h"
 #include "srv/standard/fabrique_standard.h"
@@ -113,6 +114,15 @@ class DomTest : public ComposantEssai {
     std::string texte;
     Etat().Donnee().LireFichier(Etat().dom_fichier, e, texte);
     return texte;
+  }
+  // Whether record e of Dom was given back (deleted): reading it into the fields is refused.
+  bool Rendu(int32_t e) {
+    try {
+      Etat().Donnee().LireEnr(Etat().dom_fichier, e);
+    } catch (const ErreurService& erreur) {
+      return std::string(erreur.what()).find("supprimé") != std::string::npos;
+    }
+    return false;
   }
 
   int annule_au_ = 0;

@@ -116,6 +116,12 @@ void ConsoleUtf8();
 // Value of an environment variable (UTF-8), empty when unset.
 std::string Environnement(const char* name);
 
+#ifdef _WIN32
+// UTF-8 to UTF-16 (Windows' wide strings) and back; invalid UTF-8 bytes become U+FFFD.
+std::wstring Large(std::string_view texte);
+std::string Etroit(std::wstring_view texte);
+#endif
+
 // One pointer per thread, whose value is destroyed by `detruit` when its thread ends (or when
 // the key itself goes, for the thread that destroys the key). Use ParThread<T> below rather
 // than a thread_local object with a destructor: with mingw-w64's emulated TLS such an object is

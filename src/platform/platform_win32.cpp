@@ -32,16 +32,17 @@ std::string ToUtf8(std::wstring_view text) {
   return out;
 }
 
-// UTF-8 to UTF-16; false when the text is not valid UTF-8.
-bool ToWide(std::string_view text, std::wstring* out) {
+// UTF-8 to UTF-16; false when the text is not valid UTF-8 (with flags 0, invalid bytes become
+// U+FFFD instead).
+bool ToWide(std::string_view text, std::wstring* out, DWORD flags = MB_ERR_INVALID_CHARS) {
   out->clear();
   if (text.empty()) return true;
-  int size = ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
-                                   static_cast<int>(text.size()), nullptr, 0);
+  int size =
+      ::MultiByteToWideChar(CP_UTF8, flags, text.data(), static_cast<int>(text.size()), nullptr, 0);
   if (size <= 0) return false;
   out->resize(static_cast<size_t>(size));
-  ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()),
-                        out->data(), size);
+  ::MultiByteToWideChar(CP_UTF8, flags, text.data(), static_cast<int>(text.size()), out->data(),
+                        size);
   return true;
 }
 
@@ -292,6 +293,14 @@ IoStatus CreateOneDirectory(const std::string& partial) {
 }
 
 }  // namespace
+
+std::wstring Large(std::string_view texte) {
+  std::wstring large;
+  ToWide(texte, &large, 0);
+  return large;
+}
+
+std::string Etroit(std::wstring_view texte) { return ToUtf8(texte); }
 
 IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out) {
   std::wstring wide;

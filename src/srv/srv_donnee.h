@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "srv/proprietaire.h"
+#include "srv/reconstruction.h"
 
 namespace vesk {
 
@@ -69,6 +70,20 @@ class SrvDonnee {
   virtual void DebutLot() = 0;
   virtual void FinLot() = 0;
   virtual void AnnuleLot() = 0;
+
+  // Whether the data file nom (letters and digits, without extension) exists, at the root or,
+  // company-dependent, in the current company's folder (false when no company is current).
+  virtual void ExisteDonnee(bool dependance_entreprise, std::string_view nom, bool& existe) = 0;
+  // The number of deleted records of the data file nom, as last committed.
+  virtual void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) = 0;
+  // Rebuilds as plan says (reconstruction.h): the chosen file compacted, the chaining pointers
+  // that held its moved records renumbered, every B-tree of the files rewritten built again;
+  // the new files are written aside and put in place together, under the folder's exclusive
+  // lock, after every commit is on disk. A refusal for what the files hold is given in
+  // bilan.refus, the files left as they were; any other failure throws ErreurService, bilan
+  // filled (copie_echouee: the old files stay). Outside any batch.
+  virtual void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
+                           BilanReconstruction& bilan) = 0;
 };
 
 }  // namespace vesk

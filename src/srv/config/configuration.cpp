@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kOperation = "Lecture de la configuration";
 constexpr std::string_view kClesConnues =
-    "application, entreprise, editions, separateur_csv, synchro";
+    "application, entreprise, editions, separateur_csv, synchro, script";
 constexpr std::string_view kBlancs = " \t\r\n";
 
 bool EstBlanc(char c) { return kBlancs.find(c) != std::string_view::npos; }
@@ -62,6 +62,10 @@ std::string Affecte(Configuration& config, const std::string& cle, std::string_v
     std::string v = text::LowerAscii(valeur);
     if (v != "full" && v != "off") return refus + "full ou off attendu";
     config.synchro = v == "full" ? Synchro::kFull : Synchro::kOff;
+  } else if (cle == "script") {
+    if (valeur.empty()) return refus + "un fichier est attendu";
+    if (ContientControle(valeur)) return refus + "caractère de contrôle";
+    config.script = valeur;
   } else {
     return "clé inconnue " + Cite(cle) + " (clés reconnues : " + std::string(kClesConnues) + ")";
   }
@@ -87,10 +91,13 @@ size_t DebutCommentaire(std::string_view s) {
 }  // namespace
 
 std::string Configuration::DossierEditions() const {
-  if (editions.empty()) return platform::JoinPath(dossier, "EDITIONS");
-  bool absolu = editions.front() == '/' || editions.front() == '\\' ||
-                (editions.size() >= 2 && editions[1] == ':');
-  return absolu ? editions : platform::JoinPath(dossier, editions);
+  return Chemin(editions.empty() ? "EDITIONS" : editions);
+}
+
+std::string Configuration::Chemin(std::string_view chemin) const {
+  bool absolu = !chemin.empty() && (chemin.front() == '/' || chemin.front() == '\\' ||
+                                    (chemin.size() >= 2 && chemin[1] == ':'));
+  return absolu ? std::string(chemin) : platform::JoinPath(dossier, chemin);
 }
 
 std::string Configuration::CheminDonnees(std::string_view nom) const {
@@ -112,6 +119,7 @@ std::string DecritConfiguration(const Configuration& config) {
   out += "editions = " + valeur(config.DossierEditions()) + "\n";
   out += "separateur_csv = " + valeur(config.separateur_csv) + "\n";
   out += "synchro = " + std::string(NomSynchro(config.synchro)) + "\n";
+  if (!config.script.empty()) out += "script = " + valeur(config.Chemin(config.script)) + "\n";
   return out;
 }
 

@@ -1,5 +1,5 @@
 // The configuration of one run: the data folder and the values of vesk.ini (application,
-// entreprise, editions, separateur_csv, synchro), overridden by the host's own options.
+// entreprise, editions, separateur_csv, synchro, script), overridden by the host's own options.
 // Plain data and checks only (standard library), so every host shares the same rules; a reader
 // object is used by one thread at a time.
 //
@@ -38,6 +38,12 @@ struct Configuration {
   std::string editions;              // listings folder; empty: EDITIONS under the data folder
   std::string separateur_csv = ";";  // field separator of generated CSV exports
   Synchro synchro = Synchro::kFull;
+  // A script answering the screens, for the hosts without a command line (the COM server;
+  // `vesk` has --script); empty: none.
+  std::string script;
+
+  // A path of the configuration: as written when absolute, else under the data folder.
+  std::string Chemin(std::string_view chemin) const;
 
   // The listings folder: `editions` when absolute, else joined to the data folder.
   std::string DossierEditions() const;

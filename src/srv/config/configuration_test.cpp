@@ -127,7 +127,8 @@ TEST(ConfigurationTest, OptionsOverrideWithTheSameChecks) {
 
 TEST(ConfigurationTest, DescriptionReadsBack) {
   Configuration config =
-      Lit("application = Ventes ; 2025\nseparateur_csv = \";\"\nentreprise = A1\nsynchro = off\n");
+      Lit("application = Ventes ; 2025\nseparateur_csv = \";\"\nentreprise = A1\nsynchro = off\n"
+          "script = ecrans.txt\n");
   std::string texte = DecritConfiguration(config);
   EXPECT_NE(texte.find("dossier = /donnees\n"), std::string::npos) << texte;
   // Every key but `dossier` reads back to the same values.
@@ -138,6 +139,8 @@ TEST(ConfigurationTest, DescriptionReadsBack) {
   EXPECT_EQ(relue.entreprise, "A1");
   EXPECT_EQ(relue.synchro, Synchro::kOff);
   EXPECT_EQ(relue.DossierEditions(), config.DossierEditions());
+  EXPECT_EQ(relue.Chemin(relue.script), platform::JoinPath("/donnees", "ecrans.txt"));
+  EXPECT_NE(ErreurDe("script =\n").find("un fichier est attendu"), std::string::npos);
 }
 
 }  // namespace

@@ -86,6 +86,14 @@ class BTree {
   // the same leaf or the next one (if that one is cached) and the tree has not changed since;
   // 0 otherwise. Reads nothing from the file. A walk reads that record ahead.
   uint32_t RecordAhead(uint32_t distance);
+  // The entries of a bulk load: entry i (from 0) gives a key of key_length bytes and its record.
+  using Entree = std::function<void(size_t i, const char** key, uint32_t* record)>;
+  // Fills a new, empty tree with count entries given in ascending order ((key, record) order on
+  // a secondary tree), bottom up, every node filled to 7/8 of what it holds. Duplicate naming
+  // both records when a primary tree would get a key twice; InvalidArgument when the tree is
+  // not empty or the entries are out of order. Meant for a file written aside (rebuild): its
+  // blocks are written as it goes, outside any journal.
+  Status Load(size_t count, const Entree& entree);
   // Calls visit for every entry in order until it returns false. visit must not change the tree.
   Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
 
@@ -99,6 +107,9 @@ class BTree {
   // Rereads the header and forgets the cached nodes, after another process changed the file.
   // InvalidArgument when changes of this handle are not flushed yet.
   Status Reload();
+  // Opens the file again by its path (a rebuild replaced it) and reads its header, whose key
+  // length and nature may have changed with its table's.
+  Status Reopen();
 
   // The header's values live in memory while operations change the tree; they reach node 0
   // (with its checksum) when the pager is flushed or prepared for a flush, so that a batch of

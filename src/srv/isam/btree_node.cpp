@@ -416,6 +416,24 @@ Status BTree::Reload() {
   return m.LoadHeader(h, size);
 }
 
+Status BTree::Reopen() {
+  Impl& m = *impl_;
+  if (m.header_dirty || m.header_changed) {
+    return Status::InvalidArgument("B-arbre " + m.path +
+                                   " : des modifications ne sont pas encore écrites");
+  }
+  VESK_RETURN_IF_ERROR(m.pager->Reattach());
+  uint64_t size = m.pager->Size();
+  if (size < hdr::kSize) return m.Corrupt(size == 0 ? "fichier vide" : "en-tête incomplet");
+  char h[hdr::kSize];
+  VESK_RETURN_IF_ERROR(m.pager->Read(0, h));
+  if (Load32(h + hdr::kNodeLenAt) != m.pager->BlockSize()) {
+    return m.Corrupt("longueur de noeud changée : rouvrir le B-arbre");
+  }
+  ++m.mods;
+  return m.LoadHeader(h, size);
+}
+
 BTree::BTree(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 BTree::~BTree() = default;
 

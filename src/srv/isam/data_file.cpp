@@ -53,9 +53,9 @@ Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) 
     return Status::Corruption(path + " n'est pas un fichier de données Vesk (signature inconnue)");
   }
   h->version = static_cast<uint16_t>(GetLe(in + 8, 2));
-  if (h->version != kDataFormatVersion) {
+  if (h->version != kDataFormatVersion && h->version != kDataFormatVersion1) {
     return Status::Corruption(path + " : version de format " + std::to_string(h->version) +
-                              " inconnue (attendue " + std::to_string(kDataFormatVersion) + ")");
+                              " inconnue (1 ou " + std::to_string(kDataFormatVersion) + ")");
   }
   if (GetLe(in + 10, 2) != kDataHeaderSize) {
     return Status::Corruption(path + " : taille d'en-tête incorrecte");
@@ -79,6 +79,11 @@ Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h) 
     return Status::Corruption(path + " : plus d'enregistrements supprimés que d'enregistrements");
   }
   return Status::Ok();
+}
+
+bool SlotDeleted(const DataHeader& h, const char* slot) {
+  if (h.version >= 2) return slot[0] == kSlotDeleted;
+  return std::string_view(slot, kDeletedMark.size()) == kDeletedMark;
 }
 
 DataFile::DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only)
@@ -113,6 +118,11 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
   bool fresh =
       !exists || (pager->Size() == 0 && options.create && !options.read_only && record_length != 0);
   if (fresh) {
+    if (options.version != kDataFormatVersion && options.version != kDataFormatVersion1) {
+      return Status::InvalidArgument("version de format " + std::to_string(options.version) +
+                                     " refusée pour " + path);
+    }
+    header.version = options.version;
     header.record_length = record_length;
     header.label = std::string(options.label.substr(0, kLabelLength));
     EncodeDataHeader(header, bytes);
@@ -137,7 +147,7 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
 }
 
 Status DataFile::CheckSize(const DataHeader& h) const {
-  uint64_t need = kDataHeaderSize + uint64_t{h.last_record} * h.record_length;
+  uint64_t need = SlotOffset(h, h.last_record + 1);
   if (pager_->Size() < need) {
     return Status::Corruption(Path() + " : fichier tronqué (" + std::to_string(pager_->Size()) +
                               " octets pour " + std::to_string(h.last_record) +
@@ -171,6 +181,11 @@ Status DataFile::Recharge() {
   return Status::Ok();
 }
 
+Status DataFile::Reopen() {
+  VESK_RETURN_IF_ERROR(pager_->Reattach());
+  return Recharge();
+}
+
 const std::string& DataFile::Path() const { return pager_->Path(); }
 
 uint64_t DataFile::FileBytes() const { return pager_->Size(); }
@@ -196,37 +211,45 @@ Status DataFile::Read(uint32_t no, std::span<char> out) {
   return pager_->Read(Offset(no), out.first(header_.record_length));
 }
 
-Status DataFile::View(uint32_t no, const char** bytes) {
-  // The record viewed last, again (a lookup's deletion check, then the owner's read): its
-  // place holds while no block left the cache.
+Status DataFile::ViewSlot(uint32_t no, const char** slot) {
+  // The slot viewed last, again (a lookup's deletion check, then the owner's read): its place
+  // holds while no block left the cache.
   if (no == viewed_no_ && no <= header_.last_record && pager_->Generation() == viewed_gen_) {
-    *bytes = viewed_;
+    *slot = viewed_;
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
-  const uint64_t offset = Offset(no);
-  const uint64_t block = offset / kBlockSize;
-  if ((offset + header_.record_length - 1) / kBlockSize != block) {
-    scratch_.resize(header_.record_length);
-    VESK_RETURN_IF_ERROR(pager_->Read(offset, scratch_));
-    *bytes = scratch_.data();
+  const uint64_t at = Slot(no);
+  const uint32_t length = SlotLength(header_);
+  const uint64_t block = at / kBlockSize;
+  if ((at + length - 1) / kBlockSize != block) {
+    view_scratch_.resize(length);
+    VESK_RETURN_IF_ERROR(pager_->Read(at, view_scratch_));
+    *slot = view_scratch_.data();
     return Status::Ok();
   }
   const char* data = nullptr;
   VESK_RETURN_IF_ERROR(pager_->BlockForRead(block, &data));
-  *bytes = data + offset % kBlockSize;
+  *slot = data + at % kBlockSize;
   viewed_no_ = no;
-  viewed_ = *bytes;
+  viewed_ = *slot;
   viewed_gen_ = pager_->Generation();
   return Status::Ok();
 }
 
+Status DataFile::View(uint32_t no, const char** bytes) {
+  const char* slot = nullptr;
+  VESK_RETURN_IF_ERROR(ViewSlot(no, &slot));
+  *bytes = SlotRecord(header_, slot);
+  return Status::Ok();
+}
+
 void DataFile::Prefetch(uint32_t no) const {
-  if (no >= 1 && no <= header_.last_record) pager_->Prefetch(Offset(no), header_.record_length);
+  if (no >= 1 && no <= header_.last_record) pager_->Prefetch(Slot(no), SlotLength(header_));
 }
 
 void DataFile::PrefetchLocation(uint32_t no) const {
-  if (no >= 1 && no <= header_.last_record) pager_->PrefetchLocation(Offset(no));
+  if (no >= 1 && no <= header_.last_record) pager_->PrefetchLocation(Slot(no));
 }
 
 Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
@@ -237,13 +260,10 @@ Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
   return pager_->Read(Offset(no) + offset, out);
 }
 
-Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
-  VESK_RETURN_IF_ERROR(CheckWritable());
-  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record + 1, "écriture"));
-  if (bytes.size() != header_.record_length) {
-    return Status::InvalidArgument(RecordName(no, Path()) + " : " + std::to_string(bytes.size()) +
-                                   " octets au lieu de " + std::to_string(header_.record_length));
-  }
+// What a record of version 1 may not hold: a text that reads as deleted, or only bytes of code
+// 0 (the end of the data there). Version 2 takes any bytes.
+Status DataFile::CheckBytes(uint32_t no, std::span<const char> bytes) const {
+  if (header_.version >= 2) return Status::Ok();
   std::string_view view(bytes.data(), bytes.size());
   if (view.starts_with(kDeletedMark)) {
     return Status::InvalidArgument(RecordName(no, Path()) +
@@ -255,10 +275,27 @@ Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
                                    " : un enregistrement fait seulement de caractères de code 0 "
                                    "marquerait la fin des données");
   }
+  return Status::Ok();
+}
+
+Status DataFile::Write(uint32_t no, std::span<const char> bytes) {
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record + 1, "écriture"));
+  if (bytes.size() != header_.record_length) {
+    return Status::InvalidArgument(RecordName(no, Path()) + " : " + std::to_string(bytes.size()) +
+                                   " octets au lieu de " + std::to_string(header_.record_length));
+  }
+  VESK_RETURN_IF_ERROR(CheckBytes(no, bytes));
   bool revived = false;
   if (no <= header_.last_record && header_.deleted > 0)
     VESK_RETURN_IF_ERROR(IsDeleted(no, &revived));
-  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), bytes));
+  if (header_.version >= 2) {
+    scratch_.assign(1, kSlotLive);
+    scratch_.append(bytes.data(), bytes.size());
+    VESK_RETURN_IF_ERROR(pager_->Write(Slot(no), scratch_));
+  } else {
+    VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), bytes));
+  }
   if (no > header_.last_record) header_.last_record = no;
   if (revived) --header_.deleted;
   header_dirty_ = true;
@@ -271,16 +308,19 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
   if (offset + bytes.size() > header_.record_length) {
     return Status::InvalidArgument(RecordName(no, Path()) + " : zone hors de l'enregistrement");
   }
-  if (AllZero(bytes)) {
-    // The record must keep at least one byte that is not 0.
+  if (header_.version < 2 && offset < kDeletedMark.size()) {
+    // The record must not come to read as deleted, nor as the end of the data.
+    bool deleted = false;
+    VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
     scratch_.resize(header_.record_length);
     VESK_RETURN_IF_ERROR(pager_->Read(Offset(no), scratch_));
     std::memcpy(scratch_.data() + offset, bytes.data(), bytes.size());
-    if (AllZero(scratch_)) {
-      return Status::InvalidArgument(RecordName(no, Path()) +
-                                     " : l'enregistrement deviendrait fait seulement de "
-                                     "caractères de code 0");
-    }
+    if (!deleted) VESK_RETURN_IF_ERROR(CheckBytes(no, scratch_));
+  } else if (header_.version < 2 && AllZero(bytes)) {
+    scratch_.resize(header_.record_length);
+    VESK_RETURN_IF_ERROR(pager_->Read(Offset(no), scratch_));
+    std::memcpy(scratch_.data() + offset, bytes.data(), bytes.size());
+    VESK_RETURN_IF_ERROR(CheckBytes(no, scratch_));
   }
   VESK_RETURN_IF_ERROR(pager_->Write(Offset(no) + offset, bytes));
   header_dirty_ = true;
@@ -288,9 +328,14 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
 }
 
 Status DataFile::IsDeleted(uint32_t no, bool* deleted) {
-  const char* bytes = nullptr;
-  VESK_RETURN_IF_ERROR(View(no, &bytes));
-  *deleted = std::string_view(bytes, kDeletedMark.size()) == kDeletedMark;
+  const char* slot = nullptr;
+  VESK_RETURN_IF_ERROR(ViewSlot(no, &slot));
+  if (!SlotSound(header_, slot)) {
+    return Status::Corruption(RecordName(no, Path()) + " : octet d'état " +
+                              std::to_string(static_cast<unsigned char>(slot[0])) +
+                              " inconnu (fichier endommagé)");
+  }
+  *deleted = SlotDeleted(header_, slot);
   return Status::Ok();
 }
 
@@ -299,7 +344,11 @@ Status DataFile::MarkDeleted(uint32_t no) {
   bool deleted = false;
   VESK_RETURN_IF_ERROR(IsDeleted(no, &deleted));
   if (deleted) return Status::InvalidArgument(RecordName(no, Path()) + " : déjà supprimé");
-  VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), kDeletedMark));
+  if (header_.version >= 2) {
+    VESK_RETURN_IF_ERROR(pager_->Write(Slot(no), std::string_view(&kSlotDeleted, 1)));
+  } else {
+    VESK_RETURN_IF_ERROR(pager_->Write(Offset(no), kDeletedMark));
+  }
   ++header_.deleted;
   header_dirty_ = true;
   return Status::Ok();
@@ -316,7 +365,7 @@ Status DataFile::DeletedRecords(std::vector<uint32_t>* records) {
 }
 
 Status DataFile::TailIsZero(bool* zero) {
-  uint64_t from = Offset(header_.last_record + 1);
+  uint64_t from = Slot(header_.last_record + 1);
   uint64_t size = pager_->Size();
   std::string tail(size > from ? std::min<uint64_t>(size - from, uint64_t{1} << 20) : 0, '\0');
   VESK_RETURN_IF_ERROR(pager_->Read(from, tail));

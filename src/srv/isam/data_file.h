@@ -21,7 +21,12 @@ namespace vesk::isam {
 inline constexpr uint32_t kDataHeaderSize = 128;
 inline constexpr uint32_t kMinRecordLength = 5;
 inline constexpr uint32_t kMaxRecordLength = 32767;
-inline constexpr uint16_t kDataFormatVersion = 1;
+// Version 2 (what new files get) keeps, before each record, a state byte that says whether
+// the record is live or deleted, so that a record holds any bytes; version 1 (still read and
+// written) marks a deleted record by "*SUP*" over its first bytes.
+inline constexpr uint16_t kDataFormatVersion = 2;
+inline constexpr uint16_t kDataFormatVersion1 = 1;
+inline constexpr char kSlotLive = 1, kSlotDeleted = 2;  // state bytes of version 2
 inline constexpr std::string_view kDataMagic = "VESKDAT\x1A";
 inline constexpr std::string_view kDeletedMark = "*SUP*";
 inline constexpr size_t kLabelLength = 80;
@@ -42,6 +47,22 @@ struct DataHeader {
 void EncodeDataHeader(const DataHeader& h, char* out);
 Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h);
 
+// Record slots, for the tools that read or write a data file's bytes directly (the rebuild):
+// slot n (from 1) lies at SlotOffset(h, n) and takes SlotLength(h) bytes, its record's bytes
+// from SlotRecord; SlotDeleted tells a record given back.
+inline uint32_t SlotHead(const DataHeader& h) { return h.version >= 2 ? 1 : 0; }
+inline uint32_t SlotLength(const DataHeader& h) { return h.record_length + SlotHead(h); }
+inline uint64_t SlotOffset(const DataHeader& h, uint32_t n) {
+  return kDataHeaderSize + uint64_t{n - 1} * SlotLength(h);
+}
+bool SlotDeleted(const DataHeader& h, const char* slot);
+// Whether the slot's state byte is one of the two (version 1 has none: always true).
+inline bool SlotSound(const DataHeader& h, const char* slot) {
+  return h.version < 2 || slot[0] == kSlotLive || slot[0] == kSlotDeleted;
+}
+inline const char* SlotRecord(const DataHeader& h, const char* slot) { return slot + SlotHead(h); }
+inline char* SlotRecord(const DataHeader& h, char* slot) { return slot + SlotHead(h); }
+
 class DataFile {
  public:
   struct Options {
@@ -49,7 +70,8 @@ class DataFile {
     bool read_only = false;  // refuse every change
     std::string_view label;  // Windows-1252 bytes kept in the header of a new file
     size_t cache_blocks = 256;
-    std::shared_ptr<CachePool> pool;  // when set, a budget shared with other files instead
+    std::shared_ptr<CachePool> pool;        // when set, a budget shared with other files instead
+    uint16_t version = kDataFormatVersion;  // the format of a new file (1: the former one)
   };
 
   // Opens path. record_length 0 takes the length from the header (tools); otherwise it must be
@@ -80,13 +102,15 @@ class DataFile {
   // out.size() bytes of record no from byte offset within it.
   Status ReadPart(uint32_t no, uint32_t offset, std::span<char> out);
   // Writes record no (1 .. LastRecord + 1; one past the last appends). bytes is exactly
-  // RecordLength long, neither made only of bytes of code 0 (that marks the end of the data)
-  // nor beginning with "*SUP*" (MarkDeleted does that). Writing over a deleted record brings it
-  // back to life.
+  // RecordLength long; in a file of version 1 it may neither be made only of bytes of code 0
+  // (that marks the end of the data there) nor begin with "*SUP*" (MarkDeleted does that).
+  // Writing over a deleted record brings it back to life.
   Status Write(uint32_t no, std::span<const char> bytes);
-  // Changes bytes of the live or deleted record no in place, from offset.
+  // Changes bytes of the live or deleted record no in place, from offset (in a file of version
+  // 1, a live record may not become what Write refuses).
   Status WritePart(uint32_t no, uint32_t offset, std::span<const char> bytes);
-  // Marks live record no deleted ("*SUP*" over its first 5 bytes).
+  // Marks live record no deleted: its state byte (version 2, every byte kept), or "*SUP*" over
+  // its first 5 bytes (version 1).
   Status MarkDeleted(uint32_t no);
   Status IsDeleted(uint32_t no, bool* deleted);
   // Whether the bytes after the last record (growth ahead, up to 1 MiB of them) are all 0.
@@ -104,6 +128,8 @@ class DataFile {
   // Forgets the cached blocks and rereads the header (through the cache's changed blocks, if
   // any): after another program changed the file, or after a rollback.
   Status Recharge();
+  // Opens the file again by its path (a rebuild replaced it) and rereads its header.
+  Status Reopen();
   Pager* pager() { return pager_.get(); }
   // The in-memory header at the start of an operation (Mark), put back when the operation is
   // undone inside a batch (RestoreMark): the header reaches the cache only at commit.
@@ -119,12 +145,16 @@ class DataFile {
  private:
   DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only);
   Status CheckNumber(uint32_t no, uint32_t last, std::string_view op) const;
+  // The bytes of slot no (its state byte, in version 2, then its record) where they lie: in the
+  // cache when the slot sits in one block, otherwise copied. Valid until the next call.
+  Status ViewSlot(uint32_t no, const char** slot);
   Status CheckWritable() const;
   Status WriteHeader();
   Status CheckSize(const DataHeader& h) const;
-  uint64_t Offset(uint32_t no) const {
-    return kDataHeaderSize + static_cast<uint64_t>(no - 1) * header_.record_length;
-  }
+  // Where the slot of record no begins, and its record's bytes.
+  uint64_t Slot(uint32_t no) const { return SlotOffset(header_, no); }
+  uint64_t Offset(uint32_t no) const { return Slot(no) + SlotHead(header_); }
+  Status CheckBytes(uint32_t no, std::span<const char> bytes) const;
 
   std::unique_ptr<Pager> pager_;
   DataHeader header_;
@@ -133,10 +163,12 @@ class DataFile {
   DataHeader marked_;
   bool marked_dirty_ = false;
   std::string scratch_;
-  // The record View gave last from the cache (0: none), where, and the pager's generation then.
+  // The slot viewed last from the cache (0: none), where, and the pager's generation then; and
+  // the copy of a slot that lies across two blocks.
   uint32_t viewed_no_ = 0;
   const char* viewed_ = nullptr;
   uint64_t viewed_gen_ = 0;
+  std::string view_scratch_;
 };
 
 }  // namespace vesk::isam

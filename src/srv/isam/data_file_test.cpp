@@ -11,10 +11,12 @@ namespace {
 
 class DataFileTest : public ::testing::Test {
  protected:
-  Status Open(uint32_t length, bool create = true, bool read_only = false) {
+  Status Open(uint32_t length, bool create = true, bool read_only = false,
+              uint16_t version = kDataFormatVersion) {
     DataFile::Options o;
     o.create = create;
     o.read_only = read_only;
+    o.version = version;
     o.label = "Clients";
     f_.reset();
     return DataFile::Open(&env_, "d/CLI.DAT", length, o, &f_);
@@ -35,7 +37,7 @@ class DataFileTest : public ::testing::Test {
 };
 
 TEST_F(DataFileTest, RecordsLieAfterTheHeaderAndSurviveAReopen) {
-  ASSERT_TRUE(Open(10).ok());
+  ASSERT_TRUE(Open(10, true, false, kDataFormatVersion1).ok());
   ASSERT_TRUE(f_->Write(1, Rec("un")).ok());
   ASSERT_TRUE(f_->Write(2, Rec("deux")).ok());
   ASSERT_TRUE(f_->Write(1, Rec("UN")).ok());
@@ -73,7 +75,7 @@ TEST_F(DataFileTest, ViewGivesTheRecordInPlaceOrAcrossTwoBlocks) {
 }
 
 TEST_F(DataFileTest, DeletionMarksTheRecordAndKeepsTheRest) {
-  ASSERT_TRUE(Open(8).ok());
+  ASSERT_TRUE(Open(8, true, false, kDataFormatVersion1).ok());
   for (uint32_t i = 1; i <= 3; ++i)
     ASSERT_TRUE(f_->Write(i, Rec("abcdefg" + std::to_string(i))).ok());
   ASSERT_TRUE(f_->MarkDeleted(2).ok());
@@ -91,13 +93,47 @@ TEST_F(DataFileTest, DeletionMarksTheRecordAndKeepsTheRest) {
   EXPECT_TRUE(zero);
 }
 
-TEST_F(DataFileTest, RefusesRecordsThatWouldLie) {
+// Version 2: a state byte before each record; a record may hold any bytes, zeros or "*SUP*",
+// and a deleted one keeps all of its own; a state byte of no meaning is damage, named.
+TEST_F(DataFileTest, VersionTwoKeepsAStateByteAndRecordsOfAnyBytes) {
   ASSERT_TRUE(Open(6).ok());
+  ASSERT_TRUE(f_->Write(1, std::string(6, '\0')).ok());
+  ASSERT_TRUE(f_->Write(2, Rec("*SUP*x")).ok());
+  ASSERT_TRUE(f_->Write(3, Rec("trois")).ok());
+  ASSERT_TRUE(f_->MarkDeleted(3).ok());
+  ASSERT_TRUE(f_->WritePart(2, 0, std::string_view("\0\0\0", 3)).ok());
+  ASSERT_TRUE(f_->Flush().ok());
+  std::string* bytes = env_.Contents("d/CLI.DAT");
+  EXPECT_EQ(bytes->substr(kDataHeaderSize, 21),
+            std::string("\x01\0\0\0\0\0\0\x01\0\0\0P*x\x02trois ", 21));
+  ASSERT_TRUE(Open(6, false).ok());
+  EXPECT_EQ(f_->Header().version, kDataFormatVersion);
+  EXPECT_EQ(Read(1), std::string(6, '\0'));
+  EXPECT_EQ(Read(3), "trois ");
+  bool deleted = true;
+  ASSERT_TRUE(f_->IsDeleted(1, &deleted).ok());
+  EXPECT_FALSE(deleted);
+  std::vector<uint32_t> rendus;
+  ASSERT_TRUE(f_->DeletedRecords(&rendus).ok());
+  EXPECT_EQ(rendus, std::vector<uint32_t>{3});
+  (*env_.Contents("d/CLI.DAT"))[kDataHeaderSize + 7] = 'L';
+  ASSERT_TRUE(Open(6, false).ok());
+  Status s = f_->IsDeleted(2, &deleted);
+  EXPECT_TRUE(s.IsCorruption()) << s.message();
+  EXPECT_NE(s.message().find("enregistrement 2 de d/CLI.DAT"), std::string::npos) << s.message();
+}
+
+TEST_F(DataFileTest, RefusesRecordsThatWouldLie) {
+  ASSERT_TRUE(Open(6, true, false, kDataFormatVersion1).ok());
   EXPECT_EQ(f_->Write(1, std::string(6, '\0')).code(), Status::Code::kInvalidArgument);
   EXPECT_EQ(f_->Write(1, Rec("*SUP*x")).code(), Status::Code::kInvalidArgument);
   EXPECT_EQ(f_->Write(1, Rec("court").substr(0, 5)).code(), Status::Code::kInvalidArgument);
   ASSERT_TRUE(f_->Write(1, std::string("\0\0\0x\0\0", 6)).ok());
   EXPECT_FALSE(f_->WritePart(1, 3, std::string(1, '\0')).ok());
+  // Nor may a part written in place (a chaining pointer) make a live record read as deleted.
+  ASSERT_TRUE(f_->Write(1, Rec("xSUP*y")).ok());
+  EXPECT_EQ(f_->WritePart(1, 0, std::string_view("*", 1)).code(), Status::Code::kInvalidArgument);
+  EXPECT_EQ(Read(1), "xSUP*y");
   EXPECT_EQ(f_->LastRecord(), 1u);
 }
 

@@ -30,6 +30,9 @@ class PlatformEnv : public Env {
                                    std::vector<std::string>* names) override {
     return platform::ListDirectory(path, names);
   }
+  platform::IoStatus SyncDirectory(const std::string& path) override {
+    return platform::SyncDirectory(path);
+  }
 };
 
 }  // namespace

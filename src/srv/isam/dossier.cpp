@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "srv/isam/names.h"
+#include "srv/isam/replace_set.h"
 
 namespace vesk::isam {
 
@@ -196,6 +197,7 @@ Status DossierDonnees::Demarre() {
   VESK_RETURN_IF_ERROR(s);
   VESK_RETURN_IF_ERROR(u);
   compteur_vu_ = st.counter;
+  remplacements_vus_ = st.replacements;
   demarre_ = true;
   return Status::Ok();
 }
@@ -205,19 +207,36 @@ Status DossierDonnees::OuvreVerrou() {
   return FolderLock::Open(env_, dossier_, &verrou_);
 }
 
-// Replays the journal a writer left (under the exclusive lock) and says so in the state.
+// Finishes or undoes a replacement of files and replays the journal a writer left (under the
+// exclusive lock), and says so in the state. At the first use of the folder a replacement
+// record is looked for even without the flag.
 Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
+  bool replaced = false;
+  if (st->replacing || !demarre_) {
+    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, &replaced));
+  }
   bool changed = false;
   VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
-  if (!changed && !st->writing && st->journal_end == 0 && !st->durable && !st->unsynced) {
+  if (!changed && !st->writing && st->journal_end == 0 && !st->replacing && !replaced &&
+      !st->durable && !st->unsynced) {
     return Status::Ok();
   }
   if (changed || st->writing) ++st->counter;
-  st->writing = false;
+  if (replaced || st->replacing) ++st->replacements;
+  st->writing = st->replacing = false;
   st->journal_end = st->journal_nonce = 0;  // the journal is empty, its files synced
   st->durable = st->unsynced = false;
   return verrou_->Write(*st);
+}
+
+Status DossierDonnees::Reouvre() {
+  for (auto& f : fichiers_) VESK_RETURN_IF_ERROR(f->fichier->Reopen());
+  for (auto& a : arbres_) {
+    VESK_RETURN_IF_ERROR(a->arbre->Reopen());
+    a->curseur = false;
+  }
+  return Status::Ok();
 }
 
 Status DossierDonnees::RechargeTout() {
@@ -231,17 +250,58 @@ Status DossierDonnees::RechargeTout() {
 Status DossierDonnees::Valide() {
   FolderLock::State st;
   VESK_RETURN_IF_ERROR(verrou_->Read(&st));
-  if (st.writing) {
+  if (st.writing || st.replacing) {
     FolderLock::Held held = verrou_->held();
     VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
     Status s = Recupere(&st);
     VESK_RETURN_IF_ERROR(verrou_->Lock(held, delai_verrou_ms_));
     VESK_RETURN_IF_ERROR(s);
   }
-  if (st.counter == compteur_vu_) return Status::Ok();
-  VESK_RETURN_IF_ERROR(RechargeTout());
+  if (st.replacements != remplacements_vus_) {
+    VESK_RETURN_IF_ERROR(Reouvre());
+    remplacements_vus_ = st.replacements;
+  } else if (st.counter != compteur_vu_) {
+    VESK_RETURN_IF_ERROR(RechargeTout());
+  }
   compteur_vu_ = st.counter;
   return Status::Ok();
+}
+
+Status DossierDonnees::DebutRemplacement() {
+  if (profondeur_ > 0 || lot_ > 0) {
+    return Status::InvalidArgument("dossier " + dossier_ +
+                                   " : remplacement de fichiers pendant une opération ou un lot");
+  }
+  VESK_RETURN_IF_ERROR(Demarre());
+  VESK_RETURN_IF_ERROR(OuvreVerrou());
+  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+  Status s = Commit();
+  if (s.ok()) s = Valide();
+  FolderLock::State st;
+  if (s.ok()) s = verrou_->Read(&st);
+  if (s.ok()) s = journal_->Checkpoint(false);
+  if (s.ok()) {
+    st.journal_end = st.journal_nonce = 0;
+    st.durable = st.unsynced = false;  // every file synced, the journal cut
+    st.replacing = true;
+    s = verrou_->Write(st);
+  }
+  if (!s.ok()) Relache();
+  return s;
+}
+
+Status DossierDonnees::FinRemplacement(bool remplace, bool reste) {
+  FolderLock::State st;
+  Status s = verrou_->Read(&st);
+  if (s.ok() && remplace) {
+    ++st.replacements;
+    remplacements_vus_ = st.replacements;
+    s = Reouvre();
+  }
+  st.replacing = reste;
+  Status w = verrou_->Write(st);
+  Relache();
+  return s.ok() ? w : s;
 }
 
 void DossierDonnees::Relache() {

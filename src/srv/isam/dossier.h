@@ -11,7 +11,9 @@
 // Read operations run inside a read scope (EntreLecture .. SortLecture) under the shared lock.
 // At each lock taken, caches are dropped when another user committed, and a journal left by a
 // writer that died is replayed first; the first use of the folder does the same. Closing the
-// folder empties the journal (a checkpoint) when no other user holds the lock.
+// folder empties the journal (a checkpoint) when no other user holds the lock. A rebuild's
+// files put in place (DebutRemplacement .. FinRemplacement) are finished or undone by the next
+// user when their writer died, and make every user open its files again.
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
 #define VESK_SRV_ISAM_DOSSIER_H_
 
@@ -156,12 +158,24 @@ class DossierDonnees {
   // finished (and the journal emptied) before anyone reads the files.
   Status Reprise() { return Demarre(); }
 
+  // Putting rebuilt files in place (replace_set.h). DebutRemplacement takes the exclusive lock,
+  // kept until FinRemplacement, commits what is pending and empties the journal (a checkpoint:
+  // every file then holds the committed state on disk, and no later replay can write into a
+  // file that gets replaced), then raises the state word's `replacing` flag. Refused inside an
+  // operation or a batch. FinRemplacement ends it: when a set was put in place (remplace), the
+  // count of replacements moves and every file and B-tree of this folder is opened again (other
+  // users do the same at their next lock); the flag goes down unless a replacement record is
+  // left for the next user (reste), and the lock is released.
+  Status DebutRemplacement();
+  Status FinRemplacement(bool remplace, bool reste);
+
  private:
   Status Demarre();
   Status OuvreVerrou();
   Status Valide();
   Status Recupere(FolderLock::State* st);
   Status RechargeTout();
+  Status Reouvre();
   Status Commit();
   Status Echec(const Status& s);
   void Relache();
@@ -181,6 +195,7 @@ class DossierDonnees {
   int exceptions_ = 0;  // exceptions under way when the outermost scope began
   bool demarre_ = false;
   uint64_t compteur_vu_ = 0;
+  uint64_t remplacements_vus_ = 0;
   Status panne_;  // a commit failed and could not be undone: every use is refused
   std::unique_ptr<Journal> journal_;
   std::unique_ptr<FolderLock> verrou_;

@@ -31,6 +31,11 @@ class Env {
   virtual platform::IoStatus CreateDirectories(const std::string& path) = 0;
   virtual platform::IoStatus ListDirectory(const std::string& path,
                                            std::vector<std::string>* names) = 0;
+  // Makes the creations, renames and removals in a folder durable. In memory they always are.
+  virtual platform::IoStatus SyncDirectory(const std::string& path) {
+    (void)path;
+    return platform::IoStatus::Ok();
+  }
 
   // The platform's files; a process-wide object that lives for the program.
   static Env* Default();

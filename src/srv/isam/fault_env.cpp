@@ -174,12 +174,21 @@ IoStatus FaultEnv::FileExists(const std::string& path, bool* exists) {
   return base_->FileExists(path, exists);
 }
 
+// Removals and renames count as writes (a power loss or a failure can strike them); once done
+// they are durable, as on a file system that orders its metadata.
 IoStatus FaultEnv::RemoveFile(const std::string& path) {
+  IoStatus s = Before(Op::kWrite, path);
+  if (!s.ok()) return s;
   tracks_.erase(path);
   return base_->RemoveFile(path);
 }
 
 IoStatus FaultEnv::RenameFile(const std::string& from, const std::string& to) {
+  if (++renames_ == rename_fail_at_) {
+    return {platform::Code::kIoError, 5, "renommage de " + from + " en " + to + " : échec simulé"};
+  }
+  IoStatus s = Before(Op::kWrite, from);
+  if (!s.ok()) return s;
   auto node = tracks_.extract(from);
   tracks_.erase(to);
   if (!node.empty()) {

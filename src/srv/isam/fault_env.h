@@ -1,7 +1,8 @@
-// FaultEnv: an Env over a MemEnv that counts every read, write (truncations included) and sync
-// of its files and can fail the n-th one (EIO, ENOSPC), or cut the power at the n-th write or
-// sync: the bytes written since each file's last sync are then dropped, torn at 512 bytes or
-// garbled, as a disk may leave them. For the storage engine's tests. Thread rules: one thread.
+// FaultEnv: an Env over a MemEnv that counts every read, write (truncations, renames and
+// removals included) and sync of its files and can fail the n-th one (EIO, ENOSPC), or cut the
+// power at the n-th write or sync: the bytes written since each file's last sync are then dropped,
+// torn at 512 bytes or garbled, as a disk may leave them. For the storage engine's tests. Thread
+// rules: one thread.
 #ifndef VESK_SRV_ISAM_FAULT_ENV_H_
 #define VESK_SRV_ISAM_FAULT_ENV_H_
 
@@ -31,6 +32,8 @@ class FaultEnv : public Env {
   // The n-th operation of kind from now on (1 = the next one) fails with code (kIoError or
   // kNoSpace) and does nothing; the others succeed.
   void FailAt(Op kind, uint64_t n, platform::Code code);
+  // The n-th rename from now on (1 = the next one) fails with kIoError and renames nothing.
+  void FailRenameAt(uint64_t n) { rename_fail_at_ = n == 0 ? 0 : renames_ + n; }
   // At the n-th write or sync from now on, the power goes: that operation and every later one
   // fail until Reboot.
   void PowerLossAt(uint64_t n, Loss loss, uint64_t seed);
@@ -76,6 +79,8 @@ class FaultEnv : public Env {
   Loss loss_ = Loss::kDrop;
   uint64_t seed_ = 0;
   bool off_ = false;
+  uint64_t renames_ = 0;
+  uint64_t rename_fail_at_ = 0;  // 0: none
 };
 
 }  // namespace vesk::isam

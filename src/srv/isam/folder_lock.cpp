@@ -9,7 +9,7 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-constexpr size_t kStateSize = 40;  // 24 before the journal's end was kept
+constexpr size_t kStateSize = 48;  // 24, then 40, before the journal's end and the replacements
 
 }  // namespace
 
@@ -55,11 +55,14 @@ Status FolderLock::Read(State* state) {
   if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
   state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0;
-  state->durable = (b[17] & 1) != 0;
-  state->unsynced = (b[17] & 2) != 0;
-  if (got < kStateSize) return Status::Ok();
+  state->replacing = b[17] != 0;
+  state->durable = (b[18] & 1) != 0;
+  state->unsynced = (b[18] & 2) != 0;
+  if (got < 40) return Status::Ok();
   state->journal_end = GetLe(b + 24, 8);
   state->journal_nonce = GetLe(b + 32, 8);
+  if (got < kStateSize) return Status::Ok();
+  state->replacements = GetLe(b + 40, 8);
   return Status::Ok();
 }
 
@@ -68,9 +71,11 @@ Status FolderLock::Write(const State& state) {
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
   b[16] = state.writing ? 1 : 0;
-  b[17] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
+  b[17] = state.replacing ? 1 : 0;
+  b[18] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
   PutLe(b + 24, state.journal_end, 8);
   PutLe(b + 32, state.journal_nonce, 8);
+  PutLe(b + 40, state.replacements, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }
 

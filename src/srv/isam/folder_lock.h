@@ -30,6 +30,11 @@ class FolderLock {
     // journal starts again at its header); only meaningful while writing is false.
     uint64_t journal_end = 0;
     uint64_t journal_nonce = 0;
+    // A set of files is being replaced (replace_set.h): raised before the replacement record is
+    // written, lowered once it is gone, so that the next user finishes or undoes it first.
+    bool replacing = false;
+    // Sets of files replaced in the folder: a user whose count is behind reopens its files.
+    uint64_t replacements = 0;
     // The journal holds a transaction committed with synchronisation full (its files' writes
     // not synced): the journal may be emptied only by a synchronised checkpoint.
     bool durable = false;

@@ -590,6 +590,24 @@ void Pager::DropCache() {
   }
 }
 
+Status Pager::Reattach() {
+  Impl& m = *impl_;
+  m.DestroyWhere([](const Frame& f) { return !f.dirty; });
+  if (!m.frames.empty()) {
+    return Status::InvalidArgument(m.path + " : des modifications ne sont pas encore écrites");
+  }
+  std::unique_ptr<platform::File> file;
+  VESK_RETURN_IF_ERROR(Status::FromIo(m.env->OpenFile(
+      m.path, m.writable ? platform::OpenMode::kReadWrite : platform::OpenMode::kRead, &file)));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(file->Size(&size)));
+  m.file = std::move(file);
+  m.size = m.disk_size = size;
+  m.failed = false;
+  m.failure.clear();
+  return Status::Ok();
+}
+
 bool Pager::Failed() const { return impl_->failed; }
 uint32_t Pager::BlockSize() const { return impl_->block_size; }
 const std::string& Pager::Path() const { return impl_->path; }

@@ -99,6 +99,10 @@ class Pager {
   uint64_t Size() const;
   // Forgets every clean block (another process changed the file).
   void DropCache();
+  // Opens the file by its path again, as the file now bearing that name (a rebuild put a new one
+  // in place), and forgets every cached block. No change may be pending (InvalidArgument). A
+  // write failure of the former handle goes with it.
+  Status Reattach();
   // Once a write or sync of the file failed, every further write, flush and sync fails too:
   // a failed sync is never tried again (the kernel may have dropped the unwritten pages).
   bool Failed() const;

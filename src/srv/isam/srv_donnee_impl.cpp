@@ -152,7 +152,9 @@ void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_v
     // The chaining pointers stay as the chaining service wrote them.
     ancien_.resize(length);
     Verifie(f.fichier->Read(no, ancien_), kOp, f.objet);
-    if (!std::string_view(ancien_).starts_with(isam::kDeletedMark)) {
+    bool supprime = false;
+    Verifie(f.fichier->IsDeleted(no, &supprime), kOp, f.objet);
+    if (!supprime) {
       for (uint32_t at : f.pointeurs) std::memcpy(octets_.data() + at, ancien_.data() + at, 3);
     }
   }

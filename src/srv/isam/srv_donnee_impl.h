@@ -33,6 +33,10 @@ class SrvDonneeImpl : public SrvDonnee {
   void DebutLot() override;
   void FinLot() override;
   void AnnuleLot() override;
+  void ExisteDonnee(bool dependance_entreprise, std::string_view nom, bool& existe) override;
+  void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) override;
+  void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
+                   BilanReconstruction& bilan) override;
 
   isam::DossierDonnees& Dossier() { return *dossier_; }
 

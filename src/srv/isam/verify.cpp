@@ -104,16 +104,23 @@ void Verifier::ScanData(DataInfo& d) {
       Problem(d.name + " : " + s.message());
       return;
     }
-    if (std::string_view(rec).starts_with(kDeletedMark)) {
+    bool supprime = false;
+    s = f.IsDeleted(no, &supprime);
+    if (!s.ok()) {
+      Problem(d.name + " : " + s.message());
+      return;
+    }
+    if (supprime) {
       d.deleted[no - 1] = 1;
       ++deleted;
-    } else if (std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
+    } else if (f.Header().version < 2 &&
+               std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
       Problem(d.name + " : l'enregistrement " + std::to_string(no) +
               " est fait de caractères de code 0 avant la fin des données");
     }
   }
   if (deleted != f.Deleted()) {
-    Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués \"*SUP*\", " +
+    Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués supprimés, " +
             std::to_string(f.Deleted()) + " comptés dans l'en-tête");
   }
   bool zero = true;
@@ -353,7 +360,9 @@ Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
   for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
     VESK_RETURN_IF_ERROR(f->Read(no, rec));
     std::string_view r(rec);
-    if (r.starts_with(kDeletedMark)) continue;
+    bool supprime = false;
+    VESK_RETURN_IF_ERROR(f->IsDeleted(no, &supprime));
+    if (supprime) continue;
     std::string ligne = UpperAscii(Trimmed(r.substr(0, 6)));
     std::string entete = UpperAscii(Trimmed(r.substr(16, 6)));
     uint32_t pos[4] = {Decimal(r.substr(22, 5)), Decimal(r.substr(27, 5)), Decimal(r.substr(6, 5)),

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "srv/isam/dossier.h"
+#include "srv/isam/rebuild.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/isam/srv_chainage_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
@@ -38,6 +39,10 @@ class Workload {
   // Checks every customer of the model through the services (key found, record and lines as
   // the model says); throws ErreurService naming the first difference.
   void CheckModel();
+
+  // The rebuild of the line file (lines true: LIG compacted, the pointers of CLI renumbered,
+  // CLI's two trees rebuilt) or of the customers' file (CLI compacted, its trees rebuilt).
+  static RebuildPlan Plan(bool lines);
 
   // Every record of the two data files and every entry of the three B-trees of the folder, as
   // text; two folders hold the same data exactly when their states are equal.

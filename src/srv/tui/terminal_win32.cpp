@@ -1,4 +1,6 @@
-// The Win32 console back end of the terminal interface.
+// The Win32 console back end of the terminal interface. It opens the console itself (CONIN$,
+// CONOUT$), so that redirected standard handles do not matter, and allocates one for a process
+// that has none (a COM client with windows only), given back with the terminal.
 #include <windows.h>
 
 #include <vector>
@@ -60,26 +62,35 @@ Touche ToucheVirtuelle(const KEY_EVENT_RECORD& k) {
 class TerminalConsole : public Terminal {
  public:
   TerminalConsole() {
-    entree_ = GetStdHandle(STD_INPUT_HANDLE);
-    ancien_ = GetStdHandle(STD_OUTPUT_HANDLE);
+    // The console itself, even when the standard handles are redirected; a process that has
+    // none (a COM client with windows only) is given one for the time of the screens.
+    entree_ = OuvreConsole(L"CONIN$");
+    if (entree_ == INVALID_HANDLE_VALUE && ::AllocConsole()) {
+      console_allouee_ = true;
+      entree_ = OuvreConsole(L"CONIN$");
+    }
     DWORD mode = 0;
     if (entree_ == INVALID_HANDLE_VALUE || !GetConsoleMode(entree_, &mode)) {
+      Libere();
       throw ErreurService("OuvreTerminal", "", "pas de console : écrans interactifs impossibles");
     }
     mode_entree_ = mode;
+    ancien_ = OuvreConsole(L"CONOUT$");
     SetConsoleMode(entree_, ENABLE_WINDOW_INPUT | ENABLE_EXTENDED_FLAGS);
     sortie_ = CreateConsoleScreenBuffer(GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                         CONSOLE_TEXTMODE_BUFFER, nullptr);
     if (sortie_ == INVALID_HANDLE_VALUE) {
       SetConsoleMode(entree_, mode_entree_);
+      Libere();
       throw ErreurService("OuvreTerminal", "", "impossible de créer l'écran de la console");
     }
     SetConsoleActiveScreenBuffer(sortie_);
   }
   ~TerminalConsole() override {
-    SetConsoleActiveScreenBuffer(ancien_);
+    if (ancien_ != INVALID_HANDLE_VALUE) SetConsoleActiveScreenBuffer(ancien_);
     CloseHandle(sortie_);
     SetConsoleMode(entree_, mode_entree_);
+    Libere();
   }
 
   Taille Dimensions() override {
@@ -150,10 +161,24 @@ class TerminalConsole : public Terminal {
     return Touche::Car(c);
   }
 
+  static HANDLE OuvreConsole(const wchar_t* nom) {
+    return CreateFileW(nom, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                       nullptr, OPEN_EXISTING, 0, nullptr);
+  }
+  // Closes the console's handles, and gives back the console this object allocated.
+  void Libere() {
+    if (entree_ != INVALID_HANDLE_VALUE) CloseHandle(entree_);
+    if (ancien_ != INVALID_HANDLE_VALUE) CloseHandle(ancien_);
+    entree_ = ancien_ = INVALID_HANDLE_VALUE;
+    if (console_allouee_) FreeConsole();
+    console_allouee_ = false;
+  }
+
   HANDLE entree_ = INVALID_HANDLE_VALUE;
   HANDLE ancien_ = INVALID_HANDLE_VALUE;
   HANDLE sortie_ = INVALID_HANDLE_VALUE;
   DWORD mode_entree_ = 0;
+  bool console_allouee_ = false;
   char32_t surrogat_ = 0;
 };
 

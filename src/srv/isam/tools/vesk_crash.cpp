@@ -3,7 +3,11 @@
 // the parent kills it at a random moment, reopens the folder (which replays the journal the
 // child left) and checks it against the states the same workload goes through in memory
 // and with the folder verifier. Prints one line per failing run and, last, "runs N failures F".
+// With --rebuild the child ends with a rebuild of the line file or of the customers' file (one
+// run in two each), killed at a random instant around it: the folder must then hold the state
+// before the rebuild or the state after it, whole.
 // usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
+//                   [--rebuild 1]
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,7 +33,14 @@ struct Options {
   uint64_t seed = 1;
   std::string dir;
   bool full = false;
+  bool rebuild = false;
 };
+
+// The rebuild that ends a run of seed, with --rebuild.
+Status Reconstruit(DossierDonnees& d, uint64_t seed) {
+  RebuildResult r;
+  return Rebuild(d, Workload::Plan(seed % 2 == 0), nullptr, &r);
+}
 
 // Digests of the states a clean run goes through, in memory.
 std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
@@ -39,6 +50,11 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
   std::vector<uint64_t> out{Hash64(Workload::State(*d), 0)};
   for (int i = 0; i < o.steps; ++i) {
     w.Step();
+    out.push_back(Hash64(Workload::State(*d), 0));
+  }
+  if (o.rebuild) {
+    Status s = Reconstruit(*d, seed);
+    if (!s.ok()) throw vesk::ErreurService("Reconstruction", "/m", s.message());
     out.push_back(Hash64(Workload::State(*d), 0));
   }
   return out;
@@ -56,6 +72,12 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
       w.Step();
       if (write(out, "C", 1) != 1) _exit(3);
     }
+    if (o.rebuild) {
+      if (write(out, "B", 1) != 1) _exit(3);
+      Status s = Reconstruit(*d, seed);
+      if (!s.ok()) throw vesk::ErreurService("Reconstruction", dir, s.message());
+      if (write(out, "C", 1) != 1) _exit(3);
+    }
   } catch (const vesk::ErreurService& e) {
     std::fprintf(stderr, "enfant : %s\n", e.what());
     _exit(2);
@@ -63,17 +85,19 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
   _exit(0);
 }
 
-// Reads what the child reported until it is killed; returns the commits seen.
-int Watch(int in, pid_t pid, std::mt19937_64& rng, int steps, bool* ready) {
-  int target = static_cast<int>(rng() % (steps + 1));
+// Reads what the child reported until it is killed; returns the commits seen. With a rebuild
+// the kill comes once the rebuild has begun ('B'), within a few milliseconds.
+int Watch(int in, pid_t pid, std::mt19937_64& rng, const Options& o, bool* ready) {
+  const int target = o.rebuild ? o.steps : static_cast<int>(rng() % (o.steps + 1));
   int commits = 0;
   char c;
-  bool killed = false;
+  bool killed = false, begun = !o.rebuild;
   while (read(in, &c, 1) == 1) {
     if (c == 'R') *ready = true;
     if (c == 'C') ++commits;
-    if (!killed && *ready && commits >= target) {
-      usleep(static_cast<useconds_t>(rng() % 400));
+    if (c == 'B') begun = true;
+    if (!killed && *ready && begun && commits >= target) {
+      usleep(static_cast<useconds_t>(rng() % (o.rebuild ? 8000 : 400)));
       kill(pid, SIGKILL);
       killed = true;
     }
@@ -115,6 +139,8 @@ bool Parse(int argc, char** argv, Options* o) {
       o->dir = v;
     else if (k == "--synchro")
       o->full = v == "full";
+    else if (k == "--rebuild")
+      o->rebuild = v == "1";
     else
       return false;
   }
@@ -144,7 +170,7 @@ int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng)
   }
   close(fds[1]);
   bool ready = false;
-  int commits = Watch(fds[0], pid, rng, o.steps, &ready);
+  int commits = Watch(fds[0], pid, rng, o, &ready);
   close(fds[0]);
   int status = 0;
   waitpid(pid, &status, 0);
@@ -168,7 +194,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
                  "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
-                 "[--synchro full|off]\n");
+                 "[--synchro full|off] [--rebuild 1]\n");
     return 2;
   }
   namespace fs = std::filesystem;

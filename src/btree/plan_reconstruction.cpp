@@ -1,0 +1,156 @@
+// What a reconstruction rewrites, read from the dictionary: the candidates, the plan of one
+// file (its trees, the header files of its chainings) and the E fields it cannot follow.
+#include <algorithm>
+#include <map>
+
+#include "btree/reconstruction.h"
+#include "core/dictionnaire.h"
+#include "core/etat_module.h"
+#include "fic/cle_enregistrement.h"
+#include "fic/controles.h"
+#include "fic/dictionnaire_texte.h"
+#include "srv/erreur_service.h"
+#include "srv/srv_donnee.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::btree {
+
+namespace {
+
+constexpr std::string_view kProcedure = "ReconsBA";
+
+// The dictionary's own files: each indexed (but Lfic) by its first field.
+struct FichierInterne {
+  std::string_view nom;
+  int16_t longueur_cle;
+};
+constexpr FichierInterne kInternes[] = {
+    {"FIC", 6}, {"LFIC", 0}, {"DOM", 20}, {"BA", 6}, {"CHAIN", 6}};
+
+const FichierInterne* Interne(std::string_view nom) {
+  for (const FichierInterne& f : kInternes) {
+    if (f.nom == nom) return &f;
+  }
+  return nullptr;
+}
+
+FichierAReconstruire FichierDictionnaire(const FichierInterne& f, bool choisi) {
+  FichierAReconstruire r{std::string(f.nom), false, choisi, {}};
+  if (f.longueur_cle == 0) return r;
+  const std::vector<fic::TrancheCle> tranches{{0, f.longueur_cle}};
+  r.arbres.push_back(
+      {std::string(f.nom), f.longueur_cle, "P", [tranches](std::string_view enr, std::string& cle) {
+         cle = fic::CleEnregistrement(tranches, enr);
+       }});
+  return r;
+}
+
+// The tables of the file nom, each with the key builder of its key list over the file's fields.
+std::vector<BArbreAReconstruire> Arbres(const fic::ModeleDictionnaire& m, const std::string& nom,
+                                        const fic::TableChamps& champs) {
+  std::vector<BArbreAReconstruire> arbres;
+  for (const auto& [table, b] : m.barbres) {
+    if (b.fichier != nom) continue;
+    const fic::ResultatCle cle = fic::VerifieListeCle(b.cle, champs);
+    if (!cle.valide) {
+      throw ErreurService(kProcedure, table,
+                          "la liste de clé " + b.cle + " ne convient plus aux rubriques de " + nom +
+                              " (" + cle.message + ") : corriger la table d'abord");
+    }
+    std::vector<fic::TrancheCle> tranches = fic::TranchesCle(cle, champs);
+    arbres.push_back({table, cle.longueur, b.nature,
+                      [tranches = std::move(tranches)](std::string_view enr, std::string& c) {
+                        c = fic::CleEnregistrement(tranches, enr);
+                      }});
+  }
+  return arbres;
+}
+
+FichierAReconstruire FichierApplication(const fic::ModeleDictionnaire& m, const std::string& nom,
+                                        bool choisi) {
+  const auto it = m.fichiers.find(nom);
+  if (it == m.fichiers.end()) {
+    throw ErreurService(kProcedure, nom, "fichier non spécifié dans le dictionnaire");
+  }
+  const fic::TableChamps champs = fic::ConstruitChamps(it->second);
+  return {nom, it->second.entreprise, choisi, Arbres(m, nom, champs)};
+}
+
+int32_t Position(int64_t p, std::string_view quoi) {
+  if (p < 1 || p > kLongueurEnrMax) {
+    throw ErreurService(kProcedure, quoi,
+                        "position de pointeur " + std::to_string(p) + " impossible");
+  }
+  return static_cast<int32_t>(p);
+}
+
+}  // namespace
+
+std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
+  std::vector<Candidat> candidats;
+  for (const FichierInterne& f : kInternes) {
+    candidats.push_back({std::string(f.nom), false, {}});
+    if (f.longueur_cle != 0) candidats.back().arbres.emplace_back(f.nom);
+  }
+  for (const auto& [nom, f] : modele.fichiers) {
+    if (Interne(nom) != nullptr) continue;
+    bool existe = false;
+    Etat().Donnee().ExisteDonnee(f.entreprise, nom, existe);
+    if (!existe) continue;
+    Candidat c{nom, f.entreprise, {}};
+    for (const auto& [table, b] : modele.barbres) {
+      if (b.fichier == nom) c.arbres.push_back(table);
+    }
+    candidats.push_back(std::move(c));
+  }
+  return candidats;
+}
+
+PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom) {
+  PlanReconstruction plan;
+  if (const FichierInterne* f = Interne(nom)) {
+    plan.fichiers.push_back(FichierDictionnaire(*f, true));
+    if (nom == "LFIC") {  // the dictionary's own chaining: Lfic under Fic
+      plan.fichiers.push_back(FichierDictionnaire(kInternes[0], false));
+      plan.chainages.push_back({1, 0, 13, 16, 1, 4});
+    }
+    return plan;
+  }
+  plan.fichiers.push_back(FichierApplication(modele, nom, true));
+  const auto c = modele.chainages.find(nom);
+  if (c == modele.chainages.end()) return plan;
+  const fic::ChainageTexte& ch = c->second;
+  size_t entete = 0;
+  if (ch.entete != nom) {
+    plan.fichiers.push_back(FichierApplication(modele, ch.entete, false));
+    entete = 1;
+  }
+  plan.chainages.push_back({entete, 0, Position(ch.premier, ch.entete),
+                            Position(ch.dernier, ch.entete), Position(ch.arriere, nom),
+                            Position(ch.avant, nom)});
+  return plan;
+}
+
+std::vector<std::string> ChampsENonSuivis(const fic::ModeleDictionnaire& modele) {
+  // The pointer positions of each file: as line file, then as header file.
+  std::map<std::string, std::vector<int64_t>> pointeurs;
+  for (const auto& [ligne, c] : modele.chainages) {
+    pointeurs[ligne].insert(pointeurs[ligne].end(), {c.arriere, c.avant});
+    pointeurs[c.entete].insert(pointeurs[c.entete].end(), {c.premier, c.dernier});
+  }
+  std::vector<std::string> champs;
+  for (const auto& [nom, f] : modele.fichiers) {
+    const fic::TableChamps table = fic::ConstruitChamps(f);
+    const std::vector<int32_t> debuts = table.Debuts();
+    const std::vector<int64_t>& suivis = pointeurs[nom];
+    for (int32_t i = 1; i <= table.Nombre(); ++i) {
+      if (table.Texte(i, fic::kColType) != "E") continue;
+      const int64_t debut = debuts[static_cast<size_t>(i - 1)];
+      if (std::find(suivis.begin(), suivis.end(), debut) != suivis.end()) continue;
+      champs.push_back(nom + "." + std::string(table.Texte(i, fic::kColVariable)));
+    }
+  }
+  return champs;
+}
+
+}  // namespace vesk::btree

@@ -1,0 +1,187 @@
+// The B-tree reconstruction: the choice of the files, then for each one the question on the E
+// fields it cannot follow, the rebuild with its progress messages, and the closing warning.
+#include <chrono>
+
+#include "btree/reconstruction.h"
+#include "core/etat_module.h"
+#include "fic/dictionnaire_texte.h"
+#include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::btree {
+
+namespace {
+
+constexpr std::string_view kProcedure = "ReconsBA";
+
+// Turns the rebuild's steps into the messages of docs/rebuild.md, in their order.
+class Progression {
+ public:
+  Progression(const PlanReconstruction& plan, const Interlocuteur& qui) : plan_(plan), qui_(qui) {}
+
+  void operator()(const EtapeReconstruction& e) {
+    using N = EtapeReconstruction::Nature;
+    switch (e.nature) {
+      case N::kEnregistrement:
+        dernier_ = e.numero;
+        if (e.numero % kPasProgression == 0) Traite(e.numero);
+        break;
+      case N::kCompacte:
+        if (dernier_ != 0 && dernier_ != montre_) Traite(dernier_);
+        qui_.message(std::to_string(e.nombre) + std::string(kSupprimesDeplaces));
+        break;
+      case N::kEcrit:
+        Ecrit(e);
+        break;
+      case N::kBArbre:
+        qui_.message("Reconstruction du B-Arbre " + plan_.fichiers[e.fichier].arbres[e.arbre].nom);
+        break;
+    }
+  }
+
+ private:
+  void Traite(int32_t numero) {
+    montre_ = numero;
+    qui_.message(std::to_string(numero) + std::string(kEnregistrementTraite));
+  }
+  // A new file written: the chosen one compacted (its lines transferred when it is the line
+  // file of a chaining), or a header file whose pointers were rewritten.
+  void Ecrit(const EtapeReconstruction& e) {
+    const FichierAReconstruire& f = plan_.fichiers[e.fichier];
+    if (!f.choisi) {
+      qui_.message(std::string(kReenregistrementLignes) + f.nom);
+      return;
+    }
+    qui_.message(std::string(kSuppressionEffective));
+    for (const ChainageAReconstruire& c : plan_.chainages) {
+      if (c.ligne == e.fichier && e.deplace) {
+        qui_.message(std::string(kTransfertLignes) + f.nom);
+        break;
+      }
+    }
+  }
+
+  const PlanReconstruction& plan_;
+  const Interlocuteur& qui_;
+  int32_t dernier_ = 0, montre_ = 0;
+};
+
+// Asks about the E fields the compaction of nom cannot follow, when it will move records.
+bool ChampsEAcceptes(const fic::ModeleDictionnaire& modele, const FichierAReconstruire& f,
+                     const Interlocuteur& qui) {
+  const std::vector<std::string> champs = ChampsENonSuivis(modele);
+  if (champs.empty()) return true;
+  int32_t supprimes = 0;
+  Etat().Donnee().Supprimes(f.dependance_entreprise, f.nom, supprimes);
+  if (supprimes == 0) return true;
+  std::string liste;
+  for (const std::string& c : champs) liste += (liste.empty() ? "" : ", ") + c;
+  return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
+}
+
+// The lines of the summary: what was rewritten, and each tree rebuilt with its keys.
+std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanReconstruction& b) {
+  std::vector<std::string> lignes;
+  for (size_t i = 0; i < plan.fichiers.size() && i < b.fichiers.size(); ++i) {
+    const BilanReconstruction::Fichier& f = b.fichiers[i];
+    const FichierAReconstruire& p = plan.fichiers[i];
+    if (p.choisi) {
+      lignes.push_back(p.nom + " : " + std::to_string(f.gardes) + " enregistrements gardés, " +
+                       std::to_string(f.supprimes) + " supprimés");
+    } else if (f.reecrit) {
+      lignes.push_back(p.nom + " réenregistré");
+    }
+    for (size_t t = 0; f.arbres_reconstruits && t < p.arbres.size(); ++t) {
+      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + std::to_string(f.cles[t]) + " clés");
+    }
+  }
+  return lignes;
+}
+
+// The rebuild itself; a failure to write or put the new files in place is journalled.
+void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
+                 BilanReconstruction& bilan) {
+  EtatModule& etat = Etat();
+  Progression progression(plan, qui);
+  try {
+    etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
+  } catch (const ErreurService&) {
+    if (bilan.copie_echouee) {
+      etat.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    }
+    throw;
+  }
+}
+
+double Secondes(std::chrono::steady_clock::time_point depuis) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - depuis).count();
+}
+
+}  // namespace
+
+ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const std::string& nom,
+                                 const Interlocuteur& qui) {
+  const auto debut = std::chrono::steady_clock::now();
+  ResumeFichier r{nom, false, "", {}, {}, 0};
+  PlanReconstruction plan;
+  try {
+    plan = PlanFichier(modele, nom);
+  } catch (const ErreurService& e) {  // a table to correct: the other files go on
+    r.raison = e.what();
+  }
+  if (r.raison.empty() && !ChampsEAcceptes(modele, plan.fichiers.front(), qui)) {
+    r.raison = "Fichier " + nom + " non reconstruit";
+  }
+  if (r.raison.empty()) {
+    Reconstruit(plan, qui, r.bilan);
+    r.raison = r.bilan.refus;
+  }
+  if (!r.raison.empty()) {
+    qui.message(r.raison);
+    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+  } else {
+    r.fait = true;
+    r.lignes = Lignes(plan, r.bilan);
+    for (const std::string& l : r.lignes) {
+      if (l.starts_with("B-Arbre ")) qui.message(l);
+    }
+  }
+  r.secondes = Secondes(debut);
+  return r;
+}
+
+void ReConsBA() {
+  EtatModule& etat = Etat();
+  etat.Saisie().InitEcran(0);
+  etat.Saisie().Titre(kTitreReconsBA);
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+  std::string liste = "[]";
+  for (const Candidat& c : Candidats(modele)) {
+    std::string arbres;
+    for (const std::string& a : c.arbres) arbres += (arbres.empty() ? "" : " ") + a;
+    etat.Liste().Ajoute(liste, "[" + c.nom + "," + arbres + "]");
+  }
+  bool choisi = false;
+  std::string elements, element, nom;
+  etat.Choix().ChoixMultiple(kColonnesReconsBA, kChoixReconsBA, liste, choisi, elements);
+  if (!choisi) return;
+  Interlocuteur qui;
+  qui.message = [&etat](std::string_view texte) { etat.Saisie().Message("B", texte); };
+  qui.confirme = [&etat](const std::string& question) {
+    etat.Saisie().Message("B", question);
+    int16_t confirme = 0, touche = 0, confirmation = 0;
+    etat.Ecran().ValeurConfirmation(confirme);
+    etat.Saisie().Confirme(confirme, touche, "B");
+    etat.Ecran().ToucheConfirmation(confirmation);
+    return touche == confirmation && confirme != 0;
+  };
+  while (elements != "[]") {
+    etat.Liste().Extrait(elements, element);
+    etat.Liste().Element(element, 1, nom);
+    ReconstruitFichier(modele, std::string(text::Trim(nom)), qui);
+  }
+  etat.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
+                         kInformation);
+}
+
+}  // namespace vesk::btree

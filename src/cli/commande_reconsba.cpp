@@ -1,0 +1,98 @@
+// `vesk reconsba`: the B-tree reconstruction. Without a name, its screen (the choice of the
+// files, in a terminal or through --script); `vesk reconsba NOM...` or `--tous` rebuilds without
+// screens and writes a summary per file to the output.
+#include <cstdio>
+#include <ostream>
+
+#include "btree/reconstruction.h"
+#include "cli/commandes.h"
+#include "cli/composant.h"
+#include "fic/dictionnaire_texte.h"
+#include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
+
+namespace vesk::cli {
+
+namespace {
+
+// The files named on the command line (or all with --tous), each a candidate.
+std::vector<std::string> Noms(const OptionsLigne& o, const std::vector<btree::Candidat>& tous) {
+  std::vector<std::string> noms;
+  if (o.tous) {
+    for (const btree::Candidat& c : tous) noms.push_back(c.nom);
+    return noms;
+  }
+  for (const std::string& argument : o.arguments) {
+    const std::string nom = text::UpperAscii(argument);
+    bool connu = false;
+    for (const btree::Candidat& c : tous) connu = connu || c.nom == nom;
+    if (!connu) {
+      throw ErreurService("reconsba", nom,
+                          "fichier inconnu du dictionnaire ou sans fichier de données");
+    }
+    noms.push_back(nom);
+  }
+  return noms;
+}
+
+// One line of the summary: what was kept and rewritten, the keys of each tree, the time.
+std::string Resume(const btree::ResumeFichier& r) {
+  if (!r.fait) return r.nom + " : non reconstruit (" + r.raison + ")";
+  std::string ligne;
+  for (const std::string& l : r.lignes) ligne += (ligne.empty() ? "" : " ; ") + l;
+  char temps[32];
+  std::snprintf(temps, sizeof temps, "%.2f", r.secondes);
+  std::string secondes(temps);
+  for (char& c : secondes) c = c == '.' ? ',' : c;
+  return ligne + " (" + secondes + " s)";
+}
+
+int SansEcran(Contexte& contexte, Composant& composant) {
+  (void)composant;
+  const OptionsLigne& o = contexte.Options();
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+  btree::Interlocuteur qui;
+  qui.message = [](std::string_view) {};  // the summary says the rest
+  qui.confirme = [&](const std::string& question) {
+    if (!o.force) {
+      contexte.Erreurs() << "vesk : " << question.substr(0, question.rfind(" - "))
+                         << " (--force pour compacter quand même)\n";
+    }
+    return o.force;
+  };
+  int statut = 0;
+  for (const std::string& nom : Noms(o, btree::Candidats(modele))) {
+    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, nom, qui);
+    contexte.Sortie() << Resume(r) << "\n";
+    if (!r.fait) statut = 1;
+  }
+  contexte.Sortie() << btree::kTravauxPost << " : " << btree::kAttention << "\n";
+  return statut;
+}
+
+}  // namespace
+
+int CommandeReConsBA(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.tous && !o.arguments.empty()) {
+    throw ErreurService("Ligne de commande", "--tous",
+                        "des noms de fichiers ou --tous, pas les deux");
+  }
+  const bool ecran = !o.tous && o.arguments.empty();
+  if (ecran && o.force) {
+    throw ErreurService("Ligne de commande", "--force",
+                        "avec des noms de fichiers ou --tous seulement : l'écran pose la question");
+  }
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+  int statut = 0;
+  if (ecran) {
+    composant->Ass().ReConsBA();
+  } else {
+    statut = SansEcran(contexte, *composant);
+  }
+  composant->Termine();
+  contexte.TermineSortie();
+  return statut;
+}
+
+}  // namespace vesk::cli

@@ -1,0 +1,496 @@
+#include "srv/isam/rebuild.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "srv/isam/btree.h"
+#include "srv/isam/data_file.h"
+#include "srv/isam/names.h"
+#include "srv/isam/record_text.h"
+#include "srv/isam/replace_set.h"
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr size_t kChunk = size_t{1} << 20;  // bytes read or written at a time
+
+// A pointer field of a file's records that holds record numbers of the file `into`.
+struct Remap {
+  uint32_t offset = 0;
+  size_t into = 0;
+  const char* role = "";
+};
+
+// The entries of one tree: keys and records packed (key, then record, little-endian), and the
+// order they sort in.
+struct TreeWork {
+  const RebuildTree* def = nullptr;
+  std::string path;
+  std::string packed;
+  size_t count = 0;
+  std::vector<std::pair<uint64_t, uint32_t>> order;  // (8 key bytes, big-endian; entry)
+};
+
+struct FileWork {
+  const RebuildFile* def = nullptr;
+  std::string path;
+  DataHeader header;
+  bool moves = false;          // its records get new numbers (chosen, with deleted records)
+  bool rewrite = false;        // a new file is written
+  std::vector<uint32_t> map;   // old number -> new (0: removed), when moves
+  std::vector<uint32_t> back;  // new number -> old, when moves
+  std::vector<Remap> remaps;
+  std::vector<TreeWork> trees;  // built when the file is chosen or rewritten
+  bool build_trees = false;
+};
+
+uint64_t BigEndian8(const char* p, size_t n) {
+  uint64_t v = 0;
+  for (size_t i = 0; i < 8; ++i) v = v << 8 | (i < n ? static_cast<unsigned char>(p[i]) : 0u);
+  return v;
+}
+
+std::string Shown(std::string_view bytes) {
+  std::string text;
+  DecodeBytes(bytes, &text);
+  const size_t end = text.find_last_not_of(' ');
+  return end == std::string::npos ? std::string() : text.substr(0, end + 1);
+}
+
+class Rebuilder {
+ public:
+  Rebuilder(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
+            RebuildResult* result)
+      : dossier_(dossier),
+        env_(dossier.env()),
+        plan_(plan),
+        observer_(observer),
+        result_(result),
+        set_(dossier.env(), dossier.Dossier()) {}
+
+  Status Run();
+
+ private:
+  Status RunBegun();
+  Status Prepare();
+  Status ReadHeader(FileWork& w);
+  Status MapRecords(FileWork& w);
+  Status PlanChains();
+  std::vector<std::string> Targets() const;
+  Status Scan(size_t i);
+  Status TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out, uint32_t* next_no);
+  Status Renumber(const FileWork& w, uint32_t no, char* record) const;
+  Status AddKeys(FileWork& w, const char* record, uint32_t no);
+  Status BuildTree(size_t i, size_t t);
+  Status SortAndCheck(const FileWork& w, TreeWork& tw) const;
+  void Tell(RebuildEvent e) const {
+    if (observer_) observer_(e);
+  }
+
+  DossierDonnees& dossier_;
+  Env* env_;
+  const RebuildPlan& plan_;
+  const RebuildObserver& observer_;
+  RebuildResult* result_;
+  ReplaceSet set_;
+  std::vector<FileWork> work_;
+  std::string key_;
+};
+
+Status Rebuilder::ReadHeader(FileWork& w) {
+  VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, w.def->name, ".DAT", false, &w.path));
+  std::unique_ptr<platform::File> f;
+  VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(w.path, platform::OpenMode::kRead, &f)));
+  char bytes[kDataHeaderSize];
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(f->ReadAt(0, bytes, &got)));
+  if (got < kDataHeaderSize) {
+    return Status::Corruption(w.path + " : fichier trop court pour contenir un en-tête");
+  }
+  VESK_RETURN_IF_ERROR(DecodeDataHeader(bytes, w.path, &w.header));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(f->Size(&size)));
+  if (size < SlotOffset(w.header, w.header.last_record + 1)) {
+    return Status::Corruption(w.path + " : fichier tronqué (" + std::to_string(size) +
+                              " octets pour " + std::to_string(w.header.last_record) +
+                              " enregistrements)");
+  }
+  return Status::Ok();
+}
+
+// Reads the slots of w in chunks and calls visit(no, slot) for each, in order.
+template <typename Visit>
+Status ForEachSlot(Env* env, const FileWork& w, Visit visit) {
+  std::unique_ptr<platform::File> f;
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(w.path, platform::OpenMode::kRead, &f)));
+  const uint32_t slot = SlotLength(w.header);
+  const uint32_t per_chunk = std::max<uint32_t>(1, static_cast<uint32_t>(kChunk / slot));
+  std::string buffer(size_t{per_chunk} * slot, '\0');
+  for (uint32_t first = 1; first <= w.header.last_record; first += per_chunk) {
+    const uint32_t n = std::min(per_chunk, w.header.last_record - first + 1);
+    size_t got = 0;
+    std::span<char> part(buffer.data(), size_t{n} * slot);
+    VESK_RETURN_IF_ERROR(Status::FromIo(f->ReadAt(SlotOffset(w.header, first), part, &got)));
+    if (got != part.size()) return Status::Corruption(w.path + " : fichier tronqué");
+    for (uint32_t k = 0; k < n; ++k) {
+      const char* s = &buffer[k * slot];
+      if (!SlotSound(w.header, s)) {
+        return Status::Corruption(
+            "enregistrement " + std::to_string(first + k) + " de " + w.path + " : octet d'état " +
+            std::to_string(static_cast<unsigned char>(s[0])) + " inconnu (fichier endommagé)");
+      }
+      VESK_RETURN_IF_ERROR(visit(first + k, s));
+    }
+  }
+  return Status::Ok();
+}
+
+// The new numbers of a chosen file's live records: each takes its number minus the deleted
+// records met before it.
+Status Rebuilder::MapRecords(FileWork& w) {
+  w.map.assign(size_t{w.header.last_record} + 1, 0);
+  w.back.assign(1, 0);
+  uint32_t next = 1;
+  return ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
+    if (!SlotDeleted(w.header, slot)) {
+      w.map[no] = next++;
+      w.back.push_back(no);
+    }
+    return Status::Ok();
+  });
+}
+
+Status Rebuilder::PlanChains() {
+  for (const RebuildChain& c : plan_.chains) {
+    if (c.header >= work_.size() || c.line >= work_.size()) {
+      return Status::InvalidArgument("reconstruction : chaînage hors du plan");
+    }
+    FileWork& line = work_[c.line];
+    if (!line.moves) continue;
+    FileWork& header = work_[c.header];
+    line.remaps.push_back({c.previous, c.line, "pointeur précédent"});
+    line.remaps.push_back({c.next, c.line, "pointeur suivant"});
+    header.remaps.push_back({c.first, c.line, "pointeur de première ligne"});
+    header.remaps.push_back({c.last, c.line, "pointeur de dernière ligne"});
+    header.rewrite = true;
+  }
+  for (FileWork& w : work_) {
+    for (const Remap& r : w.remaps) {
+      if (r.offset + 3 > w.header.record_length) {
+        return Status::InvalidArgument(w.path + " : pointeur de chaînage en position " +
+                                       std::to_string(r.offset + 1) + " hors de l'enregistrement");
+      }
+    }
+  }
+  return Status::Ok();
+}
+
+Status Rebuilder::Prepare() {
+  work_.resize(plan_.files.size());
+  result_->files.assign(plan_.files.size(), {});
+  for (size_t i = 0; i < plan_.files.size(); ++i) {
+    FileWork& w = work_[i];
+    w.def = &plan_.files[i];
+    VESK_RETURN_IF_ERROR(ReadHeader(w));
+    if (w.def->chosen && result_->chosen_path.empty()) result_->chosen_path = w.path;
+    if (w.def->chosen && w.header.deleted > 0) {
+      w.moves = w.rewrite = true;
+      VESK_RETURN_IF_ERROR(MapRecords(w));
+    }
+  }
+  VESK_RETURN_IF_ERROR(PlanChains());
+  for (FileWork& w : work_) {
+    w.build_trees = w.def->chosen || w.rewrite;
+    if (!w.build_trees) continue;
+    const size_t live = w.header.last_record - w.header.deleted;
+    for (const RebuildTree& t : w.def->trees) {
+      TreeWork tw;
+      tw.def = &t;
+      tw.packed.reserve(live * (t.key_length + 4u));
+      VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, t.name, ".DAB", true, &tw.path));
+      w.trees.push_back(std::move(tw));
+    }
+  }
+  return Status::Ok();
+}
+
+std::vector<std::string> Rebuilder::Targets() const {
+  std::vector<std::string> targets;
+  for (const FileWork& w : work_) {
+    if (w.rewrite) targets.push_back(w.path);
+    for (const TreeWork& t : w.trees) targets.push_back(t.path);
+  }
+  return targets;
+}
+
+// Puts the new numbers into the pointers of a live record (no: its number in the file as it
+// stands). A pointer to a record that is not live is damage, named.
+Status Rebuilder::Renumber(const FileWork& w, uint32_t no, char* record) const {
+  for (const Remap& r : w.remaps) {
+    const uint32_t p = DecodePointer(record + r.offset);
+    if (p == 0) continue;
+    const FileWork& into = work_[r.into];
+    if (p > into.header.last_record || into.map[p] == 0) {
+      return Status::Corruption(std::string(r.role) + " de l'enregistrement " + std::to_string(no) +
+                                " de " + w.path + " : l'enregistrement " + std::to_string(p) +
+                                " de " + into.path +
+                                (p > into.header.last_record ? " n'existe pas" : " est supprimé"));
+    }
+    EncodePointer(into.map[p], record + r.offset);
+  }
+  return Status::Ok();
+}
+
+Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
+  const std::string_view bytes(record, w.header.record_length);
+  for (TreeWork& t : w.trees) {
+    key_.clear();
+    VESK_RETURN_IF_ERROR(t.def->key(bytes, &key_));
+    if (key_.size() > t.def->key_length) {
+      return Status::InvalidArgument("B-arbre " + t.def->name + " : la clé de l'enregistrement " +
+                                     std::to_string(no) + " de " + w.path + " a " +
+                                     std::to_string(key_.size()) + " caractères, plus que " +
+                                     std::to_string(t.def->key_length));
+    }
+    key_.resize(t.def->key_length, ' ');
+    t.packed += key_;
+    char r[4];
+    std::memcpy(r, &no, 4);
+    t.packed.append(r, 4);
+    ++t.count;
+  }
+  return Status::Ok();
+}
+
+// Appends a slot of the new file (always of the current version) to out: its state byte and
+// the record's bytes; gives where the record's copy begins.
+char* NewSlot(std::string* out, bool deleted, const char* record, uint32_t length) {
+  out->push_back(deleted ? kSlotDeleted : kSlotLive);
+  out->append(record, length);
+  return out->data() + out->size() - length;
+}
+
+// One slot of file i as it stands: appended to out (the new file's bytes) unless removed; keys
+// taken from a live record under its new number.
+Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out,
+                           uint32_t* next_no) {
+  FileWork& w = work_[i];
+  RebuildResult::File& r = result_->files[i];
+  const uint32_t length = w.header.record_length;
+  const char* record = SlotRecord(w.header, slot);
+  if (SlotDeleted(w.header, slot)) {
+    if (w.moves) {
+      ++r.removed;
+      return Status::Ok();
+    }
+    if (w.rewrite) NewSlot(out, true, record, length);
+    ++*next_no;
+    return Status::Ok();
+  }
+  const uint32_t new_no = (*next_no)++;
+  ++r.kept;
+  if (w.rewrite) {
+    char* copy = NewSlot(out, false, record, length);
+    VESK_RETURN_IF_ERROR(Renumber(w, no, copy));
+    record = copy;
+  }
+  if (w.def->chosen) Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves});
+  return AddKeys(w, record, new_no);
+}
+
+// Reads file i once: writes its new file when it is rewritten, and gathers its trees' keys.
+Status Rebuilder::Scan(size_t i) {
+  FileWork& w = work_[i];
+  std::unique_ptr<platform::File> out;
+  std::string aside;
+  if (w.rewrite) {
+    aside = ReplaceSet::AsidePath(w.path);
+    VESK_RETURN_IF_ERROR(
+        Status::FromIo(env_->OpenFile(aside, platform::OpenMode::kCreateAlways, &out)));
+  }
+  std::string buffer;
+  uint64_t at = kDataHeaderSize;
+  uint32_t next_no = 1;
+  Status s = ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
+    VESK_RETURN_IF_ERROR(TakeSlot(i, no, slot, &buffer, &next_no));
+    if (buffer.size() < kChunk) return Status::Ok();
+    VESK_RETURN_IF_ERROR(Status::FromIo(out->WriteAt(at, buffer)));
+    at += buffer.size();
+    buffer.clear();
+    return Status::Ok();
+  });
+  VESK_RETURN_IF_ERROR(s);
+  if (w.def->chosen) {
+    Tell({RebuildEvent::Kind::kCompacted, i, 0, 0, 0, result_->files[i].removed, w.moves});
+  }
+  if (!w.rewrite) return Status::Ok();
+  DataHeader h = w.header;
+  h.version = kDataFormatVersion;  // a file of version 1 comes out in the current version
+  h.last_record = next_no - 1;
+  if (w.moves) h.deleted = 0;
+  ++h.change_counter;
+  char head[kDataHeaderSize];
+  EncodeDataHeader(h, head);
+  VESK_RETURN_IF_ERROR(Status::FromIo(out->WriteAt(at, buffer)));
+  VESK_RETURN_IF_ERROR(Status::FromIo(out->WriteAt(0, std::span<const char>(head, sizeof head))));
+  VESK_RETURN_IF_ERROR(Status::FromIo(out->Sync()));
+  result_->files[i].rewritten = true;
+  Tell({RebuildEvent::Kind::kWritten, i, 0, 0, 0, 0, w.moves});
+  return Status::Ok();
+}
+
+using Order = std::vector<std::pair<uint64_t, uint32_t>>;
+
+// Sorts by the 64-bit first member, stable (entries of equal value keep their order): radix
+// passes of 16 bits, from the lowest, each skipped when every entry has the same digit.
+void RadixSort(Order& v) {
+  Order tmp(v.size());
+  std::vector<size_t> count(size_t{1} << 16);
+  for (int shift = 0; shift < 64; shift += 16) {
+    std::fill(count.begin(), count.end(), 0);
+    for (const auto& e : v) ++count[(e.first >> shift) & 0xFFFF];
+    if (count[(v.front().first >> shift) & 0xFFFF] == v.size()) continue;
+    size_t at = 0;
+    for (size_t& c : count) {
+      const size_t n = c;
+      c = at;
+      at += n;
+    }
+    for (const auto& e : v) tmp[count[(e.first >> shift) & 0xFFFF]++] = e;
+    v.swap(tmp);
+  }
+}
+
+// The bytes all keys of a tree share at their start: the sort compares from there on.
+size_t CommonPrefix(const TreeWork& t) {
+  const size_t k = t.def->key_length, stride = k + 4;
+  size_t common = k;
+  const char* first = t.packed.data();
+  for (size_t e = 1; e < t.count && common > 0; ++e) {
+    const char* key = first + e * stride;
+    size_t i = 0;
+    while (i < common && key[i] == first[i]) ++i;
+    common = i;
+  }
+  return common;
+}
+
+// Sorts a tree's entries in the tree's order (key bytes unsigned, then record on a secondary
+// tree, records coming in ascending order); a primary key met twice is refused with both
+// records as the file numbers them now. Each entry sorts by the 8 bytes after the prefix all
+// keys share, the rest of the key compared only between equal ones.
+Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
+  const size_t k = t.def->key_length, stride = k + 4;
+  const size_t from = t.count == 0 ? 0 : CommonPrefix(t);
+  const size_t rest = k - from > 8 ? k - from - 8 : 0;
+  const char* base = t.packed.data();
+  t.order.resize(t.count);
+  for (size_t e = 0; e < t.count; ++e) {
+    t.order[e] = {BigEndian8(base + e * stride + from, k - from), static_cast<uint32_t>(e)};
+  }
+  if (t.count > 0) RadixSort(t.order);
+  if (rest > 0) {  // runs of equal 8 bytes sorted by the rest of the key, then by entry
+    auto less = [&](const std::pair<uint64_t, uint32_t>& a,
+                    const std::pair<uint64_t, uint32_t>& b) {
+      const int c = std::memcmp(base + a.second * stride + from + 8,
+                                base + b.second * stride + from + 8, rest);
+      return c != 0 ? c < 0 : a.second < b.second;
+    };
+    for (size_t i = 0, j = 0; i < t.count; i = j) {
+      for (j = i + 1; j < t.count && t.order[j].first == t.order[i].first;) ++j;
+      if (j - i > 1) std::sort(t.order.begin() + i, t.order.begin() + j, less);
+    }
+  }
+  if (t.def->nature != 'P') return Status::Ok();
+  for (size_t e = 1; e < t.count; ++e) {
+    const char* a = base + t.order[e - 1].second * stride;
+    const char* b = base + t.order[e].second * stride;
+    if (t.order[e - 1].first != t.order[e].first || std::memcmp(a, b, k) != 0) continue;
+    uint32_t ra = 0, rb = 0;
+    std::memcpy(&ra, a + k, 4);
+    std::memcpy(&rb, b + k, 4);
+    if (w.moves) {
+      ra = w.back[ra];
+      rb = w.back[rb];
+    }
+    return Status::Duplicate("B-Arbre " + t.def->name + " : clé « " + Shown({a, k}) +
+                             " » en double (enregistrements " + std::to_string(ra) + " et " +
+                             std::to_string(rb) + ")");
+  }
+  return Status::Ok();
+}
+
+Status Rebuilder::BuildTree(size_t i, size_t t) {
+  FileWork& w = work_[i];
+  TreeWork& tw = w.trees[t];
+  Tell({RebuildEvent::Kind::kTree, i, t, 0, 0, tw.count, w.moves});
+  VESK_RETURN_IF_ERROR(SortAndCheck(w, tw));
+  const std::string aside = ReplaceSet::AsidePath(tw.path);
+  std::unique_ptr<BTree> tree;
+  VESK_RETURN_IF_ERROR(BTree::Open(env_, aside, tw.def->key_length, tw.def->nature,
+                                   UpperAscii(w.def->name), true, &tree));
+  const size_t stride = tw.def->key_length + 4u;
+  VESK_RETURN_IF_ERROR(tree->Load(tw.count, [&](size_t e, const char** key, uint32_t* record) {
+    const char* entry = tw.packed.data() + tw.order[e].second * stride;
+    *key = entry;
+    std::memcpy(record, entry + tw.def->key_length, 4);
+  }));
+  VESK_RETURN_IF_ERROR(tree->Sync());
+  result_->files[i].keys[t] = tw.count;
+  tw.packed = std::string();
+  tw.order = {};
+  return Status::Ok();
+}
+
+// The new files written aside, then put in place.
+Status Rebuilder::Run() {
+  VESK_RETURN_IF_ERROR(Prepare());
+  for (size_t i = 0; i < work_.size(); ++i) {
+    result_->files[i].keys.assign(work_[i].def->trees.size(), 0);
+  }
+  VESK_RETURN_IF_ERROR(set_.Begin(Targets()));
+  Status s = RunBegun();
+  result_->in_place = set_.Committed();
+  // An I/O failure now means the new files could not be written or put in place.
+  result_->copy_failed = !result_->in_place && (s.code() == Status::Code::kIOError ||
+                                                s.code() == Status::Code::kNotFound);
+  return s;
+}
+
+Status Rebuilder::RunBegun() {
+  Status s;
+  for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
+    if (work_[i].build_trees) s = Scan(i);
+  }
+  for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
+    for (size_t t = 0; s.ok() && t < work_[i].trees.size(); ++t) s = BuildTree(i, t);
+    result_->files[i].trees_rebuilt = !work_[i].trees.empty();
+  }
+  if (s.ok()) s = set_.Commit();
+  return s;
+}
+
+}  // namespace
+
+Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
+               RebuildResult* result) {
+  *result = RebuildResult{};
+  VESK_RETURN_IF_ERROR(dossier.DebutRemplacement());
+  Status s;
+  {
+    Rebuilder r(dossier, plan, observer, result);
+    s = r.Run();
+  }  // a set not put in place is abandoned here, before the lock goes
+  bool reste = false;
+  Status e = Status::FromIo(dossier.env()->FileExists(
+      platform::JoinPath(dossier.Dossier(), std::string(kReplaceName)), &reste));
+  Status f = dossier.FinRemplacement(result->in_place, reste || !e.ok());
+  // An I/O failure means the new files could not be written or put in place: the old ones stay.
+  result->copy_failed = !result->in_place &&
+                        (s.code() == Status::Code::kIOError || s.code() == Status::Code::kNotFound);
+  if (!s.ok()) return s;
+  return e.ok() ? f : e;
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,91 @@
+// Rebuild: compacts a data file, renumbers the chaining pointers that held its moved records,
+// and rebuilds every B-tree of the files it rewrote, from their records; the new files are
+// written aside and put in place all together (replace_set.h) under the folder's exclusive
+// lock, after a checkpoint, so that every reader sees the old set or the new one, never a mix.
+// The plan (which files, chainings and trees, how a key is built) is the caller's; the engine
+// reads and writes the bytes. Thread rules: the thread that owns the DossierDonnees.
+#ifndef VESK_SRV_ISAM_REBUILD_H_
+#define VESK_SRV_ISAM_REBUILD_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "srv/isam/dossier.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+// A B-tree of a file of the plan.
+struct RebuildTree {
+  std::string name;  // as opened ("CLI1"), in the folder of its file
+  uint16_t key_length = 0;
+  char nature = 'P';
+  // The key of a live record (Windows-1252 bytes, as on disk): the engine pads it with spaces to
+  // key_length and refuses a longer one.
+  std::function<Status(std::string_view record, std::string* key)> key;
+};
+
+struct RebuildFile {
+  std::string name;  // as opened ("FACLIG")
+  bool dependance = false;
+  // The file chosen: its deleted records are removed and all its trees rebuilt. A file of the
+  // plan that is not chosen is rewritten only when pointers into a moved file change in it, and
+  // its trees are rebuilt only then.
+  bool chosen = false;
+  std::vector<RebuildTree> trees;
+};
+
+// A chaining between two files of the plan (indexes into RebuildPlan::files); the pointers'
+// offsets are 0-based, in bytes.
+struct RebuildChain {
+  size_t header = 0, line = 0;
+  uint32_t first = 0, last = 0;     // in the header's records
+  uint32_t previous = 0, next = 0;  // in the line's records
+};
+
+struct RebuildPlan {
+  std::vector<RebuildFile> files;
+  std::vector<RebuildChain> chains;
+};
+
+// What the rebuild tells as it goes, in this order for each file: kRecord for every live record
+// of a chosen file (its old and new numbers), kCompacted (count: the deleted records removed),
+// kWritten once a new file is complete (moved: its records were renumbered), then kTree before
+// each B-tree is built.
+struct RebuildEvent {
+  enum class Kind { kRecord, kCompacted, kWritten, kTree } kind;
+  size_t file = 0;
+  size_t tree = 0;
+  uint32_t old_no = 0, new_no = 0;
+  uint64_t count = 0;
+  bool moved = false;
+};
+using RebuildObserver = std::function<void(const RebuildEvent&)>;
+
+struct RebuildResult {
+  struct File {
+    bool rewritten = false;
+    uint32_t kept = 0;           // live records
+    uint32_t removed = 0;        // deleted records removed
+    std::vector<uint64_t> keys;  // per tree of the plan; all 0 for trees not rebuilt
+    bool trees_rebuilt = false;
+  };
+  std::vector<File> files;
+  bool in_place = false;     // the new set is the folder's
+  bool copy_failed = false;  // new files could not be written or put in place: the old stay
+  std::string chosen_path;   // the data file of the (first) chosen file
+};
+
+// Runs the plan on dossier. A failure leaves the folder's files as they were (unless
+// result->in_place: then only the cleaning failed, finished by the next user); the status names
+// the file and what is wrong (a pointer to a deleted record, a primary key twice with both
+// record numbers, a key longer than its tree's, an I/O error).
+Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
+               RebuildResult* result);
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_REBUILD_H_

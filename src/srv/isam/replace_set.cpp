@@ -1,0 +1,237 @@
+#include "srv/isam/replace_set.h"
+
+#include <set>
+
+#include "srv/isam/coding.h"
+#include "srv/isam/journal.h"
+#include "srv/isam/journal_internal.h"
+
+namespace vesk::isam {
+
+namespace {
+
+constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'R', 'E', 'C', '\x1A'};
+constexpr uint16_t kVersion = 1;
+constexpr size_t kStateAt = 10;
+constexpr size_t kHead = 16;
+constexpr char kWriting = 'W', kDone = 'D';
+
+using Targets = std::vector<ReplaceSet::Target>;
+
+std::string Path(const std::string& dossier) {
+  return platform::JoinPath(dossier, std::string(kReplaceName));
+}
+
+// The record's bytes, its state byte left out of the checksum (it alone changes afterwards).
+std::string Encode(const Targets& targets, char state) {
+  std::string b(kMagic, sizeof kMagic);
+  AppendLe(b, kVersion, 2);
+  b.push_back(state);
+  b.push_back('\0');
+  AppendLe(b, targets.size(), 4);
+  for (const ReplaceSet::Target& t : targets) {
+    b.push_back(t.existed ? 1 : 0);
+    AppendLe(b, t.relative.size(), 2);
+    b += t.relative;
+  }
+  std::string hashed = b;
+  hashed[kStateAt] = '\0';
+  AppendLe(b, Hash64(hashed, 0), 8);
+  return b;
+}
+
+// The targets and state of a record; false when it does not check (cut while written).
+bool Decode(const std::string& b, Targets* targets, char* state) {
+  if (b.size() < kHead + 8 || b.compare(0, 8, std::string(kMagic, 8)) != 0) return false;
+  std::string hashed = b.substr(0, b.size() - 8);
+  hashed[kStateAt] = '\0';
+  if (GetLe(b.data() + b.size() - 8, 8) != Hash64(hashed, 0)) return false;
+  if (GetLe(b.data() + 8, 2) != kVersion) return false;
+  *state = b[kStateAt];
+  const uint64_t count = GetLe(b.data() + 12, 4);
+  size_t at = kHead;
+  for (uint64_t i = 0; i < count; ++i) {
+    if (at + 3 > b.size() - 8) return false;
+    ReplaceSet::Target t;
+    t.existed = b[at] != 0;
+    const size_t len = GetLe(b.data() + at + 1, 2);
+    at += 3;
+    if (at + len > b.size() - 8) return false;
+    t.relative = b.substr(at, len);
+    at += len;
+    targets->push_back(std::move(t));
+  }
+  return at == b.size() - 8;
+}
+
+std::string Folder(const std::string& path) {
+  const size_t cut = path.find_last_of("/\\");
+  return cut == std::string::npos ? std::string(".") : path.substr(0, cut);
+}
+
+Status Io(const platform::IoStatus& io) { return Status::FromIo(io); }
+
+bool Exists(Env* env, const std::string& path, Status* s) {
+  bool exists = false;
+  if (s->ok()) *s = Io(env->FileExists(path, &exists));
+  return exists;
+}
+
+Status SyncFolders(Env* env, const std::string& dossier, const Targets& targets) {
+  std::set<std::string> folders{dossier};
+  for (const auto& t : targets) folders.insert(Folder(platform::JoinPath(dossier, t.relative)));
+  for (const std::string& f : folders) VESK_RETURN_IF_ERROR(Io(env->SyncDirectory(f)));
+  return Status::Ok();
+}
+
+Status RemoveRecord(Env* env, const std::string& dossier) {
+  VESK_RETURN_IF_ERROR(Io(env->RemoveFile(Path(dossier))));
+  return Io(env->SyncDirectory(dossier));
+}
+
+// Every target back to its old file (R2); the aside files removed, then the record. A target
+// that did not exist and exists now was put in place by the set (no one else writes in the
+// folder under its exclusive lock): it goes.
+Status Undo(Env* env, const std::string& dossier, const Targets& targets) {
+  for (const auto& t : targets) {
+    const std::string full = platform::JoinPath(dossier, t.relative);
+    const std::string old = full + std::string(kOldSuffix);
+    const std::string aside = ReplaceSet::AsidePath(full);
+    Status s;
+    if (Exists(env, old, &s)) {
+      s = Io(env->RenameFile(old, full));
+    } else if (!t.existed && Exists(env, full, &s)) {
+      s = Io(env->RemoveFile(full));  // put in place, but the target did not exist before
+    }
+    if (Exists(env, aside, &s)) s = Io(env->RemoveFile(aside));
+    VESK_RETURN_IF_ERROR(s);
+  }
+  VESK_RETURN_IF_ERROR(SyncFolders(env, dossier, targets));
+  return RemoveRecord(env, dossier);
+}
+
+// The new set is the folder's: the old files go, then the record. Nothing needs syncing: a
+// removal a crash undoes leaves the record in state DONE, and the next user finishes again.
+Status Finish(Env* env, const std::string& dossier, const Targets& targets) {
+  for (const auto& t : targets) {
+    const std::string old = platform::JoinPath(dossier, t.relative) + std::string(kOldSuffix);
+    Status s;
+    if (Exists(env, old, &s)) s = Io(env->RemoveFile(old));
+    VESK_RETURN_IF_ERROR(s);
+  }
+  return Io(env->RemoveFile(Path(dossier)));
+}
+
+Status WriteRecord(Env* env, const std::string& dossier, const std::string& bytes) {
+  std::unique_ptr<platform::File> f;
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(Path(dossier), platform::OpenMode::kCreateAlways, &f)));
+  VESK_RETURN_IF_ERROR(Io(f->WriteAt(0, bytes)));
+  VESK_RETURN_IF_ERROR(Io(f->Sync()));
+  return Io(env->SyncDirectory(dossier));
+}
+
+Status ReadRecord(Env* env, const std::string& dossier, std::string* bytes) {
+  std::unique_ptr<platform::File> f;
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(Path(dossier), platform::OpenMode::kRead, &f)));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Io(f->Size(&size)));
+  if (size > (uint64_t{1} << 24)) size = uint64_t{1} << 24;  // far more than any set
+  bytes->assign(size, '\0');
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Io(f->ReadAt(0, *bytes, &got)));
+  bytes->resize(got);
+  return Status::Ok();
+}
+
+}  // namespace
+
+ReplaceSet::ReplaceSet(Env* env, std::string dossier) : env_(env), dossier_(std::move(dossier)) {}
+
+ReplaceSet::~ReplaceSet() {
+  if (open_) {
+    Status ignored = Abandon();  // a failure leaves the record: the next user undoes the set
+    (void)ignored;
+  }
+}
+
+Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
+  if (open_) return Status::InvalidArgument("remplacement de fichiers déjà commencé");
+  targets_.clear();
+  committed_ = false;
+  for (const std::string& path : targets) {
+    if (path.size() <= dossier_.size() + 1 || path.compare(0, dossier_.size(), dossier_) != 0 ||
+        !SafeRelative(path.substr(dossier_.size() + 1))) {
+      return Status::InvalidArgument(path + " : hors du dossier de données " + dossier_);
+    }
+    Target t{path.substr(dossier_.size() + 1), false};
+    Status s;
+    t.existed = Exists(env_, path, &s);
+    VESK_RETURN_IF_ERROR(s);
+    targets_.push_back(std::move(t));
+  }
+  VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, kWriting)));
+  open_ = true;
+  return Status::Ok();
+}
+
+Status ReplaceSet::WriteState(char state) {
+  std::unique_ptr<platform::File> f;
+  VESK_RETURN_IF_ERROR(Io(env_->OpenFile(Path(dossier_), platform::OpenMode::kReadWrite, &f)));
+  VESK_RETURN_IF_ERROR(Io(f->WriteAt(kStateAt, std::string_view(&state, 1))));
+  return Io(f->Sync());
+}
+
+Status ReplaceSet::Commit() {
+  if (!open_) return Status::InvalidArgument("remplacement de fichiers non commencé");
+  Status s;
+  for (size_t i = 0; s.ok() && i < targets_.size(); ++i) {
+    const std::string full = platform::JoinPath(dossier_, targets_[i].relative);
+    if (targets_[i].existed) s = Io(env_->RenameFile(full, full + std::string(kOldSuffix)));
+    if (s.ok()) s = Io(env_->RenameFile(AsidePath(full), full));
+  }
+  if (s.ok()) s = SyncFolders(env_, dossier_, targets_);
+  if (s.ok()) s = WriteState(kDone);
+  if (!s.ok()) {
+    Status u = Undo(env_, dossier_, targets_);
+    open_ = !u.ok();
+    if (!u.ok()) {
+      return Status::IOError(s.message() + " ; remise en place des anciens fichiers impossible (" +
+                             u.message() + "), reprise à la prochaine ouverture du dossier");
+    }
+    return s;
+  }
+  open_ = false;
+  committed_ = true;
+  return Finish(env_, dossier_, targets_);
+}
+
+Status ReplaceSet::Abandon() {
+  if (!open_) return Status::Ok();
+  Status s = Undo(env_, dossier_, targets_);
+  open_ = !s.ok();
+  return s;
+}
+
+Status ReplaceSet::Recover(Env* env, const std::string& dossier, bool* found) {
+  *found = false;
+  Status s;
+  if (!Exists(env, Path(dossier), &s)) return s;
+  *found = true;
+  std::string bytes;
+  VESK_RETURN_IF_ERROR(ReadRecord(env, dossier, &bytes));
+  Targets targets;
+  char state = 0;
+  if (!Decode(bytes, &targets, &state)) return RemoveRecord(env, dossier);  // R3
+  for (const Target& t : targets) {
+    if (!SafeRelative(t.relative)) {
+      return Status::Corruption(Path(dossier) + " : le fichier " + t.relative +
+                                " est hors du dossier de données ; rien n'est remplacé");
+    }
+    VESK_RETURN_IF_ERROR(journal::SansLien(env, dossier, t.relative));
+  }
+  if (state == kDone) return Finish(env, dossier, targets);
+  if (state == kWriting) return Undo(env, dossier, targets);
+  return Status::Corruption(Path(dossier) + " : état " + std::to_string(state) + " inconnu");
+}
+
+}  // namespace vesk::isam

@@ -1,0 +1,101 @@
+// ReplaceSet: puts new files, written aside, in place of the files of a data folder they
+// replace, all of them or none, whatever instant a crash comes at. It owns the folder's
+// replacement record VESK.REC (at the folder's root), which names the set; the caller owns the
+// aside files' contents and holds the folder's exclusive lock from Begin to the end.
+// Thread rules: one thread at a time, under the folder's exclusive lock.
+//
+// A target T has its new bytes written to T.NEUF, and its old file is kept as T.ANC while the
+// set changes hands. VESK.REC holds the targets (relative to the folder, with whether each
+// existed) and one state byte:
+//
+// clang-format off
+//
+//   (no record) ── Begin: record written, synced ──▶ WRITING
+//                                                       │ aside files written and synced
+//                                                       │ Commit: for each T, T ─▶ T.ANC and
+//                                                       │ T.NEUF ─▶ T; folders synced
+//                                                       │      a failure, or a crash, or Abandon:
+//                                                       │      undone (T.ANC ─▶ T, T.NEUF and a
+//                                                       │      T that did not exist removed)
+//                                                       ▼ state DONE, synced: the new set is the
+//                                                    DONE   folder's
+//                                                       │ T.ANC and the record removed
+//                                                       ▼
+//                                                  (no record)     a crash in DONE: the next user
+//                                                                  finishes (Recover)
+//
+// clang-format on
+//
+// Invariants
+//   R1. An aside file exists only while the record names its target (the record is synced
+//       before any aside file is created), so no aside file outlives a crash unnoticed.
+//   R2. Until the state is DONE, every target's old bytes are under T or under T.ANC, never
+//       lost: undoing renames T.ANC back over T, and removes T.NEUF and any T that did not
+//       exist before (only the set creates files under the folder's exclusive lock).
+//   R3. Once written, the record changes only by its state byte, written and synced alone;
+//       its other bytes carry a checksum. A record that does not check was cut while being
+//       written, before any aside file existed: it is removed.
+//   R4. The renames are made durable (their folders synced) before the state becomes DONE.
+#ifndef VESK_SRV_ISAM_REPLACE_SET_H_
+#define VESK_SRV_ISAM_REPLACE_SET_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "srv/isam/env.h"
+#include "srv/isam/status.h"
+
+namespace vesk::isam {
+
+inline constexpr std::string_view kReplaceName = "VESK.REC";
+inline constexpr std::string_view kAsideSuffix = ".NEUF";
+inline constexpr std::string_view kOldSuffix = ".ANC";
+
+class ReplaceSet {
+ public:
+  ReplaceSet(Env* env, std::string dossier);
+  // A set begun and neither committed nor abandoned is abandoned (its aside files removed).
+  ~ReplaceSet();
+  ReplaceSet(const ReplaceSet&) = delete;
+  ReplaceSet& operator=(const ReplaceSet&) = delete;
+
+  // Where the new bytes of target go.
+  static std::string AsidePath(const std::string& target) {
+    return target + std::string(kAsideSuffix);
+  }
+  // Records the set (paths inside the folder, at its root or in a sub-folder) before any aside
+  // file is written. InvalidArgument for a path outside the folder or a set already begun.
+  Status Begin(const std::vector<std::string>& targets);
+  // Every aside file is written and synced: puts them in place. On a failure before the new set
+  // is the folder's, the old one is put back and the failure returned (with the failure of the
+  // undo, if any: the record then stays for the next user). A failure after that point (the
+  // old files left as T.ANC) is returned with Committed() true: the new set is in place, and
+  // the next user finishes the cleaning.
+  Status Commit();
+  bool Committed() const { return committed_; }
+  // Gives the set up before Commit: the aside files and the record are removed.
+  Status Abandon();
+
+  // The next user's part, before anything is read: a record left by a crash is finished (DONE)
+  // or undone (otherwise). *found tells whether there was one.
+  static Status Recover(Env* env, const std::string& dossier, bool* found);
+
+  struct Target {
+    std::string relative;  // inside the folder
+    bool existed = false;
+  };
+
+ private:
+  Status WriteState(char state);
+
+  Env* env_;
+  std::string dossier_;
+  std::vector<Target> targets_;
+  bool open_ = false;
+  bool committed_ = false;
+};
+
+}  // namespace vesk::isam
+
+#endif  // VESK_SRV_ISAM_REPLACE_SET_H_
