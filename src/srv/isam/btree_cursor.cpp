@@ -12,7 +12,7 @@ constexpr uint32_t kCacheLine = 64;  // bytes of a processor cache line
 }  // namespace
 
 Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
-                            const char** leaf_node) {
+                            const char** leaf_node, bool ask_leaf) {
   uint32_t no = root;
   for (uint32_t level = levels - 1; level > 0; --level) {
     const char* n = nullptr;
@@ -25,7 +25,7 @@ Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
   // The leaf is where a lookup waits on memory: its binary search touches lines all over it.
   // Asking for every line at once lets them arrive together, not one probe after the other.
   const char* cached = nullptr;
-  if (pager->Cached(no, &cached)) {
+  if (ask_leaf && pager->Cached(no, &cached)) {
     for (uint32_t at = 0; at < node_len; at += kCacheLine) __builtin_prefetch(cached + at);
   }
   VESK_RETURN_IF_ERROR(ReadNode(no, 0, leaf_node));

@@ -205,8 +205,10 @@ struct BTree::Impl {
 
   // ---- btree_cursor.cpp ----
   // Descends from the root towards (key, record), filling path_steps[level] for the inner
-  // levels; *leaf receives the leaf reached.
-  Status Descend(const char* key, uint32_t record, uint32_t* leaf, const char** leaf_node);
+  // levels; *leaf receives the leaf reached. ask_leaf: every line of the leaf is asked for
+  // as soon as it is known (a lookup; a change goes through the leaf's lines anyway).
+  Status Descend(const char* key, uint32_t record, uint32_t* leaf, const char** leaf_node,
+                 bool ask_leaf = true);
   Status LeftmostLeaf(uint32_t* leaf, const char** leaf_node);
   // The entry at (leaf, slot), moving on to the following leaves when slot is past the end.
   Status EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record);

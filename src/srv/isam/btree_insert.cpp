@@ -91,7 +91,7 @@ Status BTree::Impl::FindForChange(std::string_view key, uint32_t record, uint32_
                                   const char** ln, uint32_t* count, uint32_t* pos) {
   VESK_RETURN_IF_ERROR(CheckKey(key, record));
   VESK_RETURN_IF_ERROR(CheckWritable());
-  VESK_RETURN_IF_ERROR(Descend(key.data(), record, leaf, ln));
+  VESK_RETURN_IF_ERROR(Descend(key.data(), record, leaf, ln, /*ask_leaf=*/false));
   *count = Count(*ln);
   *pos = Search(*ln, leaf_stride, key.data(), record, /*strict=*/false);
   return Status::Ok();
