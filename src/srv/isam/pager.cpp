@@ -437,10 +437,16 @@ bool Pager::Cached(uint64_t block_no, const char** data) const {
 void Pager::Prefetch(uint64_t offset, size_t size) const {
   Impl& m = *impl_;
   constexpr uint64_t kLine = 64;
-  for (uint64_t at = offset & ~(kLine - 1); at < offset + size; at += kLine) {
-    const Slot* slot = m.Lookup(at >> m.shift);
-    if (slot == nullptr) continue;
-    __builtin_prefetch(slot->data + (at & (m.block_size - 1)));
+  const uint64_t end = offset + size;
+  uint64_t at = offset & ~(kLine - 1);
+  while (at < end) {
+    // The lines of one block at a time, its place looked up once.
+    const uint64_t no = at >> m.shift;
+    const uint64_t stop = std::min(end, (no + 1) << m.shift);
+    const Slot* slot = m.Lookup(no);
+    for (; at < stop; at += kLine) {
+      if (slot != nullptr) __builtin_prefetch(slot->data + (at & (m.block_size - 1)));
+    }
   }
 }
 
