@@ -29,7 +29,7 @@ Status BTree::Impl::Erase(std::string_view key, uint32_t record) {
   uint32_t top = 0;
   VESK_RETURN_IF_ERROR(PlanRebalance(count - 1, &top));
   char* w = nullptr;
-  VESK_RETURN_IF_ERROR(WriteEntries(leaf, leaf_stride, pos, count - 1, &w));
+  VESK_RETURN_IF_ERROR(ShiftEntries(leaf, pos, count, /*insert=*/false, &w));
   CloseGap(w, leaf_stride, pos, count);
   SetCount(w, count - 1);
   for (uint32_t level = 0; level < top; ++level) VESK_RETURN_IF_ERROR(Rebalance(level));

@@ -126,9 +126,10 @@ struct BTree::Impl {
   // The node no at level (0 = leaf), checked: number in range, kind, level and count.
   Status ReadNode(uint32_t no, uint32_t level, const char** out);
   Status WriteNode(uint32_t no, char** out);
-  // Node no for a change of its entry count and of its entries [first, last) alone (of stride
-  // bytes): an operation's undo then keeps those bytes only.
-  Status WriteEntries(uint32_t no, uint32_t stride, uint32_t first, uint32_t last, char** out);
+  // Leaf no for the insertion (entries [pos, count) move right by one) or the removal (entries
+  // after pos move left by one) of entry pos among count: its count and that move are reported,
+  // so that an operation's undo keeps a few bytes, not the entries moved.
+  Status ShiftEntries(uint32_t no, uint32_t pos, uint32_t count, bool insert, char** out);
   // Checks that the next k nodes AllocNode will give can be given (free list sound).
   Status CheckAllocations(uint32_t k);
   Status AllocNode(char kind, uint32_t level, uint32_t* no, char** out);

@@ -163,7 +163,7 @@ Status BTree::Impl::PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::
     VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
     return InsertInner(1);
   }
-  VESK_RETURN_IF_ERROR(WriteEntries(leaf, leaf_stride, pos, count + 1, &w));
+  VESK_RETURN_IF_ERROR(ShiftEntries(leaf, pos, count, /*insert=*/true, &w));
   OpenGap(w, leaf_stride, pos, count);
   char* e = Entry(w, leaf_stride, pos);
   std::memcpy(e, key.data(), key_len);

@@ -144,12 +144,13 @@ Status BTree::Impl::ReadNode(uint32_t no, uint32_t level, const char** out) {
 
 Status BTree::Impl::WriteNode(uint32_t no, char** out) { return pager->BlockForWrite(no, out); }
 
-Status BTree::Impl::WriteEntries(uint32_t no, uint32_t stride, uint32_t first, uint32_t last,
+Status BTree::Impl::ShiftEntries(uint32_t no, uint32_t pos, uint32_t count, bool insert,
                                  char** out) {
   VESK_RETURN_IF_ERROR(pager->RangeForWrite(no, node::kCountAt, node::kCountAt + 2, out));
-  if (first == last) return Status::Ok();
-  auto at = [stride](uint32_t i) { return static_cast<uint32_t>(node::kHeader + i * stride); };
-  return pager->RangeForWrite(no, at(first), at(last), out);
+  auto at = [this](uint32_t i) { return static_cast<uint32_t>(node::kHeader + i * leaf_stride); };
+  const int32_t stride = static_cast<int32_t>(leaf_stride);
+  if (insert) return pager->ShiftForWrite(no, at(pos), at(count), stride, out);
+  return pager->ShiftForWrite(no, at(pos + 1), at(count), -stride, out);
 }
 
 Status BTree::Impl::CheckAllocations(uint32_t k) {

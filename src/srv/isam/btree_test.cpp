@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 
 #include "srv/isam/btree_impl.h"
+#include "srv/isam/journal.h"
 
 namespace vesk::isam {
 namespace {
@@ -180,6 +182,53 @@ TEST_F(BTreeTest, RecordAheadSeesTheWalksLeafAndTheNextOne) {
   EXPECT_EQ(tree_->RecordAhead(1), 13u);
   ASSERT_TRUE(tree_->Insert(Key(100), 101).ok());
   EXPECT_EQ(tree_->RecordAhead(1), 0u) << "the tree changed since";
+}
+
+// Inside a batch an operation is undone alone from what it kept: for an insertion or an
+// erasure inside a leaf, only the bytes its move covered, the moved entries being moved back.
+TEST_F(BTreeTest, ABatchUndoesAnInsertionOrErasureInsideALeafByMovingItsEntriesBack) {
+  ASSERT_TRUE(Open(8, 'P').ok());
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(tree_->Insert(Key(2 * i), i + 1).ok());
+  ASSERT_TRUE(tree_->Flush().ok());
+  auto walk = [&] {
+    std::vector<std::pair<std::string, uint32_t>> all;
+    EXPECT_TRUE(tree_
+                    ->ForEach([&](std::string_view k, uint32_t r) {
+                      all.emplace_back(std::string(k), r);
+                      return true;
+                    })
+                    .ok());
+    return all;
+  };
+  const auto before = walk();
+  Journal journal(&env_, "d");
+  journal.Watch({tree_->pager(), nullptr, [&] { return tree_->Reload(); }, [&] { tree_->Mark(); },
+                 [&] { tree_->RestoreMark(); }});
+  journal.SetBatch(true);
+  const std::vector<std::function<void()>> operations = {
+      [&] { ASSERT_TRUE(tree_->Insert(Key(101), 999).ok()); },  // in the middle of the leaf
+      [&] { ASSERT_TRUE(tree_->Erase(Key(100), 51).ok()); },
+      [&] {
+        ASSERT_TRUE(tree_->Insert(Key(3), 998).ok());
+        ASSERT_TRUE(tree_->Erase(Key(150), 76).ok());
+        ASSERT_TRUE(tree_->Insert(Key(999), 997).ok());  // after the last entry
+      }};
+  for (size_t i = 0; i < operations.size(); ++i) {
+    journal.BeginOperation();
+    operations[i]();
+    ASSERT_TRUE(journal.RollbackOperation().ok());
+    EXPECT_EQ(walk(), before) << i;
+    std::vector<std::string> problems;
+    ASSERT_TRUE(tree_->Verify(&problems).ok());
+    EXPECT_TRUE(problems.empty()) << problems.front();
+  }
+  // An operation that ends well stays.
+  journal.BeginOperation();
+  ASSERT_TRUE(tree_->Insert(Key(101), 999).ok());
+  ASSERT_TRUE(journal.EndOperation().ok());
+  uint32_t record = 0;
+  ASSERT_TRUE(tree_->Find(Key(101), &record).ok());
+  EXPECT_EQ(record, 999u);
 }
 
 TEST_F(BTreeTest, SeekAfterFollowsKeyThenRecordOrder) {

@@ -101,7 +101,9 @@ struct Journal::OpSaved {
   uint64_t no;
   uint32_t from;  // in the block
   uint32_t size;
-  size_t at;  // in op_bytes_
+  size_t at;       // in op_bytes_
+  uint32_t to;     // a move: the bytes [from, to) moved by `by`, the bytes kept those it covered
+  int32_t by = 0;  // 0: the bytes kept are the original ones at from
 };
 
 Journal::Journal(Env* env, std::string dossier)
@@ -117,13 +119,17 @@ void Journal::Watch(Watched w) {
       [this, raw](uint64_t no, uint32_t from, std::span<const char> original) {
         return Capture(raw, no, from, original);
       });
+  raw->w.pager->SetBeforeShiftHook([this, raw](uint64_t no, uint32_t from, uint32_t to, int32_t by,
+                                               std::span<const char> covered) {
+    return CaptureShift(raw, no, from, to, by, covered);
+  });
   entries_.push_back(std::move(e));
 }
 
 // Before bytes of a block change in the operation: the file joins the operation and the
 // transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
 // twice is put back last from its first, original, bytes).
-Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
+void Journal::Join(Entry* e) {
   if (!e->in_op) {
     e->in_op = true;
     e->op_size = e->w.pager->Size();
@@ -133,9 +139,27 @@ Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const ch
     e->in_txn = true;
     txn_entries_.push_back(e);
   }
+}
+
+Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
+  Join(e);
   if (batch_) {
-    op_.push_back(OpSaved{e, no, from, static_cast<uint32_t>(original.size()), op_bytes_.size()});
+    op_.push_back(
+        OpSaved{e, no, from, static_cast<uint32_t>(original.size()), op_bytes_.size(), 0, 0});
     op_bytes_.insert(op_bytes_.end(), original.begin(), original.end());
+  }
+  return Status::Ok();
+}
+
+// A move inside a block (a leaf's entries): only the bytes it covers are kept, the moved ones
+// are moved back at the undo.
+Status Journal::CaptureShift(Entry* e, uint64_t no, uint32_t from, uint32_t to, int32_t by,
+                             std::span<const char> covered) {
+  Join(e);
+  if (batch_) {
+    op_.push_back(
+        OpSaved{e, no, from, static_cast<uint32_t>(covered.size()), op_bytes_.size(), to, by});
+    op_bytes_.insert(op_bytes_.end(), covered.begin(), covered.end());
   }
   return Status::Ok();
 }
@@ -185,8 +209,10 @@ Status Journal::RollbackBatchOperation() {
     if (first.ok() && !s.ok()) first = s;
   };
   for (auto it = op_.rbegin(); it != op_.rend(); ++it) {
-    keep(it->e->w.pager->RestoreRange(it->no, it->from,
-                                      std::span<const char>(op_bytes_.data() + it->at, it->size)));
+    const std::span<const char> kept(op_bytes_.data() + it->at, it->size);
+    Pager* p = it->e->w.pager;
+    keep(it->by == 0 ? p->RestoreRange(it->no, it->from, kept)
+                     : p->RestoreShift(it->no, it->from, it->to, it->by, kept));
   }
   for (auto& e : entries_) {
     if (e->w.undo) e->w.undo();

@@ -173,7 +173,11 @@ class Journal {
  private:
   struct Entry;
   struct OpSaved;
+  // The file of e joins the operation and the transaction.
+  void Join(Entry* e);
   Status Capture(Entry* e, uint64_t block_no, uint32_t from, std::span<const char> original);
+  Status CaptureShift(Entry* e, uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                      std::span<const char> covered);
   Status RollbackBatchOperation();
   // The one end of an operation's bookkeeping (ended, undone alone, or undone with its
   // transaction): its files leave it and its saved originals go.

@@ -70,6 +70,7 @@ struct Pager::Impl {
   size_t recent_at = 0;
 
   BeforeChangeHook change_hook;
+  BeforeShiftHook shift_hook;
   std::function<Status()> flush_hook;
   SealHook seal_hook;
   CheckHook check_hook;
@@ -125,7 +126,8 @@ struct Pager::Impl {
   void Destroy(Frame* f);
   void Trim();
   Status Load(Frame* f);
-  Status BeforeChange(Frame* f, uint32_t from, uint32_t to);
+  // report false: the hook was told already (a shift), only the marking is done.
+  Status BeforeChange(Frame* f, uint32_t from, uint32_t to, bool report = true);
   void Seal(Frame* f) {
     if (seal_hook && !f->sealed) seal_hook(f->no, f->data);
     f->sealed = true;
@@ -311,10 +313,10 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
 }
 
 // Journal hook, then dirty marking, before the frame's bytes [from, to) change.
-Status Pager::Impl::BeforeChange(Frame* f, uint32_t from, uint32_t to) {
+Status Pager::Impl::BeforeChange(Frame* f, uint32_t from, uint32_t to, bool report) {
   // A block reported whole in this epoch stays dirty, hence in memory with its epoch, until a
   // flush, and the journal starts a new epoch at each flush it makes: it is reported once.
-  if (change_hook && f->epoch != epoch) {
+  if (report && change_hook && f->epoch != epoch) {
     VESK_RETURN_IF_ERROR(
         change_hook(f->no, from, std::span<const char>(f->data + from, to - from)));
     if (from == 0 && to == block_size) f->epoch = epoch;
@@ -552,6 +554,52 @@ void Pager::ForEachDirty(
   }
 }
 
+Status Pager::ShiftForWrite(uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                            char** data) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  const int64_t lo = std::min<int64_t>(from, int64_t{from} + by);
+  const int64_t hi = std::max<int64_t>(to, int64_t{to} + by);
+  if (by == 0 || from > to || lo < 0 || hi > m.block_size) {
+    return Status::InvalidArgument("déplacement de " + std::to_string(from) + ".." +
+                                   std::to_string(to) + " hors du bloc " +
+                                   std::to_string(block_no) + " de " + m.path);
+  }
+  Frame* f = nullptr;
+  char* block = nullptr;
+  VESK_RETURN_IF_ERROR(m.Fetch(block_no, true, &block, &f));
+  const bool told = m.shift_hook && m.change_hook && f->epoch != m.epoch;
+  if (told) {
+    const uint32_t covered = by > 0 ? to : static_cast<uint32_t>(int64_t{from} + by);
+    VESK_RETURN_IF_ERROR(m.shift_hook(
+        block_no, from, to, by,
+        std::span<const char>(block + covered, static_cast<size_t>(by > 0 ? by : -by))));
+  }
+  VESK_RETURN_IF_ERROR(
+      m.BeforeChange(f, static_cast<uint32_t>(lo), static_cast<uint32_t>(hi), !told));
+  m.size = std::max(m.size, (block_no + 1) << m.shift);
+  *data = block;
+  return Status::Ok();
+}
+
+Status Pager::RestoreShift(uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                           std::span<const char> covered) {
+  Impl& m = *impl_;
+  Slot* slot = m.Lookup(block_no);
+  const int64_t lo = std::min<int64_t>(from, int64_t{from} + by);
+  const int64_t hi = std::max<int64_t>(to, int64_t{to} + by);
+  if (slot == nullptr || !slot->frame->dirty || from > to || lo < 0 || hi > m.block_size ||
+      covered.size() != static_cast<size_t>(by > 0 ? by : -by)) {
+    return Status::InvalidArgument("retour arrière impossible : bloc " + std::to_string(block_no) +
+                                   " absent du cache de " + m.path);
+  }
+  char* d = slot->data;
+  std::memmove(d + from, d + from + by, to - from);
+  std::memcpy(d + (by > 0 ? to : from + by), covered.data(), covered.size());
+  slot->frame->sealed = false;
+  return Status::Ok();
+}
+
 Status Pager::RestoreRange(uint64_t block_no, uint32_t from, std::span<const char> bytes) {
   Impl& m = *impl_;
   Slot* slot = m.Lookup(block_no);
@@ -619,6 +667,7 @@ uint32_t Pager::BlockSize() const { return impl_->block_size; }
 const std::string& Pager::Path() const { return impl_->path; }
 
 void Pager::SetBeforeChangeHook(BeforeChangeHook hook) { impl_->change_hook = std::move(hook); }
+void Pager::SetBeforeShiftHook(BeforeShiftHook hook) { impl_->shift_hook = std::move(hook); }
 
 void Pager::StartChangeEpoch() { ++impl_->epoch; }
 

@@ -91,6 +91,12 @@ class Pager {
   // The same, for a change of bytes [from, to) of the block alone: the journal hook sees those
   // bytes only (so that an operation's undo keeps the few bytes it changes, not the block).
   Status RangeForWrite(uint64_t block_no, uint32_t from, uint32_t to, char** data);
+  // The same, for a move of the bytes [from, to) of the block by `by` bytes (not 0) that the
+  // caller then makes, writing afterwards, when moving right, the `by` bytes left at from. The
+  // shift hook sees only the bytes the move covers, which the block keeps nowhere else: [to,
+  // to + by) moving right, [from + by, from) moving left; without a shift hook, the change hook
+  // sees all the bytes the move touches.
+  Status ShiftForWrite(uint64_t block_no, uint32_t from, uint32_t to, int32_t by, char** data);
   // Writes every dirty block to the file, in block order.
   Status Flush();
   // Flush, then force the file to stable storage.
@@ -128,6 +134,10 @@ class Pager {
   using BeforeChangeHook =
       std::function<Status(uint64_t block_no, uint32_t from, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
+  // Shift hook (see ShiftForWrite), called under the change hook's rules.
+  using BeforeShiftHook = std::function<Status(uint64_t block_no, uint32_t from, uint32_t to,
+                                               int32_t by, std::span<const char> covered)>;
+  void SetBeforeShiftHook(BeforeShiftHook hook);
   // Starts a new epoch: every block will be reported again before its next change.
   void StartChangeEpoch();
 
@@ -152,6 +162,10 @@ class Pager {
   // Puts back bytes a block had at offset from (a cached block changed since the file was last
   // flushed); it stays changed. Calls no hook.
   Status RestoreRange(uint64_t block_no, uint32_t from, std::span<const char> bytes);
+  // Undoes a move reported by the shift hook: the bytes moved go back to [from, to) and the
+  // bytes the move covered are put back. Calls no hook.
+  Status RestoreShift(uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                      std::span<const char> covered);
   // Sets the logical size back to size (at most the current one), forgetting blocks past it.
   void RestoreSize(uint64_t size);
   // Forgets every change not yet flushed: the pager is back to the file's bytes and size.

@@ -207,6 +207,10 @@ TEST(PagerTest, ChangeHookSeesTheOriginalBytesOfEachChange) {
   ASSERT_TRUE(pager->Write(2 * kBlock + 100, std::string("v")).ok());
   EXPECT_FALSE(pager->RangeForWrite(2, 9, 9, &block).ok()) << "empty range";
   EXPECT_FALSE(pager->RangeForWrite(2, 9, kBlock + 1, &block).ok()) << "past the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 10, 5, 4, &block).ok()) << "reversed";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 0, 8, -1, &block).ok()) << "before the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 8, kBlock, 1, &block).ok()) << "past the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 8, 16, 0, &block).ok()) << "no move";
   std::vector<Seen> expected = {{0, 10, disk.substr(10, 3)},
                                 {0, kBlock - 1, disk.substr(kBlock - 1, 1)},
                                 {1, 0, disk.substr(kBlock, 1)},
