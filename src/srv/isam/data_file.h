@@ -90,7 +90,7 @@ class DataFile {
 
   // The whole record no (1 .. LastRecord) into out (RecordLength bytes).
   Status Read(uint32_t no, std::span<char> out);
-  // The bytes of record no (RecordLength of them) where they lie: in the cache when the record
+  // The bytes of record no (RecordLength of them) where they lie: in the cache when its slot
   // sits in one block, otherwise copied into a buffer of the file. Valid until the next call on
   // this file; the record is then reached without a copy of its own.
   Status View(uint32_t no, const char** bytes);

@@ -126,9 +126,6 @@ void Journal::Watch(Watched w) {
   entries_.push_back(std::move(e));
 }
 
-// Before bytes of a block change in the operation: the file joins the operation and the
-// transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
-// twice is put back last from its first, original, bytes).
 void Journal::Join(Entry* e) {
   if (!e->in_op) {
     e->in_op = true;
@@ -141,6 +138,9 @@ void Journal::Join(Entry* e) {
   }
 }
 
+// Before bytes of a block change in the operation: the file joins the operation and the
+// transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
+// twice is put back last from its first, original, bytes).
 Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
   Join(e);
   if (batch_) {
