@@ -13,12 +13,6 @@ namespace {
 constexpr size_t kMaxHandles = std::numeric_limits<int16_t>::max();
 
 template <typename T>
-T* At(std::vector<std::unique_ptr<T>>& v, int16_t handle) {
-  if (handle < 1 || static_cast<size_t>(handle) > v.size()) return nullptr;
-  return v[handle - 1].get();
-}
-
-template <typename T>
 Status Add(std::vector<std::unique_ptr<T>>& v, std::unique_ptr<T> item, int16_t* handle,
            std::string_view what) {
   if (v.size() >= kMaxHandles) {
@@ -78,10 +72,6 @@ Status DossierDonnees::Chemin(bool dependance, std::string_view nom, std::string
   *path = platform::JoinPath(dir, UpperAscii(nom) + std::string(extension));
   return Status::Ok();
 }
-
-FichierOuvert* DossierDonnees::Fichier(int16_t handle) { return At(fichiers_, handle); }
-ArbreOuvert* DossierDonnees::Arbre(int16_t handle) { return At(arbres_, handle); }
-TexteOuvert* DossierDonnees::Texte(int16_t handle) { return At(textes_, handle); }
 
 int16_t DossierDonnees::ChercheFichier(std::string_view nom, bool dependance) const {
   for (size_t i = 0; i < fichiers_.size(); ++i) {
@@ -420,27 +410,23 @@ Status DossierDonnees::Echec(const Status& s) {
   return s;
 }
 
-Status DossierDonnees::EntreLecture() {
-  if (lectures_ == 0 && profondeur_ == 0 &&
-      (!verrou_ || verrou_->held() == FolderLock::Held::kNone)) {
-    VESK_RETURN_IF_ERROR(Demarre());
-    VESK_RETURN_IF_ERROR(OuvreVerrou());
-    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
-    Status s = Valide();
-    if (!s.ok()) {
-      Status ignored = verrou_->Unlock();
-      (void)ignored;
-      return s;
-    }
+// The first read scope without a lock: the shared lock taken, the caches checked.
+Status DossierDonnees::PrendLecture() {
+  VESK_RETURN_IF_ERROR(Demarre());
+  VESK_RETURN_IF_ERROR(OuvreVerrou());
+  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
+  Status s = Valide();
+  if (!s.ok()) {
+    Status ignored = verrou_->Unlock();
+    (void)ignored;
+    return s;
   }
   ++lectures_;
   return Status::Ok();
 }
 
-void DossierDonnees::SortLecture() {
-  if (lectures_ == 0 || --lectures_ > 0 || profondeur_ > 0) return;
-  // Inside a batch the lock held stays until FinLot: no lock taken again for each read.
-  if (lot_ > 0) return;
+// The last read scope ended outside any operation and batch: the shared lock goes.
+void DossierDonnees::RelacheLecture() {
   Status ignored = verrou_->Unlock();
   (void)ignored;
 }

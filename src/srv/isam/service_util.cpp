@@ -2,22 +2,14 @@
 
 namespace vesk::isam {
 
-FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
-  FichierOuvert* f = d.Fichier(handle);
-  if (f == nullptr) {
-    throw ErreurService(operation, "fichier " + std::to_string(handle),
-                        "aucun fichier de données ouvert sous ce numéro");
-  }
-  return *f;
+void FichierAbsent(int16_t handle, std::string_view operation) {
+  throw ErreurService(operation, "fichier " + std::to_string(handle),
+                      "aucun fichier de données ouvert sous ce numéro");
 }
 
-ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
-  ArbreOuvert* a = d.Arbre(handle);
-  if (a == nullptr) {
-    throw ErreurService(operation, "B-arbre " + std::to_string(handle),
-                        "aucun B-arbre ouvert sous ce numéro");
-  }
-  return *a;
+void ArbreAbsent(int16_t handle, std::string_view operation) {
+  throw ErreurService(operation, "B-arbre " + std::to_string(handle),
+                      "aucun B-arbre ouvert sous ce numéro");
 }
 
 void ExigeEcriture(const FichierOuvert& f, std::string_view operation) {
