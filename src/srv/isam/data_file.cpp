@@ -211,14 +211,8 @@ Status DataFile::Read(uint32_t no, std::span<char> out) {
   return pager_->Read(Offset(no), out.first(header_.record_length));
 }
 
-Status DataFile::ViewSlot(uint32_t no, const char** slot) {
-  // The slot viewed last, again (a lookup's deletion check, then the owner's read): its place
-  // holds while no block left the cache.
-  if (no == viewed_no_ && no <= header_.last_record && pager_->Generation() == viewed_gen_) {
-    *slot = viewed_;
-    return Status::Ok();
-  }
-  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
+Status DataFile::FindSlot(uint32_t no, const char** slot) {
+  if (no == 0 || no > header_.last_record) return CheckNumber(no, header_.last_record, "lecture");
   const uint64_t at = Slot(no);
   const uint32_t length = SlotLength(header_);
   const uint64_t block = at / kBlockSize;
@@ -234,13 +228,6 @@ Status DataFile::ViewSlot(uint32_t no, const char** slot) {
   viewed_no_ = no;
   viewed_ = *slot;
   viewed_gen_ = pager_->Generation();
-  return Status::Ok();
-}
-
-Status DataFile::View(uint32_t no, const char** bytes) {
-  const char* slot = nullptr;
-  VESK_RETURN_IF_ERROR(ViewSlot(no, &slot));
-  *bytes = SlotRecord(header_, slot);
   return Status::Ok();
 }
 
