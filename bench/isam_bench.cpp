@@ -3,8 +3,12 @@
 // SuivCle, Supprime), beside SQLite (rowid table + UNIQUE index) and LMDB in the same run.
 // Each phase of each engine is one transaction: SQLite and LMDB run it between BEGIN and COMMIT,
 // Vesk inside one batch (Lot), as a generated batch program does. Times are wall clock and CPU
-// time of the process (user + system), the latter steadier on a busy machine.
+// time of the process (user + system), the latter steadier on a busy machine; --repeat K runs
+// the two read phases (lookup, scan) K times in every engine and keeps the best time of each.
+// --perf-fifo F --perf-phase P write "enable" and "disable" to F around phase P of Vesk (or
+// "P:commit", its batch's commit alone), for `perf record -D -1 --control fifo:F`.
 // Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
+//                   [--repeat K] [--perf-fifo F --perf-phase P]
 //        isam_bench --durable [--records N] ; isam_bench --rebuild [--records N]
 #include <lmdb.h>
 #include <sqlite3.h>
@@ -41,7 +45,11 @@ struct Options {
   std::string dir;
   size_t cache_mb = 160;
   std::string engines = "vesk,sqlite,lmdb";
+  int repeat = 1;
+  std::string perf_fifo, perf_phase;
 };
+
+Options options;
 
 // Keys and records of the run: key i is "K" and 15 digits of a scrambled i.
 struct Data {
@@ -78,7 +86,8 @@ Data MakeData(uint64_t n) {
 struct Result {
   std::map<std::string, double> seconds;
   std::map<std::string, double> cpu;
-  uint64_t bytes = 0;  // files of the randomly inserted set, before the deletions
+  std::map<std::string, double> commit;  // Vesk: the batch's commit, within seconds
+  uint64_t bytes = 0;                    // files of the randomly inserted set, before the deletions
   long peak_kib = 0;
 };
 
@@ -101,10 +110,23 @@ double Time(const std::function<void()>& f) {
   return wall;
 }
 
-// Times f as phase p of r.
+// Tells a perf run waiting on --perf-fifo to start or stop recording, around the chosen phase.
+void Perf(const std::string& phase, const char* command) {
+  if (options.perf_fifo.empty() || phase != options.perf_phase) return;
+  FILE* f = std::fopen(options.perf_fifo.c_str(), "w");
+  if (f == nullptr) return;
+  std::fputs(command, f);
+  std::fclose(f);
+}
+
+// Times f as phase p of r; a read phase runs options.repeat times, its best times kept.
 void Phase(Result& r, const char* p, const std::function<void()>& f) {
-  r.seconds[p] = Time(f);
-  r.cpu[p] = last_cpu;
+  const bool read = std::string(p) == "lookup" || std::string(p) == "scan";
+  for (int i = 0; i < (read ? options.repeat : 1); ++i) {
+    double wall = Time(f);
+    if (i == 0 || wall < r.seconds[p]) r.seconds[p] = wall;
+    if (i == 0 || last_cpu < r.cpu[p]) r.cpu[p] = last_cpu;
+  }
 }
 
 uint64_t Bytes(const fs::path& p) {
@@ -174,10 +196,18 @@ Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
   Result r;
   // One batch per phase, as a generated batch program runs it.
   auto batch = [&](const char* phase, const std::function<void()>& f) {
+    const std::string commit = std::string(phase) + ":commit";
     Phase(r, phase, [&] {
+      Perf(phase, "enable\n");
       vesk::isam::Lot lot(*dossier);
       f();
+      Perf(phase, "disable\n");
+      Perf(commit, "enable\n");
+      auto t0 = std::chrono::steady_clock::now();
       if (!lot.Termine().ok()) Die("vesk : écriture");
+      r.commit[phase] =
+          std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+      Perf(commit, "disable\n");
     });
   };
   int32_t no = 0;
@@ -397,11 +427,18 @@ Options Parse(int argc, char** argv) {
       o.engines = argv[++i];
     } else if (a == "--cache-mb") {
       o.cache_mb = std::strtoull(argv[++i], nullptr, 10);
+    } else if (a == "--repeat") {
+      o.repeat = std::atoi(argv[++i]);
+    } else if (a == "--perf-fifo") {
+      o.perf_fifo = argv[++i];
+    } else if (a == "--perf-phase") {
+      o.perf_phase = argv[++i];
     } else {
       Die("option inconnue : " + a);
     }
   }
   if (o.records < 2 || o.records > 100000000) Die("--records : de 2 à 100000000");
+  if (o.repeat < 1 || o.repeat > 100) Die("--repeat : de 1 à 100");
   if (o.dir.empty()) o.dir = (fs::temp_directory_path() / "vesk-isam-bench").string();
   return o;
 }
@@ -413,7 +450,8 @@ int main(int argc, char** argv) {
     if (std::string(argv[i]) == "--durable") return durable::Main(argc, argv);
     if (std::string(argv[i]) == "--rebuild") return rebuild::Main(argc, argv);
   }
-  Options o = Parse(argc, argv);
+  options = Parse(argc, argv);
+  const Options& o = options;
   auto wanted = [&](const char* e) { return o.engines.find(e) != std::string::npos; };
   fs::path dir(o.dir);
   std::error_code ec;
@@ -433,8 +471,9 @@ int main(int argc, char** argv) {
   std::printf(
       "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache de vesk %zu Mio "
       "partagés par ses %zu fichiers\n"
-      "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk)\n\n",
-      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb, kVeskFiles);
+      "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk) ; "
+      "lookup et scan : le meilleur de %d passages\n\n",
+      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb, kVeskFiles, o.repeat);
   auto rate = [](double ops, double s) { return s > 0 ? ops / s : 0.0; };
   std::printf("%-12s %14s %14s %14s   (opérations par seconde, temps réel | temps CPU)\n", "phase",
               "vesk", "sqlite", "lmdb");
@@ -448,6 +487,11 @@ int main(int argc, char** argv) {
   double raw = n * kRecord;
   std::printf("%-12s %14.2f %14.2f %14.2f   (fichiers / données brutes, après rand_insert)\n",
               "taille", vesk.bytes / raw, sqlite.bytes / raw, lmdb.bytes / raw);
+  std::printf("validation du lot (vesk, comprise dans les temps) :");
+  for (const char* p : {"seq_insert", "rand_insert", "delete"}) {
+    std::printf(" %s %.3f s", p, vesk.commit[p]);
+  }
+  std::printf("\n");
   std::printf(
       "mémoire de pointe après vesk : %.1f Mio, dont données du banc %.1f Mio : vesk %.1f Mio\n",
       vesk.peak_kib / 1024.0, base_kib / 1024.0, (vesk.peak_kib - base_kib) / 1024.0);

@@ -79,6 +79,27 @@ IoStatus ListDirectory(const std::string& path, std::vector<std::string>* names)
 // Joins a folder and a name with the platform's separator.
 std::string JoinPath(std::string_view dir, std::string_view name);
 
+// Memory for a cache read at random: a block of size bytes whose start is aligned on
+// kAlignementMemoireCache, zero-filled, given back when the object goes. The system is asked to
+// back it with large pages where it does so without privileges (Linux transparent huge pages),
+// which spares the processor most address-translation misses; elsewhere (Windows) it is plain
+// memory. data() is null when the memory cannot be had. One owner, any thread.
+inline constexpr size_t kAlignementMemoireCache = size_t{2} << 20;
+class MemoireCache {
+ public:
+  explicit MemoireCache(size_t size);
+  ~MemoireCache();
+  MemoireCache(const MemoireCache&) = delete;
+  MemoireCache& operator=(const MemoireCache&) = delete;
+  char* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  void* reserve_ = nullptr;  // what goes back to the system
+  char* data_ = nullptr;
+  size_t size_ = 0;
+};
+
 // Local calendar time, to the second.
 struct DateHeure {
   int annee, mois, jour, heure, minute, seconde;

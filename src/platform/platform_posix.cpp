@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
@@ -316,6 +317,30 @@ DateHeure Maintenant() {
   ::localtime_r(&now, &local);
   return DateHeure{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
                    local.tm_hour,        local.tm_min,     local.tm_sec};
+}
+
+// An anonymous mapping, cut down to size bytes from an aligned start; large pages asked for it
+// (a hint: refused or unavailable, the memory is the same).
+MemoireCache::MemoireCache(size_t size) {
+  const size_t span = size + kAlignementMemoireCache;
+  void* p = ::mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) return;
+  auto base = reinterpret_cast<uintptr_t>(p);
+  uintptr_t start = (base + kAlignementMemoireCache - 1) & ~(kAlignementMemoireCache - 1);
+  if (start > base) ::munmap(p, start - base);
+  if (start + size < base + span) {
+    ::munmap(reinterpret_cast<void*>(start + size), base + span - (start + size));
+  }
+  data_ = reinterpret_cast<char*>(start);
+  reserve_ = data_;
+  size_ = size;
+#ifdef MADV_HUGEPAGE
+  ::madvise(data_, size_, MADV_HUGEPAGE);
+#endif
+}
+
+MemoireCache::~MemoireCache() {
+  if (reserve_ != nullptr) ::munmap(reserve_, size_);
 }
 
 uint64_t HorlogeNs() {

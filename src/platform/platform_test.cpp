@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -313,6 +314,19 @@ TEST(PlatformMisc, ClockAndEnvironment) {
   EXPECT_FALSE(Environnement("PATH").empty());
   ConsoleUtf8();
   ConsoleUtf8();
+}
+
+TEST(PlatformMisc, CacheMemoryIsAlignedZeroedAndWritable) {
+  for (size_t size : {size_t{4096}, kAlignementMemoireCache, 3 * kAlignementMemoireCache + 4096}) {
+    MemoireCache m(size);
+    ASSERT_NE(m.data(), nullptr) << size;
+    EXPECT_EQ(m.size(), size);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(m.data()) % kAlignementMemoireCache, 0u);
+    EXPECT_EQ(m.data()[0], 0);
+    EXPECT_EQ(m.data()[size - 1], 0);
+    std::memset(m.data(), 'v', size);
+    EXPECT_EQ(m.data()[size / 2], 'v');
+  }
 }
 
 // Records, in a list owned by the test, the contents it had when destroyed.

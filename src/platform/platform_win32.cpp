@@ -461,6 +461,27 @@ DateHeure Maintenant() {
   return DateHeure{now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond};
 }
 
+// Large pages need a privilege that programs do not hold: plain committed memory, which
+// VirtualAlloc aligns on 64 KiB; the span is reserved larger and the aligned part committed.
+MemoireCache::MemoireCache(size_t size) {
+  const size_t span = size + kAlignementMemoireCache;
+  void* p = ::VirtualAlloc(nullptr, span, MEM_RESERVE, PAGE_NOACCESS);
+  if (p == nullptr) return;
+  auto base = reinterpret_cast<uintptr_t>(p);
+  uintptr_t start = (base + kAlignementMemoireCache - 1) & ~(kAlignementMemoireCache - 1);
+  if (::VirtualAlloc(reinterpret_cast<void*>(start), size, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+    ::VirtualFree(p, 0, MEM_RELEASE);
+    return;
+  }
+  reserve_ = p;
+  data_ = reinterpret_cast<char*>(start);
+  size_ = size;
+}
+
+MemoireCache::~MemoireCache() {
+  if (reserve_ != nullptr) ::VirtualFree(reserve_, 0, MEM_RELEASE);
+}
+
 uint64_t HorlogeNs() {
   static const uint64_t frequency = [] {
     LARGE_INTEGER f;

@@ -82,6 +82,10 @@ class BTree {
   // record 0 gives the first entry. NotFound past the last entry.
   Status SeekAfter(std::string_view key, uint32_t record, std::string* found_key,
                    uint32_t* found_record);
+  // The record of the entry distance places after the last one SeekAfter gave, when it lies in
+  // the same leaf or the next one (if that one is cached) and the tree has not changed since;
+  // 0 otherwise. Reads nothing from the file. A walk reads that record ahead.
+  uint32_t RecordAhead(uint32_t distance);
   // The entries of a bulk load: entry i (from 0) gives a key of key_length bytes and its record.
   using Entree = std::function<void(size_t i, const char** key, uint32_t* record)>;
   // Fills a new, empty tree with count entries given in ascending order ((key, record) order on
@@ -107,8 +111,16 @@ class BTree {
   // length and nature may have changed with its table's.
   Status Reopen();
 
+  // The header's values live in memory while operations change the tree; they reach node 0
+  // (with its checksum) when the pager is flushed or prepared for a flush, so that a batch of
+  // operations copies and journals the header once. Mark saves those values at the start of
+  // an operation and RestoreMark puts them back when the operation is undone (its nodes being
+  // put back by the journal).
+  void Mark();
+  void RestoreMark();
+
   // Writes the cached changes to the file; Sync also forces them to stable storage. (Flushing
-  // the pager directly is the same: the header's checksum is completed by a flush hook.)
+  // the pager directly is the same: the header is completed by a flush hook.)
   Status Flush();
   Status Sync();
   uint16_t KeyLength() const;

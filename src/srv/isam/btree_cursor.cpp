@@ -5,8 +5,14 @@ namespace vesk::isam {
 
 using namespace btree;  // NOLINT: the file's own layout names
 
+namespace {
+
+constexpr uint32_t kCacheLine = 64;  // bytes of a processor cache line
+
+}  // namespace
+
 Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
-                            const char** leaf_node) {
+                            const char** leaf_node, bool ask_leaf) {
   uint32_t no = root;
   for (uint32_t level = levels - 1; level > 0; --level) {
     const char* n = nullptr;
@@ -15,6 +21,12 @@ Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
     uint32_t idx = Search(n, inner_stride, key, record, /*strict=*/true);
     path_steps[level] = Step{no, idx, Count(n), 0};
     no = Child(n, idx);
+  }
+  // The leaf is where a lookup waits on memory: its binary search touches lines all over it.
+  // Asking for every line at once lets them arrive together, not one probe after the other.
+  const char* cached = nullptr;
+  if (ask_leaf && pager->Cached(no, &cached)) {
+    for (uint32_t at = 0; at < node_len; at += kCacheLine) __builtin_prefetch(cached + at);
   }
   VESK_RETURN_IF_ERROR(ReadNode(no, 0, leaf_node));
   *leaf = no;
@@ -120,6 +132,24 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
     }
   }
   return m.EntryAt(leaf, pos, found_key, found_record);
+}
+
+uint32_t BTree::RecordAhead(uint32_t distance) {
+  Impl& m = *impl_;
+  const char* n = nullptr;
+  // A cached block that is not a sound leaf (a damaged file) gives nothing: ReadNode, not
+  // called here, is what reports it.
+  auto leaf = [&m](const char* x) {
+    return Kind(x) == kLeaf && x[node::kLevelAt] == 0 && Count(x) <= m.leaf_cap;
+  };
+  if (m.hint_mods != m.mods || !m.pager->Cached(m.hint_leaf, &n) || !leaf(n)) return 0;
+  uint32_t slot = m.hint_slot + distance;
+  if (slot >= Count(n)) {
+    slot -= Count(n);
+    uint32_t next = Link(n);
+    if (next == 0 || next > m.allocated || !m.pager->Cached(next, &n) || !leaf(n)) return 0;
+  }
+  return slot < Count(n) ? m.Record(Impl::Entry(n, m.leaf_stride, slot)) : 0;
 }
 
 Status BTree::ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit) {

@@ -29,14 +29,14 @@ Status BTree::Impl::Erase(std::string_view key, uint32_t record) {
   uint32_t top = 0;
   VESK_RETURN_IF_ERROR(PlanRebalance(count - 1, &top));
   char* w = nullptr;
-  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
+  VESK_RETURN_IF_ERROR(ShiftEntries(leaf, pos, count, /*insert=*/false, &w));
   CloseGap(w, leaf_stride, pos, count);
   SetCount(w, count - 1);
   for (uint32_t level = 0; level < top; ++level) VESK_RETURN_IF_ERROR(Rebalance(level));
   VESK_RETURN_IF_ERROR(CollapseRoot());
   --keys;
   Changed();
-  return StoreHeader();
+  return Status::Ok();
 }
 
 // Decides, before anything changes, which levels will rebalance (levels [0, *top)) and with

@@ -98,7 +98,16 @@ struct BTree::Impl {
   uint32_t nodes = 0, allocated = 0, root = 0, free_head = 0, free_count = 0;
   std::string indexed_file;
   uint64_t change_counter = 0;
-  bool header_dirty = false;
+  bool header_changed = false;  // the values above differ from node 0 in the cache
+  bool header_dirty = false;    // node 0 changed, its checksum not yet completed
+
+  // The header's values at the start of the current operation (Mark / RestoreMark).
+  struct Counts {
+    uint32_t levels = 0, nodes = 0, allocated = 0, root = 0, free_head = 0, free_count = 0;
+    uint64_t keys = 0, change_counter = 0;
+    bool header_changed = false;
+  };
+  Counts marked;
 
   // Cursor hint: the leaf and slot of the last entry SeekAfter gave, valid while mods is still
   // hint_mods.
@@ -117,11 +126,16 @@ struct BTree::Impl {
   // The node no at level (0 = leaf), checked: number in range, kind, level and count.
   Status ReadNode(uint32_t no, uint32_t level, const char** out);
   Status WriteNode(uint32_t no, char** out);
+  // Leaf no for the insertion (entries [pos, count) move right by one) or the removal (entries
+  // after pos move left by one) of entry pos among count: its count and that move are reported,
+  // so that an operation's undo keeps a few bytes, not the entries moved.
+  Status ShiftEntries(uint32_t no, uint32_t pos, uint32_t count, bool insert, char** out);
   // Checks that the next k nodes AllocNode will give can be given (free list sound).
   Status CheckAllocations(uint32_t k);
   Status AllocNode(char kind, uint32_t level, uint32_t* no, char** out);
   Status FreeNode(uint32_t no);
   Status StoreHeader();
+  // The flush hook: the header's values into node 0 when they changed, and its checksum.
   Status StampHeader();
   Status LoadFormat(const char* h);
   Status LoadHeader(const char* h, uint64_t file_size);
@@ -192,8 +206,10 @@ struct BTree::Impl {
 
   // ---- btree_cursor.cpp ----
   // Descends from the root towards (key, record), filling path_steps[level] for the inner
-  // levels; *leaf receives the leaf reached.
-  Status Descend(const char* key, uint32_t record, uint32_t* leaf, const char** leaf_node);
+  // levels; *leaf receives the leaf reached. ask_leaf: every line of the leaf is asked for
+  // as soon as it is known (a lookup; a change goes through the leaf's lines anyway).
+  Status Descend(const char* key, uint32_t record, uint32_t* leaf, const char** leaf_node,
+                 bool ask_leaf = true);
   Status LeftmostLeaf(uint32_t* leaf, const char** leaf_node);
   // The entry at (leaf, slot), moving on to the following leaves when slot is past the end.
   Status EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record);

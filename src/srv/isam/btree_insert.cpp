@@ -91,7 +91,7 @@ Status BTree::Impl::FindForChange(std::string_view key, uint32_t record, uint32_
                                   const char** ln, uint32_t* count, uint32_t* pos) {
   VESK_RETURN_IF_ERROR(CheckKey(key, record));
   VESK_RETURN_IF_ERROR(CheckWritable());
-  VESK_RETURN_IF_ERROR(Descend(key.data(), record, leaf, ln));
+  VESK_RETURN_IF_ERROR(Descend(key.data(), record, leaf, ln, /*ask_leaf=*/false));
   *count = Count(*ln);
   *pos = Search(*ln, leaf_stride, key.data(), record, /*strict=*/false);
   return Status::Ok();
@@ -117,7 +117,7 @@ Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
   }
   ++keys;
   Changed();
-  return StoreHeader();
+  return Status::Ok();
 }
 
 // A full leaf first shares with a sibling that has room, unless the key goes after the last
@@ -158,11 +158,12 @@ Status BTree::Impl::CheckSplitRoom() {
 Status BTree::Impl::PutInLeaf(uint32_t leaf, uint32_t pos, uint32_t count, std::string_view key,
                               uint32_t record) {
   char* w = nullptr;
-  VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
   if (count == leaf_cap) {
+    VESK_RETURN_IF_ERROR(WriteNode(leaf, &w));
     VESK_RETURN_IF_ERROR(SplitLeaf(w, pos, key.data(), record));
     return InsertInner(1);
   }
+  VESK_RETURN_IF_ERROR(ShiftEntries(leaf, pos, count, /*insert=*/true, &w));
   OpenGap(w, leaf_stride, pos, count);
   char* e = Entry(w, leaf_stride, pos);
   std::memcpy(e, key.data(), key_len);

@@ -144,6 +144,15 @@ Status BTree::Impl::ReadNode(uint32_t no, uint32_t level, const char** out) {
 
 Status BTree::Impl::WriteNode(uint32_t no, char** out) { return pager->BlockForWrite(no, out); }
 
+Status BTree::Impl::ShiftEntries(uint32_t no, uint32_t pos, uint32_t count, bool insert,
+                                 char** out) {
+  VESK_RETURN_IF_ERROR(pager->RangeForWrite(no, node::kCountAt, node::kCountAt + 2, out));
+  auto at = [this](uint32_t i) { return static_cast<uint32_t>(node::kHeader + i * leaf_stride); };
+  const int32_t stride = static_cast<int32_t>(leaf_stride);
+  if (insert) return pager->ShiftForWrite(no, at(pos), at(count), stride, out);
+  return pager->ShiftForWrite(no, at(pos + 1), at(count), -stride, out);
+}
+
 Status BTree::Impl::CheckAllocations(uint32_t k) {
   uint32_t no = free_head;
   for (uint32_t i = 0; i < k && no != 0; ++i) {
@@ -213,12 +222,15 @@ Status BTree::Impl::StoreHeader() {
   Store64(h + hdr::kChangeAt, change_counter);
   std::memset(h + hdr::kIndexedAt, 0, kIndexedNameMax);
   std::memcpy(h + hdr::kIndexedAt, indexed_file.data(), indexed_file.size());
+  header_changed = false;
   header_dirty = true;
   return Status::Ok();
 }
 
-// Completes the header's checksum before a flush writes it.
+// Puts the header's values into node 0 when they changed and completes its checksum, before
+// a flush writes it.
 Status BTree::Impl::StampHeader() {
+  if (header_changed) VESK_RETURN_IF_ERROR(StoreHeader());
   if (!header_dirty) return Status::Ok();
   char* h = nullptr;
   VESK_RETURN_IF_ERROR(pager->BlockForWrite(0, &h));
@@ -389,7 +401,7 @@ Status BTree::Open(Env* env, const std::string& path, uint16_t key_length, char 
 
 Status BTree::Reload() {
   Impl& m = *impl_;
-  if (m.header_dirty) {
+  if (m.header_dirty || m.header_changed) {
     return Status::InvalidArgument("B-arbre " + m.path +
                                    " : des modifications ne sont pas encore écrites");
   }
@@ -407,7 +419,7 @@ Status BTree::Reload() {
 
 Status BTree::Reopen() {
   Impl& m = *impl_;
-  if (m.header_dirty) {
+  if (m.header_dirty || m.header_changed) {
     return Status::InvalidArgument("B-arbre " + m.path +
                                    " : des modifications ne sont pas encore écrites");
   }
@@ -429,6 +441,29 @@ BTree::~BTree() = default;
 void BTree::Impl::Changed() {
   ++mods;
   ++change_counter;
+  header_changed = true;
+}
+
+void BTree::Mark() {
+  const Impl& m = *impl_;
+  impl_->marked =
+      Impl::Counts{m.levels,     m.nodes, m.allocated,      m.root,          m.free_head,
+                   m.free_count, m.keys,  m.change_counter, m.header_changed};
+}
+
+void BTree::RestoreMark() {
+  Impl& m = *impl_;
+  const Impl::Counts& c = m.marked;
+  m.levels = c.levels;
+  m.nodes = c.nodes;
+  m.allocated = c.allocated;
+  m.root = c.root;
+  m.free_head = c.free_head;
+  m.free_count = c.free_count;
+  m.keys = c.keys;
+  m.change_counter = c.change_counter;
+  m.header_changed = c.header_changed;
+  ++m.mods;  // the cursor hint may name a node put back
 }
 
 Status BTree::Insert(std::string_view key, uint32_t record) { return impl_->Insert(key, record); }

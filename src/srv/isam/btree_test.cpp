@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 
 #include "srv/isam/btree_impl.h"
+#include "srv/isam/journal.h"
 
 namespace vesk::isam {
 namespace {
@@ -153,6 +155,80 @@ TEST_F(BTreeTest, DuplicatesDependOnTheNature) {
   ASSERT_TRUE(tree_->Erase(Key(5), 10).ok());
   ASSERT_TRUE(tree_->Find(Key(5), &record).ok());
   EXPECT_EQ(record, 20u);
+}
+
+TEST_F(BTreeTest, RecordAheadSeesTheWalksLeafAndTheNextOne) {
+  Fill(40, 'P');  // leaves of at most 4 entries: the ahead entries often lie in the next leaf
+  std::string key;
+  uint32_t record = 0;
+  EXPECT_EQ(tree_->RecordAhead(1), 0u) << "no walk yet";
+  ASSERT_TRUE(tree_->SeekAfter("", 0, &key, &record).ok());
+  int found = 0;
+  for (int i = 0; i < 40; ++i) {
+    ASSERT_EQ(record, static_cast<uint32_t>(i + 1));
+    for (uint32_t d = 1; d <= 6; ++d) {
+      uint32_t ahead = tree_->RecordAhead(d);
+      // Either the record of the entry d places ahead, or nothing when it lies further.
+      if (ahead != 0) {
+        EXPECT_EQ(ahead, static_cast<uint32_t>(i + 1 + d)) << i << " " << d;
+      }
+      found += ahead != 0;
+    }
+    Status s = tree_->SeekAfter(key, record, &key, &record);
+    ASSERT_TRUE(s.ok() || (i == 39 && s.IsNotFound()));
+  }
+  EXPECT_GT(found, 120) << "the entries of the next leaf count";
+  ASSERT_TRUE(tree_->SeekAfter(Key(10), 11, &key, &record).ok());
+  EXPECT_EQ(tree_->RecordAhead(1), 13u);
+  ASSERT_TRUE(tree_->Insert(Key(100), 101).ok());
+  EXPECT_EQ(tree_->RecordAhead(1), 0u) << "the tree changed since";
+}
+
+// Inside a batch an operation is undone alone from what it kept: for an insertion or an
+// erasure inside a leaf, only the bytes its move covered, the moved entries being moved back.
+TEST_F(BTreeTest, ABatchUndoesAnInsertionOrErasureInsideALeafByMovingItsEntriesBack) {
+  ASSERT_TRUE(Open(8, 'P').ok());
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(tree_->Insert(Key(2 * i), i + 1).ok());
+  ASSERT_TRUE(tree_->Flush().ok());
+  auto walk = [&] {
+    std::vector<std::pair<std::string, uint32_t>> all;
+    EXPECT_TRUE(tree_
+                    ->ForEach([&](std::string_view k, uint32_t r) {
+                      all.emplace_back(std::string(k), r);
+                      return true;
+                    })
+                    .ok());
+    return all;
+  };
+  const auto before = walk();
+  Journal journal(&env_, "d");
+  journal.Watch({tree_->pager(), nullptr, [&] { return tree_->Reload(); }, [&] { tree_->Mark(); },
+                 [&] { tree_->RestoreMark(); }});
+  journal.SetBatch(true);
+  const std::vector<std::function<void()>> operations = {
+      [&] { ASSERT_TRUE(tree_->Insert(Key(101), 999).ok()); },  // in the middle of the leaf
+      [&] { ASSERT_TRUE(tree_->Erase(Key(100), 51).ok()); },
+      [&] {
+        ASSERT_TRUE(tree_->Insert(Key(3), 998).ok());
+        ASSERT_TRUE(tree_->Erase(Key(150), 76).ok());
+        ASSERT_TRUE(tree_->Insert(Key(999), 997).ok());  // after the last entry
+      }};
+  for (size_t i = 0; i < operations.size(); ++i) {
+    journal.BeginOperation();
+    operations[i]();
+    ASSERT_TRUE(journal.RollbackOperation().ok());
+    EXPECT_EQ(walk(), before) << i;
+    std::vector<std::string> problems;
+    ASSERT_TRUE(tree_->Verify(&problems).ok());
+    EXPECT_TRUE(problems.empty()) << problems.front();
+  }
+  // An operation that ends well stays.
+  journal.BeginOperation();
+  ASSERT_TRUE(tree_->Insert(Key(101), 999).ok());
+  ASSERT_TRUE(journal.EndOperation().ok());
+  uint32_t record = 0;
+  ASSERT_TRUE(tree_->Find(Key(101), &record).ok());
+  EXPECT_EQ(record, 999u);
 }
 
 TEST_F(BTreeTest, SeekAfterFollowsKeyThenRecordOrder) {
@@ -382,15 +458,21 @@ TEST_F(BTreeTest, ReloadSeesWhatAnotherHandleWrote) {
 TEST_F(BTreeTest, ChangesReachTheJournalHookBeforeTheyHappen) {
   Fill(10, 'P', 0);
   std::vector<uint64_t> blocks;
-  tree_->pager()->SetBeforeChangeHook([&](uint64_t no, std::span<const char>) {
+  std::vector<std::pair<uint32_t, size_t>> ranges;
+  tree_->pager()->SetBeforeChangeHook([&](uint64_t no, uint32_t from, std::span<const char> b) {
     blocks.push_back(no);
+    ranges.emplace_back(from, b.size());
     return Status::Ok();
   });
   tree_->pager()->StartChangeEpoch();
   ASSERT_TRUE(tree_->Insert(Key(50), 51).ok());
   ASSERT_TRUE(tree_->Insert(Key(51), 52).ok());
   ASSERT_TRUE(tree_->Flush().ok());
-  EXPECT_EQ(blocks, (std::vector<uint64_t>{1, 0})) << "the leaf, then the header, once each";
+  // The leaf's count and new entry at each insert, then the header once, at the flush.
+  EXPECT_EQ(blocks, (std::vector<uint64_t>{1, 1, 1, 1, 0}));
+  EXPECT_EQ(ranges[1], std::make_pair(uint32_t{16 + 10 * 12}, size_t{12}))
+      << "the eleventh entry (8-byte key, 4-byte record)";
+  EXPECT_EQ(ranges.back(), std::make_pair(uint32_t{0}, size_t{4096}));
 }
 
 }  // namespace

@@ -211,6 +211,34 @@ Status DataFile::Read(uint32_t no, std::span<char> out) {
   return pager_->Read(Offset(no), out.first(header_.record_length));
 }
 
+Status DataFile::FindSlot(uint32_t no, const char** slot) {
+  if (no == 0 || no > header_.last_record) return CheckNumber(no, header_.last_record, "lecture");
+  const uint64_t at = Slot(no);
+  const uint32_t length = SlotLength(header_);
+  const uint64_t block = at / kBlockSize;
+  if ((at + length - 1) / kBlockSize != block) {
+    view_scratch_.resize(length);
+    VESK_RETURN_IF_ERROR(pager_->Read(at, view_scratch_));
+    *slot = view_scratch_.data();
+    return Status::Ok();
+  }
+  const char* data = nullptr;
+  VESK_RETURN_IF_ERROR(pager_->BlockForRead(block, &data));
+  *slot = data + at % kBlockSize;
+  viewed_no_ = no;
+  viewed_ = *slot;
+  viewed_gen_ = pager_->Generation();
+  return Status::Ok();
+}
+
+void DataFile::Prefetch(uint32_t no) const {
+  if (no >= 1 && no <= header_.last_record) pager_->Prefetch(Slot(no), SlotLength(header_));
+}
+
+void DataFile::PrefetchLocation(uint32_t no) const {
+  if (no >= 1 && no <= header_.last_record) pager_->PrefetchLocation(Slot(no));
+}
+
 Status DataFile::ReadPart(uint32_t no, uint32_t offset, std::span<char> out) {
   VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
   if (offset + out.size() > header_.record_length) {
@@ -287,21 +315,14 @@ Status DataFile::WritePart(uint32_t no, uint32_t offset, std::span<const char> b
 }
 
 Status DataFile::IsDeleted(uint32_t no, bool* deleted) {
-  VESK_RETURN_IF_ERROR(CheckNumber(no, header_.last_record, "lecture"));
-  if (header_.version < 2) {
-    char mark[kDeletedMark.size()];
-    VESK_RETURN_IF_ERROR(ReadPart(no, 0, mark));
-    *deleted = std::string_view(mark, sizeof mark) == kDeletedMark;
-    return Status::Ok();
-  }
-  char state = 0;
-  VESK_RETURN_IF_ERROR(pager_->Read(Slot(no), std::span<char>(&state, 1)));
-  if (state != kSlotLive && state != kSlotDeleted) {
+  const char* slot = nullptr;
+  VESK_RETURN_IF_ERROR(ViewSlot(no, &slot));
+  if (!SlotSound(header_, slot)) {
     return Status::Corruption(RecordName(no, Path()) + " : octet d'état " +
-                              std::to_string(static_cast<unsigned char>(state)) +
+                              std::to_string(static_cast<unsigned char>(slot[0])) +
                               " inconnu (fichier endommagé)");
   }
-  *deleted = state == kSlotDeleted;
+  *deleted = SlotDeleted(header_, slot);
   return Status::Ok();
 }
 

@@ -90,6 +90,20 @@ class DataFile {
 
   // The whole record no (1 .. LastRecord) into out (RecordLength bytes).
   Status Read(uint32_t no, std::span<char> out);
+  // The bytes of record no (RecordLength of them) where they lie: in the cache when its slot
+  // sits in one block, otherwise copied into a buffer of the file. Valid until the next call on
+  // this file; the record is then reached without a copy of its own.
+  Status View(uint32_t no, const char** bytes) {
+    const char* slot = nullptr;
+    VESK_RETURN_IF_ERROR(ViewSlot(no, &slot));
+    *bytes = SlotRecord(header_, slot);
+    return Status::Ok();
+  }
+  // Asks for record no to be brought near the processor, without reading anything from the
+  // file (a walk calls it for a record it will read a few steps later); PrefetchLocation, for a
+  // record further ahead, only for where its block sits in the cache. Any number is taken.
+  void Prefetch(uint32_t no) const;
+  void PrefetchLocation(uint32_t no) const;
   // out.size() bytes of record no from byte offset within it.
   Status ReadPart(uint32_t no, uint32_t offset, std::span<char> out);
   // Writes record no (1 .. LastRecord + 1; one past the last appends). bytes is exactly
@@ -136,6 +150,18 @@ class DataFile {
  private:
   DataFile(std::unique_ptr<Pager> pager, const DataHeader& header, bool read_only);
   Status CheckNumber(uint32_t no, uint32_t last, std::string_view op) const;
+  // The bytes of slot no (its state byte, in version 2, then its record) where they lie: in the
+  // cache when the slot sits in one block, otherwise copied. Valid until the next call. The
+  // slot viewed last is given again (a lookup's deletion check, then the owner's read): its
+  // place holds while no block left the cache.
+  Status ViewSlot(uint32_t no, const char** slot) {
+    if (no == viewed_no_ && no <= header_.last_record && pager_->Generation() == viewed_gen_) {
+      *slot = viewed_;
+      return Status::Ok();
+    }
+    return FindSlot(no, slot);
+  }
+  Status FindSlot(uint32_t no, const char** slot);
   Status CheckWritable() const;
   Status WriteHeader();
   Status CheckSize(const DataHeader& h) const;
@@ -151,6 +177,12 @@ class DataFile {
   DataHeader marked_;
   bool marked_dirty_ = false;
   std::string scratch_;
+  // The slot viewed last from the cache (0: none), where, and the pager's generation then; and
+  // the copy of a slot that lies across two blocks.
+  uint32_t viewed_no_ = 0;
+  const char* viewed_ = nullptr;
+  uint64_t viewed_gen_ = 0;
+  std::string view_scratch_;
 };
 
 }  // namespace vesk::isam

@@ -55,6 +55,25 @@ TEST_F(DataFileTest, RecordsLieAfterTheHeaderAndSurviveAReopen) {
   EXPECT_EQ(f_->Read(0, r).code(), Status::Code::kInvalidArgument);
 }
 
+TEST_F(DataFileTest, ViewGivesTheRecordInPlaceOrAcrossTwoBlocks) {
+  ASSERT_TRUE(Open(100).ok());  // records 40 and 81 straddle two blocks
+  for (uint32_t i = 1; i <= 90; ++i) ASSERT_TRUE(f_->Write(i, Rec("r" + std::to_string(i))).ok());
+  ASSERT_TRUE(f_->Flush().ok());
+  ASSERT_TRUE(Open(100, false).ok());
+  for (uint32_t i = 1; i <= 90; ++i) {
+    const char* bytes = nullptr;
+    ASSERT_TRUE(f_->View(i, &bytes).ok());
+    EXPECT_EQ(std::string(bytes, 100), Rec("r" + std::to_string(i))) << i;
+    f_->Prefetch(i + 3);
+    f_->PrefetchLocation(i + 6);
+  }
+  const char* bytes = nullptr;
+  EXPECT_EQ(f_->View(91, &bytes).code(), Status::Code::kNotFound);
+  EXPECT_EQ(f_->View(0, &bytes).code(), Status::Code::kInvalidArgument);
+  f_->Prefetch(0);  // any number is taken
+  f_->PrefetchLocation(UINT32_MAX);
+}
+
 TEST_F(DataFileTest, DeletionMarksTheRecordAndKeepsTheRest) {
   ASSERT_TRUE(Open(8, true, false, kDataFormatVersion1).ok());
   for (uint32_t i = 1; i <= 3; ++i)

@@ -13,12 +13,6 @@ namespace {
 constexpr size_t kMaxHandles = std::numeric_limits<int16_t>::max();
 
 template <typename T>
-T* At(std::vector<std::unique_ptr<T>>& v, int16_t handle) {
-  if (handle < 1 || static_cast<size_t>(handle) > v.size()) return nullptr;
-  return v[handle - 1].get();
-}
-
-template <typename T>
 Status Add(std::vector<std::unique_ptr<T>>& v, std::unique_ptr<T> item, int16_t* handle,
            std::string_view what) {
   if (v.size() >= kMaxHandles) {
@@ -48,9 +42,13 @@ DossierDonnees::~DossierDonnees() {
   if (verrou_ && journal_->Size() > 0 && panne_.ok() &&
       verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
     FolderLock::State st;
-    if (verrou_->Read(&st).ok() && !st.writing && journal_->Checkpoint(false).ok()) {
-      st.journal_end = st.journal_nonce = 0;
-      ignored = verrou_->Write(st);
+    if (verrou_->Read(&st).ok() && !st.writing) {
+      const Journal::Fin fin{st.journal_end, st.journal_nonce};
+      if (journal_->Checkpoint(false, true, &fin).ok()) {
+        st.journal_end = st.journal_nonce = 0;
+        st.durable = st.unsynced = false;
+        ignored = verrou_->Write(st);
+      }
     }
   }
   if (verrou_) ignored = verrou_->Unlock();
@@ -74,10 +72,6 @@ Status DossierDonnees::Chemin(bool dependance, std::string_view nom, std::string
   *path = platform::JoinPath(dir, UpperAscii(nom) + std::string(extension));
   return Status::Ok();
 }
-
-FichierOuvert* DossierDonnees::Fichier(int16_t handle) { return At(fichiers_, handle); }
-ArbreOuvert* DossierDonnees::Arbre(int16_t handle) { return At(arbres_, handle); }
-TexteOuvert* DossierDonnees::Texte(int16_t handle) { return At(textes_, handle); }
 
 int16_t DossierDonnees::ChercheFichier(std::string_view nom, bool dependance) const {
   for (size_t i = 0; i < fichiers_.size(); ++i) {
@@ -118,7 +112,8 @@ Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* hand
   // A tree just created is on stable storage before any operation uses it.
   VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
-  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, nullptr, nullptr});
+  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
+                   [t] { t->RestoreMark(); }});
   return Status::Ok();
 }
 
@@ -213,13 +208,15 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   }
   bool changed = false;
   VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
-  if (!changed && !st->writing && st->journal_end == 0 && !st->replacing && !replaced) {
+  if (!changed && !st->writing && st->journal_end == 0 && !st->replacing && !replaced &&
+      !st->durable && !st->unsynced) {
     return Status::Ok();
   }
   if (changed || st->writing) ++st->counter;
   if (replaced || st->replacing) ++st->replacements;
   st->writing = st->replacing = false;
-  st->journal_end = st->journal_nonce = 0;  // the journal is empty
+  st->journal_end = st->journal_nonce = 0;  // the journal is empty, its files synced
+  st->durable = st->unsynced = false;
   return verrou_->Write(*st);
 }
 
@@ -275,6 +272,7 @@ Status DossierDonnees::DebutRemplacement() {
   if (s.ok()) s = journal_->Checkpoint(false);
   if (s.ok()) {
     st.journal_end = st.journal_nonce = 0;
+    st.durable = st.unsynced = false;  // every file synced, the journal cut
     st.replacing = true;
     s = verrou_->Write(st);
   }
@@ -350,20 +348,34 @@ Status DossierDonnees::Sort() {
 // The `writing` flag goes up before the journal is written and down once the files hold the
 // commit: a writer that dies in between leaves it up, and the next user replays the journal
 // before anything is read or appended. Past the threshold the journal is emptied by a
-// checkpoint.
+// checkpoint, synchronised unless every commit it holds was made without synchronisation.
 Status DossierDonnees::Commit() {
   if (!journal_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
   if (!s.ok()) return Echec(s);
+  if (synchro_full_ && st.unsynced) {
+    // Files hold writes that no sync made durable: a durable commit must not rest on them.
+    const Journal::Fin fin{st.journal_end, st.journal_nonce};
+    s = journal_->Checkpoint(true, true, &fin);
+    if (!s.ok()) return Echec(s);
+    st.journal_end = journal_->End().end;
+    st.journal_nonce = journal_->End().nonce;
+    st.durable = st.unsynced = false;
+  }
   s = journal_->Commit(synchro_full_, {st.journal_end, st.journal_nonce}, [&] {
     st.writing = true;
     ++st.counter;
     return verrou_->Write(st);
   });
   if (!s.ok()) return Echec(s);
+  st.durable = st.durable || synchro_full_;
   if (journal_->Size() > seuil_journal_) {
-    Status c = journal_->Checkpoint(true);
+    const bool sync = st.durable;
+    const Journal::Fin fin = journal_->End();  // the commit just made: the journal is ours
+    Status c = journal_->Checkpoint(true, sync, &fin);
+    st.durable = false;
+    st.unsynced = !sync;
     if (!c.ok()) {
       // The commit holds (its journal is synced); the journal is replayed at once, and the
       // folder fails only if that fails too.
@@ -398,27 +410,23 @@ Status DossierDonnees::Echec(const Status& s) {
   return s;
 }
 
-Status DossierDonnees::EntreLecture() {
-  if (lectures_ == 0 && profondeur_ == 0 &&
-      (!verrou_ || verrou_->held() == FolderLock::Held::kNone)) {
-    VESK_RETURN_IF_ERROR(Demarre());
-    VESK_RETURN_IF_ERROR(OuvreVerrou());
-    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
-    Status s = Valide();
-    if (!s.ok()) {
-      Status ignored = verrou_->Unlock();
-      (void)ignored;
-      return s;
-    }
+// The first read scope without a lock: the shared lock taken, the caches checked.
+Status DossierDonnees::PrendLecture() {
+  VESK_RETURN_IF_ERROR(Demarre());
+  VESK_RETURN_IF_ERROR(OuvreVerrou());
+  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
+  Status s = Valide();
+  if (!s.ok()) {
+    Status ignored = verrou_->Unlock();
+    (void)ignored;
+    return s;
   }
   ++lectures_;
   return Status::Ok();
 }
 
-void DossierDonnees::SortLecture() {
-  if (lectures_ == 0 || --lectures_ > 0 || profondeur_ > 0) return;
-  // Inside a batch the lock held stays until FinLot: no lock taken again for each read.
-  if (lot_ > 0) return;
+// The last read scope ended outside any operation and batch: the shared lock goes.
+void DossierDonnees::RelacheLecture() {
   Status ignored = verrou_->Unlock();
   (void)ignored;
 }

@@ -17,6 +17,7 @@
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
 #define VESK_SRV_ISAM_DOSSIER_H_
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -51,6 +52,9 @@ struct FichierOuvert {
   std::vector<uint32_t> pointeurs;
 };
 
+// How many entries ahead a key-order walk asks for its records (SuivCle).
+inline constexpr uint32_t kLectureAvance = 4;
+
 // A B-tree open in the folder, with its walk cursor.
 struct ArbreOuvert {
   std::string nom;
@@ -63,6 +67,10 @@ struct ArbreOuvert {
   std::string cle_curseur;      // key bytes of the last entry given
   uint32_t no_curseur = 0;
   bool touche = false;
+  // The records of the walk's next entries, found kLectureAvance steps before they are read
+  // (by step number modulo kLectureAvance): read ahead, never trusted.
+  std::array<uint32_t, kLectureAvance> avance{};
+  uint32_t pas = 0;
 };
 
 struct TexteOuvert {
@@ -109,9 +117,9 @@ class DossierDonnees {
                 std::string* path);
 
   // Handles. Each lookup gives null for a handle that is not open.
-  FichierOuvert* Fichier(int16_t handle);
-  ArbreOuvert* Arbre(int16_t handle);
-  TexteOuvert* Texte(int16_t handle);
+  FichierOuvert* Fichier(int16_t handle) { return At(fichiers_, handle); }
+  ArbreOuvert* Arbre(int16_t handle) { return At(arbres_, handle); }
+  TexteOuvert* Texte(int16_t handle) { return At(textes_, handle); }
   // The handle of an open data file (or B-tree) by upper-case name and place, 0 when none.
   int16_t ChercheFichier(std::string_view nom, bool dependance) const;
   int16_t ChercheFichier(std::string_view nom) const;
@@ -134,8 +142,19 @@ class DossierDonnees {
   Status Entre();
   Status Sort();
   // Read scopes: the shared lock (unless a lock is held already) for the time of a read.
-  Status EntreLecture();
-  void SortLecture();
+  // Inside a scope, an operation or a batch holding its lock, a read takes nothing more.
+  Status EntreLecture() {
+    if (lectures_ == 0 && profondeur_ == 0 &&
+        (!verrou_ || verrou_->held() == FolderLock::Held::kNone)) {
+      return PrendLecture();
+    }
+    ++lectures_;
+    return Status::Ok();
+  }
+  void SortLecture() {
+    if (lectures_ == 0 || --lectures_ > 0 || profondeur_ > 0 || lot_ > 0) return;
+    RelacheLecture();
+  }
   Status DebutLot();
   Status FinLot();
   // Ends every open batch without committing: the changes of its operations are undone.
@@ -162,6 +181,13 @@ class DossierDonnees {
   Status FinRemplacement(bool remplace, bool reste);
 
  private:
+  template <typename T>
+  static T* At(const std::vector<std::unique_ptr<T>>& v, int16_t handle) {
+    if (handle < 1 || static_cast<size_t>(handle) > v.size()) return nullptr;
+    return v[handle - 1].get();
+  }
+  Status PrendLecture();
+  void RelacheLecture();
   Status Demarre();
   Status OuvreVerrou();
   Status Valide();

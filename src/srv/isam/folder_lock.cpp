@@ -56,6 +56,8 @@ Status FolderLock::Read(State* state) {
   state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0;
   state->replacing = b[17] != 0;
+  state->durable = (b[18] & 1) != 0;
+  state->unsynced = (b[18] & 2) != 0;
   if (got < 40) return Status::Ok();
   state->journal_end = GetLe(b + 24, 8);
   state->journal_nonce = GetLe(b + 32, 8);
@@ -70,6 +72,7 @@ Status FolderLock::Write(const State& state) {
   PutLe(b + 8, state.counter, 8);
   b[16] = state.writing ? 1 : 0;
   b[17] = state.replacing ? 1 : 0;
+  b[18] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
   PutLe(b + 24, state.journal_end, 8);
   PutLe(b + 32, state.journal_nonce, 8);
   PutLe(b + 40, state.replacements, 8);

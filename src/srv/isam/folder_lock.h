@@ -35,6 +35,12 @@ class FolderLock {
     bool replacing = false;
     // Sets of files replaced in the folder: a user whose count is behind reopens its files.
     uint64_t replacements = 0;
+    // The journal holds a transaction committed with synchronisation full (its files' writes
+    // not synced): the journal may be emptied only by a synchronised checkpoint.
+    bool durable = false;
+    // A checkpoint without synchronisation emptied the journal: files hold writes that are not
+    // synced, which a commit with synchronisation full must not rest on (it syncs them first).
+    bool unsynced = false;
   };
 
   // Opens (creating) the lock file of dossier.

@@ -99,7 +99,11 @@ struct Journal::Entry {
 struct Journal::OpSaved {
   Entry* e;
   uint64_t no;
-  size_t at;  // in op_bytes_
+  uint32_t from;  // in the block
+  uint32_t size;
+  size_t at;       // in op_bytes_
+  uint32_t to;     // a move: the bytes [from, to) moved by `by`, the bytes kept those it covered
+  int32_t by = 0;  // 0: the bytes kept are the original ones at from
 };
 
 Journal::Journal(Env* env, std::string dossier)
@@ -111,15 +115,18 @@ void Journal::Watch(Watched w) {
   auto e = std::make_unique<Entry>();
   e->w = std::move(w);
   Entry* raw = e.get();
-  raw->w.pager->SetBeforeChangeHook([this, raw](uint64_t no, std::span<const char> original) {
-    return Capture(raw, no, original);
+  raw->w.pager->SetBeforeChangeHook(
+      [this, raw](uint64_t no, uint32_t from, std::span<const char> original) {
+        return Capture(raw, no, from, original);
+      });
+  raw->w.pager->SetBeforeShiftHook([this, raw](uint64_t no, uint32_t from, uint32_t to, int32_t by,
+                                               std::span<const char> covered) {
+    return CaptureShift(raw, no, from, to, by, covered);
   });
   entries_.push_back(std::move(e));
 }
 
-// Before the first change of a block in the operation: the file joins the operation and the
-// transaction; inside a batch the block's bytes are kept to undo the operation alone.
-Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
+void Journal::Join(Entry* e) {
   if (!e->in_op) {
     e->in_op = true;
     e->op_size = e->w.pager->Size();
@@ -129,9 +136,30 @@ Status Journal::Capture(Entry* e, uint64_t no, std::span<const char> original) {
     e->in_txn = true;
     txn_entries_.push_back(e);
   }
+}
+
+// Before bytes of a block change in the operation: the file joins the operation and the
+// transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
+// twice is put back last from its first, original, bytes).
+Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
+  Join(e);
   if (batch_) {
-    op_.push_back(OpSaved{e, no, op_bytes_.size()});
+    op_.push_back(
+        OpSaved{e, no, from, static_cast<uint32_t>(original.size()), op_bytes_.size(), 0, 0});
     op_bytes_.insert(op_bytes_.end(), original.begin(), original.end());
+  }
+  return Status::Ok();
+}
+
+// A move inside a block (a leaf's entries): only the bytes it covers are kept, the moved ones
+// are moved back at the undo.
+Status Journal::CaptureShift(Entry* e, uint64_t no, uint32_t from, uint32_t to, int32_t by,
+                             std::span<const char> covered) {
+  Join(e);
+  if (batch_) {
+    op_.push_back(
+        OpSaved{e, no, from, static_cast<uint32_t>(covered.size()), op_bytes_.size(), to, by});
+    op_bytes_.insert(op_bytes_.end(), covered.begin(), covered.end());
   }
   return Status::Ok();
 }
@@ -181,8 +209,10 @@ Status Journal::RollbackBatchOperation() {
     if (first.ok() && !s.ok()) first = s;
   };
   for (auto it = op_.rbegin(); it != op_.rend(); ++it) {
-    size_t n = it->e->w.pager->BlockSize();
-    keep(it->e->w.pager->RestoreBlock(it->no, std::span<const char>(op_bytes_.data() + it->at, n)));
+    const std::span<const char> kept(op_bytes_.data() + it->at, it->size);
+    Pager* p = it->e->w.pager;
+    keep(it->by == 0 ? p->RestoreRange(it->no, it->from, kept)
+                     : p->RestoreShift(it->no, it->from, it->to, it->by, kept));
   }
   for (auto& e : entries_) {
     if (e->w.undo) e->w.undo();
@@ -233,10 +263,13 @@ Status Journal::OpenLog(Fin fin) {
         version == journal::kRedoVersion && nonce == fin.nonce) {
       at_ = fin.end;
       nonce_ = nonce;
+      named_all_ = false;  // another user's transactions come before ours
     } else {
       at_ = 0;
       nonce_ = journal::NewNonce();
       pending_ = journal::Header(journal::kRedoVersion, nonce_);
+      named_.clear();
+      named_all_ = true;
     }
   }
   base_ = at_;
@@ -271,6 +304,7 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
   for (Entry* e : txn_entries_) {
     Pager* pager = e->w.pager;
     const std::string rel = Relative(pager->Path());
+    named_.insert(rel);
     std::string head;
     AppendLe(head, id, 4);
     AppendLe(head, rel.size(), 4);

@@ -26,7 +26,9 @@
 //   I4. Every block a file received since the journal was last emptied is in the journal, with
 //       its latest bytes in the last transaction that holds it: replaying the journal's
 //       transactions in order (redo) is idempotent and leaves every file at the last commit.
-//   I5. The journal is emptied only after every file its transactions name is synced.
+//   I5. The journal is emptied only after every file its transactions name is synced, or,
+//       when every commit it holds was made without synchronisation, with those files named
+//       again by the journal's first transaction (F records alone) for a later sync.
 //   I6. A transaction is appended at the journal's end, which is always the end of its last
 //       complete transaction: a failed append is cut off at once (its first record zeroed),
 //       and a crash leaves the `writing` flag of the folder's state raised (it is raised before
@@ -70,6 +72,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -158,12 +161,23 @@ class Journal {
   // already hold every commit: no writer died since): keep true starts it again under a new
   // header, its bytes kept for the next commits to overwrite (a sync that changes no file size
   // costs less); keep false cuts it to 0. Under the folder's exclusive lock.
-  Status Checkpoint(bool keep);
+  // With sync false (synchronisation off; keep true), nothing is synced: the journal starts
+  // again with a transaction that only names those files, whose writes the next synchronised
+  // checkpoint or recovery syncs. It must not drop a transaction committed with
+  // synchronisation full whose files are not synced (the folder's state word says when).
+  // fin, when given, is the journal's end as the folder's state word has it: when it is where
+  // this journal's last commit left it, every transaction since the journal started is this
+  // journal's, and the files it named are synced (or named) without reading the journal back.
+  Status Checkpoint(bool keep, bool sync = true, const Fin* fin = nullptr);
 
  private:
   struct Entry;
   struct OpSaved;
-  Status Capture(Entry* e, uint64_t block_no, std::span<const char> original);
+  // The file of e joins the operation and the transaction.
+  void Join(Entry* e);
+  Status Capture(Entry* e, uint64_t block_no, uint32_t from, std::span<const char> original);
+  Status CaptureShift(Entry* e, uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                      std::span<const char> covered);
   Status RollbackBatchOperation();
   // The one end of an operation's bookkeeping (ended, undone alone, or undone with its
   // transaction): its files leave it and its saved originals go.
@@ -194,9 +208,13 @@ class Journal {
   uint64_t at_ = 0;
   uint64_t size_ = 0;  // the journal file's size, as far as this journal knows it
   std::string pending_;
-  std::vector<OpSaved> op_;     // first originals of the operation (batches only),
+  std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
+  // The files this journal's transactions named since the journal started again (relative
+  // paths), and whether those transactions are all of the journal's (none by another user).
+  std::set<std::string> named_;
+  bool named_all_ = false;
 };
 
 }  // namespace vesk::isam

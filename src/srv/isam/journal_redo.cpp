@@ -1,7 +1,9 @@
 // Reading a redo journal back: its complete transactions replayed to their files after a crash
-// (Recover), or only their files synced before the journal is emptied (Checkpoint).
+// (Recover), or only their files synced before the journal is emptied (Checkpoint), or, with
+// synchronisation off, only their names carried over into the emptied journal.
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "srv/isam/coding.h"
@@ -178,58 +180,131 @@ Status Apply(Cibles& cibles, bool apply, const Record& r, const Fichiers& files)
   return Io(f->WriteAt(at, p.substr(16)));
 }
 
-// Replays (apply) or only syncs the files of the redo journal j, then empties the journal.
+// What is done with the files of the journal's complete transactions.
+enum class Suite {
+  kReplay,  // written again and synced (recovery)
+  kSync,    // synced (checkpoint)
+  kNames,   // only named, in *names (checkpoint without synchronisation)
+};
+
+// Replays or syncs the files of the redo journal j (or gathers their names).
 Status Replay(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
-              uint64_t size, uint64_t nonce, bool apply, bool* changed, uint64_t* syncs) {
+              uint64_t size, uint64_t nonce, Suite suite, std::set<std::string>* names,
+              bool* changed, uint64_t* syncs) {
   uint64_t end = 0;
   VESK_RETURN_IF_ERROR(Walk(j, size, nonce, size, nullptr, &end));
   Cibles cibles(env, dossier, path);
   uint64_t ignored = 0;
   VESK_RETURN_IF_ERROR(Walk(
       j, size, nonce, end,
-      [&](const Record& r, const Fichiers& files) { return Apply(cibles, apply, r, files); },
+      [&](const Record& r, const Fichiers& files) {
+        if (suite != Suite::kNames) return Apply(cibles, suite == Suite::kReplay, r, files);
+        if (r.type == journal::kRedoFile) names->insert(std::string(r.payload.substr(8)));
+        return Status::Ok();
+      },
       &ignored));
   VESK_RETURN_IF_ERROR(cibles.SyncAll(syncs));
-  *changed = apply && end > kHeaderSize;
+  *changed = suite == Suite::kReplay && end > kHeaderSize;
   return Status::Ok();
 }
 
-// Recover and Checkpoint: the journal at dossier read and dealt with, then emptied and synced:
-// cut to 0, or (header given) started again under that header, its other bytes kept.
-Status Vide(Env* env, const std::string& dossier, bool apply, const std::string& header,
-            bool* changed, uint64_t* syncs) {
-  *changed = false;
-  const std::string path = platform::JoinPath(dossier, kJournalName);
-  bool exists = false;
-  VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
-  if (!exists && header.empty()) return Status::Ok();
-  std::unique_ptr<platform::File> j;
-  VESK_RETURN_IF_ERROR(Io(env->OpenFile(
-      path, exists ? platform::OpenMode::kReadWrite : platform::OpenMode::kCreate, &j)));
-  uint64_t size = 0;
-  VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
-  if (size == 0 && header.empty()) return Status::Ok();
+// The transaction that names files without changing them: F records and the commit. Put first
+// in a journal emptied without synchronisation, it keeps the names of the files whose writes
+// are not synced yet for the next synchronised checkpoint (or recovery), which syncs them.
+std::string NamesOnly(const std::set<std::string>& names, uint64_t nonce) {
+  std::string out;
+  uint32_t id = 0;
+  for (const std::string& name : names) {
+    std::string head;
+    AppendLe(head, id++, 4);
+    AppendLe(head, name.size(), 4);
+    head += name;
+    journal::AppendRecord(out, journal::kRedoFile, head, {}, nonce + kHeaderSize + out.size());
+  }
+  if (names.empty()) return out;
+  std::string commit;
+  AppendLe(commit, id, 4);
+  AppendLe(commit, kHeaderSize, 8);
+  journal::AppendRecord(out, journal::kRedoCommit, commit, {}, nonce + kHeaderSize + out.size());
+  return out;
+}
+
+// The journal j (size bytes) read and dealt with as suite says; a journal whose header does
+// not check was never complete (no file was written after it) and is dropped as it is.
+Status Traite(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
+              uint64_t size, Suite suite, std::set<std::string>* names, bool* changed,
+              uint64_t* syncs) {
   std::string head(kHeaderSize, '\0');
   size_t got = 0;
   if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
   uint32_t version = 0;
   uint64_t nonce = 0;
-  if (journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
-    if (version == journal::kRedoVersion) {
-      VESK_RETURN_IF_ERROR(Replay(env, dossier, path, j.get(), size, nonce, apply, changed, syncs));
-    } else if (version == 1 || version == 2) {
-      std::string bytes(static_cast<size_t>(size), '\0');
-      VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
-      bytes.resize(got);
-      VESK_RETURN_IF_ERROR(journal::RecoverRollback(env, dossier, path, bytes, changed));
-    } else {
-      return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
-                                " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
-                                "écrit, le journal est gardé");
-    }
+  if (!journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
+    return Status::Ok();
   }
-  // Dealt with, or never complete (no file was written after it): dropped for good.
-  VESK_RETURN_IF_ERROR(Io(header.empty() ? j->Truncate(0) : j->WriteAt(0, header)));
+  if (version == journal::kRedoVersion) {
+    return Replay(env, dossier, path, j, size, nonce, suite, names, changed, syncs);
+  }
+  if (version == 1 || version == 2) {
+    std::string bytes(static_cast<size_t>(size), '\0');
+    VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
+    bytes.resize(got);
+    return journal::RecoverRollback(env, dossier, path, bytes, changed);
+  }
+  return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
+                            " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
+                            "écrit, le journal est gardé");
+}
+
+// How a journal is emptied: what is done with its files, the header it starts again under
+// (none: cut to 0) with its nonce, and the files it names when the caller knows them all (then
+// the journal is not read back).
+struct Vidage {
+  Suite suite = Suite::kReplay;
+  std::string header;
+  uint64_t nonce = 0;
+  const std::set<std::string>* known = nullptr;
+};
+
+// Recover and Checkpoint: the journal at dossier dealt with, then emptied and synced: cut to 0,
+// or started again under v.header, its other bytes kept. With suite kNames, nothing is synced
+// and the emptied journal holds the files' names (NamesOnly, also given in *names); *end
+// receives where it ends.
+Status Vide(Env* env, const std::string& dossier, const Vidage& v, std::set<std::string>* names,
+            bool* changed, uint64_t* syncs, uint64_t* end) {
+  *changed = false;
+  names->clear();
+  *end = v.header.empty() ? 0 : kHeaderSize;
+  const std::string path = platform::JoinPath(dossier, kJournalName);
+  bool exists = false;
+  VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
+  if (!exists && v.header.empty()) return Status::Ok();
+  std::unique_ptr<platform::File> j;
+  VESK_RETURN_IF_ERROR(Io(env->OpenFile(
+      path, exists ? platform::OpenMode::kReadWrite : platform::OpenMode::kCreate, &j)));
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(Io(j->Size(&size)));
+  if (size == 0 && v.header.empty()) return Status::Ok();
+  if (v.known == nullptr) {
+    VESK_RETURN_IF_ERROR(Traite(env, dossier, path, j.get(), size, v.suite, names, changed, syncs));
+  } else if (v.suite == Suite::kSync) {
+    Cibles cibles(env, dossier, path);
+    platform::File* f = nullptr;
+    for (const std::string& name : *v.known) VESK_RETURN_IF_ERROR(cibles.Get(name, &f));
+    VESK_RETURN_IF_ERROR(cibles.SyncAll(syncs));
+  } else {
+    *names = *v.known;
+  }
+  if (v.suite != Suite::kNames) names->clear();
+  const std::string& header = v.header;
+  if (header.empty()) {
+    VESK_RETURN_IF_ERROR(Io(j->Truncate(0)));
+  } else {
+    const std::string start = header + NamesOnly(*names, v.nonce);
+    VESK_RETURN_IF_ERROR(Io(j->WriteAt(0, start)));
+    *end = start.size();
+  }
+  if (v.suite == Suite::kNames) return Status::Ok();
   ++*syncs;
   return Io(j->Sync());
 }
@@ -237,19 +312,29 @@ Status Vide(Env* env, const std::string& dossier, bool apply, const std::string&
 }  // namespace
 
 Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
-  uint64_t syncs = 0;
-  return Vide(env, dossier, true, std::string(), changed, &syncs);
+  uint64_t syncs = 0, end = 0;
+  std::set<std::string> names;
+  return Vide(env, dossier, Vidage{}, &names, changed, &syncs, &end);
 }
 
-Status Journal::Checkpoint(bool keep) {
+Status Journal::Checkpoint(bool keep, bool sync, const Fin* fin) {
   bool changed = false;
-  const uint64_t nonce = keep ? journal::NewNonce() : 0;
-  Status s =
-      Vide(env_, dossier_, false,
-           keep ? journal::Header(journal::kRedoVersion, nonce) : std::string(), &changed, &syncs_);
-  at_ = keep ? journal::kHeaderSize : 0;
-  nonce_ = nonce;
+  Vidage v;
+  v.suite = sync || !keep ? Suite::kSync : Suite::kNames;
+  v.nonce = keep ? journal::NewNonce() : 0;
+  if (keep) v.header = journal::Header(journal::kRedoVersion, v.nonce);
+  // Every transaction since the journal started is ours when it still ends where our last
+  // commit left it: the files we named are all its files.
+  if (fin != nullptr && named_all_ && fin->end == at_ && fin->nonce == nonce_) v.known = &named_;
+  uint64_t end = 0;
+  std::set<std::string> names;
+  Status s = Vide(env_, dossier_, v, &names, &changed, &syncs_, &end);
+  at_ = end;
+  nonce_ = v.nonce;
   if (!keep) size_ = 0;
+  size_ = std::max(size_, end);
+  named_ = std::move(names);
+  named_all_ = s.ok();
   if (!s.ok()) at_ = 0;
   return s;
 }

@@ -48,7 +48,7 @@ class CachePool {
   size_t held_bytes_ = 0;
   uint64_t tick_ = 0;
   std::vector<Member*> members_;
-  std::vector<std::unique_ptr<char[]>> chunks_;
+  std::vector<std::unique_ptr<platform::MemoireCache>> chunks_;
   std::vector<std::pair<uint32_t, std::vector<char*>>> spare_;  // by block size
 };
 
@@ -72,10 +72,31 @@ class Pager {
   // been made, so several pointers may be held at once (DropCache ends them all).
   // A block past the logical end reads as zeros and does not grow the file.
   Status BlockForRead(uint64_t block_no, const char** data);
+  // Asks the processor for the bytes [offset, offset + size) when their blocks are cached, so
+  // that a later read finds them near; nothing is read from the file. For reading ahead.
+  void Prefetch(uint64_t offset, size_t size) const;
+  // Asks only for where the block holding offset sits in the cache: a Prefetch of it a few
+  // steps later then finds at once where the bytes are.
+  void PrefetchLocation(uint64_t offset) const;
+  // The bytes of block_no when it is cached (as BlockForRead, valid until the next call), else
+  // false; nothing is read from the file, and the block does not count as used.
+  bool Cached(uint64_t block_no, const char** data) const;
+  // Changes whenever a block leaves the cache: a pointer that BlockForRead gave stays valid (on
+  // the block's current bytes) as long as this has not changed.
+  uint64_t Generation() const;
   // A block's bytes for changing in place (marked dirty), valid until the next call. A dirty
   // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.
   Status BlockForWrite(uint64_t block_no, char** data);
+  // The same, for a change of bytes [from, to) of the block alone: the journal hook sees those
+  // bytes only (so that an operation's undo keeps the few bytes it changes, not the block).
+  Status RangeForWrite(uint64_t block_no, uint32_t from, uint32_t to, char** data);
+  // The same, for a move of the bytes [from, to) of the block by `by` bytes (not 0) that the
+  // caller then makes, writing afterwards, when moving right, the `by` bytes left at from. The
+  // shift hook sees only the bytes the move covers, which the block keeps nowhere else: [to,
+  // to + by) moving right, [from + by, from) moving left; without a shift hook, the change hook
+  // sees all the bytes the move touches.
+  Status ShiftForWrite(uint64_t block_no, uint32_t from, uint32_t to, int32_t by, char** data);
   // Writes every dirty block to the file, in block order.
   Status Flush();
   // Flush, then force the file to stable storage.
@@ -98,17 +119,25 @@ class Pager {
   // How many of the last blocks fetched stay in memory whatever the cache size.
   static constexpr int kRecentBlocks = 8;
 
-  // Journal hook. Before a block changes for the first time since the last StartChangeEpoch
-  // (through Write or BlockForWrite), the pager calls the hook with the block number and the
-  // block's bytes as they are then (zeros past the end of the file); a failing hook refuses the
-  // change and the block stays untouched. How the journal plugs in: it installs the hook once
+  // Journal hook. Before bytes of a block change, the pager calls the hook with the block
+  // number, the offset of the bytes in the block and the bytes as they are then (zeros past the
+  // end of the file): the whole block the first time BlockForWrite changes it since the last
+  // StartChangeEpoch (and never again in that epoch), the bytes of each range changed by Write
+  // or RangeForWrite otherwise (at every change, until the whole block was reported). A failing
+  // hook refuses the change and the block stays untouched. How the journal plugs in: it installs
+  // the hook once
   // and starts an epoch per operation (the hook tells it the file joined the transaction, and
   // inside a batch keeps the original bytes to undo the operation alone); at commit it appends
   // the changed blocks' bytes (ForEachDirty) to the journal before Flush writes them. Dirty
   // blocks are never written before Flush/Sync, so nothing reaches the file ahead of its
   // journal entry. Without a hook nothing is called.
-  using BeforeChangeHook = std::function<Status(uint64_t block_no, std::span<const char> original)>;
+  using BeforeChangeHook =
+      std::function<Status(uint64_t block_no, uint32_t from, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
+  // Shift hook (see ShiftForWrite), called under the change hook's rules.
+  using BeforeShiftHook = std::function<Status(uint64_t block_no, uint32_t from, uint32_t to,
+                                               int32_t by, std::span<const char> covered)>;
+  void SetBeforeShiftHook(BeforeShiftHook hook);
   // Starts a new epoch: every block will be reported again before its next change.
   void StartChangeEpoch();
 
@@ -130,9 +159,13 @@ class Pager {
   // Calls visit with each changed block and the bytes of it that Flush writes (the part before
   // the logical end), in block order.
   void ForEachDirty(const std::function<void(uint64_t block_no, std::span<const char>)>& visit);
-  // Puts back the bytes a block had (a cached block changed since the file was last flushed);
-  // it stays changed. Calls no hook.
-  Status RestoreBlock(uint64_t block_no, std::span<const char> bytes);
+  // Puts back bytes a block had at offset from (a cached block changed since the file was last
+  // flushed); it stays changed. Calls no hook.
+  Status RestoreRange(uint64_t block_no, uint32_t from, std::span<const char> bytes);
+  // Undoes a move reported by the shift hook: the bytes moved go back to [from, to) and the
+  // bytes the move covered are put back. Calls no hook.
+  Status RestoreShift(uint64_t block_no, uint32_t from, uint32_t to, int32_t by,
+                      std::span<const char> covered);
   // Sets the logical size back to size (at most the current one), forgetting blocks past it.
   void RestoreSize(uint64_t size);
   // Forgets every change not yet flushed: the pager is back to the file's bytes and size.

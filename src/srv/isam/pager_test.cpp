@@ -174,35 +174,65 @@ TEST(PagerTest, FailedWriteRefusesEveryLaterWrite) {
   EXPECT_TRUE(pager->Read(0, back).ok());
 }
 
-TEST(PagerTest, ChangeHookSeesOriginalBytesOncePerEpoch) {
+TEST(PagerTest, ChangeHookSeesTheOriginalBytesOfEachChange) {
   RecordingEnv env;
   auto pager = OpenPager(&env);
-  ASSERT_TRUE(pager->Write(0, std::string(2 * kBlock, 'o')).ok());
+  ASSERT_TRUE(pager->Write(0, Pattern(3 * kBlock, 5)).ok());
   ASSERT_TRUE(pager->Flush().ok());
-  std::vector<std::pair<uint64_t, std::string>> seen;
+  const std::string disk = Pattern(3 * kBlock, 5);
+  struct Seen {
+    uint64_t no;
+    uint32_t from;
+    std::string bytes;
+    bool operator==(const Seen&) const = default;
+  };
+  std::vector<Seen> seen;
   bool refuse = false;
-  pager->SetBeforeChangeHook([&](uint64_t no, std::span<const char> original) {
+  pager->SetBeforeChangeHook([&](uint64_t no, uint32_t from, std::span<const char> original) {
     if (refuse) return Status::IOError("journal plein");
-    seen.emplace_back(no, std::string(original.data(), 4));
+    seen.push_back({no, from, std::string(original.data(), original.size())});
     return Status::Ok();
   });
   pager->StartChangeEpoch();
+  // Ranges: each write reports the bytes it changes, across blocks too.
   ASSERT_TRUE(pager->Write(10, std::string("xyz")).ok());
-  ASSERT_TRUE(pager->Write(kBlock - 1, std::string("ab")).ok());  // blocks 0 (again) and 1
-  ASSERT_TRUE(pager->Flush().ok());
-  ASSERT_TRUE(pager->Write(20, std::string("q")).ok());  // still the same epoch: not reported again
-  std::vector<std::pair<uint64_t, std::string>> expected = {{0, "oooo"}, {1, "oooo"}};
+  ASSERT_TRUE(pager->Write(kBlock - 1, std::string("ab")).ok());
+  ASSERT_TRUE(pager->Write(11, std::string("Q")).ok());
+  // A whole block is reported once per epoch, and its ranges are not reported after it.
+  char* block = nullptr;
+  ASSERT_TRUE(pager->BlockForWrite(2, &block).ok());
+  block[0] = 'W';
+  ASSERT_TRUE(pager->BlockForWrite(2, &block).ok());
+  ASSERT_TRUE(pager->RangeForWrite(2, 8, 9, &block).ok());
+  ASSERT_TRUE(pager->Write(2 * kBlock + 100, std::string("v")).ok());
+  EXPECT_FALSE(pager->RangeForWrite(2, 9, 9, &block).ok()) << "empty range";
+  EXPECT_FALSE(pager->RangeForWrite(2, 9, kBlock + 1, &block).ok()) << "past the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 10, 5, 4, &block).ok()) << "reversed";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 0, 8, -1, &block).ok()) << "before the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 8, kBlock, 1, &block).ok()) << "past the block";
+  EXPECT_FALSE(pager->ShiftForWrite(2, 8, 16, 0, &block).ok()) << "no move";
+  std::vector<Seen> expected = {{0, 10, disk.substr(10, 3)},
+                                {0, kBlock - 1, disk.substr(kBlock - 1, 1)},
+                                {1, 0, disk.substr(kBlock, 1)},
+                                {0, 11, "y"},
+                                {2, 0, disk.substr(2 * kBlock, kBlock)}};
   EXPECT_EQ(seen, expected);
+
+  // Putting the first bytes back, latest first, gives the block its bytes again.
+  for (auto it = seen.rbegin(); it != seen.rend(); ++it) {
+    ASSERT_TRUE(pager->RestoreRange(it->no, it->from, it->bytes).ok());
+  }
+  std::string back(3 * kBlock, '\0');
+  ASSERT_TRUE(pager->Read(0, back).ok());
+  EXPECT_EQ(back, disk);
 
   pager->StartChangeEpoch();
   refuse = true;
   EXPECT_FALSE(pager->Write(kBlock, std::string("Z")).ok());
   std::string b(1, '\0');
   ASSERT_TRUE(pager->Read(kBlock, b).ok());
-  EXPECT_EQ(b, "b") << "a refused change leaves the block untouched";
-  refuse = false;
-  ASSERT_TRUE(pager->Write(kBlock, std::string("Z")).ok());
-  EXPECT_EQ(seen.back(), std::make_pair(uint64_t{1}, std::string("booo")));
+  EXPECT_EQ(b, disk.substr(kBlock, 1)) << "a refused change leaves the block untouched";
+  EXPECT_FALSE(pager->RestoreRange(7, 0, "x").ok()) << "a block that is not in the cache";
 }
 
 TEST(PagerTest, RefusesBadArgumentsAndWritesWhenReadOnly) {

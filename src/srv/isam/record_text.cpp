@@ -32,6 +32,24 @@ void CopyPadded(std::string_view from, size_t length, std::string* out) {
   std::memset(out->data() + from.size(), ' ', length - from.size());
 }
 
+// Copies n bytes from (not inside to) and tells whether they were all ASCII, in one pass,
+// eight bytes at a time: a record read takes this path.
+bool CopyAscii(const char* from, size_t n, char* to) {
+  uint64_t any = 0;
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t w;
+    std::memcpy(&w, from + i, 8);
+    std::memcpy(to + i, &w, 8);
+    any |= w;
+  }
+  for (; i < n; ++i) {
+    to[i] = from[i];
+    any |= static_cast<unsigned char>(from[i]);
+  }
+  return (any & 0x8080808080808080ull) == 0;
+}
+
 }  // namespace
 
 Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, std::string* out) {
@@ -56,10 +74,8 @@ Status EncodeFixed(std::string_view utf8, size_t length, std::string_view what, 
 }
 
 void DecodeBytes(std::string_view bytes, std::string* out) {
-  if (IsAscii(bytes)) {
-    CopyPadded(bytes, bytes.size(), out);
-    return;
-  }
+  if (out->size() != bytes.size()) out->resize(bytes.size());
+  if (CopyAscii(bytes.data(), bytes.size(), out->data())) return;
   out->clear();
   text::AppendDecodedCp1252(bytes, out);
 }

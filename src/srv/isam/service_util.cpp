@@ -2,22 +2,14 @@
 
 namespace vesk::isam {
 
-FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
-  FichierOuvert* f = d.Fichier(handle);
-  if (f == nullptr) {
-    throw ErreurService(operation, "fichier " + std::to_string(handle),
-                        "aucun fichier de données ouvert sous ce numéro");
-  }
-  return *f;
+void FichierAbsent(int16_t handle, std::string_view operation) {
+  throw ErreurService(operation, "fichier " + std::to_string(handle),
+                      "aucun fichier de données ouvert sous ce numéro");
 }
 
-ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
-  ArbreOuvert* a = d.Arbre(handle);
-  if (a == nullptr) {
-    throw ErreurService(operation, "B-arbre " + std::to_string(handle),
-                        "aucun B-arbre ouvert sous ce numéro");
-  }
-  return *a;
+void ArbreAbsent(int16_t handle, std::string_view operation) {
+  throw ErreurService(operation, "B-arbre " + std::to_string(handle),
+                      "aucun B-arbre ouvert sous ce numéro");
 }
 
 void ExigeEcriture(const FichierOuvert& f, std::string_view operation) {
@@ -35,7 +27,10 @@ void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation) {
   }
   bool deleted = false;
   Verifie(f.fichier->IsDeleted(static_cast<uint32_t>(no), &deleted), operation, f.objet);
-  Exige(!deleted, operation, f.objet, "l'enregistrement " + std::to_string(no) + " est supprimé");
+  if (deleted) {
+    throw ErreurService(operation, f.objet,
+                        "l'enregistrement " + std::to_string(no) + " est supprimé");
+  }
 }
 
 void AppelleProprietaire(FichierOuvert& f, bool lire, int32_t no, std::string_view operation) {

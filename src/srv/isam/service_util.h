@@ -19,8 +19,19 @@ inline void Verifie(const Status& s, std::string_view operation, std::string_vie
   if (!s.ok()) throw ErreurService(operation, objet, s.message());
 }
 
-FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation);
-ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation);
+[[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
+[[noreturn]] void ArbreAbsent(int16_t handle, std::string_view operation);
+inline FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle,
+                                      std::string_view operation) {
+  FichierOuvert* f = d.Fichier(handle);
+  if (f == nullptr) FichierAbsent(handle, operation);
+  return *f;
+}
+inline ArbreOuvert& ArbreOuErreur(DossierDonnees& d, int16_t handle, std::string_view operation) {
+  ArbreOuvert* a = d.Arbre(handle);
+  if (a == nullptr) ArbreAbsent(handle, operation);
+  return *a;
+}
 // Refuses a file opened read only.
 void ExigeEcriture(const FichierOuvert& f, std::string_view operation);
 // A record number of f that exists (1 .. last) and is not deleted.

@@ -132,8 +132,10 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
   FichierOuvert& f = FichierDe(a, fichier, kOp);
   isam::ExigeEcriture(f, kOp);
-  Exige(f.proprietaire != nullptr, kOp, f.objet,
-        "fichier ouvert sans propriétaire : pas de méthode Ecrire" + f.methode);
+  if (f.proprietaire == nullptr) {
+    throw ErreurService(kOp, f.objet,
+                        "fichier ouvert sans propriétaire : pas de méthode Ecrire" + f.methode);
+  }
   Cle(a, cle, kOp);
   uint32_t no = f.fichier->LastRecord() + 1;
   Exige(no <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()), kOp, f.objet,
@@ -148,14 +150,17 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   }
   Verifie(s, kOp, a.objet);
   dossier_->Touche(&a);
-  std::string key = key_;
+  // Kept for the undo in a reused buffer (a key is often too long for a short string's own).
+  undo_key_.assign(key_);
   try {
     isam::AppelleProprietaire(f, false, static_cast<int32_t>(no), kOp);
-    Exige(
-        f.fichier->LastRecord() >= no, kOp, f.objet,
-        "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " + std::to_string(no));
+    if (f.fichier->LastRecord() < no) {
+      throw ErreurService(kOp, f.objet,
+                          "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " +
+                              std::to_string(no));
+    }
   } catch (...) {
-    Status undo = a.arbre->Erase(key, no);
+    Status undo = a.arbre->Erase(undo_key_, no);
     (void)undo;  // the owner's error is the one to report
     throw;
   }
@@ -231,6 +236,14 @@ void SrvBArbreImpl::Parcours(int16_t arbre, int16_t fichier, bool premier, bool&
   a.curseur = true;
   a.cle_curseur.swap(found_);
   a.no_curseur = no;
+  // The walk's records lie anywhere in the data file: where the block of the record two reads
+  // ahead sits is asked now, its bytes halfway there, so that the fetches from memory overlap
+  // the steps in between.
+  const uint32_t loin = a.arbre->RecordAhead(2 * isam::kLectureAvance);
+  f.fichier->PrefetchLocation(loin);
+  uint32_t& proche = a.avance[a.pas++ % isam::kLectureAvance];
+  f.fichier->Prefetch(proche);
+  proche = loin;
   LitEnregistrement(a, f, no, op);
   isam::DecodeBytes(a.cle_curseur, &cle);
   trouve = true;
@@ -255,7 +268,10 @@ void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr
     isam::ExigeEcriture(f, kOp);
     isam::ExigeVivant(f, no_enr, kOp);
   }
-  Exige(no_enr >= 1, kOp, a.objet, "numéro d'enregistrement " + std::to_string(no_enr) + " refusé");
+  if (no_enr < 1) {
+    throw ErreurService(kOp, a.objet,
+                        "numéro d'enregistrement " + std::to_string(no_enr) + " refusé");
+  }
   Status s = a.arbre->Erase(key_, static_cast<uint32_t>(no_enr));
   if (s.IsNotFound()) {
     std::string shown;

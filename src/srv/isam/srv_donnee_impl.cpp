@@ -137,11 +137,14 @@ void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_v
   FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
   isam::ExigeEcriture(f, kOp);
   uint32_t last = f.fichier->LastRecord();
-  Exige(no_enr >= 1 && static_cast<uint32_t>(no_enr) <= last + 1, kOp, f.objet,
-        "écriture de l'enregistrement " + std::to_string(no_enr) +
-            (no_enr < 1 ? " : les numéros commencent à 1"
-                        : " : le fichier a " + std::to_string(last) +
-                              " enregistrements, on ne peut écrire qu'après le dernier"));
+  if (no_enr < 1 || static_cast<uint32_t>(no_enr) > last + 1) {
+    throw ErreurService(kOp, f.objet,
+                        "écriture de l'enregistrement " + std::to_string(no_enr) +
+                            (no_enr < 1 ? " : les numéros commencent à 1"
+                                        : " : le fichier a " + std::to_string(last) +
+                                              " enregistrements, on ne peut écrire qu'après le "
+                                              "dernier"));
+  }
   uint32_t length = f.fichier->RecordLength();
   Verifie(isam::EncodeFixed(texte, length, "texte de l'enregistrement", &octets_), kOp, f.objet);
   uint32_t no = static_cast<uint32_t>(no_enr);
@@ -172,9 +175,9 @@ void SrvDonneeImpl::LireFichier(int16_t fichier, int32_t no_enr, std::string& te
                                         : " au-delà de la fin du fichier (" + std::to_string(last) +
                                               " enregistrements)"));
   }
-  octets_.resize(f.fichier->RecordLength());
-  Verifie(f.fichier->Read(static_cast<uint32_t>(no_enr), octets_), kOp, f.objet);
-  isam::DecodeBytes(octets_, &texte);
+  const char* bytes = nullptr;
+  Verifie(f.fichier->View(static_cast<uint32_t>(no_enr), &bytes), kOp, f.objet);
+  isam::DecodeBytes(std::string_view(bytes, f.fichier->RecordLength()), &texte);
 }
 
 void SrvDonneeImpl::NoEnrCourant(int16_t fichier, int32_t& no_enr) {

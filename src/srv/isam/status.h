@@ -4,6 +4,7 @@
 #ifndef VESK_SRV_ISAM_STATUS_H_
 #define VESK_SRV_ISAM_STATUS_H_
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,18 +34,39 @@ class Status {
     return IOError(io.message);
   }
 
+  Status(const Status& o) : code_(o.code_), message_(o.message_ ? Copy(*o.message_) : nullptr) {}
+  Status& operator=(const Status& o) {
+    if (this != &o) {
+      code_ = o.code_;
+      message_ = o.message_ ? Copy(*o.message_) : nullptr;
+    }
+    return *this;
+  }
+  Status(Status&&) noexcept = default;
+  Status& operator=(Status&&) noexcept = default;
+  ~Status() = default;
+
   bool ok() const { return code_ == Code::kOk; }
   Code code() const { return code_; }
   bool IsNotFound() const { return code_ == Code::kNotFound; }
   bool IsDuplicate() const { return code_ == Code::kDuplicate; }
   bool IsCorruption() const { return code_ == Code::kCorruption; }
-  const std::string& message() const { return message_; }
+  const std::string& message() const { return message_ ? *message_ : Empty(); }
 
  private:
-  Status(Code code, std::string_view message) : code_(code), message_(message) {}
+  Status(Code code, std::string_view message) : code_(code), message_(Copy(message)) {}
+  static std::unique_ptr<std::string> Copy(std::string_view m) {
+    return std::make_unique<std::string>(m);
+  }
+  static const std::string& Empty() {
+    static const std::string empty;
+    return empty;
+  }
 
+  // Every engine function returns a Status: a success is a code and a null pointer, cheap to
+  // make, move and drop; only a failure carries its message.
   Code code_ = Code::kOk;
-  std::string message_;
+  std::unique_ptr<std::string> message_;
 };
 
 // Returns from the calling function when expr gives a failing Status.
