@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "btree/reconstruction.h"
+#include "core/proprietaire_texte.h"
 #include "fic/essai_fic.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
@@ -59,28 +60,6 @@ premier = 15
 dernier = 18
 )";
 
-// An owner whose current fields are one text: the whole record.
-class Proprio : public Proprietaire {
- public:
-  explicit Proprio(std::string nom) : nom_(std::move(nom)) {}
-  int32_t IdMethode(std::string_view nom) override {
-    if (text::EqualNoCase(nom, "Lire" + nom_)) return 1;
-    return text::EqualNoCase(nom, "Ecrire" + nom_) ? 2 : -1;
-  }
-  void Invoque(int32_t id, int32_t& no) override {
-    if (id == 1) {
-      Etat().Donnee().LireFichier(fichier, no, champs);
-    } else {
-      Etat().Donnee().EcrireFichier(fichier, no, champs);
-    }
-  }
-  int16_t fichier = 0;
-  std::string champs;
-
- private:
-  std::string nom_;
-};
-
 class ReConsBATest : public fic::EditionEssai {
  protected:
   // The dictionary, then the application's files opened through the services.
@@ -88,7 +67,7 @@ class ReConsBATest : public fic::EditionEssai {
     Ouvre(script);
     Importe(kDictionnaire);
     EtatModule& e = Etat();
-    for (Proprio* p : {&fac_, &lig_, &sto_}) {
+    for (ProprietaireTexte* p : {&fac_, &lig_, &sto_}) {
       const std::string nom = p == &fac_ ? "FACTUR" : p == &lig_ ? "FACLIG" : "STOCK";
       e.Donnee().Donnee(false, nom, p == &fac_ ? 32 : 16, p->fichier, p, "", "", "", true);
     }
@@ -151,7 +130,7 @@ class ReConsBATest : public fic::EditionEssai {
     return f;
   }
 
-  Proprio fac_{"FACTUR"}, lig_{"FACLIG"}, sto_{"STOCK"};
+  ProprietaireTexte fac_{"FACTUR"}, lig_{"FACLIG"}, sto_{"STOCK"};
   int16_t fac1_ = 0, fac2_ = 0, lig1_ = 0, sto1_ = 0;
 };
 

@@ -8,6 +8,7 @@
 
 #include "cli/demo.h"
 #include "core/etat_module.h"
+#include "core/proprietaire_texte.h"
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
@@ -15,28 +16,6 @@
 namespace vesk::cli {
 
 namespace {
-
-// An owner whose current fields are the whole record, as one text.
-class Enregistrements : public Proprietaire {
- public:
-  explicit Enregistrements(std::string nom) : nom_(std::move(nom)) {}
-  int32_t IdMethode(std::string_view nom) override {
-    if (text::EqualNoCase(nom, "Lire" + nom_)) return 1;
-    return text::EqualNoCase(nom, "Ecrire" + nom_) ? 2 : -1;
-  }
-  void Invoque(int32_t id, int32_t& no) override {
-    if (id == 1) {
-      Etat().Donnee().LireFichier(fichier, no, champs);
-    } else {
-      Etat().Donnee().EcrireFichier(fichier, no, champs);
-    }
-  }
-  int16_t fichier = 0;
-  std::string champs;
-
- private:
-  std::string nom_;
-};
 
 constexpr const char* kNoms[] = {"Dupont et Fils",  "Martin SA",           "Bernard Négoce",
                                  "Petit Frères",    "Durand Import",       "Leroy Matériaux",
@@ -96,7 +75,7 @@ std::string Code(const char* prefixe, int n, size_t largeur) {
 // The owners of the demo's files live as long as the thread's module state, which keeps the
 // files open.
 struct Demo {
-  Enregistrements client{"CLIENT"}, facture{"FACTUR"}, ligne{"FACLIG"};
+  ProprietaireTexte client{"CLIENT"}, facture{"FACTUR"}, ligne{"FACLIG"};
   int16_t cli1 = 0, cli2 = 0, fac1 = 0;
   std::vector<std::string> cles_cli2;  // the secondary key of each customer
   std::mt19937 aleatoire{2026};
