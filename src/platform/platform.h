@@ -80,19 +80,23 @@ IoStatus ListDirectory(const std::string& path, std::vector<std::string>* names)
 std::string JoinPath(std::string_view dir, std::string_view name);
 
 // Memory for a cache read at random: a block of size bytes whose start is aligned on
-// kAlignementMemoireCache, zero-filled, given back when the object goes. The system is asked to
-// back it with large pages where it does so without privileges (Linux transparent huge pages),
-// which spares the processor most address-translation misses; elsewhere (Windows) it is plain
-// memory. data() is null when the memory cannot be had. One owner, any thread.
+// kAlignementMemoireCache, zero-filled, given back when the object goes. With grandes_pages the
+// system is asked to back it with large pages where it does so without privileges (Linux
+// transparent huge pages), which spares the processor most address-translation misses;
+// otherwise, and elsewhere (Windows), it is plain memory. data() is null when the memory cannot
+// be had. One owner, any thread.
 inline constexpr size_t kAlignementMemoireCache = size_t{2} << 20;
 class MemoireCache {
  public:
-  explicit MemoireCache(size_t size);
+  explicit MemoireCache(size_t size, bool grandes_pages = true);
   ~MemoireCache();
   MemoireCache(const MemoireCache&) = delete;
   MemoireCache& operator=(const MemoireCache&) = delete;
   char* data() const { return data_; }
   size_t size() const { return size_; }
+  // Asks, from now on, for large pages behind memory taken without them: its bytes are moved
+  // into large pages at once where the system can (Linux 6.1 and later), a hint otherwise.
+  void PasseEnGrandesPages();
 
  private:
   void* reserve_ = nullptr;  // what goes back to the system

@@ -321,7 +321,7 @@ DateHeure Maintenant() {
 
 // An anonymous mapping, cut down to size bytes from an aligned start; large pages asked for it
 // (a hint: refused or unavailable, the memory is the same).
-MemoireCache::MemoireCache(size_t size) {
+MemoireCache::MemoireCache(size_t size, bool grandes_pages) {
   const size_t span = size + kAlignementMemoireCache;
   void* p = ::mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (p == MAP_FAILED) return;
@@ -335,7 +335,20 @@ MemoireCache::MemoireCache(size_t size) {
   reserve_ = data_;
   size_ = size;
 #ifdef MADV_HUGEPAGE
+  if (grandes_pages) ::madvise(data_, size_, MADV_HUGEPAGE);
+#else
+  (void)grandes_pages;
+#endif
+}
+
+void MemoireCache::PasseEnGrandesPages() {
+#ifdef MADV_HUGEPAGE
+  if (data_ == nullptr) return;
   ::madvise(data_, size_, MADV_HUGEPAGE);
+  // MADV_COLLAPSE (Linux 6.1): the pages gathered into large ones now; an older system refuses
+  // it (EINVAL) and leaves the hint alone. Either way nothing changes for the bytes.
+  constexpr int kMadvCollapse = 25;
+  ::madvise(data_, size_, kMadvCollapse);
 #endif
 }
 

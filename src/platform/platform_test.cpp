@@ -318,6 +318,13 @@ TEST(PlatformMisc, ClockAndEnvironment) {
 
 TEST(PlatformMisc, CacheMemoryIsAlignedZeroedAndWritable) {
   for (size_t size : {size_t{4096}, kAlignementMemoireCache, 3 * kAlignementMemoireCache + 4096}) {
+    MemoireCache ordinaire(size, false);  // moved into large pages later: its bytes stay
+    ASSERT_NE(ordinaire.data(), nullptr) << size;
+    for (size_t i = 0; i < size; i += 4096) ordinaire.data()[i] = static_cast<char>(i / 4096);
+    ordinaire.PasseEnGrandesPages();
+    for (size_t i = 0; i < size; i += 4096) {
+      ASSERT_EQ(ordinaire.data()[i], static_cast<char>(i / 4096)) << size << " " << i;
+    }
     MemoireCache m(size);
     ASSERT_NE(m.data(), nullptr) << size;
     EXPECT_EQ(m.size(), size);

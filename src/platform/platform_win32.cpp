@@ -463,7 +463,8 @@ DateHeure Maintenant() {
 
 // Large pages need a privilege that programs do not hold: plain committed memory, which
 // VirtualAlloc aligns on 64 KiB; the span is reserved larger and the aligned part committed.
-MemoireCache::MemoireCache(size_t size) {
+MemoireCache::MemoireCache(size_t size, bool grandes_pages) {
+  (void)grandes_pages;  // large pages need a privilege programs do not hold
   const size_t span = size + kAlignementMemoireCache;
   void* p = ::VirtualAlloc(nullptr, span, MEM_RESERVE, PAGE_NOACCESS);
   if (p == nullptr) return;
@@ -477,6 +478,8 @@ MemoireCache::MemoireCache(size_t size) {
   data_ = reinterpret_cast<char*>(start);
   size_ = size;
 }
+
+void MemoireCache::PasseEnGrandesPages() {}
 
 MemoireCache::~MemoireCache() {
   if (reserve_ != nullptr) ::VirtualFree(reserve_, 0, MEM_RELEASE);

@@ -49,6 +49,7 @@ class CachePool {
   uint64_t tick_ = 0;
   std::vector<Member*> members_;
   std::vector<std::unique_ptr<platform::MemoireCache>> chunks_;
+  bool grandes_pages_ = false;                                  // the pool has gone to large pages
   std::vector<std::pair<uint32_t, std::vector<char*>>> spare_;  // by block size
 };
 
