@@ -7,11 +7,6 @@
 #include <filesystem>
 #include <random>
 
-#ifndef _WIN32
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
-
 #include "srv/erreur_service.h"
 #include "srv/isam/coding.h"
 #include "srv/isam/fault_env.h"
@@ -431,52 +426,6 @@ TEST(DurabilityTest, AReadingBatchKeepsItsSharedLockUntilItEnds) {
   b.CheckModel();
   a.CheckModel();
 }
-
-#ifndef _WIN32
-TEST(DurabilityTest, TwoProcessesInterleavingOperationsLoseNothing) {
-  RealFolder dir;
-  int done[2], go[2];
-  ASSERT_EQ(pipe(done), 0);
-  ASSERT_EQ(pipe(go), 0);
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  // Each process keeps only its own ends: a process that dies closes them, and the other's
-  // read then ends instead of waiting for ever.
-  close(pid == 0 ? done[0] : done[1]);
-  close(pid == 0 ? go[1] : go[0]);
-  char prefix = pid == 0 ? 'B' : 'A';
-  int code = 0;
-  try {
-    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
-    d->Synchro(false);
-    if (prefix == 'A') d->SeuilJournal(64 << 10);  // checkpoints between the other's commits
-    Workload w(d, prefix == 'A' ? 51 : 53, prefix);
-    for (int i = 0; i < 150; ++i) w.Step();
-    char c = 'x';
-    // Each checks its own customers once both are done: nothing of it was lost or overwritten.
-    if (pid == 0) {
-      code = write(done[1], &c, 1) == 1 && read(go[0], &c, 1) == 1 ? 0 : 3;
-    } else {
-      code = read(done[0], &c, 1) == 1 && write(go[1], &c, 1) == 1 ? 0 : 3;
-    }
-    w.CheckModel();
-  } catch (const ErreurService& e) {
-    std::fprintf(stderr, "%c : %s\n", prefix, e.what());
-    code = 2;
-  }
-  if (pid == 0) _exit(code);
-  EXPECT_EQ(code, 0);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir.str());
-  Workload w(d, 1, 'Z');
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*d), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
-  EXPECT_GT(r.enregistrements, 20u);
-}
-#endif
 
 }  // namespace
 }  // namespace vesk::isam
