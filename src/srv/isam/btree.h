@@ -65,6 +65,11 @@ class BTree {
   static Status Open(Env* env, const std::string& path, uint16_t key_length, char nature,
                      std::string_view indexed_file, bool create, const BTreeOptions& options,
                      std::unique_ptr<BTree>* out);
+  // Opens an existing B-tree file with the key length and nature its own header gives (a
+  // tree a rebuild replaced, whose key length may have changed with its table's; a tree found
+  // on disk by the verifier). Corruption when the file is not a B-tree.
+  static Status OpenAsMade(Env* env, const std::string& path, const BTreeOptions& options,
+                           std::unique_ptr<BTree>* out);
   ~BTree();
 
   // key is exactly key_length bytes and record is 1 or more (InvalidArgument otherwise).
@@ -108,8 +113,9 @@ class BTree {
   // InvalidArgument when changes of this handle are not flushed yet.
   Status Reload();
   // Opens the file again by its path (a rebuild replaced it) and reads its header, whose key
-  // length and nature may have changed with its table's.
-  Status Reopen();
+  // length and nature may have changed with its table's. Refused, the handle left on its old
+  // file, when the new file's node length differs (a key length in another size class).
+  Status Reopen(Env* env);
 
   // The header's values live in memory while operations change the tree; they reach node 0
   // (with its checksum) when the pager is flushed or prepared for a flush, so that a batch of

@@ -417,20 +417,48 @@ Status BTree::Reload() {
   return m.LoadHeader(h, size);
 }
 
-Status BTree::Reopen() {
+namespace {
+
+// The header of the B-tree file path, read straight from the file.
+Status ReadHead(Env* env, const std::string& path, char (&head)[hdr::kSize]) {
+  std::unique_ptr<platform::File> file;
+  size_t read = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(path, platform::OpenMode::kRead, &file)));
+  VESK_RETURN_IF_ERROR(Status::FromIo(file->ReadAt(0, head, &read)));
+  if (read < hdr::kSize || std::memcmp(head + hdr::kMagicAt, kMagic, sizeof kMagic) != 0) {
+    return Status::Corruption(path + " n'est pas un fichier B-arbre Vesk (signature inconnue)");
+  }
+  return Status::Ok();
+}
+
+}  // namespace
+
+Status BTree::OpenAsMade(Env* env, const std::string& path, const BTreeOptions& options,
+                         std::unique_ptr<BTree>* out) {
+  char head[hdr::kSize] = {};
+  VESK_RETURN_IF_ERROR(ReadHead(env, path, head));
+  return Open(env, path, Load16(head + hdr::kKeyLenAt), head[hdr::kNatureAt], "", false, options,
+              out);
+}
+
+Status BTree::Reopen(Env* env) {
   Impl& m = *impl_;
   if (m.header_dirty || m.header_changed) {
     return Status::InvalidArgument("B-arbre " + m.path +
                                    " : des modifications ne sont pas encore écrites");
+  }
+  // Checked before the handle leaves its file: a handle never reads a file of another geometry.
+  char head[hdr::kSize] = {};
+  VESK_RETURN_IF_ERROR(ReadHead(env, m.path, head));
+  if (Load32(head + hdr::kNodeLenAt) != m.pager->BlockSize()) {
+    return m.Corrupt(
+        "longueur de noeud changée par une reconstruction : fermer le dossier et le rouvrir");
   }
   VESK_RETURN_IF_ERROR(m.pager->Reattach());
   uint64_t size = m.pager->Size();
   if (size < hdr::kSize) return m.Corrupt(size == 0 ? "fichier vide" : "en-tête incomplet");
   char h[hdr::kSize];
   VESK_RETURN_IF_ERROR(m.pager->Read(0, h));
-  if (Load32(h + hdr::kNodeLenAt) != m.pager->BlockSize()) {
-    return m.Corrupt("longueur de noeud changée : rouvrir le B-arbre");
-  }
   ++m.mods;
   return m.LoadHeader(h, size);
 }

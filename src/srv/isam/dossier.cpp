@@ -220,10 +220,15 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   return verrou_->Write(*st);
 }
 
+// After a replacement of files: every handle follows its file's new version. Record numbers
+// and walk positions known before no longer hold (a compaction renumbered the records).
 Status DossierDonnees::Reouvre() {
-  for (auto& f : fichiers_) VESK_RETURN_IF_ERROR(f->fichier->Reopen());
+  for (auto& f : fichiers_) {
+    VESK_RETURN_IF_ERROR(f->fichier->Reopen());
+    f->courant = 0;
+  }
   for (auto& a : arbres_) {
-    VESK_RETURN_IF_ERROR(a->arbre->Reopen());
+    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env_));
     a->curseur = false;
   }
   return Status::Ok();
@@ -277,21 +282,25 @@ Status DossierDonnees::DebutRemplacement() {
     s = verrou_->Write(st);
   }
   if (!s.ok()) Relache();
+  remplacement_ = s.ok();
   return s;
 }
 
 Status DossierDonnees::FinRemplacement(bool remplace, bool reste) {
+  remplacement_ = false;
   FolderLock::State st;
   Status s = verrou_->Read(&st);
-  if (s.ok() && remplace) {
-    ++st.replacements;
-    remplacements_vus_ = st.replacements;
-    s = Reouvre();
+  if (s.ok()) {
+    if (remplace) ++st.replacements;
+    st.replacing = reste;
+    s = verrou_->Write(st);
   }
-  st.replacing = reste;
-  Status w = verrou_->Write(st);
+  // A handle that could not follow its new file is tried again at the next use (the count seen
+  // stays behind); until then every use is refused with the reason.
+  if (s.ok() && remplace) s = Reouvre();
+  if (s.ok()) remplacements_vus_ = st.replacements;
   Relache();
-  return s.ok() ? w : s;
+  return s;
 }
 
 void DossierDonnees::Relache() {
@@ -302,6 +311,11 @@ void DossierDonnees::Relache() {
 }
 
 Status DossierDonnees::Entre() {
+  if (remplacement_) {
+    // The files are being replaced: what an operation wrote now would be lost with them.
+    return Status::InvalidArgument("dossier " + dossier_ +
+                                   " : opération pendant un remplacement de fichiers");
+  }
   if (profondeur_ == 0) {
     VESK_RETURN_IF_ERROR(Demarre());
     VESK_RETURN_IF_ERROR(OuvreVerrou());
@@ -443,6 +457,10 @@ Status DossierDonnees::Ecrit() {
 }
 
 Status DossierDonnees::DebutLot() {
+  if (remplacement_) {
+    return Status::InvalidArgument("dossier " + dossier_ +
+                                   " : lot commencé pendant un remplacement de fichiers");
+  }
   if (lot_ == 0 && profondeur_ == 0) journal_->SetBatch(true);
   ++lot_;
   return Status::Ok();

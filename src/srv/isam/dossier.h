@@ -176,7 +176,8 @@ class DossierDonnees {
   // operation or a batch. FinRemplacement ends it: when a set was put in place (remplace), the
   // count of replacements moves and every file and B-tree of this folder is opened again (other
   // users do the same at their next lock); the flag goes down unless a replacement record is
-  // left for the next user (reste), and the lock is released.
+  // left for the next user (reste), and the lock is released. In between, operations and
+  // batches are refused: they would write into files about to be replaced.
   Status DebutRemplacement();
   Status FinRemplacement(bool remplace, bool reste);
 
@@ -214,7 +215,8 @@ class DossierDonnees {
   bool demarre_ = false;
   uint64_t compteur_vu_ = 0;
   uint64_t remplacements_vus_ = 0;
-  Status panne_;  // a commit failed and could not be undone: every use is refused
+  bool remplacement_ = false;  // between DebutRemplacement and FinRemplacement: no operation
+  Status panne_;               // a commit failed and could not be undone: every use is refused
   std::unique_ptr<Journal> journal_;
   std::unique_ptr<FolderLock> verrou_;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;

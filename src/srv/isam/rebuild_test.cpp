@@ -364,11 +364,32 @@ TEST_F(RebuildTest, OtherUsersReopenTheRebuiltFiles) {
   donnee.NoEnrCourant(p.fichier, no);
   EXPECT_EQ(no, 2);
   ASSERT_TRUE(Reconstruit(PlanClients()).ok());
+  std::string texte;
+  donnee.LireFichier(p.fichier, 1, texte);  // its next use of the folder reopens the files
+  donnee.NoEnrCourant(p.fichier, no);
+  EXPECT_EQ(no, 0);  // the numbers known before the compaction no longer hold
   barbre.Recherche(arbre, "A00002", p.fichier, trouve);
   ASSERT_TRUE(trouve);
   donnee.NoEnrCourant(p.fichier, no);
   EXPECT_EQ(no, 1);
   EXPECT_EQ(p.champs.substr(0, 6), "A00002");
+
+  // A tree rebuilt with keys long enough to need larger nodes cannot be followed by an open
+  // handle: every later use says so, none reads the old file or the new one wrongly.
+  RebuildPlan longues = PlanClients();
+  longues.files[0].trees[0] = Arbre("Cli1", 1000, 'P', 0);
+  Status s = Reconstruit(longues);
+  EXPECT_TRUE(result_.in_place);
+  EXPECT_NE(s.message().find("longueur de noeud changée"), std::string::npos) << s.message();
+  for (int essai = 0; essai < 2; ++essai) {
+    try {
+      barbre.Recherche(arbre, "A00002", p.fichier, trouve);
+      ADD_FAILURE() << "un B-arbre d'une autre géométrie a été lu";
+    } catch (const ErreurService& e) {
+      EXPECT_NE(std::string(e.what()).find("longueur de noeud changée"), std::string::npos)
+          << e.what();
+    }
+  }
 }
 
 std::string P(std::string_view name) { return platform::JoinPath("d", name); }

@@ -60,7 +60,6 @@ class Verifier {
   DataInfo* Data(const std::string& path);
   void ScanData(DataInfo& d);
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
-  Status OpenTree(const std::string& path, std::unique_ptr<BTree>* tree);
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
   void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
@@ -134,27 +133,10 @@ void Verifier::ScanData(DataInfo& d) {
   r_->supprimes += deleted;
 }
 
-// Opens a tree with the key length and nature of its own header, as it was made.
-Status Verifier::OpenTree(const std::string& path, std::unique_ptr<BTree>* tree) {
-  std::unique_ptr<platform::File> file;
-  char head[btree::hdr::kSize] = {};
-  size_t read = 0;
-  Status s = Status::FromIo(env_->OpenFile(path, platform::OpenMode::kRead, &file));
-  if (s.ok()) s = Status::FromIo(file->ReadAt(0, head, &read));
-  file.reset();
-  if (s.ok() &&
-      (read < btree::hdr::kSize || std::memcmp(head, btree::kMagic, sizeof btree::kMagic) != 0)) {
-    s = Status::Corruption("ce n'est pas un fichier B-arbre Vesk (signature inconnue)");
-  }
-  if (!s.ok()) return s;
-  return BTree::Open(env_, path, btree::Load16(head + btree::hdr::kKeyLenAt),
-                     head[btree::hdr::kNatureAt], "", false, tree);
-}
-
 void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
   std::string name = BaseName(path);
   std::unique_ptr<BTree> tree;
-  Status s = OpenTree(path, &tree);
+  Status s = BTree::OpenAsMade(env_, path, BTreeOptions{}, &tree);
   if (!s.ok()) {
     Problem(name + " : " + s.message());
     return;
