@@ -76,6 +76,7 @@ class Rebuilder {
   Status Prepare();
   Status ReadHeader(FileWork& w);
   Status MapRecords(FileWork& w);
+  Status CountsAgree(const FileWork& w, uint64_t deleted) const;
   Status PlanChains();
   std::vector<std::string> Targets() const;
   Status Scan(size_t i);
@@ -84,9 +85,7 @@ class Rebuilder {
   Status AddKeys(FileWork& w, const char* record, uint32_t no);
   Status BuildTree(size_t i, size_t t);
   Status SortAndCheck(const FileWork& w, TreeWork& tw) const;
-  void Tell(RebuildEvent e) const {
-    if (observer_) observer_(e);
-  }
+  Status Tell(RebuildEvent e) const { return observer_ ? observer_(e) : Status::Ok(); }
 
   DossierDonnees& dossier_;
   Env* env_;
@@ -152,13 +151,23 @@ Status Rebuilder::MapRecords(FileWork& w) {
   w.map.assign(size_t{w.header.last_record} + 1, 0);
   w.back.assign(1, 0);
   uint32_t next = 1;
-  return ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
+  VESK_RETURN_IF_ERROR(ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
     if (!SlotDeleted(w.header, slot)) {
       w.map[no] = next++;
       w.back.push_back(no);
     }
     return Status::Ok();
-  });
+  }));
+  return CountsAgree(w, w.header.last_record - (next - 1));
+}
+
+// The header's count of deleted records against the records found deleted: the compaction
+// rests on it, so a difference is damage, never guessed around.
+Status Rebuilder::CountsAgree(const FileWork& w, uint64_t deleted) const {
+  if (deleted == w.header.deleted) return Status::Ok();
+  return Status::Corruption(w.path + " : l'en-tête compte " + std::to_string(w.header.deleted) +
+                            " enregistrements supprimés, le fichier en a " +
+                            std::to_string(deleted));
 }
 
 Status Rebuilder::PlanChains() {
@@ -178,6 +187,7 @@ Status Rebuilder::PlanChains() {
   for (FileWork& w : work_) {
     for (const Remap& r : w.remaps) {
       if (r.offset + 3 > w.header.record_length) {
+        result_->refused = true;
         return Status::InvalidArgument(w.path + " : pointeur de chaînage en position " +
                                        std::to_string(r.offset + 1) + " hors de l'enregistrement");
       }
@@ -248,6 +258,7 @@ Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
     key_.clear();
     VESK_RETURN_IF_ERROR(t.def->key(bytes, &key_));
     if (key_.size() > t.def->key_length) {
+      result_->refused = true;
       return Status::InvalidArgument("B-arbre " + t.def->name + " : la clé de l'enregistrement " +
                                      std::to_string(no) + " de " + w.path + " a " +
                                      std::to_string(key_.size()) + " caractères, plus que " +
@@ -280,6 +291,10 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
   const uint32_t length = w.header.record_length;
   const char* record = SlotRecord(w.header, slot);
   if (SlotDeleted(w.header, slot)) {
+    if (w.def->chosen && !w.moves) {
+      return Status::Corruption(w.path + " : l'en-tête ne compte aucun enregistrement supprimé, " +
+                                "l'enregistrement " + std::to_string(no) + " l'est");
+    }
     if (w.moves) {
       ++r.removed;
       return Status::Ok();
@@ -295,7 +310,9 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
     VESK_RETURN_IF_ERROR(Renumber(w, no, copy));
     record = copy;
   }
-  if (w.def->chosen) Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves});
+  if (w.def->chosen) {
+    VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves}));
+  }
   return AddKeys(w, record, new_no);
 }
 
@@ -322,7 +339,8 @@ Status Rebuilder::Scan(size_t i) {
   });
   VESK_RETURN_IF_ERROR(s);
   if (w.def->chosen) {
-    Tell({RebuildEvent::Kind::kCompacted, i, 0, 0, 0, result_->files[i].removed, w.moves});
+    VESK_RETURN_IF_ERROR(
+        Tell({RebuildEvent::Kind::kCompacted, i, 0, 0, 0, result_->files[i].removed, w.moves}));
   }
   if (!w.rewrite) return Status::Ok();
   DataHeader h = w.header;
@@ -336,8 +354,7 @@ Status Rebuilder::Scan(size_t i) {
   VESK_RETURN_IF_ERROR(Status::FromIo(out->WriteAt(0, std::span<const char>(head, sizeof head))));
   VESK_RETURN_IF_ERROR(Status::FromIo(out->Sync()));
   result_->files[i].rewritten = true;
-  Tell({RebuildEvent::Kind::kWritten, i, 0, 0, 0, 0, w.moves});
-  return Status::Ok();
+  return Tell({RebuildEvent::Kind::kWritten, i, 0, 0, 0, 0, w.moves});
 }
 
 using Order = std::vector<std::pair<uint64_t, uint32_t>>;
@@ -424,7 +441,7 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
 Status Rebuilder::BuildTree(size_t i, size_t t) {
   FileWork& w = work_[i];
   TreeWork& tw = w.trees[t];
-  Tell({RebuildEvent::Kind::kTree, i, t, 0, 0, tw.count, w.moves});
+  VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kTree, i, t, 0, 0, tw.count, w.moves}));
   VESK_RETURN_IF_ERROR(SortAndCheck(w, tw));
   const std::string aside = ReplaceSet::AsidePath(tw.path);
   std::unique_ptr<BTree> tree;
@@ -445,16 +462,22 @@ Status Rebuilder::BuildTree(size_t i, size_t t) {
 
 // The new files written aside, then put in place.
 Status Rebuilder::Run() {
-  VESK_RETURN_IF_ERROR(Prepare());
-  for (size_t i = 0; i < work_.size(); ++i) {
+  Status s = Prepare();
+  for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
     result_->files[i].keys.assign(work_[i].def->trees.size(), 0);
   }
-  VESK_RETURN_IF_ERROR(set_.Begin(Targets()));
-  Status s = RunBegun();
-  result_->in_place = set_.Committed();
-  // An I/O failure now means the new files could not be written or put in place.
-  result_->copy_failed = !result_->in_place && (s.code() == Status::Code::kIOError ||
-                                                s.code() == Status::Code::kNotFound);
+  if (s.ok()) {
+    s = set_.Begin(Targets());
+    if (s.ok()) s = RunBegun();
+    result_->in_place = set_.Committed();
+    // An I/O failure now means the new files could not be written or put in place.
+    result_->copy_failed = !result_->in_place && (s.code() == Status::Code::kIOError ||
+                                                  s.code() == Status::Code::kNotFound);
+  }
+  // What the files hold refuses the rebuild (damage named, a primary key twice).
+  if (s.code() == Status::Code::kCorruption || s.code() == Status::Code::kDuplicate) {
+    result_->refused = true;
+  }
   return s;
 }
 
@@ -465,7 +488,7 @@ Status Rebuilder::RunBegun() {
   }
   for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
     for (size_t t = 0; s.ok() && t < work_[i].trees.size(); ++t) s = BuildTree(i, t);
-    result_->files[i].trees_rebuilt = !work_[i].trees.empty();
+    result_->files[i].trees_rebuilt = s.ok() && !work_[i].trees.empty();
   }
   if (s.ok()) s = set_.Commit();
   return s;
@@ -486,11 +509,14 @@ Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildOb
   Status e = Status::FromIo(dossier.env()->FileExists(
       platform::JoinPath(dossier.Dossier(), std::string(kReplaceName)), &reste));
   Status f = dossier.FinRemplacement(result->in_place, reste || !e.ok());
-  // An I/O failure means the new files could not be written or put in place: the old ones stay.
-  result->copy_failed = !result->in_place &&
-                        (s.code() == Status::Code::kIOError || s.code() == Status::Code::kNotFound);
-  if (!s.ok()) return s;
-  return e.ok() ? f : e;
+  for (const Status* then : {&e, &f}) {
+    if (s.ok()) {
+      s = *then;
+    } else if (!then->ok()) {
+      s = s.Then(*then);
+    }
+  }
+  return s;
 }
 
 }  // namespace vesk::isam

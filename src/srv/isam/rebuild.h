@@ -63,7 +63,8 @@ struct RebuildEvent {
   uint64_t count = 0;
   bool moved = false;
 };
-using RebuildObserver = std::function<void(const RebuildEvent&)>;
+// A failure it returns ends the rebuild there, nothing put in place.
+using RebuildObserver = std::function<Status(const RebuildEvent&)>;
 
 struct RebuildResult {
   struct File {
@@ -76,7 +77,10 @@ struct RebuildResult {
   std::vector<File> files;
   bool in_place = false;     // the new set is the folder's
   bool copy_failed = false;  // new files could not be written or put in place: the old stay
-  std::string chosen_path;   // the data file of the (first) chosen file
+  // What the files hold refused the rebuild (damage, a pointer to a record not live, a primary
+  // key twice, a key longer than its tree's, a pointer outside the record): nothing changed.
+  bool refused = false;
+  std::string chosen_path;  // the data file of the (first) chosen file
 };
 
 // Runs the plan on dossier. A failure leaves the folder's files as they were (unless

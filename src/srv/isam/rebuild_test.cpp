@@ -89,6 +89,7 @@ class RebuildTest : public EngineTest {
         *dossier_, plan,
         [&](const RebuildEvent& e) {
           if (events) events->push_back(e);
+          return Status::Ok();
         },
         &result_);
   }
@@ -317,6 +318,7 @@ TEST_F(RebuildTest, OtherUsersWaitWhileTheRebuildRuns) {
                     EXPECT_NE(s.message().find("fichier verrouillé"), std::string::npos);
                     if (s.ok()) autre->SortLecture();
                     ++vus;
+                    return Status::Ok();
                   },
                   &r)
                   .ok());
@@ -325,24 +327,55 @@ TEST_F(RebuildTest, OtherUsersWaitWhileTheRebuildRuns) {
   autre->SortLecture();
 }
 
-// A state byte of no meaning is damage: named, and nothing rewritten (never read as live).
+// A progress that fails (its screen gone) stops the rebuild before anything is put in place,
+// and a rebuild asked inside a batch is a misuse, not a refusal of what the files hold.
+TEST_F(RebuildTest, AFailedProgressOrABatchLeavesTheFilesAsTheyWere) {
+  Client("A00001", "UN        ");
+  Client("A00002", "DEUX      ");
+  SupprimeClient("A00001", "UN        ", 1);
+  ASSERT_TRUE(dossier_->Ecrit().ok());
+  const std::string avant = Contenu(root_ / "CLI.DAT");
+  RebuildResult r;
+  Status s = Rebuild(
+      *dossier_, PlanClients(),
+      [](const RebuildEvent& e) {
+        return e.kind == RebuildEvent::Kind::kTree ? Status::IOError("écran fermé") : Status::Ok();
+      },
+      &r);
+  EXPECT_NE(s.message().find("écran fermé"), std::string::npos) << s.message();
+  EXPECT_FALSE(r.in_place || r.refused);
+  EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
+  ASSERT_TRUE(dossier_->DebutLot().ok());
+  s = Reconstruit(PlanClients());
+  EXPECT_FALSE(s.ok() || result_.refused) << s.message();
+  ASSERT_TRUE(dossier_->FinLot().ok());
+  EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
+}
+
+// A state byte of no meaning is damage, and so is a deleted record the header does not count:
+// named, and nothing rewritten (never read as live, never compacted by a guess).
 TEST_F(RebuildTest, ADamagedStateByteIsRefused) {
   Client("A00001", "UN        ");
   Client("A00002", "DEUX      ");
   SupprimeClient("A00001", "UN        ", 1);
   CloseAll();
-  {
-    std::fstream f(root_ / "CLI.DAT", std::ios::in | std::ios::out | std::ios::binary);
-    f.seekp(kDataHeaderSize + 33);  // the state byte of record 2
-    f.put('\x07');
+  for (auto [octet, attendu] : {std::pair{'\x07', "enregistrement 2 de"},
+                                std::pair{'\x02', "compte 1 enregistrements supprimés"}}) {
+    {
+      std::fstream f(root_ / "CLI.DAT", std::ios::in | std::ios::out | std::ios::binary);
+      f.seekp(kDataHeaderSize + 33);  // the state byte of record 2
+      f.put(octet);
+    }
+    const std::string avant = Contenu(root_ / "CLI.DAT");
+    Reopen();
+    Ouvrir();
+    Status s = Reconstruit(PlanClients());
+    EXPECT_TRUE(s.IsCorruption()) << s.message();
+    EXPECT_TRUE(result_.refused);
+    EXPECT_NE(s.message().find(attendu), std::string::npos) << s.message();
+    EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
+    CloseAll();
   }
-  const std::string avant = Contenu(root_ / "CLI.DAT");
-  Reopen();
-  Ouvrir();
-  Status s = Reconstruit(PlanClients());
-  EXPECT_TRUE(s.IsCorruption()) << s.message();
-  EXPECT_NE(s.message().find("enregistrement 2 de"), std::string::npos) << s.message();
-  EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
 }
 
 // Another user of the folder (its own folder object) sees the rebuilt files at its next lock.

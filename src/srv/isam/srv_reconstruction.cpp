@@ -130,11 +130,14 @@ void SrvDonneeImpl::Reconstruit(const PlanReconstruction& plan, const SuiviRecon
   const isam::RebuildPlan p = Plan(plan, &erreur, kOp);
   std::exception_ptr erreur_suivi;
   isam::RebuildObserver observer = [&](const isam::RebuildEvent& e) {
-    if (!suivi || erreur_suivi) return;
+    if (!suivi) return Status::Ok();
     try {
       suivi(Etape(e));
+      return Status::Ok();
     } catch (...) {
-      erreur_suivi = std::current_exception();  // shown once the folder is let go
+      // Shown once the folder is let go; the rebuild stops, nothing put in place.
+      erreur_suivi = std::current_exception();
+      return Status::InvalidArgument("reconstruction interrompue par son suivi");
     }
   };
   isam::RebuildResult r;
@@ -143,10 +146,7 @@ void SrvDonneeImpl::Reconstruit(const PlanReconstruction& plan, const SuiviRecon
   if (erreur) std::rethrow_exception(erreur);
   if (erreur_suivi) std::rethrow_exception(erreur_suivi);
   if (s.ok()) return;
-  const bool refus = s.code() == Status::Code::kDuplicate ||
-                     s.code() == Status::Code::kCorruption ||
-                     s.code() == Status::Code::kInvalidArgument;
-  if (refus && !r.in_place && !r.copy_failed) {
+  if (r.refused && !r.in_place && !r.copy_failed) {
     bilan.refus = s.message();
     return;
   }

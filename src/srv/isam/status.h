@@ -34,6 +34,11 @@ class Status {
     return IOError(io.message);
   }
 
+  // This failure, its message followed by what went wrong after it (same code).
+  Status Then(const Status& after) const {
+    return Status(code_, message() + " ; puis " + after.message());
+  }
+
   Status(const Status& o) : code_(o.code_), message_(o.message_ ? Copy(*o.message_) : nullptr) {}
   Status& operator=(const Status& o) {
     if (this != &o) {
