@@ -26,10 +26,24 @@ Status Add(std::vector<std::unique_ptr<T>>& v, std::unique_ptr<T> item, int16_t*
 
 }  // namespace
 
+namespace {
+
+// The folder's path without its final separators ("/data/app/" is "/data/app"; "/" stays): the
+// journal and the replacement record name files by their path past the folder's and a separator.
+std::string SansSeparateurFinal(std::string dossier) {
+  auto separateur = [](char c) { return c == '/' || c == '\\'; };
+  while (dossier.size() > 1 && separateur(dossier.back()) && dossier[dossier.size() - 2] != ':') {
+    dossier.pop_back();
+  }
+  return dossier;
+}
+
+}  // namespace
+
 DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entreprise,
                                size_t cache_octets)
     : env_(env),
-      dossier_(std::move(dossier)),
+      dossier_(SansSeparateurFinal(std::move(dossier))),
       entreprise_(std::move(entreprise)),
       cache_octets_(cache_octets),
       cache_(std::make_shared<CachePool>(cache_octets)),

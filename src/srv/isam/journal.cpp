@@ -228,7 +228,7 @@ Status Journal::RollbackBatchOperation() {
 }
 
 std::string Journal::Relative(const std::string& path) const {
-  if (path.size() > dossier_.size() + 1 && path.compare(0, dossier_.size(), dossier_) == 0) {
+  if (InsideFolder(dossier_, path)) {
     return path.substr(dossier_.size() + 1);
   }
   return path;
@@ -397,6 +397,11 @@ void Journal::Forget() {
   txn_entries_.clear();
   records_ = 0;
   pending_.clear();
+}
+
+bool InsideFolder(std::string_view dossier, std::string_view path) {
+  return path.size() > dossier.size() + 1 && path.substr(0, dossier.size()) == dossier &&
+         (path[dossier.size()] == '/' || path[dossier.size()] == '\\');
 }
 
 bool SafeRelative(std::string_view p) {

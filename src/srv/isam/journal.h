@@ -89,6 +89,10 @@ inline constexpr std::string_view kJournalName = "VESK.JNL";
 // A 64-bit checksum of bytes, seeded: fast (8 bytes a step), for the journal's records.
 uint64_t Hash64(std::span<const char> bytes, uint64_t seed);
 
+// Whether path names a file inside the folder dossier (given without a final separator): it
+// begins with the folder's path and a separator.
+bool InsideFolder(std::string_view dossier, std::string_view path);
+
 // Whether a path recorded in a journal stays inside the data folder: not empty, relative (no
 // leading separator, no drive letter or ":" anywhere), and without "..". Recovery also refuses
 // a path one of whose parts is a symbolic link, which could lead out of the folder.

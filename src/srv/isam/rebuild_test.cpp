@@ -352,6 +352,24 @@ TEST_F(RebuildTest, AFailedProgressOrABatchLeavesTheFilesAsTheyWere) {
   EXPECT_EQ(Contenu(root_ / "CLI.DAT"), avant);
 }
 
+// A folder given with a final separator ("/data/app/") names its files as any other: the set
+// goes in place whole and nothing is left aside.
+TEST_F(RebuildTest, AFolderNamedWithAFinalSeparator) {
+  Client("A00001", "UN        ");
+  Client("A00002", "DEUX      ");
+  SupprimeClient("A00001", "UN        ", 1);
+  CloseAll();
+  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir_ + "/", "", 1 << 20);
+  RebuildResult r;
+  Status s = Rebuild(*d, PlanClients(), nullptr, &r);
+  ASSERT_TRUE(s.ok()) << s.message();
+  EXPECT_TRUE(r.in_place);
+  EXPECT_EQ(r.files[0].kept, 1u);
+  for (const auto& e : std::filesystem::directory_iterator(root_)) {
+    EXPECT_EQ(e.path().extension() == ".NEUF" || e.path().extension() == ".ANC", false) << e.path();
+  }
+}
+
 // A state byte of no meaning is damage, and so is a deleted record the header does not count:
 // named, and nothing rewritten (never read as live, never compacted by a guess).
 TEST_F(RebuildTest, ADamagedStateByteIsRefused) {

@@ -159,8 +159,7 @@ Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
   targets_.clear();
   committed_ = false;
   for (const std::string& path : targets) {
-    if (path.size() <= dossier_.size() + 1 || path.compare(0, dossier_.size(), dossier_) != 0 ||
-        !SafeRelative(path.substr(dossier_.size() + 1))) {
+    if (!InsideFolder(dossier_, path) || !SafeRelative(path.substr(dossier_.size() + 1))) {
       return Status::InvalidArgument(path + " : hors du dossier de données " + dossier_);
     }
     Target t{path.substr(dossier_.size() + 1), false};
