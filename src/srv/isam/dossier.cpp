@@ -218,7 +218,7 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
   bool replaced = false;
   if (st->replacing || !demarre_) {
-    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, &replaced));
+    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, &replaced));
   }
   bool changed = false;
   VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));

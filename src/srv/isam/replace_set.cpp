@@ -163,9 +163,21 @@ Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
       return Status::InvalidArgument(path + " : hors du dossier de données " + dossier_);
     }
     Target t{path.substr(dossier_.size() + 1), false};
+    for (const Target& before : targets_) {
+      if (before.relative == t.relative) {
+        return Status::InvalidArgument(path + " : fichier nommé deux fois dans un remplacement");
+      }
+    }
     Status s;
     t.existed = Exists(env_, path, &s);
     VESK_RETURN_IF_ERROR(s);
+    // A file left beside it would be taken for the set's own (put back, or removed).
+    for (const std::string& beside : {AsidePath(path), path + std::string(kOldSuffix)}) {
+      if (Exists(env_, beside, &s)) {
+        return Status::InvalidArgument(beside + " existe déjà : le retirer avant de reconstruire");
+      }
+      VESK_RETURN_IF_ERROR(s);
+    }
     targets_.push_back(std::move(t));
   }
   VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, kWriting)));
@@ -211,7 +223,37 @@ Status ReplaceSet::Abandon() {
   return s;
 }
 
-Status ReplaceSet::Recover(Env* env, const std::string& dossier, bool* found) {
+namespace {
+
+// A file of the folder (or of its company sub-folder) named like an aside or an old file, or ""
+// when there is none.
+Status LeftBeside(Env* env, const std::string& dossier, const std::string& entreprise,
+                  std::string* name) {
+  name->clear();
+  for (const std::string& folder :
+       {dossier, entreprise.empty() ? std::string() : platform::JoinPath(dossier, entreprise)}) {
+    if (folder.empty()) continue;
+    std::vector<std::string> names;
+    Status listed = Io(env->ListDirectory(folder, &names));
+    if (listed.IsNotFound() && folder != dossier) continue;  // no company sub-folder yet
+    VESK_RETURN_IF_ERROR(listed);
+    for (const std::string& n : names) {
+      for (std::string_view suffix : {kAsideSuffix, kOldSuffix}) {
+        if (n.size() > suffix.size() &&
+            n.compare(n.size() - suffix.size(), suffix.size(), suffix.data(), suffix.size()) == 0) {
+          *name = platform::JoinPath(folder, n);
+          return Status::Ok();
+        }
+      }
+    }
+  }
+  return Status::Ok();
+}
+
+}  // namespace
+
+Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::string& entreprise,
+                           bool* found) {
   *found = false;
   Status s;
   if (!Exists(env, Path(dossier), &s)) return s;
@@ -220,7 +262,13 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, bool* found) {
   VESK_RETURN_IF_ERROR(ReadRecord(env, dossier, &bytes));
   Targets targets;
   char state = 0;
-  if (!Decode(bytes, &targets, &state)) return RemoveRecord(env, dossier);  // R3
+  if (!Decode(bytes, &targets, &state)) {  // R3
+    std::string beside;
+    VESK_RETURN_IF_ERROR(LeftBeside(env, dossier, entreprise, &beside));
+    if (beside.empty()) return RemoveRecord(env, dossier);
+    return Status::Corruption(Path(dossier) + " : enregistrement de remplacement abîmé alors que " +
+                              beside + " existe ; rien n'est remplacé ni remis en place");
+  }
   for (const Target& t : targets) {
     if (!SafeRelative(t.relative)) {
       return Status::Corruption(Path(dossier) + " : le fichier " + t.relative +

@@ -34,7 +34,9 @@
 //       exist before (only the set creates files under the folder's exclusive lock).
 //   R3. Once written, the record changes only by its state byte, written and synced alone;
 //       its other bytes carry a checksum. A record that does not check was cut while being
-//       written, before any aside file existed: it is removed.
+//       written, before any aside file existed: it is removed, unless a file named like an
+//       aside or old file (T.NEUF, T.ANC) lies in the folder or its company sub-folder; then
+//       the record was damaged later and nothing is touched (Corruption).
 //   R4. The renames are made durable (their folders synced) before the state becomes DONE.
 #ifndef VESK_SRV_ISAM_REPLACE_SET_H_
 #define VESK_SRV_ISAM_REPLACE_SET_H_
@@ -78,8 +80,10 @@ class ReplaceSet {
   Status Abandon();
 
   // The next user's part, before anything is read: a record left by a crash is finished (DONE)
-  // or undone (otherwise). *found tells whether there was one.
-  static Status Recover(Env* env, const std::string& dossier, bool* found);
+  // or undone (otherwise). *found tells whether there was one. entreprise: the company
+  // sub-folder in use ("" for none), searched with the folder for files left beside a target.
+  static Status Recover(Env* env, const std::string& dossier, const std::string& entreprise,
+                        bool* found);
 
   struct Target {
     std::string relative;  // inside the folder

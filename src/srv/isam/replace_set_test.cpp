@@ -101,6 +101,13 @@ TEST(ReplaceSet, CommitPutsTheNewSetInPlaceAndAbandonKeepsTheOld) {
   ReplaceSet set(&other, kDir);
   EXPECT_FALSE(set.Begin({"e/X.DAT"}).ok());
   EXPECT_FALSE(set.Begin({P("../X.DAT")}).ok());
+  EXPECT_FALSE(set.Begin({P("A.DAT"), P("A.DAT")}).ok());  // its .ANC would be overwritten
+  // A file already beside a target would be taken for the set's own: refused, left alone.
+  ASSERT_TRUE(Write(env, P("A.DAB.ANC"), "à garder").ok());
+  ReplaceSet again(&env, kDir);
+  Status s = again.Begin(kTargets);
+  EXPECT_NE(s.message().find("A.DAB.ANC existe déjà"), std::string::npos) << s.message();
+  EXPECT_EQ(Read(env, P("A.DAB.ANC")), "à garder");
 }
 
 // A rename that fails at any step of the swap: Commit reports it and the old set is back.
@@ -134,7 +141,7 @@ TEST(ReplaceSet, APowerLossAtAnyStepLeavesOneSetAfterRecovery) {
     }
     env.Reboot();
     bool found = false;
-    Status r = ReplaceSet::Recover(&env, kDir, &found);
+    Status r = ReplaceSet::Recover(&env, kDir, "01", &found);
     ASSERT_TRUE(r.ok()) << n << ": " << r.message();
     ExpectOneSet(env, "panne " + std::to_string(n));
     ASSERT_LT(n, 200u);
@@ -162,19 +169,27 @@ TEST(ReplaceSet, RecoverDropsCutRecordsAndRefusesPathsOutsideTheFolder) {
   OldSet(env);
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT").substr(0, 20)).ok());
   bool found = false;
-  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, &found).ok());
+  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", &found).ok());
   EXPECT_TRUE(found);
   EXPECT_FALSE(Exists(env, P("VESK.REC")));
 
+  // Damaged after the aside files were made (one in the company's sub-folder): kept, named.
+  ASSERT_TRUE(Write(env, P("01/B.DAT.NEUF"), "neuf").ok());
+  ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT").substr(0, 20)).ok());
+  Status abime = ReplaceSet::Recover(&env, kDir, "01", &found);
+  EXPECT_NE(abime.message().find("B.DAT.NEUF existe"), std::string::npos) << abime.message();
+  EXPECT_TRUE(Exists(env, P("VESK.REC")) && Exists(env, P("01/B.DAT.NEUF")));
+  ASSERT_TRUE(env.RemoveFile(P("01/B.DAT.NEUF")).ok());
+
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("../A.DAT")).ok());
-  Status s = ReplaceSet::Recover(&env, kDir, &found);
+  Status s = ReplaceSet::Recover(&env, kDir, "01", &found);
   EXPECT_TRUE(s.IsCorruption()) << s.message();
   EXPECT_TRUE(Exists(env, P("VESK.REC")));
 
   ASSERT_TRUE(env.RenameFile(P("A.DAT"), P("A.DAT.ANC")).ok());
   ASSERT_TRUE(Write(env, P("A.DAT"), "neuf").ok());
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT")).ok());
-  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, &found).ok());
+  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", &found).ok());
   EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT");
   EXPECT_FALSE(Exists(env, P("A.DAT.ANC")));
   EXPECT_FALSE(Exists(env, P("VESK.REC")));
