@@ -160,12 +160,11 @@ CachePool::~CachePool() = default;
 
 // Block buffers come from chunks of 2 MiB (or one block, when larger). A small cache keeps
 // ordinary pages: the short jobs that fill it would otherwise wait while the system gathers
-// memory for each large page (random inserts at 200,000 records: 0.89-0.97 of LMDB's rate with
-// large pages from the start, 1.09-1.28 without). Once the pool passes kOrdinaires bytes, its
-// chunks go to large pages, those it had included (moved once): blocks read at random over a
-// large cache then cost few address-translation misses (a walk over a 128 MiB data file ran
-// half again as fast, lookups at 1,000,000 records a tenth faster). A dropped frame's buffer
-// waits in spare for the next block of its size, whichever pager of the pool it serves.
+// memory for each large page. Once the pool passes kOrdinaires bytes, its chunks go to large
+// pages, those it had included (moved once): blocks read at random over a large cache then
+// cost few address-translation misses (measured in docs/engine-speed.md, under Large pages). A
+// dropped frame's buffer waits in spare for the next block of its size, whichever pager of the
+// pool it serves.
 char* CachePool::Buffer(uint32_t block_size) {
   auto it = std::find_if(spare_.begin(), spare_.end(),
                          [block_size](const auto& s) { return s.first == block_size; });

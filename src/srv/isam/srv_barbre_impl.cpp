@@ -150,8 +150,9 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
   }
   Verifie(s, kOp, a.objet);
   dossier_->Touche(&a);
-  // Kept for the undo in a reused buffer (a key is often too long for a short string's own).
-  undo_key_.assign(key_);
+  // Kept for the undo in a string of its own: the owner's method may insert through this same
+  // service, which reuses key_.
+  const std::string undo_key(key_);
   try {
     isam::AppelleProprietaire(f, false, static_cast<int32_t>(no), kOp);
     if (f.fichier->LastRecord() < no) {
@@ -160,8 +161,8 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
                               std::to_string(no));
     }
   } catch (...) {
-    Status undo = a.arbre->Erase(undo_key_, no);
-    (void)undo;  // the owner's error is the one to report
+    Status undo = a.arbre->Erase(undo_key, no);
+    (void)undo;  // the owner's error is reported; the operation's undo restores the tree anyway
     throw;
   }
   f.courant = static_cast<int32_t>(no);

@@ -48,7 +48,6 @@ class SrvBArbreImpl : public SrvBArbre {
 
   std::shared_ptr<isam::DossierDonnees> dossier_;
   std::string key_;
-  std::string undo_key_;  // Insere's key, for undoing its insertion when the owner fails
   std::string found_;
   std::unique_ptr<isam::DataFile> lu_;  // a data file opened for DescBArbre / InfoBArbre
 };
