@@ -470,6 +470,11 @@ Status Rebuilder::Run() {
     s = set_.Begin(Targets());
     if (s.ok()) s = RunBegun();
     result_->in_place = set_.Committed();
+    if (!s.ok() && !result_->in_place) {
+      // A set that cannot be abandoned keeps its record: the next user undoes it.
+      Status a = set_.Abandon();
+      if (!a.ok()) s = s.Then(a);
+    }
     // An I/O failure now means the new files could not be written or put in place.
     result_->copy_failed = !result_->in_place && (s.code() == Status::Code::kIOError ||
                                                   s.code() == Status::Code::kNotFound);
@@ -504,7 +509,7 @@ Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildOb
   {
     Rebuilder r(dossier, plan, observer, result);
     s = r.Run();
-  }  // a set not put in place is abandoned here, before the lock goes
+  }
   bool reste = false;
   Status e = Status::FromIo(dossier.env()->FileExists(
       platform::JoinPath(dossier.Dossier(), std::string(kReplaceName)), &reste));
