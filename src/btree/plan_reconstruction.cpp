@@ -123,6 +123,14 @@ PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std:
   size_t entete = 0;
   if (ch.entete != nom) {
     plan.fichiers.push_back(FichierApplication(modele, ch.entete, false));
+    bool existe = false;
+    Etat().Donnee().ExisteDonnee(plan.fichiers.back().dependance_entreprise, ch.entete, existe);
+    if (!existe) {
+      throw ErreurService(kProcedure, nom,
+                          "le fichier entête de chaînage " + ch.entete +
+                              " n'a pas de fichier de données : ses pointeurs ne peuvent suivre "
+                              "les lignes déplacées");
+    }
     entete = 1;
   }
   plan.chainages.push_back({entete, 0, Position(ch.premier, ch.entete),
