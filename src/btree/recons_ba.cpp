@@ -66,16 +66,16 @@ class Progression {
   int32_t dernier_ = 0, montre_ = 0;
 };
 
-// Asks about the E fields the compaction of nom cannot follow, when it will move records.
-bool ChampsEAcceptes(const fic::ModeleDictionnaire& modele, const FichierAReconstruire& f,
+// Asks about the E fields no chaining follows (champs_e) when f has deleted records: which of
+// its records move is known only once it is compacted.
+bool ChampsEAcceptes(const std::vector<std::string>& champs_e, const FichierAReconstruire& f,
                      const Interlocuteur& qui) {
-  const std::vector<std::string> champs = ChampsENonSuivis(modele);
-  if (champs.empty()) return true;
+  if (champs_e.empty()) return true;
   int32_t supprimes = 0;
   Etat().Donnee().Supprimes(f.dependance_entreprise, f.nom, supprimes);
   if (supprimes == 0) return true;
   std::string liste;
-  for (const std::string& c : champs) liste += (liste.empty() ? "" : ", ") + c;
+  for (const std::string& c : champs_e) liste += (liste.empty() ? "" : ", ") + c;
   return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
 }
 
@@ -119,7 +119,8 @@ double Secondes(std::chrono::steady_clock::time_point depuis) {
 
 }  // namespace
 
-ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const std::string& nom,
+ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
+                                 const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui) {
   const auto debut = std::chrono::steady_clock::now();
   ResumeFichier r{nom, false, "", {}, {}, 0};
@@ -129,7 +130,7 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const st
   } catch (const ErreurService& e) {  // a table to correct: the other files go on
     r.raison = e.what();
   }
-  if (r.raison.empty() && !ChampsEAcceptes(modele, plan.fichiers.front(), qui)) {
+  if (r.raison.empty() && !ChampsEAcceptes(champs_e, plan.fichiers.front(), qui)) {
     r.raison = "Fichier " + nom + " non reconstruit";
   }
   if (r.raison.empty()) {
@@ -175,10 +176,11 @@ void ReConsBA() {
     etat.Ecran().ToucheConfirmation(confirmation);
     return touche == confirmation && confirme != 0;
   };
+  const std::vector<std::string> champs_e = ChampsENonSuivis(modele);
   while (elements != "[]") {
     etat.Liste().Extrait(elements, element);
     etat.Liste().Element(element, 1, nom);
-    ReconstruitFichier(modele, std::string(text::Trim(nom)), qui);
+    ReconstruitFichier(modele, champs_e, std::string(text::Trim(nom)), qui);
   }
   etat.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
                          kInformation);

@@ -60,9 +60,11 @@ int SansEcran(Contexte& contexte, Composant& composant) {
     }
     return o.force;
   };
+  const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
+  const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   int statut = 0;
-  for (const std::string& nom : Noms(o, btree::Candidats(modele))) {
-    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, nom, qui);
+  for (const std::string& nom : noms) {
+    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, champs_e, nom, qui);
     contexte.Sortie() << Resume(r) << "\n";
     if (!r.fait) statut = 1;
   }
