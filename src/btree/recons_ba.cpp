@@ -13,6 +13,7 @@ namespace vesk::btree {
 namespace {
 
 constexpr std::string_view kProcedure = "ReconsBA";
+constexpr char kENonConfirmees[] = "rubriques E hors chaînage non confirmées";
 
 // Turns the rebuild's steps into the messages of docs/rebuild.md, in their order.
 class Progression {
@@ -113,6 +114,21 @@ void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
   }
 }
 
+// The end of a file's rebuild: its refusal shown and reported as an anomaly, or its summary
+// lines, each tree's keys shown.
+void Conclut(const PlanReconstruction& plan, const Interlocuteur& qui, ResumeFichier& r) {
+  if (!r.raison.empty()) {
+    qui.message(r.raison);
+    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+    return;
+  }
+  r.fait = true;
+  r.lignes = Lignes(plan, r.bilan);
+  for (const std::string& l : r.lignes) {
+    if (l.starts_with("B-Arbre ")) qui.message(l);
+  }
+}
+
 double Secondes(std::chrono::steady_clock::time_point depuis) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - depuis).count();
 }
@@ -131,21 +147,15 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
     r.raison = e.what();
   }
   if (r.raison.empty() && !ChampsEAcceptes(champs_e, plan.fichiers.front(), qui)) {
-    r.raison = "Fichier " + nom + " non reconstruit";
-  }
-  if (r.raison.empty()) {
-    Reconstruit(plan, qui, r.bilan);
-    r.raison = r.bilan.refus;
-  }
-  if (!r.raison.empty()) {
-    qui.message(r.raison);
-    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+    // The user's choice, not an anomaly: said on line "B" and in the summary.
+    qui.message("Fichier " + nom + " non reconstruit");
+    r.raison = kENonConfirmees;
   } else {
-    r.fait = true;
-    r.lignes = Lignes(plan, r.bilan);
-    for (const std::string& l : r.lignes) {
-      if (l.starts_with("B-Arbre ")) qui.message(l);
+    if (r.raison.empty()) {
+      Reconstruit(plan, qui, r.bilan);
+      r.raison = r.bilan.refus;
     }
+    Conclut(plan, qui, r);
   }
   r.secondes = Secondes(debut);
   return r;

@@ -191,6 +191,7 @@ TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
             std::string::npos)
       << t;
   EXPECT_NE(t.find("Message B «Fichier STOCK non reconstruit»"), std::string::npos) << t;
+  EXPECT_TRUE(Anomalies().empty()) << Anomalies().front().message;  // the user's choice
   EXPECT_EQ(Donnees(), avant);
   ReConsBA();
   t = session_->Transcription();
