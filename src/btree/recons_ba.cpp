@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "btree/reconstruction.h"
+#include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -180,11 +181,7 @@ void ReConsBA() {
   qui.message = [&etat](std::string_view texte) { etat.Saisie().Message("B", texte); };
   qui.confirme = [&etat](const std::string& question) {
     etat.Saisie().Message("B", question);
-    int16_t confirme = 0, touche = 0, confirmation = 0;
-    etat.Ecran().ValeurConfirmation(confirme);
-    etat.Saisie().Confirme(confirme, touche, "B");
-    etat.Ecran().ToucheConfirmation(confirmation);
-    return touche == confirmation && confirme != 0;
+    return Confirmation("B");
   };
   const std::vector<std::string> champs_e = ChampsENonSuivis(modele);
   while (elements != "[]") {
