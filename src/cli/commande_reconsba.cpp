@@ -1,6 +1,7 @@
 // `vesk reconsba`: the B-tree reconstruction. Without a name, its screen (the choice of the
 // files, in a terminal or through --script); `vesk reconsba NOM...` or `--tous` rebuilds without
 // screens and writes a summary per file to the output.
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 
@@ -15,7 +16,8 @@ namespace vesk::cli {
 
 namespace {
 
-// The files named on the command line (or all with --tous), each a candidate.
+// The files named on the command line, each once in the order of its first mention, or all with
+// --tous; each a candidate.
 std::vector<std::string> Noms(const OptionsLigne& o, const std::vector<btree::Candidat>& tous) {
   std::vector<std::string> noms;
   if (o.tous) {
@@ -30,7 +32,7 @@ std::vector<std::string> Noms(const OptionsLigne& o, const std::vector<btree::Ca
       throw ErreurService("reconsba", nom,
                           "fichier inconnu du dictionnaire ou sans fichier de données");
     }
-    noms.push_back(nom);
+    if (std::find(noms.begin(), noms.end(), nom) == noms.end()) noms.push_back(nom);
   }
   return noms;
 }
@@ -47,8 +49,7 @@ std::string Resume(const btree::ResumeFichier& r) {
   return ligne + " (" + secondes + " s)";
 }
 
-int SansEcran(Contexte& contexte, Composant& composant) {
-  (void)composant;
+int SansEcran(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
   btree::Interlocuteur qui;
@@ -90,7 +91,7 @@ int CommandeReConsBA(Contexte& contexte) {
   if (ecran) {
     composant->Ass().ReConsBA();
   } else {
-    statut = SansEcran(contexte, *composant);
+    statut = SansEcran(contexte);
   }
   composant->Termine();
   contexte.TermineSortie();
