@@ -19,29 +19,24 @@ namespace {
 
 constexpr std::string_view kProcedure = "ReconsBA";
 
-// The dictionary's own files: each indexed (but Lfic) by its first field.
-struct FichierInterne {
-  std::string_view nom;
-  int16_t longueur_cle;
-};
-constexpr FichierInterne kInternes[] = {
-    {"FIC", 6}, {"LFIC", 0}, {"DOM", 20}, {"BA", 6}, {"CHAIN", 6}};
-
-const FichierInterne* Interne(std::string_view nom) {
-  for (const FichierInterne& f : kInternes) {
-    if (f.nom == nom) return &f;
+// The dictionary's own file named nom (in any case), or null.
+const FichierDictionnaire* Interne(std::string_view nom) {
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (text::EqualNoCase(f.nom, nom)) return &f;
   }
   return nullptr;
 }
 
-FichierAReconstruire FichierDictionnaire(const FichierInterne& f, bool choisi) {
-  FichierAReconstruire r{std::string(f.nom), false, choisi, {}};
+// A dictionary file in the plan, under its data file's name, with its tree (Lfic has none)
+// indexed by its first field.
+FichierAReconstruire PlanInterne(const FichierDictionnaire& f, bool choisi) {
+  const std::string nom = text::UpperAscii(f.nom);
+  FichierAReconstruire r{nom, false, choisi, {}};
   if (f.longueur_cle == 0) return r;
   const std::vector<fic::TrancheCle> tranches{{0, f.longueur_cle}};
-  r.arbres.push_back(
-      {std::string(f.nom), f.longueur_cle, "P", [tranches](std::string_view enr, std::string& cle) {
-         cle = fic::CleEnregistrement(tranches, enr);
-       }});
+  r.arbres.push_back({nom, f.longueur_cle, "P", [tranches](std::string_view enr, std::string& cle) {
+                        cle = fic::CleEnregistrement(tranches, enr);
+                      }});
   return r;
 }
 
@@ -88,9 +83,9 @@ int32_t Position(int64_t p, std::string_view quoi) {
 
 std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
   std::vector<Candidat> candidats;
-  for (const FichierInterne& f : kInternes) {
-    candidats.push_back({std::string(f.nom), false, {}});
-    if (f.longueur_cle != 0) candidats.back().arbres.emplace_back(f.nom);
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    candidats.push_back({text::UpperAscii(f.nom), false, {}});
+    if (f.longueur_cle != 0) candidats.back().arbres.push_back(candidats.back().nom);
   }
   for (const auto& [nom, f] : modele.fichiers) {
     if (Interne(nom) != nullptr) continue;
@@ -108,11 +103,12 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
 
 PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom) {
   PlanReconstruction plan;
-  if (const FichierInterne* f = Interne(nom)) {
-    plan.fichiers.push_back(FichierDictionnaire(*f, true));
-    if (nom == "LFIC") {  // the dictionary's own chaining: Lfic under Fic
-      plan.fichiers.push_back(FichierDictionnaire(kInternes[0], false));
-      plan.chainages.push_back({1, 0, 13, 16, 1, 4});
+  if (const FichierDictionnaire* f = Interne(nom)) {
+    plan.fichiers.push_back(PlanInterne(*f, true));
+    if (f->nom == kLfic.nom) {  // the dictionary's own chaining: Lfic under Fic
+      plan.fichiers.push_back(PlanInterne(kFic, false));
+      const PositionsChainage& c = kChainageLficFic;
+      plan.chainages.push_back({1, 0, c.premiere, c.derniere, c.precedente, c.suivante});
     }
     return plan;
   }
@@ -123,6 +119,14 @@ PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std:
   size_t entete = 0;
   if (ch.entete != nom) {
     plan.fichiers.push_back(FichierApplication(modele, ch.entete, false));
+    bool existe = false;
+    Etat().Donnee().ExisteDonnee(plan.fichiers.back().dependance_entreprise, ch.entete, existe);
+    if (!existe) {
+      throw ErreurService(kProcedure, nom,
+                          "le fichier entête de chaînage " + ch.entete +
+                              " n'a pas de fichier de données : ses pointeurs ne peuvent suivre "
+                              "les lignes déplacées");
+    }
     entete = 1;
   }
   plan.chainages.push_back({entete, 0, Position(ch.premier, ch.entete),

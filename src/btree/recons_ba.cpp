@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "btree/reconstruction.h"
+#include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -13,6 +14,7 @@ namespace vesk::btree {
 namespace {
 
 constexpr std::string_view kProcedure = "ReconsBA";
+constexpr char kENonConfirmees[] = "rubriques E hors chaînage non confirmées";
 
 // Turns the rebuild's steps into the messages of docs/rebuild.md, in their order.
 class Progression {
@@ -66,16 +68,16 @@ class Progression {
   int32_t dernier_ = 0, montre_ = 0;
 };
 
-// Asks about the E fields the compaction of nom cannot follow, when it will move records.
-bool ChampsEAcceptes(const fic::ModeleDictionnaire& modele, const FichierAReconstruire& f,
+// Asks about the E fields no chaining follows (champs_e) when f has deleted records: which of
+// its records move is known only once it is compacted.
+bool ChampsEAcceptes(const std::vector<std::string>& champs_e, const FichierAReconstruire& f,
                      const Interlocuteur& qui) {
-  const std::vector<std::string> champs = ChampsENonSuivis(modele);
-  if (champs.empty()) return true;
+  if (champs_e.empty()) return true;
   int32_t supprimes = 0;
   Etat().Donnee().Supprimes(f.dependance_entreprise, f.nom, supprimes);
   if (supprimes == 0) return true;
   std::string liste;
-  for (const std::string& c : champs) liste += (liste.empty() ? "" : ", ") + c;
+  for (const std::string& c : champs_e) liste += (liste.empty() ? "" : ", ") + c;
   return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
 }
 
@@ -113,13 +115,29 @@ void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
   }
 }
 
+// The end of a file's rebuild: its refusal shown and reported as an anomaly, or its summary
+// lines, each tree's keys shown.
+void Conclut(const PlanReconstruction& plan, const Interlocuteur& qui, ResumeFichier& r) {
+  if (!r.raison.empty()) {
+    qui.message(r.raison);
+    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+    return;
+  }
+  r.fait = true;
+  r.lignes = Lignes(plan, r.bilan);
+  for (const std::string& l : r.lignes) {
+    if (l.starts_with("B-Arbre ")) qui.message(l);
+  }
+}
+
 double Secondes(std::chrono::steady_clock::time_point depuis) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - depuis).count();
 }
 
 }  // namespace
 
-ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const std::string& nom,
+ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
+                                 const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui) {
   const auto debut = std::chrono::steady_clock::now();
   ResumeFichier r{nom, false, "", {}, {}, 0};
@@ -129,22 +147,16 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const st
   } catch (const ErreurService& e) {  // a table to correct: the other files go on
     r.raison = e.what();
   }
-  if (r.raison.empty() && !ChampsEAcceptes(modele, plan.fichiers.front(), qui)) {
-    r.raison = "Fichier " + nom + " non reconstruit";
-  }
-  if (r.raison.empty()) {
-    Reconstruit(plan, qui, r.bilan);
-    r.raison = r.bilan.refus;
-  }
-  if (!r.raison.empty()) {
-    qui.message(r.raison);
-    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+  if (r.raison.empty() && !ChampsEAcceptes(champs_e, plan.fichiers.front(), qui)) {
+    // The user's choice, not an anomaly: said on line "B" and in the summary.
+    qui.message("Fichier " + nom + " non reconstruit");
+    r.raison = kENonConfirmees;
   } else {
-    r.fait = true;
-    r.lignes = Lignes(plan, r.bilan);
-    for (const std::string& l : r.lignes) {
-      if (l.starts_with("B-Arbre ")) qui.message(l);
+    if (r.raison.empty()) {
+      Reconstruit(plan, qui, r.bilan);
+      r.raison = r.bilan.refus;
     }
+    Conclut(plan, qui, r);
   }
   r.secondes = Secondes(debut);
   return r;
@@ -169,16 +181,13 @@ void ReConsBA() {
   qui.message = [&etat](std::string_view texte) { etat.Saisie().Message("B", texte); };
   qui.confirme = [&etat](const std::string& question) {
     etat.Saisie().Message("B", question);
-    int16_t confirme = 0, touche = 0, confirmation = 0;
-    etat.Ecran().ValeurConfirmation(confirme);
-    etat.Saisie().Confirme(confirme, touche, "B");
-    etat.Ecran().ToucheConfirmation(confirmation);
-    return touche == confirmation && confirme != 0;
+    return Confirmation("B");
   };
+  const std::vector<std::string> champs_e = ChampsENonSuivis(modele);
   while (elements != "[]") {
     etat.Liste().Extrait(elements, element);
     etat.Liste().Element(element, 1, nom);
-    ReconstruitFichier(modele, std::string(text::Trim(nom)), qui);
+    ReconstruitFichier(modele, champs_e, std::string(text::Trim(nom)), qui);
   }
   etat.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
                          kInformation);

@@ -191,6 +191,7 @@ TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
             std::string::npos)
       << t;
   EXPECT_NE(t.find("Message B «Fichier STOCK non reconstruit»"), std::string::npos) << t;
+  EXPECT_TRUE(Anomalies().empty()) << Anomalies().front().message;  // the user's choice
   EXPECT_EQ(Donnees(), avant);
   ReConsBA();
   t = session_->Transcription();
@@ -218,6 +219,32 @@ TEST_F(ReConsBATest, APrimaryKeyTwiceLeavesTheFilesAsTheyWere) {
             std::string::npos)
       << t;
   EXPECT_EQ(Donnees(), avant);
+}
+
+// The header file of the chosen file's chaining has no data file: the chosen file is refused
+// with a message naming it, nothing is written for it, and the next chosen file is rebuilt.
+TEST_F(ReConsBATest, AnAbsentHeaderFileSkipsItsLineFileOnly) {
+  Ouvre("choose 6,7\nok\n");
+  Importe(kDictionnaire);
+  EtatModule& e = Etat();
+  e.Donnee().Donnee(false, "FACLIG", 16, lig_.fichier, &lig_, "", "", "", true);
+  e.Donnee().Donnee(false, "STOCK", 16, sto_.fichier, &sto_, "", "", "", true);
+  e.BArbre().B_Arbre(false, "STO1", 6, "P", sto1_, "STOCK", true);
+  for (const char* code : {"S00001", "S00002"}) {
+    sto_.champs = code;
+    int32_t no = 0;
+    e.BArbre().Insere(sto1_, code, sto_.fichier, no);
+  }
+  const std::string lignes = Contenu(dossier_ / "FACLIG.DAT");
+  ReConsBA();
+  const std::string t = session_->Transcription();
+  EXPECT_NE(t.find("-> 6,7 «[[FACLIG,LIG1],[STOCK,STO1]]»"), std::string::npos) << t;
+  const size_t refus = t.find("le fichier entête de chaînage FACTUR n'a pas de fichier de données");
+  ASSERT_NE(refus, std::string::npos) << t;
+  EXPECT_NE(t.find("Message B «B-Arbre STO1 : 2 clés»", refus), std::string::npos) << t;
+  EXPECT_EQ(Contenu(dossier_ / "FACLIG.DAT"), lignes);
+  EXPECT_FALSE(std::filesystem::exists(dossier_ / "FACTUR.DAT"));
+  EXPECT_FALSE(std::filesystem::exists(dossier_ / "LIG1.DAB"));
 }
 
 // The dictionary's own five files, with deleted records in three of them: after their rebuild

@@ -51,7 +51,9 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele);
 PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom);
 
 // The E fields the rebuild cannot follow: of every specified file, those that are not one of
-// the pointers of a chaining the file takes part in, as "FICHIER.VARIABLE".
+// the pointers of a chaining the file takes part in, as "FICHIER.VARIABLE". They depend on the
+// dictionary only: read once per command, before any file is rebuilt (an ErreurService then
+// ends the command with every file as it was).
 std::vector<std::string> ChampsENonSuivis(const fic::ModeleDictionnaire& modele);
 
 // How a reconstruction meets its user: where its messages go and how the question on the E
@@ -71,10 +73,12 @@ struct ResumeFichier {
   double secondes = 0;
 };
 
-// Rebuilds the candidate nom; a refusal (E fields not confirmed, a key twice, damage) is in the
-// summary, the files left as they were; an I/O failure is journalled ("Temp.Dat Non Recopiée
-// sur " and the path, under "CompEnrSup") and thrown.
-ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele, const std::string& nom,
+// Rebuilds the candidate nom, asking about champs_e (ChampsENonSuivis) when nom has deleted
+// records; a refusal (E fields not confirmed, a key twice, damage) is in the summary, the files
+// left as they were; an I/O failure is journalled ("Temp.Dat Non Recopiée sur " and the path,
+// under "CompEnrSup") and thrown.
+ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
+                                 const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui);
 
 // The command: its screen, the choice, each chosen file, the closing warning.

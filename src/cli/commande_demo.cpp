@@ -1,6 +1,5 @@
 // `vesk demo [DIR]`: creates (or completes) a demo data folder holding a sample dictionary and
-// its application's data, then
-// shows what can be done with it.
+// its application's data, then shows what can be done with it.
 #include <ostream>
 
 #include "cli/commandes.h"

@@ -1,6 +1,7 @@
 // `vesk reconsba`: the B-tree reconstruction. Without a name, its screen (the choice of the
 // files, in a terminal or through --script); `vesk reconsba NOM...` or `--tous` rebuilds without
 // screens and writes a summary per file to the output.
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 
@@ -15,7 +16,8 @@ namespace vesk::cli {
 
 namespace {
 
-// The files named on the command line (or all with --tous), each a candidate.
+// The files named on the command line, each once in the order of its first mention, or all with
+// --tous; each a candidate.
 std::vector<std::string> Noms(const OptionsLigne& o, const std::vector<btree::Candidat>& tous) {
   std::vector<std::string> noms;
   if (o.tous) {
@@ -30,7 +32,7 @@ std::vector<std::string> Noms(const OptionsLigne& o, const std::vector<btree::Ca
       throw ErreurService("reconsba", nom,
                           "fichier inconnu du dictionnaire ou sans fichier de données");
     }
-    noms.push_back(nom);
+    if (std::find(noms.begin(), noms.end(), nom) == noms.end()) noms.push_back(nom);
   }
   return noms;
 }
@@ -47,8 +49,7 @@ std::string Resume(const btree::ResumeFichier& r) {
   return ligne + " (" + secondes + " s)";
 }
 
-int SansEcran(Contexte& contexte, Composant& composant) {
-  (void)composant;
+int SansEcran(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
   btree::Interlocuteur qui;
@@ -60,9 +61,11 @@ int SansEcran(Contexte& contexte, Composant& composant) {
     }
     return o.force;
   };
+  const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
+  const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   int statut = 0;
-  for (const std::string& nom : Noms(o, btree::Candidats(modele))) {
-    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, nom, qui);
+  for (const std::string& nom : noms) {
+    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, champs_e, nom, qui);
     contexte.Sortie() << Resume(r) << "\n";
     if (!r.fait) statut = 1;
   }
@@ -88,7 +91,7 @@ int CommandeReConsBA(Contexte& contexte) {
   if (ecran) {
     composant->Ass().ReConsBA();
   } else {
-    statut = SansEcran(contexte, *composant);
+    statut = SansEcran(contexte);
   }
   composant->Termine();
   contexte.TermineSortie();

@@ -29,7 +29,10 @@ constexpr Commande kCommandes[] = {
     {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},
     {"entchain", "Saisie des chaînages du fichier NOM (écran)", CommandeEntChain, "Nom du fichier"},
     {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
-    {"demo", "Crée un dossier de démonstration avec un dictionnaire d'exemple", CommandeDemo},
+    {"demo",
+     "Crée un dossier de démonstration : un dictionnaire de facturation et ses données (clients, "
+     "factures et lignes)",
+     CommandeDemo},
     {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
      CommandeDecl},
     {"genps", "Génère le programme de saisie du fichier NOM (écran sans NOM)", CommandeGenPS,

@@ -18,7 +18,8 @@ inline constexpr const char* kEntrepriseDemo = "01";
 
 // Writes the demo application's data (customers, invoices and their chained lines, a few of
 // each deleted, and their B-trees) into the current company's folder, unless its customer file
-// exists already. One batch: all of it, or nothing.
+// holds records already. The files are created first, empty; their records are written in one
+// batch, all of them or none, so that a failed run leaves empty files the next run fills.
 void RemplitDonneesDemo();
 
 }  // namespace vesk::cli

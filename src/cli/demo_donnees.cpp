@@ -167,11 +167,12 @@ void Suppressions(Demo& d) {
 
 void RemplitDonneesDemo() {
   EtatModule& e = Etat();
-  bool existe = false;
-  e.Donnee().ExisteDonnee(true, "CLIENT", existe);
-  if (existe) return;
   Demo& d = e.Partie<Demo>();
-  Ouvre(d);
+  Ouvre(d);  // creates the absent files, empty, outside the batch
+  bool trouve = false;
+  std::string cle;
+  e.BArbre().PremCle(d.cli1, d.client.fichier, trouve, cle);
+  if (trouve) return;  // the batch that wrote the customers wrote everything
   e.Donnee().DebutLot();
   try {
     Clients(d);

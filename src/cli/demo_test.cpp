@@ -30,10 +30,11 @@ class DemoTest : public ::testing::Test {
     std::error_code ignore;
     fs::remove_all(dossier_, ignore);
   }
-  std::shared_ptr<AsS> Ouvre() {
+  std::shared_ptr<AsS> Ouvre(const std::string& entreprise = "") {
     OublieEtat();
     OptionsServices options;
     options.config.dossier = dossier_;
+    options.config.entreprise = entreprise;
     options.config.synchro = Synchro::kOff;
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
@@ -95,6 +96,32 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
                   .ok());
   EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
+}
+
+// A run whose batch failed leaves the demo's files created but empty: the next run fills them,
+// and the one after that adds nothing.
+TEST_F(DemoTest, EmptyDataFilesAreFilledOnce) {
+  for (int fois = 0; fois < 3; ++fois) {
+    auto ass = Ouvre("01");
+    RemplitDemo(dossier_);
+    if (fois == 0) {
+      for (const char* nom : {"CLIENT", "FACTUR", "FACLIG"}) {
+        int16_t fichier = 0;
+        Etat().Donnee().Donnee(true, nom, nom[0] == 'C' ? 128 : 32, fichier, nullptr, "", "", "",
+                               true);
+      }
+      continue;
+    }
+    RemplitDonneesDemo();
+    ass = Ouvre("01");
+    int16_t arbre = 0, fichier = 0;
+    Etat().Donnee().Donnee(true, "CLIENT", 128, fichier, nullptr, "", "", "", false);
+    Etat().BArbre().B_Arbre(true, "CLI1", 6, "P", arbre, "CLIENT", false);
+    int32_t nombre = 0;
+    std::string liste;
+    Etat().BArbre().ListeEnr(arbre, nombre, liste, "");
+    EXPECT_EQ(nombre, 300 - 300 / 17) << "passage " << fois;
+  }
 }
 
 // The demo never replaces a dictionary of the user's.

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/commandes_composant.h"
+#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -80,7 +81,9 @@ void AsS::OuvS() {
   OuvreFichier(etat, kChain, etat.chain_fichier, this);
   etat.chain.Efface();
   OuvreArbre(etat, kChain, etat.chain_arbre);
-  etat.Chainage().Chainage("Fic", 32, 13, 16, "Lfic", 256, 1, 4);
+  const PositionsChainage& c = kChainageLficFic;
+  etat.Chainage().Chainage(kFic.nom, kFic.longueur_enr, c.premiere, c.derniere, kLfic.nom,
+                           kLfic.longueur_enr, c.precedente, c.suivante);
 }
 
 void AsS::LireFic(int32_t& e) { Lit(Etat(), Etat().fic_fichier, e, Etat().fic); }

@@ -18,7 +18,6 @@ CycleSaisie::CycleSaisie(EcranCycle ecran) : etat_(Etat()), ecran_(ecran) {
   e.ToucheRetour(retour_);
   e.ToucheDebut(debut_);
   e.ToucheSuppression(suppression_);
-  e.ToucheConfirmation(confirmation_);
 }
 
 void CycleSaisie::NouvelEcran() {
@@ -56,13 +55,7 @@ bool CycleSaisie::AfficheMode(bool trouve, int16_t touche_cle, std::string& lett
   return suppression;
 }
 
-bool CycleSaisie::ConfirmeSuppression() {
-  int16_t confirme = 0;
-  etat_.Ecran().ValeurConfirmation(confirme);
-  int16_t touche = 0;
-  etat_.Saisie().Confirme(confirme, touche, kLigne);
-  return touche == confirmation_ && confirme != 0;
-}
+bool CycleSaisie::ConfirmeSuppression() { return Confirmation(kLigne); }
 
 bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche) {
   size_t i = 0;
@@ -117,6 +110,15 @@ int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<
   const int32_t nouveau = InsereEnregistrement(f, remplit());
   lot.Valide();
   return nouveau;
+}
+
+bool Confirmation(std::string_view ligne) {
+  EtatModule& etat = Etat();
+  int16_t confirme = 0, touche = 0, confirmation = 0;
+  etat.Ecran().ValeurConfirmation(confirme);
+  etat.Saisie().Confirme(confirme, touche, ligne);
+  etat.Ecran().ToucheConfirmation(confirmation);
+  return touche == confirmation && confirme != 0;
 }
 
 void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs) {

@@ -73,7 +73,7 @@ struct EcranCycle {
 
 class CycleSaisie {
  public:
-  // Asks SrvEcran for the back, start, deletion and confirmation keys.
+  // Asks SrvEcran for the back, start and deletion keys.
   explicit CycleSaisie(EcranCycle ecran);
 
   // A new screen: InitEcran, Titre, DefChamps, then the deletion hint on line "B".
@@ -90,8 +90,7 @@ class CycleSaisie {
   // entry ended with the deletion key) with the letter "I" for a record found, "Création" with
   // "B" otherwise; lettre receives the letter. True when a deletion is asked of a found record.
   bool AfficheMode(bool trouve, int16_t touche_cle, std::string& lettre);
-  // Asks for the confirmation of a deletion: true when the key pressed is the confirmation key
-  // and the flag (from ValeurConfirmation) is not 0.
+  // Asks for the confirmation of a deletion (Confirmation on line "B").
   bool ConfirmeSuppression();
   // Enters champs in order from the first. The back key goes to the field's retour, the start
   // key to the key field; touche receives each ending key. True once the last field is
@@ -113,8 +112,11 @@ class CycleSaisie {
   int16_t retour_ = 0;
   int16_t debut_ = 0;
   int16_t suppression_ = 0;
-  int16_t confirmation_ = 0;
 };
+
+// Asks Confirme on line ligne: true when the key pressed is the confirmation key and the flag
+// (from ValeurConfirmation) is not 0.
+bool Confirmation(std::string_view ligne);
 
 // A record found: each field shown as the record holds it (padded), and the text its entry
 // starts from taken without the padding, so that the user types after it.

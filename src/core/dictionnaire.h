@@ -70,6 +70,26 @@ inline constexpr FichierDictionnaire kLfic{"Lfic", 256, 0};
 inline constexpr FichierDictionnaire kDom{"Dom", 100, 20};
 inline constexpr FichierDictionnaire kBa{"Ba", 128, 6};
 inline constexpr FichierDictionnaire kChain{"Chain", 64, 6};
+inline constexpr std::array<FichierDictionnaire, 5> kFichiersDictionnaire = {
+    {kFic, kLfic, kDom, kBa, kChain}};
+
+// The 1-based position of field i of a record table.
+template <size_t N>
+constexpr int16_t PositionChamp(const std::array<DefChamp, N>& champs, size_t i) {
+  int16_t position = 1;
+  for (size_t k = 0; k < i; ++k) position = static_cast<int16_t>(position + champs[k].largeur);
+  return position;
+}
+
+// The dictionary's own chaining: the Lfic lines of a file under its Fic record, the first and
+// last line in the header, the previous and next line in each line.
+struct PositionsChainage {
+  int16_t premiere, derniere;    // in the header record
+  int16_t precedente, suivante;  // in the line record
+};
+inline constexpr PositionsChainage kChainageLficFic{
+    PositionChamp(kChampsFic, kPremLigneFic), PositionChamp(kChampsFic, kDernLigneFic),
+    PositionChamp(kChampsLfic, kLigPrec), PositionChamp(kChampsLfic, kLigSuiv)};
 
 }  // namespace vesk
 
