@@ -76,26 +76,34 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
     if (info == nullptr) return E_POINTER;
     *info = nullptr;
     if (rang != 0) return DISP_E_BADINDEX;
-    HRESULT hr = Info();
-    if (FAILED(hr)) return hr;
-    info_->AddRef();
-    *info = info_;
-    return S_OK;
+    return SansException([&] {
+      HRESULT hr = Info();
+      if (FAILED(hr)) return hr;
+      info_->AddRef();
+      *info = info_;
+      return S_OK;
+    });
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* noms, UINT nombre, LCID,
                                           DISPID* ids) override {
     if (!::IsEqualIID(iid, IID_NULL)) return DISP_E_UNKNOWNINTERFACE;
-    HRESULT hr = Info();
-    return FAILED(hr) ? hr : info_->GetIDsOfNames(noms, nombre, ids);
+    return SansException([&] {
+      HRESULT hr = Info();
+      return FAILED(hr) ? hr : info_->GetIDsOfNames(noms, nombre, ids);
+    });
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID, WORD drapeaux, DISPPARAMS* params,
                                    VARIANT* resultat, EXCEPINFO* exception,
                                    UINT* argument_errone) override {
     if (!::IsEqualIID(iid, IID_NULL)) return DISP_E_UNKNOWNINTERFACE;
-    HRESULT hr = Info();
-    if (FAILED(hr)) return hr;
-    return InvoqueDispatch(info_, static_cast<::IAsS*>(this), id, drapeaux, params, resultat,
-                           exception, argument_errone);
+    // The method itself runs inside AppelCom; what can throw here is the dispatch's own work
+    // (the DLL's path, the copies of the arguments).
+    return SansException([&] {
+      HRESULT hr = Info();
+      if (FAILED(hr)) return hr;
+      return InvoqueDispatch(info_, static_cast<::IAsS*>(this), id, drapeaux, params, resultat,
+                             exception, argument_errone);
+    });
   }
 
   // IAsS, in the order of the interface.
