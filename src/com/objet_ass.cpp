@@ -8,6 +8,7 @@
 #include "com/hote_com.h"
 #include "com/module.h"
 #include "core/ass.h"
+#include "core/etat_module.h"
 #include "gencode/feuille_gencode.h"
 #include "platform/platform.h"
 #include "vesk_h.h"
@@ -35,7 +36,12 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
   }
   virtual ~ObjetAsS() {
     if (info_ != nullptr) info_->Release();
-    composant_.reset();  // the thread's files close here when this was its last object
+    // The last COM object of the thread takes the thread's module state with it, whoever opened
+    // it: a state made by a record method before OuvS would otherwise keep its configuration
+    // for the thread's next OuvS.
+    const std::weak_ptr<AsS> composant = composant_;
+    composant_.reset();
+    if (composant.expired()) OublieEtat();
     RetireObjet();
   }
 
