@@ -140,14 +140,17 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
   HRESULT STDMETHODCALLTYPE FicApp() override { return Commande(&AsS::FicApp); }
   HRESULT STDMETHODCALLTYPE LectBA() override { return Commande(&AsS::LectBA); }
   HRESULT STDMETHODCALLTYPE ReConsBA() override { return Commande(&AsS::ReConsBA); }
-  HRESULT STDMETHODCALLTYPE GenPS() override { return Commande(&AsS::GenPS); }
-  HRESULT STDMETHODCALLTYPE GenPE() override { return Commande(&AsS::GenPE); }
+  HRESULT STDMETHODCALLTYPE GenPS() override { return Generation(&AsS::GenPS); }
+  HRESULT STDMETHODCALLTYPE GenPE() override { return Generation(&AsS::GenPE); }
   HRESULT STDMETHODCALLTYPE Util() override { return Commande(&AsS::Util); }
 
  private:
-  // A command ended by an error leaves in the form the lines generated until then.
   HRESULT Commande(void (AsS::*methode)()) {
-    HRESULT hr = AppelCom([&] { ((*composant_).*methode)(); });
+    return AppelCom([&] { ((*composant_).*methode)(); });
+  }
+  // A generation ended by an error leaves in the form the lines generated until then.
+  HRESULT Generation(void (AsS::*methode)()) {
+    HRESULT hr = Commande(methode);
     if (FAILED(hr)) {
       try {
         MontreTexteGenere();
