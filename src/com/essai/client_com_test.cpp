@@ -210,6 +210,11 @@ TEST_F(ClientCom, ThreadsHaveTheirOwnFolders) {
     ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
     Prepare(autre, "CODOM = ZONE\nNOMDOM = Zone\nFDD = ZONE\nCODOM =\n");
     IAsS* second = Cree();
+    if (second == nullptr) {
+      ADD_FAILURE() << "pas d'objet AsS sur le second thread";
+      ::CoUninitialize();
+      return;
+    }
     EXPECT_EQ(second->OuvS(), S_OK) << MessageErreur();
     EXPECT_EQ(second->EntDom(), S_OK) << MessageErreur();
     EXPECT_EQ(second->EdtDom(), S_OK) << MessageErreur();
