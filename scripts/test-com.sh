@@ -5,7 +5,8 @@
 #   (src/com/essai/client_com_test.cpp) drives the server early-bound, a screenshot of the form
 #   "Génération de Code" is taken meanwhile; cscript runs src/com/essai/essai.vbs late-bound;
 #   regsvr32 /u removes every key, and a second /u is no error.
-# Windows need a display: without DISPLAY the script runs itself under xvfb-run.
+# Windows need a display: without DISPLAY the script runs itself under xvfb-run. Every Wine
+# step has a time limit (a hang is a failure, and the prefix is still removed).
 # Usage: scripts/test-com.sh BUILD_WIN_DIR
 # Ends with "N passed, M failed"; exit status 1 when anything failed. The screenshot is
 # BUILD_WIN_DIR/com-feuille-gencode.png, the client's output BUILD_WIN_DIR/com-client.log.
@@ -14,15 +15,26 @@ if [ $# -ne 1 ] || [ ! -d "$1" ]; then
   echo "usage : test-com.sh DOSSIER_DE_COMPILATION_WINDOWS" >&2
   exit 2
 fi
-if [ -z "${DISPLAY:-}" ] && [ -z "${VESK_COM_XVFB:-}" ] && command -v xvfb-run >/dev/null; then
+if [ -z "${DISPLAY:-}" ] && [ -z "${VESK_COM_XVFB:-}" ]; then
+  if ! command -v xvfb-run >/dev/null; then
+    echo "test-com.sh : ni DISPLAY ni xvfb-run : les fenêtres ne peuvent pas s'afficher" >&2
+    exit 2
+  fi
   exec env VESK_COM_XVFB=1 xvfb-run -a -s "-screen 0 1024x768x24" bash "$0" "$@"
+fi
+if [ -z "${DISPLAY:-}" ]; then
+  echo "test-com.sh : xvfb-run n'a pas donné d'affichage (DISPLAY vide)" >&2
+  exit 2
 fi
 BUILD=$(cd "$1" && pwd)
 ESSAI=$(cd "$(dirname "$0")/../src/com/essai" && pwd)
 DLL=$BUILD/src/com/vesk.dll
 CLIENT=$BUILD/src/com/essai/vesk_com_client.exe
 VESK=$BUILD/src/cli/vesk.exe
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/vesk-com.XXXXXX")
+if ! WORK=$(mktemp -d "${TMPDIR:-/tmp}/vesk-com.XXXXXX"); then
+  echo "test-com.sh : impossible de créer le dossier de travail dans ${TMPDIR:-/tmp}" >&2
+  exit 2
+fi
 export WINEPREFIX=$WORK/prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 trap 'wineserver -k >/dev/null 2>&1; rm -rf "$WORK"' EXIT
 
@@ -40,8 +52,20 @@ check() {
     echo "ÉCHEC   $name"
   fi
 }
-win() { winepath -w "$1"; }
-cle() { wine reg query "$1" >/dev/null 2>&1; }
+# vin COMMAND...: wine COMMAND, stopped after 120 s (then 10 s more before KILL).
+vin() {
+  timeout -k 10 120 wine "$@"
+  local status=$?
+  [ $status -eq 124 ] || [ $status -eq 137 ] && echo "délai dépassé : wine $*" >&2
+  return $status
+}
+win() { timeout -k 10 120 winepath -w "$1"; }
+cle() { vin reg query "$1" >/dev/null 2>&1; }
+# A missing key and a registry that cannot be read both fail: an absence counts only once
+# the registry answered for a key that is always there.
+registre_lisible() {
+  cle 'HKCR\CLSID' || { echo "wine reg ne lit pas le registre"; return 1; }
+}
 
 KEYS=('HKCR\Vesk.AsS\CLSID'
   'HKCR\CLSID\{BA27CA77-E72C-490C-A804-198E143D883E}\InprocServer32'
@@ -51,10 +75,11 @@ KEYS=('HKCR\Vesk.AsS\CLSID'
 cles_presentes() {
   local k
   for k in "${KEYS[@]}"; do cle "$k" || { echo "clé absente : $k"; return 1; }; done
-  wine reg query "${KEYS[1]}" /v ThreadingModel | grep -q Apartment
+  vin reg query "${KEYS[1]}" /v ThreadingModel | grep -q Apartment
 }
 cles_absentes() {
   local k
+  registre_lisible || return 1
   for k in "${KEYS[@]}" 'HKCR\Vesk.AsS' 'HKCR\CLSID\{BA27CA77-E72C-490C-A804-198E143D883E}' \
     'HKCR\TypeLib\{1248A617-40FD-47E9-A424-2FEA654B449A}'; do
     if cle "$k"; then
@@ -66,8 +91,8 @@ cles_absentes() {
 
 # The demo folder of vesk.exe, and its domains' listing as text.
 demo() {
-  wine "$VESK" demo "$(win "$WORK/demo")" &&
-    wine "$VESK" --data "$(win "$WORK/demo")" edtdom --output "$(win "$WORK/domaines.txt")" &&
+  vin "$VESK" demo "$(win "$WORK/demo")" &&
+    vin "$VESK" --data "$(win "$WORK/demo")" edtdom --output "$(win "$WORK/domaines.txt")" &&
     grep -q '| TVA ' "$WORK/domaines.txt"
 }
 
@@ -75,14 +100,18 @@ demo() {
 client() {
   rm -f "$BUILD/com-feuille-gencode.png"
   VESK_COM_DEMO=$(win "$WORK/demo") VESK_COM_CAPTURE=$(win "$WORK/pret") \
-    wine "$CLIENT" --gtest_brief=1 >"$BUILD/com-client.log" 2>&1 &
+    vin "$CLIENT" --gtest_brief=1 >"$BUILD/com-client.log" 2>&1 &
   local pid=$! _
   for _ in $(seq 1 600); do
     [ -f "$WORK/pret" ] || ! kill -0 $pid 2>/dev/null && break
     sleep 0.1
   done
-  if [ -f "$WORK/pret" ] && command -v import >/dev/null; then
+  if ! command -v import >/dev/null; then
+    echo "import (ImageMagick) absent : pas de capture"
+  elif [ -f "$WORK/pret" ]; then
     import -window root "$BUILD/com-feuille-gencode.png" || echo "capture impossible"
+  else
+    echo "le client n'a pas montré la feuille : pas de capture"
   fi
   wait $pid
   local status=$?
@@ -96,32 +125,37 @@ vbscript() {
   printf 'script = ecrans.txt\nsynchro = off\n' >"$WORK/vbs/vesk.ini"
   cp "$ESSAI/domaines.txt" "$WORK/vbs/ecrans.txt"
   local sortie
-  sortie=$(VESK_DATA=$(win "$WORK/vbs") wine cscript //nologo "$(win "$ESSAI/essai.vbs")" \
+  sortie=$(VESK_DATA=$(win "$WORK/vbs") vin cscript //nologo "$(win "$ESSAI/essai.vbs")" \
     "$(win "$WORK/vbs")" 2>&1)
   echo "$sortie" | tail -5
   [ "$(echo "$sortie" | tr -d '\r' | tail -1)" = "VBS OK" ]
 }
 
-DISPLAY=${DISPLAY:-} wine wineboot -i >/dev/null 2>&1
+# The prefix: wineboot, then no window manager (Xvfb): Wine draws the windows' frames and
+# titles itself.
+prefixe() {
+  vin wineboot -i >/dev/null 2>&1 &&
+    vin reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
+}
+if ! prefixe; then
+  echo "test-com.sh : wineboot n'a pas préparé le préfixe $WINEPREFIX" >&2
+  exit 2
+fi
 # Fixedsys and the frame buttons' font, which every Windows has: Debian's Wine ships them but
 # does not load them from its own folder.
 for f in vgafix.fon marlett.ttf; do
   [ -f "/usr/share/wine/fonts/$f" ] &&
     cp "/usr/share/wine/fonts/$f" "$WINEPREFIX/drive_c/windows/Fonts/"
 done
-# Without a window manager (Xvfb), Wine draws the windows' frames and titles itself.
-wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
-check "regsvr32 enregistre vesk.dll" wine regsvr32 /s "$(win "$DLL")"
+check "regsvr32 enregistre vesk.dll" vin regsvr32 /s "$(win "$DLL")"
 check "les clés du registre sont écrites" cles_presentes
 check "vesk.exe demo et edtdom" demo
 check "client C++ (liaison précoce)" client
-if [ -n "${VESK_COM_XVFB:-}${DISPLAY:-}" ] && command -v import >/dev/null; then
-  check "capture de Feuille_GenCode" test -s "$BUILD/com-feuille-gencode.png"
-fi
+check "capture de Feuille_GenCode" test -s "$BUILD/com-feuille-gencode.png"
 check "VBScript par cscript (liaison tardive)" vbscript
-check "regsvr32 /u" wine regsvr32 /u /s "$(win "$DLL")"
+check "regsvr32 /u" vin regsvr32 /u /s "$(win "$DLL")"
 check "regsvr32 /u retire toutes les clés" cles_absentes
-check "regsvr32 /u une seconde fois" wine regsvr32 /u /s "$(win "$DLL")"
+check "regsvr32 /u une seconde fois" vin regsvr32 /u /s "$(win "$DLL")"
 
 echo "$PASSED passed, $FAILED failed"
 [ "$FAILED" -eq 0 ]

@@ -38,6 +38,17 @@ HRESULT AppelCom(F&& appel) noexcept {
   }
 }
 
+// Runs appel, which returns an HRESULT, for the entry points that set no error object of their
+// own (IDispatch's): an exception becomes HResultExceptionCourante() instead of crossing COM.
+template <typename F>
+HRESULT SansException(F&& appel) noexcept {
+  try {
+    return appel();
+  } catch (...) {
+    return HResultExceptionCourante();
+  }
+}
+
 }  // namespace vesk::com
 
 #endif  // VESK_COM_ERREUR_COM_H_

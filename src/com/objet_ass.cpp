@@ -8,6 +8,7 @@
 #include "com/hote_com.h"
 #include "com/module.h"
 #include "core/ass.h"
+#include "core/etat_module.h"
 #include "gencode/feuille_gencode.h"
 #include "platform/platform.h"
 #include "vesk_h.h"
@@ -35,7 +36,12 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
   }
   virtual ~ObjetAsS() {
     if (info_ != nullptr) info_->Release();
-    composant_.reset();  // the thread's files close here when this was its last object
+    // The last COM object of the thread takes the thread's module state with it, whoever opened
+    // it: a state made by a record method before OuvS would otherwise keep its configuration
+    // for the thread's next OuvS.
+    const std::weak_ptr<AsS> composant = composant_;
+    composant_.reset();
+    if (composant.expired()) OublieEtat();
     RetireObjet();
   }
 
@@ -76,26 +82,34 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
     if (info == nullptr) return E_POINTER;
     *info = nullptr;
     if (rang != 0) return DISP_E_BADINDEX;
-    HRESULT hr = Info();
-    if (FAILED(hr)) return hr;
-    info_->AddRef();
-    *info = info_;
-    return S_OK;
+    return SansException([&] {
+      HRESULT hr = Info();
+      if (FAILED(hr)) return hr;
+      info_->AddRef();
+      *info = info_;
+      return S_OK;
+    });
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* noms, UINT nombre, LCID,
                                           DISPID* ids) override {
     if (!::IsEqualIID(iid, IID_NULL)) return DISP_E_UNKNOWNINTERFACE;
-    HRESULT hr = Info();
-    return FAILED(hr) ? hr : info_->GetIDsOfNames(noms, nombre, ids);
+    return SansException([&] {
+      HRESULT hr = Info();
+      return FAILED(hr) ? hr : info_->GetIDsOfNames(noms, nombre, ids);
+    });
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID, WORD drapeaux, DISPPARAMS* params,
                                    VARIANT* resultat, EXCEPINFO* exception,
                                    UINT* argument_errone) override {
     if (!::IsEqualIID(iid, IID_NULL)) return DISP_E_UNKNOWNINTERFACE;
-    HRESULT hr = Info();
-    if (FAILED(hr)) return hr;
-    return InvoqueDispatch(info_, static_cast<::IAsS*>(this), id, drapeaux, params, resultat,
-                           exception, argument_errone);
+    // The method itself runs inside AppelCom; what can throw here is the dispatch's own work
+    // (the DLL's path, the copies of the arguments).
+    return SansException([&] {
+      HRESULT hr = Info();
+      if (FAILED(hr)) return hr;
+      return InvoqueDispatch(info_, static_cast<::IAsS*>(this), id, drapeaux, params, resultat,
+                             exception, argument_errone);
+    });
   }
 
   // IAsS, in the order of the interface.
@@ -126,14 +140,17 @@ class ObjetAsS : public ::IAsS, public ISupportErrorInfo {
   HRESULT STDMETHODCALLTYPE FicApp() override { return Commande(&AsS::FicApp); }
   HRESULT STDMETHODCALLTYPE LectBA() override { return Commande(&AsS::LectBA); }
   HRESULT STDMETHODCALLTYPE ReConsBA() override { return Commande(&AsS::ReConsBA); }
-  HRESULT STDMETHODCALLTYPE GenPS() override { return Commande(&AsS::GenPS); }
-  HRESULT STDMETHODCALLTYPE GenPE() override { return Commande(&AsS::GenPE); }
+  HRESULT STDMETHODCALLTYPE GenPS() override { return Generation(&AsS::GenPS); }
+  HRESULT STDMETHODCALLTYPE GenPE() override { return Generation(&AsS::GenPE); }
   HRESULT STDMETHODCALLTYPE Util() override { return Commande(&AsS::Util); }
 
  private:
-  // A command ended by an error leaves in the form the lines generated until then.
   HRESULT Commande(void (AsS::*methode)()) {
-    HRESULT hr = AppelCom([&] { ((*composant_).*methode)(); });
+    return AppelCom([&] { ((*composant_).*methode)(); });
+  }
+  // A generation ended by an error leaves in the form the lines generated until then.
+  HRESULT Generation(void (AsS::*methode)()) {
+    HRESULT hr = Commande(methode);
     if (FAILED(hr)) {
       try {
         MontreTexteGenere();

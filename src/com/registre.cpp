@@ -4,7 +4,8 @@
 //   CLSID\{CLSID}                       "Vesk AsS", InprocServer32 = the DLL's path with
 //                                       ThreadingModel = Apartment, ProgID, TypeLib, Version
 //   TypeLib\{LIBID}, Interface\{IID}    written by RegisterTypeLib (the marshaller needs them)
-// Unregistering removes them all; what is already gone is not an error.
+// Unregistering removes them all; what is already gone is not an error. A registration that
+// fails midway is undone: it reports its first error and leaves no key behind.
 #include <windows.h>
 // windows.h first
 #include <oleauto.h>
@@ -59,12 +60,21 @@ HRESULT EnregistreBibliotheque(const std::wstring& chemin) {
   return hr;
 }
 
-// UnRegisterTypeLib answers E_INVALIDARG for a library that is not registered: ask first.
+// The answers that say the type library is not registered (any more).
+bool BibliothequeAbsente(HRESULT hr) {
+  return hr == TYPE_E_LIBNOTREGISTERED || hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ||
+         hr == HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+}
+
+// UnRegisterTypeLib answers E_INVALIDARG for a library that is not registered: ask first. Any
+// other failure is the caller's.
 HRESULT DesenregistreBibliotheque() {
   BSTR chemin = nullptr;
-  if (FAILED(::QueryPathOfRegTypeLib(LIBID_VeskLib, 1, 0, LOCALE_NEUTRAL, &chemin))) return S_OK;
+  HRESULT hr = ::QueryPathOfRegTypeLib(LIBID_VeskLib, 1, 0, LOCALE_NEUTRAL, &chemin);
+  if (FAILED(hr)) return BibliothequeAbsente(hr) ? S_OK : hr;
   ::SysFreeString(chemin);
-  return ::UnRegisterTypeLib(LIBID_VeskLib, 1, 0, LOCALE_NEUTRAL, SYS_WIN64);
+  hr = ::UnRegisterTypeLib(LIBID_VeskLib, 1, 0, LOCALE_NEUTRAL, SYS_WIN64);
+  return BibliothequeAbsente(hr) ? S_OK : hr;
 }
 
 HRESULT Enregistre() {
@@ -101,17 +111,12 @@ HRESULT Desenregistre() {
 }  // namespace vesk::com
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
-  try {
-    return vesk::com::Enregistre();
-  } catch (...) {
-    return E_OUTOFMEMORY;  // the strings above are all that can throw
-  }
+  const HRESULT hr = vesk::com::SansException(vesk::com::Enregistre);
+  // No half registration: what was written goes, and the first error is the one reported.
+  if (FAILED(hr)) vesk::com::SansException(vesk::com::Desenregistre);
+  return hr;
 }
 
 extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
-  try {
-    return vesk::com::Desenregistre();
-  } catch (...) {
-    return E_OUTOFMEMORY;
-  }
+  return vesk::com::SansException(vesk::com::Desenregistre);
 }

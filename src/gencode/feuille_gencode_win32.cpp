@@ -25,11 +25,6 @@ constexpr int kLargeur = 820, kHauteur = 600;
 
 std::atomic<int> g_ouvertes{0};
 
-std::mutex& VerrouClasse() {
-  static std::mutex verrou;
-  return verrou;
-}
-
 // The module holding this code (the DLL, or the program it is linked into).
 HINSTANCE Module() {
   HMODULE module = nullptr;
@@ -39,10 +34,10 @@ HINSTANCE Module() {
   return module;
 }
 
-[[noreturn]] void Echec(std::string_view quoi) {
-  throw ErreurService(
-      "InitGenCode", "Génération de Code",
-      std::string(quoi) + " (erreur Windows " + std::to_string(::GetLastError()) + ")");
+// code: GetLastError() taken right after the failing call, before any cleanup.
+[[noreturn]] void Echec(std::string_view quoi, DWORD code) {
+  throw ErreurService("InitGenCode", "Génération de Code",
+                      std::string(quoi) + " (erreur Windows " + std::to_string(code) + ")");
 }
 
 // The rich-edit control's window class, its library loaded once (and kept).
@@ -91,10 +86,7 @@ LRESULT CALLBACK Procedure(HWND fenetre, UINT message, WPARAM w, LPARAM l) {
     case WM_NCDESTROY: {
       Feuille* f = Feuilles().Pointeur();
       if (f != nullptr && f->fenetre == fenetre) *f = Feuille{};
-      std::lock_guard<std::mutex> garde(VerrouClasse());
-      // The last form gone, the class goes too: a DLL unloaded then reloaded elsewhere would
-      // otherwise find a class whose procedure points into the old copy.
-      if (--g_ouvertes == 0) ::UnregisterClassW(kClasse, Module());
+      --g_ouvertes;
       break;
     }
     default:
@@ -103,26 +95,33 @@ LRESULT CALLBACK Procedure(HWND fenetre, UINT message, WPARAM w, LPARAM l) {
   return ::DefWindowProcW(fenetre, message, w, l);
 }
 
+// The form's window class, registered by the first form of the process and kept. A class is
+// known by its name and module: the DLL loaded again at the same address finds its class
+// still registered, with the same procedure, so ERROR_CLASS_ALREADY_EXISTS is no failure.
+void EnregistreClasse() {
+  static std::once_flag une_fois;
+  std::call_once(une_fois, [] {
+    WNDCLASSEXW classe{};
+    classe.cbSize = sizeof(classe);
+    classe.lpfnWndProc = Procedure;
+    classe.hInstance = Module();
+    classe.hCursor = ::LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
+    classe.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+    classe.lpszClassName = kClasse;
+    if (::RegisterClassExW(&classe) == 0) {
+      const DWORD code = ::GetLastError();
+      if (code != ERROR_CLASS_ALREADY_EXISTS) Echec("classe de fenêtre refusée", code);
+    }
+  });
+}
+
 void CreeFenetre(Feuille& f) {
-  std::lock_guard<std::mutex> garde(VerrouClasse());
-  WNDCLASSEXW classe{};
-  classe.cbSize = sizeof(classe);
-  classe.lpfnWndProc = Procedure;
-  classe.hInstance = Module();
-  classe.hCursor = ::LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
-  classe.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
-  classe.lpszClassName = kClasse;
-  if (::RegisterClassExW(&classe) == 0 && ::GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
-    Echec("classe de fenêtre refusée");
-  }
+  EnregistreClasse();
   // Without an owner: the form lives beside the host's windows.
   f.fenetre =
       ::CreateWindowExW(0, kClasse, kTitre, WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, CW_USEDEFAULT,
                         kLargeur, kHauteur, nullptr, nullptr, Module(), nullptr);
-  if (f.fenetre == nullptr) {
-    if (g_ouvertes == 0) ::UnregisterClassW(kClasse, Module());
-    Echec("impossible de créer la fenêtre");
-  }
+  if (f.fenetre == nullptr) Echec("impossible de créer la fenêtre", ::GetLastError());
   ++g_ouvertes;
 }
 
@@ -148,8 +147,9 @@ void CreeControle(Feuille& f) {
                                 0, 0, interieur.right, interieur.bottom, f.fenetre, nullptr,
                                 Module(), nullptr);
   if (f.gencode == nullptr) {
+    const DWORD code = ::GetLastError();
     ::DestroyWindow(f.fenetre);
-    Echec("impossible de créer le contrôle d'édition riche GenCode");
+    Echec("impossible de créer le contrôle d'édition riche GenCode", code);
   }
   ::SendMessageW(f.gencode, EM_EXLIMITTEXT, 0, 0x7FFFFFFE);
   MetPolice(f.gencode, SCF_DEFAULT);

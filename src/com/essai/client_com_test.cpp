@@ -176,6 +176,27 @@ TEST_F(ClientCom, EntFicThroughAScript) {
   ass->Release();
 }
 
+// A record method called before OuvS makes the thread's state; the release of the thread's
+// last object drops it, so that the next OuvS reads the configuration again.
+TEST_F(ClientCom, TheLastReleaseForgetsAStateMadeBeforeOuvS) {
+  const fs::path premier = dossier_ / "premier", second = dossier_ / "second";
+  fs::create_directories(premier);
+  fs::create_directories(second);
+  Prepare(premier, "");
+  IAsS* ass = Cree();
+  ASSERT_NE(ass, nullptr);
+  LONG e = 1;
+  EXPECT_NE(ass->LireDom(&e), S_OK);  // no file open yet
+  ass->Release();
+  Prepare(second, "");
+  ass = Cree();
+  ASSERT_NE(ass, nullptr);
+  ASSERT_EQ(ass->OuvS(), S_OK) << MessageErreur();
+  ass->Release();
+  EXPECT_TRUE(fs::exists(second / "DOM.DAT"));
+  EXPECT_FALSE(fs::exists(premier / "DOM.DAT"));
+}
+
 // Each apartment thread has its own module state: another thread opens another folder.
 TEST_F(ClientCom, ThreadsHaveTheirOwnFolders) {
   Prepare(dossier_, "CODOM = TVA\nNOMDOM = Taux\nFDD = TVA\nCODOM =\n");
@@ -189,6 +210,11 @@ TEST_F(ClientCom, ThreadsHaveTheirOwnFolders) {
     ASSERT_TRUE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
     Prepare(autre, "CODOM = ZONE\nNOMDOM = Zone\nFDD = ZONE\nCODOM =\n");
     IAsS* second = Cree();
+    if (second == nullptr) {
+      ADD_FAILURE() << "pas d'objet AsS sur le second thread";
+      ::CoUninitialize();
+      return;
+    }
     EXPECT_EQ(second->OuvS(), S_OK) << MessageErreur();
     EXPECT_EQ(second->EntDom(), S_OK) << MessageErreur();
     EXPECT_EQ(second->EdtDom(), S_OK) << MessageErreur();

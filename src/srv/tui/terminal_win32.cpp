@@ -1,8 +1,10 @@
 // The Win32 console back end of the terminal interface. It opens the console itself (CONIN$,
 // CONOUT$), so that redirected standard handles do not matter, and allocates one for a process
-// that has none (a COM client with windows only), given back with the terminal.
+// that has none (a COM client with windows only). The allocated console is shared by the
+// terminals open meanwhile, on any thread, and given back with the last of them.
 #include <windows.h>
 
+#include <mutex>
 #include <vector>
 
 #include "srv/erreur_service.h"
@@ -59,16 +61,59 @@ Touche ToucheVirtuelle(const KEY_EVENT_RECORD& k) {
   }
 }
 
+HANDLE OuvreConsole(const wchar_t* nom) {
+  return CreateFileW(nom, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                     OPEN_EXISTING, 0, nullptr);
+}
+
+// The console allocated for a host that had none: it belongs to the host's screens only, so
+// its Ctrl+C, Ctrl+Break and close events must not end the host. Windows still ends the
+// process after a close event whatever the handler answers: the close button is taken from
+// the window's menu instead.
+BOOL WINAPI IgnoreEvenement(DWORD evenement) {
+  return evenement == CTRL_C_EVENT || evenement == CTRL_BREAK_EVENT || evenement == CTRL_CLOSE_EVENT
+             ? TRUE
+             : FALSE;
+}
+
+std::mutex g_verrou_console;
+bool g_console_allouee = false;  // the process's console is the one allocated here
+int g_utilisateurs = 0;          // terminals using it
+
+// CONIN$, after allocating a console when the process has none. *utilisateur: the caller
+// uses the allocated console, and gives it back with RendConsole (even when the handle is
+// invalid).
+HANDLE OuvreEntree(bool* utilisateur) {
+  std::lock_guard<std::mutex> garde(g_verrou_console);
+  HANDLE entree = OuvreConsole(L"CONIN$");
+  if (entree == INVALID_HANDLE_VALUE && !g_console_allouee && ::AllocConsole()) {
+    g_console_allouee = true;
+    ::SetConsoleCtrlHandler(IgnoreEvenement, TRUE);
+    if (HWND fenetre = ::GetConsoleWindow()) {
+      ::DeleteMenu(::GetSystemMenu(fenetre, FALSE), SC_CLOSE, MF_BYCOMMAND);
+    }
+    entree = OuvreConsole(L"CONIN$");
+  }
+  *utilisateur = g_console_allouee;
+  if (g_console_allouee) ++g_utilisateurs;
+  return entree;
+}
+
+// The last user of the allocated console gives it back.
+void RendConsole() {
+  std::lock_guard<std::mutex> garde(g_verrou_console);
+  if (--g_utilisateurs > 0) return;
+  ::SetConsoleCtrlHandler(IgnoreEvenement, FALSE);
+  ::FreeConsole();
+  g_console_allouee = false;
+}
+
 class TerminalConsole : public Terminal {
  public:
   TerminalConsole() {
     // The console itself, even when the standard handles are redirected; a process that has
     // none (a COM client with windows only) is given one for the time of the screens.
-    entree_ = OuvreConsole(L"CONIN$");
-    if (entree_ == INVALID_HANDLE_VALUE && ::AllocConsole()) {
-      console_allouee_ = true;
-      entree_ = OuvreConsole(L"CONIN$");
-    }
+    entree_ = OuvreEntree(&console_allouee_);
     DWORD mode = 0;
     if (entree_ == INVALID_HANDLE_VALUE || !GetConsoleMode(entree_, &mode)) {
       Libere();
@@ -161,16 +206,12 @@ class TerminalConsole : public Terminal {
     return Touche::Car(c);
   }
 
-  static HANDLE OuvreConsole(const wchar_t* nom) {
-    return CreateFileW(nom, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                       nullptr, OPEN_EXISTING, 0, nullptr);
-  }
-  // Closes the console's handles, and gives back the console this object allocated.
+  // Closes the console's handles, and gives back the allocated console this object used.
   void Libere() {
     if (entree_ != INVALID_HANDLE_VALUE) CloseHandle(entree_);
     if (ancien_ != INVALID_HANDLE_VALUE) CloseHandle(ancien_);
     entree_ = ancien_ = INVALID_HANDLE_VALUE;
-    if (console_allouee_) FreeConsole();
+    if (console_allouee_) RendConsole();
     console_allouee_ = false;
   }
 
