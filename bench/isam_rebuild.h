@@ -188,13 +188,21 @@ void Taille(uint64_t n, const fs::path& root) {
 int Main(int argc, char** argv) {
   std::vector<uint64_t> sizes{200000, 1000000};
   fs::path root = fs::temp_directory_path() / ("vesk-rebuild-" + std::to_string(getpid()));
+  bool own_root = true;  // a folder given with --dir keeps everything but the bench's own files
   for (int i = 1; i < argc; ++i) {
     const std::string a = argv[i];
-    if (a == "--records" && i + 1 < argc) sizes = {std::stoull(argv[++i])};
-    if (a == "--dir" && i + 1 < argc) root = argv[++i];
+    if (a == "--rebuild") continue;
+    if (a == "--records" && i + 1 < argc) {
+      sizes = {std::stoull(argv[++i])};
+    } else if (a == "--dir" && i + 1 < argc) {
+      root = argv[++i];
+      own_root = false;
+    } else {
+      Die("option inconnue " + a + " (--records N, --dir DOSSIER)");
+    }
   }
   for (uint64_t n : sizes) Taille(n, root);
-  fs::remove_all(root);
+  if (own_root) fs::remove_all(root);
   return 0;
 }
 
