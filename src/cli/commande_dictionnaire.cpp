@@ -33,9 +33,6 @@ void EcritFichier(const std::string& chemin, const std::string& texte) {
 
 int CommandeExport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() > 1) {
-    throw ErreurService("Ligne de commande", "export", "un seul fichier : vesk export [FICHIER]");
-  }
   std::string texte;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
@@ -52,9 +49,6 @@ int CommandeExport(Contexte& contexte) {
 
 int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() != 1) {
-    throw ErreurService("Ligne de commande", "import", "un fichier attendu : vesk import FICHIER");
-  }
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());

@@ -78,13 +78,12 @@ int SansEcran(Contexte& contexte) {
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   if (o.tous && !o.arguments.empty()) {
-    throw ErreurService("Ligne de commande", "--tous",
-                        "des noms de fichiers ou --tous, pas les deux");
+    throw ErreurUsage("--tous", "des noms de fichiers ou --tous, pas les deux");
   }
   const bool ecran = !o.tous && o.arguments.empty();
   if (ecran && o.force) {
-    throw ErreurService("Ligne de commande", "--force",
-                        "avec des noms de fichiers ou --tous seulement : l'écran pose la question");
+    throw ErreurUsage("--force",
+                      "avec des noms de fichiers ou --tous seulement : l'écran pose la question");
   }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   int statut = 0;
