@@ -88,7 +88,7 @@ endfunction()
 # program NAME, registered with CTest (under Wine for the Windows build, through the emulator).
 function(vesk_tests name)
   cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
-  if(VESK_FUZZ)
+  if(VESK_FUZZ OR NOT VESK_TESTS)
     return()
   endif()
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
