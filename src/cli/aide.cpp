@@ -32,7 +32,8 @@ constexpr Entree kFichiers[] = {
      "Les fichiers de données de l'application et leurs B-arbres ; ceux qui dépendent de "
      "l'entreprise sont dans le sous-dossier de l'entreprise courante."},
     {"CODE.DOM", "Les valeurs d'un domaine de définition, en texte."},
-    {"EDITIONS/", "Les éditions (PDF ou texte), sauf si « editions » de vesk.ini en nomme un autre."},
+    {"EDITIONS/",
+     "Les éditions (PDF ou texte), sauf si « editions » de vesk.ini en nomme un autre."},
     {"ANOMALIES.LOG",
      "Les anomalies signalées (« @ ... »), datées, avec la procédure qui les a rencontrées, et le "
      "détail des erreurs qui ont fini une commande."},
@@ -44,7 +45,8 @@ constexpr Entree kFichiers[] = {
 };
 
 constexpr Entree kEnvironnement[] = {
-    {"VESK_DATA", "Le dossier des données quand --data n'est pas donné (sinon le dossier courant)."},
+    {"VESK_DATA",
+     "Le dossier des données quand --data n'est pas donné (sinon le dossier courant)."},
     {"TERM", "Le type du terminal des écrans."},
 };
 
@@ -235,19 +237,20 @@ std::string CommandeManuel(const Commande& c) {
 std::string PageManuel(std::string_view version, std::string_view date) {
   std::string m = ".\\\" -*- coding: UTF-8 -*-\n";
   m += ".\\\" Written by vesk-documentation from the help of vesk: edit the help, not this page.\n";
-  m += ".TH VESK 1 \"" + Roff(date) + "\" \"vesk " + Roff(version) + "\" \"Commandes\"\n.nh\n.ad l\n";
+  m += ".TH VESK 1 \"" + Roff(date) + "\" \"vesk " + Roff(version) +
+       "\" \"Commandes\"\n.nh\n.ad l\n";
   m += ".SH NOM\nvesk \\- dictionnaire de données et génération de code d'applications BASIC sur "
        "fichiers ISAM\n";
-  m += ".SH SYNOPSIS\n" + Gras("vesk") + " [" + Gras("--data") + " " + Italique("DOSSIER") +
-       "] " + Italique("COMMANDE") + " [" + Italique("ARGUMENTS") + "] [" + Italique("OPTIONS") +
+  m += ".SH SYNOPSIS\n" + Gras("vesk") + " [" + Gras("--data") + " " + Italique("DOSSIER") + "] " +
+       Italique("COMMANDE") + " [" + Italique("ARGUMENTS") + "] [" + Italique("OPTIONS") +
        "]\n.br\n" + Gras("vesk help") + " [" + Italique("COMMANDE") + "]\n";
   m += ".SH DESCRIPTION\n" + Roff(kResume) + "\n.PP\n" + Roff(kTitre) + ".\n";
   m += ".SH COMMANDES\n";
   for (const Commande& c : Commandes()) m += CommandeManuel(c);
   m += ".SH OPTIONS\n";
   for (const OptionAide& o : Options()) {
-    m += Paragraphe(FormeManuel(o), std::string(o.aide) +
-                                        (o.generale ? " (toutes les commandes)." : "."));
+    m += Paragraphe(FormeManuel(o),
+                    std::string(o.aide) + (o.generale ? " (toutes les commandes)." : "."));
   }
   m += ".SH FICHIERS\nDans le dossier des données :\n";
   for (const Entree& e : kFichiers) m += Paragraphe(Italique(e.nom), e.texte);

@@ -49,18 +49,17 @@ void VerifieUsage(const CLI::App& app, const OptionsLigne& options, const Comman
   if (n < commande->MinArguments() || n > commande->MaxArguments()) {
     const std::string attendu = "vesk " + std::string(commande->nom) +
                                 (commande->usage.empty() ? "" : " " + std::string(commande->usage));
-    throw ErreurUsage(commande->nom, (n < commande->MinArguments() ? "argument manquant : "
-                                                                   : "argument en trop : ") +
-                                         attendu);
+    throw ErreurUsage(
+        commande->nom,
+        (n < commande->MinArguments() ? "argument manquant : " : "argument en trop : ") + attendu);
   }
 }
 
 int Lance(const OptionsLigne& options, const Commande* commande, std::ostream& sortie,
           std::ostream& erreurs, std::optional<Configuration>& config) {
   // The help needs no data folder.
-  config = commande != nullptr && commande->execute == CommandeAide
-               ? Configuration{}
-               : ChargeConfiguration(options);
+  config = commande != nullptr && commande->execute == CommandeAide ? Configuration{}
+                                                                    : ChargeConfiguration(options);
   Contexte contexte(*config, options, sortie, erreurs);
   if (commande == nullptr) {
     if (MenuInteractif(contexte)) return MenuTerminal(contexte);

@@ -40,8 +40,9 @@ void EcritIni(const std::string& chemin, const std::string& texte) {
   std::ofstream sortie(provisoire, std::ios::binary | std::ios::trunc);
   sortie << texte;
   sortie.close();
-  platform::IoStatus st = sortie ? platform::RenameFile(provisoire, chemin)
-                                 : platform::IoStatus{platform::Code::kIoError, 0, "écriture impossible"};
+  platform::IoStatus st =
+      sortie ? platform::RenameFile(provisoire, chemin)
+             : platform::IoStatus{platform::Code::kIoError, 0, "écriture impossible"};
   if (!st.ok()) {
     platform::RemoveFile(provisoire);
     throw ErreurService(kOperation, chemin, st.message);

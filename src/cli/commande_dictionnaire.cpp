@@ -8,6 +8,7 @@
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -52,7 +53,9 @@ int CommandeImport(Contexte& contexte) {
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai);
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+  barre->Fin();
   composant->Termine();
   contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
                     << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques

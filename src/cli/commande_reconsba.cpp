@@ -11,6 +11,7 @@
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -61,6 +62,9 @@ int SansEcran(Contexte& contexte) {
     }
     return o.force;
   };
+  // A bar on the terminal while each file is rebuilt (nothing when stderr is not one).
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  qui.suivi = barre.get();
   const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   int statut = 0;

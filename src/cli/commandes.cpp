@@ -40,7 +40,8 @@ constexpr Commande kCommandes[] = {
      "L'édition de l'application : la liste des fichiers spécifiés, puis les spécifications de "
      "chacun.",
      "--output", CommandeFicApp},
-    {"lectba", "", "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
+    {"lectba", "",
+     "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
      "La lecture d'un B-arbre ouvert (ceux du dictionnaire et de l'application) : son en-tête, "
      "ses noeuds libres et le contrôle de ses clés, choisi sur un écran.",
      "--script --transcript --output", CommandeLectBA},
@@ -72,7 +73,8 @@ constexpr Commande kCommandes[] = {
      "(clients, factures, lignes, taux de TVA, pays, règlements) et ses données dans "
      "l'entreprise 01.",
      "", CommandeDemo, Argument::kDossier, "", "vesk demo /tmp/vesk-demo"},
-    {"decl", "NOM", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
+    {"decl", "NOM",
+     "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
      "Les déclarations générées pour le fichier NOM : l'ouverture du fichier et de ses B-arbres, "
      "la lecture et l'écriture de ses enregistrements, ses variables. Dans un terminal, le "
      "visualiseur « Génération de Code » ; sinon la sortie.",
@@ -83,17 +85,20 @@ constexpr Commande kCommandes[] = {
      "programme du fichier NOM avec toutes les valeurs par défaut, sur la sortie.",
      "--script --transcript --output --encoding --eol", CommandeGenPS, Argument::kNomFichier,
      "Nom du fichier"},
-    {"genpe", "[NOM]", "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
+    {"genpe", "[NOM]",
+     "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
      "Le programme d'édition ou de sortie CSV d'un fichier : sans NOM, son écran de génération ; "
      "avec NOM, le programme de sortie CSV du fichier NOM (--edition : l'édition imprimée) sur "
      "la sortie.",
      "--script --transcript --output --encoding --eol --csv --edition", CommandeGenPE,
      Argument::kNomFichier, "Nom du fichier", "vesk genpe FACTUR --edition"},
-    {"export", "[FICHIER]", "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
+    {"export", "[FICHIER]",
+     "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
      "Le dictionnaire entier en texte TOML (domaines, fichiers, rubriques, B-arbres, chaînages), "
      "à relire, comparer et réimporter.",
      "--output", CommandeExport, Argument::kFichier, "", "vesk export dico.toml"},
-    {"import", "FICHIER", "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+    {"import", "FICHIER",
+     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
      "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
      "seul lot : tout ou rien.",
      "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},

@@ -38,9 +38,9 @@ std::string MessageAnalyse(const CLI::ParseError& e) {
   // CLI11's messages are English: only the option's name, before the first ':', is kept.
   const std::string detail = e.what();
   const size_t deux_points = detail.find(':');
-  const std::string option =
-      detail.starts_with("-") && deux_points != std::string::npos ? detail.substr(0, deux_points)
-                                                                  : "";
+  const std::string option = detail.starts_with("-") && deux_points != std::string::npos
+                                 ? detail.substr(0, deux_points)
+                                 : "";
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&e) != nullptr && !option.empty()) {
     return "l'option " + option + " attend une valeur";
   }

@@ -15,8 +15,8 @@ const OptionAide kOptions[] = {
      Genre::kDossier, "", true, &O::data},
     {"--entreprise", "", "NOM", "Entreprise courante (remplace « entreprise » de vesk.ini)",
      Genre::kTexte, "", true, &O::entreprise},
-    {"--help", "-h", "", "Affiche l'aide (de la commande qui précède ou suit)", Genre::kDrapeau,
-     "", true, nullptr, nullptr, &O::aide},
+    {"--help", "-h", "", "Affiche l'aide (de la commande qui précède ou suit)", Genre::kDrapeau, "",
+     true, nullptr, nullptr, &O::aide},
     {"--version", "-V", "", "Affiche la version", Genre::kDrapeau, "", true},
     {"--output", "", "FICHIER",
      "Écrit le résultat dans FICHIER (« - » : la sortie standard) ; une édition va dans un "
@@ -38,10 +38,10 @@ const OptionAide kOptions[] = {
     {"--tous", "", "", "Reconstruit tous les fichiers, sans écran", Genre::kDrapeau, "", false,
      nullptr, nullptr, &O::tous},
     {"--force", "", "",
-     "Compacte même quand des rubriques E ne suivent aucun chaînage (sans écran)",
-     Genre::kDrapeau, "", false, nullptr, nullptr, &O::force},
-    {"--dry-run", "", "", "Vérifie le texte sans rien écrire", Genre::kDrapeau, "", false,
-     nullptr, nullptr, &O::essai},
+     "Compacte même quand des rubriques E ne suivent aucun chaînage (sans écran)", Genre::kDrapeau,
+     "", false, nullptr, nullptr, &O::force},
+    {"--dry-run", "", "", "Vérifie le texte sans rien écrire", Genre::kDrapeau, "", false, nullptr,
+     nullptr, &O::essai},
     {"--application", "", "NOM", "Nom de l'application écrit dans vesk.ini", Genre::kTexte, "",
      false, &O::application},
     {"--set", "", "CLE=VALEUR",
@@ -113,7 +113,8 @@ void VerifieOptions(const CLI::App& app, OptionsLigne& o) {
   } else if (o.fin_texte == "lf") {
     o.fin_de_ligne = FinDeLigne::kLf;
   } else {
-    throw ErreurUsage("--eol", "fin de ligne « " + o.fin_texte + " » inconnue : crlf ou lf attendu");
+    throw ErreurUsage("--eol",
+                      "fin de ligne « " + o.fin_texte + " » inconnue : crlf ou lf attendu");
   }
   using Nomme = std::pair<const char*, const std::optional<std::string>*>;
   for (const auto& [option, valeur] :

@@ -536,7 +536,8 @@ std::vector<std::string> CommandesDeLAide(const std::string& aide) {
   std::string ligne;
   std::getline(lignes, ligne);
   while (std::getline(lignes, ligne)) {
-    if (ligne.size() > 2 && ligne[2] != ' ') noms.push_back(ligne.substr(2, ligne.find(' ', 2) - 2));
+    if (ligne.size() > 2 && ligne[2] != ' ')
+      noms.push_back(ligne.substr(2, ligne.find(' ', 2) - 2));
   }
   return noms;
 }
@@ -551,7 +552,8 @@ TEST_F(VeskTest, EveryCommandHasItsHelpItsManualEntryAndItsCompletion) {
   for (const std::string& nom : noms) {
     Execution aide = Lance(nom + " --help");
     EXPECT_EQ(aide.status, 0) << nom;
-    EXPECT_EQ(aide.sortie.rfind("Utilisation : vesk [--data DOSSIER] " + nom, 0), 0u) << aide.sortie;
+    EXPECT_EQ(aide.sortie.rfind("Utilisation : vesk [--data DOSSIER] " + nom, 0), 0u)
+        << aide.sortie;
     EXPECT_EQ(Lance("help " + nom).sortie, aide.sortie) << nom;
     EXPECT_NE(manuel.find(".TP\n\\fB" + nom + "\\fR"), std::string::npos) << nom;
     EXPECT_NE(completion.find("    " + nom + ") echo"), std::string::npos) << nom;
@@ -570,17 +572,13 @@ TEST_F(VeskTest, AnOptionACommandDoesNotTakeIsRefusedWithItsName) {
     const char* arguments;
     const char* option;
   };
-  for (const Cas& c : {Cas{"export --edition", "--edition"},
-                       Cas{"entdom --output x.txt", "--output"},
-                       Cas{"genps FACTUR --csv", "--csv"},
-                       Cas{"import x.toml --output x.txt", "--output"},
-                       Cas{"edtdom --script x.txt", "--script"},
-                       Cas{"demo autre --output x.txt", "--output"},
-                       Cas{"init autre --tous", "--tous"},
-                       Cas{"config --force", "--force"},
-                       Cas{"decl CLIENT --dry-run", "--dry-run"},
-                       Cas{"--set application=X edtdom", "--set"},
-                       Cas{"--output x.txt", "--output"}}) {
+  for (const Cas& c :
+       {Cas{"export --edition", "--edition"}, Cas{"entdom --output x.txt", "--output"},
+        Cas{"genps FACTUR --csv", "--csv"}, Cas{"import x.toml --output x.txt", "--output"},
+        Cas{"edtdom --script x.txt", "--script"}, Cas{"demo autre --output x.txt", "--output"},
+        Cas{"init autre --tous", "--tous"}, Cas{"config --force", "--force"},
+        Cas{"decl CLIENT --dry-run", "--dry-run"}, Cas{"--set application=X edtdom", "--set"},
+        Cas{"--output x.txt", "--output"}}) {
     Execution e = Lance(std::string("--data donnees ") + c.arguments + " </dev/null");
     EXPECT_EQ(e.status, 2) << c.arguments;
     EXPECT_NE(e.erreurs.find(std::string("vesk : ") + c.option + " : option "), std::string::npos)
@@ -666,15 +664,12 @@ TEST_F(VeskTest, BashCompletesCommandsOptionsValuesAndTheDictionarysFiles) {
     const char* mots;
     const char* reponses;
   };
-  for (const Cas& c : {Cas{"ed", "edtdom\nedtfic\nedtlfic\n"},
-                       Cas{"--data donnees edtfic c", "CLIENT\n"},
-                       Cas{"--data donnees --entreprise 01 decl ''", "CLIENT\nFACLIG\nFACTUR\n"},
-                       Cas{"genpe --ed", "--edition\n"},
-                       Cas{"decl --eol ''", "crlf\nlf\n"},
-                       Cas{"--data don", "donnees\n"},
-                       Cas{"help rec", "reconsba\n"},
-                       Cas{"import --dry-run di", "dico.toml\n"},
-                       Cas{"--data nulle part decl ''", "\n"}}) {
+  for (const Cas& c :
+       {Cas{"ed", "edtdom\nedtfic\nedtlfic\n"}, Cas{"--data donnees edtfic c", "CLIENT\n"},
+        Cas{"--data donnees --entreprise 01 decl ''", "CLIENT\nFACLIG\nFACTUR\n"},
+        Cas{"genpe --ed", "--edition\n"}, Cas{"decl --eol ''", "crlf\nlf\n"},
+        Cas{"--data don", "donnees\n"}, Cas{"help rec", "reconsba\n"},
+        Cas{"import --dry-run di", "dico.toml\n"}, Cas{"--data nulle part decl ''", "\n"}}) {
     EXPECT_EQ(Complete(dossier_, c.mots), c.reponses) << c.mots;
   }
 }

@@ -364,6 +364,8 @@ uint64_t HorlogeNs() {
 
 bool SortieEstTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
 
+bool ErreursEstTerminal() { return ::isatty(STDERR_FILENO) != 0; }
+
 void ConsoleUtf8() {}
 
 std::string Environnement(const char* name) {

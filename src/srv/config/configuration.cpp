@@ -216,7 +216,8 @@ std::string ChangeCle(std::string_view texte, std::string_view cle, std::string_
   bool remplace = false;
   while (!texte.empty()) {
     const size_t fin = texte.find('\n');
-    std::string_view ligne = texte.substr(0, fin == std::string_view::npos ? texte.size() : fin + 1);
+    std::string_view ligne =
+        texte.substr(0, fin == std::string_view::npos ? texte.size() : fin + 1);
     texte.remove_prefix(ligne.size());
     const std::string_view s = SansBlancs(ligne);
     const size_t egal = s.find_first_of("=:");

@@ -170,8 +170,9 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
     // Standard output holds the text only; a listing asked as PDF cannot go there.
     const std::string demandee = text::UpperAscii(sortie.empty() ? suivante : sortie);
     Exige(demandee.empty() || demandee == "TXT", op, titre,
-          "une édition " + demandee + " ne s'écrit pas sur la sortie standard : donnez un fichier "
-          ".pdf (la sortie standard reçoit le texte)");
+          "une édition " + demandee +
+              " ne s'écrit pas sur la sortie standard : donnez un fichier "
+              ".pdf (la sortie standard reçoit le texte)");
     e->flux = true;
   } else {
     e->sorties = report::ChoisitSorties(sortie.empty() ? std::string_view(suivante) : sortie,
