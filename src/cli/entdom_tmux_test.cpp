@@ -255,15 +255,19 @@ TEST_F(EntDomTmux, ARebuildShowsItsProgressOnTheTerminalOnly) {
   ASSERT_EQ(std::system((vesk + " --data grand import grand.toml >/dev/null").c_str()), 0);
   {
     std::unique_ptr<vesk::isam::DataFile> f;
+    vesk::isam::DataFile::Options options;
+    options.create = true;
     ASSERT_TRUE(vesk::isam::DataFile::Open(vesk::isam::Env::Default(),
-                                           (dossier_ / "grand" / "GRAND.DAT").string(), 32,
-                                           {.create = true}, &f)
+                                           (dossier_ / "grand" / "GRAND.DAT").string(), 32, options,
+                                           &f)
                     .ok());
     char texte[40];
     for (uint32_t no = 1; no <= 200000; ++no) {
       std::snprintf(texte, sizeof texte, "%08u%-24s", no, "");
       ASSERT_TRUE(f->Write(no, std::span<const char>(texte, 32)).ok());
-      if (no % 7 == 0) ASSERT_TRUE(f->MarkDeleted(no).ok());
+      if (no % 7 == 0) {
+        ASSERT_TRUE(f->MarkDeleted(no).ok());
+      }
     }
     ASSERT_TRUE(f->Flush().ok());
   }
