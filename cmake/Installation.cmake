@@ -37,7 +37,8 @@ install(TARGETS ${bibliotheques} vesk_composant EXPORT VeskTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk
         FILES_MATCHING PATTERN "*.h"
         PATTERN "cli" EXCLUDE PATTERN "com" EXCLUDE PATTERN "testing" EXCLUDE
-        PATTERN "demo" EXCLUDE PATTERN "tools" EXCLUDE PATTERN "essai_*" EXCLUDE
+        PATTERN "demo" EXCLUDE PATTERN "tools" EXCLUDE PATTERN "testdata" EXCLUDE
+        PATTERN "essai_*" EXCLUDE
         PATTERN "test_*" EXCLUDE PATTERN "*_testing.h" EXCLUDE)
 get_property(enregistrements GLOBAL PROPERTY VESK_ENREGISTREMENTS)
 foreach(e ${enregistrements})
@@ -62,12 +63,12 @@ set(CPACK_PACKAGE_CONTACT "Vesk <vesk@example.com>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
     "data dictionary and code generator for BASIC applications over ISAM files")
 set(CPACK_PACKAGE_DESCRIPTION
-    "Vesk describes the data files of a business application written in a BASIC dialect over\n\
-ISAM files (fields, B-tree keys, chainings, domains) on entry screens, prints that\n\
-description, inspects and rebuilds B-trees, and generates the BASIC source that opens,\n\
-reads, writes, enters and reports each file. The package holds the vesk command, its\n\
-manual page and bash completion, and the component's static libraries, headers and CMake\n\
-package for C++ programs.")
+    "Vesk describes the data files of a business application written in a BASIC\n\
+dialect over ISAM files (fields, B-tree keys, chainings, domains) on entry\n\
+screens, prints that description, inspects and rebuilds B-trees, and generates\n\
+the BASIC source that opens, reads, writes, enters and reports each file. The\n\
+package holds the vesk command, its manual page and bash completion, and the\n\
+component's static libraries, headers and CMake package for C++ programs.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)

@@ -46,7 +46,7 @@ installation_complete() {
   local f
   for f in bin/vesk share/man/man1/vesk.1.gz share/bash-completion/completions/vesk \
     share/doc/vesk/README.md share/doc/vesk/copyright share/doc/vesk/changelog.gz \
-    include/vesk/core/ass.h lib/*/cmake/Vesk/VeskConfig.cmake; do
+    include/vesk/core/ass.h lib/cmake/Vesk/VeskConfig.cmake; do
     compgen -G "$PREFIX/$f" >/dev/null || { echo "manque : $f"; return 1; }
   done
   # stripped: no symbol table
