@@ -8,6 +8,7 @@
 #include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/srv_barbre.h"
 #include "srv/srv_donnee.h"
@@ -168,8 +169,20 @@ void VerifieLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
   }
 }
 
+// A variable that meets a name of the programs generated for the file.
+void VerifieNomsReserves(const FichierTexte& fichier, const PorteeNoms& portee, Fautes& f) {
+  for (const RubriqueTexte& r : fichier.rubriques) {
+    if (!Variable(r.variable)) continue;
+    if (std::optional<std::string> conflit = ConflitVariable(r.variable, portee)) {
+      f.Ajoute(r.ligne, "variable « " + r.variable + " » de la rubrique « " + r.nom +
+                            " » refusée : " + *conflit);
+    }
+  }
+}
+
 // Checks a file and its fields; true when its field table can be built.
-bool VerifieFichier(const std::string& nom, const FichierTexte& fichier, Fautes& f) {
+bool VerifieFichier(const std::string& nom, const FichierTexte& fichier, const PorteeNoms& portee,
+                    Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
@@ -183,6 +196,7 @@ bool VerifieFichier(const std::string& nom, const FichierTexte& fichier, Fautes&
                             ")");
     }
   }
+  VerifieNomsReserves(fichier, portee, f);
   if (f.Nombre() != avant) return false;
   const int64_t reelle = ConstruitChamps(fichier).LongueurReelle();
   VerifieLongueur(fichier, reelle, f);
@@ -245,8 +259,10 @@ std::vector<std::string> VerifieModele(const ModeleDictionnaire& m, std::string_
   Fautes f(nom);
   VerifieDomaines(m, f);
   std::set<std::string> valides;  // the files whose field table can be built
+  // The application's name is the screen service's, which an import may run without: the
+  // opening routine's name is left to the generators' report.
   for (const auto& [n, fichier] : m.fichiers) {
-    if (VerifieFichier(n, fichier, f)) valides.insert(n);
+    if (VerifieFichier(n, fichier, Portee(m, n, ""), f)) valides.insert(n);
   }
   for (const auto& [n, b] : m.barbres) VerifieBArbre(n, b, m, valides, f);
   for (const auto& [n, c] : m.chainages) VerifieChainage(n, c, m, valides, f);
