@@ -1,10 +1,11 @@
 // The inspection of an open B-tree: the choice among the open B-trees, then the listing of what
 // the B-tree service says of the chosen one.
+#include "btree/lect_ba.h"
+
 #include <charconv>
 #include <string>
 #include <vector>
 
-#include "btree/btree.h"
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
