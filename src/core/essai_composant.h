@@ -63,10 +63,10 @@ class ComposantEssai : public ::testing::Test {
   // The screens and listing services, all scripted from session.
   virtual ServicesInterface Interface(std::shared_ptr<script::Session> s) {
     ServicesInterface i;
-    i.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
-    i.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "ESSAI"); };
-    i.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
-    i.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
+    i.saisie = [s] { return std::make_unique<script::SrvSaisieScript>(s); };
+    i.ecran = [s] { return std::make_unique<script::SrvEcranScript>(s, "ESSAI"); };
+    i.choix = [s] { return std::make_unique<script::SrvChoixScript>(s); };
+    i.message = [s] { return std::make_unique<script::SrvMessageScript>(s); };
     i.edition = [d = (dossier_ / "EDITIONS").string()] {
       return std::make_unique<SrvEditionImpl>(Editions(d));
     };

@@ -205,8 +205,8 @@ TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
     options.config.synchro = Synchro::kFull;
     options.env = &panne;
     auto s = session;
-    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
-    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "P"); };
+    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieScript>(s); };
+    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranScript>(s, "P"); };
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
     ass->OuvS();
