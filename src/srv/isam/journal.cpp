@@ -79,14 +79,9 @@ uint64_t Hash64(std::span<const char> bytes, uint64_t seed) {
   uint64_t h = seed ^ (bytes.size() * kP1);
   size_t i = 0;
   for (; i + 8 <= bytes.size(); i += 8) {
-    uint64_t w;
-    std::memcpy(&w, bytes.data() + i, 8);
-    h = Rotl(h ^ (w * kP2), 31) * kP1;
+    h = Rotl(h ^ (Load64(bytes.data() + i) * kP2), 31) * kP1;
   }
-  uint64_t tail = 0;
-  for (size_t k = 0; i + k < bytes.size(); ++k) {
-    tail |= uint64_t{static_cast<unsigned char>(bytes[i + k])} << (8 * k);
-  }
+  const uint64_t tail = GetLe(bytes.data() + i, static_cast<int>(bytes.size() - i));
   return Mix(h ^ (tail * kP2) ^ Rotl(h, 17));
 }
 

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "srv/isam/coding.h"
 #ifndef _WIN32
 #include <unistd.h>
 #endif
@@ -20,27 +22,23 @@ constexpr uint64_t kNonce = 0x1234;
 // A path of the test folder, as the journal makes it (the platform's separator).
 std::string P(std::string_view nom) { return platform::JoinPath("/d", nom); }
 
-void Put(std::string& out, uint64_t v, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-}
-
 void Record(std::string& j, char type, const std::string& payload) {
   std::string r(1, type);
   r.append(3, '\0');
-  Put(r, payload.size(), 4);
+  AppendLe(r, payload.size(), 4);
   r += payload;
-  Put(r, Hash64(r, kNonce), 8);
+  AppendLe(r, Hash64(r, kNonce), 8);
   j += r;
 }
 
 std::string Journal(uint32_t version, uint32_t records, const std::string& body) {
   std::string h("VESKJNL\x1A", 8);
-  Put(h, version, 4);
-  Put(h, 64, 4);
-  Put(h, kNonce, 8);
-  Put(h, records, 4);
+  AppendLe(h, version, 4);
+  AppendLe(h, 64, 4);
+  AppendLe(h, kNonce, 8);
+  AppendLe(h, records, 4);
   h.resize(56, '\0');
-  Put(h, Hash64(h, 0), 8);
+  AppendLe(h, Hash64(h, 0), 8);
   return h + body;
 }
 
@@ -56,30 +54,32 @@ struct Case {
   }
   std::string V1() const {
     std::string body, f, b;
-    Put(f, 0, 4), Put(f, 4096, 8), Put(f, 8192, 8), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 8192, 8), AppendLe(f, 5, 4), f += "X.DAT";
     Record(body, 'F', f);
-    Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8), Put(b, 4096, 4), Put(b, 0, 4);
-    Put(b, Hash64(new_block, 0), 8);
+    AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8), AppendLe(b, 4096, 4),
+        AppendLe(b, 0, 4);
+    AppendLe(b, Hash64(new_block, 0), 8);
     Record(body, 'B', b + old_block);
     return Journal(1, 2, body);
   }
   // Version 2; with_commit false leaves out the N and E records.
   std::string V2(bool with_commit) const {
     std::string body, f, b, n, e;
-    Put(f, 0, 4), Put(f, 4096, 8), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 5, 4), f += "X.DAT";
     Record(body, 'F', f);
-    Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8);
+    AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8);
     Record(body, 'B', b + old_block);
     std::string appended;
-    Put(appended, 0, 4), Put(appended, 4096, 4), Put(appended, 1, 8);
+    AppendLe(appended, 0, 4), AppendLe(appended, 4096, 4), AppendLe(appended, 1, 8);
     Record(body, 'B', appended);  // past the original size: no original bytes
     if (!with_commit) return Journal(2, 3, body);
     for (uint64_t no : {0, 1}) {
       n.clear();
-      Put(n, 0, 4), Put(n, no, 8), Put(n, 4096, 4), Put(n, Hash64(new_block, 0), 8);
+      AppendLe(n, 0, 4), AppendLe(n, no, 8), AppendLe(n, 4096, 4),
+          AppendLe(n, Hash64(new_block, 0), 8);
       Record(body, 'N', n);
     }
-    Put(e, 0, 4), Put(e, 8192, 8);
+    AppendLe(e, 0, 4), AppendLe(e, 8192, 8);
     Record(body, 'E', e);
     return Journal(2, 6, body);
   }
@@ -113,9 +113,9 @@ TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
 TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRefused) {
   Case c;
   std::string body, f, b;
-  Put(f, 0, 4), Put(f, 8192, 8), Put(f, 5, 4), f += "X.DAT";
+  AppendLe(f, 0, 4), AppendLe(f, 8192, 8), AppendLe(f, 5, 4), f += "X.DAT";
   Record(body, 'F', f);
-  Put(b, 0, 4), Put(b, 4096, 4), Put(b, 1, 8);
+  AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 1, 8);
   Record(body, 'B', b);  // block 1 lies inside the original 8192 bytes: its originals are needed
   EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
@@ -129,22 +129,22 @@ struct Redo {
   void Add(char type, const std::string& payload) {
     std::string r(1, type);
     r.append(3, '\0');
-    Put(r, payload.size(), 4);
+    AppendLe(r, payload.size(), 4);
     r += payload;
-    Put(r, Hash64(r, kNonce + j.size()), 8);
+    AppendLe(r, Hash64(r, kNonce + j.size()), 8);
     j += r;
     ++count;
   }
   // One transaction writing block `no` of X.DAT and setting its size.
   void Transaction(uint64_t no, const std::string& block, uint64_t size) {
     std::string f, p, z, c;
-    Put(f, 0, 4), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 5, 4), f += "X.DAT";
     Add('F', f);
-    Put(p, 0, 4), Put(p, 4096, 4), Put(p, no, 8);
+    AppendLe(p, 0, 4), AppendLe(p, 4096, 4), AppendLe(p, no, 8);
     Add('P', p + block);
-    Put(z, 0, 4), Put(z, size, 8);
+    AppendLe(z, 0, 4), AppendLe(z, size, 8);
     Add('S', z);
-    Put(c, count, 4), Put(c, start, 8);
+    AppendLe(c, count, 4), AppendLe(c, start, 8);
     Add('C', c);
     count = 0;
     start = j.size();
@@ -171,10 +171,10 @@ TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
   Redo bad = r;
   bad.j = whole;
   std::string f;
-  Put(f, 0, 4), Put(f, 8, 4), f += "../X.DAT";  // a path leaving the folder never counts
+  AppendLe(f, 0, 4), AppendLe(f, 8, 4), f += "../X.DAT";  // a path leaving the folder never counts
   bad.Add('F', f);
   std::string commit;
-  Put(commit, bad.count, 4), Put(commit, bad.start, 8);
+  AppendLe(commit, bad.count, 4), AppendLe(commit, bad.start, 8);
   bad.Add('C', commit);
   *c.env.Contents(P("X.DAT")) = c.old_block;
   EXPECT_TRUE(c.Recover(bad.j));
@@ -232,9 +232,9 @@ TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
     std::string j = journal;
     if (j.empty()) {  // the same journal naming A/X.DAT
       std::string body, f, b;
-      Put(f, 0, 4), Put(f, 4096, 8), Put(f, 7, 4), f += "A/X.DAT";
+      AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 7, 4), f += "A/X.DAT";
       Record(body, 'F', f);
-      Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8);
+      AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8);
       Record(body, 'B', b + c.old_block);
       j = Journal(2, 2, body);
     }
