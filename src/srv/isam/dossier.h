@@ -46,7 +46,6 @@ struct FichierOuvert {
   int32_t id_lire = -1;
   int32_t id_ecrire = -1;
   int32_t courant = 0;  // NoEnrCourant
-  bool touche = false;  // changed since the last flush
   // Byte ranges (offset in the record, 3 bytes each) of chaining pointers: kept as they are on
   // disk when a live record is written again.
   std::vector<uint32_t> pointeurs;
@@ -66,7 +65,6 @@ struct ArbreOuvert {
   bool curseur = false;         // a walk position is known
   std::string cle_curseur;      // key bytes of the last entry given
   uint32_t no_curseur = 0;
-  bool touche = false;
   // The records of the walk's next entries, found kLectureAvance steps before they are read
   // (by step number modulo kLectureAvance): read ahead, never trusted.
   std::array<uint32_t, kLectureAvance> avance{};
@@ -160,9 +158,6 @@ class DossierDonnees {
   // Ends every open batch without committing: the changes of its operations are undone.
   Status AnnuleLot();
   bool DansLot() const { return lot_ > 0; }
-  // Kept for the services; the journal sees by itself which files an operation changed.
-  void Touche(FichierOuvert*) {}
-  void Touche(ArbreOuvert*) {}
   // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
   // The first use of the folder now: a commit that a writer which died left in the journal is

@@ -53,7 +53,6 @@ class SrvChainageTest : public EngineTest {
     donnee_->LireFichier(p.fichier, no, t);
     FichierOuvert* f = dossier_->Fichier(p.fichier);
     ASSERT_TRUE(f->fichier->WritePart(no, at, std::span<const char>(bytes.data(), 3)).ok());
-    dossier_->Touche(f);
   }
 
   Proprio* fic_ = nullptr;
