@@ -1,7 +1,7 @@
-// Recovery of journals written by hand: the redo journal (version 3) replayed up to its last
-// complete transaction, and the rollback journals of earlier engines (version 1 with the new
+// Recovery of redo logs written by hand: the redo log (version 3) replayed up to its last
+// complete transaction, and the rollback logs of earlier engines (version 1 with the new
 // bytes' checksums inside F and B, version 2 with N and E records at commit).
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ namespace {
 
 constexpr uint64_t kNonce = 0x1234;
 
-// A path of the test folder, as the journal makes it (the platform's separator).
+// A path of the test folder, as the redo log makes it (the platform's separator).
 std::string P(std::string_view nom) { return platform::JoinPath("/d", nom); }
 
 void Record(std::string& j, char type, const std::string& payload) {
@@ -31,7 +31,7 @@ void Record(std::string& j, char type, const std::string& payload) {
   j += r;
 }
 
-std::string Journal(uint32_t version, uint32_t records, const std::string& body) {
+std::string RedoLog(uint32_t version, uint32_t records, const std::string& body) {
   std::string h("VESKJNL\x1A", 8);
   AppendLe(h, version, 4);
   AppendLe(h, 64, 4);
@@ -42,7 +42,7 @@ std::string Journal(uint32_t version, uint32_t records, const std::string& body)
   return h + body;
 }
 
-// X.DAT grew from one block of 'o' to two blocks of 'n'; the journal says so in each layout.
+// X.DAT grew from one block of 'o' to two blocks of 'n'; the redo log says so in each layout.
 struct Case {
   MemEnv env;
   std::string old_block = std::string(4096, 'o'), new_block = std::string(4096, 'n');
@@ -60,7 +60,7 @@ struct Case {
         AppendLe(b, 0, 4);
     AppendLe(b, Hash64(new_block, 0), 8);
     Record(body, 'B', b + old_block);
-    return Journal(1, 2, body);
+    return RedoLog(1, 2, body);
   }
   // Version 2; with_commit false leaves out the N and E records.
   std::string V2(bool with_commit) const {
@@ -72,7 +72,7 @@ struct Case {
     std::string appended;
     AppendLe(appended, 0, 4), AppendLe(appended, 4096, 4), AppendLe(appended, 1, 8);
     Record(body, 'B', appended);  // past the original size: no original bytes
-    if (!with_commit) return Journal(2, 3, body);
+    if (!with_commit) return RedoLog(2, 3, body);
     for (uint64_t no : {0, 1}) {
       n.clear();
       AppendLe(n, 0, 4), AppendLe(n, no, 8), AppendLe(n, 4096, 4),
@@ -81,25 +81,25 @@ struct Case {
     }
     AppendLe(e, 0, 4), AppendLe(e, 8192, 8);
     Record(body, 'E', e);
-    return Journal(2, 6, body);
+    return RedoLog(2, 6, body);
   }
-  bool Recover(const std::string& journal) {
-    *env.Contents(P("VESK.JNL")) = journal;
+  bool Recover(const std::string& redo_log) {
+    *env.Contents(P("VESK.JNL")) = redo_log;
     bool rolled = false;
-    EXPECT_TRUE(Journal::Recover(&env, "/d", &rolled).ok());
+    EXPECT_TRUE(RedoLog::Recover(&env, "/d", &rolled).ok());
     EXPECT_TRUE(env.Contents(P("VESK.JNL"))->empty());
     return rolled;
   }
 };
 
-TEST(JournalRecoverTest, CompleteJournalsOfBothLayoutsAreDroppedWhenTheFilesHoldTheNewBytes) {
+TEST(RedoLogRecoverTest, CompleteLogsOfBothLayoutsAreDroppedWhenTheFilesHoldTheNewBytes) {
   Case c;
   EXPECT_FALSE(c.Recover(c.V1()));
   EXPECT_FALSE(c.Recover(c.V2(true)));
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
-TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
+TEST(RedoLogRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
   for (int layout = 0; layout < 3; ++layout) {
     Case c;
     std::string half = std::string(4096, 'x') + c.new_block;
@@ -110,20 +110,20 @@ TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
   }
 }
 
-TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRefused) {
+TEST(RedoLogRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRefused) {
   Case c;
   std::string body, f, b;
   AppendLe(f, 0, 4), AppendLe(f, 8192, 8), AppendLe(f, 5, 4), f += "X.DAT";
   Record(body, 'F', f);
   AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 1, 8);
   Record(body, 'B', b);  // block 1 lies inside the original 8192 bytes: its originals are needed
-  EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
+  EXPECT_FALSE(c.Recover(RedoLog(2, 2, body)));  // incomplete: ignored
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
-// A redo journal (version 3): each record's checksum is seeded with the nonce plus its offset.
+// A redo log (version 3): each record's checksum is seeded with the nonce plus its offset.
 struct Redo {
-  std::string j = Journal(3, 0, "");
+  std::string j = RedoLog(3, 0, "");
   uint32_t count = 0;
   uint64_t start = 64;
   void Add(char type, const std::string& payload) {
@@ -151,7 +151,7 @@ struct Redo {
   }
 };
 
-TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
+TEST(RedoLogRecoverTest, ARedoLogIsReplayedUpToItsLastCompleteTransaction) {
   Case c;
   *c.env.Contents(P("X.DAT")) = c.old_block;  // no commit reached the file
   Redo r;
@@ -181,12 +181,12 @@ TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + std::string(4096, 'm'));
 }
 
-TEST(JournalRecoverTest, AJournalOfAnUnknownVersionIsKeptAndNamed) {
+TEST(RedoLogRecoverTest, ARedoLogOfAnUnknownVersionIsKeptAndNamed) {
   Case c;
-  const std::string j = Journal(9, 0, std::string(100, 'z'));
+  const std::string j = RedoLog(9, 0, std::string(100, 'z'));
   *c.env.Contents(P("VESK.JNL")) = j;
   bool changed = false;
-  Status s = Journal::Recover(&c.env, "/d", &changed);
+  Status s = RedoLog::Recover(&c.env, "/d", &changed);
   EXPECT_FALSE(s.ok());
   EXPECT_NE(s.message().find("version 9 inconnue"), std::string::npos) << s.message();
   EXPECT_TRUE(*c.env.Contents(P("VESK.JNL")) == j);
@@ -199,8 +199,8 @@ TEST(JournalRecoverTest, AJournalOfAnUnknownVersionIsKeptAndNamed) {
 namespace vesk::isam {
 namespace {
 
-// A path recorded in a journal stays inside the data folder.
-TEST(JournalPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
+// A path recorded in a redo log stays inside the data folder.
+TEST(RedoLogPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
   for (const char* sur : {"X.DAT", "A/X.DAT", "A\\X.DAT", "ENT1/CLI1.DAB"}) {
     EXPECT_TRUE(SafeRelative(sur)) << sur;
   }
@@ -212,9 +212,9 @@ TEST(JournalPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
 }
 
 #ifndef _WIN32
-// A journal naming a file through a symbolic link that leads out of the folder is refused by
+// A redo log naming a file through a symbolic link that leads out of the folder is refused by
 // recovery, which writes nothing there: neither through a file link nor through a folder link.
-TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
+TEST(RedoLogPathTest, RecoveryNeverWritesThroughASymbolicLink) {
   namespace fs = std::filesystem;
   const fs::path racine = fs::temp_directory_path() / ("vesk-lien-" + std::to_string(::getpid()));
   fs::remove_all(racine);
@@ -228,19 +228,19 @@ TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
   fs::create_directory_symlink(racine / "ailleurs", racine / "d" / "A");
   // Version 2 without its commit records: rolled back whatever the file holds.
   const std::string d = (racine / "d").string();
-  for (const std::string& journal : {c.V2(false), std::string()}) {
-    std::string j = journal;
-    if (j.empty()) {  // the same journal naming A/X.DAT
+  for (const std::string& redo_log : {c.V2(false), std::string()}) {
+    std::string j = redo_log;
+    if (j.empty()) {  // the same redo log naming A/X.DAT
       std::string body, f, b;
       AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 7, 4), f += "A/X.DAT";
       Record(body, 'F', f);
       AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8);
       Record(body, 'B', b + c.old_block);
-      j = Journal(2, 2, body);
+      j = RedoLog(2, 2, body);
     }
     std::ofstream(racine / "d" / "VESK.JNL", std::ios::binary) << j;
     bool rolled = false;
-    Status s = Journal::Recover(Env::Default(), d, &rolled);
+    Status s = RedoLog::Recover(Env::Default(), d, &rolled);
     EXPECT_FALSE(s.ok());
     EXPECT_NE(s.message().find("lien symbolique"), std::string::npos) << s.message();
     EXPECT_FALSE(rolled);
