@@ -78,7 +78,7 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     } catch (const CLI::ParseError& e) {
       throw ErreurService("Ligne de commande", "", MessageAnalyse(e));
     }
-    VerifieOptions(app, options);
+    ControleOptions(app, options);
     return Lance(options, sortie, erreurs);
   } catch (const ErreurService& e) {
     erreurs << "vesk : " << e.what() << "\n";

@@ -51,10 +51,10 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
       ->type_name("COMMANDE");
   app.add_option("arguments", o.arguments, "Les arguments de la commande")->type_name("ARGUMENTS");
-  app.allow_extras();  // unknown options are refused by VerifieOptions, in French
+  app.allow_extras();  // unknown options are refused by ControleOptions, in French
 }
 
-void VerifieOptions(const CLI::App& app, OptionsLigne& o) {
+void ControleOptions(const CLI::App& app, OptionsLigne& o) {
   for (const std::string& reste : app.remaining()) {
     throw ErreurService(kOperation, reste, "option inconnue (vesk --help donne la liste)");
   }

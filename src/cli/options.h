@@ -42,7 +42,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& options);
 
 // After parsing: checks the values CLI11 leaves as text (--encoding, --eol) and the options it
 // did not know (app.remaining()); throws ErreurService("Ligne de commande", option, reason).
-void VerifieOptions(const CLI::App& app, OptionsLigne& options);
+void ControleOptions(const CLI::App& app, OptionsLigne& options);
 
 std::string_view NomEncodage(Encodage encodage);
 std::string_view NomFinDeLigne(FinDeLigne fin);

@@ -6,8 +6,8 @@
 #include <random>
 #include <thread>
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "srv/erreur_service.h"
 #include "srv/standard/fabrique_standard.h"
 #include "srv/text/utf8.h"
@@ -297,12 +297,12 @@ TEST(EnregistrementTest, CutsShortRecordsIntoPaddedFields) {
   EXPECT_EQ(dom.Position(kFdd), 61);
 }
 
-TEST(VerifieTest, OverflowsAndBoundsEndTheCommand) {
+TEST(ArithmetiqueTest, OverflowsAndBoundsEndTheCommand) {
   EXPECT_EQ(Somme<int16_t>(32000, 767), 32767);
   EXPECT_THROW(Somme<int16_t>(32000, 768), ErreurService);
   EXPECT_THROW(Produit<int32_t>(65536, 65536), ErreurService);
   EXPECT_THROW(Convertit<int16_t>(40000), ErreurService);
-  TableVerifiee<int> table(10);
+  TableBornee<int> table(10);
   table[9] = 1;
   EXPECT_THROW(table[10], ErreurService);
   EXPECT_THROW(table[-1], ErreurService);

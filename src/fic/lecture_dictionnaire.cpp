@@ -124,7 +124,7 @@ void EcritFichier(const std::string& nom, const FichierTexte& f) {
 
 void EcritBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m) {
   EtatModule& etat = Etat();
-  const ResultatCle cle = VerifieListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
+  const ResultatCle cle = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
   etat.ba.Efface();
   etat.ba.Affecte(kNomT, nom);
   etat.ba.Affecte(kNomD, b.fichier);

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "gencode/disposition.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"

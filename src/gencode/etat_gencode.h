@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 
 namespace vesk {
 
@@ -74,7 +74,7 @@ class EtatGenCode {
   std::string texte_;
   std::string nce_;
   std::vector<AnomalieGeneree> anomalies_;
-  TableVerifiee<LigneInst> inst_;
+  TableBornee<LigneInst> inst_;
   int32_t nb_inst_ = 0;
   int32_t generations_ = 0;
 };

@@ -53,7 +53,7 @@ void SrvSaisieScript::Sai(std::string_view cle, std::string& valeur, int16_t& to
                           int16_t touche_initiale, std::string_view options,
                           std::string_view ligne) {
   size_t i = Index("Sai", cle);
-  tui::VerifieLigneMessage("Sai", ligne);
+  tui::ControleLigneMessage("Sai", ligne);
   tui::Options opts = tui::LitOptions(options, "Sai", cle);
   std::string depart = tui::ValeurDeDepart(champs_, i, valeur, "Sai");
   std::string note = "Sai " + std::string(cle) + " " + Cite(depart);
@@ -89,7 +89,7 @@ void SrvSaisieScript::Sai(std::string_view cle, std::string& valeur, int16_t& to
 
 void SrvSaisieScript::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
   (void)confirme;
-  tui::VerifieLigneMessage("Confirme", ligne);
+  tui::ControleLigneMessage("Confirme", ligne);
   const Reponse& r =
       session_->Prend("Confirme", Genre::kConfirme, "la confirmation d'une suppression (confirm)");
   touche = r.touche;
@@ -117,7 +117,7 @@ void SrvSaisieScript::MessChamp(std::string_view cle, std::string_view ligne,
                                 std::string_view message, int16_t touche) {
   (void)touche;
   Index("MessChamp", cle);
-  tui::VerifieLigneMessage("MessChamp", ligne);
+  tui::ControleLigneMessage("MessChamp", ligne);
   Valide("MessChamp", cle, message);
   session_->Note("MessChamp " + std::string(cle) + " " + std::string(ligne) + " " + Cite(message));
 }
@@ -129,7 +129,7 @@ void SrvSaisieScript::InitEcran(int16_t touche) {
 }
 
 void SrvSaisieScript::Message(std::string_view ligne, std::string_view texte) {
-  tui::VerifieLigneMessage("Message", ligne);
+  tui::ControleLigneMessage("Message", ligne);
   Valide("Message", ligne, texte);
   session_->Note("Message " + std::string(ligne) + " " + Cite(texte));
 }
