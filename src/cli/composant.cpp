@@ -8,7 +8,7 @@
 #ifndef _WIN32
 #include "srv/report/pdf/pdf_renderer.h"
 #endif
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 namespace vesk::cli {
 

@@ -10,8 +10,8 @@
 #include "gencode/etat_gencode.h"
 #include "gencode/feuille_gencode.h"
 #include "platform/platform.h"
+#include "srv/hote/interface_hote.h"
 #include "srv/standard/chargement_configuration.h"
-#include "srv/standard/interface_hote.h"
 
 namespace vesk::com {
 

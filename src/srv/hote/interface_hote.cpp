@@ -1,4 +1,4 @@
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 #include "platform/platform.h"
 #include "srv/report/srv_edition_impl.h"

@@ -3,8 +3,8 @@
 // Windows) or answered from a script, and the listing service over the configured folder.
 // What each function returns is a set of creators; every thread that calls them gets its own
 // objects. Thread rules: the objects made belong to the thread that made them.
-#ifndef VESK_SRV_STANDARD_INTERFACE_HOTE_H_
-#define VESK_SRV_STANDARD_INTERFACE_HOTE_H_
+#ifndef VESK_SRV_HOTE_INTERFACE_HOTE_H_
+#define VESK_SRV_HOTE_INTERFACE_HOTE_H_
 
 #include <functional>
 #include <memory>
@@ -42,4 +42,4 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
 
 }  // namespace vesk
 
-#endif  // VESK_SRV_STANDARD_INTERFACE_HOTE_H_
+#endif  // VESK_SRV_HOTE_INTERFACE_HOTE_H_

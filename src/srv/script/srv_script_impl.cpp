@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "srv/erreur_service.h"
-#include "srv/tui/srv_ecran_impl.h"
 #include "srv/tui/texte.h"
 #include "srv/tui/touches.h"
 

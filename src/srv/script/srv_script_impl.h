@@ -41,7 +41,7 @@ class SrvSaisieScript : public SrvSaisie {
   std::vector<tui::Champ> champs_;
 };
 
-// Key codes are those of the terminal screens (tui::SrvEcranImpl).
+// Key codes are those of the terminal screens (srv/tui/touches.h).
 class SrvEcranScript : public SrvEcran {
  public:
   SrvEcranScript(std::shared_ptr<Session> session, std::string nom_application,
