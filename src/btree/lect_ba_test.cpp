@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/isam/btree.h"
 #include "srv/isam/env.h"
 

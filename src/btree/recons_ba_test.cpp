@@ -6,7 +6,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/proprietaire_texte.h"
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/verify.h"

@@ -1,7 +1,7 @@
 // The domain listing, read back as text.
 #include <gtest/gtest.h>
 
-#include "dom/test_dom.h"
+#include "dom/testing/domaines.h"
 #include "srv/erreur_service.h"
 
 namespace vesk::dom {

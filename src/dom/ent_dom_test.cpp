@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/commandes_composant.h"
-#include "dom/test_dom.h"
+#include "dom/testing/domaines.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
 #include "srv/text/utf8.h"

@@ -1,7 +1,7 @@
 // The key-list check and the chaining positions, with the messages the screens show.
 #include "fic/controles.h"
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {

@@ -1,8 +1,8 @@
 // The B-tree table entry driven by scripts, grouped by what can go wrong; each script is also
 // the check of the order in which the screen asks for its fields.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {

@@ -1,7 +1,7 @@
 // The chaining entry driven by scripts: unknown files, positions out of their bounds, every
 // back and start key, and the current Fic record afterwards.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {

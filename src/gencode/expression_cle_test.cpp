@@ -6,7 +6,7 @@
 #include <random>
 
 #include "fic/cle_enregistrement.h"
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "gencode/programme_saisie.h"
 
 namespace vesk {

@@ -3,8 +3,8 @@
 // and the dictionary open. A test fixture may replace any service of the screens or listings
 // (to note or alter calls) by overriding Interface. Shared by the test programs of the folders
 // of the component; one thread.
-#ifndef VESK_CORE_ESSAI_COMPOSANT_H_
-#define VESK_CORE_ESSAI_COMPOSANT_H_
+#ifndef VESK_CORE_TESTING_COMPOSANT_H_
+#define VESK_CORE_TESTING_COMPOSANT_H_
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The fixture of the domain tests: a fresh data folder with the standard services, the screens
 // answered from a script (script::Session) and listings written as text into the folder.
-#ifndef VESK_DOM_TEST_DOM_H_
-#define VESK_DOM_TEST_DOM_H_
+#ifndef VESK_DOM_TESTING_DOMAINES_H_
+#define VESK_DOM_TESTING_DOMAINES_H_
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "core/ass.h"
-#include "core/essai_composant.h"
 #include "core/etat_module.h"
+#include "core/testing/composant.h"
 #include "dom/dom.h"
 #include "srv/erreur_service.h"
 #include "srv/report/srv_edition_impl.h"

@@ -1,4 +1,4 @@
-#include "gencode/soutien_test.h"
+#include "gencode/testing/generateurs.h"
 
 #include <random>
 

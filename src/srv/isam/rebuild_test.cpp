@@ -8,9 +8,9 @@
 #include <random>
 #include <sstream>
 
-#include "srv/isam/engine_testing.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/replace_set.h"
+#include "srv/isam/testing/engine.h"
 
 namespace vesk::isam::testing {
 namespace {

@@ -2,7 +2,7 @@
 // pointers met on the way, on real files of a temporary data folder.
 #include "srv/isam/srv_chainage_impl.h"
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 
 namespace vesk::isam::testing {
 namespace {
