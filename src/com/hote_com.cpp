@@ -44,7 +44,7 @@ std::unique_ptr<FabriqueServices> FabriqueDuThread() {
         EcransScript(config, script::Session::DepuisFichier(config.Chemin(config.script)));
   }
   EditionsHote editions;
-  editions.annule = EditionAnnulee;
+  editions.annule = EditionAnnuleeDuThread;
   editions.visionne = [](std::string_view titre, std::string_view texte) {
     Etat().Message().Visionne(texte, titre);
   };

@@ -55,7 +55,7 @@ class AsSTest : public ::testing::Test {
 TEST_F(AsSTest, WritesAndReadsEveryFileAtItsPositions) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, "AB");
   etat.fic.Affecte(kDfe, "O");
   etat.fic.Affecte(kLongEnr, "120");
@@ -83,7 +83,7 @@ TEST_F(AsSTest, WritesAndReadsEveryFileAtItsPositions) {
 TEST_F(AsSTest, JoinedRecordsAreCompletedToTheirLength) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   EXPECT_EQ(etat.fic.Joint().size(), 18u);
   EXPECT_EQ(etat.lfic.Joint().size(), 135u);
   EXPECT_EQ(etat.dom.Joint().size(), 68u);
@@ -106,7 +106,7 @@ TEST_F(AsSTest, JoinedRecordsAreCompletedToTheirLength) {
 TEST_F(AsSTest, LfictLinesAreReachedOnlyThroughTheChaining) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string liste;
   int32_t nombre = 0;
   etat.Donnee().ListeOuverts("B", liste, nombre);
@@ -160,7 +160,7 @@ struct FichierVu {
   int16_t longueur;
 };
 
-std::vector<FichierVu> Fichiers(EtatModule& etat) {
+std::vector<FichierVu> Fichiers(Session& etat) {
   return {{"Fic", etat.fic_fichier, &etat.fic, kFic.longueur_enr},
           {"Lfic", etat.lfic_fichier, &etat.lfic, kLfic.longueur_enr},
           {"Dom", etat.dom_fichier, &etat.dom, kDom.longueur_enr},
@@ -174,7 +174,7 @@ std::vector<FichierVu> Fichiers(EtatModule& etat) {
 TEST_F(AsSTest, AnswersItsRecordMethodsByName) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::vector<FichierVu> fichiers = Fichiers(etat);
   for (size_t i = 0; i < fichiers.size(); ++i) {
     const std::string lettre(static_cast<size_t>(fichiers[i].longueur), char('A' + i));

@@ -113,7 +113,7 @@ int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<
 }
 
 bool Confirmation(std::string_view ligne) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int16_t confirme = 0, touche = 0, confirmation = 0;
   etat.Ecran().ValeurConfirmation(confirme);
   etat.Saisie().Confirme(confirme, touche, ligne);
@@ -140,7 +140,7 @@ int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
 
 void ParcourtCles(const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   for (etat.BArbre().PremCle(f.arbre, f.fichier, trouve, cle); trouve;

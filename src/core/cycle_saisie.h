@@ -107,7 +107,7 @@ class CycleSaisie {
   int16_t ToucheSuppression() const { return suppression_; }
 
  private:
-  EtatModule& etat_;
+  Session& etat_;
   EcranCycle ecran_;
   int16_t retour_ = 0;
   int16_t debut_ = 0;

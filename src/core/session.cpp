@@ -1,53 +1,17 @@
+#include "core/session.h"
+
+#include <utility>
+
 #include "core/etat_module.h"
-
-#include <mutex>
-
-#include "platform/platform.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
 
-namespace {
-
-std::mutex& VerrouCreateur() {
-  static std::mutex verrou;
-  return verrou;
-}
-
-CreateurServices& CreateurGlobal() {
-  static CreateurServices createur;
-  return createur;
-}
-
-// Per-thread objects through the platform's thread keys: a thread_local object with a
-// destructor is not destroyed safely everywhere (mingw-w64's emulated TLS).
-platform::ParThread<CreateurServices>& CreateurThread() {
-  static platform::ParThread<CreateurServices> createur;
-  return createur;
-}
-
-platform::ParThread<EtatModule>& EtatThread() {
-  static platform::ParThread<EtatModule> etat;
-  return etat;
-}
-
-}  // namespace
-
-void InstalleServices(CreateurServices createur) {
-  std::lock_guard<std::mutex> garde(VerrouCreateur());
-  CreateurGlobal() = std::move(createur);
-}
-
-void InstalleServicesThread(CreateurServices createur) {
-  CreateurThread().Remplace(createur ? std::make_unique<CreateurServices>(std::move(createur))
-                                     : nullptr);
-}
-
-EtatModule::EtatModule() = default;
+Session::Session(std::shared_ptr<EtatGenCode> gen) : gen_(std::move(gen)) {}
 
 // Services go before the factory that made them.
-EtatModule::~EtatModule() {
-  parties_.clear();
+Session::~Session() {
+  gardes_.clear();
   journal_.reset();
   message_.reset();
   choix_.reset();
@@ -62,14 +26,9 @@ EtatModule::~EtatModule() {
   donnee_.reset();
 }
 
-FabriqueServices& EtatModule::Fabrique() {
+FabriqueServices& Session::Fabrique() {
   if (fabrique_ == nullptr) {
-    CreateurServices* propre = CreateurThread().Pointeur();
-    CreateurServices createur = propre != nullptr ? *propre : CreateurServices();
-    if (!createur) {
-      std::lock_guard<std::mutex> garde(VerrouCreateur());
-      createur = CreateurGlobal();
-    }
+    CreateurServices createur = CreateurDuThread();
     if (!createur) {
       throw ErreurService("Services", "", "aucune bibliothèque de services n'est installée");
     }
@@ -82,8 +41,7 @@ FabriqueServices& EtatModule::Fabrique() {
 }
 
 template <typename S>
-S& EtatModule::Service(std::unique_ptr<S>& service,
-                       std::unique_ptr<S> (FabriqueServices::*creer)()) {
+S& Session::Service(std::unique_ptr<S>& service, std::unique_ptr<S> (FabriqueServices::*creer)()) {
   if (service == nullptr) {
     service = (Fabrique().*creer)();
     if (service == nullptr) {
@@ -93,38 +51,22 @@ S& EtatModule::Service(std::unique_ptr<S>& service,
   return *service;
 }
 
-SrvDonnee& EtatModule::Donnee() { return Service(donnee_, &FabriqueServices::CreeDonnee); }
-SrvBArbre& EtatModule::BArbre() { return Service(barbre_, &FabriqueServices::CreeBArbre); }
-SrvChainage& EtatModule::Chainage() { return Service(chainage_, &FabriqueServices::CreeChainage); }
-SrvTexte& EtatModule::Texte() { return Service(texte_, &FabriqueServices::CreeTexte); }
-SrvListe& EtatModule::Liste() { return Service(liste_, &FabriqueServices::CreeListe); }
-SrvEdition& EtatModule::Edition() { return Service(edition_, &FabriqueServices::CreeEdition); }
-SrvAnomalie& EtatModule::Anomalie() { return Service(anomalie_, &FabriqueServices::CreeAnomalie); }
-SrvSaisie& EtatModule::Saisie() { return Service(saisie_, &FabriqueServices::CreeSaisie); }
-SrvEcran& EtatModule::Ecran() { return Service(ecran_, &FabriqueServices::CreeEcran); }
-SrvChoix& EtatModule::Choix() { return Service(choix_, &FabriqueServices::CreeChoix); }
-SrvMessage& EtatModule::Message() { return Service(message_, &FabriqueServices::CreeMessage); }
-SrvJournal& EtatModule::Journal() { return Service(journal_, &FabriqueServices::CreeJournal); }
+SrvDonnee& Session::Donnee() { return Service(donnee_, &FabriqueServices::CreeDonnee); }
+SrvBArbre& Session::BArbre() { return Service(barbre_, &FabriqueServices::CreeBArbre); }
+SrvChainage& Session::Chainage() { return Service(chainage_, &FabriqueServices::CreeChainage); }
+SrvTexte& Session::Texte() { return Service(texte_, &FabriqueServices::CreeTexte); }
+SrvListe& Session::Liste() { return Service(liste_, &FabriqueServices::CreeListe); }
+SrvEdition& Session::Edition() { return Service(edition_, &FabriqueServices::CreeEdition); }
+SrvAnomalie& Session::Anomalie() { return Service(anomalie_, &FabriqueServices::CreeAnomalie); }
+SrvSaisie& Session::Saisie() { return Service(saisie_, &FabriqueServices::CreeSaisie); }
+SrvEcran& Session::Ecran() { return Service(ecran_, &FabriqueServices::CreeEcran); }
+SrvChoix& Session::Choix() { return Service(choix_, &FabriqueServices::CreeChoix); }
+SrvMessage& Session::Message() { return Service(message_, &FabriqueServices::CreeMessage); }
+SrvJournal& Session::Journal() { return Service(journal_, &FabriqueServices::CreeJournal); }
 
-EtatModule& Etat() {
-  EtatModule* etat = EtatThread().Pointeur();
-  if (etat == nullptr) {
-    EtatThread().Remplace(std::make_unique<EtatModule>());
-    etat = EtatThread().Pointeur();
-  }
-  return *etat;
-}
-
-void OublieEtat() { EtatThread().Remplace(nullptr); }
-
-void OublieEtatDe(const Proprietaire* proprietaire) {
-  const EtatModule* etat = EtatThread().Pointeur();
-  if (etat != nullptr && etat->proprietaire == proprietaire) OublieEtat();
-}
-
-bool EditionAnnulee() {
+bool EditionAnnulee(Session& s) {
   int16_t annule = 0;
-  Etat().Ecran().Annule(annule);
+  s.Ecran().Annule(annule);
   return annule != 0;
 }
 

@@ -1,35 +1,32 @@
-// The component's module state: one object per thread that uses the component (per COM
-// apartment), created empty on the thread's first use. It holds the service objects (each
-// created on first use through the thread's service factory and kept), the handles of the
-// dictionary files and B-trees, and the current record fields of the five dictionary files.
-// The code generators keep their own per-thread state (EtatGen(), gencode/etat_gencode.h): it
-// belongs to a layer above this one and outlives OublieEtat (the generated text stays readable).
-// Thread rules: each thread sees only its own state; nothing here is shared or locked.
-#ifndef VESK_CORE_ETAT_MODULE_H_
-#define VESK_CORE_ETAT_MODULE_H_
+// Session: what the component's commands work on, given to each of them as an argument: the
+// services (each created on first use through the thread's service factory, then kept), the
+// handles of the dictionary files and B-trees, the current record fields of the five dictionary
+// files, and the state of the code generators. A host has one session per thread: AsS's methods
+// and the COM server's entry points look the calling thread's up (Etat(), core/etat_module.h),
+// once per call, and hand it down; nothing below them looks it up again. Thread rules: a
+// session belongs to one thread; nothing in it is shared or locked.
+#ifndef VESK_CORE_SESSION_H_
+#define VESK_CORE_SESSION_H_
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
-#include <typeindex>
+#include <vector>
 
 #include "core/dictionnaire.h"
 #include "core/enregistrement.h"
+#include "core/texte_genere.h"
 #include "srv/fabrique_services.h"
+#include "srv/proprietaire.h"
 
 namespace vesk {
 
-// Installs the creator used by every thread that has none of its own (the host does this once,
-// before the first use of the component).
-void InstalleServices(CreateurServices createur);
-// Installs a creator for the calling thread only (tests, hosts with several configurations).
-void InstalleServicesThread(CreateurServices createur);
-
-class EtatModule {
+class Session {
  public:
-  EtatModule();
-  ~EtatModule();
+  // gen: the thread's generator state, which outlives the session (EtatGen()).
+  explicit Session(std::shared_ptr<EtatGenCode> gen);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   // The thread's service objects, each created on first use and kept.
   SrvDonnee& Donnee();
@@ -62,16 +59,13 @@ class EtatModule {
   Enregistrement ba{kBa.nom, kChampsBa};
   Enregistrement chain{kChain.nom, kChampsChain};
 
-  // The thread's state of a subsystem above core (the field table of the file being specified,
-  // the screens' variables kept between calls): one T per thread, made on first use, dropped
-  // with the module state. This keeps every per-thread state of the component in one place
-  // while the dependencies point down to core.
-  template <typename T>
-  T& Partie() {
-    std::shared_ptr<void>& p = parties_[std::type_index(typeid(T))];
-    if (!p) p = std::make_shared<T>();
-    return *static_cast<T*>(p.get());
-  }
+  // The state of the code generators (the generated text, the instruction record).
+  EtatGenCode& Gen() { return *gen_; }
+  void RemplaceGen(std::shared_ptr<EtatGenCode> gen) { gen_ = std::move(gen); }
+
+  // Keeps objet alive as long as the session: the owner of a data file a host opened through
+  // the session's services, which may call it back until the services close.
+  void Garde(std::shared_ptr<void> objet) { gardes_.push_back(std::move(objet)); }
 
  private:
   FabriqueServices& Fabrique();
@@ -91,23 +85,14 @@ class EtatModule {
   std::unique_ptr<SrvChoix> choix_;
   std::unique_ptr<SrvMessage> message_;
   std::unique_ptr<SrvJournal> journal_;
-  std::map<std::type_index, std::shared_ptr<void>> parties_;
+  std::shared_ptr<EtatGenCode> gen_;
+  std::vector<std::shared_ptr<void>> gardes_;
 };
 
-// The calling thread's module state, created empty on first use.
-EtatModule& Etat();
-// Drops the calling thread's module state (its services close their files); the next use
-// starts afresh. For hosts that end a session, and for tests.
-void OublieEtat();
-// Drops the calling thread's module state when `proprietaire` is the owner of its dictionary
-// files (its files and services close); does nothing otherwise. Called by AsS's destructor.
-void OublieEtatDe(const Proprietaire* proprietaire);
-
-// True once the user has cancelled the listing in progress (the thread's SrvEcran::Annule is not
-// 0). The one cancellation check of listings: the component's listings ask it, and a host gives
-// it to its listing service (ConfigEdition::annule), so that both see the same cancellation.
-bool EditionAnnulee();
+// True once the user has cancelled the listing in progress (the session's SrvEcran::Annule is
+// not 0): the one cancellation check of the component's listings.
+bool EditionAnnulee(Session& s);
 
 }  // namespace vesk
 
-#endif  // VESK_CORE_ETAT_MODULE_H_
+#endif  // VESK_CORE_SESSION_H_

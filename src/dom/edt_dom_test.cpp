@@ -13,7 +13,7 @@ class EdtDomTest : public DomTest {
  protected:
   // Writes a domain directly, as the entry screen would.
   void Domaine(const std::string& code, const std::string& nom, const std::string& fdd) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     etat.dom.Affecte(kCoDom, code);
     etat.dom.Affecte(kNomDom, nom);
     etat.dom.Affecte(kFdd, fdd);

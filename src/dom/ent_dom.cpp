@@ -34,7 +34,7 @@ struct Saisie {
 
 // What survives from one screen to the next, and the screen itself.
 struct EcranDom {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle dom{etat.dom_fichier, etat.dom_arbre};
   int32_t dernier = 0;  // the record written last by this screen, 0 when none

@@ -226,7 +226,7 @@ TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
     OublieEtat();
     panne.Reboot();
     auto ass = ouvre("");
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.dom_arbre, "TVA", etat.dom_fichier, trouve);
     ASSERT_TRUE(trouve) << "domaine perdu, courant coupé à l'écriture " << n;

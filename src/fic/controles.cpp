@@ -62,7 +62,7 @@ std::optional<std::string> ControlePartie(const std::string parties[3], const Ta
 }  // namespace
 
 ResultatCle ControleListeCle(std::string_view texte, const TableChamps& champs) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int16_t position = 0;
   etat.Liste().VerifieSyntaxe(texte, position);
   if (position != 0) return Refus("Erreur de Syntaxe " + std::to_string(position) + "eme Car");

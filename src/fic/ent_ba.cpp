@@ -12,8 +12,6 @@
 
 namespace vesk::fic {
 
-TableChamps& TableModule() { return Etat().Partie<TableChamps>(); }
-
 namespace {
 
 constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
@@ -28,10 +26,11 @@ struct Saisie {
 };
 
 struct EcranBa {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
+  TableChamps champs;  // the fields of the file NOMD names, which the key list is built of
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -63,9 +62,9 @@ void Cherche(EcranBa& d) {
   AfficheTrouve(ba, champs);
 }
 
-// NOMD must be a specified file; its fields become the module's field table.
-std::optional<std::string> ControleNomD(const std::string& nom) {
-  if (text::TrimRight(nom).empty() || !TableModule().ChargeFichier(text::TrimRight(nom))) {
+// NOMD must be a specified file; its fields become the screen's field table.
+std::optional<std::string> ControleNomD(EcranBa& d, const std::string& nom) {
+  if (text::TrimRight(nom).empty() || !d.champs.ChargeFichier(text::TrimRight(nom))) {
     return std::string();
   }
   return std::nullopt;
@@ -80,7 +79,7 @@ std::optional<std::string> ControleNatT(EcranBa& d) {
     std::string libelle;
     liste.Element(kLibellesNatures, position, libelle);
     d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
-    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(TableModule());
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.champs);
     return std::nullopt;
   }
   return std::string();
@@ -94,7 +93,7 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
     return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
            " caractères : " + std::to_string(largeur) + " au plus";
   }
-  const ResultatCle r = ControleListeCle(d.s.lcle, TableModule());
+  const ResultatCle r = ControleListeCle(d.s.lcle, d.champs);
   if (!r.valide) return r.message;
   d.s.longcle = std::to_string(r.longueur);
   d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
@@ -125,7 +124,7 @@ void Ecrit(EcranBa& d) {
 // written.
 bool SaisitEcran(EcranBa& d, int16_t& touche) {
   const ChampCycle champs[] = {
-      {"NOMD", &d.s.nomd, -1, ControleNomD},
+      {"NOMD", &d.s.nomd, -1, [&d](const std::string& nom) { return ControleNomD(d, nom); }},
       {"NATT", &d.s.natt, 0, [&d](const std::string&) { return ControleNatT(d); }},
       {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return ControleLCle(d); }},
   };

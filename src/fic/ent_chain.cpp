@@ -25,7 +25,7 @@ struct Saisie {
 };
 
 struct EcranChain {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
@@ -33,7 +33,7 @@ struct EcranChain {
 
 // Looks the file up in Fic (its record becomes current); its record length, or 0 when it is
 // not specified.
-int32_t LongueurFichier(EtatModule& etat, std::string_view nom) {
+int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);

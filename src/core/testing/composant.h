@@ -54,7 +54,7 @@ class ComposantEssai : public ::testing::Test {
     c.dossier = dossier;
     c.sortie = "TXT";
     c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
-    c.annule = EditionAnnulee;
+    c.annule = EditionAnnuleeDuThread;
     c.visionne = [](std::string_view titre, std::string_view texte) {
       Etat().Message().Visionne(texte, titre);
     };

@@ -99,7 +99,7 @@ class DomTest : public ComposantEssai {
 
   // The domain code found in Dom: its record number (0 when absent), its fields in *champs.
   int32_t Cherche(const std::string& code, std::string* nom = nullptr, std::string* fdd = nullptr) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.dom_arbre, code, etat.dom_fichier, trouve);
     if (!trouve) return 0;

@@ -30,7 +30,7 @@ ServicesInterface EcransScript(const Configuration& config,
 // How the host's listings are made, beyond the configuration.
 struct EditionsHote {
   std::string fichier;           // a file imposed on every listing ("": none)
-  std::function<bool()> annule;  // the user's cancellation (EditionAnnulee)
+  std::function<bool()> annule;  // the user's cancellation (EditionAnnuleeDuThread)
   std::function<void(std::string_view titre, std::string_view texte)> visionne;  // "ECRAN"
   std::function<std::unique_ptr<report::Renderer>()> pdf;  // empty: text listings only
 };
