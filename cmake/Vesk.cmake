@@ -44,12 +44,12 @@ else()
   include(GoogleTest)
 endif()
 
-# vesk_library(NAME [DEPS lib...] [EXCLUDE file.cpp...]) builds the .cpp files of the current
-# folder into a static library: *_test.cpp files are left to vesk_tests; *_posix.cpp and
-# *_win32.cpp are taken only on their platform; the files named after EXCLUDE make a library of
-# their own (the folder's CMakeLists.txt says which).
+# vesk_library(NAME [DEPS lib...] [EXCLUDE file.cpp...] [SOURCES file.cpp...]) builds the .cpp
+# files of the current folder into a static library: *_test.cpp files are left to vesk_tests;
+# *_posix.cpp and *_win32.cpp are taken only on their platform. A folder that makes two libraries
+# names the files of the second after SOURCES, and leaves them out of the first with EXCLUDE.
 function(vesk_library name)
-  cmake_parse_arguments(ARG "" "" "DEPS;EXCLUDE" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "DEPS;EXCLUDE;SOURCES" ${ARGN})
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   list(FILTER srcs EXCLUDE REGEX "_test\\.cpp$")
   foreach(f ${ARG_EXCLUDE})
@@ -59,6 +59,10 @@ function(vesk_library name)
   # into every program that links the library (a static library would leave it out, since
   # nothing refers to it), so that no host has to remember to register anything.
   file(GLOB enregistrements CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_enregistrement.cpp)
+  if(ARG_SOURCES)
+    list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE srcs)
+    set(enregistrements "")
+  endif()
   list(FILTER srcs EXCLUDE REGEX "_enregistrement\\.cpp$")
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "_posix\\.cpp$")
