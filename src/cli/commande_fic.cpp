@@ -16,7 +16,7 @@ namespace {
 
 // Makes the Fic record of the file nom current; an error when the dictionary has no such file.
 void ExigeFichier(const Contexte& contexte, const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
