@@ -18,6 +18,8 @@ namespace vesk::cli {
 namespace {
 
 constexpr const char* kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
+// The status of a command left with Ctrl+C, as a shell gives it to a program ended by SIGINT.
+constexpr int kStatutInterruption = 130;
 
 void Francise(CLI::App& app) {
   auto formatter = app.get_formatter();
@@ -80,6 +82,9 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     }
     VerifieOptions(app, options);
     return Lance(options, sortie, erreurs);
+  } catch (const Interruption& e) {
+    erreurs << "vesk : " << e.Message() << "\n";
+    return kStatutInterruption;
   } catch (const ErreurService& e) {
     erreurs << "vesk : " << e.what() << "\n";
   } catch (const std::exception& e) {
