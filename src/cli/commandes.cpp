@@ -21,7 +21,9 @@ constexpr Commande kCommandes[] = {
      CommandeEdtLFic},
     {"ficapp", "Édition de l'application : la liste des fichiers puis chacun (PDF ; --output)",
      CommandeFicApp},
-    {"lectba", "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
+    {"lectba",
+     "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (NOM ou choix à l'écran ; "
+     "PDF ; --output)",
      CommandeLectBA},
     {"reconsba",
      "Reconstruction des B-arbres : compactage, chaînages, B-arbres (écran ; NOM... ou --tous)",
