@@ -61,24 +61,34 @@ function(vesk_library name)
   else()
     list(FILTER srcs EXCLUDE REGEX "_win32\\.cpp$")
   endif()
+  # Every library of the component and the service library is installed for C++ users
+  # (cmake/Installation.cmake): its headers under include/vesk, its registrations beside them.
+  set_property(GLOBAL APPEND PROPERTY VESK_BIBLIOTHEQUES ${name})
+  set(entete $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src> $<INSTALL_INTERFACE:include/vesk>)
   if(NOT srcs)
     # A folder with headers only (so far).
     add_library(${name} INTERFACE)
-    target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR}/src)
+    target_include_directories(${name} INTERFACE ${entete})
     target_link_libraries(${name} INTERFACE ${ARG_DEPS})
     return()
   endif()
   add_library(${name} STATIC ${srcs})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(${name} PUBLIC ${entete})
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
-  target_sources(${name} INTERFACE ${enregistrements})
+  file(RELATIVE_PATH dossier ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(f ${enregistrements})
+    get_filename_component(nom ${f} NAME)
+    target_sources(${name} INTERFACE $<BUILD_INTERFACE:${f}>
+                   $<INSTALL_INTERFACE:share/vesk/enregistrement/${dossier}/${nom}>)
+    set_property(GLOBAL APPEND PROPERTY VESK_ENREGISTREMENTS ${dossier}/${nom})
+  endforeach()
 endfunction()
 
 # vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder into one GoogleTest
 # program NAME, registered with CTest (under Wine for the Windows build, through the emulator).
 function(vesk_tests name)
   cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
-  if(VESK_FUZZ)
+  if(VESK_FUZZ OR NOT VESK_TESTS)
     return()
   endif()
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)

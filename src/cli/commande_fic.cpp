@@ -30,11 +30,6 @@ void ExigeFichier(const Contexte& contexte, const std::string& nom) {
 // Makes the Fic record of the file named on the command line current, then runs the screen.
 int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
   const std::string nom = contexte.NomFichier();
-  if (contexte.Options().sortie) {
-    throw ErreurService(
-        "Ligne de commande", "--output",
-        contexte.Options().commande + " est un écran de saisie : il n'écrit aucun résultat");
-  }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   ExigeFichier(contexte, nom);
   int16_t touche = 0;
@@ -56,11 +51,6 @@ class AffichageVisionneuse : public AffichageGenCode {
 }  // namespace
 
 int CommandeEntFic(Contexte& contexte) {
-  contexte.SansArgument();
-  if (contexte.Options().sortie) {
-    throw ErreurService("Ligne de commande", "--output",
-                        "entfic est un écran de saisie : il n'écrit aucun résultat");
-  }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>());
   composant->Ass().EntFic();
@@ -81,14 +71,12 @@ int CommandeEdtFic(Contexte& contexte) {
 }
 
 int CommandeEdtLFic(Contexte& contexte) {
-  contexte.SansArgument();
   return Edite(
       contexte, [](Composant& c) { c.Ass().EdtLFic(); },
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
 }
 
 int CommandeFicApp(Contexte& contexte) {
-  contexte.SansArgument();
   return Edite(
       contexte, [](Composant& c) { c.Ass().FicApp(); },
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
@@ -98,11 +86,6 @@ int CommandeFicApp(Contexte& contexte) {
 // exit status is 1 when its check finds a fault.
 int CommandeLectBA(Contexte& contexte) {
   const std::vector<std::string>& arguments = contexte.Options().arguments;
-  if (arguments.size() > 1) {
-    throw ErreurService(
-        "Ligne de commande", "lectba",
-        "un seul B-arbre attendu : vesk lectba [NOM], « " + arguments[1] + " » en trop");
-  }
   const std::string nom = arguments.empty() ? "" : text::UpperAscii(arguments.front());
   std::optional<btree::Inspection> inspection;
   const int statut = Edite(

@@ -97,6 +97,9 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   editions.visionne = [](std::string_view titre, std::string_view texte) {
     Etat().Message().Visionne(texte, titre);
   };
+  editions.flux = [&sortie = contexte.SortieStandard()](std::string_view texte) {
+    sortie << texte;
+  };
 #ifndef _WIN32
   editions.pdf = report::MakePdfRenderer;  // Windows: text listings
 #endif
@@ -110,10 +113,6 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
 
 Configuration DossierCible(Contexte& contexte) {
   const auto& arguments = contexte.Options().arguments;
-  if (arguments.size() > 1) {
-    throw ErreurService("Ligne de commande", contexte.Options().commande,
-                        "un seul dossier attendu, « " + arguments[1] + " » en trop");
-  }
   Configuration config = contexte.Config();
   if (arguments.empty()) return config;
   config = Configuration{};

@@ -145,21 +145,38 @@ void EcritChainage(const std::string& nom, const ChainageTexte& c) {
 
 }  // namespace
 
-void RemplaceDictionnaire(const ModeleDictionnaire& m) {
+void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) {
   EtatModule& etat = Etat();
+  SuiviMuet muet;
+  SuiviProgression& s = suivi != nullptr ? *suivi : muet;
+  int64_t fait = 0;
+  auto avance = [&] { s.Avance(++fait); };
   EcritDefinitions(m);
   LotDictionnaire lot;
   VideDictionnaire();
+  s.Debut("Import du dictionnaire", static_cast<int64_t>(m.domaines.size() + m.fichiers.size() +
+                                                         m.barbres.size() + m.chainages.size()));
   for (const auto& [code, d] : m.domaines) {
     etat.dom.Efface();
     etat.dom.Affecte(kCoDom, code);
     etat.dom.Affecte(kNomDom, d.nom);
     etat.dom.Affecte(kFdd, d.fichier);
     Insere(etat.dom, etat.dom_arbre, etat.dom_fichier);
+    avance();
   }
-  for (const auto& [nom, f] : m.fichiers) EcritFichier(nom, f);
-  for (const auto& [nom, b] : m.barbres) EcritBArbre(nom, b, m);
-  for (const auto& [nom, c] : m.chainages) EcritChainage(nom, c);
+  for (const auto& [nom, f] : m.fichiers) {
+    EcritFichier(nom, f);
+    avance();
+  }
+  for (const auto& [nom, b] : m.barbres) {
+    EcritBArbre(nom, b, m);
+    avance();
+  }
+  for (const auto& [nom, c] : m.chainages) {
+    EcritChainage(nom, c);
+    avance();
+  }
+  s.Fin();
   lot.Valide();
 }
 

@@ -311,7 +311,8 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
     record = copy;
   }
   if (w.def->chosen) {
-    VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves}));
+    VESK_RETURN_IF_ERROR(
+        Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, w.header.last_record, w.moves}));
   }
   return AddKeys(w, record, new_no);
 }

@@ -52,9 +52,10 @@ struct RebuildPlan {
 };
 
 // What the rebuild tells as it goes, in this order for each file: kRecord for every live record
-// of a chosen file (its old and new numbers), kCompacted (count: the deleted records removed),
-// kWritten once a new file is complete (moved: its records were renumbered), then kTree before
-// each B-tree is built.
+// of a chosen file (its old and new numbers; count: the file's records, live or deleted, so
+// that old_no out of count is how far the scan is), kCompacted (count: the deleted records
+// removed), kWritten once a new file is complete (moved: its records were renumbered), then kTree
+// before each B-tree is built.
 struct RebuildEvent {
   enum class Kind { kRecord, kCompacted, kWritten, kTree } kind;
   size_t file = 0;

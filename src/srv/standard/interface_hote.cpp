@@ -65,6 +65,7 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
     c.fichier_impose = hote.fichier;
     c.annule = hote.annule;
     c.visionne = hote.visionne;
+    c.flux = hote.flux;
     if (hote.pdf) {
       c.pdf = hote.pdf();
     } else {

@@ -32,6 +32,7 @@ struct EditionsHote {
   std::string fichier;           // a file imposed on every listing ("": none)
   std::function<bool()> annule;  // the user's cancellation (EditionAnnulee)
   std::function<void(std::string_view titre, std::string_view texte)> visionne;  // "ECRAN"
+  std::function<void(std::string_view texte)> flux;        // the text of a listing imposed as "-"
   std::function<std::unique_ptr<report::Renderer>()> pdf;  // empty: text listings only
 };
 
