@@ -44,17 +44,25 @@ else()
   include(GoogleTest)
 endif()
 
-# vesk_library(NAME [DEPS lib...]) builds the .cpp files of the current folder into a static
-# library: *_test.cpp files are left to vesk_tests; *_posix.cpp and *_win32.cpp are taken only
-# on their platform.
+# vesk_library(NAME [DEPS lib...] [EXCLUDE file.cpp...] [SOURCES file.cpp...]) builds the .cpp
+# files of the current folder into a static library: *_test.cpp files are left to vesk_tests;
+# *_posix.cpp and *_win32.cpp are taken only on their platform. A folder that makes two libraries
+# names the files of the second after SOURCES, and leaves them out of the first with EXCLUDE.
 function(vesk_library name)
-  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "DEPS;EXCLUDE;SOURCES" ${ARGN})
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   list(FILTER srcs EXCLUDE REGEX "_test\\.cpp$")
+  foreach(f ${ARG_EXCLUDE})
+    list(REMOVE_ITEM srcs ${CMAKE_CURRENT_SOURCE_DIR}/${f})
+  endforeach()
   # *_enregistrement.cpp registers the folder's commands when the program starts: it is compiled
   # into every program that links the library (a static library would leave it out, since
   # nothing refers to it), so that no host has to remember to register anything.
   file(GLOB enregistrements CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_enregistrement.cpp)
+  if(ARG_SOURCES)
+    list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE srcs)
+    set(enregistrements "")
+  endif()
   list(FILTER srcs EXCLUDE REGEX "_enregistrement\\.cpp$")
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "_posix\\.cpp$")
@@ -84,8 +92,9 @@ function(vesk_library name)
   endforeach()
 endfunction()
 
-# vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder into one GoogleTest
-# program NAME, registered with CTest (under Wine for the Windows build, through the emulator).
+# vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder, with the folder's
+# test support (testing/*.cpp), into one GoogleTest program NAME, registered with CTest (under
+# Wine for the Windows build, through the emulator). Test support never goes into a library.
 function(vesk_tests name)
   cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
   if(VESK_FUZZ OR NOT VESK_TESTS)
@@ -93,9 +102,10 @@ function(vesk_tests name)
   endif()
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
   if(NOT srcs)
-    return()
+    message(FATAL_ERROR "vesk_tests(${name}): no *_test.cpp in ${CMAKE_CURRENT_SOURCE_DIR}")
   endif()
-  add_executable(${name} ${srcs})
+  file(GLOB support CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/testing/*.cpp)
+  add_executable(${name} ${srcs} ${support})
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} GTest::gtest GTest::gtest_main)
   if(WIN32)
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)

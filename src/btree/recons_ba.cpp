@@ -120,7 +120,7 @@ std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanRecon
 // The rebuild itself; a failure to write or put the new files in place is journalled.
 void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
                  BilanReconstruction& bilan) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   Progression progression(plan, qui);
   try {
     etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
@@ -180,7 +180,7 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
 }
 
 std::vector<ResumeFichier> ReConsBAEcran() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.Saisie().InitEcran(0);
   etat.Saisie().Titre(kTitreReconsBA);
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire();

@@ -34,7 +34,7 @@ const Commande* CommandeDemandee(const OptionsLigne& options) {
 
 // Refuses an option that the command does not take, and a count of arguments its usage does
 // not allow.
-void VerifieUsage(const CLI::App& app, const OptionsLigne& options, const Commande* commande) {
+void ControleUsage(const CLI::App& app, const OptionsLigne& options, const Commande* commande) {
   for (std::string_view nom : OptionsDonnees(app)) {
     if (TrouveOption(nom)->generale) continue;
     if (commande == nullptr) {
@@ -103,13 +103,13 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     } catch (const CLI::ParseError& e) {
       throw ErreurUsage("", MessageAnalyse(e));
     }
-    VerifieOptions(app, options);
+    ControleOptions(app, options);
     const Commande* commande = CommandeDemandee(options);
     if (options.aide) {
       sortie << (commande != nullptr ? AideCommande(*commande) : AideGenerale());
       return kStatutFait;
     }
-    VerifieUsage(app, options, commande);
+    ControleUsage(app, options, commande);
     return Lance(options, commande, sortie, erreurs, config);
   } catch (const Interruption& e) {
     erreurs << "vesk : " << e.Message() << "\n";

@@ -2,7 +2,7 @@
 // B-tree table entry and the chaining entry of the specified file NOM, as the file
 // specification entry starts them), and the listings of the specifications: `vesk edtfic NOM`,
 // `vesk edtlfic` and `vesk ficapp`; the B-tree inspection `vesk lectba`.
-#include "btree/btree.h"
+#include "btree/lect_ba.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "core/etat_module.h"
@@ -17,7 +17,7 @@ namespace {
 
 // Makes the Fic record of the file nom current; an error when the dictionary has no such file.
 void ExigeFichier(const Contexte& contexte, const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);

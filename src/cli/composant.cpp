@@ -8,7 +8,7 @@
 #ifndef _WIN32
 #include "srv/report/pdf/pdf_renderer.h"
 #endif
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 namespace vesk::cli {
 
@@ -93,7 +93,7 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   options.interface = session ? EcransScript(config, session) : EcransTerminal(config);
   EditionsHote editions;
   editions.fichier = fichier_edition;
-  editions.annule = EditionAnnulee;
+  editions.annule = EditionAnnuleeDuThread;
   editions.visionne = [](std::string_view titre, std::string_view texte) {
     Etat().Message().Visionne(texte, titre);
   };

@@ -84,7 +84,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
   }
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)");
   app.add_option("arguments", o.arguments, "Les arguments de la commande");
-  app.allow_extras();  // unknown options are refused by VerifieOptions, in French
+  app.allow_extras();  // unknown options are refused by ControleOptions, in French
 }
 
 std::vector<std::string_view> OptionsDonnees(const CLI::App& app) {
@@ -96,7 +96,7 @@ std::vector<std::string_view> OptionsDonnees(const CLI::App& app) {
   return donnees;
 }
 
-void VerifieOptions(const CLI::App& app, OptionsLigne& o) {
+void ControleOptions(const CLI::App& app, OptionsLigne& o) {
   for (const std::string& reste : app.remaining()) {
     throw ErreurUsage(reste, "option inconnue (vesk help donne la liste)");
   }

@@ -86,7 +86,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& options);
 
 // After parsing: refuses what CLI11 left over (app.remaining()), checks the values it leaves as
 // text (--encoding, --eol) and the empty names. Throws ErreurUsage.
-void VerifieOptions(const CLI::App& app, OptionsLigne& options);
+void ControleOptions(const CLI::App& app, OptionsLigne& options);
 
 // The options given on the command line, by their long names, in the table's order.
 std::vector<std::string_view> OptionsDonnees(const CLI::App& app);

@@ -7,7 +7,7 @@ std::string ExporteDictionnaire() { return EcritToml(LitDictionnaire()); }
 BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
                                 SuiviProgression* suivi) {
   const ModeleDictionnaire m = LitToml(texte, nom);
-  const std::vector<std::string> fautes = VerifieModele(m, nom);
+  const std::vector<std::string> fautes = ControleModele(m, nom);
   if (!fautes.empty()) RefuseTexte(nom, fautes);
   if (!essai) RemplaceDictionnaire(m, suivi);
   BilanImport bilan;

@@ -39,7 +39,7 @@ ModeleDictionnaire LitDictionnaire();
 std::string EcritToml(const ModeleDictionnaire& modele);
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
 // Every fault of the model, each as "nom:line : reason"; empty when it can be written.
-std::vector<std::string> VerifieModele(const ModeleDictionnaire& modele, std::string_view nom);
+std::vector<std::string> ControleModele(const ModeleDictionnaire& modele, std::string_view nom);
 // Ends the import: an ErreurService naming nom that lists the faults.
 [[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
 // The field table of a checked file, the defaults of the field rules applied.

@@ -128,7 +128,7 @@ std::string DecritConfiguration(const Configuration& config) {
 LecteurConfiguration::LecteurConfiguration(Configuration& config, std::string fichier)
     : config_(config), fichier_(std::move(fichier)) {}
 
-void LecteurConfiguration::VerifieTexte(std::string_view texte) const {
+void LecteurConfiguration::ControleTexte(std::string_view texte) const {
   int ligne = 1;
   size_t pos = 0;
   char32_t c = 0;
@@ -166,7 +166,7 @@ void LecteurConfiguration::ErreurLigne(int ligne, std::string_view detail) const
 }
 
 void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur) {
-  lecteur.VerifieTexte(texte);
+  lecteur.ControleTexte(texte);
   if (texte.substr(0, 3) == "\xEF\xBB\xBF") texte.remove_prefix(3);
   std::string section;
   bool apres_cle = false;  // an indented line after a key would continue its value

@@ -67,7 +67,7 @@ class LecteurConfiguration {
 
   // Checks the whole text before it is parsed: no byte of code 0, valid UTF-8 (a file saved
   // in Windows-1252 is refused with the line of its first bad byte).
-  void VerifieTexte(std::string_view texte) const;
+  void ControleTexte(std::string_view texte) const;
   // Applies `cle = valeur` read at line `ligne` under `section` (empty before any heading).
   void Applique(std::string_view section, std::string_view cle, std::string_view valeur, int ligne);
   // Throws the error of a line that is not `key = value`, a section heading or a comment.

@@ -1,7 +1,7 @@
 // vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
 // its company sub-folders, and prints what is wrong. Exit status 0 when the folder is sound,
 // 1 when problems were found, 2 when the folder cannot be read. It reads the committed state:
-// a commit that a writer which died left in the journal is first finished, as any user of the
+// a commit that a writer which died left in the redo log is first finished, as any user of the
 // folder would; otherwise it changes nothing.
 #include <cstdio>
 #include <string>

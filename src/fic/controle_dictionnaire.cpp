@@ -70,7 +70,7 @@ bool Variable(std::string_view v) {
   return LettresEtChiffres(v) && ((v[0] >= 'A' && v[0] <= 'Z') || (v[0] >= 'a' && v[0] <= 'z'));
 }
 
-void VerifieDomaines(const ModeleDictionnaire& m, Fautes& f) {
+void ControleDomaines(const ModeleDictionnaire& m, Fautes& f) {
   std::map<std::string, const DomaineTexte*> par_fichier;
   for (const auto& [code, d] : m.domaines) {
     if (text::TrimRight(code).empty()) f.Ajoute(d.ligne, "code de domaine vide");
@@ -90,7 +90,7 @@ void VerifieDomaines(const ModeleDictionnaire& m, Fautes& f) {
 }
 
 // The limits of one field's total and decimals, and its internal format when it is chosen.
-void VerifieTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
+void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   const char type = regle.type;
   const int64_t d = r.decimales.value_or(0);
   if (r.decimales && !DecimalesValides(type, static_cast<int32_t>(d))) {
@@ -119,7 +119,7 @@ void VerifieTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   }
 }
 
-void VerifieRubrique(const RubriqueTexte& r, Fautes& f) {
+void ControleRubrique(const RubriqueTexte& r, Fautes& f) {
   if (text::TrimRight(r.nom).empty()) f.Ajoute(r.ligne, "nom de rubrique vide");
   f.Texte(r.ligne, "nom de rubrique", r.nom, kLargeurNomRubrique, true);
   if (!Variable(r.variable) || r.variable.size() > kLargeurVariable) {
@@ -140,10 +140,10 @@ void VerifieRubrique(const RubriqueTexte& r, Fautes& f) {
   }
   const RegleType* regle = ChercheType(r.type);
   if (regle == nullptr) return f.Ajoute(r.ligne, "type « " + r.type + " » : A, M, N, D, E, B ou L");
-  VerifieTaille(r, *regle, f);
+  ControleTaille(r, *regle, f);
 }
 
-void VerifieLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
+void ControleLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
   const std::string limites = "de " + std::to_string(kLongueurEnrMin) + " à " +
                               std::to_string(kLongueurEnrMax) + " caractères";
   if (reelle > kLongueurEnrMax) {
@@ -169,13 +169,13 @@ void VerifieLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
 }
 
 // Checks a file and its fields; true when its field table can be built.
-bool VerifieFichier(const std::string& nom, const FichierTexte& fichier, Fautes& f) {
+bool ControleFichier(const std::string& nom, const FichierTexte& fichier, Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
   std::map<std::string, const RubriqueTexte*> variables;
   for (const RubriqueTexte& r : fichier.rubriques) {
-    VerifieRubrique(r, f);
+    ControleRubrique(r, f);
     auto [it, nouvelle] = variables.emplace(r.variable, &r);
     if (!nouvelle) {
       f.Ajoute(r.ligne, "variable " + r.variable + " déjà prise par la rubrique « " +
@@ -185,12 +185,12 @@ bool VerifieFichier(const std::string& nom, const FichierTexte& fichier, Fautes&
   }
   if (f.Nombre() != avant) return false;
   const int64_t reelle = ConstruitChamps(fichier).LongueurReelle();
-  VerifieLongueur(fichier, reelle, f);
+  ControleLongueur(fichier, reelle, f);
   return f.Nombre() == avant;
 }
 
-void VerifieBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m,
-                   const std::set<std::string>& valides, Fautes& f) {
+void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m,
+                    const std::set<std::string>& valides, Fautes& f) {
   f.Nom(b.ligne, "table", nom, kLargeurNomFichier);
   if (b.nature != "P" && b.nature != "S") {
     f.Ajoute(b.ligne, "nature « " + b.nature + " » : P (primaire) ou S (secondaire)");
@@ -200,7 +200,7 @@ void VerifieBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDic
     return f.Ajoute(b.ligne, "table " + nom + " : fichier « " + b.fichier + " » non spécifié");
   }
   if (!valides.contains(b.fichier)) return;
-  const ResultatCle r = VerifieListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
+  const ResultatCle r = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
   if (!r.valide) f.Ajoute(b.ligne, r.message.empty() ? "liste de clé vide" : r.message);
 }
 
@@ -209,8 +209,8 @@ int64_t LongueurEnregistrement(const FichierTexte& fichier) {
   return LongueurProposee(ConstruitChamps(fichier).LongueurReelle());
 }
 
-void VerifiePositions(int32_t ligne, const char* noms[2], int64_t premiere, int64_t seconde,
-                      int64_t longueur, Fautes& f) {
+void ControlePositions(int32_t ligne, const char* noms[2], int64_t premiere, int64_t seconde,
+                       int64_t longueur, Fautes& f) {
   const std::string borne =
       " : de 1 à " + std::to_string(longueur) + " (longueur de l'enregistrement)";
   if (premiere < 1 || premiere > longueur || premiere > kPositionMax) {
@@ -222,8 +222,8 @@ void VerifiePositions(int32_t ligne, const char* noms[2], int64_t premiere, int6
   }
 }
 
-void VerifieChainage(const std::string& nom, const ChainageTexte& c, const ModeleDictionnaire& m,
-                     const std::set<std::string>& valides, Fautes& f) {
+void ControleChainage(const std::string& nom, const ChainageTexte& c, const ModeleDictionnaire& m,
+                      const std::set<std::string>& valides, Fautes& f) {
   bool connus = true;
   for (const std::string& fichier : {nom, c.entete}) {
     if (m.fichiers.contains(fichier)) continue;
@@ -233,23 +233,23 @@ void VerifieChainage(const std::string& nom, const ChainageTexte& c, const Model
   if (!connus || !valides.contains(nom) || !valides.contains(c.entete)) return;
   const char* ligne[2] = {"arriere", "avant"};
   const char* entete[2] = {"premier", "dernier"};
-  VerifiePositions(c.ligne, ligne, c.arriere, c.avant, LongueurEnregistrement(m.fichiers.at(nom)),
-                   f);
-  VerifiePositions(c.ligne, entete, c.premier, c.dernier,
-                   LongueurEnregistrement(m.fichiers.at(c.entete)), f);
+  ControlePositions(c.ligne, ligne, c.arriere, c.avant, LongueurEnregistrement(m.fichiers.at(nom)),
+                    f);
+  ControlePositions(c.ligne, entete, c.premier, c.dernier,
+                    LongueurEnregistrement(m.fichiers.at(c.entete)), f);
 }
 
 }  // namespace
 
-std::vector<std::string> VerifieModele(const ModeleDictionnaire& m, std::string_view nom) {
+std::vector<std::string> ControleModele(const ModeleDictionnaire& m, std::string_view nom) {
   Fautes f(nom);
-  VerifieDomaines(m, f);
+  ControleDomaines(m, f);
   std::set<std::string> valides;  // the files whose field table can be built
   for (const auto& [n, fichier] : m.fichiers) {
-    if (VerifieFichier(n, fichier, f)) valides.insert(n);
+    if (ControleFichier(n, fichier, f)) valides.insert(n);
   }
-  for (const auto& [n, b] : m.barbres) VerifieBArbre(n, b, m, valides, f);
-  for (const auto& [n, c] : m.chainages) VerifieChainage(n, c, m, valides, f);
+  for (const auto& [n, b] : m.barbres) ControleBArbre(n, b, m, valides, f);
+  for (const auto& [n, c] : m.chainages) ControleChainage(n, c, m, valides, f);
   return std::move(f).Liste();
 }
 

@@ -1,7 +1,7 @@
 // Test helper: a console on a simulated terminal, with the terminal kept at hand to queue keys
 // and read what was painted.
-#ifndef VESK_SRV_TUI_TEST_ECRAN_H_
-#define VESK_SRV_TUI_TEST_ECRAN_H_
+#ifndef VESK_SRV_TUI_TESTING_ECRAN_H_
+#define VESK_SRV_TUI_TESTING_ECRAN_H_
 
 #include <memory>
 

@@ -1,22 +1,22 @@
-// Reading a redo journal back: its complete transactions replayed to their files after a crash
-// (Recover), or only their files synced before the journal is emptied (Checkpoint), or, with
-// synchronisation off, only their names carried over into the emptied journal.
+// Reading a redo log back: its complete transactions replayed to their files after a crash
+// (Recover), or only their files synced before the redo log is emptied (Checkpoint), or, with
+// synchronisation off, only their names carried over into the emptied redo log.
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 
 #include "srv/isam/coding.h"
-#include "srv/isam/journal.h"
-#include "srv/isam/journal_internal.h"
+#include "srv/isam/redo_log.h"
+#include "srv/isam/redo_log_internal.h"
 
 namespace vesk::isam {
 
 namespace {
 
-using journal::Io;
-using journal::kHeaderSize;
-using journal::kRecordOverhead;
+using redo_log::Io;
+using redo_log::kHeaderSize;
+using redo_log::kRecordOverhead;
 
 constexpr size_t kWindow = size_t{1} << 20;  // bytes read at once
 constexpr uint32_t kMaxBlockSize = uint32_t{1} << 24;
@@ -26,11 +26,11 @@ constexpr uint64_t kMaxFileSize = uint64_t{1} << 52;
 struct Record {
   char type = 0;
   std::string_view payload;
-  uint64_t at = 0;  // where the record begins in the journal
+  uint64_t at = 0;  // where the record begins in the redo log
 };
 
-// The records of a journal in order, through a window of the file; stops at the first one that
-// does not check (torn, garbled, or of another journal).
+// The records of a redo log in order, through a window of the file; stops at the first one that
+// does not check (torn, garbled, or of another redo log).
 class RedoReader {
  public:
   RedoReader(platform::File* f, uint64_t size, uint64_t nonce)
@@ -84,18 +84,18 @@ bool Sensible(const Record& r, const Fichiers& files, uint32_t count, uint64_t s
   const std::string_view p = r.payload;
   const uint32_t id = p.size() >= 4 ? Load32(p.data()) : 0;
   switch (r.type) {
-    case journal::kRedoFile:
+    case redo_log::kRedoFile:
       return p.size() >= 8 && Load32(p.data() + 4) == p.size() - 8 && !files.contains(id) &&
              SafeRelative(p.substr(8));
-    case journal::kRedoPage: {
+    case redo_log::kRedoPage: {
       if (p.size() < 16 || !files.contains(id)) return false;
       const uint32_t block = Load32(p.data() + 4);
       return block != 0 && block <= kMaxBlockSize && (block & (block - 1)) == 0 &&
              p.size() - 16 <= block && Load64(p.data() + 8) < kMaxBlockNo;
     }
-    case journal::kRedoSize:
+    case redo_log::kRedoSize:
       return p.size() == 12 && files.contains(id) && Load64(p.data() + 4) < kMaxFileSize;
-    case journal::kRedoCommit:
+    case redo_log::kRedoCommit:
       return p.size() == 12 && Load32(p.data()) == count && Load64(p.data() + 4) == start;
     default:
       return false;
@@ -119,10 +119,10 @@ Status Walk(platform::File* j, uint64_t size, uint64_t nonce, uint64_t limit, co
     VESK_RETURN_IF_ERROR(reader.Next(&r, &got));
     if (!got || r.at >= limit || !Sensible(r, files, count, start)) return Status::Ok();
     if (visit) VESK_RETURN_IF_ERROR(visit(r, files));
-    if (r.type == journal::kRedoFile) {
+    if (r.type == redo_log::kRedoFile) {
       files[Load32(r.payload.data())] = std::string(r.payload.substr(8));
       ++count;
-    } else if (r.type == journal::kRedoCommit) {
+    } else if (r.type == redo_log::kRedoCommit) {
       *end = start = reader.at();
       files.clear();
       count = 0;
@@ -135,18 +135,18 @@ Status Walk(platform::File* j, uint64_t size, uint64_t nonce, uint64_t limit, co
 // The files a replay writes or syncs, opened once each by their path relative to the folder.
 class Cibles {
  public:
-  Cibles(Env* env, const std::string& dossier, const std::string& journal)
-      : env_(env), dossier_(dossier), journal_(journal) {}
+  Cibles(Env* env, const std::string& dossier, const std::string& redo_log)
+      : env_(env), dossier_(dossier), redo_log_(redo_log) {}
 
   Status Get(const std::string& relatif, platform::File** out) {
     auto& f = files_[relatif];
     if (!f) {
-      VESK_RETURN_IF_ERROR(journal::SansLien(env_, dossier_, relatif));
+      VESK_RETURN_IF_ERROR(redo_log::SansLien(env_, dossier_, relatif));
       const std::string path = platform::JoinPath(dossier_, relatif);
       platform::IoStatus io = env_->OpenFile(path, platform::OpenMode::kReadWrite, &f);
       if (!io.ok()) {
         files_.erase(relatif);
-        return Status::IOError("reprise du journal " + journal_ + " : " + path +
+        return Status::IOError("reprise du journal " + redo_log_ + " : " + path +
                                " ne peut être ouvert (" + io.message + ")");
       }
     }
@@ -163,31 +163,31 @@ class Cibles {
 
  private:
   Env* env_;
-  std::string dossier_, journal_;
+  std::string dossier_, redo_log_;
   std::map<std::string, std::unique_ptr<platform::File>> files_;
 };
 
 // What replaying a record does: the file opened (and, with apply, its block or size written).
 Status Apply(Cibles& cibles, bool apply, const Record& r, const Fichiers& files) {
-  if (r.type == journal::kRedoCommit) return Status::Ok();
+  if (r.type == redo_log::kRedoCommit) return Status::Ok();
   const std::string_view p = r.payload;
   platform::File* f = nullptr;
-  if (r.type == journal::kRedoFile) return cibles.Get(std::string(p.substr(8)), &f);
+  if (r.type == redo_log::kRedoFile) return cibles.Get(std::string(p.substr(8)), &f);
   VESK_RETURN_IF_ERROR(cibles.Get(files.at(Load32(p.data())), &f));
   if (!apply) return Status::Ok();
-  if (r.type == journal::kRedoSize) return Io(f->Truncate(Load64(p.data() + 4)));
+  if (r.type == redo_log::kRedoSize) return Io(f->Truncate(Load64(p.data() + 4)));
   const uint64_t at = Load64(p.data() + 8) * Load32(p.data() + 4);
   return Io(f->WriteAt(at, p.substr(16)));
 }
 
-// What is done with the files of the journal's complete transactions.
+// What is done with the files of the redo log's complete transactions.
 enum class Suite {
   kReplay,  // written again and synced (recovery)
   kSync,    // synced (checkpoint)
   kNames,   // only named, in *names (checkpoint without synchronisation)
 };
 
-// Replays or syncs the files of the redo journal j (or gathers their names).
+// Replays or syncs the files of the redo log j (or gathers their names).
 Status Replay(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
               uint64_t size, uint64_t nonce, Suite suite, std::set<std::string>* names,
               bool* changed, uint64_t* syncs) {
@@ -199,7 +199,7 @@ Status Replay(Env* env, const std::string& dossier, const std::string& path, pla
       j, size, nonce, end,
       [&](const Record& r, const Fichiers& files) {
         if (suite != Suite::kNames) return Apply(cibles, suite == Suite::kReplay, r, files);
-        if (r.type == journal::kRedoFile) names->insert(std::string(r.payload.substr(8)));
+        if (r.type == redo_log::kRedoFile) names->insert(std::string(r.payload.substr(8)));
         return Status::Ok();
       },
       &ignored));
@@ -209,7 +209,7 @@ Status Replay(Env* env, const std::string& dossier, const std::string& path, pla
 }
 
 // The transaction that names files without changing them: F records and the commit. Put first
-// in a journal emptied without synchronisation, it keeps the names of the files whose writes
+// in a redo log emptied without synchronisation, it keeps the names of the files whose writes
 // are not synced yet for the next synchronised checkpoint (or recovery), which syncs them.
 std::string NamesOnly(const std::set<std::string>& names, uint64_t nonce) {
   std::string out;
@@ -219,17 +219,17 @@ std::string NamesOnly(const std::set<std::string>& names, uint64_t nonce) {
     AppendLe(head, id++, 4);
     AppendLe(head, name.size(), 4);
     head += name;
-    journal::AppendRecord(out, journal::kRedoFile, head, {}, nonce + kHeaderSize + out.size());
+    redo_log::AppendRecord(out, redo_log::kRedoFile, head, {}, nonce + kHeaderSize + out.size());
   }
   if (names.empty()) return out;
   std::string commit;
   AppendLe(commit, id, 4);
   AppendLe(commit, kHeaderSize, 8);
-  journal::AppendRecord(out, journal::kRedoCommit, commit, {}, nonce + kHeaderSize + out.size());
+  redo_log::AppendRecord(out, redo_log::kRedoCommit, commit, {}, nonce + kHeaderSize + out.size());
   return out;
 }
 
-// The journal j (size bytes) read and dealt with as suite says; a journal whose header does
+// The redo log j (size bytes) read and dealt with as suite says; a redo log whose header does
 // not check was never complete (no file was written after it) and is dropped as it is.
 Status Traite(Env* env, const std::string& dossier, const std::string& path, platform::File* j,
               uint64_t size, Suite suite, std::set<std::string>* names, bool* changed,
@@ -239,26 +239,26 @@ Status Traite(Env* env, const std::string& dossier, const std::string& path, pla
   if (size > 0) VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, head, &got)));
   uint32_t version = 0;
   uint64_t nonce = 0;
-  if (!journal::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
+  if (!redo_log::ReadHeader(std::string_view(head.data(), got), &version, &nonce)) {
     return Status::Ok();
   }
-  if (version == journal::kRedoVersion) {
+  if (version == redo_log::kRedoVersion) {
     return Replay(env, dossier, path, j, size, nonce, suite, names, changed, syncs);
   }
   if (version == 1 || version == 2) {
     std::string bytes(static_cast<size_t>(size), '\0');
     VESK_RETURN_IF_ERROR(Io(j->ReadAt(0, bytes, &got)));
     bytes.resize(got);
-    return journal::RecoverRollback(env, dossier, path, bytes, changed);
+    return redo_log::RecoverRollback(env, dossier, path, bytes, changed);
   }
   return Status::Corruption("journal " + path + " : version " + std::to_string(version) +
                             " inconnue (écrit par un moteur plus récent ?) ; rien n'est "
                             "écrit, le journal est gardé");
 }
 
-// How a journal is emptied: what is done with its files, the header it starts again under
+// How a redo log is emptied: what is done with its files, the header it starts again under
 // (none: cut to 0) with its nonce, and the files it names when the caller knows them all (then
-// the journal is not read back).
+// the redo log is not read back).
 struct Vidage {
   Suite suite = Suite::kReplay;
   std::string header;
@@ -266,16 +266,16 @@ struct Vidage {
   const std::set<std::string>* known = nullptr;
 };
 
-// Recover and Checkpoint: the journal at dossier dealt with, then emptied and synced: cut to 0,
+// Recover and Checkpoint: the redo log at dossier dealt with, then emptied and synced: cut to 0,
 // or started again under v.header, its other bytes kept. With suite kNames, nothing is synced
-// and the emptied journal holds the files' names (NamesOnly, also given in *names); *end
+// and the emptied redo log holds the files' names (NamesOnly, also given in *names); *end
 // receives where it ends.
 Status Vide(Env* env, const std::string& dossier, const Vidage& v, std::set<std::string>* names,
             bool* changed, uint64_t* syncs, uint64_t* end) {
   *changed = false;
   names->clear();
   *end = v.header.empty() ? 0 : kHeaderSize;
-  const std::string path = platform::JoinPath(dossier, kJournalName);
+  const std::string path = platform::JoinPath(dossier, kRedoLogName);
   bool exists = false;
   VESK_RETURN_IF_ERROR(Io(env->FileExists(path, &exists)));
   if (!exists && v.header.empty()) return Status::Ok();
@@ -311,19 +311,19 @@ Status Vide(Env* env, const std::string& dossier, const Vidage& v, std::set<std:
 
 }  // namespace
 
-Status Journal::Recover(Env* env, const std::string& dossier, bool* changed) {
+Status RedoLog::Recover(Env* env, const std::string& dossier, bool* changed) {
   uint64_t syncs = 0, end = 0;
   std::set<std::string> names;
   return Vide(env, dossier, Vidage{}, &names, changed, &syncs, &end);
 }
 
-Status Journal::Checkpoint(bool keep, bool sync, const Fin* fin) {
+Status RedoLog::Checkpoint(bool keep, bool sync, const Fin* fin) {
   bool changed = false;
   Vidage v;
   v.suite = sync || !keep ? Suite::kSync : Suite::kNames;
-  v.nonce = keep ? journal::NewNonce() : 0;
-  if (keep) v.header = journal::Header(journal::kRedoVersion, v.nonce);
-  // Every transaction since the journal started is ours when it still ends where our last
+  v.nonce = keep ? redo_log::NewNonce() : 0;
+  if (keep) v.header = redo_log::Header(redo_log::kRedoVersion, v.nonce);
+  // Every transaction since the redo log started is ours when it still ends where our last
   // commit left it: the files we named are all its files.
   if (fin != nullptr && named_all_ && fin->end == at_ && fin->nonce == nonce_) v.known = &named_;
   uint64_t end = 0;

@@ -2,8 +2,8 @@
 // recording anomaly service, a screen service that names the application) and a dictionary on
 // a fresh data folder, filled through OuvS and the services as the entry screens fill it.
 // One thread: each fixture installs its services for the calling thread.
-#ifndef VESK_GENCODE_SOUTIEN_TEST_H_
-#define VESK_GENCODE_SOUTIEN_TEST_H_
+#ifndef VESK_GENCODE_TESTING_GENERATEURS_H_
+#define VESK_GENCODE_TESTING_GENERATEURS_H_
 
 #include <gtest/gtest.h>
 

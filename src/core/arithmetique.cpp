@@ -1,4 +1,4 @@
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 
 namespace vesk {
 

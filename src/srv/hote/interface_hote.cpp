@@ -1,4 +1,4 @@
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 #include "platform/platform.h"
 #include "srv/report/srv_edition_impl.h"
@@ -48,12 +48,12 @@ ServicesInterface EcransTerminal(const Configuration& config) {
 ServicesInterface EcransScript(const Configuration& config,
                                const std::shared_ptr<script::Session>& session) {
   ServicesInterface i;
-  i.saisie = [session] { return std::make_unique<script::SrvSaisieImpl>(session); };
+  i.saisie = [session] { return std::make_unique<script::SrvSaisieScript>(session); };
   i.ecran = [session, nom = config.application] {
-    return std::make_unique<script::SrvEcranImpl>(session, nom);
+    return std::make_unique<script::SrvEcranScript>(session, nom);
   };
-  i.choix = [session] { return std::make_unique<script::SrvChoixImpl>(session); };
-  i.message = [session] { return std::make_unique<script::SrvMessageImpl>(session); };
+  i.choix = [session] { return std::make_unique<script::SrvChoixScript>(session); };
+  i.message = [session] { return std::make_unique<script::SrvMessageScript>(session); };
   return i;
 }
 

@@ -3,8 +3,8 @@
 // Windows) or answered from a script, and the listing service over the configured folder.
 // What each function returns is a set of creators; every thread that calls them gets its own
 // objects. Thread rules: the objects made belong to the thread that made them.
-#ifndef VESK_SRV_STANDARD_INTERFACE_HOTE_H_
-#define VESK_SRV_STANDARD_INTERFACE_HOTE_H_
+#ifndef VESK_SRV_HOTE_INTERFACE_HOTE_H_
+#define VESK_SRV_HOTE_INTERFACE_HOTE_H_
 
 #include <functional>
 #include <memory>
@@ -30,7 +30,7 @@ ServicesInterface EcransScript(const Configuration& config,
 // How the host's listings are made, beyond the configuration.
 struct EditionsHote {
   std::string fichier;           // a file imposed on every listing ("": none)
-  std::function<bool()> annule;  // the user's cancellation (EditionAnnulee)
+  std::function<bool()> annule;  // the user's cancellation (EditionAnnuleeDuThread)
   std::function<void(std::string_view titre, std::string_view texte)> visionne;  // "ECRAN"
   std::function<void(std::string_view texte)> flux;        // the text of a listing imposed as "-"
   std::function<std::unique_ptr<report::Renderer>()> pdf;  // empty: text listings only
@@ -43,4 +43,4 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
 
 }  // namespace vesk
 
-#endif  // VESK_SRV_STANDARD_INTERFACE_HOTE_H_
+#endif  // VESK_SRV_HOTE_INTERFACE_HOTE_H_

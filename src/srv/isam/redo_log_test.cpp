@@ -1,13 +1,15 @@
-// Recovery of journals written by hand: the redo journal (version 3) replayed up to its last
-// complete transaction, and the rollback journals of earlier engines (version 1 with the new
+// Recovery of redo logs written by hand: the redo log (version 3) replayed up to its last
+// complete transaction, and the rollback logs of earlier engines (version 1 with the new
 // bytes' checksums inside F and B, version 2 with N and E records at commit).
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "srv/isam/coding.h"
 #ifndef _WIN32
 #include <unistd.h>
 #endif
@@ -17,34 +19,30 @@ namespace {
 
 constexpr uint64_t kNonce = 0x1234;
 
-// A path of the test folder, as the journal makes it (the platform's separator).
+// A path of the test folder, as the redo log makes it (the platform's separator).
 std::string P(std::string_view nom) { return platform::JoinPath("/d", nom); }
-
-void Put(std::string& out, uint64_t v, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-}
 
 void Record(std::string& j, char type, const std::string& payload) {
   std::string r(1, type);
   r.append(3, '\0');
-  Put(r, payload.size(), 4);
+  AppendLe(r, payload.size(), 4);
   r += payload;
-  Put(r, Hash64(r, kNonce), 8);
+  AppendLe(r, Hash64(r, kNonce), 8);
   j += r;
 }
 
-std::string Journal(uint32_t version, uint32_t records, const std::string& body) {
+std::string RedoLog(uint32_t version, uint32_t records, const std::string& body) {
   std::string h("VESKJNL\x1A", 8);
-  Put(h, version, 4);
-  Put(h, 64, 4);
-  Put(h, kNonce, 8);
-  Put(h, records, 4);
+  AppendLe(h, version, 4);
+  AppendLe(h, 64, 4);
+  AppendLe(h, kNonce, 8);
+  AppendLe(h, records, 4);
   h.resize(56, '\0');
-  Put(h, Hash64(h, 0), 8);
+  AppendLe(h, Hash64(h, 0), 8);
   return h + body;
 }
 
-// X.DAT grew from one block of 'o' to two blocks of 'n'; the journal says so in each layout.
+// X.DAT grew from one block of 'o' to two blocks of 'n'; the redo log says so in each layout.
 struct Case {
   MemEnv env;
   std::string old_block = std::string(4096, 'o'), new_block = std::string(4096, 'n');
@@ -56,50 +54,52 @@ struct Case {
   }
   std::string V1() const {
     std::string body, f, b;
-    Put(f, 0, 4), Put(f, 4096, 8), Put(f, 8192, 8), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 8192, 8), AppendLe(f, 5, 4), f += "X.DAT";
     Record(body, 'F', f);
-    Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8), Put(b, 4096, 4), Put(b, 0, 4);
-    Put(b, Hash64(new_block, 0), 8);
+    AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8), AppendLe(b, 4096, 4),
+        AppendLe(b, 0, 4);
+    AppendLe(b, Hash64(new_block, 0), 8);
     Record(body, 'B', b + old_block);
-    return Journal(1, 2, body);
+    return RedoLog(1, 2, body);
   }
   // Version 2; with_commit false leaves out the N and E records.
   std::string V2(bool with_commit) const {
     std::string body, f, b, n, e;
-    Put(f, 0, 4), Put(f, 4096, 8), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 5, 4), f += "X.DAT";
     Record(body, 'F', f);
-    Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8);
+    AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8);
     Record(body, 'B', b + old_block);
     std::string appended;
-    Put(appended, 0, 4), Put(appended, 4096, 4), Put(appended, 1, 8);
+    AppendLe(appended, 0, 4), AppendLe(appended, 4096, 4), AppendLe(appended, 1, 8);
     Record(body, 'B', appended);  // past the original size: no original bytes
-    if (!with_commit) return Journal(2, 3, body);
+    if (!with_commit) return RedoLog(2, 3, body);
     for (uint64_t no : {0, 1}) {
       n.clear();
-      Put(n, 0, 4), Put(n, no, 8), Put(n, 4096, 4), Put(n, Hash64(new_block, 0), 8);
+      AppendLe(n, 0, 4), AppendLe(n, no, 8), AppendLe(n, 4096, 4),
+          AppendLe(n, Hash64(new_block, 0), 8);
       Record(body, 'N', n);
     }
-    Put(e, 0, 4), Put(e, 8192, 8);
+    AppendLe(e, 0, 4), AppendLe(e, 8192, 8);
     Record(body, 'E', e);
-    return Journal(2, 6, body);
+    return RedoLog(2, 6, body);
   }
-  bool Recover(const std::string& journal) {
-    *env.Contents(P("VESK.JNL")) = journal;
+  bool Recover(const std::string& redo_log) {
+    *env.Contents(P("VESK.JNL")) = redo_log;
     bool rolled = false;
-    EXPECT_TRUE(Journal::Recover(&env, "/d", &rolled).ok());
+    EXPECT_TRUE(RedoLog::Recover(&env, "/d", &rolled).ok());
     EXPECT_TRUE(env.Contents(P("VESK.JNL"))->empty());
     return rolled;
   }
 };
 
-TEST(JournalRecoverTest, CompleteJournalsOfBothLayoutsAreDroppedWhenTheFilesHoldTheNewBytes) {
+TEST(RedoLogRecoverTest, CompleteLogsOfBothLayoutsAreDroppedWhenTheFilesHoldTheNewBytes) {
   Case c;
   EXPECT_FALSE(c.Recover(c.V1()));
   EXPECT_FALSE(c.Recover(c.V2(true)));
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
-TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
+TEST(RedoLogRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
   for (int layout = 0; layout < 3; ++layout) {
     Case c;
     std::string half = std::string(4096, 'x') + c.new_block;
@@ -110,48 +110,48 @@ TEST(JournalRecoverTest, HalfWrittenFilesAndMissingCommitRecordsAreRolledBack) {
   }
 }
 
-TEST(JournalRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRefused) {
+TEST(RedoLogRecoverTest, ABlockWithoutItsOriginalBytesInsideTheOriginalSizeIsRefused) {
   Case c;
   std::string body, f, b;
-  Put(f, 0, 4), Put(f, 8192, 8), Put(f, 5, 4), f += "X.DAT";
+  AppendLe(f, 0, 4), AppendLe(f, 8192, 8), AppendLe(f, 5, 4), f += "X.DAT";
   Record(body, 'F', f);
-  Put(b, 0, 4), Put(b, 4096, 4), Put(b, 1, 8);
+  AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 1, 8);
   Record(body, 'B', b);  // block 1 lies inside the original 8192 bytes: its originals are needed
-  EXPECT_FALSE(c.Recover(Journal(2, 2, body)));  // incomplete: ignored
+  EXPECT_FALSE(c.Recover(RedoLog(2, 2, body)));  // incomplete: ignored
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + c.new_block);
 }
 
-// A redo journal (version 3): each record's checksum is seeded with the nonce plus its offset.
+// A redo log (version 3): each record's checksum is seeded with the nonce plus its offset.
 struct Redo {
-  std::string j = Journal(3, 0, "");
+  std::string j = RedoLog(3, 0, "");
   uint32_t count = 0;
   uint64_t start = 64;
   void Add(char type, const std::string& payload) {
     std::string r(1, type);
     r.append(3, '\0');
-    Put(r, payload.size(), 4);
+    AppendLe(r, payload.size(), 4);
     r += payload;
-    Put(r, Hash64(r, kNonce + j.size()), 8);
+    AppendLe(r, Hash64(r, kNonce + j.size()), 8);
     j += r;
     ++count;
   }
   // One transaction writing block `no` of X.DAT and setting its size.
   void Transaction(uint64_t no, const std::string& block, uint64_t size) {
     std::string f, p, z, c;
-    Put(f, 0, 4), Put(f, 5, 4), f += "X.DAT";
+    AppendLe(f, 0, 4), AppendLe(f, 5, 4), f += "X.DAT";
     Add('F', f);
-    Put(p, 0, 4), Put(p, 4096, 4), Put(p, no, 8);
+    AppendLe(p, 0, 4), AppendLe(p, 4096, 4), AppendLe(p, no, 8);
     Add('P', p + block);
-    Put(z, 0, 4), Put(z, size, 8);
+    AppendLe(z, 0, 4), AppendLe(z, size, 8);
     Add('S', z);
-    Put(c, count, 4), Put(c, start, 8);
+    AppendLe(c, count, 4), AppendLe(c, start, 8);
     Add('C', c);
     count = 0;
     start = j.size();
   }
 };
 
-TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
+TEST(RedoLogRecoverTest, ARedoLogIsReplayedUpToItsLastCompleteTransaction) {
   Case c;
   *c.env.Contents(P("X.DAT")) = c.old_block;  // no commit reached the file
   Redo r;
@@ -171,22 +171,22 @@ TEST(JournalRecoverTest, ARedoJournalIsReplayedUpToItsLastCompleteTransaction) {
   Redo bad = r;
   bad.j = whole;
   std::string f;
-  Put(f, 0, 4), Put(f, 8, 4), f += "../X.DAT";  // a path leaving the folder never counts
+  AppendLe(f, 0, 4), AppendLe(f, 8, 4), f += "../X.DAT";  // a path leaving the folder never counts
   bad.Add('F', f);
   std::string commit;
-  Put(commit, bad.count, 4), Put(commit, bad.start, 8);
+  AppendLe(commit, bad.count, 4), AppendLe(commit, bad.start, 8);
   bad.Add('C', commit);
   *c.env.Contents(P("X.DAT")) = c.old_block;
   EXPECT_TRUE(c.Recover(bad.j));
   EXPECT_TRUE(*c.env.Contents(P("X.DAT")) == c.new_block + std::string(4096, 'm'));
 }
 
-TEST(JournalRecoverTest, AJournalOfAnUnknownVersionIsKeptAndNamed) {
+TEST(RedoLogRecoverTest, ARedoLogOfAnUnknownVersionIsKeptAndNamed) {
   Case c;
-  const std::string j = Journal(9, 0, std::string(100, 'z'));
+  const std::string j = RedoLog(9, 0, std::string(100, 'z'));
   *c.env.Contents(P("VESK.JNL")) = j;
   bool changed = false;
-  Status s = Journal::Recover(&c.env, "/d", &changed);
+  Status s = RedoLog::Recover(&c.env, "/d", &changed);
   EXPECT_FALSE(s.ok());
   EXPECT_NE(s.message().find("version 9 inconnue"), std::string::npos) << s.message();
   EXPECT_TRUE(*c.env.Contents(P("VESK.JNL")) == j);
@@ -199,8 +199,8 @@ TEST(JournalRecoverTest, AJournalOfAnUnknownVersionIsKeptAndNamed) {
 namespace vesk::isam {
 namespace {
 
-// A path recorded in a journal stays inside the data folder.
-TEST(JournalPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
+// A path recorded in a redo log stays inside the data folder.
+TEST(RedoLogPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
   for (const char* sur : {"X.DAT", "A/X.DAT", "A\\X.DAT", "ENT1/CLI1.DAB"}) {
     EXPECT_TRUE(SafeRelative(sur)) << sur;
   }
@@ -212,9 +212,9 @@ TEST(JournalPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
 }
 
 #ifndef _WIN32
-// A journal naming a file through a symbolic link that leads out of the folder is refused by
+// A redo log naming a file through a symbolic link that leads out of the folder is refused by
 // recovery, which writes nothing there: neither through a file link nor through a folder link.
-TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
+TEST(RedoLogPathTest, RecoveryNeverWritesThroughASymbolicLink) {
   namespace fs = std::filesystem;
   const fs::path racine = fs::temp_directory_path() / ("vesk-lien-" + std::to_string(::getpid()));
   fs::remove_all(racine);
@@ -228,19 +228,19 @@ TEST(JournalPathTest, RecoveryNeverWritesThroughASymbolicLink) {
   fs::create_directory_symlink(racine / "ailleurs", racine / "d" / "A");
   // Version 2 without its commit records: rolled back whatever the file holds.
   const std::string d = (racine / "d").string();
-  for (const std::string& journal : {c.V2(false), std::string()}) {
-    std::string j = journal;
-    if (j.empty()) {  // the same journal naming A/X.DAT
+  for (const std::string& redo_log : {c.V2(false), std::string()}) {
+    std::string j = redo_log;
+    if (j.empty()) {  // the same redo log naming A/X.DAT
       std::string body, f, b;
-      Put(f, 0, 4), Put(f, 4096, 8), Put(f, 7, 4), f += "A/X.DAT";
+      AppendLe(f, 0, 4), AppendLe(f, 4096, 8), AppendLe(f, 7, 4), f += "A/X.DAT";
       Record(body, 'F', f);
-      Put(b, 0, 4), Put(b, 4096, 4), Put(b, 0, 8);
+      AppendLe(b, 0, 4), AppendLe(b, 4096, 4), AppendLe(b, 0, 8);
       Record(body, 'B', b + c.old_block);
-      j = Journal(2, 2, body);
+      j = RedoLog(2, 2, body);
     }
     std::ofstream(racine / "d" / "VESK.JNL", std::ios::binary) << j;
     bool rolled = false;
-    Status s = Journal::Recover(Env::Default(), d, &rolled);
+    Status s = RedoLog::Recover(Env::Default(), d, &rolled);
     EXPECT_FALSE(s.ok());
     EXPECT_NE(s.message().find("lien symbolique"), std::string::npos) << s.message();
     EXPECT_FALSE(rolled);

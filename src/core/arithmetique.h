@@ -2,8 +2,8 @@
 // 32-bit integers (counts, positions, lengths, layout columns) go through these: an overflow or
 // an index out of range throws ErreurService and ends the command; nothing wraps silently.
 // Free functions and a value type; no shared state.
-#ifndef VESK_CORE_VERIFIE_H_
-#define VESK_CORE_VERIFIE_H_
+#ifndef VESK_CORE_ARITHMETIQUE_H_
+#define VESK_CORE_ARITHMETIQUE_H_
 
 #include <concepts>
 #include <cstdint>
@@ -48,10 +48,10 @@ T Convertit(U v) {
 
 // A table whose every access is checked against its size.
 template <typename T>
-class TableVerifiee {
+class TableBornee {
  public:
-  TableVerifiee() = default;
-  explicit TableVerifiee(size_t taille) : valeurs_(taille) {}
+  TableBornee() = default;
+  explicit TableBornee(size_t taille) : valeurs_(taille) {}
 
   T& operator[](long long i) { return valeurs_[Indice(i)]; }
   const T& operator[](long long i) const { return valeurs_[Indice(i)]; }

@@ -2,8 +2,8 @@
 // defined once), and Sub/End Sub, Function/End Function, block If/End If (with its Else and
 // ElseIf), While/Wend, Do/Loop, For/Next and Select Case/End Select balance. A one-line
 // "If ... Then X" is not a block. Pure functions; safe from any thread.
-#ifndef VESK_GENCODE_VERIFICATEUR_H_
-#define VESK_GENCODE_VERIFICATEUR_H_
+#ifndef VESK_GENCODE_TESTING_STRUCTURE_PROGRAMME_H_
+#define VESK_GENCODE_TESTING_STRUCTURE_PROGRAMME_H_
 
 #include <cstdint>
 #include <string>
@@ -23,7 +23,7 @@ struct DefautStructure {
 
 // The faults of a program text (lines separated by CR LF or LF), in line order; empty when
 // the structure is sound.
-std::vector<DefautStructure> VerifieStructure(std::string_view programme);
+std::vector<DefautStructure> DefautsStructure(std::string_view programme);
 
 // The faults as text, one "ligne N : message" a line (for test failures and the host).
 std::string DecritDefauts(const std::vector<DefautStructure>& defauts);

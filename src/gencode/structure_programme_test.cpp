@@ -1,4 +1,4 @@
-#include "gencode/verificateur.h"
+#include "gencode/testing/structure_programme.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ std::string Programme(std::initializer_list<std::string_view> lignes) {
   return texte;
 }
 
-TEST(VerificateurTest, SoundProgramHasNoFault) {
+TEST(StructureProgrammeTest, SoundProgramHasNoFault) {
   const std::string texte = Programme({
       "Sub Saisie",
       "DebSais:",
@@ -45,10 +45,10 @@ TEST(VerificateurTest, SoundProgramHasNoFault) {
       "    Loop",
       "End Function",
   });
-  EXPECT_EQ(DecritDefauts(VerifieStructure(texte)), "");
+  EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
 }
 
-TEST(VerificateurTest, ReportsTheLinesOfUnbalancedBlocks) {
+TEST(StructureProgrammeTest, ReportsTheLinesOfUnbalancedBlocks) {
   const std::string texte = Programme({
       "Sub A",               // 2
       "    If X Then",       // 3: never closed before End Sub
@@ -61,7 +61,7 @@ TEST(VerificateurTest, ReportsTheLinesOfUnbalancedBlocks) {
       "Sub B",               // 10: never closed
       "    While X",         // 11: never closed
   });
-  const std::vector<DefautStructure> defauts = VerifieStructure(texte);
+  const std::vector<DefautStructure> defauts = DefautsStructure(texte);
   std::vector<int32_t> lignes;
   for (const DefautStructure& d : defauts) lignes.push_back(d.ligne);
   EXPECT_EQ(lignes, (std::vector<int32_t>{3, 5, 8, 9, 10, 11})) << DecritDefauts(defauts);
@@ -69,7 +69,7 @@ TEST(VerificateurTest, ReportsTheLinesOfUnbalancedBlocks) {
       << defauts[0].message;
 }
 
-TEST(VerificateurTest, ReportsMissingAndDuplicateLabels) {
+TEST(StructureProgrammeTest, ReportsMissingAndDuplicateLabels) {
   const std::string texte = Programme({
       "Debut:",
       "    Goto Fin",
@@ -85,17 +85,17 @@ TEST(VerificateurTest, ReportsMissingAndDuplicateLabels) {
       {6, "Goto vers l'étiquette « Perdue », qui n'existe pas"},
       {7, "étiquette « Debut » déjà définie ligne 2"},
       {8, "Gosub vers l'étiquette « Absent », qui n'existe pas"}};
-  EXPECT_EQ(VerifieStructure(texte), attendu) << DecritDefauts(VerifieStructure(texte));
+  EXPECT_EQ(DefautsStructure(texte), attendu) << DecritDefauts(DefautsStructure(texte));
 }
 
-TEST(VerificateurTest, BlockIfNeedsThenAtTheEnd) {
-  EXPECT_EQ(VerifieStructure("If A Then\nEnd If").size(), 0u);
-  EXPECT_EQ(VerifieStructure("If A Then X = 1\nEnd If").size(), 1u);
-  EXPECT_EQ(VerifieStructure("If A\nEnd If").size(), 2u);
+TEST(StructureProgrammeTest, BlockIfNeedsThenAtTheEnd) {
+  EXPECT_EQ(DefautsStructure("If A Then\nEnd If").size(), 0u);
+  EXPECT_EQ(DefautsStructure("If A Then X = 1\nEnd If").size(), 1u);
+  EXPECT_EQ(DefautsStructure("If A\nEnd If").size(), 2u);
   // "If condition Goto label" is a one-line If; "If A Goto" alone is not.
-  EXPECT_EQ(VerifieStructure("If Abandon Goto Fin\nFin:").size(), 0u);
-  EXPECT_EQ(VerifieStructure("If A Goto").size(), 1u);
-  EXPECT_EQ(VerifieStructure("Sub X\n  Sub Y\n  End Sub\nEnd Sub").size(), 1u);
+  EXPECT_EQ(DefautsStructure("If Abandon Goto Fin\nFin:").size(), 0u);
+  EXPECT_EQ(DefautsStructure("If A Goto").size(), 1u);
+  EXPECT_EQ(DefautsStructure("Sub X\n  Sub Y\n  End Sub\nEnd Sub").size(), 1u);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
-// Recovery of the rollback journals that versions 1 and 2 of the engine wrote: a folder left by
+// Recovery of the rollback logs that versions 1 and 2 of the engine wrote: a folder left by
 // a crash of such a version is put back to its last commit (or its transaction kept, when the
-// files already hold it all) before the redo journal takes over. The format is described in
-// docs/journal.md, "Rollback journals of earlier versions".
+// files already hold it all) before the redo log takes over. The format is described in
+// docs/redo-log.md, "Rollback logs of earlier versions".
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -9,17 +9,17 @@
 #include <vector>
 
 #include "srv/isam/coding.h"
-#include "srv/isam/journal.h"
-#include "srv/isam/journal_internal.h"
+#include "srv/isam/redo_log.h"
+#include "srv/isam/redo_log_internal.h"
 
-namespace vesk::isam::journal {
+namespace vesk::isam::redo_log {
 
 namespace {
 
 constexpr uint32_t kVersion = 2;
 constexpr char kFileRecord = 'F', kBlockRecord = 'B', kNewBlockRecord = 'N', kNewSizeRecord = 'E';
 
-// What a journal file says, once read.
+// What a redo log file says, once read.
 struct FileRec {
   std::string path;
   uint64_t original_size = 0, new_size = 0;
@@ -177,7 +177,7 @@ Status RollBackFile(platform::File* f, const FileRec& rec, const std::vector<Blo
   return Io(f->Sync());
 }
 
-// A complete journal: dropped when every file holds its new bytes, otherwise rolled back.
+// A complete redo log: dropped when every file holds its new bytes, otherwise rolled back.
 Status RecoverComplete(Env* env, const std::string& dossier, const std::string& path,
                        const Parsed& p, bool* rolled_back) {
   std::map<uint32_t, std::unique_ptr<platform::File>> files;
@@ -229,4 +229,4 @@ Status RecoverRollback(Env* env, const std::string& dossier, const std::string& 
   return RecoverComplete(env, dossier, path, p, rolled_back);
 }
 
-}  // namespace vesk::isam::journal
+}  // namespace vesk::isam::redo_log

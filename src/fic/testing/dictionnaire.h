@@ -1,8 +1,8 @@
 // The fixture of the component's tests that need a dictionary: the component's fixture
-// (core/essai_composant.h) with dictionaries written as text (vesk's own format) rather than by
+// (core/testing/composant.h) with dictionaries written as text (vesk's own format) rather than by
 // hand. Shared by the test programs of the folders above core; one thread.
-#ifndef VESK_FIC_ESSAI_FIC_H_
-#define VESK_FIC_ESSAI_FIC_H_
+#ifndef VESK_FIC_TESTING_DICTIONNAIRE_H_
+#define VESK_FIC_TESTING_DICTIONNAIRE_H_
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "core/essai_composant.h"
-#include "dom/test_dom.h"
+#include "core/testing/composant.h"
+#include "dom/testing/domaines.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/log/srv_anomalie_impl.h"
 

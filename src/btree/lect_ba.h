@@ -1,7 +1,7 @@
 // B-tree maintenance: the inspection of an open B-tree. Works on the calling thread's module
 // state (the dictionary open).
-#ifndef VESK_BTREE_BTREE_H_
-#define VESK_BTREE_BTREE_H_
+#ifndef VESK_BTREE_LECT_BA_H_
+#define VESK_BTREE_LECT_BA_H_
 
 #include <optional>
 #include <string>
@@ -54,4 +54,4 @@ std::vector<std::string> Plie(std::string_view texte);
 
 }  // namespace vesk::btree
 
-#endif  // VESK_BTREE_BTREE_H_
+#endif  // VESK_BTREE_LECT_BA_H_

@@ -1,4 +1,4 @@
-#include "gencode/verificateur.h"
+#include "gencode/testing/structure_programme.h"
 
 #include <algorithm>
 #include <map>
@@ -77,7 +77,7 @@ std::vector<std::string_view> Mots(std::string_view inst) {
   return mots;
 }
 
-class Verificateur {
+class Analyse {
  public:
   void Ligne(std::string_view texte, int32_t numero);
   std::vector<DefautStructure> Fin();
@@ -105,7 +105,7 @@ class Verificateur {
 };
 
 // A label opening the line ("Name:"), removed from texte; empty when there is none.
-std::string_view Verificateur::Etiquette(std::string_view& texte) {
+std::string_view Analyse::Etiquette(std::string_view& texte) {
   size_t i = 0;
   if (texte.empty() || !EstLettre(texte[0])) return {};
   while (i < texte.size() && EstMot(texte[i])) ++i;
@@ -117,7 +117,7 @@ std::string_view Verificateur::Etiquette(std::string_view& texte) {
   return nom;
 }
 
-void Verificateur::Ligne(std::string_view texte, int32_t numero) {
+void Analyse::Ligne(std::string_view texte, int32_t numero) {
   ligne_ = numero;
   texte = Nettoie(texte);
   const std::string_view etiquette = Etiquette(texte);
@@ -135,7 +135,7 @@ void Verificateur::Ligne(std::string_view texte, int32_t numero) {
   }
 }
 
-void Verificateur::Renvois(const std::vector<std::string_view>& mots) {
+void Analyse::Renvois(const std::vector<std::string_view>& mots) {
   for (size_t i = 0; i < mots.size(); ++i) {
     const std::string mot = text::UpperAscii(mots[i]);
     if (mot != "GOTO" && mot != "GOSUB") continue;
@@ -150,7 +150,7 @@ void Verificateur::Renvois(const std::vector<std::string_view>& mots) {
   }
 }
 
-void Verificateur::OuvreProcedure(const std::string& type, std::string_view inst) {
+void Analyse::OuvreProcedure(const std::string& type, std::string_view inst) {
   for (const Bloc& b : pile_) {
     if (b.type == "SUB" || b.type == "FUNCTION") {
       Defaut(ligne_, "« " + std::string(inst) + " » dans la procédure ouverte ligne " +
@@ -163,8 +163,8 @@ void Verificateur::OuvreProcedure(const std::string& type, std::string_view inst
 
 // If or ElseIf: a block when Then ends the statement, else a one-line If whose rest of the
 // line is its own. "If condition Goto label", without Then, is a one-line If too.
-void Verificateur::Si(const std::string& premier, std::string_view inst,
-                      const std::vector<std::string_view>& mots, bool& suite_ignoree) {
+void Analyse::Si(const std::string& premier, std::string_view inst,
+                 const std::vector<std::string_view>& mots, bool& suite_ignoree) {
   auto then = std::find_if(mots.begin(), mots.end(),
                            [](std::string_view m) { return text::UpperAscii(m) == "THEN"; });
   const bool goto_seul =
@@ -189,7 +189,7 @@ void Verificateur::Si(const std::string& premier, std::string_view inst,
   }
 }
 
-void Verificateur::Instruction(std::string_view inst, bool& suite_ignoree) {
+void Analyse::Instruction(std::string_view inst, bool& suite_ignoree) {
   std::vector<std::string_view> mots = Mots(inst);
   if (mots.empty()) return;
   size_t k = 0;
@@ -225,7 +225,7 @@ void Verificateur::Instruction(std::string_view inst, bool& suite_ignoree) {
   }
 }
 
-void Verificateur::Ferme(const std::string& type, std::string_view fermeture) {
+void Analyse::Ferme(const std::string& type, std::string_view fermeture) {
   auto it =
       std::find_if(pile_.rbegin(), pile_.rend(), [&](const Bloc& b) { return b.type == type; });
   if (it == pile_.rend()) {
@@ -241,7 +241,7 @@ void Verificateur::Ferme(const std::string& type, std::string_view fermeture) {
   pile_.pop_back();
 }
 
-std::vector<DefautStructure> Verificateur::Fin() {
+std::vector<DefautStructure> Analyse::Fin() {
   for (const Bloc& b : pile_) Defaut(b.ligne, "« " + b.nom + " » jamais fermé");
   for (const Renvoi& r : renvois_) {
     if (etiquettes_.find(r.cible) == etiquettes_.end()) {
@@ -256,8 +256,8 @@ std::vector<DefautStructure> Verificateur::Fin() {
 
 }  // namespace
 
-std::vector<DefautStructure> VerifieStructure(std::string_view programme) {
-  Verificateur v;
+std::vector<DefautStructure> DefautsStructure(std::string_view programme) {
+  Analyse v;
   int32_t numero = 0;
   size_t debut = 0;
   while (true) {

@@ -1,21 +1,21 @@
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 #include <algorithm>
 #include <cstring>
 #include <random>
 
 #include "srv/isam/coding.h"
-#include "srv/isam/journal_internal.h"
+#include "srv/isam/redo_log_internal.h"
 
 namespace vesk::isam {
 
-using journal::Io;
+using redo_log::Io;
 
 namespace {
 
-// Records gathered before they are written to the journal file, at most.
+// Records gathered before they are written to the redo log file, at most.
 constexpr size_t kPendingBytes = size_t{1} << 20;
-// The journal file grows by whole steps of zeros, which later commits overwrite: the sync of a
+// The redo log file grows by whole steps of zeros, which later commits overwrite: the sync of a
 // commit that stays inside the file's size need not record a new size.
 constexpr uint64_t kGrowth = uint64_t{1} << 20;
 
@@ -31,7 +31,7 @@ uint64_t Mix(uint64_t x) {
 
 }  // namespace
 
-namespace journal {
+namespace redo_log {
 
 uint64_t NewNonce() {
   static uint64_t counter = [] {
@@ -72,31 +72,26 @@ bool ReadHeader(std::string_view h, uint32_t* version, uint64_t* nonce) {
   return true;
 }
 
-}  // namespace journal
+}  // namespace redo_log
 
 uint64_t Hash64(std::span<const char> bytes, uint64_t seed) {
   constexpr uint64_t kP1 = 0x9E3779B185EBCA87ULL, kP2 = 0xC2B2AE3D27D4EB4FULL;
   uint64_t h = seed ^ (bytes.size() * kP1);
   size_t i = 0;
   for (; i + 8 <= bytes.size(); i += 8) {
-    uint64_t w;
-    std::memcpy(&w, bytes.data() + i, 8);
-    h = Rotl(h ^ (w * kP2), 31) * kP1;
+    h = Rotl(h ^ (Load64(bytes.data() + i) * kP2), 31) * kP1;
   }
-  uint64_t tail = 0;
-  for (size_t k = 0; i + k < bytes.size(); ++k) {
-    tail |= uint64_t{static_cast<unsigned char>(bytes[i + k])} << (8 * k);
-  }
+  const uint64_t tail = GetLe(bytes.data() + i, static_cast<int>(bytes.size() - i));
   return Mix(h ^ (tail * kP2) ^ Rotl(h, 17));
 }
 
-struct Journal::Entry {
+struct RedoLog::Entry {
   Watched w;
   bool in_txn = false, in_op = false;
   uint64_t op_size = 0;
 };
 
-struct Journal::OpSaved {
+struct RedoLog::OpSaved {
   Entry* e;
   uint64_t no;
   uint32_t from;  // in the block
@@ -106,12 +101,12 @@ struct Journal::OpSaved {
   int32_t by = 0;  // 0: the bytes kept are the original ones at from
 };
 
-Journal::Journal(Env* env, std::string dossier)
-    : env_(env), dossier_(std::move(dossier)), path_(platform::JoinPath(dossier_, kJournalName)) {}
+RedoLog::RedoLog(Env* env, std::string dossier)
+    : env_(env), dossier_(std::move(dossier)), path_(platform::JoinPath(dossier_, kRedoLogName)) {}
 
-Journal::~Journal() = default;
+RedoLog::~RedoLog() = default;
 
-void Journal::Watch(Watched w) {
+void RedoLog::Watch(Watched w) {
   auto e = std::make_unique<Entry>();
   e->w = std::move(w);
   Entry* raw = e.get();
@@ -126,7 +121,7 @@ void Journal::Watch(Watched w) {
   entries_.push_back(std::move(e));
 }
 
-void Journal::Join(Entry* e) {
+void RedoLog::Join(Entry* e) {
   if (!e->in_op) {
     e->in_op = true;
     e->op_size = e->w.pager->Size();
@@ -141,7 +136,7 @@ void Journal::Join(Entry* e) {
 // Before bytes of a block change in the operation: the file joins the operation and the
 // transaction; inside a batch those bytes are kept to undo the operation alone (a range saved
 // twice is put back last from its first, original, bytes).
-Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
+Status RedoLog::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const char> original) {
   Join(e);
   if (batch_) {
     op_.push_back(
@@ -153,7 +148,7 @@ Status Journal::Capture(Entry* e, uint64_t no, uint32_t from, std::span<const ch
 
 // A move inside a block (a leaf's entries): only the bytes it covers are kept, the moved ones
 // are moved back at the undo.
-Status Journal::CaptureShift(Entry* e, uint64_t no, uint32_t from, uint32_t to, int32_t by,
+Status RedoLog::CaptureShift(Entry* e, uint64_t no, uint32_t from, uint32_t to, int32_t by,
                              std::span<const char> covered) {
   Join(e);
   if (batch_) {
@@ -164,26 +159,26 @@ Status Journal::CaptureShift(Entry* e, uint64_t no, uint32_t from, uint32_t to, 
   return Status::Ok();
 }
 
-void Journal::BeginOperation() {
+void RedoLog::BeginOperation() {
   for (auto& e : entries_) {
     if (e->w.mark) e->w.mark();
   }
 }
 
-Status Journal::EndOperation() {
+Status RedoLog::EndOperation() {
   for (Entry* e : op_entries_) e->w.pager->StartChangeEpoch();
   ForgetOperation();
   return Status::Ok();
 }
 
-void Journal::ForgetOperation() {
+void RedoLog::ForgetOperation() {
   for (Entry* e : op_entries_) e->in_op = false;
   op_entries_.clear();
   op_.clear();
   op_bytes_.clear();
 }
 
-Status Journal::RollbackOperation() {
+Status RedoLog::RollbackOperation() {
   Status first;
   auto keep = [&first](Status s) {
     if (first.ok() && !s.ok()) first = s;
@@ -203,7 +198,7 @@ Status Journal::RollbackOperation() {
 }
 
 // Inside a batch: the operation's blocks get their bytes back, each file its size and state.
-Status Journal::RollbackBatchOperation() {
+Status RedoLog::RollbackBatchOperation() {
   Status first;
   auto keep = [&first](Status s) {
     if (first.ok() && !s.ok()) first = s;
@@ -227,31 +222,31 @@ Status Journal::RollbackBatchOperation() {
   return first;
 }
 
-std::string Journal::Relative(const std::string& path) const {
+std::string RedoLog::Relative(const std::string& path) const {
   if (InsideFolder(dossier_, path)) {
     return path.substr(dossier_.size() + 1);
   }
   return path;
 }
 
-// The journal file opened and its end taken from fin when the journal's header still carries
+// The redo log file opened and its end taken from fin when the redo log's header still carries
 // fin's nonce (another user may have appended or emptied it since our last commit); otherwise
-// the journal starts again at 0 under a new header and nonce, over whatever bytes it held
+// the redo log starts again at 0 under a new header and nonce, over whatever bytes it held
 // (records of another nonce never count).
-Status Journal::OpenLog(Fin fin) {
+Status RedoLog::OpenLog(Fin fin) {
   pending_.clear();
   records_ = 0;
-  const bool ours = file_ && fin.end == at_ && fin.nonce == nonce_ && at_ >= journal::kHeaderSize;
+  const bool ours = file_ && fin.end == at_ && fin.nonce == nonce_ && at_ >= redo_log::kHeaderSize;
   if (!ours) {
     if (!file_) {
       VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
     }
     uint64_t size = 0;
-    std::string h(journal::kHeaderSize, '\0');
+    std::string h(redo_log::kHeaderSize, '\0');
     size_t got = 0;
     platform::IoStatus io = file_->Size(&size);
     size_ = size;
-    if (io.ok() && fin.end >= journal::kHeaderSize && fin.end <= size)
+    if (io.ok() && fin.end >= redo_log::kHeaderSize && fin.end <= size)
       io = file_->ReadAt(0, h, &got);
     if (!io.ok()) {
       file_.reset();
@@ -259,15 +254,15 @@ Status Journal::OpenLog(Fin fin) {
     }
     uint32_t version = 0;
     uint64_t nonce = 0;
-    if (got == h.size() && journal::ReadHeader(h, &version, &nonce) &&
-        version == journal::kRedoVersion && nonce == fin.nonce) {
+    if (got == h.size() && redo_log::ReadHeader(h, &version, &nonce) &&
+        version == redo_log::kRedoVersion && nonce == fin.nonce) {
       at_ = fin.end;
       nonce_ = nonce;
       named_all_ = false;  // another user's transactions come before ours
     } else {
       at_ = 0;
-      nonce_ = journal::NewNonce();
-      pending_ = journal::Header(journal::kRedoVersion, nonce_);
+      nonce_ = redo_log::NewNonce();
+      pending_ = redo_log::Header(redo_log::kRedoVersion, nonce_);
       named_.clear();
       named_all_ = true;
     }
@@ -277,14 +272,14 @@ Status Journal::OpenLog(Fin fin) {
   return Status::Ok();
 }
 
-void Journal::AddRecord(char type, std::string_view head, std::span<const char> tail) {
-  journal::AppendRecord(pending_, type, head, tail, nonce_ + at_ + pending_.size());
+void RedoLog::AddRecord(char type, std::string_view head, std::span<const char> tail) {
+  redo_log::AppendRecord(pending_, type, head, tail, nonce_ + at_ + pending_.size());
   ++records_;
 }
 
-// The records gathered so far go to the journal file, after those written before; past the
+// The records gathered so far go to the redo log file, after those written before; past the
 // file's end, zeros follow them up to the next step (a zero record ends any reading).
-Status Journal::WritePending() {
+Status RedoLog::WritePending() {
   if (pending_.empty()) return Status::Ok();
   const size_t records = pending_.size();
   const uint64_t end = at_ + records;
@@ -298,7 +293,7 @@ Status Journal::WritePending() {
 
 // The transaction's records: for each file its path, the new bytes of each changed block and
 // its size; then the commit record, and the sync that makes the transaction durable.
-Status Journal::AppendTransaction(bool sync, Fin fin) {
+Status RedoLog::AppendTransaction(bool sync, Fin fin) {
   VESK_RETURN_IF_ERROR(OpenLog(fin));
   uint32_t id = 0;
   for (Entry* e : txn_entries_) {
@@ -309,7 +304,7 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
     AppendLe(head, id, 4);
     AppendLe(head, rel.size(), 4);
     head += rel;
-    AddRecord(journal::kRedoFile, head);
+    AddRecord(redo_log::kRedoFile, head);
     Status s;
     pager->ForEachDirty([&](uint64_t no, std::span<const char> bytes) {
       if (!s.ok() || bytes.empty()) return;
@@ -317,19 +312,19 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
       Store32(h, id);
       Store32(h + 4, pager->BlockSize());
       Store64(h + 8, no);
-      AddRecord(journal::kRedoPage, std::string_view(h, 16), bytes);
+      AddRecord(redo_log::kRedoPage, std::string_view(h, 16), bytes);
       if (pending_.size() >= kPendingBytes) s = WritePending();
     });
     if (!s.ok()) return CutOff(s);
     head.clear();
     AppendLe(head, id++, 4);
     AppendLe(head, pager->Size(), 8);
-    AddRecord(journal::kRedoSize, head);
+    AddRecord(redo_log::kRedoSize, head);
   }
   std::string head;
   AppendLe(head, records_, 4);
   AppendLe(head, txn_start_, 8);
-  AddRecord(journal::kRedoCommit, head);
+  AddRecord(redo_log::kRedoCommit, head);
   Status s = WritePending();
   if (s.ok() && sync) {
     s = Io(file_->Sync());
@@ -338,26 +333,26 @@ Status Journal::AppendTransaction(bool sync, Fin fin) {
   return s.ok() ? s : CutOff(s);
 }
 
-// A transaction that failed before it counted is cut off the journal: its first record is
+// A transaction that failed before it counted is cut off the redo log: its first record is
 // zeroed, so that reading stops there, and the next transaction begins there. When even that
 // fails the handle is dropped: the folder's recovery then decides (the transaction counts if
 // its commit record is readable).
-Status Journal::CutOff(const Status& failure) {
+Status RedoLog::CutOff(const Status& failure) {
   pending_.clear();
-  static constexpr char kZeros[journal::kRecordOverhead] = {};
+  static constexpr char kZeros[redo_log::kRecordOverhead] = {};
   platform::IoStatus io = file_->WriteAt(base_, kZeros);
   at_ = base_;
   if (!io.ok()) file_.reset();
   return failure;
 }
 
-Status Journal::Commit(bool sync, Fin fin, const std::function<Status()>& before_journal) {
+Status RedoLog::Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log) {
   if (txn_entries_.empty()) {
     Forget();
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(PrepareFiles());
-  if (before_journal) VESK_RETURN_IF_ERROR(before_journal());
+  if (before_redo_log) VESK_RETURN_IF_ERROR(before_redo_log());
   VESK_RETURN_IF_ERROR(AppendTransaction(sync, fin));
   for (Entry* e : txn_entries_) VESK_RETURN_IF_ERROR(e->w.pager->Flush());
   Forget();
@@ -366,7 +361,7 @@ Status Journal::Commit(bool sync, Fin fin, const std::function<Status()>& before
 
 // Completes every file's lazy bytes (headers) and seals the changed blocks; this may change
 // more blocks, and more files join the transaction.
-Status Journal::PrepareFiles() {
+Status RedoLog::PrepareFiles() {
   for (auto& e : entries_) {
     if (e->w.prepare) VESK_RETURN_IF_ERROR(e->w.prepare());
   }
@@ -376,7 +371,7 @@ Status Journal::PrepareFiles() {
   return Status::Ok();
 }
 
-void Journal::Abandon() {
+void RedoLog::Abandon() {
   for (Entry* e : txn_entries_) {
     Status ignored = e->w.pager->PrepareFlush(false);
     (void)ignored;
@@ -385,7 +380,7 @@ void Journal::Abandon() {
   Forget();
 }
 
-void Journal::Forget() {
+void RedoLog::Forget() {
   for (Entry* e : op_entries_) e->in_op = false;
   op_entries_.clear();
   op_.clear();

@@ -1,8 +1,8 @@
 // Test support for the storage services: a fresh data folder in the system's temporary folder,
 // the three services over it, an owner object keeping the current fields of its files, and the
 // verifier run at the end of a test. For the *_test.cpp files of this folder only.
-#ifndef VESK_SRV_ISAM_ENGINE_TESTING_H_
-#define VESK_SRV_ISAM_ENGINE_TESTING_H_
+#ifndef VESK_SRV_ISAM_TESTING_ENGINE_H_
+#define VESK_SRV_ISAM_TESTING_ENGINE_H_
 
 #include <gtest/gtest.h>
 

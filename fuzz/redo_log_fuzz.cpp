@@ -1,9 +1,9 @@
-// Fuzzes the recovery of the journal with journals that pass its checksums: the input is read
+// Fuzzes the recovery of the redo log with redo logs that pass its checksums: the input is read
 // as a version and a list of records (type, payload) that are framed, counted and hashed as the
 // engine does, so that recovery goes past the checks into the records themselves. A redo
-// journal (version 3) gets its commit records and file records right often enough for its
+// redo log (version 3) gets its commit records and file records right often enough for its
 // transactions to count. Whatever the records say, recovery ends in "ignored", "dropped",
-// "rolled back" or "replayed" (or a clear error), never a crash; it leaves no journal behind
+// "rolled back" or "replayed" (or a clear error), never a crash; it leaves no redo log behind
 // when it succeeds; it creates no file.
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 #include "srv/isam/coding.h"
 #include "srv/isam/env.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 namespace {
 
@@ -22,14 +22,14 @@ using namespace vesk::isam;
 
 void Require(bool condition, const char* what) {
   if (condition) return;
-  std::fprintf(stderr, "journal_fuzz: %s\n", what);
+  std::fprintf(stderr, "redo_log_fuzz: %s\n", what);
   std::abort();
 }
 
 constexpr uint64_t kNonce = 0x5eed;
 
-// One record as the journal frames it: type, 3 zero bytes, length, payload, hash seeded with
-// the nonce (plus the record's offset in a redo journal).
+// One record as the redo log frames it: type, 3 zero bytes, length, payload, hash seeded with
+// the nonce (plus the record's offset in a redo log).
 void Record(std::string& j, char type, std::string_view payload, bool redo) {
   std::string r(1, type);
   r.append(3, '\0');
@@ -41,7 +41,7 @@ void Record(std::string& j, char type, std::string_view payload, bool redo) {
 
 // A redo record made sensible from the fuzzer's payload: an even first byte makes a commit
 // record count its transaction, and a file record name one of the folder's files; block
-// numbers and sizes stay small (a journal may name any size the checks allow, which a memory
+// numbers and sizes stay small (a redo log may name any size the checks allow, which a memory
 // folder could not hold).
 std::string Redo(char type, std::string p, uint32_t count, uint64_t start) {
   const bool fix = !p.empty() && (static_cast<unsigned char>(p[0]) & 1) == 0;
@@ -64,9 +64,9 @@ std::string Redo(char type, std::string p, uint32_t count, uint64_t start) {
   return p;
 }
 
-// The journal made of the input: byte 0 the version (1, 2 or 3), then records, each a type
+// The redo log made of the input: byte 0 the version (1, 2 or 3), then records, each a type
 // byte, a length byte (times 64 past 200) and the payload.
-std::string JournalDe(const std::string& in) {
+std::string RedoLogOf(const std::string& in) {
   const uint32_t version = in.empty() ? 2 : 1 + static_cast<unsigned char>(in[0]) % 3;
   const bool redo = version == 3;
   std::string body;
@@ -103,11 +103,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const char* name : {"/f/VESK.JNL", "/f/X.DAT", "/f/A/Y.DAT"}) {
     Require(env.OpenFile(name, vesk::platform::OpenMode::kCreate, &f).ok(), "mem");
   }
-  *env.Contents("/f/VESK.JNL") = JournalDe(in);
+  *env.Contents("/f/VESK.JNL") = RedoLogOf(in);
   *env.Contents("/f/X.DAT") = std::string(9000, 'x');
   *env.Contents("/f/A/Y.DAT") = std::string(100, 'y');
   bool rolled = false;
-  Status s = Journal::Recover(&env, "/f", &rolled);
+  Status s = RedoLog::Recover(&env, "/f", &rolled);
   if (s.ok()) Require(env.Contents("/f/VESK.JNL")->empty(), "journal left after recovery");
   std::vector<std::string> names;
   Require(env.ListDirectory("/f", &names).ok(), "list");

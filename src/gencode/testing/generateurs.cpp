@@ -1,4 +1,4 @@
-#include "gencode/soutien_test.h"
+#include "gencode/testing/generateurs.h"
 
 #include <random>
 
@@ -129,7 +129,7 @@ void DictionnaireEssai::TearDown() {
 
 void DictionnaireEssai::AjouteFichier(std::string_view nom, std::string_view dfe,
                                       std::string_view longueur) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Efface();
   etat.fic.Affecte(kNomFic, nom);
   etat.fic.Affecte(kDfe, dfe);
@@ -140,7 +140,7 @@ void DictionnaireEssai::AjouteFichier(std::string_view nom, std::string_view dfe
 
 void DictionnaireEssai::AjouteRubrique(std::string_view fichier, std::string_view variable,
                                        int16_t taille) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, Cle(fichier, 6), etat.fic_fichier, trouve);
   ASSERT_TRUE(trouve) << fichier;
@@ -163,7 +163,7 @@ void DictionnaireEssai::AjouteRubrique(std::string_view fichier, std::string_vie
 
 void DictionnaireEssai::AjouteBArbre(std::string_view nom, std::string_view fichier,
                                      std::string_view nature, std::string_view longueur_cle) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.ba.Efface();
   etat.ba.Affecte(kNomT, nom);
   etat.ba.Affecte(kNomD, fichier);
@@ -177,7 +177,7 @@ void DictionnaireEssai::AjouteBArbre(std::string_view nom, std::string_view fich
 void DictionnaireEssai::AjouteChainage(std::string_view ligne, std::string_view pnea,
                                        std::string_view pnes, std::string_view entete,
                                        std::string_view ppe, std::string_view pde) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.chain.Efface();
   etat.chain.Affecte(kChainL, ligne);
   etat.chain.Affecte(kPnea, pnea);

@@ -3,8 +3,8 @@
 // and the dictionary open. A test fixture may replace any service of the screens or listings
 // (to note or alter calls) by overriding Interface. Shared by the test programs of the folders
 // of the component; one thread.
-#ifndef VESK_CORE_ESSAI_COMPOSANT_H_
-#define VESK_CORE_ESSAI_COMPOSANT_H_
+#ifndef VESK_CORE_TESTING_COMPOSANT_H_
+#define VESK_CORE_TESTING_COMPOSANT_H_
 
 #include <gtest/gtest.h>
 
@@ -54,7 +54,7 @@ class ComposantEssai : public ::testing::Test {
     c.dossier = dossier;
     c.sortie = "TXT";
     c.horloge = [] { return platform::DateHeure{2026, 3, 15, 14, 30, 5}; };
-    c.annule = EditionAnnulee;
+    c.annule = EditionAnnuleeDuThread;
     c.visionne = [](std::string_view titre, std::string_view texte) {
       Etat().Message().Visionne(texte, titre);
     };
@@ -63,10 +63,10 @@ class ComposantEssai : public ::testing::Test {
   // The screens and listing services, all scripted from session.
   virtual ServicesInterface Interface(std::shared_ptr<script::Session> s) {
     ServicesInterface i;
-    i.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
-    i.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "ESSAI"); };
-    i.choix = [s] { return std::make_unique<script::SrvChoixImpl>(s); };
-    i.message = [s] { return std::make_unique<script::SrvMessageImpl>(s); };
+    i.saisie = [s] { return std::make_unique<script::SrvSaisieScript>(s); };
+    i.ecran = [s] { return std::make_unique<script::SrvEcranScript>(s, "ESSAI"); };
+    i.choix = [s] { return std::make_unique<script::SrvChoixScript>(s); };
+    i.message = [s] { return std::make_unique<script::SrvMessageScript>(s); };
     i.edition = [d = (dossier_ / "EDITIONS").string()] {
       return std::make_unique<SrvEditionImpl>(Editions(d));
     };

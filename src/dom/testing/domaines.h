@@ -1,7 +1,7 @@
 // The fixture of the domain tests: a fresh data folder with the standard services, the screens
 // answered from a script (script::Session) and listings written as text into the folder.
-#ifndef VESK_DOM_TEST_DOM_H_
-#define VESK_DOM_TEST_DOM_H_
+#ifndef VESK_DOM_TESTING_DOMAINES_H_
+#define VESK_DOM_TESTING_DOMAINES_H_
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "core/ass.h"
-#include "core/essai_composant.h"
 #include "core/etat_module.h"
+#include "core/testing/composant.h"
 #include "dom/dom.h"
 #include "srv/erreur_service.h"
 #include "srv/report/srv_edition_impl.h"
@@ -27,12 +27,12 @@ namespace vesk::dom {
 
 // The scripted screen services, whose Annule turns true at the n-th poll when n > 0 (the
 // listing is then cancelled after as many printed lines).
-class EcranAnnulable : public script::SrvEcranImpl {
+class EcranAnnulable : public script::SrvEcranScript {
  public:
   EcranAnnulable(std::shared_ptr<script::Session> session, int annule_au)
-      : script::SrvEcranImpl(std::move(session), "TEST"), annule_au_(annule_au) {}
+      : script::SrvEcranScript(std::move(session), "TEST"), annule_au_(annule_au) {}
   void Annule(int16_t& annule) override {
-    script::SrvEcranImpl::Annule(annule);
+    script::SrvEcranScript::Annule(annule);
     if (annule_au_ > 0 && ++sondages_ >= annule_au_) annule = -1;
   }
 
@@ -43,12 +43,12 @@ class EcranAnnulable : public script::SrvEcranImpl {
 
 // The scripted entry screens, where a value made only of "_" stands for as many spaces: a
 // script line cannot end with spaces, a keyboard can type them.
-class SaisieEspaces : public script::SrvSaisieImpl {
+class SaisieEspaces : public script::SrvSaisieScript {
  public:
-  using script::SrvSaisieImpl::SrvSaisieImpl;
+  using script::SrvSaisieScript::SrvSaisieScript;
   void Sai(std::string_view cle, std::string& valeur, int16_t& touche, int16_t initiale,
            std::string_view options, std::string_view ligne) override {
-    script::SrvSaisieImpl::Sai(cle, valeur, touche, initiale, options, ligne);
+    script::SrvSaisieScript::Sai(cle, valeur, touche, initiale, options, ligne);
     if (!valeur.empty() && valeur.find_first_not_of('_') == std::string::npos) {
       valeur.assign(valeur.size(), ' ');
     }
@@ -99,7 +99,7 @@ class DomTest : public ComposantEssai {
 
   // The domain code found in Dom: its record number (0 when absent), its fields in *champs.
   int32_t Cherche(const std::string& code, std::string* nom = nullptr, std::string* fdd = nullptr) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.dom_arbre, code, etat.dom_fichier, trouve);
     if (!trouve) return 0;
