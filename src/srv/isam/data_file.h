@@ -153,9 +153,12 @@ class DataFile {
   // The bytes of slot no (its state byte, in version 2, then its record) where they lie: in the
   // cache when the slot sits in one block, otherwise copied. Valid until the next call. The
   // slot viewed last is given again (a lookup's deletion check, then the owner's read): its
-  // place holds while no block left the cache.
+  // place holds while no block left the cache. Number 0 is never a slot: it goes to FindSlot,
+  // which refuses it (a fresh handle has viewed_no_ 0 and no place, and a damaged B-tree entry
+  // may name record 0).
   Status ViewSlot(uint32_t no, const char** slot) {
-    if (no == viewed_no_ && no <= header_.last_record && pager_->Generation() == viewed_gen_) {
+    if (no != 0 && no == viewed_no_ && no <= header_.last_record &&
+        pager_->Generation() == viewed_gen_) {
       *slot = viewed_;
       return Status::Ok();
     }

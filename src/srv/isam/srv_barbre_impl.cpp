@@ -53,8 +53,9 @@ void SrvBArbreImpl::Cle(ArbreOuvert& a, std::string_view cle, std::string_view o
 
 void SrvBArbreImpl::LitEnregistrement(ArbreOuvert& a, FichierOuvert& f, uint32_t no,
                                       std::string_view op) {
+  // A damaged tree may name any number, 0 included: each is checked before the record is read.
   bool deleted = false;
-  Status s = f.fichier->IsDeleted(no, &deleted);
+  Status s = no == 0 ? Status::NotFound("") : f.fichier->IsDeleted(no, &deleted);
   if (s.IsNotFound() || deleted ||
       no > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())) {
     throw ErreurService(op, a.objet,
