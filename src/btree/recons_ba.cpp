@@ -4,6 +4,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/cycle_saisie.h"
+#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -160,6 +161,15 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
   }
   r.secondes = Secondes(debut);
   return r;
+}
+
+std::vector<ResumeFichier> ReconstruitDictionnaire(const Interlocuteur& qui) {
+  std::vector<ResumeFichier> resumes;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle == 0) continue;  // Lfic has no tree
+    resumes.push_back(ReconstruitFichier({}, {}, text::UpperAscii(f.nom), qui));
+  }
+  return resumes;
 }
 
 void ReConsBA() {

@@ -5,9 +5,12 @@
 
 #include "cli/chargement.h"
 #include "cli/commandes.h"
+#include "cli/flux_echappe.h"
 #include "cli/menu.h"
 #include "cli/options.h"
+#include "core/dictionnaire.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 #ifndef VESK_VERSION
 #define VESK_VERSION "inconnue"
@@ -41,6 +44,20 @@ std::string MessageAnalyse(const CLI::ParseError& e) {
   return "ligne de commande incorrecte (" + detail + ")";
 }
 
+// What repairs the damage an error reports, when `vesk` has the command for it: a dictionary
+// tree that does not check (its checksum, its links, its count against its file) or is lost
+// is rebuilt from its data file by reconsba --dictionnaire, which reads nothing of it.
+std::string Remede(const ErreurService& e) {
+  if (!e.Endommage()) return "";
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle != 0 && e.Objet() == text::UpperAscii(f.nom) + ".DAB") {
+      return "\n  (vesk reconsba --dictionnaire reconstruit les B-arbres du dictionnaire depuis "
+             "ses fichiers)";
+    }
+  }
+  return "";
+}
+
 int Lance(const OptionsLigne& options, std::ostream& sortie, std::ostream& erreurs) {
   const Commande* commande = nullptr;
   if (!options.commande.empty()) {
@@ -65,7 +82,10 @@ int Lance(const OptionsLigne& options, std::ostream& sortie, std::ostream& erreu
 
 }  // namespace
 
-int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) {
+int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& flux_erreurs) {
+  // Every message goes out with its control characters made visible (flux_echappe.h).
+  TamponEchappe tampon(flux_erreurs.rdbuf());
+  std::ostream erreurs(&tampon);
   CLI::App app{kTitre, "vesk"};
   OptionsLigne options;
   try {
@@ -81,7 +101,7 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     VerifieOptions(app, options);
     return Lance(options, sortie, erreurs);
   } catch (const ErreurService& e) {
-    erreurs << "vesk : " << e.what() << "\n";
+    erreurs << "vesk : " << e.Texte() << Remede(e) << "\n";
   } catch (const std::exception& e) {
     erreurs << "vesk : erreur inattendue : " << e.what() << "\n";
   }

@@ -47,6 +47,10 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
   app.add_flag("--force", o.force,
                "Avec reconsba NOM : compacte même quand des rubriques E ne suivent aucun chaînage")
       ->group("Options");
+  app.add_flag("--dictionnaire", o.dictionnaire,
+               "Avec reconsba : reconstruit les B-arbres du dictionnaire depuis ses fichiers, "
+               "sans lire les anciens")
+      ->group("Options");
   Texte(app, "--output", o.sortie, "FICHIER", "Écrit le résultat dans ce fichier");
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
       ->type_name("COMMANDE");

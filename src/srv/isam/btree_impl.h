@@ -34,6 +34,8 @@ inline uint64_t ToBigEndian(uint64_t v) {
 
 // CRC-32 (IEEE 802.3, reflected, polynomial 0xEDB88320), as zlib computes it.
 uint32_t Crc32(const char* data, size_t n);
+// The checksum of node n (node_len bytes) without its checksum field; never 0.
+uint32_t NodeChecksum(const char* n, size_t node_len);
 
 // ---- File header (node 0) ----
 inline constexpr char kMagic[8] = {'V', 'E', 'S', 'K', '-', 'D', 'A', 'B'};

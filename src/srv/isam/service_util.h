@@ -14,9 +14,10 @@
 
 namespace vesk::isam {
 
-// Throws ErreurService(operation, objet, message of s) unless s is ok.
+// Throws ErreurService(operation, objet, message of s) unless s is ok; a Corruption makes it an
+// error of a damaged object.
 inline void Verifie(const Status& s, std::string_view operation, std::string_view objet) {
-  if (!s.ok()) throw ErreurService(operation, objet, s.message());
+  if (!s.ok()) throw ErreurService(operation, objet, s.message(), s.IsCorruption());
 }
 
 [[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
