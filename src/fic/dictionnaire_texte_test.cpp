@@ -155,6 +155,25 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
       {"version = 1\n[domaines.R]\nnom = \"\"\"deux\nlignes\"\"\"\nfichier = \"R\"",
        "essai.toml:3 : texte sur plusieurs lignes refusé"},
       {"version = 1\n[fichiers.F\n", "essai.toml:2"},
+      // A name of the dictionary's own files, in any case, for a file or a table.
+      {"version = 1\n[fichiers.Lfic]\nrubriques = [{ nom = \"N\", type = \"A\", total = 1, "
+       "variable = \"V\" }]",
+       "essai.toml:2 : nom de fichier « Lfic » refusé : nom réservé aux fichiers du dictionnaire"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.FIC]\nfichier = \"F\"\nnature = \"S\"\ncle = \"[[V,1,2]]\"",
+       "essai.toml:6 : nom de table « FIC » refusé"},
+      // Numbers are checked whole, never narrowed first (4294967298 is not 2).
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"M\", total = 9, decimales = 4294967298, variable = \"V\" }]",
+       "décimales 4294967298"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = -4294967290, variable = \"V\" }]",
+       "total -4294967290"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[chainages.F]\nentete = \"F\"\narriere = 4294967297\navant = 2\n"
+           "premier = 1\ndernier = 2",
+       "arriere 4294967297"},
   };
   for (const auto& [texte, message] : cas) {
     SCOPED_TRACE(texte);
