@@ -84,6 +84,24 @@ class Lecture {
   DossierDonnees& d_;
 };
 
+// Runs ouvre, the opening of the file at path, under the folder's lock: exclusive when the file
+// is to be created (absent, and creation asked), so that two users never create it at once;
+// shared otherwise, so that no commit of another user is half-written while the header is read.
+template <typename F>
+void SousVerrou(DossierDonnees& d, bool creation, const std::string& path,
+                std::string_view operation, F&& ouvre) {
+  bool present = true;
+  if (creation) Verifie(Status::FromIo(d.env()->FileExists(path, &present)), operation, path);
+  if (present) {
+    Lecture lecture(d, operation);
+    ouvre();
+    return;
+  }
+  Operation op(d, operation);
+  ouvre();
+  op.Fin(path);
+}
+
 }  // namespace vesk::isam
 
 #endif  // VESK_SRV_ISAM_SERVICE_UTIL_H_

@@ -110,7 +110,6 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
   }
   std::string path;
   Verifie(dossier_->Chemin(dependance_entreprise, nom, ".DAB", creation, &path), kOp, objet);
-  if (creation) SansArbreVide(dependance_entreprise, indexe.empty() ? upper : indexe, path, objet);
   auto a = std::make_unique<ArbreOuvert>();
   a->nom = upper;
   a->objet = objet;
@@ -118,9 +117,15 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
   isam::BTreeOptions options;
   options.cache_bytes = dossier_->CacheBlocs() * 4096;
   options.pool = dossier_->Cache();
-  Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
-                            indexe, creation, options, &a->arbre),
-          kOp, objet);
+  // Opened under the folder's lock, as every read: a header read while another process commits
+  // could count nodes whose blocks are not written yet.
+  isam::SousVerrou(*dossier_, creation, path, kOp, [&] {
+    if (creation)
+      SansArbreVide(dependance_entreprise, indexe.empty() ? upper : indexe, path, objet);
+    Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
+                              indexe, creation, options, &a->arbre),
+            kOp, objet);
+  });
   isam::BTreeHeader header;
   Verifie(a->arbre->Header(&header), kOp, objet);
   a->fichier_indexe = indexe.empty() ? isam::UpperAscii(header.indexed_file) : indexe;

@@ -123,9 +123,13 @@ void SrvDonneeImpl::Donnee(bool dependance_entreprise, std::string_view nom, int
   options.label = std::string_view(label).substr(0, end == std::string::npos ? 0 : end + 1);
   options.cache_blocks = dossier_->CacheBlocs();
   options.pool = dossier_->Cache();
-  Verifie(isam::DataFile::Open(dossier_->env(), path, static_cast<uint32_t>(longueur_enr), options,
-                               &f->fichier),
-          kOp, objet);
+  // Opened under the folder's lock, as every read: a header read while another process commits
+  // could count records whose blocks are not written yet ("fichier tronqué").
+  isam::SousVerrou(*dossier_, creation, path, kOp, [&] {
+    Verifie(isam::DataFile::Open(dossier_->env(), path, static_cast<uint32_t>(longueur_enr),
+                                 options, &f->fichier),
+            kOp, objet);
+  });
   int16_t h = 0;
   Verifie(dossier_->AjouteFichier(std::move(f), &h), kOp, objet);
   fichier = h;
