@@ -5,7 +5,10 @@
 #   win      Windows cross-build (mingw-w64), every test program run under Wine, and the COM
 #            server vesk.dll tested from real clients (scripts/test-com.sh) (build-win/)
 #   fuzz     libFuzzer build (clang), each target run a short while on its seeds (build-fuzz/)
-# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz]      (no argument: all four)
+#   paquet   Release build (build-release/, as scripts/run-demo.sh makes it): cmake --install in a
+#            temporary prefix, a consumer project against it, the Debian package checked by
+#            lintian, installed and removed (scripts/test-paquet.sh)
+# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet]   (no argument: all five)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
@@ -17,12 +20,12 @@ source scripts/deps.sh
 source scripts/wine-prefix.sh
 
 STAGES=("$@")
-[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz)
+[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet)
 for s in "${STAGES[@]}"; do
   case "$s" in
-    native | asan | win | fuzz) ;;
+    native | asan | win | fuzz | paquet) ;;
     *)
-      echo "étape inconnue : $s (native, asan, win ou fuzz)" >&2
+      echo "étape inconnue : $s (native, asan, win, fuzz ou paquet)" >&2
       exit 2
       ;;
   esac
@@ -176,6 +179,20 @@ stage_fuzz() {
     fi
   done
   record fuzz "$passed" "$failed" $(($(date +%s) - start)) "(${#targets[@]} cibles)"
+}
+
+stage_paquet() {
+  local start line
+  start=$(date +%s)
+  if ! build build-release -DCMAKE_BUILD_TYPE=Release -DVESK_TESTS=OFF -DVESK_BENCH=OFF; then
+    record paquet 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  bash "$ROOT/scripts/test-paquet.sh" "$ROOT/build-release" | tee "$ROOT/build-release/paquet.log"
+  line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$ROOT/build-release/paquet.log" | tail -1)
+  [ -n "$line" ] || line="0 passed, 1 failed"
+  record paquet "${line%% passed*}" "$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")" \
+    $(($(date +%s) - start)) "(journal : build-release/paquet.log)"
 }
 
 RUN_START=$(date +%s)

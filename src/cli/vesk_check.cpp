@@ -1,9 +1,9 @@
 // vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
 // its company sub-folders, and, when the folder holds a dictionary, that every key of each
 // table's tree is the key its record gives (the table's key list over the file's fields), and
-// prints what is wrong. Exit status 0 when the folder is sound, 1 when problems were found, 2
-// when the folder cannot be read. It reads the committed state: a commit that a writer which
-// died left in the journal is first finished, as any user of the folder would; otherwise it
+// prints what is wrong. Exit status 0 when the folder is sound, 1 when problems were found or
+// the folder cannot be read, 2 for a usage error. It reads the committed state: a commit that
+// a writer which died left in the redo log is first finished, as any user of the folder would; otherwise it
 // changes nothing.
 #include <cstdio>
 #include <string>
@@ -80,8 +80,13 @@ std::vector<CleVerif> ClesDuDictionnaire(const std::string& dir, RapportVerif* r
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2 || std::string(argv[1]) == "--help") {
-    std::fprintf(stderr, "usage : vesk-check DOSSIER\n");
+  // Exit statuses as vesk's: 0 correct, 1 problems found or the folder unreadable, 2 usage.
+  if (argc == 2 && (std::string(argv[1]) == "--help" || std::string(argv[1]) == "-h")) {
+    std::printf("Utilisation : vesk-check DOSSIER\n");
+    return 0;
+  }
+  if (argc != 2) {
+    std::fprintf(stderr, "vesk-check : un dossier attendu\nUtilisation : vesk-check DOSSIER\n");
     return 2;
   }
   std::string dir = argv[1];
@@ -95,7 +100,7 @@ int main(int argc, char** argv) {
   if (s.ok()) s = VerifieDossier(env, dir, chainages, &rapport, cles);
   if (!s.ok()) {
     std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());
-    return 2;
+    return 1;
   }
   for (const std::string& p : rapport.problemes) std::printf("%s\n", p.c_str());
   std::printf(

@@ -12,7 +12,7 @@ std::string ExporteDictionnaire() {
   constexpr std::string_view kNom = "texte exporté";
   std::vector<std::string> fautes;
   try {
-    fautes = VerifieModele(LitToml(texte, kNom), kNom);
+    fautes = ControleModele(LitToml(texte, kNom), kNom);
   } catch (const ErreurService& e) {
     fautes = {e.Message()};
   }
@@ -22,11 +22,12 @@ std::string ExporteDictionnaire() {
   throw ErreurService("export", "", message, true);
 }
 
-BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai) {
+BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
+                                SuiviProgression* suivi) {
   const ModeleDictionnaire m = LitToml(texte, nom);
-  const std::vector<std::string> fautes = VerifieModele(m, nom);
+  const std::vector<std::string> fautes = ControleModele(m, nom);
   if (!fautes.empty()) RefuseTexte(nom, fautes);
-  if (!essai) RemplaceDictionnaire(m);
+  if (!essai) RemplaceDictionnaire(m, suivi);
   BilanImport bilan;
   bilan.domaines = m.domaines.size();
   bilan.fichiers = m.fichiers.size();

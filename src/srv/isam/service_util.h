@@ -86,12 +86,14 @@ class Lecture {
 
 // Runs ouvre, the opening of the file at path, under the folder's lock: exclusive when the file
 // is to be created (absent, and creation asked), so that two users never create it at once;
-// shared otherwise, so that no commit of another user is half-written while the header is read.
+// shared when it exists, so that no commit of another user is half-written while the header is
+// read. An absent file not to be created needs no lock: its opening only says it is absent.
 template <typename F>
 void SousVerrou(DossierDonnees& d, bool creation, const std::string& path,
                 std::string_view operation, F&& ouvre) {
-  bool present = true;
-  if (creation) Verifie(Status::FromIo(d.env()->FileExists(path, &present)), operation, path);
+  bool present = false;
+  Verifie(Status::FromIo(d.env()->FileExists(path, &present)), operation, path);
+  if (!present && !creation) return ouvre();
   if (present) {
     Lecture lecture(d, operation);
     ouvre();

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 
 namespace vesk::isam::testing {
 namespace {

@@ -74,7 +74,7 @@ int Process(const Options& o, int me, const Ends& e) {
   int failures = 0;
   auto d = std::make_shared<DossierDonnees>(Env::Default(), o.dir);
   d->Synchro(o.full);
-  // A empties its journal every few commits, so that checkpoints fall between B's commits.
+  // A empties its redo log every few commits, so that checkpoints fall between B's commits.
   if (me == 1) d->SeuilJournal(uint64_t{64} << 10);
   Workload w(d, o.seed * 2 + static_cast<uint64_t>(me), letter);
   SrvDonneeImpl srv(d);
