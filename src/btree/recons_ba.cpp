@@ -119,9 +119,15 @@ void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
   Progression progression(plan, qui);
   try {
     etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
-  } catch (const ErreurService&) {
-    if (bilan.copie_echouee) {
+  } catch (const ErreurService& e) {
+    if (!bilan.copie_echouee) throw;
+    // The journal line goes where the disk may be full too: its own failure is added to the
+    // first error, never put in its place.
+    try {
       etat.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    } catch (const ErreurService& journal) {
+      throw ErreurService(e.Operation(), e.Objet(), e.Message() + " (et " + journal.Message() + ")",
+                          e.Endommage());
     }
     throw;
   }

@@ -25,10 +25,16 @@ namespace {
 
 constexpr const char* kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
 
-// What repairs the damage an error reports, when `vesk` has the command for it: a dictionary
-// tree that does not check (its checksum, its links, its count against its file) or is lost
-// is rebuilt from its data file by reconsba --dictionnaire, which reads nothing of it.
+// What the user needs to know beside an error: that the work is done all the same (a failure
+// past the commit point), or what repairs the damage it reports, when `vesk` has the command
+// for it: a dictionary tree that does not check (its checksum, its links, its count against its
+// file) or is lost is rebuilt from its data file by reconsba --dictionnaire, which reads nothing
+// of it.
 std::string Remede(const ErreurService& e) {
+  if (dynamic_cast<const ErreurApresValidation*>(&e) != nullptr) {
+    return "\n  (ce qui était demandé est fait : les fichiers seront mis à jour à la prochaine "
+           "ouverture du dossier)";
+  }
   if (!e.Endommage()) return "";
   for (const FichierDictionnaire& f : kFichiersDictionnaire) {
     if (f.longueur_cle != 0 && e.Objet() == text::UpperAscii(f.nom) + ".DAB") {

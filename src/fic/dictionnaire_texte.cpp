@@ -27,8 +27,12 @@ BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bo
   const ModeleDictionnaire m = LitToml(texte, nom);
   const std::vector<std::string> fautes = ControleModele(m, nom);
   if (!fautes.empty()) RefuseTexte(nom, fautes);
-  if (!essai) RemplaceDictionnaire(m, suivi);
   BilanImport bilan;
+  try {
+    if (!essai) RemplaceDictionnaire(m, suivi);
+  } catch (const ErreurApresValidation& e) {
+    bilan.ecriture_differee = e.Message();  // the import is made: its commit holds
+  }
   bilan.domaines = m.domaines.size();
   bilan.fichiers = m.fichiers.size();
   for (const auto& [n, f] : m.fichiers) bilan.rubriques += f.rubriques.size();

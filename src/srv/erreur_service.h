@@ -33,6 +33,14 @@ class ErreurService : public std::runtime_error {
   bool endommage_;
 };
 
+// The error of an operation or a batch that failed past its commit point: what it changed holds
+// (the folder's redo log keeps it) but its files could not all be written now (the message
+// says why); the next opening of the folder writes them. A command may take it as done.
+class ErreurApresValidation : public ErreurService {
+ public:
+  using ErreurService::ErreurService;
+};
+
 // Throws ErreurService unless condition holds; for argument checks at the service interfaces.
 inline void Exige(bool condition, std::string_view operation, std::string_view objet,
                   std::string_view message) {

@@ -378,6 +378,7 @@ Status DossierDonnees::Sort() {
 // before anything is read or appended. Past the threshold the redo log is emptied by a
 // checkpoint, synchronised unless every commit it holds was made without synchronisation.
 Status DossierDonnees::Commit() {
+  apres_validation_ = false;
   if (!redo_log_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
@@ -391,12 +392,16 @@ Status DossierDonnees::Commit() {
     st.redo_log_nonce = redo_log_->End().nonce;
     st.durable = st.unsynced = false;
   }
-  s = redo_log_->Commit(synchro_full_, {st.redo_log_end, st.redo_log_nonce}, [&] {
-    st.writing = true;
-    ++st.counter;
-    return verrou_->Write(st);
-  });
-  if (!s.ok()) return Echec(s);
+  bool valide = false;
+  s = redo_log_->Commit(
+      synchro_full_, {st.redo_log_end, st.redo_log_nonce},
+      [&] {
+        st.writing = true;
+        ++st.counter;
+        return verrou_->Write(st);
+      },
+      &valide);
+  if (!s.ok()) return valide ? EchecApresValidation(s) : Echec(s);
   st.durable = st.durable || synchro_full_;
   if (redo_log_->Size() > seuil_journal_) {
     const bool sync = st.durable;
@@ -404,19 +409,28 @@ Status DossierDonnees::Commit() {
     Status c = redo_log_->Checkpoint(true, sync, &fin);
     st.durable = false;
     st.unsynced = !sync;
-    if (!c.ok()) {
-      // The commit holds (its redo log is synced); the redo log is replayed at once, and the
-      // folder fails only if that fails too.
-      Status ignored = Echec(c);
-      (void)ignored;
-      return panne_;
-    }
+    if (!c.ok()) return EchecApresValidation(c);
   }
   st.writing = false;
   st.redo_log_end = redo_log_->End().end;
   st.redo_log_nonce = redo_log_->End().nonce;
   compteur_vu_ = st.counter;
-  return verrou_->Write(st);
+  s = verrou_->Write(st);
+  return s.ok() ? s : EchecApresValidation(s);
+}
+
+// A failure past the commit point (the files' writes, the checkpoint, the flag lowered): the
+// transaction holds, its redo log synced. The redo log is replayed at once through fresh handles
+// and the handles reopened (a handle whose write failed refuses every later one); when that
+// works the files hold the commit and nothing failed. Otherwise the `writing` flag stays raised,
+// the next user replays it, and the first failure is returned with ApresValidation() true: the
+// commit is made, its files brought up to date at the next opening.
+Status DossierDonnees::EchecApresValidation(const Status& s) {
+  Status ignored = Echec(s);
+  (void)ignored;
+  if (panne_.ok() && Reouvre().ok()) return Status::Ok();
+  apres_validation_ = true;
+  return s;
 }
 
 // A commit failed: the changes are forgotten, the files brought to the last commit from the

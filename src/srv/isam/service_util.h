@@ -20,6 +20,14 @@ inline void Verifie(const Status& s, std::string_view operation, std::string_vie
   if (!s.ok()) throw ErreurService(operation, objet, s.message(), s.IsCorruption());
 }
 
+// Verifie for the end of an operation or a batch: a failure past the commit point is an
+// ErreurApresValidation (the commit holds).
+inline void VerifieValidation(const DossierDonnees& d, const Status& s, std::string_view operation,
+                              std::string_view objet) {
+  if (!s.ok() && d.ApresValidation()) throw ErreurApresValidation(operation, objet, s.message());
+  Verifie(s, operation, objet);
+}
+
 [[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
 [[noreturn]] void ArbreAbsent(int16_t handle, std::string_view operation);
 inline FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle,
@@ -61,7 +69,7 @@ class Operation {
   Operation& operator=(const Operation&) = delete;
   void Fin(std::string_view objet) {
     fini_ = true;
-    Verifie(d_.Sort(), operation_, objet);
+    VerifieValidation(d_, d_.Sort(), operation_, objet);
   }
 
  private:
