@@ -49,6 +49,8 @@ class Verifier {
 
   void Folder(const std::string& dir, const std::string& root);
   void Chain(const ChainageVerif& c);
+  // Reads the data file at path (its problems reported) before a chaining is checked.
+  void Load(const std::string& path) { Data(path); }
 
  private:
   void Problem(const std::string& p) {
@@ -325,6 +327,18 @@ Status VerifieDossier(Env* env, const std::string& dossier,
   v.Folder(dossier, dossier);
   for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
   for (const ChainageVerif& c : chainages) v.Chain(c);
+  return Status::Ok();
+}
+
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes) {
+  RapportVerif r;
+  Verifier v(env, &r, {});
+  v.Load(chainage.entete);
+  v.Load(chainage.ligne);
+  const size_t fichiers = r.problemes.size();
+  v.Chain(chainage);
+  problemes->assign(r.problemes.begin() + static_cast<std::ptrdiff_t>(fichiers), r.problemes.end());
   return Status::Ok();
 }
 

@@ -51,6 +51,14 @@ Status VerifieDossier(Env* env, const std::string& dossier,
                       const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
                       const std::vector<CleVerif>& cles = {});
 
+// Checks one chaining alone, as VerifieDossier does: the lines of each live header followed
+// from its first-line pointer, each live and chained once, its backward pointer on the line
+// before it, the last-line pointer on the last, and no live line chained under no header.
+// problemes receives what is wrong with the chaining (each naming the header record); what is
+// wrong with the files themselves is not its concern.
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes);
+
 // The chainings declared in d, by path.
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);
 
