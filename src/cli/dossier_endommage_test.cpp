@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "cli/testing/binaire.h"
+#include "srv/isam/redo_log.h"
 #include "srv/isam/testing/damage.h"
 
 namespace {
@@ -144,6 +145,27 @@ TEST_F(VeskTest, EveryKeyOfTheDemoIsItsRecordsAndTheVerifierChecksIt) {
                        "CLIENT.DAT n'est pas celle de l'enregistrement (« Zorgvre SALiège »)"),
       std::string::npos)
       << faux.sortie;
+}
+
+// A replacement record made by hand, as its format is documented (state W, 01/CLIENT.DAT said
+// not to exist before, so that undoing the set would remove it), without the folder's key: the
+// next command drops it and removes nothing.
+TEST_F(VeskTest, AHandMadeReplacementRecordRemovesNothing) {
+  ASSERT_EQ(Lance("demo demo").status, 0);
+  const std::string cible = "01/CLIENT.DAT";
+  std::string b("VESKREC\x1A\x01\x00W\x00\x01\x00\x00\x00\x00", 17);
+  b.push_back(static_cast<char>(cible.size()));
+  b.push_back('\0');
+  b += cible;
+  std::string hashed = b;
+  hashed[10] = '\0';
+  const uint64_t h = vesk::isam::Hash64(hashed, 0);
+  for (int i = 0; i < 8; ++i) b.push_back(static_cast<char>(h >> (8 * i)));
+  Ecrit(dossier_ / "demo" / "VESK.REC", b);
+  const Execution e = Lance("--data demo export");
+  EXPECT_EQ(e.status, 0) << e.erreurs;
+  EXPECT_TRUE(fs::exists(dossier_ / "demo" / "01" / "CLIENT.DAT"));
+  EXPECT_FALSE(fs::exists(dossier_ / "demo" / "VESK.REC"));
 }
 
 }  // namespace

@@ -44,8 +44,15 @@ class VeskTest : public ::testing::Test {
     fs::create_directories(dossier_ / "donnees");
   }
   void TearDown() override {
+    // A test may have taken the write bits away (a read-only folder): they come back first.
     std::error_code ignore;
     fs::permissions(dossier_, fs::perms::owner_all, fs::perm_options::add, ignore);
+    for (auto i = fs::recursive_directory_iterator(dossier_, ignore);
+         i != fs::recursive_directory_iterator(); i.increment(ignore)) {
+      if (!i->is_symlink()) {
+        fs::permissions(i->path(), fs::perms::owner_all, fs::perm_options::add, ignore);
+      }
+    }
     fs::remove_all(dossier_, ignore);
   }
 

@@ -142,7 +142,8 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
           " demandée, le fichier a des enregistrements de " + std::to_string(header.record_length));
     }
   }
-  std::unique_ptr<DataFile> file(new DataFile(std::move(pager), header, options.read_only));
+  const bool read_only = options.read_only || !pager->Writable();
+  std::unique_ptr<DataFile> file(new DataFile(std::move(pager), header, read_only));
   VESK_RETURN_IF_ERROR(file->CheckSize(header));
   *out = std::move(file);
   return Status::Ok();
@@ -201,6 +202,10 @@ Status DataFile::CheckNumber(uint32_t no, uint32_t last, std::string_view op) co
 }
 
 Status DataFile::CheckWritable() const {
+  if (read_only_ && !pager_->ReadOnlyReason().empty()) {
+    return Status::InvalidArgument(Path() + " ne peut être écrit (dossier en lecture seule : " +
+                                   pager_->ReadOnlyReason() + ")");
+  }
   if (read_only_) return Status::InvalidArgument(Path() + " est ouvert en lecture seule");
   if (pager_->Failed()) {
     return Status::IOError(Path() + " : une écriture a échoué, le fichier doit être rouvert");

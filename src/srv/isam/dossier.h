@@ -179,6 +179,8 @@ class DossierDonnees {
   // batches are refused: they would write into files about to be replaced.
   Status DebutRemplacement();
   Status FinRemplacement(bool remplace, bool reste);
+  // The key of the replacement begun by DebutRemplacement, which its record is checked with.
+  uint64_t NonceRemplacement() const { return nonce_remplacement_; }
 
  private:
   template <typename T>
@@ -189,6 +191,8 @@ class DossierDonnees {
   Status PrendLecture();
   void RelacheLecture();
   Status Demarre();
+  Status SansLiens();
+  Status SansReprise(const FolderLock::State& st);
   Status OuvreVerrou();
   Status Valide();
   Status Recupere(FolderLock::State* st);

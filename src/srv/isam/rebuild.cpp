@@ -517,7 +517,7 @@ Status Rebuilder::Run() {
     result_->files[i].keys.assign(work_[i].def->arbres.size(), 0);
   }
   if (s.ok()) {
-    s = set_.Begin(Targets());
+    s = set_.Begin(Targets(), dossier_.NonceRemplacement());
     if (s.ok()) s = RunBegun();
     result_->in_place = set_.Committed();
     if (!s.ok() && !result_->in_place) {

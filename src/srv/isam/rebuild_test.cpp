@@ -510,7 +510,7 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     }
     if (result.copy_failed) ++copies;
     bool found = false;  // what the next user does: the folder ends whole
-    ASSERT_TRUE(ReplaceSet::Recover(&env, "d", "", &found).ok()) << n;
+    ASSERT_TRUE(ReplaceSet::Recover(&env, "d", "", dossier->NonceRemplacement(), &found).ok()) << n;
     EXPECT_EQ(base.Contents(P("CLI.DAT.NEUF")), nullptr) << n;
     ASSERT_LT(n, 500u);
   }
