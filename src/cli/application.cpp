@@ -137,6 +137,9 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& flux_erre
     }
     ControleUsage(app, options, commande);
     return Lance(options, commande, sortie, erreurs, config);
+  } catch (const Interruption& e) {
+    erreurs << "vesk : " << e.Message() << "\n";
+    return kStatutInterruption;
   } catch (const ErreurUsage& e) {
     erreurs << "vesk : " << TexteUtilisateur(e) << "\n";
     erreurs << "Aide : vesk help" << (options.commande.empty() ? "" : " " + options.commande)
