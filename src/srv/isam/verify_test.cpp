@@ -37,6 +37,15 @@ class VerifyTest : public EngineTest {
   }
 };
 
+// Beyond any record count of the header, never read: terabytes where the file system makes them
+// holes; under Windows, whose files are not sparse unless asked (the space would be allocated),
+// 64 MiB.
+#ifdef _WIN32
+constexpr uint64_t kHugeHole = uint64_t{64} << 20;
+#else
+constexpr uint64_t kHugeHole = uint64_t{8} << 40;
+#endif
+
 TEST_F(VerifyTest, BytesPastTheLastRecordAreCheckedWholeWithoutReadingAHugeTail) {
   struct Cas {
     const char* nom;
@@ -48,7 +57,7 @@ TEST_F(VerifyTest, BytesPastTheLastRecordAreCheckedWholeWithoutReadingAHugeTail)
       {"growth ahead", kMaxTail, false, false},
       {"an X right after", 0, true, true},
       {"an X after a megabyte", kMaxTail, true, true},
-      {"terabytes of holes", uint64_t{8} << 40, false, true},
+      {"a huge hole", kHugeHole, false, true},
   };
   for (const Cas& c : cas) {
     Reopen();
