@@ -188,7 +188,7 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, const 
                      Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
-  if (auto refus = NomReserve("nom de fichier", nom)) f.Ajoute(fichier.ligne, *refus);
+  if (auto refus = NomDuDictionnaire("nom de fichier", nom)) f.Ajoute(fichier.ligne, *refus);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
   std::map<std::string, const RubriqueTexte*> variables;
   for (const RubriqueTexte& r : fichier.rubriques) {
@@ -210,7 +210,7 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, const 
 void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m,
                     const std::set<std::string>& valides, Fautes& f) {
   f.Nom(b.ligne, "table", nom, kLargeurNomFichier);
-  if (auto refus = NomReserve("nom de table", nom)) f.Ajoute(b.ligne, *refus);
+  if (auto refus = NomDuDictionnaire("nom de table", nom)) f.Ajoute(b.ligne, *refus);
   if (b.nature != "P" && b.nature != "S") {
     f.Ajoute(b.ligne, "nature « " + b.nature + " » : P (primaire) ou S (secondaire)");
   }

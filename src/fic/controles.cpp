@@ -91,7 +91,7 @@ ResultatCle ControleListeCle(std::string_view texte, const TableChamps& champs) 
   return r;
 }
 
-std::optional<std::string> NomReserve(std::string_view quoi, std::string_view nom) {
+std::optional<std::string> NomDuDictionnaire(std::string_view quoi, std::string_view nom) {
   const std::string_view n = text::TrimRight(nom);
   for (std::string_view r : kNomsReserves) {
     if (text::EqualNoCase(n, r)) {

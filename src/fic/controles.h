@@ -47,7 +47,7 @@ ResultatCle ControleListeCle(std::string_view liste, const TableChamps& champs);
 // the rebuild's TEMP, whose .DAT and .DAB files it would take over (a table FIC would overwrite
 // the dictionary's index of files at the next rebuild). quoi begins the message ("Nom de
 // fichier", "Nom de table"). Every screen and the import call it for every such name.
-std::optional<std::string> NomReserve(std::string_view quoi, std::string_view nom);
+std::optional<std::string> NomDuDictionnaire(std::string_view quoi, std::string_view nom);
 
 // The default key list of a new table: "[" + variable + ",_,_]" for every A and D field in
 // field order ("[]" when there is none).

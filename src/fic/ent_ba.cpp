@@ -48,7 +48,7 @@ std::optional<std::string> ControleNomT(const std::string& nom) {
     return "Nom de table « " + std::string(text::TrimRight(nom)) +
            " » refusé : lettres (sans accent) et chiffres seulement";
   }
-  return NomReserve("Nom de table", nom);
+  return NomDuDictionnaire("Nom de table", nom);
 }
 
 // Looks the table up; a table found is shown as read and its texts entered without padding.

@@ -140,7 +140,7 @@ Suite EcranFic::SaisitNom() {
         "Nom de fichier « " + nom + " » refusé : lettres (sans accent) et chiffres seulement", 0);
     return Suite::kNom;
   }
-  if (const auto refus = NomReserve("Nom de fichier", nom)) {
+  if (const auto refus = NomDuDictionnaire("Nom de fichier", nom)) {
     s.MessChamp("NOMFIC", kB, *refus, 0);
     return Suite::kNom;
   }
