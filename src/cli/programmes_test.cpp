@@ -5,10 +5,15 @@
 #include <fstream>
 #include <string>
 
-#include "cli/testing/vesk_binaire.h"
+#include "cli/testing/binaire.h"
 
 namespace vesk::cli {
 namespace {
+
+using testing::Contenu;
+using testing::Execution;
+using testing::VeskTest;
+namespace fs = std::filesystem;
 
 // Programs written to a folder are recorded with what they were made from: a change of the
 // dictionary under them makes them stale (and only them), and regenerating gives the bytes a

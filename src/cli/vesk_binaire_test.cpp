@@ -1,6 +1,4 @@
 // Runs the real vesk program as a child process and checks its output and exit status.
-#include "cli/testing/vesk_binaire.h"
-
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -12,15 +10,16 @@
 #include <fstream>
 #include <sstream>
 
+#include "cli/testing/binaire.h"
 #include "platform/platform.h"
 #include "srv/isam/verify.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using vesk::cli::Contenu;
-using vesk::cli::Execution;
-using vesk::cli::VeskTest;
+using vesk::cli::testing::Contenu;
+using vesk::cli::testing::Execution;
+using vesk::cli::testing::VeskTest;
 
 TEST_F(VeskTest, HelpAndVersion) {
   Execution aide = Lance("--help");
