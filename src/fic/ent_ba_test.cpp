@@ -145,7 +145,8 @@ TEST_F(EntBaTest, NamesAreTakenInUpperCaseAndAnOldLowerCaseTableIsRewritten) {
   EXPECT_EQ(text::TrimRight(Etat().ba[kNomD]), "CLIENT");
   EXPECT_EQ(lcle, "[[NOM,_,_],[DAT,_,_]]");
   // A table stored in lower case before names were upper-cased: found by its upper-case name,
-  // written back under it; typed in lower case, it is still the same table.
+  // written back under it; typed in lower case, it is still the same table. (The session is
+  // opened again by Lance: no reference to it is kept across.)
   Session& etat = Etat();
   etat.ba.Efface();
   for (auto [champ, valeur] : {std::pair{kNomT, "cli3"},
@@ -163,7 +164,7 @@ TEST_F(EntBaTest, NamesAreTakenInUpperCaseAndAnOldLowerCaseTableIsRewritten) {
       << t;
   EXPECT_EQ(Table("cli3"), 0);
   EXPECT_NE(Table("CLI3"), 0);
-  EXPECT_EQ(text::TrimRight(etat.ba[kNomD]), "CLIENT");
+  EXPECT_EQ(text::TrimRight(Etat().ba[kNomD]), "CLIENT");
 }
 
 }  // namespace
