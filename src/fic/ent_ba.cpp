@@ -43,13 +43,14 @@ void NouvelEcran(EcranBa& d) {
 }
 
 // The table name names a B-tree file and a variable of the generated programs: letters and
-// digits, taken in upper case.
+// digits, not a name of the dictionary's own files, taken in upper case.
 std::optional<std::string> ControleNomT(std::string& nom) {
   const std::string_view texte = text::TrimRight(nom);
   if (!LettresEtChiffres(texte)) {
     return "Nom de table « " + std::string(texte) +
            " » refusé : lettres (sans accent) et chiffres seulement";
   }
+  if (auto refus = NomDuDictionnaire("Nom de table", nom)) return refus;
   const std::string haut = text::UpperAscii(texte);
   if (haut != texte) Etat().Saisie().Affiche("NOMT", haut);
   nom = haut;
