@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "fic/faute_toml.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -153,7 +154,7 @@ std::vector<ProgrammeEnregistre> LitTexteRegistre(std::string_view texte,
     racine = toml::parse(texte, chemin);
   } catch (const toml::parse_error& e) {
     throw ErreurService(kOperation, chemin + ":" + std::to_string(e.source().begin.line),
-                        std::string(e.description()));
+                        fic::TraduitFauteToml(e.description()));
   }
   const Lecteur lecteur(chemin);
   const toml::node* version = racine.get("version");
