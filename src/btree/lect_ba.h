@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/session.h"
+
 namespace vesk::btree {
 
 inline constexpr std::string_view kTitreLectBA = "Lecture d'un B-Arbre";
@@ -25,12 +27,12 @@ inline constexpr std::string_view kEnregistrementsLibres =
 // The B-tree inspection: the user picks one of the open B-trees (the dictionary's and the
 // application's tables whose files exist, opened for it) and its header, free nodes, free
 // records and descriptive figures are listed. Changes nothing.
-void LectBA();
+void LectBA(Session& s);
 
 // Opens the B-tree of every table of the dictionary whose file exists, with the key length and
 // nature of its table. A table whose file disagrees (another key length or nature) is an
 // anomaly under "LectBA", and the others are opened all the same.
-void OuvreTablesApplication();
+void OuvreTablesApplication(Session& s);
 
 // The pieces a long text is printed in: a remainder of 151 characters or more is cut after the
 // last "|" of its first 150 characters (at 150 when there is none); a shorter one is whole.

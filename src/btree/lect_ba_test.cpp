@@ -65,7 +65,7 @@ class LectBATest : public fic::EditionEssai {
   std::string Lance(const std::string& script) {
     Ouvre(script);
     Importe(kDictionnaire);
-    LectBA();
+    LectBA(Etat());
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }

@@ -59,9 +59,9 @@ int CommandeDecl(Contexte& contexte) {
   size_t anomalies = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    DeclarationFichier(o.arguments.front());
-    texte = EtatGen().Texte();
-    anomalies = EtatGen().Anomalies().size();
+    DeclarationFichier(composant->Session(), o.arguments.front());
+    texte = composant->Session().Gen().Texte();
+    anomalies = composant->Session().Gen().Anomalies().size();
     composant->Termine();
   }
   if (contexte.Config().application.empty()) {

@@ -9,6 +9,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 #include "srv/tui/barre_progression.h"
@@ -50,9 +51,9 @@ std::string Resume(const btree::ResumeFichier& r) {
   return ligne + " (" + secondes + " s)";
 }
 
-int SansEcran(Contexte& contexte) {
+int SansEcran(Contexte& contexte, Session& s) {
   const OptionsLigne& o = contexte.Options();
-  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
   btree::Interlocuteur qui;
   qui.message = [](std::string_view) {};  // the summary says the rest
   qui.confirme = [&](const std::string& question) {
@@ -65,11 +66,11 @@ int SansEcran(Contexte& contexte) {
   // A bar on the terminal while each file is rebuilt (nothing when stderr is not one).
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
   qui.suivi = barre.get();
-  const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
+  const std::vector<std::string> noms = Noms(o, btree::Candidats(s, modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   int statut = 0;
   for (const std::string& nom : noms) {
-    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, champs_e, nom, qui);
+    const btree::ResumeFichier r = btree::ReconstruitFichier(s, modele, champs_e, nom, qui);
     contexte.Sortie() << Resume(r) << "\n";
     if (!r.fait) statut = 1;
   }
@@ -94,7 +95,7 @@ int CommandeReConsBA(Contexte& contexte) {
   if (ecran) {
     composant->Ass().ReConsBA();
   } else {
-    statut = SansEcran(contexte);
+    statut = SansEcran(contexte, composant->Session());
   }
   composant->Termine();
   contexte.TermineSortie();

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
@@ -26,11 +25,13 @@ struct Saisie {
 };
 
 struct EcranBa {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranBa(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
-  TableChamps champs;  // the fields of the file NOMD names, which the key list is built of
+  TableChamps champs{etat};  // the fields of the file NOMD names, which the key list is built of
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -59,7 +60,7 @@ void Cherche(EcranBa& d) {
                                 {"NATT", kNatT, &d.s.natt},
                                 {"LONGCLE", kLongCle, &d.s.longcle},
                                 {"LCLE", kLCle, &d.s.lcle}};
-  AfficheTrouve(ba, champs);
+  AfficheTrouve(d.etat, ba, champs);
 }
 
 // NOMD must be a specified file; its fields become the screen's field table.
@@ -79,7 +80,7 @@ std::optional<std::string> ControleNatT(EcranBa& d) {
     std::string libelle;
     liste.Element(kLibellesNatures, position, libelle);
     d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
-    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.champs);
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.etat, d.champs.Rubriques());
     return std::nullopt;
   }
   return std::string();
@@ -93,7 +94,7 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
     return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
            " caractères : " + std::to_string(largeur) + " au plus";
   }
-  const ResultatCle r = ControleListeCle(d.s.lcle, d.champs);
+  const ResultatCle r = ControleListeCle(d.etat, d.s.lcle, d.champs.Rubriques());
   if (!r.valide) return r.message;
   d.s.longcle = std::to_string(r.longueur);
   d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
@@ -102,13 +103,13 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
 
 void Supprime(EcranBa& d) {
   d.etat.ba.Affecte(kNomT, d.s.nomt);
-  SupprimeEnregistrement(d.ba, d.etat.ba[kNomT], d.s.e);
+  SupprimeEnregistrement(d.etat, d.ba, d.etat.ba[kNomT], d.s.e);
 }
 
 // Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
   EcritEnregistrement(
-      d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& ba = d.etat.ba;
         ba.Affecte(kNomT, d.s.nomt);
@@ -146,8 +147,8 @@ bool SaisitEcran(EcranBa& d, int16_t& touche) {
 
 }  // namespace
 
-void EntBa(int16_t& touche) {
-  EcranBa d;
+void EntBa(Session& s, int16_t& touche) {
+  EcranBa d(s);
   do {
     NouvelEcran(d);
   } while (SaisitEcran(d, touche));

@@ -34,9 +34,10 @@ class EntBaTest : public DossierEssai {
   // Runs the screen on the file CLIENT with the script; gives the transcript.
   std::string Lance(const std::string& script, const std::string& fichier = "CLIENT") {
     Ouvre(script);
-    EXPECT_TRUE(TableChamps().ChargeFichier(fichier));  // the file current, as EntFic leaves it
+    EXPECT_TRUE(
+        TableChamps(Etat()).ChargeFichier(fichier));  // the file current, as EntFic leaves it
     int16_t touche = 0;
-    EntBa(touche);
+    EntBa(Etat(), touche);
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }

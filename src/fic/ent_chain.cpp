@@ -4,9 +4,9 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
 #include "srv/text/utf8.h"
 
@@ -25,8 +25,10 @@ struct Saisie {
 };
 
 struct EcranChain {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranChain(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
 };
@@ -37,13 +39,13 @@ int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
-  return trouve ? ValeurNumerique(etat.fic[kLongEnr]) : 0;
+  return trouve ? LongueurEnr(etat.fic) : 0;
 }
 
 // The start positions of the first two E fields of the current Fic record's file (a table of
 // the screen's own: the module's field table is not touched); "" where there are fewer.
-void ProposePositions(std::string& premiere, std::string& seconde) {
-  TableChamps table;
+void ProposePositions(Session& s, std::string& premiere, std::string& seconde) {
+  TableChamps table(s);
   table.Charge();
   const std::vector<int32_t> debuts = table.Debuts();
   std::string* cibles[] = {&premiere, &seconde};
@@ -62,7 +64,7 @@ void Cherche(EcranChain& d) {
   const ChampTrouve champs[] = {{"CHAINL", kChainL, &d.s.chainl}, {"CHAINE", kChainE, &d.s.chaine},
                                 {"PNEA", kPnea, &d.s.pnea},       {"PNES", kPnes, &d.s.pnes},
                                 {"PPE", kPpe, &d.s.ppe},          {"PDE", kPde, &d.s.pde}};
-  AfficheTrouve(chain, champs);
+  AfficheTrouve(d.etat, chain, champs);
 }
 
 // A position accepted when it lies in the record (and not before its pair's first).
@@ -75,19 +77,19 @@ std::optional<std::string> Position(const std::string& v, int32_t longueur,
 std::optional<std::string> ControleChaine(EcranChain& d) {
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
-  if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.ppe, d.s.pde);
   return std::nullopt;
 }
 
 void Supprime(EcranChain& d) {
   d.etat.chain.Affecte(kChainL, d.s.chainl);
-  SupprimeEnregistrement(d.chain, d.etat.chain[kChainL], d.s.e);
+  SupprimeEnregistrement(d.etat, d.chain, d.etat.chain[kChainL], d.s.e);
 }
 
 // Writes the chaining as a new record, the one found deleted first.
 void Ecrit(EcranChain& d) {
   EcritEnregistrement(
-      d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
                                         &d.s.chaine, &d.s.ppe,  &d.s.pde};
@@ -103,7 +105,7 @@ bool ControleLigne(EcranChain& d) {
     d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
     return false;
   }
-  if (!d.s.trouve) ProposePositions(d.s.pnea, d.s.pnes);
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.pnea, d.s.pnes);
   return true;
 }
 
@@ -136,8 +138,8 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
 
 }  // namespace
 
-void EntChain(int16_t& touche) {
-  EcranChain d;
+void EntChain(Session& s, int16_t& touche) {
+  EcranChain d(s);
   const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
   d.s.chainl = fichier;
   d.s.chaine = fichier;

@@ -27,7 +27,7 @@ class DeclarationTest : public DictionnaireEssai {
     AjouteBArbre("CLI1", "CLIENT", "P", "12");
   }
   std::vector<std::string> Genere(std::string_view nom) {
-    DeclarationFichier(nom);
+    DeclarationFichier(Etat(), nom);
     const std::string& texte = EtatGen().Texte();
     EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return Lignes(texte);
@@ -216,7 +216,7 @@ TEST_F(DeclarationTest, PositionsPast32767AreAnOverflow) {
   AjouteFichier("GROS", "", "40000");
   AjouteRubrique("GROS", "A", 20000);
   AjouteRubrique("GROS", "B", 20000);
-  EXPECT_THROW(DeclarationFichier("GROS"), ErreurService);
+  EXPECT_THROW(DeclarationFichier(Etat(), "GROS"), ErreurService);
   const std::vector<std::string> l = Lignes(EtatGen().Texte());
   EXPECT_NE(Ligne(l, "B = Mid(T,20001,20000)"), "");
   EXPECT_FALSE(Contient(l, "Sub EcrireGROS"));
@@ -226,7 +226,7 @@ TEST_F(DeclarationTest, UnreadableRecordLengthOfAChainedFileIsAnError) {
   AjouteFichier("CDE", "", "6x");
   AjouteChainage("CDE", "1", "4", "CDE", "13", "16");
   try {
-    DeclarationFichier("CDE");
+    DeclarationFichier(Etat(), "CDE");
     FAIL();
   } catch (const ErreurService& e) {
     EXPECT_NE(e.Message().find("« 6x »"), std::string::npos) << e.Message();
@@ -235,9 +235,9 @@ TEST_F(DeclarationTest, UnreadableRecordLengthOfAChainedFileIsAnError) {
 
 TEST_F(DeclarationTest, SecondGenerationGivesTheSameText) {
   Client();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   const std::string premier = EtatGen().Texte();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   EXPECT_EQ(EtatGen().Texte(), premier);
   EXPECT_EQ(EtatGen().Generations(), 2);
 }
