@@ -6,6 +6,7 @@
 #include <random>
 
 #include "core/ass.h"
+#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -89,12 +90,13 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   EXPECT_EQ(somme, 71);
   OublieEtat();
 
-  isam::RapportVerif rapport;
-  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_,
-                                   {{dossier_ + "/FIC.DAT", dossier_ + "/LFIC.DAT", 12, 15, 0, 3}},
-                                   &rapport)
+  isam::VerifyReport rapport;
+  std::vector<isam::ChainToCheck> chainages;
+  ASSERT_TRUE(isam::DictionaryChains(isam::Env::Default(), dossier_, {}, kDispositionChainages,
+                                     &chainages, &rapport)
                   .ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_, chainages, &rapport).ok());
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
 }
 

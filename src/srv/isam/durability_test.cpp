@@ -53,9 +53,9 @@ void ExpectBeforeOrAfter(MemEnv* mem, const std::vector<std::string>& states, in
   bool before = now == states[done];
   bool after = done + 1 < static_cast<int>(states.size()) && now == states[done + 1];
   EXPECT_TRUE(before || after) << what << " : état ni avant ni après l'étape " << done + 1;
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(mem, kDir, ChainagesDeclares(*d), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << what << " : " << p;
+  VerifyReport r;
+  ASSERT_TRUE(VerifyFolder(mem, kDir, DeclaredChains(*d), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << what << " : " << p;
 }
 
 // Runs steps until one fails or all are done; returns the steps done.
@@ -268,9 +268,9 @@ TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
   d.reset();
   auto again = Folder(&mem);
   Workload w2(again, 29);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
-  EXPECT_TRUE(r.problemes.empty());
+  VerifyReport r;
+  ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*again), &r).ok());
+  EXPECT_TRUE(r.problems.empty());
 }
 
 TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
@@ -313,9 +313,9 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
     Workload w(d, 0);
     EXPECT_EQ(Workload::State(*d), states[expected]) << "journal de " << bytes.size();
     EXPECT_TRUE(copy.Contents(jpath)->empty());
-    RapportVerif r;
-    ASSERT_TRUE(VerifieDossier(&copy, kDir, ChainagesDeclares(*d), &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << bytes.size() << " : " << p;
+    VerifyReport r;
+    ASSERT_TRUE(VerifyFolder(&copy, kDir, DeclaredChains(*d), &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << bytes.size() << " : " << p;
   }
 }
 
@@ -336,9 +336,9 @@ TEST(DurabilityTest, ADamagedNodeIsReportedNamingTheFileNeverRepaired) {
   Workload w(d, 37);
   EXPECT_NE(Workload::State(*d).find("CLI.DAB endommagé : noeud 1 : somme de contrôle"),
             std::string::npos);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*d), &r).ok());
-  EXPECT_FALSE(r.problemes.empty());
+  VerifyReport r;
+  ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*d), &r).ok());
+  EXPECT_FALSE(r.problems.empty());
   EXPECT_EQ(*mem.Contents(path), damaged);  // nothing was changed
 }
 
@@ -394,9 +394,9 @@ TEST(DurabilityTest, AWriterWaitingTooLongGetsFolderLockedAndCachesFollowOtherUs
   }
   a.CheckModel();  // each sees the other's commits: its caches were dropped when needed
   b.CheckModel();
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*one), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+  VerifyReport r;
+  ASSERT_TRUE(VerifyFolder(Env::Default(), dir.str(), DeclaredChains(*one), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << p;
 }
 
 TEST(DurabilityTest, AReadingBatchKeepsItsSharedLockUntilItEnds) {

@@ -111,14 +111,14 @@ int RunProcess(const Options& o, int me, const Ends& e) {
 int Verify(const std::string& dir) {
   auto d = std::make_shared<DossierDonnees>(Env::Default(), dir);
   Workload w(d, 1, 'Z');
-  RapportVerif r;
-  Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
+  VerifyReport r;
+  Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
   if (!s.ok()) {
     std::printf("vérificateur : %s\n", s.message().c_str());
     return 1;
   }
-  for (const std::string& p : r.problemes) std::printf("vérificateur : %s\n", p.c_str());
-  return static_cast<int>(r.problemes.size());
+  for (const std::string& p : r.problems) std::printf("vérificateur : %s\n", p.c_str());
+  return static_cast<int>(r.problems.size());
 }
 
 // Forks B; this process is A. Returns the failures of both, or -1 when a process could not start.

@@ -1,0 +1,51 @@
+// vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
+// its company sub-folders, and prints what is wrong. The storage engine's verifier reads the
+// folder; the component's record layout (core/dictionnaire.h) says where its chainings are. Exit
+// status 0 when the folder is sound, 1 when problems were found or the folder cannot be read, 2
+// on a usage error. It reads the committed state: a commit that a writer which died left in the
+// redo log is first finished, as any user of the folder would; otherwise it changes nothing.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "core/dictionnaire.h"
+#include "srv/isam/dossier.h"
+#include "srv/isam/env.h"
+#include "srv/isam/verify.h"
+
+int main(int argc, char** argv) {
+  using namespace vesk::isam;
+  // Exit statuses as vesk's: 0 correct, 1 problems found or the folder unreadable, 2 usage.
+  if (argc == 2 && (std::string(argv[1]) == "--help" || std::string(argv[1]) == "-h")) {
+    std::printf("Utilisation : vesk-check DOSSIER\n");
+    return 0;
+  }
+  if (argc != 2) {
+    std::fprintf(stderr, "vesk-check : un dossier attendu\nUtilisation : vesk-check DOSSIER\n");
+    return 2;
+  }
+  std::string dir = argv[1];
+  Env* env = Env::Default();
+  VerifyReport rapport;
+  std::vector<ChainToCheck> chainages;
+  Status s = DossierDonnees(env, dir).Reprise();
+  if (s.ok()) {
+    s = DictionaryChains(env, dir, SubFolders(env, dir), vesk::kDispositionChainages, &chainages,
+                         &rapport);
+  }
+  if (s.ok()) s = VerifyFolder(env, dir, chainages, &rapport);
+  if (!s.ok()) {
+    std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());
+    return 1;
+  }
+  for (const std::string& p : rapport.problems) std::printf("%s\n", p.c_str());
+  std::printf(
+      "%u fichiers de données, %u B-arbres, %llu enregistrements en service, %llu supprimés, "
+      "%llu clés, %zu chaînages (%llu lignes) : %s\n",
+      rapport.files, rapport.trees, static_cast<unsigned long long>(rapport.records),
+      static_cast<unsigned long long>(rapport.deleted),
+      static_cast<unsigned long long>(rapport.keys), chainages.size(),
+      static_cast<unsigned long long>(rapport.chained_lines),
+      rapport.problems.empty() ? "correct" : "PROBLÈMES");
+  return rapport.problems.empty() ? 0 : 1;
+}
