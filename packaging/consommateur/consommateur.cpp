@@ -9,7 +9,7 @@
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
 #include "srv/standard/fabrique_standard.h"
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) {
