@@ -56,8 +56,9 @@ bool Entete(Session& s, const std::string& valeurs) {
   return true;
 }
 
-// The [title, text] pairs of the B-tree service, each text folded; false when cancelled.
-bool Informations(Session& s, int16_t arbre) {
+// The [title, text] pairs of the B-tree service, each text folded; false when cancelled. The
+// answer of the tree's check goes to controle.
+bool Informations(Session& s, int16_t arbre, std::string& controle) {
   Session& etat = s;
   std::string infos, paire, titre, texte;
   etat.BArbre().InfoBArbre(arbre, infos);
@@ -65,6 +66,7 @@ bool Informations(Session& s, int16_t arbre) {
     etat.Liste().Extrait(infos, paire);
     etat.Liste().Element(paire, 1, titre);
     etat.Liste().Element(paire, 2, texte);
+    if (titre == kControleLectBA) controle = texte;
     if (!Ligne(s, titre)) return false;
     for (const std::string& morceau : Plie(texte)) {
       if (!Ligne(s, morceau)) return false;
@@ -74,7 +76,7 @@ bool Informations(Session& s, int16_t arbre) {
 }
 
 // The body of the listing of the B-tree arbre; stops at once when the user cancels.
-void Corps(Session& s, int16_t arbre) {
+void Corps(Session& s, int16_t arbre, std::string& controle) {
   Session& etat = s;
   std::string entete, noeuds, libres, numero;
   etat.BArbre().DescBArbre(arbre, entete, noeuds, libres);
@@ -85,15 +87,42 @@ void Corps(Session& s, int16_t arbre) {
     etat.Liste().Extrait(libres, numero);
     if (!Ligne(s, numero)) return;
   }
-  Informations(s, arbre);
+  Informations(s, arbre, controle);
 }
 
-// The listing of the B-tree arbre, closed after a cancellation or an error too.
-void Edite(Session& s, int16_t arbre, const std::string& nom) {
+// The listing of the B-tree arbre, closed after a cancellation or an error too; gives the
+// answer of its check. Landscape: a piece of 150 characters holds on one line.
+std::string Edite(Session& s, int16_t arbre, const std::string& nom) {
+  std::string controle;
   PorteeEdition portee(s, "", true);
-  s.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "", "", "", 0, 0, true, true);
-  Corps(s, arbre);
+  s.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "H", "", "", 0, 0, true, true);
+  Corps(s, arbre, controle);
   portee.Ferme();
+  return controle;
+}
+
+// The element of the open B-tree nom ("[NOM,handle]"), or the user's choice for an empty nom;
+// false when nothing was chosen.
+bool TrouveArbre(Session& s, const std::string& nom, std::string& element) {
+  std::string ouverts, e, n;
+  int32_t nombre = 0;
+  s.Donnee().ListeOuverts("B", ouverts, nombre);
+  if (nom.empty()) {
+    bool choisi = false;
+    s.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
+    return choisi;
+  }
+  std::string noms;
+  while (ouverts != "[]") {
+    s.Liste().Extrait(ouverts, e);
+    s.Liste().Element(e, 1, n);
+    if (text::EqualNoCase(text::Trim(n), nom)) {
+      element = e;
+      return true;
+    }
+    noms += (noms.empty() ? "" : ", ") + std::string(text::Trim(n));
+  }
+  throw ErreurService(kProcedure, nom, "aucun B-arbre ouvert de ce nom (ouverts : " + noms + ")");
 }
 
 }  // namespace
@@ -131,21 +160,21 @@ void OuvreTablesApplication(Session& s) {
   }
 }
 
-void LectBA(Session& s) {
+std::optional<Inspection> InspecteBArbre(Session& s, const std::string& nom) {
   PorteeEdition portee(s, kTitreLectBA, false);  // the screen's title; the listing is Edite's
   OuvreTablesApplication(s);
-  std::string ouverts, element, nom, numero;
-  int32_t nombre = 0;
-  s.Donnee().ListeOuverts("B", ouverts, nombre);
-  bool choisi = false;
-  s.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
-  if (choisi) {
-    s.Liste().Element(element, 1, nom);
+  std::optional<Inspection> inspection;
+  std::string element, nom_arbre, numero;
+  if (TrouveArbre(s, nom, element)) {
+    s.Liste().Element(element, 1, nom_arbre);
     s.Liste().Element(element, 2, numero);
-    s.Ecran().TitreEdition(std::string(kLectureLectBA) + nom);
-    Edite(s, Nombre(numero, nom), nom);
+    s.Ecran().TitreEdition(std::string(kLectureLectBA) + nom_arbre);
+    inspection = Inspection{nom_arbre, Edite(s, Nombre(numero, nom_arbre), nom_arbre)};
   }
   portee.Ferme();
+  return inspection;
 }
+
+void LectBA(Session& s) { InspecteBArbre(s, ""); }
 
 }  // namespace vesk::btree

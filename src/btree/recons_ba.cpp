@@ -91,6 +91,11 @@ bool ChampsEAcceptes(Session& s, const std::vector<std::string>& champs_e,
   return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
 }
 
+// "1 clé", "0 clé", "2 clés": n and its word, plural from 2 on.
+std::string Compte(int64_t n, std::string_view un, std::string_view plusieurs) {
+  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
+}
+
 // The lines of the summary: what was rewritten, and each tree rebuilt with its keys.
 std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanReconstruction& b) {
   std::vector<std::string> lignes;
@@ -98,13 +103,14 @@ std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanRecon
     const BilanReconstruction::Fichier& f = b.fichiers[i];
     const FichierAReconstruire& p = plan.fichiers[i];
     if (p.choisi) {
-      lignes.push_back(p.nom + " : " + std::to_string(f.gardes) + " enregistrements gardés, " +
-                       std::to_string(f.supprimes) + " supprimés");
+      lignes.push_back(p.nom + " : " +
+                       Compte(f.gardes, "enregistrement gardé", "enregistrements gardés") + ", " +
+                       Compte(f.supprimes, "supprimé", "supprimés"));
     } else if (f.reecrit) {
       lignes.push_back(p.nom + " réenregistré");
     }
     for (size_t t = 0; f.arbres_reconstruits && t < p.arbres.size(); ++t) {
-      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + std::to_string(f.cles[t]) + " clés");
+      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + Compte(f.cles[t], "clé", "clés"));
     }
   }
   return lignes;
@@ -172,7 +178,7 @@ ResumeFichier ReconstruitFichier(Session& s, const fic::ModeleDictionnaire& mode
   return r;
 }
 
-void ReConsBA(Session& s) {
+std::vector<ResumeFichier> ReConsBAEcran(Session& s) {
   s.Saisie().InitEcran(0);
   s.Saisie().Titre(kTitreReconsBA);
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
@@ -185,7 +191,8 @@ void ReConsBA(Session& s) {
   bool choisi = false;
   std::string elements, element, nom;
   s.Choix().ChoixMultiple(kColonnesReconsBA, kChoixReconsBA, liste, choisi, elements);
-  if (!choisi) return;
+  std::vector<ResumeFichier> resumes;
+  if (!choisi) return resumes;
   Interlocuteur qui;
   qui.message = [&s](std::string_view texte) { s.Saisie().Message("B", texte); };
   qui.confirme = [&s](const std::string& question) {
@@ -196,10 +203,12 @@ void ReConsBA(Session& s) {
   while (elements != "[]") {
     s.Liste().Extrait(elements, element);
     s.Liste().Element(element, 1, nom);
-    ReconstruitFichier(s, modele, champs_e, std::string(text::Trim(nom)), qui);
+    resumes.push_back(ReconstruitFichier(s, modele, champs_e, std::string(text::Trim(nom)), qui));
   }
-  s.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
-                         kInformation);
+  s.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention), kInformation);
+  return resumes;
 }
+
+void ReConsBA(Session& s) { ReConsBAEcran(s); }
 
 }  // namespace vesk::btree

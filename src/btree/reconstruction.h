@@ -85,7 +85,10 @@ ResumeFichier ReconstruitFichier(Session& s, const fic::ModeleDictionnaire& mode
                                  const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui);
 
-// The command: its screen, the choice, each chosen file, the closing warning.
+// The command: its screen, the choice, each chosen file, the closing warning. Gives the
+// outcome of each file chosen, in the order rebuilt (none when nothing was chosen).
+std::vector<ResumeFichier> ReConsBAEcran(Session& s);
+// The same, for AsS.
 void ReConsBA(Session& s);
 
 }  // namespace vesk::btree

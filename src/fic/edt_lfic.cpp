@@ -100,6 +100,8 @@ bool EdtLFic(Session& s, const ModeleDictionnaire& m, bool termine, std::string&
 
 void FicApp(Session& s) {
   const ModeleDictionnaire m = LitDictionnaire(s);
+  // Its files are not named as those of the list of files it begins with.
+  s.Edition().NomSuivant(kNomFicApp);
   if (m.fichiers.empty()) {
     s.Edition().Termine(0);
     return;
@@ -117,6 +119,7 @@ void FicApp(Session& s) {
     if (!trouve) {
       throw ErreurService("FicApp", nom, "fichier supprimé du dictionnaire pendant l'édition");
     }
+    s.Edition().Signet(nom);  // the PDF's outline: one entry per file, at its first page
     EdtFic(s, m, nom, false);
     if (liste != "[]" && !EditionAnnulee(s)) s.Edition().SautPage();
   }
