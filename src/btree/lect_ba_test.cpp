@@ -33,15 +33,15 @@ TEST(PlieTest, AtTheLastBarWithin150Characters) {
 constexpr char kDictionnaire[] = R"(version = 1
 [fichiers.ART]
 longueur = 16
-rubriques = [{ nom = "CODE", type = "A", total = 6, variable = "CODE" }]
+rubriques = [{ nom = "CODE", type = "A", total = 6, variable = "CODEA" }]
 [barbres.ART1]
 fichier = "ART"
 nature = "P"
-cle = "[[CODE,_,_]]"
+cle = "[[CODEA,_,_]]"
 [barbres.ART2]
 fichier = "ART"
 nature = "S"
-cle = "[[CODE,1,4]]"
+cle = "[[CODEA,1,4]]"
 )";
 
 class LectBATest : public fic::EditionEssai {

@@ -207,9 +207,13 @@ TEST_F(VeskTest, DeclWritesTheDeclarationsOfAFileInTheAskedForm) {
                            "claration\n"),
             std::string::npos);
 
+  // Refused before the generator runs, as genps refuses it: no text, no anomaly.
   Execution inconnu = Lance("--data demo decl ABSENT");
   EXPECT_EQ(inconnu.status, 1);
-  EXPECT_NE(inconnu.erreurs.find("@ ABSENT@ Inconnu"), std::string::npos) << inconnu.erreurs;
+  EXPECT_NE(inconnu.erreurs.find("ABSENT : fichier non spécifié"), std::string::npos)
+      << inconnu.erreurs;
+  EXPECT_EQ(inconnu.erreurs.find("Inconnu"), std::string::npos) << inconnu.erreurs;
+  EXPECT_EQ(inconnu.sortie, "");
 }
 
 namespace {
@@ -221,11 +225,11 @@ std::string GrandDictionnaire(int n, const std::string& tag) {
     const std::string nom = tag + std::to_string(1000 + f);
     t += "[fichiers." + nom + "]\nrubriques = [\n";
     for (int r = 0; r < 20; ++r) {
-      t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"V" +
+      t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"W" +
            std::to_string(r) + "\" },\n";
     }
     t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
-         "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+         "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }

@@ -9,6 +9,7 @@
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
 #include "fic/lecture_dictionnaire.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/srv_barbre.h"
 #include "srv/srv_donnee.h"
@@ -169,9 +170,20 @@ void ControleLongueur(const Fichier& fichier, int64_t reelle, Fautes& f) {
   }
 }
 
+// A variable that meets a name of the programs generated for the file.
+void ControleNomsReserves(const Fichier& fichier, const PorteeNoms& portee, Fautes& f) {
+  for (const Rubrique& r : fichier.rubriques) {
+    if (!Variable(r.variable)) continue;
+    if (std::optional<std::string> conflit = ConflitVariable(r.variable, portee)) {
+      f.Ajoute(r.ligne, "variable « " + r.variable + " » de la rubrique « " + r.nom +
+                            " » refusée : " + *conflit);
+    }
+  }
+}
+
 // Checks a file and its fields; gives the file completed when its fields can be placed.
 std::optional<Fichier> ControleFichier(Session& s, const std::string& nom, const Fichier& fichier,
-                                       Fautes& f) {
+                                       const PorteeNoms& portee, Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
@@ -185,6 +197,7 @@ std::optional<Fichier> ControleFichier(Session& s, const std::string& nom, const
                             ")");
     }
   }
+  ControleNomsReserves(fichier, portee, f);
   if (f.Nombre() != avant) return std::nullopt;
   Fichier complet = fichier;
   CompleteFichier(s, complet);
@@ -246,8 +259,10 @@ std::vector<std::string> ControleModele(Session& s, const ModeleDictionnaire& m,
   Fautes f(nom);
   ControleDomaines(m, f);
   Valides valides;
+  // The application's name is the screen service's, which an import may run without: the
+  // opening routine's name is left to the generators' report.
   for (const auto& [n, fichier] : m.fichiers) {
-    if (std::optional<Fichier> complet = ControleFichier(s, n, fichier, f)) {
+    if (std::optional<Fichier> complet = ControleFichier(s, n, fichier, Portee(m, n, ""), f)) {
       valides.emplace(n, std::move(*complet));
     }
   }

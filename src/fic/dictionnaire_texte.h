@@ -5,6 +5,7 @@
 #ifndef VESK_FIC_DICTIONNAIRE_TEXTE_H_
 #define VESK_FIC_DICTIONNAIRE_TEXTE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -157,4 +157,12 @@ void Complete(Session& s, ModeleDictionnaire& m) {
   }
 }
 
+std::vector<std::string> TablesDuFichier(Session& s, std::string_view nom) {
+  std::vector<std::string> tables;
+  ParcourtCles(s, {s.ba_fichier, s.ba_arbre}, [&](const std::string&, int32_t) {
+    if (Champ(s.ba, kNomD) == nom) tables.push_back(Champ(s.ba, kNomT));
+  });
+  return tables;
+}
+
 }  // namespace vesk::fic

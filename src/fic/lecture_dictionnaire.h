@@ -5,7 +5,9 @@
 #ifndef VESK_FIC_LECTURE_DICTIONNAIRE_H_
 #define VESK_FIC_LECTURE_DICTIONNAIRE_H_
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/enregistrement.h"
 #include "core/session.h"
@@ -19,6 +21,9 @@ namespace vesk::fic {
 ModeleDictionnaire LitDictionnaire(Session& s);
 // Reads the lines of every domain's definition file into the model (absent: no file).
 void LitDefinitions(Session& s, ModeleDictionnaire& m);
+// The names of the tables of the file nom in the B-tree dictionary, in table order (only the
+// current Ba record changes): what a field's entry checks its variable against.
+std::vector<std::string> TablesDuFichier(Session& s, std::string_view nom);
 
 // LONGENR of a Fic record: decimal digits between spaces (all spaces: 0); anything else is an
 // ErreurService naming the file.

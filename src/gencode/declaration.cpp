@@ -6,6 +6,7 @@
 #include "core/arithmetique.h"
 #include "fic/lecture_dictionnaire.h"
 #include "gencode/disposition.h"
+#include "gencode/fichier_genere.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -163,6 +164,7 @@ void DeclarationFichier(Session& s, std::string_view nom) {
   DeclarationLectEcrFich(s, m, nom);
   GenTitre(s, "Déclaration des Variables des Fichiers", "=", "");
   DeclarationVarFich(s, m, nom);
+  SignaleNomsReserves(s, m, nom, kProcFichier);
   if (!ChercheFic(s, nom)) {
     SignaleAnomalieGen(s, "@ " + SansBlancs(s, nom) + "@ Inconnu ", kProcFichier);
   }

@@ -2,6 +2,7 @@
 
 #include "core/cycle_saisie.h"
 #include "gencode/gen_pe.h"
+#include "gencode/tampon.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -47,6 +48,22 @@ std::vector<std::string> TablesPrimaires(const fic::ModeleDictionnaire& m, std::
     if (Trim(b->nature) == "P") tables.push_back(table);
   }
   return tables;
+}
+
+fic::PorteeNoms PorteeFichier(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom) {
+  std::string application;
+  s.Ecran().NomApplication(application);
+  const std::string fichier = NomFichier(nom);
+  if (m.ChercheFichier(fichier) == nullptr) return {fichier, {}, {}, application};
+  return fic::Portee(m, fichier, application);
+}
+
+void SignaleNomsReserves(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                         std::string_view procedure) {
+  const fic::PorteeNoms portee = PorteeFichier(s, m, nom);
+  for (const auto& [variable, conflit] : fic::ConflitsFichier(portee)) {
+    SignaleAnomalieGen(s, "@ " + variable + "@ Nom Réservé : " + conflit, procedure);
+  }
 }
 
 TouchesDialogue OuvreDialogue(Session& s, std::string_view titre, std::string_view descripteur) {

@@ -11,6 +11,7 @@
 
 #include "core/session.h"
 #include "fic/modele_dictionnaire.h"
+#include "fic/noms_reserves.h"
 
 namespace vesk {
 
@@ -36,6 +37,16 @@ bool ChercheFichier(Session& s, std::string_view nom);
 std::vector<ChampProgramme> ChampsProgramme(const fic::Fichier& f);
 // The primary B-tree tables of the file nom, in the order of the tables.
 std::vector<std::string> TablesPrimaires(const fic::ModeleDictionnaire& m, std::string_view nom);
+
+// Reports, under procedure, each field variable of the file nom that meets a name of the
+// generated programs ("@ Code@ Nom Réservé : ..."): a dictionary stored before such names were
+// refused may hold one. The generation goes on.
+void SignaleNomsReserves(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                         std::string_view procedure);
+
+// The names the programs of the file nom take from the dictionary m (fic/noms_reserves.h), with
+// the application's name of the screen service, for the dialogs' checks.
+fic::PorteeNoms PorteeFichier(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom);
 
 // The keys of a generator's screen, asked of the screen service.
 struct TouchesDialogue {

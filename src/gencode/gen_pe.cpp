@@ -259,6 +259,18 @@ Edition Prepare(const fic::Fichier& f, const DemandeEdition& demande, const std:
   return e;
 }
 
+// The refusal of a procedure's name typed on NPROG ("" when accepted, or empty: asked again):
+// a letter then letters and digits, meeting no name of the program (fic/noms_reserves.h).
+std::string RefusNprog(Session& s, const fic::ModeleDictionnaire& m, const std::string& nprog,
+                       const std::string& nfic) {
+  const std::string nom = SansBlancs(nprog);
+  if (nom.empty()) return "";
+  if (!NomProgramme(nom)) {
+    return "Nom de procédure « " + nom + " » refusé : une lettre puis des lettres et des chiffres";
+  }
+  return fic::RefusProcedure(nom, false, PorteeFichier(s, m, nfic)).value_or("");
+}
+
 // The dialog, field after field with the back and start keys; false when the user leaves.
 bool DialogueEdition(Session& s, const fic::ModeleDictionnaire& m, DemandeEdition& demande) {
   const auto [retour, debut, echap] = OuvreDialogue(s, kTitreGenPE, kDescripteurGenPE);
@@ -280,11 +292,9 @@ bool DialogueEdition(Session& s, const fic::ModeleDictionnaire& m, DemandeEditio
       etape = 1;
     } else if (touche == retour) {
       etape = 2;
-    } else if (etape == 2 && !SansBlancs(nprog).empty() && !NomProgramme(nprog)) {
-      saisie.MessChamp("NPROG", "B",
-                       "Nom de procédure « " + SansBlancs(nprog) +
-                           " » refusé : une lettre puis des lettres et des chiffres",
-                       0);
+    } else if (const std::string refus = etape == 2 ? RefusNprog(s, m, nprog, nfic) : "";
+               !refus.empty()) {
+      saisie.MessChamp("NPROG", "B", refus, 0);
     } else if (etape == 3 || !SansBlancs(nprog).empty()) {
       if (etape == 2) saisie.MessChamp("NPROG", "B", "", 0);
       ++etape;
@@ -314,7 +324,12 @@ void GenereEdition(Session& s, const fic::ModeleDictionnaire& m, const DemandeEd
   }
   InitGenCode(s);
   const std::string table = TablePrimaire(s, m, nom, kProcedure);
-  Genere(s, Prepare(*f, demande, table));
+  const Edition e = Prepare(*f, demande, table);
+  SignaleNomsReserves(s, m, nom, kProcedure);
+  if (auto refus = fic::RefusProcedure(e.programme, false, PorteeFichier(s, m, nom))) {
+    SignaleAnomalieGen(s, "@ " + nom + "@ " + *refus, kProcedure);
+  }
+  Genere(s, e);
 }
 
 void GenereEdition(Session& s, const DemandeEdition& demande) {

@@ -451,6 +451,17 @@ void Genere(Session& s, const fic::ModeleDictionnaire& m, const ProgrammeSaisie&
   TermineGenCode(s);
 }
 
+// The procedure's name and the label suffix, as the dialog checks them: a demand made without
+// the dialog (defaults, recorded answers) that meets a name is reported, and generated.
+void SignaleNomsDemande(Session& s, const fic::ModeleDictionnaire& m, const ProgrammeSaisie& p) {
+  const fic::PorteeNoms portee = PorteeFichier(s, m, p.fichier);
+  for (const std::optional<std::string>& refus :
+       {fic::RefusProcedure(p.programme, true, portee),
+        fic::RefusSuffixe(p.suffixe, p.programme, portee)}) {
+    if (refus) SignaleAnomalieGen(s, "@ " + p.fichier + "@ " + *refus, kProcedure);
+  }
+}
+
 // The file of the demand as the dictionary m describes it, with its screens.
 ProgrammeSaisie Prepare(Session& s, const fic::ModeleDictionnaire& m, const fic::Fichier& f,
                         const DemandeSaisie& d, const std::function<void()>& trop_de_cles) {
@@ -468,16 +479,23 @@ ProgrammeSaisie Prepare(Session& s, const fic::ModeleDictionnaire& m, const fic:
   return p;
 }
 
-// A refusal of the value of field n (1 NProg, 2 TProg, 3 CodLab), or "" when it is accepted.
-std::string Refus(int n, const std::string& valeur) {
+// A refusal of the value of field n (1 NProg, 2 TProg, 3 CodLab), or "" when it is accepted:
+// a procedure's name or a label suffix must meet no name of the program (portee: the file's).
+std::string Refus(int n, const std::string& valeur, const DemandeSaisie& d,
+                  const fic::PorteeNoms& portee) {
   if (n == 2) {
     return valeur.find('"') == std::string::npos
                ? ""
                : "Titre refusé : un guillemet fermerait le texte du programme";
   }
-  if (NomProgramme(valeur)) return "";
-  return (n == 1 ? "Nom de procédure « " : "Suffixe « ") + valeur +
-         " » refusé : une lettre puis des lettres et des chiffres";
+  if (!NomProgramme(valeur)) {
+    return (n == 1 ? "Nom de procédure « " : "Suffixe « ") + valeur +
+           " » refusé : une lettre puis des lettres et des chiffres";
+  }
+  const std::optional<std::string> refus =
+      n == 1 ? fic::RefusProcedure(valeur, true, portee)
+             : fic::RefusSuffixe(valeur, Trim(d.programme), portee);
+  return refus.value_or("");
 }
 
 // The dialog: NFIC, then NProg, TProg and CodLab each filled with its default when empty; the
@@ -488,9 +506,11 @@ bool Dialogue(Session& s, const fic::ModeleDictionnaire& m, DemandeSaisie& d) {
   constexpr std::string_view kCles[] = {"NProg", "TProg", "CodLab"};
   std::string* valeurs[] = {&d.programme, &d.titre, &d.suffixe};
   int etape = 0;
+  fic::PorteeNoms portee;
   while (etape <= 3) {
     if (etape == 0) {
       if (!SaisitFichier(s, m, d.fichier, kAideNficGenPS)) return false;
+      portee = PorteeFichier(s, m, d.fichier);
       etape = 1;
       continue;
     }
@@ -508,7 +528,7 @@ bool Dialogue(Session& s, const fic::ModeleDictionnaire& m, DemandeSaisie& d) {
     } else if (touche == retour) {
       --etape;
     } else if (!Trim(valeur).empty()) {
-      const std::string refus = Refus(etape, Trim(valeur));
+      const std::string refus = Refus(etape, Trim(valeur), d, portee);
       saisie.MessChamp(kCles[etape - 1], "B", refus, 0);
       if (refus.empty()) ++etape;
     }
@@ -535,6 +555,8 @@ void GenereSaisie(Session& s, const fic::ModeleDictionnaire& m, const DemandeSai
   }
   InitGenCode(s);
   const ProgrammeSaisie p = Prepare(s, m, *f, demande, trop_de_cles);
+  SignaleNomsReserves(s, m, nom, kProcedure);
+  SignaleNomsDemande(s, m, p);
   s.Gen().AffecteNce(p.fichier);
   Genere(s, m, p);
 }
