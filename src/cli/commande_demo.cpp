@@ -5,7 +5,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "cli/demo.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 
 namespace vesk::cli {
 

@@ -5,7 +5,7 @@
 #include "btree/lect_ba.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "gencode/etat_gencode.h"

@@ -7,8 +7,8 @@
 #include <random>
 
 #include "cli/demo.h"
-#include "core/etat_module.h"
 #include "core/proprietaire_texte.h"
+#include "core/session.h"
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"

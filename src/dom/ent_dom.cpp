@@ -2,7 +2,7 @@
 #include <optional>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "dom/dom.h"
 #include "srv/text/utf8.h"
 

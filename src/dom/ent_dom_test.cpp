@@ -11,7 +11,7 @@
 namespace vesk::dom {
 namespace {
 
-using EntDomTest = DomTest;
+using EntDomTest = DomainesEssai;
 
 constexpr char kEcran[] =
     "InitEcran\n"

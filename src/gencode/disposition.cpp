@@ -4,7 +4,7 @@
 #include <string>
 
 #include "core/arithmetique.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "core/texte_genere.h"
 
 namespace vesk {

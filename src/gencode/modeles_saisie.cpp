@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "gencode/disposition.h"
 #include "gencode/programme_saisie.h"
 #include "srv/erreur_service.h"

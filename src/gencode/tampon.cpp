@@ -1,6 +1,6 @@
 #include "gencode/tampon.h"
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
 

@@ -328,6 +328,33 @@ std::string_view Field(std::string_view record, const TrancheChamp& t) {
 // The 0-based offset of a pointer at a 1-based position (0 stays 0: no position).
 uint32_t Offset(int64_t position) { return position > 0 ? static_cast<uint32_t>(position - 1) : 0; }
 
+// The shortest record that holds every field of a chaining record.
+uint32_t ChainRecordLength(const DispositionChainages& layout) {
+  uint32_t length = 0;
+  for (const TrancheChamp& t :
+       {layout.chainl, layout.pnea, layout.pnes, layout.chaine, layout.ppe, layout.pde}) {
+    length = std::max(length, static_cast<uint32_t>(t.position - 1 + t.largeur));
+  }
+  return length;
+}
+
+// A record of the file of chainings: its line and header files (upper case) and the 0-based
+// offsets of its pointers (first, last, previous, next). False when it describes no chaining
+// (a bad name or a position missing).
+bool DescribedChain(std::string_view r, const DispositionChainages& layout, std::string* lines,
+                    std::string* head, uint32_t offsets[4]) {
+  *lines = UpperAscii(Trimmed(Field(r, layout.chainl)));
+  *head = UpperAscii(Trimmed(Field(r, layout.chaine)));
+  const uint32_t pos[4] = {Decimal(Field(r, layout.ppe)), Decimal(Field(r, layout.pde)),
+                           Decimal(Field(r, layout.pnea)), Decimal(Field(r, layout.pnes))};
+  if (!CheckName(*lines, "fichier").ok() || !CheckName(*head, "fichier").ok() ||
+      std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
+    return false;
+  }
+  for (int i = 0; i < 4; ++i) offsets[i] = pos[i] - 1;
+  return true;
+}
+
 }  // namespace
 
 Status DictionaryChains(Env* env, const std::string& folder,
@@ -348,28 +375,20 @@ Status DictionaryChains(Env* env, const std::string& folder,
   DataFile::Options options;
   options.read_only = true;
   VESK_RETURN_IF_ERROR(DataFile::Open(env, chain, 0, options, &f));
-  uint32_t length = 0;
-  for (const TrancheChamp& t :
-       {layout.chainl, layout.pnea, layout.pnes, layout.chaine, layout.ppe, layout.pde}) {
-    length = std::max(length, static_cast<uint32_t>(t.position - 1 + t.largeur));
-  }
-  if (f->RecordLength() < length)
+  if (f->RecordLength() < ChainRecordLength(layout)) {
     return Status::Corruption(chain + " : enregistrements trop courts");
+  }
   std::string rec(f->RecordLength(), '\0');
   std::vector<std::string> folders = {folder};
   folders.insert(folders.end(), subfolders.begin(), subfolders.end());
   for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
     VESK_RETURN_IF_ERROR(f->Read(no, rec));
-    const std::string_view r(rec);
     bool deleted = false;
     VESK_RETURN_IF_ERROR(f->IsDeleted(no, &deleted));
     if (deleted) continue;
-    const std::string lines = UpperAscii(Trimmed(Field(r, layout.chainl)));
-    const std::string head = UpperAscii(Trimmed(Field(r, layout.chaine)));
-    const uint32_t pos[4] = {Decimal(Field(r, layout.ppe)), Decimal(Field(r, layout.pde)),
-                             Decimal(Field(r, layout.pnea)), Decimal(Field(r, layout.pnes))};
-    if (!CheckName(lines, "fichier").ok() || !CheckName(head, "fichier").ok() ||
-        std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
+    std::string lines, head;
+    uint32_t pos[4];
+    if (!DescribedChain(rec, layout, &lines, &head, pos)) {
       report->problems.push_back(name + " : l'enregistrement " + std::to_string(no) +
                                  " ne décrit pas un chaînage");
       continue;
@@ -379,7 +398,7 @@ Status DictionaryChains(Env* env, const std::string& folder,
       std::string l = platform::JoinPath(dir, lines + ".DAT");
       if (!Exists(env, e)) e = platform::JoinPath(folder, head + ".DAT");
       if (Exists(env, l) && Exists(env, e)) {
-        chains->push_back({e, l, pos[0] - 1, pos[1] - 1, pos[2] - 1, pos[3] - 1});
+        chains->push_back({e, l, pos[0], pos[1], pos[2], pos[3]});
       }
     }
   }
