@@ -95,6 +95,12 @@ std::vector<Candidat> Candidats(Session& s, const fic::ModeleDictionnaire& model
   return candidats;
 }
 
+FichierAReconstruire ArbresDuFichier(const fic::ModeleDictionnaire& modele,
+                                     const std::string& nom) {
+  if (const FichierDictionnaire* f = Interne(nom)) return PlanInterne(*f, true);
+  return FichierApplication(modele, nom, true);
+}
+
 PlanReconstruction PlanFichier(Session& s, const fic::ModeleDictionnaire& modele,
                                const std::string& nom) {
   PlanReconstruction plan;

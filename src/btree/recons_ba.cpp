@@ -4,6 +4,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/cycle_saisie.h"
+#include "core/dictionnaire.h"
 #include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -122,9 +123,15 @@ void Reconstruit(Session& s, const PlanReconstruction& plan, const Interlocuteur
   Progression progression(plan, qui);
   try {
     s.Donnee().Reconstruit(plan, std::ref(progression), bilan);
-  } catch (const ErreurService&) {
-    if (bilan.copie_echouee) {
+  } catch (const ErreurService& e) {
+    if (!bilan.copie_echouee) throw;
+    // The journal line goes where the disk may be full too: its own failure is added to the
+    // first error, never put in its place.
+    try {
       s.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    } catch (const ErreurService& journal) {
+      throw ErreurService(e.Operation(), e.Objet(), e.Message() + " (et " + journal.Message() + ")",
+                          e.Endommage());
     }
     throw;
   }
@@ -176,6 +183,15 @@ ResumeFichier ReconstruitFichier(Session& s, const fic::ModeleDictionnaire& mode
   }
   r.secondes = Secondes(debut);
   return r;
+}
+
+std::vector<ResumeFichier> ReconstruitDictionnaire(Session& s, const Interlocuteur& qui) {
+  std::vector<ResumeFichier> resumes;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle == 0) continue;  // Lfic has no tree
+    resumes.push_back(ReconstruitFichier(s, {}, {}, text::UpperAscii(f.nom), qui));
+  }
+  return resumes;
 }
 
 std::vector<ResumeFichier> ReConsBAEcran(Session& s) {

@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "btree/reconstruction.h"
-#include "core/dictionnaire.h"
 #include "core/proprietaire_texte.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
@@ -115,14 +114,14 @@ class ReConsBATest : public fic::EditionEssai {
     return out;
   }
   // The folder checked with the chainings the dictionary describes.
-  void VerifieLeDossier() {
-    std::vector<isam::ChainToCheck> chainages;
-    isam::VerifyReport r;
-    ASSERT_TRUE(isam::DictionaryChains(isam::Env::Default(), dossier_.string(), {},
-                                       kDispositionChainages, &chainages, &r)
-                    .ok());
-    ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
-    for (const std::string& p : r.problems) ADD_FAILURE() << p;
+  void Verifie() {
+    std::vector<isam::ChainageVerif> chainages;
+    isam::RapportVerif r;
+    ASSERT_TRUE(
+        isam::ChainagesDuDictionnaire(isam::Env::Default(), dossier_.string(), {}, &chainages, &r)
+            .ok());
+    ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
+    for (const std::string& p : r.problemes) ADD_FAILURE() << p;
   }
   std::string Journal() { return Contenu(dossier_ / "JOURNAL.LOG"); }
   // The data of the folder: its files but the logs.
@@ -171,7 +170,7 @@ TEST_F(ReConsBATest, TheLineFileIsCompactedAndItsHeadersFollow) {
   int32_t no = 0;
   Etat().Donnee().NoEnrCourant(lig_.fichier, no);
   EXPECT_EQ(no, 3);
-  VerifieLeDossier();
+  Verifie();
 }
 
 // An E field outside any chaining: asked before the compaction; refused, the files stay as they
@@ -201,7 +200,7 @@ TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
   std::string texte;
   e.Donnee().LireFichier(sto_.fichier, 1, texte);
   EXPECT_EQ(texte.substr(0, 6), "S00002");
-  VerifieLeDossier();
+  Verifie();
 }
 
 // A primary key found twice: named with both records, the files left as they were.
@@ -263,7 +262,7 @@ TEST_F(ReConsBATest, TheDictionaryFilesRebuildToTheSameDictionary) {
   const std::string t = session_->Transcription();
   EXPECT_NE(t.find("Message B «Réenregistrement Lignes de FIC»"), std::string::npos) << t;
   EXPECT_EQ(fic::ExporteDictionnaire(Etat()), avant);
-  VerifieLeDossier();
+  Verifie();
 }
 
 // The new files cannot be put in place (a rename fails in the file layer): the journal names

@@ -9,6 +9,7 @@
 #include "btree/reconstruction.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
@@ -88,10 +89,34 @@ int SansEcran(Contexte& contexte, Session& s) {
   return EcritResumes(contexte, resumes);
 }
 
+// --dictionnaire: the dictionary's trees rebuilt without opening the dictionary (it may not
+// open: a tree whose checksum fails, or whose count disagrees with its file).
+int Dictionnaire(Contexte& contexte) {
+  std::unique_ptr<Composant> composant = InstalleServices(contexte, contexte.Config());
+  btree::Interlocuteur qui;
+  qui.message = [](std::string_view) {};
+  qui.confirme = [](const std::string&) { return true; };
+  int statut = 0;
+  for (const btree::ResumeFichier& r : btree::ReconstruitDictionnaire(Etat(), qui)) {
+    contexte.Sortie() << Resume(r) << "\n";
+    if (!r.fait) statut = 1;
+  }
+  composant->Termine();
+  contexte.TermineSortie();
+  return statut;
+}
+
 }  // namespace
 
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dictionnaire) {
+    if (o.tous || !o.arguments.empty() || o.force) {
+      throw ErreurService("Ligne de commande", "--dictionnaire",
+                          "seule : elle reconstruit les B-arbres du dictionnaire");
+    }
+    return Dictionnaire(contexte);
+  }
   if (o.tous && !o.arguments.empty()) {
     throw ErreurUsage("--tous", "des noms de fichiers ou --tous, pas les deux");
   }

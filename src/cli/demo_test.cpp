@@ -6,7 +6,6 @@
 #include <random>
 
 #include "core/ass.h"
-#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -90,13 +89,12 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   EXPECT_EQ(somme, 71);
   OublieEtat();
 
-  isam::VerifyReport rapport;
-  std::vector<isam::ChainToCheck> chainages;
-  ASSERT_TRUE(isam::DictionaryChains(isam::Env::Default(), dossier_, {}, kDispositionChainages,
-                                     &chainages, &rapport)
-                  .ok());
-  ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+  isam::RapportVerif rapport;
+  std::vector<isam::ChainageVerif> chainages;
+  ASSERT_TRUE(
+      isam::ChainagesDuDictionnaire(isam::Env::Default(), dossier_, {}, &chainages, &rapport).ok());
+  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_, chainages, &rapport).ok());
+  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
 }
 

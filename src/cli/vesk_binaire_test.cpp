@@ -10,47 +10,16 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/dictionnaire.h"
+#include "cli/testing/binaire.h"
 #include "platform/platform.h"
 #include "srv/isam/verify.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Execution {
-  int status;
-  std::string sortie;
-  std::string erreurs;
-};
-
-std::string Contenu(const fs::path& chemin) {
-  std::ifstream in(chemin, std::ios::binary);
-  std::stringstream tout;
-  tout << in.rdbuf();
-  return tout.str();
-}
-
-class VeskTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dossier_ =
-        fs::temp_directory_path() / ("vesk_bin_" + std::to_string(vesk::platform::HorlogeNs()));
-    fs::create_directories(dossier_ / "donnees");
-  }
-  void TearDown() override { fs::remove_all(dossier_); }
-
-  // Runs `env vesk arguments` in the test folder (arguments are trusted shell words).
-  Execution Lance(const std::string& arguments, const std::string& env = "") {
-    std::string commande = "cd '" + dossier_.string() + "' && env -u VESK_DATA " + env + " '" +
-                           VESK_BINAIRE + "' " + arguments + " >sortie.txt 2>erreurs.txt";
-    int brut = std::system(commande.c_str());
-    int status = WIFEXITED(brut) ? WEXITSTATUS(brut) : -1;
-    return {status, Contenu(dossier_ / "sortie.txt"), Contenu(dossier_ / "erreurs.txt")};
-  }
-
-  fs::path dossier_;
-};
+using vesk::cli::testing::Contenu;
+using vesk::cli::testing::Execution;
+using vesk::cli::testing::VeskTest;
 
 TEST_F(VeskTest, HelpAndVersion) {
   Execution aide = Lance("--help");
@@ -305,13 +274,12 @@ TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
     const std::string apres = Lance("--data donnees export").sortie;
     ASSERT_TRUE(apres == ancien || apres == nouveau) << "tué après " << delai_ms << " ms";
     const std::string d = (dossier_ / "donnees").string();
-    vesk::isam::VerifyReport rapport;
-    std::vector<vesk::isam::ChainToCheck> chainages;
-    ASSERT_TRUE(vesk::isam::DictionaryChains(vesk::isam::Env::Default(), d, {},
-                                             vesk::kDispositionChainages, &chainages, &rapport)
+    vesk::isam::RapportVerif rapport;
+    ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d,
+                                           {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
+                                           &rapport)
                     .ok());
-    ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
-    ASSERT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+    ASSERT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
     if (apres == nouveau) {
       ++nouveaux;
       ASSERT_EQ(Lance("--data donnees import ancien.toml").status, 0);
@@ -494,14 +462,14 @@ TEST_F(VeskTest, ReconsbaOnTheDemoData) {
   EXPECT_NE(lignes.sortie.find("Travaux post-reconstruction : Attention veuillez verifier"),
             std::string::npos);
   const std::string d = (dossier_ / "donnees").string();
-  std::vector<vesk::isam::ChainToCheck> chainages;
-  vesk::isam::VerifyReport rapport;
-  ASSERT_TRUE(vesk::isam::DictionaryChains(vesk::isam::Env::Default(), d, {d + "/01"},
-                                           vesk::kDispositionChainages, &chainages, &rapport)
+  std::vector<vesk::isam::ChainageVerif> chainages;
+  vesk::isam::RapportVerif rapport;
+  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d, {d + "/01"},
+                                                  &chainages, &rapport)
                   .ok());
-  ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
-  EXPECT_EQ(rapport.deleted, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
+  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
+  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  EXPECT_EQ(rapport.supprimes, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
 
   std::ofstream(dossier_ / "choix.script") << "choose 6\nok\n";
   Execution ecran = Lance("--data donnees --script choix.script --transcript choix.txt reconsba");

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "core/enregistrement.h"
-#include "srv/disposition_chainages.h"
 
 namespace vesk {
 
@@ -84,28 +83,13 @@ constexpr int16_t PositionChamp(const std::array<DefChamp, N>& champs, size_t i)
 
 // The dictionary's own chaining: the Lfic lines of a file under its Fic record, the first and
 // last line in the header, the previous and next line in each line.
+struct PositionsChainage {
+  int16_t premiere, derniere;    // in the header record
+  int16_t precedente, suivante;  // in the line record
+};
 inline constexpr PositionsChainage kChainageLficFic{
     PositionChamp(kChampsFic, kPremLigneFic), PositionChamp(kChampsFic, kDernLigneFic),
     PositionChamp(kChampsLfic, kLigPrec), PositionChamp(kChampsLfic, kLigSuiv)};
-
-// The slice of field i of a record table.
-template <size_t N>
-constexpr TrancheChamp Tranche(const std::array<DefChamp, N>& champs, size_t i) {
-  return {PositionChamp(champs, i), champs[i].largeur};
-}
-
-// Where the dictionary keeps its chainings: its own, and the records of Chain. What the engine's
-// folder verifier is given.
-inline constexpr DispositionChainages kDispositionChainages{kFic.nom,
-                                                            kLfic.nom,
-                                                            kChainageLficFic,
-                                                            kChain.nom,
-                                                            Tranche(kChampsChain, kChainL),
-                                                            Tranche(kChampsChain, kPnea),
-                                                            Tranche(kChampsChain, kPnes),
-                                                            Tranche(kChampsChain, kChainE),
-                                                            Tranche(kChampsChain, kPpe),
-                                                            Tranche(kChampsChain, kPde)};
 
 }  // namespace vesk
 

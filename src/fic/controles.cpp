@@ -31,6 +31,9 @@ bool TroisParties(SrvListe& liste, std::string_view element, std::string parties
   return true;
 }
 
+// The names a file or table of the application may not take, whatever their case.
+constexpr std::string_view kNomsReserves[] = {"FIC", "LFIC", "DOM", "BA", "CHAIN", "TEMP"};
+
 ResultatCle Refus(std::string message) {
   ResultatCle r;
   r.message = std::move(message);
@@ -100,6 +103,18 @@ ResultatCle ControleListeCle(Session& etat, std::string_view texte,
   }
   r.valide = true;
   return r;
+}
+
+std::optional<std::string> NomDuDictionnaire(std::string_view quoi, std::string_view nom) {
+  const std::string_view n = text::TrimRight(nom);
+  for (std::string_view r : kNomsReserves) {
+    if (text::EqualNoCase(n, r)) {
+      return std::string(quoi) + " « " + std::string(n) +
+             " » refusé : nom réservé aux fichiers du dictionnaire (FIC, LFIC, DOM, BA, CHAIN, "
+             "TEMP)";
+    }
+  }
+  return std::nullopt;
 }
 
 std::string ListeCleDefaut(Session& s, std::span<const Rubrique> champs) {

@@ -1,10 +1,13 @@
 #include "fic/lecture_dictionnaire.h"
 
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "core/arithmetique.h"
 #include "core/cycle_saisie.h"
+#include "core/dictionnaire.h"
 #include "fic/controles.h"
 #include "fic/rubrique.h"
 #include "fic/table_champs.h"
@@ -71,6 +74,45 @@ struct EnregistrementsCourants {
   Enregistrement fic_, lfic_, dom_, ba_, chain_;
 };
 
+// Walks the tree of a dictionary file and calls lit with each record in the current fields,
+// checking that the tree indexes the file whole: each key is its record's key field, each
+// record is reached once, and as many as the file has live records. A leaf that lost an entry,
+// or a record whose key field was damaged, would otherwise give a dictionary with a piece
+// missing (a table without its file) or a name no screen accepts.
+void ParcourtEntier(Session& s, const FichierCle& f, const Enregistrement& champs,
+                    const FichierDictionnaire& quoi, const std::function<void()>& lit) {
+  const std::string arbre = text::UpperAscii(quoi.nom) + ".DAB";
+  const std::string donnees = text::UpperAscii(quoi.nom) + ".DAT";
+  // A key that is not its record's names the data file: which of the two is damaged cannot be
+  // told, and rebuilding the tree would only copy the record's key.
+  auto endommage = [&](const std::string& pourquoi, const std::string& objet) {
+    throw ErreurService("Lecture du dictionnaire", objet,
+                        pourquoi + " : le dictionnaire est endommagé", true);
+  };
+  std::set<int32_t> vus;
+  ParcourtCles(s, f, [&](const std::string& cle, int32_t e) {
+    if (text::TrimRight(cle) != text::TrimRight(champs[0])) {
+      endommage("la clé « " + std::string(text::TrimRight(cle)) + " » renvoie à l'enregistrement " +
+                    std::to_string(e) + " de " + donnees + ", dont la clé est « " +
+                    std::string(text::TrimRight(champs[0])) + " »",
+                donnees);
+    }
+    if (!vus.insert(e).second) {
+      endommage("deux clés renvoient à l'enregistrement " + std::to_string(e) + " de " + donnees,
+                arbre);
+    }
+    lit();
+  });
+  int64_t cles = 0;
+  int32_t vivants = 0;
+  s.BArbre().Comptes(f.arbre, f.fichier, cles, vivants);
+  if (static_cast<int64_t>(vus.size()) != vivants) {
+    endommage(std::to_string(vus.size()) + " clé(s) parcourue(s) pour " + std::to_string(vivants) +
+                  " enregistrement(s) en service dans " + donnees,
+              arbre);
+  }
+}
+
 }  // namespace
 
 int32_t LongueurEnr(const Enregistrement& fic) {
@@ -96,16 +138,15 @@ Chainage ChainageDe(const Enregistrement& chain) {
 ModeleDictionnaire LitDictionnaire(Session& s) {
   EnregistrementsCourants courants(s);
   ModeleDictionnaire m;
-  using Cle = const std::string&;
-  ParcourtCles(s, {s.dom_fichier, s.dom_arbre}, [&](Cle, int32_t) {
+  ParcourtEntier(s, {s.dom_fichier, s.dom_arbre}, s.dom, kDom, [&] {
     m.domaines[Champ(s.dom, kCoDom)] = {Champ(s.dom, kNomDom), Champ(s.dom, kFdd), {}, 0};
   });
-  ParcourtCles(s, {s.fic_fichier, s.fic_arbre},
-               [&](Cle, int32_t) { m.fichiers[Champ(s.fic, kNomFic)] = LitFichier(s); });
-  ParcourtCles(s, {s.ba_fichier, s.ba_arbre},
-               [&](Cle, int32_t) { m.barbres[Champ(s.ba, kNomT)] = LitBArbre(s.ba); });
-  ParcourtCles(s, {s.chain_fichier, s.chain_arbre},
-               [&](Cle, int32_t) { m.chainages[Champ(s.chain, kChainL)] = ChainageDe(s.chain); });
+  ParcourtEntier(s, {s.fic_fichier, s.fic_arbre}, s.fic, kFic,
+                 [&] { m.fichiers[Champ(s.fic, kNomFic)] = LitFichier(s); });
+  ParcourtEntier(s, {s.ba_fichier, s.ba_arbre}, s.ba, kBa,
+                 [&] { m.barbres[Champ(s.ba, kNomT)] = LitBArbre(s.ba); });
+  ParcourtEntier(s, {s.chain_fichier, s.chain_arbre}, s.chain, kChain,
+                 [&] { m.chainages[Champ(s.chain, kChainL)] = ChainageDe(s.chain); });
   AnalyseCles(s, m);
   return m;
 }

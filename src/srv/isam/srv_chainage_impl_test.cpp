@@ -142,9 +142,9 @@ TEST_F(SrvChainageTest, DamagedPointersAreReportedNeverFollowedForever) {
   EXPECT_ERREUR(chainage_->SupprimeLignes(lfic_->fichier), "désaccord");
   // The verifier sees the damage too.
   ASSERT_TRUE(dossier_->Ecrit().ok());
-  VerifyReport r;
-  ASSERT_TRUE(VerifyFolder(Env::Default(), dir_, DeclaredChains(*dossier_), &r).ok());
-  EXPECT_FALSE(r.problems.empty());
+  RapportVerif r;
+  ASSERT_TRUE(VerifieDossier(Env::Default(), dir_, ChainagesDeclares(*dossier_), &r).ok());
+  EXPECT_FALSE(r.problemes.empty());
 }
 
 }  // namespace

@@ -44,29 +44,36 @@ struct DataInfo {
 
 class Verifier {
  public:
-  Verifier(Env* env, VerifyReport* r) : env_(env), r_(r) {}
+  Verifier(Env* env, RapportVerif* r, const std::vector<CleVerif>& cles)
+      : env_(env), r_(r), cles_(cles) {}
 
   void Folder(const std::string& dir, const std::string& root);
-  void Chain(const ChainToCheck& c);
+  void Chain(const ChainageVerif& c);
+  // Reads the data file at path (its problems reported) before a chaining is checked.
+  void Load(const std::string& path) { Data(path); }
 
  private:
   void Problem(const std::string& p) {
-    if (r_->problems.size() < kMaxProblems) {
-      r_->problems.push_back(p);
-    } else if (r_->problems.size() == kMaxProblems) {
-      r_->problems.push_back("... (les problèmes suivants ne sont pas listés)");
+    if (r_->problemes.size() < kMaxProblems) {
+      r_->problemes.push_back(p);
+    } else if (r_->problemes.size() == kMaxProblems) {
+      r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
     }
   }
   DataInfo* Data(const std::string& path);
   void ScanData(DataInfo& d);
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
-  void ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
+  void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
-  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d);
+  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d, const CleVerif* cle);
+  void KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name, std::string_view key,
+             uint32_t no);
 
   Env* env_;
-  VerifyReport* r_;
+  RapportVerif* r_;
+  const std::vector<CleVerif>& cles_;
+  std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
 };
 
@@ -82,7 +89,7 @@ DataInfo* Verifier::Data(const std::string& path) {
   if (!s.ok()) {
     Problem(d->name + " : " + s.message());
   } else {
-    ++r_->files;
+    ++r_->fichiers;
     ScanData(*d);
     out = d.get();
   }
@@ -122,15 +129,21 @@ void Verifier::ScanData(DataInfo& d) {
     Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués supprimés, " +
             std::to_string(f.Deleted()) + " comptés dans l'en-tête");
   }
+  // The whole file is checked against its header: a tail longer than growth ahead is damage by
+  // its length (never read: it may be terabytes of holes), a shorter one must be zeros.
   bool zero = true;
   Status s = f.TailIsZero(&zero);
-  if (!s.ok() || !zero) {
-    Problem(d.name + " : " +
-            (s.ok() ? "données au-delà du dernier enregistrement (" + std::to_string(last) + ")"
-                    : s.message()));
+  if (!s.ok()) {
+    Problem(d.name + " : " + s.message());
+  } else if (f.TailBytes() > kMaxTail) {
+    Problem(d.name + " : " + std::to_string(f.TailBytes()) +
+            " octets au-delà du dernier enregistrement (" + std::to_string(last) +
+            "), plus que les " + std::to_string(kMaxTail) + " octets de zéros admis");
+  } else if (!zero) {
+    Problem(d.name + " : données au-delà du dernier enregistrement (" + std::to_string(last) + ")");
   }
-  r_->records += last - deleted;
-  r_->deleted += deleted;
+  r_->enregistrements += last - deleted;
+  r_->supprimes += deleted;
 }
 
 void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
@@ -141,7 +154,7 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     Problem(name + " : " + s.message());
     return;
   }
-  ++r_->trees;
+  ++r_->arbres;
   std::vector<std::string> problems;
   s = tree->Verify(&problems);
   if (!s.ok()) problems.push_back(s.message());
@@ -152,7 +165,7 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     Problem(name + " : " + s.message());
     return;
   }
-  r_->keys += h.keys;
+  r_->cles += h.keys;
   std::string data_name = h.indexed_file.empty() ? Stem(name) : UpperAscii(h.indexed_file);
   std::string data_path = platform::JoinPath(dir, data_name + ".DAT");
   if (!Exists(env_, data_path) && dir != root)
@@ -161,12 +174,37 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     if (!h.indexed_file.empty()) Problem(name + " : fichier indexé " + data_name + ".DAT absent");
     return;
   }
-  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d);
+  const CleVerif* cle = nullptr;
+  for (const CleVerif& c : cles_) {
+    if (c.arbre == path) cle = &c;
+  }
+  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, cle);
 }
 
-void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d) {
+// The key of record no must be what cle builds from its bytes, padded with spaces.
+void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
+                     std::string_view key, uint32_t no) {
+  record_.resize(d.file->RecordLength());
+  Status s = d.file->Read(no, record_);
+  if (s.ok()) s = cle.cle(record_, &expected_);
+  if (!s.ok()) {
+    Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
+            s.message());
+    return;
+  }
+  if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
+  if (expected_ == key) return;
+  std::string shown, want;
+  DecodeBytes(key, &shown);
+  DecodeBytes(expected_, &want);
+  Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
+          d.name + " n'est pas celle de l'enregistrement (« " + want + " »)");
+}
+
+void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
+                       const CleVerif* cle) {
   std::vector<uint8_t> seen(d.deleted.size(), 0);
-  Status s = tree.ForEach([&](std::string_view, uint32_t no) {
+  Status s = tree.ForEach([&](std::string_view key, uint32_t no) {
     if (no < 1 || no > d.deleted.size()) {
       Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
               ", au-delà de la fin de " + d.name);
@@ -176,6 +214,8 @@ void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataIn
     } else if (nature == 'P' && seen[no - 1]++) {
       Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
               " a plusieurs clés");
+    } else if (cle != nullptr) {
+      KeyOf(*cle, d, name, key, no);
     }
     return true;
   });
@@ -204,16 +244,16 @@ void Verifier::Folder(const std::string& dir, const std::string& root) {
   }
 }
 
-void Verifier::Chain(const ChainToCheck& c) {
-  DataInfo* e = Exists(env_, c.header) ? Data(c.header) : nullptr;
-  DataInfo* l = Exists(env_, c.line) ? Data(c.line) : nullptr;
-  const std::string what = "chaînage " + BaseName(c.line) + " sous " + BaseName(c.header);
+void Verifier::Chain(const ChainageVerif& c) {
+  DataInfo* e = Exists(env_, c.entete) ? Data(c.entete) : nullptr;
+  DataInfo* l = Exists(env_, c.ligne) ? Data(c.ligne) : nullptr;
+  const std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
   if (e == nullptr || l == nullptr) {
     Problem(what + " : fichier absent ou illisible");
     return;
   }
   uint32_t le = e->file->RecordLength(), ll = l->file->RecordLength();
-  if (std::max(c.first, c.last) + 3 > le || std::max(c.previous, c.next) + 3 > ll) {
+  if (std::max(c.premiere, c.derniere) + 3 > le || std::max(c.precedente, c.suivante) + 3 > ll) {
     Problem(what + " : position de pointeur hors de l'enregistrement");
     return;
   }
@@ -237,11 +277,12 @@ uint32_t Verifier::Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::str
 
 // The lines chained under header h: each live, chained once, its backward pointer on the line
 // before it, the header's last-line pointer on the last. owner receives each line's header.
-void Verifier::ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
+void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
                              const std::string& what, std::vector<uint32_t>& owner) {
   const std::string head = what + ", en-tête " + std::to_string(h);
   uint32_t prev = 0;
-  for (uint32_t no = Pointer(e, h, c.first, what); no != 0; no = Pointer(l, no, c.next, what)) {
+  for (uint32_t no = Pointer(e, h, c.premiere, what); no != 0;
+       no = Pointer(l, no, c.suivante, what)) {
     if (no > owner.size() || l.deleted[no - 1] || owner[no - 1] != 0) {
       Problem(head + " : la ligne " + std::to_string(no) +
               (no > owner.size() ? " est au-delà de la fin du fichier"
@@ -251,45 +292,58 @@ void Verifier::ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, ui
       return;  // the walk stops; no second report for the end
     }
     owner[no - 1] = h;
-    ++r_->chained_lines;
-    if (Pointer(l, no, c.previous, what) != prev) {
+    ++r_->lignes_chainees;
+    if (Pointer(l, no, c.precedente, what) != prev) {
       Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
               " ne désigne pas " + std::to_string(prev));
     }
     prev = no;
   }
-  if (Pointer(e, h, c.last, what) != prev) {
+  if (Pointer(e, h, c.derniere, what) != prev) {
     Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
   }
 }
 
 }  // namespace
 
-std::vector<std::string> SubFolders(Env* env, const std::string& folder) {
+std::vector<std::string> SousDossiers(Env* env, const std::string& dossier) {
   std::vector<std::string> names, out;
-  if (!env->ListDirectory(folder, &names).ok()) return out;
+  if (!env->ListDirectory(dossier, &names).ok()) return out;
   for (const std::string& n : names) {
     if (n.find('.') != std::string::npos || !CheckName(n, "entreprise").ok()) continue;
     std::vector<std::string> inside;
-    std::string path = platform::JoinPath(folder, n);
+    std::string path = platform::JoinPath(dossier, n);
     if (env->ListDirectory(path, &inside).ok()) out.push_back(path);
   }
   return out;
 }
 
-Status VerifyFolder(Env* env, const std::string& folder, const std::vector<ChainToCheck>& chains,
-                    VerifyReport* report) {
+Status VerifieDossier(Env* env, const std::string& dossier,
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
+                      const std::vector<CleVerif>& cles) {
   std::vector<std::string> names;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(folder, &names)));
-  Verifier v(env, report);
-  v.Folder(folder, folder);
-  for (const std::string& sub : SubFolders(env, folder)) v.Folder(sub, folder);
-  for (const ChainToCheck& c : chains) v.Chain(c);
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dossier, &names)));
+  Verifier v(env, rapport, cles);
+  v.Folder(dossier, dossier);
+  for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
+  for (const ChainageVerif& c : chainages) v.Chain(c);
   return Status::Ok();
 }
 
-std::vector<ChainToCheck> DeclaredChains(DossierDonnees& d) {
-  std::vector<ChainToCheck> out;
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes) {
+  RapportVerif r;
+  Verifier v(env, &r, {});
+  v.Load(chainage.entete);
+  v.Load(chainage.ligne);
+  const size_t fichiers = r.problemes.size();
+  v.Chain(chainage);
+  problemes->assign(r.problemes.begin() + static_cast<std::ptrdiff_t>(fichiers), r.problemes.end());
+  return Status::Ok();
+}
+
+std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
+  std::vector<ChainageVerif> out;
   for (const ChainageOuvert& c : d.Chainages()) {
     FichierOuvert* e = d.Fichier(c.entete);
     FichierOuvert* l = d.Fichier(c.ligne);
@@ -320,85 +374,46 @@ std::string Trimmed(std::string_view s) {
   return std::string(end == std::string_view::npos ? "" : s.substr(0, end + 1));
 }
 
-// The bytes of a field of a record.
-std::string_view Field(std::string_view record, const TrancheChamp& t) {
-  return record.substr(static_cast<size_t>(t.position - 1), static_cast<size_t>(t.largeur));
-}
-
-// The 0-based offset of a pointer at a 1-based position (0 stays 0: no position).
-uint32_t Offset(int64_t position) { return position > 0 ? static_cast<uint32_t>(position - 1) : 0; }
-
-// The shortest record that holds every field of a chaining record.
-uint32_t ChainRecordLength(const DispositionChainages& layout) {
-  uint32_t length = 0;
-  for (const TrancheChamp& t :
-       {layout.chainl, layout.pnea, layout.pnes, layout.chaine, layout.ppe, layout.pde}) {
-    length = std::max(length, static_cast<uint32_t>(t.position - 1 + t.largeur));
-  }
-  return length;
-}
-
-// A record of the file of chainings: its line and header files (upper case) and the 0-based
-// offsets of its pointers (first, last, previous, next). False when it describes no chaining
-// (a bad name or a position missing).
-bool DescribedChain(std::string_view r, const DispositionChainages& layout, std::string* lines,
-                    std::string* head, uint32_t offsets[4]) {
-  *lines = UpperAscii(Trimmed(Field(r, layout.chainl)));
-  *head = UpperAscii(Trimmed(Field(r, layout.chaine)));
-  const uint32_t pos[4] = {Decimal(Field(r, layout.ppe)), Decimal(Field(r, layout.pde)),
-                           Decimal(Field(r, layout.pnea)), Decimal(Field(r, layout.pnes))};
-  if (!CheckName(*lines, "fichier").ok() || !CheckName(*head, "fichier").ok() ||
-      std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
-    return false;
-  }
-  for (int i = 0; i < 4; ++i) offsets[i] = pos[i] - 1;
-  return true;
-}
-
 }  // namespace
 
-Status DictionaryChains(Env* env, const std::string& folder,
-                        const std::vector<std::string>& subfolders,
-                        const DispositionChainages& layout, std::vector<ChainToCheck>* chains,
-                        VerifyReport* report) {
-  const PositionsChainage& own = layout.propre;
-  std::string header = platform::JoinPath(folder, UpperAscii(layout.entete) + ".DAT");
-  std::string line = platform::JoinPath(folder, UpperAscii(layout.ligne) + ".DAT");
-  if (Exists(env, header) && Exists(env, line)) {
-    chains->push_back({header, line, Offset(own.premiere), Offset(own.derniere),
-                       Offset(own.precedente), Offset(own.suivante)});
-  }
-  const std::string name = UpperAscii(layout.fichier) + ".DAT";
-  std::string chain = platform::JoinPath(folder, name);
+Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
+                               const std::vector<std::string>& sous_dossiers,
+                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport) {
+  std::string fic = platform::JoinPath(dossier, "FIC.DAT");
+  std::string lfic = platform::JoinPath(dossier, "LFIC.DAT");
+  if (Exists(env, fic) && Exists(env, lfic)) chainages->push_back({fic, lfic, 12, 15, 0, 3});
+  std::string chain = platform::JoinPath(dossier, "CHAIN.DAT");
   if (!Exists(env, chain)) return Status::Ok();
   std::unique_ptr<DataFile> f;
   DataFile::Options options;
   options.read_only = true;
   VESK_RETURN_IF_ERROR(DataFile::Open(env, chain, 0, options, &f));
-  if (f->RecordLength() < ChainRecordLength(layout)) {
-    return Status::Corruption(chain + " : enregistrements trop courts");
-  }
+  if (f->RecordLength() < 32) return Status::Corruption(chain + " : enregistrements trop courts");
   std::string rec(f->RecordLength(), '\0');
-  std::vector<std::string> folders = {folder};
-  folders.insert(folders.end(), subfolders.begin(), subfolders.end());
+  std::vector<std::string> folders = {dossier};
+  folders.insert(folders.end(), sous_dossiers.begin(), sous_dossiers.end());
   for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
     VESK_RETURN_IF_ERROR(f->Read(no, rec));
-    bool deleted = false;
-    VESK_RETURN_IF_ERROR(f->IsDeleted(no, &deleted));
-    if (deleted) continue;
-    std::string lines, head;
-    uint32_t pos[4];
-    if (!DescribedChain(rec, layout, &lines, &head, pos)) {
-      report->problems.push_back(name + " : l'enregistrement " + std::to_string(no) +
-                                 " ne décrit pas un chaînage");
+    std::string_view r(rec);
+    bool supprime = false;
+    VESK_RETURN_IF_ERROR(f->IsDeleted(no, &supprime));
+    if (supprime) continue;
+    std::string ligne = UpperAscii(Trimmed(r.substr(0, 6)));
+    std::string entete = UpperAscii(Trimmed(r.substr(16, 6)));
+    uint32_t pos[4] = {Decimal(r.substr(22, 5)), Decimal(r.substr(27, 5)), Decimal(r.substr(6, 5)),
+                       Decimal(r.substr(11, 5))};
+    if (!CheckName(ligne, "fichier").ok() || !CheckName(entete, "fichier").ok() ||
+        std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
+      rapport->problemes.push_back("CHAIN.DAT : l'enregistrement " + std::to_string(no) +
+                                   " ne décrit pas un chaînage");
       continue;
     }
     for (const std::string& dir : folders) {
-      std::string e = platform::JoinPath(dir, head + ".DAT");
-      std::string l = platform::JoinPath(dir, lines + ".DAT");
-      if (!Exists(env, e)) e = platform::JoinPath(folder, head + ".DAT");
+      std::string e = platform::JoinPath(dir, entete + ".DAT");
+      std::string l = platform::JoinPath(dir, ligne + ".DAT");
+      if (!Exists(env, e)) e = platform::JoinPath(dossier, entete + ".DAT");
       if (Exists(env, l) && Exists(env, e)) {
-        chains->push_back({e, l, pos[0], pos[1], pos[2], pos[3]});
+        chainages->push_back({e, l, pos[0] - 1, pos[1] - 1, pos[2] - 1, pos[3] - 1});
       }
     }
   }

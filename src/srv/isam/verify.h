@@ -7,10 +7,10 @@
 #define VESK_SRV_ISAM_VERIFY_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "srv/disposition_chainages.h"
 #include "srv/isam/dossier.h"
 #include "srv/isam/env.h"
 #include "srv/isam/status.h"
@@ -18,43 +18,61 @@
 namespace vesk::isam {
 
 // A chaining to check: the two files by path and the 0-based offsets of the four pointers.
-struct ChainToCheck {
-  std::string header;  // path of the header file
-  std::string line;    // path of the line file
-  uint32_t first = 0, last = 0, previous = 0, next = 0;
+struct ChainageVerif {
+  std::string entete;  // path of the header file
+  std::string ligne;   // path of the line file
+  uint32_t premiere = 0, derniere = 0, precedente = 0, suivante = 0;
 };
 
-struct VerifyReport {
-  std::vector<std::string> problems;  // empty when the folder is sound
-  uint32_t files = 0;
-  uint32_t trees = 0;
-  uint64_t records = 0;  // live records
-  uint64_t deleted = 0;
-  uint64_t keys = 0;
-  uint64_t chained_lines = 0;
+// How the key of a tree's entries is built from their records, to check that every key is its
+// record's (a key that is not was written from other bytes, or its record changed without it).
+// arbre: the path of the .DAB; cle: the key of a record's bytes (as on disk), which the verifier
+// pads with spaces to the tree's key length. A failing builder is a problem of the report.
+struct CleVerif {
+  std::string arbre;
+  std::function<Status(std::string_view record, std::string* key)> cle;
 };
 
-// Checks the folder and its sub-folders (SubFolders) with the chainings given. A file that
-// cannot be read at all is a problem of the report, not a failing Status; the Status fails only
-// when the folder itself cannot be listed.
-Status VerifyFolder(Env* env, const std::string& folder, const std::vector<ChainToCheck>& chains,
-                    VerifyReport* report);
+struct RapportVerif {
+  std::vector<std::string> problemes;  // empty when the folder is sound
+  uint32_t fichiers = 0;
+  uint32_t arbres = 0;
+  uint64_t enregistrements = 0;  // live records
+  uint64_t supprimes = 0;
+  uint64_t cles = 0;
+  uint64_t lignes_chainees = 0;
+};
+
+// Checks the folder dossier and its sub-folders (SousDossiers) with the chainings given, and
+// the keys of the trees cles names against their records. A file that cannot be read at all is
+// a problem of the report, not a failing Status; the Status fails only when the folder itself
+// cannot be listed.
+Status VerifieDossier(Env* env, const std::string& dossier,
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
+                      const std::vector<CleVerif>& cles = {});
+
+// Checks one chaining alone, as VerifieDossier does: the lines of each live header followed
+// from its first-line pointer, each live and chained once, its backward pointer on the line
+// before it, the last-line pointer on the last, and no live line chained under no header.
+// problemes receives what is wrong with the chaining (each naming the header record); what is
+// wrong with the files themselves is not its concern.
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes);
 
 // The chainings declared in d, by path.
-std::vector<ChainToCheck> DeclaredChains(DossierDonnees& d);
+std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);
 
-// The chainings a dictionary folder describes, as the component's layout says where
-// (core/dictionnaire.h, kDispositionChainages): its own chaining (when both of its files are
-// there) and each record of its file of chainings, looked up in the folder and in each of the
-// sub-folders given. A record that does not describe a chaining (bad name or position) is a
-// problem of the report.
-Status DictionaryChains(Env* env, const std::string& folder,
-                        const std::vector<std::string>& subfolders,
-                        const DispositionChainages& layout, std::vector<ChainToCheck>* chains,
-                        VerifyReport* report);
+// The chainings a dictionary folder describes: Lfic under Fic (when both files are there) and
+// each record of CHAIN.DAT (line file 1-6, back and forward pointer positions 7-11 and 12-16,
+// header file 17-22, first and last pointer positions 23-27 and 28-32), looked up in the folder
+// and in each of the sub-folders given. A CHAIN.DAT record that does not describe a chaining
+// (bad name or position) is a problem of rapport.
+Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
+                               const std::vector<std::string>& sous_dossiers,
+                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport);
 
-// The sub-folders of folder that the Env can list (company folders).
-std::vector<std::string> SubFolders(Env* env, const std::string& folder);
+// The sub-folders of dossier that the Env can list (company folders).
+std::vector<std::string> SousDossiers(Env* env, const std::string& dossier);
 
 }  // namespace vesk::isam
 

@@ -1,103 +1,89 @@
-// The chainings a dictionary folder describes, read with a record layout given by the caller: the
-// engine knows none of its own.
-#include "srv/isam/verify.h"
+// The folder verifier on what it must find by itself: bytes past a data file's last record,
+// however far (a sparse file of terabytes is judged by its size, never read), and keys that are
+// not their record's.
+#include <filesystem>
+#include <fstream>
 
-#include <gtest/gtest.h>
+#include "srv/isam/testing/engine.h"
 
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "srv/isam/data_file.h"
-
-namespace vesk::isam {
+namespace vesk::isam::testing {
 namespace {
 
-// A layout unlike the component's: the header file first, then the header's pointers, then the
-// line file and the line's pointers, each number on 3 characters.
-constexpr DispositionChainages kDisposition{"hdr",   "lin",   {4, 7, 1, 4}, "ch",   {11, 4},
-                                            {15, 3}, {18, 3}, {1, 4},       {5, 3}, {8, 3}};
-
-class DictionaryChainsTest : public ::testing::Test {
+class VerifyTest : public EngineTest {
  protected:
-  // A data file of records of length bytes (padded with spaces); the last one deleted when
-  // supprime_dernier.
-  void Ecrit(const std::string& path, uint32_t length, const std::vector<std::string>& records,
-             bool supprime_dernier = false) {
-    std::unique_ptr<DataFile> f;
-    DataFile::Options o;
-    o.create = true;
-    ASSERT_TRUE(DataFile::Open(&env_, path, length, o, &f).ok()) << path;
-    uint32_t no = 0;
-    for (std::string r : records) {
-      r.resize(length, ' ');
-      ASSERT_TRUE(f->Write(++no, r).ok());
+  // The problems of the folder, with the keys of CLI built from the record's first 4 bytes.
+  std::vector<std::string> Problemes(bool cles = false) {
+    EXPECT_TRUE(dossier_->Ecrit().ok());
+    std::vector<CleVerif> verif;
+    if (cles) {
+      verif.push_back({Path("CLI.DAB"), [](std::string_view record, std::string* key) {
+                         *key = std::string(record.substr(0, 4));
+                         return Status::Ok();
+                       }});
     }
-    if (supprime_dernier) {
-      ASSERT_TRUE(f->MarkDeleted(no).ok());
+    RapportVerif r;
+    EXPECT_TRUE(VerifieDossier(Env::Default(), dir_, {}, &r, verif).ok());
+    return r.problemes;
+  }
+  void Clients() {
+    Proprio& p = Ouvre("Cli", 20);
+    int16_t arbre = 0;
+    barbre_->B_Arbre(false, "Cli", 4, "P", arbre, "", true);
+    for (const char* nom : {"ALFA", "BETA", "GAMA"}) {
+      p.champs = std::string(nom) + " client";
+      int32_t no = 0;
+      barbre_->Insere(arbre, nom, p.fichier, no);
     }
-    ASSERT_TRUE(f->Flush().ok());
   }
-  Status Lit(const std::string& dossier) {
-    chains_.clear();
-    report_ = VerifyReport();
-    return DictionaryChains(&env_, dossier, {dossier + "/01"}, kDisposition, &chains_, &report_);
-  }
-
-  MemEnv env_;
-  std::vector<ChainToCheck> chains_;
-  VerifyReport report_;
 };
 
-TEST_F(DictionaryChainsTest, EachPositionOfTheLayoutBecomesAnOffset) {
-  ASSERT_TRUE(env_.CreateDirectories("d/01").ok());
-  Ecrit("d/HDR.DAT", 12, {"h"});
-  Ecrit("d/LIN.DAT", 12, {"l"});
-  // FACT headers in the folder, FLIG lines in the company folder only; a record naming files
-  // that exist nowhere gives nothing, a deleted record is not read.
-  Ecrit("d/CH.DAT", 24, {"FACT 10 20FLIG 30 40", "GONE  1  2NONE  3  4", "?"}, true);
-  Ecrit("d/FACT.DAT", 50, {"f"});
-  Ecrit("d/01/FLIG.DAT", 50, {"g"});
-  ASSERT_TRUE(Lit("d").ok());
-  EXPECT_TRUE(report_.problems.empty());
-  ASSERT_EQ(chains_.size(), 2u);
-  const ChainToCheck& propre = chains_[0];
-  EXPECT_EQ(propre.header, "d/HDR.DAT");
-  EXPECT_EQ(propre.line, "d/LIN.DAT");
-  EXPECT_EQ(std::vector<uint32_t>({propre.first, propre.last, propre.previous, propre.next}),
-            std::vector<uint32_t>({3, 6, 0, 3}));
-  const ChainToCheck& declare = chains_[1];
-  EXPECT_EQ(declare.header, "d/FACT.DAT");
-  EXPECT_EQ(declare.line, "d/01/FLIG.DAT");
-  EXPECT_EQ(std::vector<uint32_t>({declare.first, declare.last, declare.previous, declare.next}),
-            std::vector<uint32_t>({9, 19, 29, 39}));
-}
+// Beyond any record count of the header, never read: terabytes where the file system makes them
+// holes; under Windows, whose files are not sparse unless asked (the space would be allocated),
+// 64 MiB.
+#ifdef _WIN32
+constexpr uint64_t kHugeHole = uint64_t{64} << 20;
+#else
+constexpr uint64_t kHugeHole = uint64_t{8} << 40;
+#endif
 
-TEST_F(DictionaryChainsTest, ARecordThatDescribesNoChainingIsAProblemNamingIt) {
+TEST_F(VerifyTest, BytesPastTheLastRecordAreCheckedWholeWithoutReadingAHugeTail) {
   struct Cas {
-    const char* quoi;
-    const char* enregistrement;
+    const char* nom;
+    uint64_t zeros;  // bytes of code 0 added after the last record
+    bool x;          // then one byte "X"
+    bool probleme;
   };
-  int n = 0;
-  for (const Cas& c : {Cas{"no header file", "     10 20FLIG 30 40"},
-                       Cas{"a pointer position missing", "FACT 10   FLIG 30 40"},
-                       Cas{"a position that is no number", "FACT 10 20FLIG 3x 40"}}) {
-    const std::string dossier = "d" + std::to_string(++n);
-    Ecrit(dossier + "/CH.DAT", 24, {"FACT  1  2FLIG  3  4", c.enregistrement});
-    ASSERT_TRUE(Lit(dossier).ok()) << c.quoi;
-    EXPECT_EQ(report_.problems,
-              std::vector<std::string>({"CH.DAT : l'enregistrement 2 ne décrit pas un chaînage"}))
-        << c.quoi;
+  const Cas cas[] = {
+      {"growth ahead", kMaxTail, false, false},
+      {"an X right after", 0, true, true},
+      {"an X after a megabyte", kMaxTail, true, true},
+      {"a huge hole", kHugeHole, false, true},
+  };
+  for (const Cas& c : cas) {
+    Reopen();
+    std::filesystem::remove(Path("CLI.DAT"));
+    std::filesystem::remove(Path("CLI.DAB"));
+    Clients();
+    ASSERT_TRUE(dossier_->Ecrit().ok());
+    const uint64_t size = Size("CLI.DAT");
+    std::filesystem::resize_file(Path("CLI.DAT"), size + c.zeros);
+    if (c.x) std::ofstream(Path("CLI.DAT"), std::ios::binary | std::ios::app) << "X";
+    const std::vector<std::string> p = Problemes();
+    EXPECT_EQ(!p.empty(), c.probleme) << c.nom << (p.empty() ? "" : " : " + p.front());
   }
 }
 
-TEST_F(DictionaryChainsTest, RecordsTooShortForTheLayoutFailNamingTheFile) {
-  Ecrit("d/CH.DAT", 19, {"FACT 10 20FLIG 30 40"});
-  const Status s = Lit("d");
-  EXPECT_FALSE(s.ok());
-  EXPECT_NE(s.message().find("d/CH.DAT : enregistrements trop courts"), std::string::npos)
-      << s.message();
+TEST_F(VerifyTest, AKeyThatIsNotItsRecordsIsNamed) {
+  Clients();
+  EXPECT_TRUE(Problemes(true).empty());
+  // The record's bytes change, its key stays.
+  donnee_->EcrireFichier(proprios_.front()->fichier, 2, "BETO client");
+  const std::vector<std::string> p = Problemes(true);
+  ASSERT_EQ(p.size(), 1u);
+  EXPECT_EQ(p.front(),
+            "CLI.DAB : la clé « BETA » de l'enregistrement 2 de CLI.DAT n'est pas celle de "
+            "l'enregistrement (« BETO »)");
 }
 
 }  // namespace
-}  // namespace vesk::isam
+}  // namespace vesk::isam::testing

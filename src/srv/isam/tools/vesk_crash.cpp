@@ -116,10 +116,10 @@ std::string Check(const std::string& dir, uint64_t seed, const std::vector<uint6
     bool ok =
         h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
     if (!ok) return "état différent après " + std::to_string(commits) + " opérations validées";
-    VerifyReport r;
-    Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
+    RapportVerif r;
+    Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
     if (!s.ok()) return s.message();
-    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
+    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }
