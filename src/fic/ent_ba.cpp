@@ -13,7 +13,7 @@ namespace vesk::fic {
 
 namespace {
 
-constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
+constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression, true};
 constexpr std::string_view kNatures = "[P,S]";
 constexpr std::string_view kLibellesNatures = "[Primaire,Secondaire]";
 
@@ -43,13 +43,19 @@ void NouvelEcran(EcranBa& d) {
   d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
 }
 
-// The table name names a B-tree file and a variable of the generated programs.
-std::optional<std::string> ControleNomT(const std::string& nom) {
-  if (!LettresEtChiffres(text::TrimRight(nom))) {
-    return "Nom de table « " + std::string(text::TrimRight(nom)) +
+// The table name names a B-tree file and a variable of the generated programs: letters and
+// digits, not a name of the dictionary's own files, taken in upper case.
+std::optional<std::string> ControleNomT(Session& s, std::string& nom) {
+  const std::string_view texte = text::TrimRight(nom);
+  if (!LettresEtChiffres(texte)) {
+    return "Nom de table « " + std::string(texte) +
            " » refusé : lettres (sans accent) et chiffres seulement";
   }
-  return NomDuDictionnaire("Nom de table", nom);
+  if (auto refus = NomDuDictionnaire("Nom de table", nom)) return refus;
+  const std::string haut = text::UpperAscii(texte);
+  if (haut != texte) s.Saisie().Affiche("NOMT", haut);
+  nom = haut;
+  return std::nullopt;
 }
 
 // Looks the table up; a table found is shown as read and its texts entered without padding.
@@ -65,11 +71,13 @@ void Cherche(EcranBa& d) {
   AfficheTrouve(d.etat, ba, champs);
 }
 
-// NOMD must be a specified file; its fields become the screen's field table.
-std::optional<std::string> ControleNomD(EcranBa& d, const std::string& nom) {
-  if (text::TrimRight(nom).empty() || !d.champs.ChargeFichier(text::TrimRight(nom))) {
-    return std::string();
-  }
+// NOMD must be a specified file (silent otherwise); its fields become the screen's field table
+// and its name is taken in upper case.
+std::optional<std::string> ControleNomD(EcranBa& d) {
+  const std::string haut = text::UpperAscii(text::TrimRight(d.s.nomd));
+  if (haut != text::TrimRight(d.s.nomd)) d.etat.Saisie().Affiche("NOMD", haut);
+  d.s.nomd = haut;
+  if (d.s.nomd.empty() || !d.champs.ChargeFichier(d.s.nomd)) return std::string();
   return std::nullopt;
 }
 
@@ -103,10 +111,8 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
   return std::nullopt;
 }
 
-void Supprime(EcranBa& d) {
-  d.etat.ba.Affecte(kNomT, d.s.nomt);
-  SupprimeEnregistrement(d.etat, d.ba, d.etat.ba[kNomT], d.s.e);
-}
+// Deletes the table found, under its key as stored (an old name may be in lower case).
+void Supprime(EcranBa& d) { SupprimeEnregistrement(d.etat, d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
 // Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
@@ -127,14 +133,14 @@ void Ecrit(EcranBa& d) {
 // written.
 bool SaisitEcran(EcranBa& d, int16_t& touche) {
   const ChampCycle champs[] = {
-      {"NOMD", &d.s.nomd, -1, [&d](const std::string& nom) { return ControleNomD(d, nom); }},
+      {"NOMD", &d.s.nomd, -1, [&d](const std::string&) { return ControleNomD(d); }},
       {"NATT", &d.s.natt, 0, [&d](const std::string&) { return ControleNatT(d); }},
       {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return ControleLCle(d); }},
   };
   EtapesEcran etapes;
   etapes.cle = &d.s.nomt;
   etapes.controle_cle = [&d] {
-    std::optional<std::string> refus = ControleNomT(d.s.nomt);
+    std::optional<std::string> refus = ControleNomT(d.etat, d.s.nomt);
     if (refus) d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
     return !refus;
   };
