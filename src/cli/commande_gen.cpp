@@ -7,6 +7,7 @@
 
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "cli/programmes.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/gen_pe.h"
 #include "gencode/gen_ps.h"
@@ -39,10 +40,30 @@ int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
   return SortieCode(contexte, std::move(texte), anomalies);
 }
 
+// The file NOM of a generation into a folder, which has no screen to ask it.
+std::string NomAvecDossier(const Contexte& contexte) {
+  if (contexte.Options().arguments.empty()) {
+    throw ErreurUsage("--output-dir", "avec un nom de fichier seulement : vesk " +
+                                          contexte.Options().commande + " NOM --output-dir");
+  }
+  return contexte.NomFichier();
+}
+
 }  // namespace
 
 int CommandeGenPS(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dossier_programmes) {
+    const std::string f = NomAvecDossier(contexte);
+    return GenereDansDossier(contexte, {.nom = "Ent" + f,
+                                        .generateur = "genps",
+                                        .fichier = f,
+                                        .programme = "Ent" + f,
+                                        .titre = "Entrée Du Fichier " + f,
+                                        .suffixe = SuffixeDefaut(f),
+                                        .encodage = o.encodage,
+                                        .fin_de_ligne = o.fin_de_ligne});
+  }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {
       c.Ass().GenPS();
@@ -63,6 +84,16 @@ int CommandeGenPE(Contexte& contexte) {
   if (o.arguments.empty() && (o.csv || o.edition)) {
     throw ErreurUsage(o.csv ? "--csv" : "--edition",
                       "avec un nom de fichier seulement : l'écran demande la sortie");
+  }
+  if (o.dossier_programmes) {
+    const std::string f = NomAvecDossier(contexte);
+    return GenereDansDossier(contexte, {.nom = "Csv" + f,
+                                        .generateur = "genpe",
+                                        .fichier = f,
+                                        .programme = "Csv" + f,
+                                        .csv = !o.edition,
+                                        .encodage = o.encodage,
+                                        .fin_de_ligne = o.fin_de_ligne});
   }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {
