@@ -61,4 +61,28 @@ void PlaceRubriques(std::span<Rubrique> rubriques) {
   for (size_t i = 0; i < rubriques.size(); ++i) rubriques[i].position = positions[i];
 }
 
+ModeleDictionnaire PartiesFichier(const ModeleDictionnaire& m, std::string_view nom) {
+  ModeleDictionnaire p;
+  const auto f = m.fichiers.find(std::string(nom));
+  if (f == m.fichiers.end()) return p;
+  p.fichiers.insert(*f);
+  for (const auto& [table, b] : m.barbres) {
+    if (b.fichier == nom) p.barbres.emplace(table, b);
+  }
+  for (const auto& [ligne, c] : m.chainages) {
+    if (ligne != nom && c.entete != nom) continue;
+    p.chainages.emplace(ligne, c);
+    for (const std::string& autre : {ligne, c.entete}) {
+      const auto a = m.fichiers.find(autre);
+      if (a == m.fichiers.end() || p.fichiers.contains(autre)) continue;
+      p.fichiers[autre] = {a->second.entreprise, a->second.longueur, {}, 0};
+    }
+  }
+  for (const Rubrique& r : f->second.rubriques) {
+    const auto d = m.domaines.find(r.domaine.value_or(""));
+    if (d != m.domaines.end()) p.domaines[d->first] = {d->second.nom, d->second.fichier, {}, 0};
+  }
+  return p;
+}
+
 }  // namespace vesk::fic

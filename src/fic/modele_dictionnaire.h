@@ -137,6 +137,11 @@ struct ModeleDictionnaire {
   std::vector<std::pair<std::string, const BArbre*>> TablesDe(std::string_view nom) const;
 };
 
+// The part of m a program of the file nom is made from: the file, its tables, the chainings it
+// is at an end of (with the file at their other end, without its fields) and the domains its
+// fields name. Empty when m has no file nom.
+ModeleDictionnaire PartiesFichier(const ModeleDictionnaire& m, std::string_view nom);
+
 // The first character of each field, from 1, the fields following one another in the record by
 // their internal lengths (checked arithmetic: a position past 32 bits is an error). The one
 // rule of the fields' positions: the model, the field table and the listings take them here.
