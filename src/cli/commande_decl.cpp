@@ -77,13 +77,13 @@ int CommandeDecl(Contexte& contexte) {
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
     // The generator itself reports an unknown file and goes on; the command refuses it first.
-    if (!ChercheFichier(o.arguments.front())) {
+    if (!ChercheFichier(composant->Session(), o.arguments.front())) {
       throw ErreurService("Déclarations", NomFichier(o.arguments.front()),
                           "fichier non spécifié dans le dictionnaire");
     }
-    DeclarationFichier(o.arguments.front());
-    texte = EtatGen().Texte();
-    anomalies = EtatGen().Anomalies().size();
+    DeclarationFichier(composant->Session(), o.arguments.front());
+    texte = composant->Session().Gen().Texte();
+    anomalies = composant->Session().Gen().Anomalies().size();
     composant->Termine();
   }
   NoteApplication(contexte);

@@ -37,7 +37,7 @@ int CommandeExport(Contexte& contexte) {
   std::string texte;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    texte = fic::ExporteDictionnaire();
+    texte = fic::ExporteDictionnaire(composant->Session());
     composant->Termine();
   }
   if (o.arguments.empty()) {
@@ -54,7 +54,8 @@ int CommandeImport(Contexte& contexte) {
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+  const fic::BilanImport b =
+      fic::ImporteDictionnaire(composant->Session(), texte, chemin, o.essai, barre.get());
   barre->Fin();
   composant->Termine();
   // Past its commit point the import is made, even when its files could not all be written now:

@@ -25,11 +25,12 @@ int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
   int32_t generations = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    generations = EtatGen().Generations();
+    const EtatGenCode& gen = composant->Session().Gen();
+    generations = gen.Generations();
     genere(*composant);
-    generations = EtatGen().Generations() - generations;
-    texte = EtatGen().Texte();
-    anomalies = EtatGen().Anomalies().size();
+    generations = gen.Generations() - generations;
+    texte = gen.Texte();
+    anomalies = gen.Anomalies().size();
     composant->Termine();
   }
   if (generations == 0) {
@@ -68,7 +69,7 @@ int CommandeGenPS(Contexte& contexte) {
       c.Ass().GenPS();
       return;
     }
-    GenereSaisie({text::UpperAscii(o.arguments.front()), "", "", ""}, [&] {
+    GenereSaisie(c.Session(), {text::UpperAscii(o.arguments.front()), "", "", ""}, [&] {
       contexte.Erreurs() << "vesk : " << kTropDeCles << " : l'écran initial prend une rubrique "
                          << "de plus\n";
     });
@@ -98,7 +99,7 @@ int CommandeGenPE(Contexte& contexte) {
     if (o.arguments.empty()) {
       c.Ass().GenPE();
     } else {
-      GenereEdition({text::UpperAscii(o.arguments.front()), "", !o.edition});
+      GenereEdition(c.Session(), {text::UpperAscii(o.arguments.front()), "", !o.edition});
     }
   });
 }

@@ -11,8 +11,8 @@
 #include "cli/difference.h"
 #include "cli/messages.h"
 #include "cli/programmes.h"
-#include "core/etat_module.h"
-#include "fic/dictionnaire_texte.h"
+#include "core/session.h"
+#include "fic/lecture_dictionnaire.h"
 #include "gencode/declaration.h"
 #include "gencode/fichier_genere.h"
 #include "gencode/gen_pe.h"
@@ -31,24 +31,25 @@ struct Generation {
   size_t anomalies = 0;
 };
 
-// Generates p's program on the open dictionary, without screens, as a fresh `vesk` run does.
-Generation GenereProgramme(Contexte& contexte, const ProgrammeEnregistre& p) {
+// Generates p's program on the open dictionary (modele, read from it), without screens, as a
+// fresh `vesk` run does.
+Generation GenereProgramme(Contexte& contexte, Session& s, const fic::ModeleDictionnaire& modele,
+                           const ProgrammeEnregistre& p) {
   if (p.generateur == "decl") {
-    if (!ChercheFichier(p.fichier)) {
+    if (!modele.ChercheFichier(p.fichier)) {
       throw ErreurService("Déclarations", p.fichier, "fichier non spécifié dans le dictionnaire");
     }
-    DeclarationFichier(p.fichier);
+    DeclarationFichier(s, p.fichier);
   } else if (p.generateur == "genps") {
-    GenereSaisie({p.fichier, p.programme, p.titre, p.suffixe}, [&] {
+    GenereSaisie(s, modele, {p.fichier, p.programme, p.titre, p.suffixe}, [&] {
       contexte.Erreurs() << "vesk : " << p.nom << " : " << kTropDeCles
                          << " : l'écran initial prend une rubrique de plus\n";
     });
   } else {
-    EtatGen().AffecteNce("");  // no data-entry program generated before it in this run
-    GenereEdition({p.fichier, p.programme, p.csv});
+    s.Gen().AffecteNce("");  // no data-entry program generated before it in this run
+    GenereEdition(s, modele, {p.fichier, p.programme, p.csv});
   }
-  return {ConvertitCode(EtatGen().Texte(), p.encodage, p.fin_de_ligne),
-          EtatGen().Anomalies().size()};
+  return {ConvertitCode(s.Gen().Texte(), p.encodage, p.fin_de_ligne), s.Gen().Anomalies().size()};
 }
 
 std::string Chemin(const std::string& dossier, const ProgrammeEnregistre& p) {
@@ -99,9 +100,9 @@ void MontreDifference(std::ostream& sortie, const ProgrammeEnregistre& p, const 
 
 // Generates p again, writes it over its file, shows what changed and takes the fingerprint of
 // modele (the dictionary it was generated from); gives the anomalies reported.
-size_t Regenere(Contexte& contexte, const std::string& dossier,
+size_t Regenere(Contexte& contexte, Session& s, const std::string& dossier,
                 const fic::ModeleDictionnaire& modele, ProgrammeEnregistre& p) {
-  const Generation g = GenereProgramme(contexte, p);
+  const Generation g = GenereProgramme(contexte, s, modele, p);
   bool existe = false;
   const std::string ancien = LitFichierEntier(Chemin(dossier, p), existe);
   EcritFichierEntier(Chemin(dossier, p), g.texte);
@@ -125,8 +126,9 @@ int GenereDansDossier(Contexte& contexte, ProgrammeEnregistre p) {
   Generation g;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    g = GenereProgramme(contexte, p);
-    p.empreinte = fic::EmpreinteFichier(*fic::LitPartiesFichier(p.fichier), p.fichier);
+    const fic::ModeleDictionnaire modele = fic::LitDictionnaire(composant->Session());
+    g = GenereProgramme(contexte, composant->Session(), modele, p);
+    p.empreinte = fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier);
     composant->Termine();
   }
   std::vector<ProgrammeEnregistre> programmes = LitRegistre(dossier);
@@ -153,7 +155,7 @@ int CommandePerimes(Contexte& contexte) {
   fic::ModeleDictionnaire modele;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    modele = fic::LitDictionnaire();
+    modele = fic::LitDictionnaire(composant->Session());
     composant->Termine();
   }
   size_t perimes = 0;
@@ -178,11 +180,11 @@ int CommandeRegenere(Contexte& contexte) {
   size_t refaits = 0, echecs = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+    const fic::ModeleDictionnaire modele = fic::LitDictionnaire(composant->Session());
     for (ProgrammeEnregistre& p : programmes) {
       if (Changements(p, modele).empty()) continue;
       try {
-        const size_t anomalies = Regenere(contexte, dossier, modele, p);
+        const size_t anomalies = Regenere(contexte, composant->Session(), dossier, modele, p);
         ++refaits;
         if (anomalies > 0) {
           ++echecs;

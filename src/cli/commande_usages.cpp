@@ -8,7 +8,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "cli/programmes.h"
-#include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "platform/platform.h"
 #include "srv/text/utf8.h"
 
@@ -46,7 +46,7 @@ class Usages {
   std::map<int, std::pair<std::string_view, std::vector<std::string>>> par_genre_;
 };
 
-std::string Fichier(const std::string& nom, const fic::FichierTexte& f) {
+std::string Fichier(const std::string& nom, const fic::Fichier& f) {
   return nom + " (" + std::to_string(f.rubriques.size()) + " rubrique(s))";
 }
 
@@ -55,7 +55,7 @@ void Cherche(const fic::ModeleDictionnaire& m, const std::string& nom, Usages& u
   const std::string haut = text::UpperAscii(nom);
   for (const auto& [f, fichier] : m.fichiers) {
     if (f == haut) u.Ajoute("fichiers", Fichier(f, fichier));
-    for (const fic::RubriqueTexte& r : fichier.rubriques) {
+    for (const fic::Rubrique& r : fichier.rubriques) {
       const std::string rubrique = f + " " + r.variable + " (" + r.nom + ")";
       if (text::EqualNoCase(r.variable, nom)) u.Ajoute("rubriques", rubrique);
       if (r.domaine && *r.domaine == nom) {
@@ -107,7 +107,7 @@ int CommandeUsages(Contexte& contexte) {
   fic::ModeleDictionnaire modele;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    modele = fic::LitDictionnaire();
+    modele = fic::LitDictionnaire(composant->Session());
     composant->Termine();
   }
   Usages usages;

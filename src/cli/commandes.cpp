@@ -57,8 +57,7 @@ constexpr Commande kCommandes[] = {
      "reconstruit les B-arbres du dictionnaire lui-même depuis ses fichiers, quand ils sont "
      "endommagés ou perdus.",
      "--script --transcript --output --tous --force --dictionnaire", CommandeReConsBA,
-     Argument::kNomFichier, "",
-     "vesk reconsba --tous"},
+     Argument::kNomFichier, "", "vesk reconsba --tous"},
     {"entba", "NOM", "Saisie des tables B-arbres du fichier NOM (écran)",
      "L'écran de saisie des tables B-arbres du fichier NOM : nom, nature, longueur et liste de "
      "la clé.",

@@ -33,16 +33,16 @@ constexpr Genre kGenres[kGenresParties] = {{"fichier", "fichier", false},
                                            {"domaines", "domaines", false}};
 
 // The item's text: the model holding that item alone, as the dictionary text writes it.
-std::string TexteFichier(const FichierTexte& f) {
+std::string TexteFichier(const Fichier& f) {
   ModeleDictionnaire m;
   m.fichiers["F"] = {f.entreprise, f.longueur, {}, 0};
   std::string texte = EcritToml(m);
-  for (const RubriqueTexte& r : f.rubriques) texte += r.variable + "\n";
+  for (const Rubrique& r : f.rubriques) texte += r.variable + "\n";
   return texte;
 }
 
 // Without its example, which no program shows.
-std::string TexteRubrique(RubriqueTexte r) {
+std::string TexteRubrique(Rubrique r) {
   ModeleDictionnaire m;
   r.ligne = 0;
   r.exemple.reset();
@@ -59,12 +59,15 @@ Empreinte EmpreinteFichier(const ModeleDictionnaire& parties, std::string_view n
   const auto f = parties.fichiers.find(std::string(nom));
   if (f == parties.fichiers.end()) return e;
   e[GenrePartie::kFichier][f->first] = Hache(TexteFichier(f->second));
-  for (const RubriqueTexte& r : f->second.rubriques) {
+  for (const Rubrique& r : f->second.rubriques) {
     e[GenrePartie::kRubriques][r.variable] = Hache(TexteRubrique(r));
   }
   for (const auto& [table, b] : parties.barbres) {
     ModeleDictionnaire m;
-    m.barbres[table] = {b.fichier, b.nature, b.cle, 0};
+    BArbre& t = m.barbres[table];
+    t.fichier = b.fichier;
+    t.nature = b.nature;
+    t.cle = b.cle;
     e[GenrePartie::kTables][table] = Hache(EcritToml(m));
   }
   for (const auto& [ligne, c] : parties.chainages) {

@@ -39,7 +39,7 @@ struct Empreinte {
   bool operator==(const Empreinte&) const = default;
 };
 
-// The fingerprint of the file nom within parties (PartiesFichier or LitPartiesFichier of nom).
+// The fingerprint of the file nom within parties (the whole model, or PartiesFichier of nom).
 Empreinte EmpreinteFichier(const ModeleDictionnaire& parties, std::string_view nom);
 
 // What changed from avant to apres, one text a kind that changed, in kind order:

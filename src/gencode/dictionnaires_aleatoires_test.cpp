@@ -11,8 +11,8 @@
 
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/rubrique.h"
-#include "fic/table_champs.h"
 #include "fic/testing/dictionnaire.h"
 #include "gencode/declaration.h"
 #include "gencode/gen_pe.h"
@@ -23,9 +23,7 @@
 namespace vesk {
 namespace {
 
-using fic::BArbreTexte;
 using fic::ModeleDictionnaire;
-using fic::RubriqueTexte;
 
 // A random valid dictionary: 1 to 3 files of 1 to 80 fields of every type and modification
 // type, 1 to 4 tables each with key lists over several fields and slices, chainings between
@@ -33,7 +31,7 @@ using fic::RubriqueTexte;
 // so that none meets a name of the generated programs (those are refused, and tested apart).
 class Tirage {
  public:
-  explicit Tirage(uint32_t graine) : alea_(graine) {}
+  Tirage(Session& s, uint32_t graine) : s_(s), alea_(graine) {}
 
   ModeleDictionnaire Dictionnaire() {
     ModeleDictionnaire m;
@@ -47,8 +45,10 @@ class Tirage {
       if (m.fichiers.contains(nom)) continue;
       m.fichiers[nom] = Fichier(m);
       for (int t = 0, n = Entre(1, 4); t < n; ++t) {
-        m.barbres["T" + Nom(5, false)] = {nom, t == 0 ? "P" : "S",
-                                          Cle(m.fichiers[nom]), 0};
+        fic::BArbre& b = m.barbres["T" + Nom(5, false)];
+        b.fichier = nom;
+        b.nature = t == 0 ? "P" : "S";
+        b.cle = Cle(m.fichiers[nom]);
       }
     }
     if (m.fichiers.size() >= 2 && Entre(0, 1) == 1) Chaine(m);
@@ -77,8 +77,8 @@ class Tirage {
     return text::TrimRight(s).empty() ? "X" : s;
   }
 
-  RubriqueTexte Rubrique(const ModeleDictionnaire& m) {
-    RubriqueTexte r;
+  fic::Rubrique Rubrique(const ModeleDictionnaire& m) {
+    fic::Rubrique r;
     r.nom = Texte(Entre(1, 40));
     r.type = Un({"A", "A", "M", "N", "D", "E", "B", "L"});
     if (r.type == "A" || r.type == "L") r.total = Entre(1, 40);
@@ -95,13 +95,13 @@ class Tirage {
     return r;
   }
 
-  fic::FichierTexte Fichier(const ModeleDictionnaire& m) {
-    fic::FichierTexte f;
+  fic::Fichier Fichier(const ModeleDictionnaire& m) {
+    fic::Fichier f;
     f.entreprise = Entre(0, 1) == 1;
     std::set<std::string> variables;
     const int n = Entre(1, 80);
     for (int i = 0; i < n; ++i) {
-      RubriqueTexte r;
+      fic::Rubrique r;
       if (i == 0) {  // the code: long enough for any record to reach its least length
         r.nom = "CODE";
         r.type = "A";
@@ -118,10 +118,10 @@ class Tirage {
   }
 
   // One to five parts, each a whole field or a slice of it.
-  std::string Cle(const fic::FichierTexte& f) {
+  std::string Cle(const fic::Fichier& f) {
     std::string cle = "[";
     for (int i = 0, n = Entre(1, 5); i < n; ++i) {
-      const RubriqueTexte& r = f.rubriques[Entre(0, static_cast<int>(f.rubriques.size()) - 1)];
+      const fic::Rubrique& r = f.rubriques[Entre(0, static_cast<int>(f.rubriques.size()) - 1)];
       const int total = static_cast<int>(r.total.value_or(r.type == "B" ? 1 : 3));
       std::string partie = "[" + r.variable + ",_,_]";
       if (Entre(0, 1) == 1) {
@@ -139,13 +139,16 @@ class Tirage {
     auto f = m.fichiers.begin();
     const std::string entete = f->first, ligne = (++f)->first;
     auto longueur = [&](const std::string& nom) {
-      return fic::LongueurProposee(fic::ConstruitChamps(m.fichiers[nom]).LongueurReelle());
+      fic::Fichier complet = m.fichiers[nom];
+      fic::CompleteFichier(s_, complet);
+      return fic::LongueurProposee(complet.LongueurReelle());
     };
     const int ll = longueur(ligne), le = longueur(entete);
     const int arriere = Entre(1, ll), premier = Entre(1, le);
     m.chainages[ligne] = {entete, arriere, Entre(arriere, ll), premier, Entre(premier, le), 0};
   }
 
+  Session& s_;
   std::mt19937 alea_;
 };
 
@@ -162,10 +165,10 @@ class DictionnairesAleatoiresTest : public fic::DossierEssai {
   }
   // The faults of the program just generated for the file of variables.
   std::string Defauts(const std::vector<std::string>& variables) {
-    const std::string& texte = EtatGen().Texte();
+    const std::string& texte = Etat().Gen().Texte();
     std::string defauts = DecritDefauts(DefautsStructure(texte)) +
                           DecritDefauts(DefautsAffectations(texte, variables));
-    for (const AnomalieGeneree& a : EtatGen().Anomalies()) {
+    for (const AnomalieGeneree& a : Etat().Gen().Anomalies()) {
       defauts += "anomalie " + a.message + " (" + a.procedure + ")\n";
     }
     return defauts;
@@ -176,26 +179,28 @@ TEST_F(DictionnairesAleatoiresTest, EveryProgramOfEveryDictionaryIsSound) {
   const int graine = Nombre("VESK_GRAINE", 1), nombre = Nombre("VESK_DICTIONNAIRES", 40);
   int programmes = 0;
   for (int g = graine; g < graine + nombre; ++g) {
-    const ModeleDictionnaire m = Tirage(static_cast<uint32_t>(g)).Dictionnaire();
-    const std::vector<std::string> fautes = fic::ControleModele(m, "tirage");
+    const ModeleDictionnaire m = Tirage(Etat(), static_cast<uint32_t>(g)).Dictionnaire();
+    const std::vector<std::string> fautes = fic::ControleModele(Etat(), m, "tirage");
     ASSERT_TRUE(fautes.empty()) << "graine " << g << " : " << fautes.front() << "\n"
                                 << fic::EcritToml(m);
-    fic::RemplaceDictionnaire(m);
+    fic::ModeleDictionnaire complet = m;
+    fic::Complete(Etat(), complet);
+    fic::RemplaceDictionnaire(Etat(), complet);
     for (const auto& [nom, f] : m.fichiers) {
       std::vector<std::string> variables;
-      for (const RubriqueTexte& r : f.rubriques) variables.push_back(r.variable);
+      for (const fic::Rubrique& r : f.rubriques) variables.push_back(r.variable);
       const std::pair<const char*, std::function<void()>> generations[] = {
-          {"decl", [&] { DeclarationFichier(nom); }},
+          {"decl", [&] { DeclarationFichier(Etat(), nom); }},
           {"genps",
            [&] {
-             GenereSaisie({nom, "", "", ""}, nullptr);
+             GenereSaisie(Etat(), {nom, "", "", ""}, nullptr);
            }},
           {"genpe --csv",
            [&] {
-             GenereEdition({nom, "", true});
+             GenereEdition(Etat(), {nom, "", true});
            }},
           {"genpe --edition", [&] {
-             GenereEdition({nom, "", false});
+             GenereEdition(Etat(), {nom, "", false});
            }}};
       for (const auto& [generateur, genere] : generations) {
         genere();
