@@ -220,7 +220,7 @@ void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDi
   }
   if (!valides.contains(b.fichier)) return;
   const ResultatCle r = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
-  if (!r.valide) f.Ajoute(b.ligne, r.message.empty() ? "liste de clé vide" : r.message);
+  if (!r.valide) f.Ajoute(b.ligne, r.message);
 }
 
 int64_t LongueurEnregistrement(const FichierTexte& fichier) {

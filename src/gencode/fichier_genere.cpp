@@ -104,6 +104,7 @@ bool SaisitFichier(std::string& nfic, std::string_view aide) {
   etat.Ecran().ToucheDebut(debut);
   etat.Ecran().ToucheEchap(echap);
   SrvSaisie& saisie = etat.Saisie();
+  saisie.RegleChamp("NFIC", "Un fichier spécifié du dictionnaire ; vide : fin");
   for (;;) {
     if (!aide.empty()) saisie.MessChamp("NFIC", "N", aide, 0);
     int16_t touche = 0;
