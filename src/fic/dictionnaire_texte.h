@@ -51,6 +51,10 @@ std::vector<std::string> TablesDuFichier(std::string_view nom);
 // The model as TOML text, and back: a text that is not TOML, or not of the model's shape, is an
 // ErreurService naming nom, the line and the fault.
 std::string EcritToml(const ModeleDictionnaire& modele);
+// A TOML basic string of s (quotes, backslashes and control characters escaped), and a key: bare
+// when it is letters, digits, "_" and "-", else that string.
+std::string ChaineToml(std::string_view s);
+std::string CleToml(std::string_view k);
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
 // Every fault of the model, each as "nom:line : reason"; empty when it can be written.
 std::vector<std::string> ControleModele(const ModeleDictionnaire& modele, std::string_view nom);
