@@ -9,6 +9,7 @@ class BArbreTest : public ServicesTest {
  protected:
   void SetUp() override {
     ServicesTest::SetUp();
+    if (IsSkipped()) return;
     dom_ = &Ouvre("Dom", 30);
     BArbre().B_Arbre(false, "Dom", 6, "P", arbre_, "", true);
   }

@@ -11,6 +11,7 @@ class ChainageTest : public ServicesTest {
  protected:
   void SetUp() override {
     ServicesTest::SetUp();
+    if (IsSkipped()) return;
     fic_ = &Ouvre("Fic", 32);
     lfic_ = &Ouvre("Lfic", 256);
     BArbre().B_Arbre(false, "Fic", 6, "P", arbre_, "", true);

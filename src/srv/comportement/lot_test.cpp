@@ -9,6 +9,7 @@ class LotTest : public ServicesTest {
  protected:
   void SetUp() override {
     ServicesTest::SetUp();
+    if (IsSkipped()) return;
     dom_ = &Ouvre("Dom", 16);
     BArbre().B_Arbre(false, "Dom", 6, "P", arbre_, "", true);
   }
@@ -107,6 +108,7 @@ class ReconstructionTest : public ServicesTest {
  protected:
   void SetUp() override {
     ServicesTest::SetUp();
+    if (IsSkipped()) return;
     cli_ = &Ouvre("Cli", 32);
     fac_ = &Ouvre("Fac", 32);
     lig_ = &Ouvre("Lig", 32);
