@@ -12,6 +12,13 @@
 set -eu
 BIN=${VESK_PG_BIN:-/usr/lib/postgresql/15/bin}
 
+# The server outlives this script: it must not inherit the descriptors of whoever started it
+# (the CPU lock of `flock ... scripts/test.sh`, held for as long as any process keeps it open).
+for fd in /proc/$$/fd/*; do
+  fd=${fd##*/}
+  [ "$fd" -gt 2 ] && eval "exec $fd>&-" 2>/dev/null
+done
+
 usage() {
   echo "usage : $0 start DOSSIER | stop DOSSIER" >&2
   exit 2

@@ -5,7 +5,9 @@
 #   win      Windows cross-build (mingw-w64), every test program run under Wine, and the COM
 #            server vesk.dll tested from real clients (scripts/test-com.sh) (build-win/)
 #   fuzz     libFuzzer build (clang), each target run a short while on its seeds (build-fuzz/)
-# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz]      (no argument: all four)
+#   pg       the database store: a throwaway PostgreSQL server (scripts/postgres-local.sh), then
+#            the tests that need one, on the native build (build/)
+# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [pg]   (no argument: all five)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
@@ -17,12 +19,12 @@ source scripts/deps.sh
 source scripts/wine-prefix.sh
 
 STAGES=("$@")
-[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz)
+[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz pg)
 for s in "${STAGES[@]}"; do
   case "$s" in
-    native | asan | win | fuzz) ;;
+    native | asan | win | fuzz | pg) ;;
     *)
-      echo "étape inconnue : $s (native, asan, win ou fuzz)" >&2
+      echo "étape inconnue : $s (native, asan, win, fuzz ou pg)" >&2
       exit 2
       ;;
   esac
@@ -54,10 +56,12 @@ build() {
   fi
 }
 
-# run_ctest STAGE DIR START: runs CTest and records its counts.
+# run_ctest STAGE DIR START [CTEST_ARGS...]: runs CTest and records its counts.
 run_ctest() {
   local stage=$1 dir=$2 start=$3 log="$ROOT/$2/ctest.log"
-  (cd "$ROOT/$dir" && ctest -j "$JOBS" --timeout 900 --output-on-failure) >"$log" 2>&1
+  [ $# -gt 3 ] && log="$ROOT/$dir/ctest-$stage.log"
+  shift 3
+  (cd "$ROOT/$dir" && ctest -j "$JOBS" --timeout 900 --output-on-failure "$@") >"$log" 2>&1
   local line total failed
   line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -1)
   if [ -n "$line" ]; then
@@ -74,7 +78,7 @@ run_ctest() {
     grep -E -A25 '^\[  FAILED  \]|Failure$|ERROR: AddressSanitizer|runtime error' "$log" |
       head -120
   fi
-  record "$stage" $((total - failed)) "$failed" $(($(date +%s) - start)) "(journal : $dir/ctest.log)"
+  record "$stage" $((total - failed)) "$failed" $(($(date +%s) - start)) "(journal : ${log#"$ROOT/"})"
 }
 
 stage_native() {
@@ -178,13 +182,41 @@ stage_fuzz() {
   record fuzz "$passed" "$failed" $(($(date +%s) - start)) "(${#targets[@]} cibles)"
 }
 
+# The database store's tests (their names hold "postgresql", "Postgresql" or "pg_"), against a throwaway
+# server whose folder is removed at the end.
+stage_pg() {
+  local start dir uri
+  start=$(date +%s)
+  if ! build build -DCMAKE_BUILD_TYPE=Debug; then
+    record pg 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  dir=$(mktemp -d /tmp/vesk-pg.XXXXXX)
+  PG_DIR=$dir
+  if ! uri=$(bash "$ROOT/scripts/postgres-local.sh" start "$dir" | tail -1) || [ -z "$uri" ]; then
+    record pg 0 1 $(($(date +%s) - start)) "(serveur PostgreSQL non démarré)"
+  else
+    VESK_PG_URI=$uri run_ctest pg build "$start" -R '[Pp]ostgresql|pg_'
+  fi
+  stop_pg
+}
+
+# Stops the stage's server and removes its folder (also when the script is interrupted).
+PG_DIR=
+stop_pg() {
+  [ -n "$PG_DIR" ] || return 0
+  bash "$ROOT/scripts/postgres-local.sh" stop "$PG_DIR" >/dev/null 2>&1
+  rm -rf "$PG_DIR"
+  PG_DIR=
+}
+
 RUN_START=$(date +%s)
 vesk_install "${VESK_TEST_PACKAGES[@]}" || {
   echo "installation impossible"
   echo "0 passed, 1 failed"
   exit 1
 }
-trap vesk_wine_prefix_cleanup EXIT
+trap 'vesk_wine_prefix_cleanup; stop_pg' EXIT
 for s in "${STAGES[@]}"; do
   "stage_$s"
 done

@@ -44,6 +44,12 @@ constexpr Commande kCommandes[] = {
     {"import", "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
      CommandeImport},
     {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},
+#ifdef VESK_AVEC_PG
+    {"copie",
+     "Copie les données d'un dossier dans une base PostgreSQL (vide), ou d'une base dans un "
+     "dossier : SOURCE DESTINATION",
+     CommandeCopie},
+#endif
 };
 
 }  // namespace

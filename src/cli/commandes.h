@@ -90,6 +90,7 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandeCopie(Contexte& contexte);  // built with the database store only
 
 }  // namespace vesk::cli
 

@@ -26,6 +26,7 @@
 #include "srv/isam/verify.h"
 #include "srv/proprietaire.h"
 #ifdef VESK_AVEC_PG
+#include "srv/pg/outils_pg.h"
 #include "srv/pg/srv_barbre_pg.h"
 #include "srv/pg/srv_chainage_pg.h"
 #include "srv/pg/srv_donnee_pg.h"
@@ -152,6 +153,7 @@ class MagasinDossier : public Magasin {
                     .ok());
     return r.problemes;
   }
+  std::string Racine() const { return racine_.string(); }
 
  private:
   std::filesystem::path racine_;
@@ -222,22 +224,10 @@ class MagasinBase : public Magasin {
  private:
   void Efface() {
     try {
-      pg::ConnexionPg c(AdresseDeconnexion());
-      pg::Parametres p;
-      p.Texte(schema_);
-      pg::Resultat r = c.Execute(
-          "SELECT nspname FROM pg_namespace WHERE nspname = $1 OR nspname LIKE $1 || '\\_%'", p);
-      for (int i = 0; i < r.Lignes(); ++i) {
-        c.Execute("DROP SCHEMA \"" + std::string(r.Octets(i, 0)) + "\" CASCADE");
-      }
-    } catch (const pg::ErreurPg& e) {
-      ADD_FAILURE() << "nettoyage du schéma " << schema_ << " : " << e.what();
+      pg::EffaceSchemas(uri_, schema_);
+    } catch (const ErreurService& e) {
+      ADD_FAILURE() << e.what();
     }
-  }
-  std::string AdresseDeconnexion() const {
-    AdresseBase a;
-    AnalyseAdresseBase(uri_, a);
-    return a.connexion;
   }
   std::string uri_, schema_;
   bool proprietaire_;

@@ -437,6 +437,15 @@ void BasePg::Annule() {
   }
 }
 
+void BasePg::FinLecture(std::string_view operation, std::string_view objet, bool succes) {
+  transaction_ = false;
+  try {
+    Lit(operation, objet, succes ? "COMMIT" : "ROLLBACK", Parametres());
+  } catch (const ErreurService&) {
+    if (succes) throw;
+  }
+}
+
 // ---- Owners ----
 
 void BasePg::Livre(FichierPg& f, int32_t no, std::string_view octets, std::string_view operation) {

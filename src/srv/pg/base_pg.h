@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "srv/config/stockage.h"
+#include "srv/erreur_service.h"
 #include "srv/pg/connexion_pg.h"
 #include "srv/pg/objets_pg.h"
 
@@ -129,6 +130,10 @@ class BasePg {
   // (Reconstruit, copies); commits when f returns, rolls back when it throws.
   template <typename F>
   void Transaction(std::string_view operation, std::string_view objet, F f);
+  // Runs f inside a read-only transaction that sees one snapshot of the store (a copy out of
+  // it), outside any batch; takes no lock.
+  template <typename F>
+  void Lecture(std::string_view operation, std::string_view objet, F f);
 
   // The owner's Lire method of f called for record no whose bytes the operation just read:
   // LireFichier of that record, meanwhile, takes them instead of asking the server again.
@@ -139,9 +144,10 @@ class BasePg {
   // The catalog. The record length of data file nom of lieu (0 when absent), its label.
   uint32_t LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation);
   // Creates data file nom (its table and catalog row) unless another program just did; gives
-  // the record length it has.
+  // the record length it has. ici: in the current transaction (a copy, a rebuild), else in a
+  // transaction of its own.
   uint32_t CreeFichier(const Lieu& lieu, std::string_view nom, uint32_t longueur,
-                       std::string_view libelle, std::string_view operation);
+                       std::string_view libelle, std::string_view operation, bool ici = false);
   struct ArbreCatalogue {
     bool existe = false;
     uint16_t longueur_cle = 0;
@@ -149,13 +155,13 @@ class BasePg {
     std::string fichier_indexe;
   };
   ArbreCatalogue LitArbre(const Lieu& lieu, std::string_view nom, std::string_view operation);
-  // ici: in the current transaction (a rebuild), else in a transaction of its own.
   ArbreCatalogue CreeArbre(const Lieu& lieu, std::string_view nom, const ArbreCatalogue& a,
                            std::string_view operation, bool ici = false);
-  // Statements of structure (DDL) in a transaction of their own under the store's structure
-  // lock: on this connection outside a transaction, else on a second one.
+  // Statements of structure (DDL) under the store's structure lock: in a transaction of their
+  // own (on this connection outside a transaction, else on a second one), or, ici, in the
+  // current transaction.
   void Structure(std::string_view operation, std::string_view objet,
-                 const std::vector<Requete>& requetes);
+                 const std::vector<Requete>& requetes, bool ici = false);
   // "vesk.vesk_fichiers", "vesk.vesk_arbres", "vesk.vesk_textes".
   std::string Catalogue(std::string_view table) const;
 
@@ -173,6 +179,8 @@ class BasePg {
   void Abandonne(std::string_view operation);
   // Ends the batch's transaction without committing.
   void Annule();
+  // Ends a Lecture's transaction.
+  void FinLecture(std::string_view operation, std::string_view objet, bool succes);
   // The failure e of the server as ErreurService(operation, objet); notes what it spoilt.
   [[noreturn]] void Echoue(const ErreurPg& e, std::string_view operation, std::string_view objet);
   void Refuse(std::string_view operation) const;
@@ -213,6 +221,20 @@ void BasePg::Transaction(std::string_view operation, std::string_view objet, F f
     throw;
   }
   Sort(operation, objet, true);
+}
+
+template <typename F>
+void BasePg::Lecture(std::string_view operation, std::string_view objet, F f) {
+  Exige(!transaction_ && lot_ == 0, operation, objet, "lecture de la base pendant un lot");
+  Lit(operation, objet, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Parametres());
+  transaction_ = true;
+  try {
+    f();
+  } catch (...) {
+    FinLecture(operation, objet, false);
+    throw;
+  }
+  FinLecture(operation, objet, true);
 }
 
 // An operation scope: Fin ends it (and reports the commit's failure); the destructor ends it

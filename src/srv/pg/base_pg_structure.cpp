@@ -19,7 +19,15 @@ void BasePg::Regle(ConnexionPg& c) const {
 }
 
 void BasePg::Structure(std::string_view operation, std::string_view objet,
-                       const std::vector<Requete>& requetes) {
+                       const std::vector<Requete>& requetes, bool ici) {
+  if (ici) {
+    std::vector<Requete> r(1);
+    r[0].sql = "SELECT pg_advisory_xact_lock($1, $2)";
+    r[0].parametres.Entier(kClasseStructure).Entier(cle_verrou_);
+    r.insert(r.end(), requetes.begin(), requetes.end());
+    Lit(operation, objet, r);
+    return;
+  }
   ConnexionPg* c = nullptr;
   try {
     if (transaction_) {
@@ -68,7 +76,7 @@ uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom,
 }
 
 uint32_t BasePg::CreeFichier(const Lieu& lieu, std::string_view nom, uint32_t longueur,
-                             std::string_view libelle, std::string_view operation) {
+                             std::string_view libelle, std::string_view operation, bool ici) {
   const std::string upper = isam::UpperAscii(nom);
   std::vector<Requete> r(3);
   r[0].sql = "CREATE SCHEMA IF NOT EXISTS \"" + lieu.schema + "\"";
@@ -80,7 +88,7 @@ uint32_t BasePg::CreeFichier(const Lieu& lieu, std::string_view nom, uint32_t lo
       .Texte(upper)
       .Entier(static_cast<int32_t>(longueur))
       .Octets(libelle);
-  Structure(operation, upper + ".DAT", r);
+  Structure(operation, upper + ".DAT", r, ici);
   return LongueurFichier(lieu, nom, operation);
 }
 
@@ -118,13 +126,7 @@ BasePg::ArbreCatalogue BasePg::CreeArbre(const Lieu& lieu, std::string_view nom,
       .Entier(a.longueur_cle)
       .Texte(std::string(1, a.nature))
       .Texte(a.fichier_indexe);
-  if (ici) {
-    r.insert(r.begin(), Requete{"SELECT pg_advisory_xact_lock($1, $2)", Parametres()});
-    r.front().parametres.Entier(kClasseStructure).Entier(cle_verrou_);
-    Lit(operation, upper + ".DAB", r);
-  } else {
-    Structure(operation, upper + ".DAB", r);
-  }
+  Structure(operation, upper + ".DAB", r, ici);
   return LitArbre(lieu, nom, operation);
 }
 

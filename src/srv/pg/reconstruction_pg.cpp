@@ -355,6 +355,15 @@ void Reconstructeur::BuildTree(size_t i, size_t t) {
   }
   copie.Fin();
   b_.Lit(kOp, tw.table, "TRUNCATE " + tw.table, Parametres());
+  // A tree rebuilt records the file it indexes, as a folder's rebuilt tree does.
+  Parametres indexe;
+  indexe.Texte(isam::UpperAscii(w.def->nom))
+      .Texte(w.lieu.entreprise)
+      .Texte(isam::UpperAscii(tw.def->nom));
+  b_.Lit(kOp, tw.table,
+         "UPDATE " + b_.Catalogue("vesk_arbres") +
+             " SET fichier_indexe = $1 WHERE entreprise = $2 AND nom = $3",
+         indexe);
   b_.Copie(kOp, tw.table, "COPY " + tw.table + " (cle, no) FROM STDIN (FORMAT binary)",
            [&](const std::function<void(std::string_view)>& envoie) { envoie(copie.Partie()); });
   bilan_.fichiers[i].cles[t] = static_cast<int64_t>(tw.count);
