@@ -49,7 +49,7 @@ class EcranBanc : public SrvEcran {
 };
 
 void AjouteFichier(const std::string& nom, int nb_champs) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Efface();
   etat.fic.Affecte(kNomFic, nom);
   etat.fic.Affecte(kDfe, "O");

@@ -72,14 +72,11 @@ void WriteVesk(const fs::path& dir, uint64_t n, uint64_t step) {
   if (!f->Sync().ok()) Die("sync de BEN.DAT");
 }
 
-vesk::isam::RebuildPlan Plan() {
+vesk::PlanReconstruction Plan() {
   auto slice = [](size_t at, size_t len) {
-    return [at, len](std::string_view r, std::string* k) {
-      k->assign(r.substr(at, len));
-      return Status::Ok();
-    };
+    return [at, len](std::string_view r, std::string& k) { k.assign(r.substr(at, len)); };
   };
-  return {{{"Ben", false, true, {{"Ben1", 16, 'P', slice(0, 16)}, {"Ben2", 8, 'S', slice(16, 8)}}}},
+  return {{{"Ben", false, true, {{"Ben1", 16, "P", slice(0, 16)}, {"Ben2", 8, "S", slice(16, 8)}}}},
           {}};
 }
 

@@ -44,48 +44,68 @@ else()
   include(GoogleTest)
 endif()
 
-# vesk_library(NAME [DEPS lib...]) builds the .cpp files of the current folder into a static
-# library: *_test.cpp files are left to vesk_tests; *_posix.cpp and *_win32.cpp are taken only
-# on their platform.
+# vesk_library(NAME [DEPS lib...] [EXCLUDE file.cpp...] [SOURCES file.cpp...]) builds the .cpp
+# files of the current folder into a static library: *_test.cpp files are left to vesk_tests;
+# *_posix.cpp and *_win32.cpp are taken only on their platform. A folder that makes two libraries
+# names the files of the second after SOURCES, and leaves them out of the first with EXCLUDE.
 function(vesk_library name)
-  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "DEPS;EXCLUDE;SOURCES" ${ARGN})
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   list(FILTER srcs EXCLUDE REGEX "_test\\.cpp$")
+  foreach(f ${ARG_EXCLUDE})
+    list(REMOVE_ITEM srcs ${CMAKE_CURRENT_SOURCE_DIR}/${f})
+  endforeach()
   # *_enregistrement.cpp registers the folder's commands when the program starts: it is compiled
   # into every program that links the library (a static library would leave it out, since
   # nothing refers to it), so that no host has to remember to register anything.
   file(GLOB enregistrements CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_enregistrement.cpp)
+  if(ARG_SOURCES)
+    list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE srcs)
+    set(enregistrements "")
+  endif()
   list(FILTER srcs EXCLUDE REGEX "_enregistrement\\.cpp$")
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "_posix\\.cpp$")
   else()
     list(FILTER srcs EXCLUDE REGEX "_win32\\.cpp$")
   endif()
+  # Every library of the component and the service library is installed for C++ users
+  # (cmake/Installation.cmake): its headers under include/vesk, its registrations beside them.
+  set_property(GLOBAL APPEND PROPERTY VESK_BIBLIOTHEQUES ${name})
+  set(entete $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src> $<INSTALL_INTERFACE:include/vesk>)
   if(NOT srcs)
     # A folder with headers only (so far).
     add_library(${name} INTERFACE)
-    target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR}/src)
+    target_include_directories(${name} INTERFACE ${entete})
     target_link_libraries(${name} INTERFACE ${ARG_DEPS})
     return()
   endif()
   add_library(${name} STATIC ${srcs})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(${name} PUBLIC ${entete})
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
-  target_sources(${name} INTERFACE ${enregistrements})
+  file(RELATIVE_PATH dossier ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(f ${enregistrements})
+    get_filename_component(nom ${f} NAME)
+    target_sources(${name} INTERFACE $<BUILD_INTERFACE:${f}>
+                   $<INSTALL_INTERFACE:share/vesk/enregistrement/${dossier}/${nom}>)
+    set_property(GLOBAL APPEND PROPERTY VESK_ENREGISTREMENTS ${dossier}/${nom})
+  endforeach()
 endfunction()
 
-# vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder into one GoogleTest
-# program NAME, registered with CTest (under Wine for the Windows build, through the emulator).
+# vesk_tests(NAME [DEPS lib...]) builds every *_test.cpp of the current folder, with the folder's
+# test support (testing/*.cpp), into one GoogleTest program NAME, registered with CTest (under
+# Wine for the Windows build, through the emulator). Test support never goes into a library.
 function(vesk_tests name)
   cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
-  if(VESK_FUZZ)
+  if(VESK_FUZZ OR NOT VESK_TESTS)
     return()
   endif()
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
   if(NOT srcs)
-    return()
+    message(FATAL_ERROR "vesk_tests(${name}): no *_test.cpp in ${CMAKE_CURRENT_SOURCE_DIR}")
   endif()
-  add_executable(${name} ${srcs})
+  file(GLOB support CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/testing/*.cpp)
+  add_executable(${name} ${srcs} ${support})
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} GTest::gtest GTest::gtest_main)
   if(WIN32)
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)

@@ -1,7 +1,7 @@
-// Fuzzes the storage engine's readers of data files, journals and replacement records: any
+// Fuzzes the storage engine's readers of data files, redo logs and replacement records: any
 // bytes given as a data file (.DAT) are either refused at open with an error or read record by
-// record without a crash; the same bytes given as the journal of a folder are either followed
-// or ignored, and recovery never fails on them nor leaves the journal behind; given as the
+// record without a crash; the same bytes given as the redo log of a folder are either followed
+// or ignored, and recovery never fails on them nor leaves the redo log behind; given as the
 // replacement record of a rebuild (VESK.REC), they are refused, dropped or followed, never
 // leaving the record behind when recovery succeeds.
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 #include "srv/isam/data_file.h"
 #include "srv/isam/env.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 #include "srv/isam/replace_set.h"
 
 namespace {
@@ -47,7 +47,7 @@ void AsDataFile(const std::string& bytes) {
   (void)df->TailIsZero(&zero);
 }
 
-void AsJournal(const std::string& bytes) {
+void AsRedoLog(const std::string& bytes) {
   MemEnv env;
   std::unique_ptr<vesk::platform::File> f;
   for (const char* name : {"/f/VESK.JNL", "/f/X.DAT"}) {
@@ -56,7 +56,7 @@ void AsJournal(const std::string& bytes) {
   *env.Contents("/f/VESK.JNL") = bytes;
   *env.Contents("/f/X.DAT") = std::string(9000, 'x');
   bool rolled = false;
-  Status s = Journal::Recover(&env, "/f", &rolled);
+  Status s = RedoLog::Recover(&env, "/f", &rolled);
   if (s.ok()) Require(env.Contents("/f/VESK.JNL")->empty(), "journal left after recovery");
 }
 
@@ -80,7 +80,7 @@ void AsReplaceRecord(const std::string& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string bytes(reinterpret_cast<const char*>(data), size);
   AsDataFile(bytes);
-  AsJournal(bytes);
+  AsRedoLog(bytes);
   AsReplaceRecord(bytes);
   return 0;
 }

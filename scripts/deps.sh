@@ -33,7 +33,8 @@ VESK_BUILD_PACKAGES=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev 
 # shellcheck disable=SC2034  # used by the scripts that source this file
 # What the tests need on top: sanitizers and libFuzzer (clang), the Windows cross-build and
 # Wine (widl and Wine's IDL files for the COM server; a virtual display and a screenshot tool
-# for its windows), PDF and terminal checks.
+# for its windows), PDF and terminal checks, and the Debian package (cpack's dependencies,
+# lintian, man).
 VESK_TEST_PACKAGES=("${VESK_BUILD_PACKAGES[@]}" clang libclang-rt-14-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev xvfb xauth imagemagick
-  poppler-utils tmux postgresql)
+  poppler-utils tmux dpkg-dev file lintian man-db postgresql)

@@ -5,9 +5,12 @@
 #   win      Windows cross-build (mingw-w64), every test program run under Wine, and the COM
 #            server vesk.dll tested from real clients (scripts/test-com.sh) (build-win/)
 #   fuzz     libFuzzer build (clang), each target run a short while on its seeds (build-fuzz/)
+#   paquet   Release build (build-release/, as scripts/run-demo.sh makes it): cmake --install in a
+#            temporary prefix, a consumer project against it, the Debian package checked by
+#            lintian, installed and removed (scripts/test-paquet.sh)
 #   pg       the database store: a throwaway PostgreSQL server (scripts/postgres-local.sh), then
 #            the tests that need one, on the native build (build/)
-# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [pg]   (no argument: all five)
+# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet] [pg]   (no argument: all six)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
@@ -19,12 +22,12 @@ source scripts/deps.sh
 source scripts/wine-prefix.sh
 
 STAGES=("$@")
-[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz pg)
+[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet pg)
 for s in "${STAGES[@]}"; do
   case "$s" in
-    native | asan | win | fuzz | pg) ;;
+    native | asan | win | fuzz | paquet | pg) ;;
     *)
-      echo "étape inconnue : $s (native, asan, win, fuzz ou pg)" >&2
+      echo "étape inconnue : $s (native, asan, win, fuzz, paquet ou pg)" >&2
       exit 2
       ;;
   esac
@@ -182,8 +185,22 @@ stage_fuzz() {
   record fuzz "$passed" "$failed" $(($(date +%s) - start)) "(${#targets[@]} cibles)"
 }
 
-# The database store's tests (their names hold "postgresql", "Postgresql" or "pg_"), against a throwaway
-# server whose folder is removed at the end.
+stage_paquet() {
+  local start line
+  start=$(date +%s)
+  if ! build build-release -DCMAKE_BUILD_TYPE=Release -DVESK_TESTS=OFF -DVESK_BENCH=OFF; then
+    record paquet 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  bash "$ROOT/scripts/test-paquet.sh" "$ROOT/build-release" | tee "$ROOT/build-release/paquet.log"
+  line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$ROOT/build-release/paquet.log" | tail -1)
+  [ -n "$line" ] || line="0 passed, 1 failed"
+  record paquet "${line%% passed*}" "$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")" \
+    $(($(date +%s) - start)) "(journal : build-release/paquet.log)"
+}
+
+# The database store's tests (their names hold "postgresql", "Postgresql" or "pg_"), against a
+# throwaway server whose folder is removed at the end.
 stage_pg() {
   local start dir uri
   start=$(date +%s)

@@ -1,6 +1,6 @@
 // The AsS commands of B-tree maintenance (LectBA, ReConsBA), registered when the program starts
 // (every program that links this folder compiles this file: see vesk_library).
-#include "btree/btree.h"
+#include "btree/lect_ba.h"
 #include "btree/reconstruction.h"
 #include "core/commandes_composant.h"
 

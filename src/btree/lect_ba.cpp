@@ -1,10 +1,11 @@
 // The inspection of an open B-tree: the choice among the open B-trees, then the listing of what
 // the B-tree service says of the chosen one.
+#include "btree/lect_ba.h"
+
 #include <charconv>
 #include <string>
 #include <vector>
 
-#include "btree/btree.h"
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "srv/erreur_service.h"
@@ -34,12 +35,12 @@ int16_t Nombre(std::string_view texte, std::string_view objet) {
 // A text line in "Arial" "PS"; false when the user cancelled the listing.
 bool Ligne(std::string_view texte) {
   Etat().Edition().ImprTexte(texte, "PS", kArial, "");
-  return !EditionAnnulee();
+  return !EditionAnnulee(Etat());
 }
 
 // The nine header values against their labels; false when cancelled.
 bool Entete(const std::string& valeurs) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   SrvEdition& edition = etat.Edition();
   edition.DefEdt(kDescripteurLectBA);
   std::string libelles(kLibellesEntete), reste = valeurs, libelle, valeur;
@@ -50,7 +51,7 @@ bool Entete(const std::string& valeurs) {
     edition.EcrCol("R", libelle, "@", 0, -1, 0);
     edition.EcrCol("D", valeur, "@", 0, -1, 0);
     edition.FinLigne();
-    if (EditionAnnulee()) return false;
+    if (EditionAnnulee(Etat())) return false;
   }
   edition.FermeEdt("[]", true);
   return true;
@@ -58,7 +59,7 @@ bool Entete(const std::string& valeurs) {
 
 // The [title, text] pairs of the B-tree service, each text folded; false when cancelled.
 bool Informations(int16_t arbre) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string infos, paire, titre, texte;
   etat.BArbre().InfoBArbre(arbre, infos);
   while (infos != "[]") {
@@ -75,7 +76,7 @@ bool Informations(int16_t arbre) {
 
 // The body of the listing of the B-tree arbre; stops at once when the user cancels.
 void Corps(int16_t arbre) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string entete, noeuds, libres, numero;
   etat.BArbre().DescBArbre(arbre, entete, noeuds, libres);
   if (!Entete(entete)) return;
@@ -90,7 +91,7 @@ void Corps(int16_t arbre) {
 
 // The listing of the B-tree arbre, closed after a cancellation or an error too.
 void Edite(int16_t arbre, const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   try {
     etat.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "", "", "", 0, 0, true, true);
     Corps(arbre);
@@ -122,7 +123,7 @@ std::vector<std::string> Plie(std::string_view texte) {
 }
 
 void OuvreTablesApplication() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::vector<std::vector<std::string>> tables;
   ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
     tables.push_back({Champ(etat.ba, kNomT), Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
@@ -146,7 +147,7 @@ void OuvreTablesApplication() {
 }
 
 void LectBA() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.Ecran().TitreEdition(kTitreLectBA);
   try {
     OuvreTablesApplication();

@@ -1,9 +1,10 @@
 // The B-tree inspection: the folding of long texts, then LectBA through a script on the
 // dictionary's trees and on an application's tree, sound, damaged, or at odds with its table.
+#include "btree/lect_ba.h"
+
 #include <fstream>
 
-#include "btree/btree.h"
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/isam/btree.h"
 #include "srv/isam/env.h"
 

@@ -46,7 +46,7 @@ std::vector<BArbreAReconstruire> Arbres(const fic::ModeleDictionnaire& m, const 
   std::vector<BArbreAReconstruire> arbres;
   for (const auto& [table, b] : m.barbres) {
     if (b.fichier != nom) continue;
-    const fic::ResultatCle cle = fic::VerifieListeCle(b.cle, champs);
+    const fic::ResultatCle cle = fic::ControleListeCle(b.cle, champs);
     if (!cle.valide) {
       throw ErreurService(kProcedure, table,
                           "la liste de clé " + b.cle + " ne convient plus aux rubriques de " + nom +

@@ -25,10 +25,13 @@ class Progression {
     using N = EtapeReconstruction::Nature;
     switch (e.nature) {
       case N::kEnregistrement:
+        if (dernier_ == 0) Commence("Compactage " + plan_.fichiers[e.fichier].nom, e.nombre);
         dernier_ = e.numero;
+        if (qui_.suivi != nullptr) qui_.suivi->Avance(e.numero);
         if (e.numero % kPasProgression == 0) Traite(e.numero);
         break;
       case N::kCompacte:
+        if (qui_.suivi != nullptr) qui_.suivi->Fin();
         if (dernier_ != 0 && dernier_ != montre_) Traite(dernier_);
         qui_.message(std::to_string(e.nombre) + std::string(kSupprimesDeplaces));
         break;
@@ -36,12 +39,20 @@ class Progression {
         Ecrit(e);
         break;
       case N::kBArbre:
+        Commence("B-Arbre " + plan_.fichiers[e.fichier].arbres[e.arbre].nom, 0);
         qui_.message("Reconstruction du B-Arbre " + plan_.fichiers[e.fichier].arbres[e.arbre].nom);
         break;
     }
   }
 
+  ~Progression() {
+    if (qui_.suivi != nullptr) qui_.suivi->Fin();
+  }
+
  private:
+  void Commence(const std::string& phase, int64_t total) {
+    if (qui_.suivi != nullptr) qui_.suivi->Debut(phase, total);
+  }
   void Traite(int32_t numero) {
     montre_ = numero;
     qui_.message(std::to_string(numero) + std::string(kEnregistrementTraite));
@@ -103,7 +114,7 @@ std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanRecon
 // The rebuild itself; a failure to write or put the new files in place is journalled.
 void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
                  BilanReconstruction& bilan) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   Progression progression(plan, qui);
   try {
     etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
@@ -163,7 +174,7 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
 }
 
 void ReConsBA() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.Saisie().InitEcran(0);
   etat.Saisie().Titre(kTitreReconsBA);
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire();

@@ -6,7 +6,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/proprietaire_texte.h"
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/verify.h"
@@ -66,7 +66,7 @@ class ReConsBATest : public fic::EditionEssai {
   void Prepare(const std::string& script) {
     Ouvre(script);
     Importe(kDictionnaire);
-    EtatModule& e = Etat();
+    Session& e = Etat();
     for (ProprietaireTexte* p : {&fac_, &lig_, &sto_}) {
       const std::string nom = p == &fac_ ? "FACTUR" : p == &lig_ ? "FACLIG" : "STOCK";
       e.Donnee().Donnee(false, nom, p == &fac_ ? 32 : 16, p->fichier, p, "", "", "", true);
@@ -78,7 +78,7 @@ class ReConsBATest : public fic::EditionEssai {
     e.Chainage().Chainage("FACTUR", 32, 15, 18, "FACLIG", 16, 1, 4);
   }
   void Facture(const std::string& numero, const std::string& client, int lignes) {
-    EtatModule& e = Etat();
+    Session& e = Etat();
     fac_.champs = numero + client;
     int32_t no = 0;
     e.BArbre().Insere(fac1_, numero, fac_.fichier, no);
@@ -91,7 +91,7 @@ class ReConsBATest : public fic::EditionEssai {
     }
   }
   void SupprimeLigne(const std::string& numero, int32_t no) {
-    EtatModule& e = Etat();
+    Session& e = Etat();
     bool trouve = false;
     e.BArbre().Recherche(fac1_, numero, fac_.fichier, trouve);
     ASSERT_TRUE(trouve);
@@ -101,7 +101,7 @@ class ReConsBATest : public fic::EditionEssai {
   }
   // The articles of an invoice's lines, with their record numbers, walked through the chain.
   std::string Lignes(const std::string& numero) {
-    EtatModule& e = Etat();
+    Session& e = Etat();
     bool trouve = false;
     e.BArbre().Recherche(fac1_, numero, fac_.fichier, trouve);
     std::string out;
@@ -176,7 +176,7 @@ TEST_F(ReConsBATest, TheLineFileIsCompactedAndItsHeadersFollow) {
 // were; confirmed, the file is rebuilt.
 TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
   Prepare("choose 8\nconfirm <Esc>\nok\nchoose 8\nconfirm <F6>\nok\n");
-  EtatModule& e = Etat();
+  Session& e = Etat();
   for (int i = 1; i <= 3; ++i) {
     sto_.champs = "S0000" + std::to_string(i);
     int32_t no = 0;
@@ -226,7 +226,7 @@ TEST_F(ReConsBATest, APrimaryKeyTwiceLeavesTheFilesAsTheyWere) {
 TEST_F(ReConsBATest, AnAbsentHeaderFileSkipsItsLineFileOnly) {
   Ouvre("choose 6,7\nok\n");
   Importe(kDictionnaire);
-  EtatModule& e = Etat();
+  Session& e = Etat();
   e.Donnee().Donnee(false, "FACLIG", 16, lig_.fichier, &lig_, "", "", "", true);
   e.Donnee().Donnee(false, "STOCK", 16, sto_.fichier, &sto_, "", "", "", true);
   e.BArbre().B_Arbre(false, "STO1", 6, "P", sto1_, "STOCK", true);
@@ -288,7 +288,7 @@ class ReConsBAPanneTest : public ReConsBATest {
     OuvreApplication();
   }
   void OuvreApplication() {
-    EtatModule& e = Etat();
+    Session& e = Etat();
     e.Donnee().Donnee(false, "FACTUR", 32, fac_.fichier, &fac_, "", "", "", true);
     e.Donnee().Donnee(false, "FACLIG", 16, lig_.fichier, &lig_, "", "", "", true);
     e.BArbre().B_Arbre(false, "FAC1", 8, "P", fac1_, "FACTUR", true);

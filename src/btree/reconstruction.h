@@ -12,6 +12,7 @@
 
 #include "fic/modele_dictionnaire.h"
 #include "srv/reconstruction.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk::btree {
 
@@ -56,11 +57,12 @@ PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std:
 // ends the command with every file as it was).
 std::vector<std::string> ChampsENonSuivis(const fic::ModeleDictionnaire& modele);
 
-// How a reconstruction meets its user: where its messages go and how the question on the E
-// fields is answered (true: go on).
+// How a reconstruction meets its user: where its messages go, how the question on the E
+// fields is answered (true: go on), and where its progress is shown (null: nowhere).
 struct Interlocuteur {
   std::function<void(std::string_view)> message;
   std::function<bool(const std::string& question)> confirme;
+  SuiviProgression* suivi = nullptr;
 };
 
 // The outcome of one file, for the summary.

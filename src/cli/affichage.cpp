@@ -6,7 +6,8 @@ namespace vesk::cli {
 
 AffichageAnomalie AfficheurAnomalies(std::ostream& erreurs) {
   return [&erreurs](const Rapport& rapport) {
-    erreurs << "vesk : anomalie (" << rapport.procedure << ") : " << rapport.message << "\n";
+    // The procedure is a name of the code: ANOMALIES.LOG keeps it.
+    erreurs << "vesk : anomalie : " << rapport.message << "\n";
     erreurs.flush();
   };
 }

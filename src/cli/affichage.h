@@ -9,8 +9,8 @@
 
 namespace vesk::cli {
 
-// The display hook for SrvAnomalieImpl: one line "vesk : anomalie (procedure) : message" on
-// erreurs (the message as given; the log file keeps the dated line).
+// The display hook for SrvAnomalieImpl: one line "vesk : anomalie : message" on erreurs (the
+// message exactly as given; the log file keeps the dated line with the procedure).
 AffichageAnomalie AfficheurAnomalies(std::ostream& erreurs);
 
 }  // namespace vesk::cli

@@ -1,11 +1,14 @@
 #include "cli/application.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <ostream>
 
+#include "cli/aide.h"
 #include "cli/chargement.h"
 #include "cli/commandes.h"
 #include "cli/menu.h"
+#include "cli/messages.h"
 #include "cli/options.h"
 #include "srv/erreur_service.h"
 
@@ -19,44 +22,50 @@ namespace {
 
 constexpr const char* kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
 
-void Francise(CLI::App& app) {
-  auto formatter = app.get_formatter();
-  formatter->label("Usage", "Utilisation ");
-  formatter->label("Positionals", "Arguments");
-  formatter->label("REQUIRED", "OBLIGATOIRE");
-  formatter->column_width(34);
-  app.set_help_flag("-h,--help", "Affiche cette aide")->group("Options");
-  app.set_version_flag("--version", "vesk " VESK_VERSION, "Affiche la version")->group("Options");
-  app.footer("\n" + Menu() + "\nLes erreurs finissent par un message et le code de sortie 1.");
-}
-
-// A French message for what CLI11 refused.
-std::string MessageAnalyse(const CLI::ParseError& e) {
-  std::string detail = e.what();
-  size_t deux_points = detail.find(':');
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&e) != nullptr && detail.starts_with("--") &&
-      deux_points != std::string::npos) {
-    return "l'option " + detail.substr(0, deux_points) + " attend une valeur";
+// The command named on the line (nullptr: none); an unknown one is a usage error.
+const Commande* CommandeDemandee(const OptionsLigne& options) {
+  if (options.commande.empty()) return nullptr;
+  const Commande* commande = TrouveCommande(options.commande);
+  if (commande == nullptr) {
+    throw ErreurUsage(options.commande, "commande inconnue (vesk help donne la liste)");
   }
-  return "ligne de commande incorrecte (" + detail + ")";
+  return commande;
 }
 
-int Lance(const OptionsLigne& options, std::ostream& sortie, std::ostream& erreurs) {
-  const Commande* commande = nullptr;
-  if (!options.commande.empty()) {
-    commande = TrouveCommande(options.commande);
+// Refuses an option that the command does not take, and a count of arguments its usage does
+// not allow.
+void ControleUsage(const CLI::App& app, const OptionsLigne& options, const Commande* commande) {
+  for (std::string_view nom : OptionsDonnees(app)) {
+    if (TrouveOption(nom)->generale) continue;
     if (commande == nullptr) {
-      throw ErreurService("Ligne de commande", options.commande,
-                          "commande inconnue (vesk sans commande donne la liste)");
+      throw ErreurUsage(nom, "option d'une commande, donnée sans commande");
+    }
+    if (!commande->Prend(nom)) {
+      throw ErreurUsage(nom, "option sans objet pour la commande " + std::string(commande->nom));
     }
   }
-  Contexte contexte(ChargeConfiguration(options), options, sortie, erreurs);
+  if (commande == nullptr) return;
+  const size_t n = options.arguments.size();
+  if (n < commande->MinArguments() || n > commande->MaxArguments()) {
+    const std::string attendu = "vesk " + std::string(commande->nom) +
+                                (commande->usage.empty() ? "" : " " + std::string(commande->usage));
+    throw ErreurUsage(
+        commande->nom,
+        (n < commande->MinArguments() ? "argument manquant : " : "argument en trop : ") + attendu);
+  }
+}
+
+int Lance(const OptionsLigne& options, const Commande* commande, std::ostream& sortie,
+          std::ostream& erreurs, std::optional<Configuration>& config) {
+  // The help needs no data folder.
+  config = commande != nullptr && commande->execute == CommandeAide ? Configuration{}
+                                                                    : ChargeConfiguration(options);
+  Contexte contexte(*config, options, sortie, erreurs);
   if (commande == nullptr) {
-    contexte.SansArgument();
     if (MenuInteractif(contexte)) return MenuTerminal(contexte);
     contexte.Sortie() << kTitre << "\n\n" << Menu();
     contexte.TermineSortie();
-    return 0;
+    return kStatutFait;
   }
   int status = commande->execute(contexte);
   contexte.TermineSortie();
@@ -65,27 +74,54 @@ int Lance(const OptionsLigne& options, std::ostream& sortie, std::ostream& erreu
 
 }  // namespace
 
+int CommandeAide(Contexte& contexte) {
+  const OptionsLigne& o = contexte.Options();
+  if (o.arguments.empty()) {
+    contexte.Sortie() << AideGenerale();
+    return kStatutFait;
+  }
+  const Commande* commande = TrouveCommande(o.arguments.front());
+  if (commande == nullptr) {
+    throw ErreurUsage(o.arguments.front(), "commande inconnue (vesk help donne la liste)");
+  }
+  contexte.Sortie() << AideCommande(*commande);
+  return kStatutFait;
+}
+
 int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) {
   CLI::App app{kTitre, "vesk"};
   OptionsLigne options;
+  std::optional<Configuration> config;
   try {
-    Francise(app);
+    app.set_help_flag();  // -h and --help are options of the table, for every command
+    app.set_version_flag("-V,--version", "vesk " VESK_VERSION, "Affiche la version");
     DeclareOptions(app, options);
     try {
       app.parse(argc, argv);
-    } catch (const CLI::Success& e) {  // --help, --version
+    } catch (const CLI::Success& e) {  // --version
       return app.exit(e, sortie, erreurs);
     } catch (const CLI::ParseError& e) {
-      throw ErreurService("Ligne de commande", "", MessageAnalyse(e));
+      throw ErreurUsage("", MessageAnalyse(e));
     }
-    VerifieOptions(app, options);
-    return Lance(options, sortie, erreurs);
+    ControleOptions(app, options);
+    const Commande* commande = CommandeDemandee(options);
+    if (options.aide) {
+      sortie << (commande != nullptr ? AideCommande(*commande) : AideGenerale());
+      return kStatutFait;
+    }
+    ControleUsage(app, options, commande);
+    return Lance(options, commande, sortie, erreurs, config);
+  } catch (const ErreurUsage& e) {
+    erreurs << "vesk : " << TexteUtilisateur(e) << "\n";
+    erreurs << "Aide : vesk help" << (options.commande.empty() ? "" : " " + options.commande)
+            << "\n";
+    return kStatutUsage;
   } catch (const ErreurService& e) {
-    erreurs << "vesk : " << e.what() << "\n";
+    erreurs << "vesk : " << TexteUtilisateur(e) << GardeDetail(e, config) << "\n";
   } catch (const std::exception& e) {
     erreurs << "vesk : erreur inattendue : " << e.what() << "\n";
   }
-  return 1;
+  return kStatutEchec;
 }
 
 }  // namespace vesk::cli

@@ -1,6 +1,6 @@
 // The whole run of `vesk`: parse the command line, load the configuration, run one command
-// (or show the menu). Every error ends here with a French message on the error stream and
-// status 1. Called once, from main's thread.
+// (or show the menu, or the help). Every error ends here with a French message on the error
+// stream. Called once, from main's thread.
 #ifndef VESK_CLI_APPLICATION_H_
 #define VESK_CLI_APPLICATION_H_
 
@@ -8,7 +8,8 @@
 
 namespace vesk::cli {
 
-// Returns the process exit status: 0 done (help and version included), 1 on any error.
+// Returns the process exit status (cli/aide.h): 0 done (help and version included), 1 refused or
+// failed, 2 a mistake in the command line.
 int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs);
 
 }  // namespace vesk::cli

@@ -134,7 +134,7 @@ TEST_F(DossierTest, AnomaliesAreShownOnTheErrorStream) {
   std::ostringstream erreurs;
   SrvAnomalieImpl anomalies(ChargeConfiguration(options_), AfficheurAnomalies(erreurs));
   anomalies.Signale("@ CLI@ Inconnue ", "DéclarationFichier");
-  EXPECT_EQ(erreurs.str(), "vesk : anomalie (DéclarationFichier) : @ CLI@ Inconnue \n");
+  EXPECT_EQ(erreurs.str(), "vesk : anomalie : @ CLI@ Inconnue \n");
   EXPECT_TRUE(std::filesystem::exists(dossier_ / "ANOMALIES.LOG"));
 }
 

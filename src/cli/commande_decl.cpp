@@ -55,9 +55,6 @@ int SortieCode(Contexte& contexte, std::string texte, size_t anomalies) {
 
 int CommandeDecl(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() != 1) {
-    throw ErreurService("Ligne de commande", "decl", "un nom de fichier attendu : vesk decl NOM");
-  }
   std::string texte;
   size_t anomalies = 0;
   {
@@ -66,6 +63,10 @@ int CommandeDecl(Contexte& contexte) {
     texte = EtatGen().Texte();
     anomalies = EtatGen().Anomalies().size();
     composant->Termine();
+  }
+  if (contexte.Config().application.empty()) {
+    contexte.Erreurs() << "vesk : note : le dossier ne nomme pas son application, la routine "
+                          "d'ouverture n'en porte aucun nom (vesk config --set application=NOM)\n";
   }
   return SortieCode(contexte, std::move(texte), anomalies);
 }

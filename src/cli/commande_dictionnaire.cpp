@@ -8,6 +8,7 @@
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -33,9 +34,6 @@ void EcritFichier(const std::string& chemin, const std::string& texte) {
 
 int CommandeExport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() > 1) {
-    throw ErreurService("Ligne de commande", "export", "un seul fichier : vesk export [FICHIER]");
-  }
   std::string texte;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
@@ -52,13 +50,12 @@ int CommandeExport(Contexte& contexte) {
 
 int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() != 1) {
-    throw ErreurService("Ligne de commande", "import", "un fichier attendu : vesk import FICHIER");
-  }
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai);
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+  barre->Fin();
   composant->Termine();
   contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
                     << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques

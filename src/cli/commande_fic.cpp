@@ -16,7 +16,7 @@ namespace {
 
 // Makes the Fic record of the file nom current; an error when the dictionary has no such file.
 void ExigeFichier(const Contexte& contexte, const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
@@ -29,11 +29,6 @@ void ExigeFichier(const Contexte& contexte, const std::string& nom) {
 // Makes the Fic record of the file named on the command line current, then runs the screen.
 int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
   const std::string nom = contexte.NomFichier();
-  if (contexte.Options().sortie) {
-    throw ErreurService(
-        "Ligne de commande", "--output",
-        contexte.Options().commande + " est un écran de saisie : il n'écrit aucun résultat");
-  }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   ExigeFichier(contexte, nom);
   int16_t touche = 0;
@@ -55,11 +50,6 @@ class AffichageVisionneuse : public AffichageGenCode {
 }  // namespace
 
 int CommandeEntFic(Contexte& contexte) {
-  contexte.SansArgument();
-  if (contexte.Options().sortie) {
-    throw ErreurService("Ligne de commande", "--output",
-                        "entfic est un écran de saisie : il n'écrit aucun résultat");
-  }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>());
   composant->Ass().EntFic();
@@ -80,21 +70,18 @@ int CommandeEdtFic(Contexte& contexte) {
 }
 
 int CommandeEdtLFic(Contexte& contexte) {
-  contexte.SansArgument();
   return Edite(
       contexte, [](Composant& c) { c.Ass().EdtLFic(); },
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
 }
 
 int CommandeFicApp(Contexte& contexte) {
-  contexte.SansArgument();
   return Edite(
       contexte, [](Composant& c) { c.Ass().FicApp(); },
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
 }
 
 int CommandeLectBA(Contexte& contexte) {
-  contexte.SansArgument();
   return Edite(
       contexte, [](Composant& c) { c.Ass().LectBA(); }, "Aucun B-arbre choisi : rien à éditer.",
       true);

@@ -19,11 +19,6 @@ namespace {
 
 // Runs the generation (screen or not), then shows or writes its text.
 int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
-  const OptionsLigne& o = contexte.Options();
-  if (o.arguments.size() > 1) {
-    throw ErreurService("Ligne de commande", o.commande,
-                        "un nom de fichier au plus : vesk " + o.commande + " [NOM]");
-  }
   std::string texte;
   size_t anomalies = 0;
   int32_t generations = 0;
@@ -47,10 +42,6 @@ int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
 
 int CommandeGenPS(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  if (o.csv || o.edition) {
-    throw ErreurService("Ligne de commande", o.csv ? "--csv" : "--edition",
-                        "option de genpe seulement");
-  }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {
       c.Ass().GenPS();
@@ -66,11 +57,11 @@ int CommandeGenPS(Contexte& contexte) {
 int CommandeGenPE(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   if (o.csv && o.edition) {
-    throw ErreurService("Ligne de commande", "--csv --edition", "l'un ou l'autre, pas les deux");
+    throw ErreurUsage("--csv --edition", "l'un ou l'autre, pas les deux");
   }
   if (o.arguments.empty() && (o.csv || o.edition)) {
-    throw ErreurService("Ligne de commande", o.csv ? "--csv" : "--edition",
-                        "avec un nom de fichier seulement : l'écran demande la sortie");
+    throw ErreurUsage(o.csv ? "--csv" : "--edition",
+                      "avec un nom de fichier seulement : l'écran demande la sortie");
   }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {

@@ -11,6 +11,7 @@
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -61,6 +62,9 @@ int SansEcran(Contexte& contexte) {
     }
     return o.force;
   };
+  // A bar on the terminal while each file is rebuilt (nothing when stderr is not one).
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  qui.suivi = barre.get();
   const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   int statut = 0;
@@ -78,13 +82,12 @@ int SansEcran(Contexte& contexte) {
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   if (o.tous && !o.arguments.empty()) {
-    throw ErreurService("Ligne de commande", "--tous",
-                        "des noms de fichiers ou --tous, pas les deux");
+    throw ErreurUsage("--tous", "des noms de fichiers ou --tous, pas les deux");
   }
   const bool ecran = !o.tous && o.arguments.empty();
   if (ecran && o.force) {
-    throw ErreurService("Ligne de commande", "--force",
-                        "avec des noms de fichiers ou --tous seulement : l'écran pose la question");
+    throw ErreurUsage("--force",
+                      "avec des noms de fichiers ou --tous seulement : l'écran pose la question");
   }
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   int statut = 0;

@@ -10,47 +10,134 @@ namespace vesk::cli {
 
 namespace {
 
-// One line a command. Add a command here once it works end to end.
+// One entry a command: add a command here once it works end to end; its help, its manual
+// entry and its completion follow from the entry.
 constexpr Commande kCommandes[] = {
-    {"entfic", "Saisie des spécifications de fichiers (écran)", CommandeEntFic},
-    {"entdom", "Saisie des domaines de définition (écran)", CommandeEntDom},
-    {"edtdom", "Édition des domaines de définition (PDF ; --output x.txt : texte)", CommandeEdtDom},
-    {"edtfic", "Édition des spécifications du fichier NOM (PDF ; --output x.txt : texte)",
-     CommandeEdtFic, "Nom du fichier"},
-    {"edtlfic", "Édition de la liste des fichiers spécifiés (PDF ; --output x.txt : texte)",
-     CommandeEdtLFic},
-    {"ficapp", "Édition de l'application : la liste des fichiers puis chacun (PDF ; --output)",
-     CommandeFicApp},
-    {"lectba", "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
-     CommandeLectBA},
-    {"reconsba",
+    {"entfic", "", "Saisie des spécifications de fichiers (écran)",
+     "L'écran de saisie des fichiers : nom, dépendance par entreprise, longueur, puis la liste "
+     "des rubriques. F2 à F5 mènent aux tables B-arbres, aux chaînages, aux déclarations et à "
+     "l'édition du fichier à l'écran.",
+     "--script --transcript", CommandeEntFic},
+    {"entdom", "", "Saisie des domaines de définition (écran)",
+     "L'écran de saisie des domaines de définition : code, nom, fichier de définition. Flèche "
+     "haut ou Page haut sur le code quitte l'écran.",
+     "--script --transcript", CommandeEntDom},
+    {"edtdom", "", "Édition des domaines de définition (PDF ; --output x.txt : texte)",
+     "L'édition des domaines de définition et des valeurs de leurs fichiers .DOM : un PDF dans "
+     "le dossier des éditions, ou le fichier de --output (.pdf ou .txt ; « - » : le texte sur la "
+     "sortie standard).",
+     "--output", CommandeEdtDom, Argument::kAucun, "", "vesk edtdom --output -"},
+    {"edtfic", "NOM", "Édition des spécifications du fichier NOM (PDF ; --output x.txt : texte)",
+     "L'édition des spécifications du fichier NOM : ses rubriques, ses tables B-arbres et ses "
+     "chaînages.",
+     "--output", CommandeEdtFic, Argument::kNomFichier, "Nom du fichier",
+     "vesk edtfic CLIENT --output client.pdf"},
+    {"edtlfic", "", "Édition de la liste des fichiers spécifiés (PDF ; --output x.txt : texte)",
+     "L'édition de la liste des fichiers spécifiés, avec leurs tables B-arbres et leurs "
+     "chaînages.",
+     "--output", CommandeEdtLFic},
+    {"ficapp", "", "Édition de l'application : la liste des fichiers puis chacun (PDF ; --output)",
+     "L'édition de l'application : la liste des fichiers spécifiés, puis les spécifications de "
+     "chacun.",
+     "--output", CommandeFicApp},
+    {"lectba", "",
+     "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
+     "La lecture d'un B-arbre ouvert (ceux du dictionnaire et de l'application) : son en-tête, "
+     "ses noeuds libres et le contrôle de ses clés, choisi sur un écran.",
+     "--script --transcript --output", CommandeLectBA},
+    {"reconsba", "[NOM...]",
      "Reconstruction des B-arbres : compactage, chaînages, B-arbres (écran ; NOM... ou --tous)",
-     CommandeReConsBA},
-    {"entba", "Saisie des tables B-arbres du fichier NOM (écran)", CommandeEntBa, "Nom du fichier"},
-    {"entchain", "Saisie des chaînages du fichier NOM (écran)", CommandeEntChain, "Nom du fichier"},
-    {"init", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)", CommandeInit},
-    {"demo",
+     "La reconstruction des B-arbres : chaque fichier choisi est compacté (ses enregistrements "
+     "supprimés retirés), les pointeurs de ses chaînages suivent, puis tous ses B-arbres sont "
+     "reconstruits. Sans NOM ni --tous, l'écran de choix ; sinon sans écran, un résumé par "
+     "fichier sur la sortie et une barre de progression dans un terminal.",
+     "--script --transcript --output --tous --force", CommandeReConsBA, Argument::kNomFichier, "",
+     "vesk reconsba --tous"},
+    {"entba", "NOM", "Saisie des tables B-arbres du fichier NOM (écran)",
+     "L'écran de saisie des tables B-arbres du fichier NOM : nom, nature, longueur et liste de "
+     "la clé.",
+     "--script --transcript", CommandeEntBa, Argument::kNomFichier, "Nom du fichier"},
+    {"entchain", "NOM", "Saisie des chaînages du fichier NOM (écran)",
+     "L'écran de saisie des chaînages du fichier NOM : fichier des lignes, fichier d'entête et "
+     "positions de leurs pointeurs.",
+     "--script --transcript", CommandeEntChain, Argument::kNomFichier, "Nom du fichier"},
+    {"init", "[DOSSIER]", "Crée un dictionnaire vide dans DOSSIER (ou le dossier de données)",
+     "Crée DOSSIER s'il le faut, un dictionnaire vide et un fichier vesk.ini commenté (s'il "
+     "n'y en a pas) qui porte le nom de l'application et l'entreprise donnés.",
+     "--application", CommandeInit, Argument::kDossier, "",
+     "vesk init ventes --application VENTES --entreprise 01"},
+    {"demo", "[DOSSIER]",
      "Crée un dossier de démonstration : un dictionnaire de facturation et ses données (clients, "
      "factures et lignes)",
-     CommandeDemo},
-    {"decl", "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
-     CommandeDecl},
-    {"genps", "Génère le programme de saisie du fichier NOM (écran sans NOM)", CommandeGenPS,
+     "Crée (ou complète) un dossier de démonstration : le dictionnaire d'une petite facturation "
+     "(clients, factures, lignes, taux de TVA, pays, règlements) et ses données dans "
+     "l'entreprise 01.",
+     "", CommandeDemo, Argument::kDossier, "", "vesk demo /tmp/vesk-demo"},
+    {"decl", "NOM",
+     "Écrit les déclarations du fichier NOM (ouverture, lecture, écriture, variables)",
+     "Les déclarations générées pour le fichier NOM : l'ouverture du fichier et de ses B-arbres, "
+     "la lecture et l'écriture de ses enregistrements, ses variables. Dans un terminal, le "
+     "visualiseur « Génération de Code » ; sinon la sortie.",
+     "--output --encoding --eol", CommandeDecl, Argument::kNomFichier, "",
+     "vesk decl CLIENT --eol lf --output client.bas"},
+    {"genps", "[NOM]", "Génère le programme de saisie du fichier NOM (écran sans NOM)",
+     "Le programme de saisie d'un fichier : sans NOM, son écran de génération ; avec NOM, le "
+     "programme du fichier NOM avec toutes les valeurs par défaut, sur la sortie.",
+     "--script --transcript --output --encoding --eol", CommandeGenPS, Argument::kNomFichier,
      "Nom du fichier"},
-    {"genpe", "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
-     CommandeGenPE, "Nom du fichier"},
-    {"export", "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
-     CommandeExport},
-    {"import", "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
-     CommandeImport},
-    {"config", "Affiche la configuration effective (vesk.ini et options)", CommandeConfig},
+    {"genpe", "[NOM]",
+     "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
+     "Le programme d'édition ou de sortie CSV d'un fichier : sans NOM, son écran de génération ; "
+     "avec NOM, le programme de sortie CSV du fichier NOM (--edition : l'édition imprimée) sur "
+     "la sortie.",
+     "--script --transcript --output --encoding --eol --csv --edition", CommandeGenPE,
+     Argument::kNomFichier, "Nom du fichier", "vesk genpe FACTUR --edition"},
+    {"export", "[FICHIER]",
+     "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
+     "Le dictionnaire entier en texte TOML (domaines, fichiers, rubriques, B-arbres, chaînages), "
+     "à relire, comparer et réimporter.",
+     "--output", CommandeExport, Argument::kFichier, "", "vesk export dico.toml"},
+    {"import", "FICHIER",
+     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+     "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
+     "seul lot : tout ou rien.",
+     "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},
+    {"config", "", "Affiche la configuration effective (vesk.ini et options), ou la change (--set)",
+     "La configuration effective : vesk.ini du dossier de données et les options, au format de "
+     "vesk.ini. Avec --set CLE=VALEUR, change cette clé dans vesk.ini (créé s'il manque) en "
+     "gardant ses autres lignes et ses commentaires.",
+     "--output --encoding --eol --script --set", CommandeConfig, Argument::kAucun, "",
+     "vesk config --set application=VENTES"},
+    {"help", "[COMMANDE]", "Affiche l'aide de vesk ou de la commande COMMANDE",
+     "L'aide générale, ou celle de la commande COMMANDE : son usage, ses arguments et ses "
+     "options.",
+     "", CommandeAide, Argument::kCommande, "", "vesk help reconsba"},
 #ifdef VESK_AVEC_PG
-    {"copie",
-     "Copie les données d'un dossier dans une base PostgreSQL (vide), ou d'une base dans un "
-     "dossier : SOURCE DESTINATION",
-     CommandeCopie},
+    {"copie", "SOURCE DESTINATION",
+     "Copie les données d'un dossier dans une base PostgreSQL vide, ou d'une base dans un dossier",
+     "Copie toutes les données d'une application, le dictionnaire compris (fichiers de données "
+     "avec leurs enregistrements supprimés, B-arbres, textes .DOM, de chaque entreprise), d'un "
+     "dossier de données dans une base PostgreSQL vide (postgresql://..., en une transaction), ou "
+     "d'une base dans un dossier sans données (les fichiers mis en place ensemble). Le mot de "
+     "passe vient de ~/.pgpass ou PGPASSWORD, jamais de l'adresse ; schema=NOM choisit le schéma "
+     "racine (vesk par défaut). Une barre de progression dans un terminal.",
+     "", CommandeCopie, Argument::kDossier, "",
+     "vesk copie /srv/appli postgresql://serveur/compta"},
 #endif
 };
+
+// The words of a usage or an option list, separated by spaces.
+std::vector<std::string_view> Mots(std::string_view texte) {
+  std::vector<std::string_view> mots;
+  size_t i = 0;
+  while (i < texte.size()) {
+    size_t fin = texte.find(' ', i);
+    if (fin == std::string_view::npos) fin = texte.size();
+    if (fin > i) mots.push_back(texte.substr(i, fin - i));
+    i = fin + 1;
+  }
+  return mots;
+}
 
 }  // namespace
 
@@ -61,8 +148,12 @@ Contexte::Contexte(Configuration config, OptionsLigne options, std::ostream& sor
       sortie_standard_(sortie_standard),
       erreurs_(erreurs) {}
 
+bool Contexte::SortieStandardDemandee() const {
+  return !options_.sortie || *options_.sortie == kSortieStandard;
+}
+
 std::ostream& Contexte::Sortie() {
-  if (!options_.sortie) return sortie_standard_;
+  if (SortieStandardDemandee()) return sortie_standard_;
   if (!fichier_.is_open()) {
     fichier_.open(*options_.sortie, std::ios::binary | std::ios::trunc);
     if (!fichier_) {
@@ -74,41 +165,35 @@ std::ostream& Contexte::Sortie() {
 }
 
 void Contexte::TermineSortie() {
-  std::ostream& sortie = options_.sortie ? static_cast<std::ostream&>(fichier_) : sortie_standard_;
+  const bool standard = SortieStandardDemandee();
+  std::ostream& sortie = standard ? sortie_standard_ : static_cast<std::ostream&>(fichier_);
   sortie.flush();
-  if (options_.sortie && fichier_.is_open()) fichier_.close();
+  if (!standard && fichier_.is_open()) fichier_.close();
   if (!sortie) {
-    throw ErreurService("Écriture du résultat",
-                        options_.sortie ? *options_.sortie : "sortie standard",
+    throw ErreurService("Écriture du résultat", standard ? "sortie standard" : *options_.sortie,
                         "écriture incomplète (disque plein ou sortie fermée)");
-  }
-}
-
-void Contexte::SansArgument() const {
-  if (!options_.arguments.empty()) {
-    throw ErreurService("Ligne de commande", options_.commande,
-                        "argument inattendu « " + options_.arguments.front() + " »");
   }
 }
 
 std::string Contexte::NomFichier() const {
   if (options_.arguments.size() != 1) {
-    throw ErreurService("Ligne de commande", options_.commande,
-                        "un nom de fichier attendu : vesk " + options_.commande + " NOM");
+    throw ErreurUsage(options_.commande,
+                      "un nom de fichier attendu : vesk " + options_.commande + " NOM");
   }
   return text::UpperAscii(options_.arguments.front());
 }
 
 std::string Contexte::FichierEdition() const {
   const std::optional<std::string>& sortie = options_.sortie;
-  if (!sortie) return "";
+  if (!sortie || *sortie == kSortieStandard) return sortie.value_or("");
   auto finit = [&](std::string_view fin) {
     return sortie->size() > fin.size() &&
            text::EqualNoCase(std::string_view(*sortie).substr(sortie->size() - fin.size()), fin);
   };
   if (!finit(".pdf") && !finit(".txt")) {
-    throw ErreurService("Ligne de commande", "--output",
-                        "« " + *sortie + " » : une édition s'écrit dans un fichier .pdf ou .txt");
+    throw ErreurUsage("--output", "« " + *sortie +
+                                      " » : une édition s'écrit dans un fichier .pdf ou .txt, ou "
+                                      "en texte sur la sortie standard (--output -)");
   }
   return *sortie;
 }
@@ -120,10 +205,36 @@ int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std:
   edite(*composant);
   std::vector<std::string> ecrits = composant->EditionsEcrites();
   composant->Termine();  // the terminal is given back before anything is printed
+  if (contexte.Options().sortie == kSortieStandard) {
+    // The listing is the output: the notes go beside it.
+    if (ecrits.empty()) contexte.Erreurs() << "vesk : " << rien << "\n";
+    return 0;
+  }
   std::ostream& sortie = contexte.SortieStandard();
   if (ecrits.empty()) sortie << rien << "\n";
   for (const std::string& chemin : ecrits) sortie << "Édition écrite dans " << chemin << "\n";
   return 0;
+}
+
+size_t Commande::MinArguments() const {
+  size_t n = 0;
+  for (std::string_view mot : Mots(usage)) n += mot.front() == '[' ? 0 : 1;
+  return n;
+}
+
+size_t Commande::MaxArguments() const {
+  const std::vector<std::string_view> mots = Mots(usage);
+  for (std::string_view mot : mots) {
+    if (mot.find("...") != std::string_view::npos) return SIZE_MAX;
+  }
+  return mots.size();
+}
+
+bool Commande::Prend(std::string_view option) const {
+  for (std::string_view mot : Mots(options)) {
+    if (mot == option) return true;
+  }
+  return false;
 }
 
 std::span<const Commande> Commandes() { return kCommandes; }

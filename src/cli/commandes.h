@@ -16,6 +16,9 @@
 
 namespace vesk::cli {
 
+// The name of standard output for --output.
+inline constexpr std::string_view kSortieStandard = "-";
+
 // What a command receives: the effective configuration, the options, its arguments and its
 // output (--output FILE or standard output, opened on first use).
 class Contexte {
@@ -28,15 +31,15 @@ class Contexte {
   std::ostream& Erreurs() { return erreurs_; }
   // The output of the command; creating the --output file fails with ErreurService.
   std::ostream& Sortie();
+  // True when the output is standard output (no --output, or --output -).
+  bool SortieStandardDemandee() const;
   // Checks that everything written to the output reached it (disk full, closed pipe).
   void TermineSortie();
   // Standard output, also when --output names a file (the file of a listing).
   std::ostream& SortieStandard() { return sortie_standard_; }
-  // Refuses arguments after a command that takes none.
-  void SansArgument() const;
   // The one argument of a command that takes a file name (upper case); refuses any other count.
   std::string NomFichier() const;
-  // The listing's file from --output: a .pdf or .txt file ("" when not given).
+  // The listing's file from --output: a .pdf or .txt file, kSortieStandard, "" when not given.
   std::string FichierEdition() const;
 
  private:
@@ -47,11 +50,32 @@ class Contexte {
   std::ofstream fichier_;
 };
 
+// What a command's arguments name, for the completion.
+enum class Argument {
+  kAucun,
+  kNomFichier,  // files of the dictionary (NOM)
+  kFichier,     // a file
+  kDossier,     // a folder
+  kCommande,    // a command of vesk
+};
+
+// One command: everything its help, its manual entry and its completion say comes from here.
 struct Commande {
-  std::string_view nom;                // lower case, as typed: "config", later "entdom", "genps"...
-  std::string_view description;        // one line, for the menu and --help
+  std::string_view nom;          // lower case, as typed: "config", "entdom", "genps"...
+  std::string_view usage;        // its arguments: "NOM", "[DOSSIER]", "[NOM...]", "" none
+  std::string_view description;  // one line, for the menu and the list of commands
+  std::string_view detail;       // what it does, for `vesk CMD --help` and the manual
+  std::string_view options;      // the options it takes beyond the general ones, space separated
   int (*execute)(Contexte& contexte);  // returns the exit status (0: done)
-  std::string_view argument = "";      // what the menu asks for first ("" nothing)
+  Argument argument = Argument::kAucun;
+  std::string_view question = "";  // what the menu asks for first ("" nothing)
+  std::string_view exemple = "";   // a command line that shows it, or ""
+
+  // The number of arguments its usage allows (a "..." allows any number).
+  size_t MinArguments() const;
+  size_t MaxArguments() const;
+  // True when option (a long name) is one of its own options.
+  bool Prend(std::string_view option) const;
 };
 
 class Composant;
@@ -90,6 +114,7 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
 
 }  // namespace vesk::cli

@@ -8,7 +8,7 @@
 #ifndef _WIN32
 #include "srv/report/pdf/pdf_renderer.h"
 #endif
-#include "srv/standard/interface_hote.h"
+#include "srv/hote/interface_hote.h"
 
 namespace vesk::cli {
 
@@ -93,9 +93,12 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   options.interface = session ? EcransScript(config, session) : EcransTerminal(config);
   EditionsHote editions;
   editions.fichier = fichier_edition;
-  editions.annule = EditionAnnulee;
+  editions.annule = EditionAnnuleeDuThread;
   editions.visionne = [](std::string_view titre, std::string_view texte) {
     Etat().Message().Visionne(texte, titre);
+  };
+  editions.flux = [&sortie = contexte.SortieStandard()](std::string_view texte) {
+    sortie << texte;
   };
 #ifndef _WIN32
   editions.pdf = report::MakePdfRenderer;  // Windows: text listings
@@ -110,10 +113,6 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
 
 Configuration DossierCible(Contexte& contexte) {
   const auto& arguments = contexte.Options().arguments;
-  if (arguments.size() > 1) {
-    throw ErreurService("Ligne de commande", contexte.Options().commande,
-                        "un seul dossier attendu, « " + arguments[1] + " » en trop");
-  }
   Configuration config = contexte.Config();
   if (arguments.empty()) return config;
   config = Configuration{};

@@ -83,7 +83,7 @@ struct Demo {
 };
 
 void Ouvre(Demo& d) {
-  EtatModule& e = Etat();
+  Session& e = Etat();
   e.Donnee().Donnee(true, "CLIENT", 128, d.client.fichier, &d.client, "Clients", "", "", true);
   e.Donnee().Donnee(true, "FACTUR", 32, d.facture.fichier, &d.facture, "Factures", "", "", true);
   e.Donnee().Donnee(true, "FACLIG", 32, d.ligne.fichier, &d.ligne, "Lignes de factures", "", "",
@@ -95,7 +95,7 @@ void Ouvre(Demo& d) {
 }
 
 void Clients(Demo& d) {
-  EtatModule& e = Etat();
+  Session& e = Etat();
   for (int i = 1; i <= kClients; ++i) {
     const int n = d.Tire(18), v = d.Tire(15);
     const std::string code = Code("C", i, 6);
@@ -114,7 +114,7 @@ void Clients(Demo& d) {
 // One invoice: its lines first drawn (their total is the invoice's amount), then the header
 // inserted and the lines chained under it.
 void Facture(Demo& d, int i) {
-  EtatModule& e = Etat();
+  Session& e = Etat();
   const int nb = 1 + d.Tire(5);
   std::vector<std::string> lignes;
   double total = 0;
@@ -137,7 +137,7 @@ void Facture(Demo& d, int i) {
 // Some records given back: every 17th customer, every 23rd invoice with its lines, and the
 // first line of every 29th invoice.
 void Suppressions(Demo& d) {
-  EtatModule& e = Etat();
+  Session& e = Etat();
   bool trouve = false;
   for (int i = 17; i <= kClients; i += 17) {
     const std::string code = Code("C", i, 6);
@@ -166,8 +166,10 @@ void Suppressions(Demo& d) {
 }  // namespace
 
 void RemplitDonneesDemo() {
-  EtatModule& e = Etat();
-  Demo& d = e.Partie<Demo>();
+  Session& e = Etat();
+  auto demo = std::make_shared<Demo>();  // the owners of the files, kept while they are open
+  e.Garde(demo);
+  Demo& d = *demo;
   Ouvre(d);  // creates the absent files, empty, outside the batch
   bool trouve = false;
   std::string cle;

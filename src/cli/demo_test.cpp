@@ -62,7 +62,7 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
     RemplitDemo(dossier_);
   }
   auto ass = Ouvre();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   EXPECT_EQ(Cles(etat.dom_arbre, etat.dom_fichier),
             (std::vector<std::string>{"PAYS", "REGLT", "TVA"}));
   EXPECT_EQ(Cles(etat.fic_arbre, etat.fic_fichier),

@@ -12,6 +12,8 @@
 #include <string>
 #include <thread>
 
+#include "srv/isam/data_file.h"
+#include "srv/isam/env.h"
 #include "srv/tui/testing/panneau_tmux.h"
 
 namespace {
@@ -237,3 +239,61 @@ TEST_F(EntDomTmux, GeneratesADataEntryProgramAndInspectsATree) {
   EXPECT_NE(texte.find("LECTURE DU B-ARBRE DOM"), std::string::npos) << texte;
   EXPECT_NE(texte.find("PAYS|REGLT|TVA"), std::string::npos) << texte;
 }
+
+namespace {
+
+// A rebuild of 200,000 records (one in seven deleted) draws its bar on the terminal: the records
+// scanned out of the total, the rate and the time left, redrawn in place and erased at the end;
+// with its output piped it draws nothing.
+TEST_F(EntDomTmux, ARebuildShowsItsProgressOnTheTerminalOnly) {
+  std::ofstream(dossier_ / "grand.toml")
+      << "version = 1\n[fichiers.GRAND]\nlongueur = 32\nrubriques = [{ nom = \"CODE\", type = "
+         "\"A\", total = 8, variable = \"CODE\" }]\n[barbres.GR1]\nfichier = \"GRAND\"\n"
+         "nature = \"P\"\ncle = \"[[CODE,_,_]]\"\n";
+  const std::string vesk = "cd " + dossier_.string() + " && " + VESK_BINAIRE;
+  ASSERT_EQ(std::system((vesk + " init grand >/dev/null").c_str()), 0);
+  ASSERT_EQ(std::system((vesk + " --data grand import grand.toml >/dev/null").c_str()), 0);
+  {
+    std::unique_ptr<vesk::isam::DataFile> f;
+    vesk::isam::DataFile::Options options;
+    options.create = true;
+    ASSERT_TRUE(vesk::isam::DataFile::Open(vesk::isam::Env::Default(),
+                                           (dossier_ / "grand" / "GRAND.DAT").string(), 32, options,
+                                           &f)
+                    .ok());
+    char texte[40];
+    for (uint32_t no = 1; no <= 200000; ++no) {
+      std::snprintf(texte, sizeof texte, "%08u%-24s", no, "");
+      ASSERT_TRUE(f->Write(no, std::span<const char>(texte, 32)).ok());
+      if (no % 7 == 0) {
+        ASSERT_TRUE(f->MarkDeleted(no).ok());
+      }
+    }
+    ASSERT_TRUE(f->Flush().ok());
+  }
+  panneau_->Lance("cd " + dossier_.string() + " && while [ ! -f go ]; do sleep 0.05; done; " +
+                      VESK_BINAIRE + " --data grand reconsba GRAND; echo $? > status; sleep 60",
+                  80, 24);
+  panneau_->Enregistre((dossier_ / "trace.txt").string());
+  std::ofstream(dossier_ / "go") << "";
+  Attend("GRAND : 171429 enregistrements gardés, 28571 supprimés");
+  EXPECT_EQ(Status(), "0\n");
+  const std::string trace = Contenu(dossier_ / "trace.txt");
+  EXPECT_NE(trace.find("\rCompactage GRAND [--------------"), std::string::npos) << trace;
+  EXPECT_NE(trace.find("/200000  "), std::string::npos) << trace;
+  EXPECT_NE(trace.find("/s  reste "), std::string::npos) << trace;
+  EXPECT_NE(trace.find("\rB-Arbre GR1"), std::string::npos) << trace;
+  // Erased before the summary: the summary's line starts clean.
+  EXPECT_NE(trace.find("\rGRAND : 171429"), std::string::npos) << trace;
+  const std::string ecran = panneau_->Capture();
+  EXPECT_EQ(ecran.find('#'), std::string::npos) << ecran;
+
+  ASSERT_EQ(
+      std::system((vesk + " --data grand reconsba GRAND 2>erreurs.txt | cat >sortie.txt").c_str()),
+      0);
+  EXPECT_EQ(Contenu(dossier_ / "erreurs.txt"), "");
+  EXPECT_NE(Contenu(dossier_ / "sortie.txt").find("GRAND : 171429 enregistrements gardés, 0 "),
+            std::string::npos);
+}
+
+}  // namespace

@@ -71,7 +71,7 @@ int Gere(void* etat_brut, const char* section, const char* nom, const char* vale
 
 void LitIni(std::string_view texte, const std::string& fichier, Configuration& config) {
   LecteurConfiguration lecteur(config, fichier);
-  lecteur.VerifieTexte(texte);
+  lecteur.ControleTexte(texte);
   Flux flux{texte};
   Etat etat{&lecteur, &flux, nullptr, 0, "", ""};
   int rc = ini_parse_stream(LitLigne, &flux, Gere, &etat);

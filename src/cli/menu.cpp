@@ -74,8 +74,8 @@ void Lance(const Commande& commande, Contexte& contexte) {
   try {
     OptionsLigne options = contexte.Options();
     options.commande = std::string(commande.nom);
-    if (!commande.argument.empty()) {
-      std::cout << commande.argument << " : " << std::flush;
+    if (!commande.question.empty()) {
+      std::cout << commande.question << " : " << std::flush;
       std::string argument;
       std::getline(std::cin, argument);
       options.arguments = {argument};

@@ -2,90 +2,132 @@
 
 #include <CLI/CLI.hpp>
 
-#include "srv/erreur_service.h"
-
 namespace vesk::cli {
 
 namespace {
 
-constexpr std::string_view kOperation = "Ligne de commande";
+using O = OptionsLigne;
 
-CLI::Option* Texte(CLI::App& app, const char* nom, std::optional<std::string>& cible,
-                   const char* type, const char* aide) {
-  return app
-      .add_option_function<std::string>(
-          nom, [&cible](const std::string& v) { cible = v; }, aide)
-      ->type_name(type)
-      ->group("Options");
+// One line an option; the commands that take it name it in their own line (commandes.cpp).
+const OptionAide kOptions[] = {
+    {"--data", "", "DOSSIER",
+     "Dossier des données (défaut : la variable VESK_DATA, sinon le dossier courant)",
+     Genre::kDossier, "", true, &O::data},
+    {"--entreprise", "", "NOM", "Entreprise courante (remplace « entreprise » de vesk.ini)",
+     Genre::kTexte, "", true, &O::entreprise},
+    {"--help", "-h", "", "Affiche l'aide (de la commande qui précède ou suit)", Genre::kDrapeau, "",
+     true, nullptr, nullptr, &O::aide},
+    {"--version", "-V", "", "Affiche la version", Genre::kDrapeau, "", true},
+    {"--output", "", "FICHIER",
+     "Écrit le résultat dans FICHIER (« - » : la sortie standard) ; une édition va dans un "
+     "fichier .pdf ou .txt, ou en texte sur la sortie standard",
+     Genre::kFichier, "", false, &O::sortie},
+    {"--script", "", "FICHIER", "Rejoue les réponses d'un script au lieu de lire le clavier",
+     Genre::kFichier, "", false, &O::script},
+    {"--transcript", "", "FICHIER",
+     "Avec --script : écrit dans ce fichier le compte rendu de chaque appel d'écran",
+     Genre::kFichier, "", false, &O::transcription},
+    {"--encoding", "", "utf8|cp1252", "Encodage du code généré : utf8 (défaut) ou cp1252",
+     Genre::kChoix, "utf8 cp1252", false, nullptr, &O::encodage_texte},
+    {"--eol", "", "crlf|lf", "Fins de ligne du code généré : crlf (défaut) ou lf", Genre::kChoix,
+     "crlf lf", false, nullptr, &O::fin_texte},
+    {"--csv", "", "", "Un programme de sortie au format CSV (défaut)", Genre::kDrapeau, "", false,
+     nullptr, nullptr, &O::csv},
+    {"--edition", "", "", "Un programme d'édition imprimée", Genre::kDrapeau, "", false, nullptr,
+     nullptr, &O::edition},
+    {"--tous", "", "", "Reconstruit tous les fichiers, sans écran", Genre::kDrapeau, "", false,
+     nullptr, nullptr, &O::tous},
+    {"--force", "", "",
+     "Compacte même quand des rubriques E ne suivent aucun chaînage (sans écran)", Genre::kDrapeau,
+     "", false, nullptr, nullptr, &O::force},
+    {"--dry-run", "", "", "Vérifie le texte sans rien écrire", Genre::kDrapeau, "", false, nullptr,
+     nullptr, &O::essai},
+    {"--application", "", "NOM", "Nom de l'application écrit dans vesk.ini", Genre::kTexte, "",
+     false, &O::application},
+    {"--set", "", "CLE=VALEUR",
+     "Change une clé de vesk.ini (plusieurs fois pour plusieurs clés), les autres lignes gardées",
+     Genre::kTexte, "", false, nullptr, nullptr, nullptr, &O::reglages},
+};
+
+std::string Noms(const OptionAide& o) {
+  return o.court.empty() ? std::string(o.nom) : std::string(o.court) + "," + std::string(o.nom);
 }
 
 }  // namespace
 
-void DeclareOptions(CLI::App& app, OptionsLigne& o) {
-  Texte(app, "--data", o.data, "DOSSIER",
-        "Dossier des données (défaut : la variable VESK_DATA, sinon le dossier courant)");
-  Texte(app, "--entreprise", o.entreprise, "NOM",
-        "Entreprise courante (remplace « entreprise » de vesk.ini)");
-  Texte(app, "--script", o.script, "FICHIER",
-        "Rejoue les réponses d'un script au lieu de lire le clavier");
-  Texte(app, "--transcript", o.transcription, "FICHIER",
-        "Avec --script : écrit dans ce fichier le compte rendu de chaque appel d'écran");
-  app.add_option("--encoding", o.encodage_texte,
-                 "Encodage du code généré : utf8 (défaut) ou cp1252")
-      ->type_name("utf8|cp1252")
-      ->group("Options");
-  app.add_option("--eol", o.fin_texte, "Fins de ligne du code généré : crlf (défaut) ou lf")
-      ->type_name("crlf|lf")
-      ->group("Options");
-  app.add_flag("--dry-run", o.essai, "Avec import : vérifie le texte sans rien écrire")
-      ->group("Options");
-  app.add_flag("--csv", o.csv, "Avec genpe NOM : un programme de sortie au format CSV (défaut)")
-      ->group("Options");
-  app.add_flag("--edition", o.edition, "Avec genpe NOM : un programme d'édition")->group("Options");
-  app.add_flag("--tous", o.tous, "Avec reconsba : reconstruit tous les fichiers, sans écran")
-      ->group("Options");
-  app.add_flag("--force", o.force,
-               "Avec reconsba NOM : compacte même quand des rubriques E ne suivent aucun chaînage")
-      ->group("Options");
-  Texte(app, "--output", o.sortie, "FICHIER", "Écrit le résultat dans ce fichier");
-  app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)")
-      ->type_name("COMMANDE");
-  app.add_option("arguments", o.arguments, "Les arguments de la commande")->type_name("ARGUMENTS");
-  app.allow_extras();  // unknown options are refused by VerifieOptions, in French
+std::span<const OptionAide> Options() { return kOptions; }
+
+const OptionAide* TrouveOption(std::string_view nom) {
+  for (const OptionAide& o : kOptions) {
+    if (o.nom == nom || (!o.court.empty() && o.court == nom)) return &o;
+  }
+  return nullptr;
 }
 
-void VerifieOptions(const CLI::App& app, OptionsLigne& o) {
+void DeclareOptions(CLI::App& app, OptionsLigne& o) {
+  for (const OptionAide& d : kOptions) {
+    CLI::Option* option = nullptr;
+    if (d.texte != nullptr) {
+      std::optional<std::string>* cible = &(o.*d.texte);
+      option = app.add_option_function<std::string>(
+          Noms(d), [cible](const std::string& v) { *cible = v; }, std::string(d.aide));
+    } else if (d.chaine != nullptr) {
+      option = app.add_option(Noms(d), o.*d.chaine, std::string(d.aide));
+    } else if (d.liste != nullptr) {
+      option = app.add_option(Noms(d), o.*d.liste, std::string(d.aide))->allow_extra_args(false);
+    } else if (d.drapeau != nullptr) {
+      option = app.add_flag(Noms(d), o.*d.drapeau, std::string(d.aide));
+    } else {
+      continue;  // --version: declared by the application
+    }
+    if (!d.valeur.empty()) option->type_name(std::string(d.valeur));
+  }
+  app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)");
+  app.add_option("arguments", o.arguments, "Les arguments de la commande");
+  app.allow_extras();  // unknown options are refused by ControleOptions, in French
+}
+
+std::vector<std::string_view> OptionsDonnees(const CLI::App& app) {
+  std::vector<std::string_view> donnees;
+  for (const OptionAide& d : kOptions) {
+    const CLI::Option* option = app.get_option_no_throw(std::string(d.nom));
+    if (option != nullptr && option->count() > 0) donnees.push_back(d.nom);
+  }
+  return donnees;
+}
+
+void ControleOptions(const CLI::App& app, OptionsLigne& o) {
   for (const std::string& reste : app.remaining()) {
-    throw ErreurService(kOperation, reste, "option inconnue (vesk --help donne la liste)");
+    throw ErreurUsage(reste, "option inconnue (vesk help donne la liste)");
   }
   if (o.encodage_texte == "utf8") {
     o.encodage = Encodage::kUtf8;
   } else if (o.encodage_texte == "cp1252") {
     o.encodage = Encodage::kCp1252;
   } else {
-    throw ErreurService(kOperation, "--encoding",
-                        "encodage « " + o.encodage_texte + " » inconnu : utf8 ou cp1252 attendu");
+    throw ErreurUsage("--encoding",
+                      "encodage « " + o.encodage_texte + " » inconnu : utf8 ou cp1252 attendu");
   }
   if (o.fin_texte == "crlf") {
     o.fin_de_ligne = FinDeLigne::kCrLf;
   } else if (o.fin_texte == "lf") {
     o.fin_de_ligne = FinDeLigne::kLf;
   } else {
-    throw ErreurService(kOperation, "--eol",
-                        "fin de ligne « " + o.fin_texte + " » inconnue : crlf ou lf attendu");
+    throw ErreurUsage("--eol",
+                      "fin de ligne « " + o.fin_texte + " » inconnue : crlf ou lf attendu");
   }
   using Nomme = std::pair<const char*, const std::optional<std::string>*>;
   for (const auto& [option, valeur] :
        {Nomme{"--data", &o.data}, Nomme{"--script", &o.script}, Nomme{"--output", &o.sortie},
         Nomme{"--transcript", &o.transcription}}) {
     if (valeur->has_value() && valeur->value().empty()) {
-      throw ErreurService(kOperation, option, "un nom de fichier ou de dossier est attendu");
+      throw ErreurUsage(option, "un nom de fichier ou de dossier est attendu");
     }
   }
   if (o.transcription && !o.script) {
-    throw ErreurService(kOperation, "--transcript",
-                        "le compte rendu est celui des écrans scriptés : --script FICHIER est "
-                        "nécessaire");
+    throw ErreurUsage("--transcript",
+                      "le compte rendu est celui des écrans scriptés : --script FICHIER est "
+                      "nécessaire");
   }
 }
 

@@ -54,22 +54,19 @@ TEST_F(VeskTest, HelpAndVersion) {
   Execution aide = Lance("--help");
   EXPECT_EQ(aide.status, 0);
   for (const char* option : {"--data", "--entreprise", "--script", "--transcript", "--encoding",
-                             "--eol", "--output", "--version"}) {
+                             "--eol", "--output", "--version", "VESK_DATA", "Codes de sortie"}) {
     EXPECT_NE(aide.sortie.find(option), std::string::npos) << option;
   }
   EXPECT_NE(aide.sortie.find("config"), std::string::npos);  // the commands are listed
-  Execution version = Lance("--version");
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.sortie, "vesk " VESK_VERSION "\n");
+  for (const char* version : {"--version", "-V"}) {
+    Execution e = Lance(version);
+    EXPECT_EQ(e.status, 0);
+    EXPECT_EQ(e.sortie, "vesk " VESK_VERSION "\n");
+  }
 }
 
-TEST_F(VeskTest, ErrorsEndWithAMessageAndStatusOne) {
-  Execution inconnue = Lance("--data donnees entfoo");
-  EXPECT_EQ(inconnue.status, 1);
-  EXPECT_EQ(inconnue.sortie, "");
-  EXPECT_NE(inconnue.erreurs.find("commande inconnue"), std::string::npos) << inconnue.erreurs;
-  EXPECT_NE(inconnue.erreurs.find("entfoo"), std::string::npos);
-
+// A failure is status 1; a mistake in the command line status 2, with where to find the help.
+TEST_F(VeskTest, ErrorsEndWithAMessageAndTheirStatus) {
   Execution absent = Lance("--data manquant config");
   EXPECT_EQ(absent.status, 1);
   EXPECT_NE(absent.erreurs.find("(manquant)"), std::string::npos) << absent.erreurs;
@@ -80,10 +77,23 @@ TEST_F(VeskTest, ErrorsEndWithAMessageAndStatusOne) {
   EXPECT_NE(env.erreurs.find("(ailleurs)"), std::string::npos) << env.erreurs;
   EXPECT_NE(env.erreurs.find("VESK_DATA"), std::string::npos);
 
-  for (const char* faute : {"--bogus", "--eol cr", "--encoding latin1", "--data", "config x"}) {
-    Execution e = Lance(faute);
-    EXPECT_EQ(e.status, 1) << faute;
-    EXPECT_NE(e.erreurs.find("vesk : "), std::string::npos) << faute << " : " << e.erreurs;
+  struct Cas {
+    const char* arguments;
+    const char* message;
+  };
+  for (const Cas& c : {Cas{"--data donnees entfoo", "entfoo : commande inconnue"},
+                       Cas{"--bogus", "--bogus : option inconnue"},
+                       Cas{"--eol cr", "--eol : fin de ligne « cr » inconnue"},
+                       Cas{"--encoding latin1 decl X", "encodage « latin1 » inconnu"},
+                       Cas{"--data", "l'option --data attend une valeur"},
+                       Cas{"config x", "config : argument en trop : vesk config"},
+                       Cas{"help entfoo", "entfoo : commande inconnue"}}) {
+    Execution e = Lance(c.arguments);
+    EXPECT_EQ(e.status, 2) << c.arguments;
+    EXPECT_EQ(e.sortie, "") << c.arguments;
+    EXPECT_EQ(e.erreurs.rfind("vesk : ", 0), 0u) << c.arguments;
+    EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << " : " << e.erreurs;
+    EXPECT_NE(e.erreurs.find("Aide : vesk help"), std::string::npos) << c.arguments;
   }
 }
 
@@ -153,19 +163,20 @@ TEST_F(VeskTest, DomainCommandsRefuseWhatTheyCannotDo) {
   std::ofstream(dossier_ / "faux.script") << "CODOM = TVA\nconfirm <F6>\n";
   struct Cas {
     const char* arguments;
+    int status;
     const char* message;
   };
   for (const Cas& c : {
-           Cas{"--data donnees --transcript t.txt entdom", "--script FICHIER est nécessaire"},
-           Cas{"--data donnees --script trop.script entdom", "ligne 2 : la saisie du champ CODOM"},
-           Cas{"--data donnees --script faux.script entdom", "ligne 2 : le script donne"},
-           Cas{"--data donnees --script absent.script entdom", "absent.script"},
-           Cas{"--data donnees edtdom --output x.doc", "fichier .pdf ou .txt"},
-           Cas{"--data donnees entdom --output x.txt", "aucun résultat"},
-           Cas{"--data donnees entdom", "terminal"},  // no terminal, no script
+           Cas{"--data donnees --transcript t.txt entdom", 2, "--script FICHIER est nécessaire"},
+           Cas{"--data donnees --script trop.script entdom", 1,
+               "ligne 2 : la saisie du champ CODOM"},
+           Cas{"--data donnees --script faux.script entdom", 1, "ligne 2 : le script donne"},
+           Cas{"--data donnees --script absent.script entdom", 1, "absent.script"},
+           Cas{"--data donnees edtdom --output x.doc", 2, "fichier .pdf ou .txt"},
+           Cas{"--data donnees entdom", 1, "terminal"},  // no terminal, no script
        }) {
     Execution e = Lance(std::string(c.arguments) + " </dev/null");
-    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_EQ(e.status, c.status) << c.arguments;
     EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << " : " << e.erreurs;
   }
 }
@@ -251,7 +262,7 @@ TEST_F(VeskTest, ExportImportAndTheirRefusals) {
   ASSERT_EQ(Lance("init rien").status, 0);
   fs::remove(dossier_ / "rien" / "FIC.DAT");
   EXPECT_NE(Lance("--data rien export").erreurs.find("aucun dictionnaire"), std::string::npos);
-  EXPECT_EQ(Lance("--data copie import").status, 1);
+  EXPECT_EQ(Lance("--data copie import").status, 2);  // FICHIER missing
 }
 
 // kill -9 at many instants of an import: afterwards the folder holds the old dictionary or the
@@ -412,13 +423,13 @@ TEST_F(VeskTest, GenpsAndGenpeWriteTheProgramsOfAFile) {
   EXPECT_NE(saisie.sortie.find("Entr\xE9"
                                "e Du Fichier FACTUR"),
             std::string::npos);
-  for (const Cas& c : {Cas{"--data donnees genpe NOPE", "fichier non spécifié"},
-                       Cas{"--data donnees genps NOPE", "fichier non spécifié"},
-                       Cas{"--data donnees genps FACTUR --edition", "option de genpe"},
+  for (const Cas& c : {Cas{"--data donnees genpe NOPE", "NOPE : fichier non spécifié"},
+                       Cas{"--data donnees genps NOPE", "NOPE : fichier non spécifié"},
                        Cas{"--data donnees genpe --csv", "avec un nom de fichier seulement"},
                        Cas{"--data donnees genpe CLIENT --csv --edition", "pas les deux"}}) {
     Execution e = Lance(c.arguments);
-    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_EQ(e.status, std::string(c.arguments).find("NOPE") != std::string::npos ? 1 : 2)
+        << c.arguments;
     EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << "\n" << e.erreurs;
   }
 }
@@ -462,7 +473,8 @@ TEST_F(VeskTest, ReconsbaOnTheDemoData) {
                        Cas{"--data donnees reconsba --force", "avec des noms de fichiers"},
                        Cas{"--data donnees reconsba CLIENT --tous", "pas les deux"}}) {
     Execution e = Lance(c.arguments);
-    EXPECT_EQ(e.status, 1) << c.arguments;
+    EXPECT_EQ(e.status, std::string(c.arguments).find("NOPE") != std::string::npos ? 1 : 2)
+        << c.arguments;
     EXPECT_NE(e.erreurs.find(c.message), std::string::npos) << c.arguments << "\n" << e.erreurs;
   }
 }
@@ -510,6 +522,156 @@ TEST_F(VeskTest, ARebuildKilledAtAnyInstantLeavesTheOldOrTheNewFiles) {
   // Both outcomes seen: the instants fall on both sides of the swap.
   EXPECT_GE(anciens, 1);
   EXPECT_GE(nouveaux, 1);
+}
+
+}  // namespace
+
+namespace {
+
+// The commands listed by the general help, in its order.
+std::vector<std::string> CommandesDeLAide(const std::string& aide) {
+  std::vector<std::string> noms;
+  const size_t debut = aide.find("Commandes :\n");
+  std::istringstream lignes(aide.substr(debut, aide.find("\n\n", debut) - debut));
+  std::string ligne;
+  std::getline(lignes, ligne);
+  while (std::getline(lignes, ligne)) {
+    if (ligne.size() > 2 && ligne[2] != ' ')
+      noms.push_back(ligne.substr(2, ligne.find(' ', 2) - 2));
+  }
+  return noms;
+}
+
+// Every command of the help has its own help (the same as `vesk help CMD`), an entry in the
+// manual page and a place in the completion, all written from one table.
+TEST_F(VeskTest, EveryCommandHasItsHelpItsManualEntryAndItsCompletion) {
+  const std::vector<std::string> noms = CommandesDeLAide(Lance("help").sortie);
+  const std::string manuel = Contenu(VESK_MANUEL);
+  const std::string completion = Contenu(VESK_COMPLETION);
+  EXPECT_GE(noms.size(), 19u);
+  for (const std::string& nom : noms) {
+    Execution aide = Lance(nom + " --help");
+    EXPECT_EQ(aide.status, 0) << nom;
+    EXPECT_EQ(aide.sortie.rfind("Utilisation : vesk [--data DOSSIER] " + nom, 0), 0u)
+        << aide.sortie;
+    EXPECT_EQ(Lance("help " + nom).sortie, aide.sortie) << nom;
+    EXPECT_NE(manuel.find(".TP\n\\fB" + nom + "\\fR"), std::string::npos) << nom;
+    EXPECT_NE(completion.find("    " + nom + ") echo"), std::string::npos) << nom;
+  }
+  for (const char* section : {".SH FICHIERS", "ANOMALIES.LOG", ".SH ENVIRONNEMENT", "VESK_DATA",
+                              ".SH \"CODE DE RETOUR\"", ".SH EXEMPLES"}) {
+    EXPECT_NE(manuel.find(section), std::string::npos) << section;
+  }
+}
+
+// An option given to a command that does not take it is refused with its name (status 2,
+// nothing done), where the same option is taken by a command that has it.
+TEST_F(VeskTest, AnOptionACommandDoesNotTakeIsRefusedWithItsName) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  struct Cas {
+    const char* arguments;
+    const char* option;
+  };
+  for (const Cas& c :
+       {Cas{"export --edition", "--edition"}, Cas{"entdom --output x.txt", "--output"},
+        Cas{"genps FACTUR --csv", "--csv"}, Cas{"import x.toml --output x.txt", "--output"},
+        Cas{"edtdom --script x.txt", "--script"}, Cas{"demo autre --output x.txt", "--output"},
+        Cas{"init autre --tous", "--tous"}, Cas{"config --force", "--force"},
+        Cas{"decl CLIENT --dry-run", "--dry-run"}, Cas{"--set application=X edtdom", "--set"},
+        Cas{"--output x.txt", "--output"}}) {
+    Execution e = Lance(std::string("--data donnees ") + c.arguments + " </dev/null");
+    EXPECT_EQ(e.status, 2) << c.arguments;
+    EXPECT_NE(e.erreurs.find(std::string("vesk : ") + c.option + " : option "), std::string::npos)
+        << c.arguments << " : " << e.erreurs;
+    EXPECT_FALSE(fs::exists(dossier_ / "x.txt")) << c.arguments;
+    EXPECT_FALSE(fs::exists(dossier_ / "autre")) << c.arguments;
+  }
+  Execution prise = Lance("--data donnees genpe FACTUR --csv --output x.txt");
+  EXPECT_EQ(prise.status, 0) << prise.erreurs;
+}
+
+TEST_F(VeskTest, OutputDashWritesTheResultToStandardOutput) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  Execution liste = Lance("--data donnees edtdom --output -");
+  EXPECT_EQ(liste.status, 0) << liste.erreurs;
+  EXPECT_NE(liste.sortie.find("| TVA "), std::string::npos) << liste.sortie;
+  EXPECT_NE(liste.sortie.find("page 1 / 1"), std::string::npos) << liste.sortie;
+  EXPECT_EQ(liste.sortie.find("Édition écrite"), std::string::npos);
+  EXPECT_FALSE(fs::exists(dossier_ / "donnees" / "EDITIONS"));
+  EXPECT_FALSE(fs::exists(dossier_ / "-"));
+  for (const char* commande : {"decl CLIENT", "export", "config"}) {
+    Execution tiret = Lance(std::string("--data donnees ") + commande + " --output -");
+    EXPECT_EQ(tiret.status, 0) << commande;
+    EXPECT_EQ(tiret.sortie, Lance(std::string("--data donnees ") + commande).sortie) << commande;
+  }
+  ASSERT_EQ(Lance("init vide").status, 0);
+  Execution rien = Lance("--data vide edtlfic --output -");
+  EXPECT_EQ(rien.status, 0);
+  EXPECT_EQ(rien.sortie, "");
+  EXPECT_NE(rien.erreurs.find("rien à éditer"), std::string::npos) << rien.erreurs;
+}
+
+// init writes a commented vesk.ini naming the application and the company; config --set changes
+// one key and keeps every other line; a value the key refuses changes nothing.
+TEST_F(VeskTest, InitWritesACommentedIniThatConfigSetChanges) {
+  Execution init = Lance("init ventes --application VENTES --entreprise 02");
+  ASSERT_EQ(init.status, 0) << init.erreurs;
+  const std::string ini = Contenu(dossier_ / "ventes" / "vesk.ini");
+  EXPECT_NE(ini.find("\napplication = VENTES\n"), std::string::npos) << ini;
+  EXPECT_NE(ini.find("\nentreprise = 02\n"), std::string::npos) << ini;
+  EXPECT_NE(ini.find("; synchro = full\n"), std::string::npos) << ini;
+  EXPECT_NE(Lance("--data ventes config").sortie.find("application = VENTES\n"), std::string::npos);
+
+  Execution change =
+      Lance("--data ventes config --set application=\"Ventes 2\" --set separateur_csv=';'");
+  ASSERT_EQ(change.status, 0) << change.erreurs;
+  const std::string apres = Contenu(dossier_ / "ventes" / "vesk.ini");
+  EXPECT_NE(apres.find("\napplication = Ventes 2\n"), std::string::npos) << apres;
+  EXPECT_NE(apres.find("\nseparateur_csv = \";\"\n"), std::string::npos) << apres;
+  EXPECT_NE(apres.find("; L'entreprise courante"), std::string::npos);  // comments kept
+  const std::string config = Lance("--data ventes config").sortie;
+  EXPECT_NE(config.find("separateur_csv = \";\"\n"), std::string::npos) << config;
+
+  for (const char* faute : {"entreprise=a/b", "couleur=bleu", "synchro"}) {
+    Execution e = Lance(std::string("--data ventes config --set ") + faute);
+    EXPECT_NE(e.status, 0) << faute;
+    EXPECT_NE(e.erreurs.find("vesk : "), std::string::npos) << faute;
+    EXPECT_EQ(Contenu(dossier_ / "ventes" / "vesk.ini"), apres) << faute;
+  }
+
+  ASSERT_EQ(Lance("init sans").status, 0);
+  EXPECT_NE(Contenu(dossier_ / "sans" / "vesk.ini").find("; application = NOM\n"),
+            std::string::npos);
+  ASSERT_EQ(Lance("demo sans").status, 0);  // the folder's own vesk.ini is kept
+  Execution decl = Lance("--data sans decl CLIENT");
+  EXPECT_NE(decl.erreurs.find("config --set application=NOM"), std::string::npos) << decl.erreurs;
+}
+
+// bash's completion function, run on a line whose last word is being typed.
+std::string Complete(const fs::path& dossier, const std::string& mots) {
+  std::ofstream(dossier / "complete.sh")
+      << "source '" VESK_COMPLETION "'\nCOMP_WORDS=('" VESK_BINAIRE "' " << mots
+      << ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_vesk\nprintf '%s\\n' \"${COMPREPLY[@]}\" | "
+         "sort\n";
+  std::system(("cd '" + dossier.string() + "' && bash complete.sh >complete.txt 2>&1").c_str());
+  return Contenu(dossier / "complete.txt");
+}
+
+TEST_F(VeskTest, BashCompletesCommandsOptionsValuesAndTheDictionarysFiles) {
+  ASSERT_EQ(Lance("demo donnees").status, 0);
+  std::ofstream(dossier_ / "dico.toml") << "version = 1\n";
+  struct Cas {
+    const char* mots;
+    const char* reponses;
+  };
+  for (const Cas& c :
+       {Cas{"ed", "edtdom\nedtfic\nedtlfic\n"}, Cas{"--data donnees edtfic c", "CLIENT\n"},
+        Cas{"--data donnees --entreprise 01 decl ''", "CLIENT\nFACLIG\nFACTUR\n"},
+        Cas{"genpe --ed", "--edition\n"}, Cas{"decl --eol ''", "crlf\nlf\n"},
+        Cas{"--data don", "donnees\n"}, Cas{"help rec", "reconsba\n"},
+        Cas{"import --dry-run di", "dico.toml\n"}, Cas{"--data nulle part decl ''", "\n"}}) {
+    EXPECT_EQ(Complete(dossier_, c.mots), c.reponses) << c.mots;
+  }
 }
 
 }  // namespace

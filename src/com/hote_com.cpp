@@ -10,8 +10,8 @@
 #include "gencode/etat_gencode.h"
 #include "gencode/feuille_gencode.h"
 #include "platform/platform.h"
+#include "srv/hote/interface_hote.h"
 #include "srv/standard/chargement_configuration.h"
-#include "srv/standard/interface_hote.h"
 
 namespace vesk::com {
 
@@ -44,7 +44,7 @@ std::unique_ptr<FabriqueServices> FabriqueDuThread() {
         EcransScript(config, script::Session::DepuisFichier(config.Chemin(config.script)));
   }
   EditionsHote editions;
-  editions.annule = EditionAnnulee;
+  editions.annule = EditionAnnuleeDuThread;
   editions.visionne = [](std::string_view titre, std::string_view texte) {
     Etat().Message().Visionne(texte, titre);
   };

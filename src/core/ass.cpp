@@ -15,22 +15,22 @@ namespace {
 
 // Opens one dictionary file, as every dictionary file is opened: no company dependence, the
 // AsS object as owner, three empty texts and creation when absent.
-void OuvreFichier(EtatModule& etat, const FichierDictionnaire& f, int16_t& fichier,
+void OuvreFichier(Session& etat, const FichierDictionnaire& f, int16_t& fichier,
                   Proprietaire* proprietaire) {
   etat.Donnee().Donnee(false, f.nom, f.longueur_enr, fichier, proprietaire, "", "", "", true);
 }
 
-void OuvreArbre(EtatModule& etat, const FichierDictionnaire& f, int16_t& arbre) {
+void OuvreArbre(Session& etat, const FichierDictionnaire& f, int16_t& arbre) {
   etat.BArbre().B_Arbre(false, f.nom, f.longueur_cle, "P", arbre, "", true);
 }
 
-void Lit(EtatModule& etat, int16_t fichier, int32_t e, Enregistrement& champs) {
+void Lit(Session& etat, int16_t fichier, int32_t e, Enregistrement& champs) {
   std::string texte;
   etat.Donnee().LireFichier(fichier, e, texte);
   champs.Decoupe(texte);
 }
 
-void Ecrit(EtatModule& etat, int16_t fichier, int32_t e, const Enregistrement& champs) {
+void Ecrit(Session& etat, int16_t fichier, int32_t e, const Enregistrement& champs) {
   etat.Donnee().EcrireFichier(fichier, e, champs.Joint());
 }
 
@@ -65,7 +65,7 @@ std::shared_ptr<IAsS> AsS::InstanceAsS() { return shared_from_this(); }
 void AsS::ModifEntParam(int32_t) {}
 
 void AsS::OuvS() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.proprietaire = this;
   OuvreFichier(etat, kFic, etat.fic_fichier, this);
   etat.fic.Efface();

@@ -6,8 +6,8 @@
 #include <random>
 #include <thread>
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "srv/erreur_service.h"
 #include "srv/standard/fabrique_standard.h"
 #include "srv/text/utf8.h"
@@ -55,7 +55,7 @@ class AsSTest : public ::testing::Test {
 TEST_F(AsSTest, WritesAndReadsEveryFileAtItsPositions) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, "AB");
   etat.fic.Affecte(kDfe, "O");
   etat.fic.Affecte(kLongEnr, "120");
@@ -83,7 +83,7 @@ TEST_F(AsSTest, WritesAndReadsEveryFileAtItsPositions) {
 TEST_F(AsSTest, JoinedRecordsAreCompletedToTheirLength) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   EXPECT_EQ(etat.fic.Joint().size(), 18u);
   EXPECT_EQ(etat.lfic.Joint().size(), 135u);
   EXPECT_EQ(etat.dom.Joint().size(), 68u);
@@ -106,7 +106,7 @@ TEST_F(AsSTest, JoinedRecordsAreCompletedToTheirLength) {
 TEST_F(AsSTest, LfictLinesAreReachedOnlyThroughTheChaining) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string liste;
   int32_t nombre = 0;
   etat.Donnee().ListeOuverts("B", liste, nombre);
@@ -160,7 +160,7 @@ struct FichierVu {
   int16_t longueur;
 };
 
-std::vector<FichierVu> Fichiers(EtatModule& etat) {
+std::vector<FichierVu> Fichiers(Session& etat) {
   return {{"Fic", etat.fic_fichier, &etat.fic, kFic.longueur_enr},
           {"Lfic", etat.lfic_fichier, &etat.lfic, kLfic.longueur_enr},
           {"Dom", etat.dom_fichier, &etat.dom, kDom.longueur_enr},
@@ -174,7 +174,7 @@ std::vector<FichierVu> Fichiers(EtatModule& etat) {
 TEST_F(AsSTest, AnswersItsRecordMethodsByName) {
   auto ass = AsS::Cree();
   ass->OuvS();
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::vector<FichierVu> fichiers = Fichiers(etat);
   for (size_t i = 0; i < fichiers.size(); ++i) {
     const std::string lettre(static_cast<size_t>(fichiers[i].longueur), char('A' + i));
@@ -297,12 +297,12 @@ TEST(EnregistrementTest, CutsShortRecordsIntoPaddedFields) {
   EXPECT_EQ(dom.Position(kFdd), 61);
 }
 
-TEST(VerifieTest, OverflowsAndBoundsEndTheCommand) {
+TEST(ArithmetiqueTest, OverflowsAndBoundsEndTheCommand) {
   EXPECT_EQ(Somme<int16_t>(32000, 767), 32767);
   EXPECT_THROW(Somme<int16_t>(32000, 768), ErreurService);
   EXPECT_THROW(Produit<int32_t>(65536, 65536), ErreurService);
   EXPECT_THROW(Convertit<int16_t>(40000), ErreurService);
-  TableVerifiee<int> table(10);
+  TableBornee<int> table(10);
   table[9] = 1;
   EXPECT_THROW(table[10], ErreurService);
   EXPECT_THROW(table[-1], ErreurService);

@@ -1,7 +1,7 @@
 #include "core/cycle_saisie.h"
 
+#include "core/arithmetique.h"
 #include "core/lot.h"
-#include "core/verifie.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -69,8 +69,8 @@ bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touc
       i = static_cast<size_t>(c.retour);
       continue;
     }
-    if (c.verifie) {
-      std::optional<std::string> refus = c.verifie(*c.valeur);
+    if (c.controle) {
+      std::optional<std::string> refus = c.controle(*c.valeur);
       if (refus) {
         if (!refus->empty()) etat_.Saisie().MessChamp(c.cle, kLigne, *refus, 0);
         continue;
@@ -86,7 +86,7 @@ bool CycleSaisie::SaisitEcran(const EtapesEcran& e, std::span<const ChampCycle> 
   for (;;) {
     if (e.depart) e.depart();
     if (!SaisitCle(*e.cle, touche)) return false;
-    if (e.verifie_cle && !e.verifie_cle()) continue;
+    if (e.controle_cle && !e.controle_cle()) continue;
     std::string lettre;
     if (AfficheMode(e.cherche(), touche, e.lettre != nullptr ? *e.lettre : lettre)) {
       if (!ConfirmeSuppression()) continue;
@@ -113,7 +113,7 @@ int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<
 }
 
 bool Confirmation(std::string_view ligne) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int16_t confirme = 0, touche = 0, confirmation = 0;
   etat.Ecran().ValeurConfirmation(confirme);
   etat.Saisie().Confirme(confirme, touche, ligne);
@@ -140,7 +140,7 @@ int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
 
 void ParcourtCles(const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   for (etat.BArbre().PremCle(f.arbre, f.fichier, trouve, cle); trouve;

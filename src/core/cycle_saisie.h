@@ -40,7 +40,7 @@ struct ChampCycle {
   int retour = -1;                // the field the back key returns to (index; -1: key field)
   // Checks the value entered: nullopt accepts it; "" enters the field again without a message;
   // any other text is shown on line "B" for the field, which is entered again. Empty: accepted.
-  std::function<std::optional<std::string>(const std::string&)> verifie;
+  std::function<std::optional<std::string>(const std::string&)> controle;
   std::string_view options = "[]";  // Sai's option list
 };
 
@@ -56,7 +56,7 @@ struct EtapesEcran {
   std::string* cle = nullptr;          // the key field's text
   std::string* lettre = nullptr;       // receives the mode letter of each lookup
   std::function<void()> depart;        // before each key entry: sets its starting text (or none)
-  std::function<bool()> verifie_cle;   // after the key entry: false enters it again (or none)
+  std::function<bool()> controle_cle;  // after the key entry: false enters it again (or none)
   std::function<bool()> cherche;       // the lookup: true when a record was found
   std::function<bool()> avant_champs;  // before the other fields: false back to the key (or none)
   std::function<void()> supprime;      // deletes the record found
@@ -107,7 +107,7 @@ class CycleSaisie {
   int16_t ToucheSuppression() const { return suppression_; }
 
  private:
-  EtatModule& etat_;
+  Session& etat_;
   EcranCycle ecran_;
   int16_t retour_ = 0;
   int16_t debut_ = 0;

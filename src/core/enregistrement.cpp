@@ -1,6 +1,6 @@
 #include "core/enregistrement.h"
 
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {

@@ -1,5 +1,6 @@
 #include "core/etat_module.h"
 
+#include <memory>
 #include <mutex>
 
 #include "platform/platform.h"
@@ -26,9 +27,25 @@ platform::ParThread<CreateurServices>& CreateurThread() {
   return createur;
 }
 
-platform::ParThread<EtatModule>& EtatThread() {
-  static platform::ParThread<EtatModule> etat;
+platform::ParThread<Session>& EtatThread() {
+  static platform::ParThread<Session> etat;
   return etat;
+}
+
+// The generator state outlives the session: held apart, shared with the thread's session.
+platform::ParThread<std::shared_ptr<EtatGenCode>>& GenThread() {
+  static platform::ParThread<std::shared_ptr<EtatGenCode>> gen;
+  return gen;
+}
+
+std::shared_ptr<EtatGenCode> GenPartage() {
+  std::shared_ptr<EtatGenCode>* gen = GenThread().Pointeur();
+  if (gen == nullptr) {
+    GenThread().Remplace(
+        std::make_unique<std::shared_ptr<EtatGenCode>>(std::make_shared<EtatGenCode>()));
+    gen = GenThread().Pointeur();
+  }
+  return *gen;
 }
 
 }  // namespace
@@ -43,73 +60,17 @@ void InstalleServicesThread(CreateurServices createur) {
                                      : nullptr);
 }
 
-EtatModule::EtatModule() = default;
-
-// Services go before the factory that made them.
-EtatModule::~EtatModule() {
-  parties_.clear();
-  journal_.reset();
-  message_.reset();
-  choix_.reset();
-  ecran_.reset();
-  saisie_.reset();
-  anomalie_.reset();
-  edition_.reset();
-  liste_.reset();
-  texte_.reset();
-  chainage_.reset();
-  barbre_.reset();
-  donnee_.reset();
+CreateurServices CreateurDuThread() {
+  CreateurServices* propre = CreateurThread().Pointeur();
+  if (propre != nullptr && *propre) return *propre;
+  std::lock_guard<std::mutex> garde(VerrouCreateur());
+  return CreateurGlobal();
 }
 
-FabriqueServices& EtatModule::Fabrique() {
-  if (fabrique_ == nullptr) {
-    CreateurServices* propre = CreateurThread().Pointeur();
-    CreateurServices createur = propre != nullptr ? *propre : CreateurServices();
-    if (!createur) {
-      std::lock_guard<std::mutex> garde(VerrouCreateur());
-      createur = CreateurGlobal();
-    }
-    if (!createur) {
-      throw ErreurService("Services", "", "aucune bibliothèque de services n'est installée");
-    }
-    fabrique_ = createur();
-    if (fabrique_ == nullptr) {
-      throw ErreurService("Services", "", "la bibliothèque de services n'a pas été créée");
-    }
-  }
-  return *fabrique_;
-}
-
-template <typename S>
-S& EtatModule::Service(std::unique_ptr<S>& service,
-                       std::unique_ptr<S> (FabriqueServices::*creer)()) {
-  if (service == nullptr) {
-    service = (Fabrique().*creer)();
-    if (service == nullptr) {
-      throw ErreurService("Services", "", "un service n'a pas pu être créé");
-    }
-  }
-  return *service;
-}
-
-SrvDonnee& EtatModule::Donnee() { return Service(donnee_, &FabriqueServices::CreeDonnee); }
-SrvBArbre& EtatModule::BArbre() { return Service(barbre_, &FabriqueServices::CreeBArbre); }
-SrvChainage& EtatModule::Chainage() { return Service(chainage_, &FabriqueServices::CreeChainage); }
-SrvTexte& EtatModule::Texte() { return Service(texte_, &FabriqueServices::CreeTexte); }
-SrvListe& EtatModule::Liste() { return Service(liste_, &FabriqueServices::CreeListe); }
-SrvEdition& EtatModule::Edition() { return Service(edition_, &FabriqueServices::CreeEdition); }
-SrvAnomalie& EtatModule::Anomalie() { return Service(anomalie_, &FabriqueServices::CreeAnomalie); }
-SrvSaisie& EtatModule::Saisie() { return Service(saisie_, &FabriqueServices::CreeSaisie); }
-SrvEcran& EtatModule::Ecran() { return Service(ecran_, &FabriqueServices::CreeEcran); }
-SrvChoix& EtatModule::Choix() { return Service(choix_, &FabriqueServices::CreeChoix); }
-SrvMessage& EtatModule::Message() { return Service(message_, &FabriqueServices::CreeMessage); }
-SrvJournal& EtatModule::Journal() { return Service(journal_, &FabriqueServices::CreeJournal); }
-
-EtatModule& Etat() {
-  EtatModule* etat = EtatThread().Pointeur();
+Session& Etat() {
+  Session* etat = EtatThread().Pointeur();
   if (etat == nullptr) {
-    EtatThread().Remplace(std::make_unique<EtatModule>());
+    EtatThread().Remplace(std::make_unique<Session>(GenPartage()));
     etat = EtatThread().Pointeur();
   }
   return *etat;
@@ -118,14 +79,17 @@ EtatModule& Etat() {
 void OublieEtat() { EtatThread().Remplace(nullptr); }
 
 void OublieEtatDe(const Proprietaire* proprietaire) {
-  const EtatModule* etat = EtatThread().Pointeur();
+  const Session* etat = EtatThread().Pointeur();
   if (etat != nullptr && etat->proprietaire == proprietaire) OublieEtat();
 }
 
-bool EditionAnnulee() {
-  int16_t annule = 0;
-  Etat().Ecran().Annule(annule);
-  return annule != 0;
+EtatGenCode& EtatGen() { return *GenPartage(); }
+
+void OublieEtatGen() {
+  GenThread().Remplace(nullptr);
+  if (Session* etat = EtatThread().Pointeur()) etat->RemplaceGen(GenPartage());
 }
+
+bool EditionAnnuleeDuThread() { return EditionAnnulee(Etat()); }
 
 }  // namespace vesk

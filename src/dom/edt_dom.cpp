@@ -17,7 +17,7 @@ void Colonne(SrvEdition& edition, std::string_view cle, std::string_view texte) 
 
 // Prints each line of the definition file nom in the NOMDOM column, one printed line each, and
 // closes the file. False when the user cancelled the listing.
-bool ImprimeDefinition(EtatModule& etat, const std::string& nom) {
+bool ImprimeDefinition(Session& etat, const std::string& nom) {
   int16_t handle = 0;
   etat.Donnee().OuvLect(nom, handle);
   bool annule = false;
@@ -28,7 +28,7 @@ bool ImprimeDefinition(EtatModule& etat, const std::string& nom) {
       etat.Donnee().LireLigne(handle, ligne);
       Colonne(etat.Edition(), "NOMDOM", ligne);
       etat.Edition().FinLigne();
-      annule = EditionAnnulee();
+      annule = EditionAnnulee(Etat());
       if (annule) break;
     }
   } catch (...) {
@@ -44,14 +44,14 @@ bool ImprimeDefinition(EtatModule& etat, const std::string& nom) {
 
 // Prints the current domain: its line, a blank line, its definition (or "Inconnu"), two blank
 // lines. False when the user cancelled the listing.
-bool ImprimeDomaine(EtatModule& etat) {
+bool ImprimeDomaine(Session& etat) {
   SrvEdition& edition = etat.Edition();
   const std::string fichier = std::string(text::TrimRight(etat.dom[kFdd])) + ".DOM";
   Colonne(edition, "CODOM", etat.dom[kCoDom]);
   Colonne(edition, "NOMDOM", etat.dom[kNomDom]);
   Colonne(edition, "FDD", fichier);
   edition.FinLigne();
-  if (EditionAnnulee()) return false;
+  if (EditionAnnulee(Etat())) return false;
   edition.Saute(1);
   bool existe = false;
   etat.Donnee().Existe(fichier, existe);
@@ -60,7 +60,7 @@ bool ImprimeDomaine(EtatModule& etat) {
   } else {
     Colonne(edition, "FDD", "Inconnu");
     edition.FinLigne();
-    if (EditionAnnulee()) return false;
+    if (EditionAnnulee(Etat())) return false;
   }
   edition.Saute(2);
   return true;
@@ -68,14 +68,14 @@ bool ImprimeDomaine(EtatModule& etat) {
 
 // Opens the listing and prints every domain from the first key, already current, until the
 // user cancels.
-void ImprimeDomaines(EtatModule& etat) {
+void ImprimeDomaines(Session& etat) {
   SrvEdition& edition = etat.Edition();
   std::string application;
   etat.Ecran().NomApplication(application);
   edition.OuvEdt(kTitreEdition, application.empty() ? "" : "Application " + application, "", "", "",
                  0, 0, true, true);
   edition.DefEdt(kDescripteurEdition);
-  if (EditionAnnulee()) return;  // cancelled before the first domain: Termine only
+  if (EditionAnnulee(Etat())) return;  // cancelled before the first domain: Termine only
   bool trouve = true;
   std::string cle;
   while (trouve && ImprimeDomaine(etat)) {
@@ -87,7 +87,7 @@ void ImprimeDomaines(EtatModule& etat) {
 }  // namespace
 
 void EdtDom() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   etat.BArbre().PremCle(etat.dom_arbre, etat.dom_fichier, trouve, cle);

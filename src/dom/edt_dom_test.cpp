@@ -1,7 +1,7 @@
 // The domain listing, read back as text.
 #include <gtest/gtest.h>
 
-#include "dom/test_dom.h"
+#include "dom/testing/domaines.h"
 #include "srv/erreur_service.h"
 
 namespace vesk::dom {
@@ -13,7 +13,7 @@ class EdtDomTest : public DomTest {
  protected:
   // Writes a domain directly, as the entry screen would.
   void Domaine(const std::string& code, const std::string& nom, const std::string& fdd) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     etat.dom.Affecte(kCoDom, code);
     etat.dom.Affecte(kNomDom, nom);
     etat.dom.Affecte(kFdd, fdd);

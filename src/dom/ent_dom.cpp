@@ -15,7 +15,7 @@ constexpr EcranCycle kEcran{kTitreSaisie, kDescripteurSaisie, "CODOM", kAideSupp
 // The definition file is required (asked again without a message when blank) and must be a
 // plain name of the data folder: letters and digits only, so that the listing, which opens
 // FDD.DOM, never reaches a file elsewhere.
-std::optional<std::string> VerifieFdd(const std::string& valeur) {
+std::optional<std::string> ControleFdd(const std::string& valeur) {
   std::string_view nom = text::TrimRight(valeur);
   if (nom.empty()) return std::string();
   if (!LettresEtChiffres(nom)) {
@@ -34,7 +34,7 @@ struct Saisie {
 
 // What survives from one screen to the next, and the screen itself.
 struct EcranDom {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle dom{etat.dom_fichier, etat.dom_arbre};
   int32_t dernier = 0;  // the record written last by this screen, 0 when none
@@ -86,7 +86,7 @@ void Ecrit(EcranDom& d) {
 
 // One screen from its code field, which starts from the mode letter of the last lookup.
 bool SaisitEcran(EcranDom& d, std::string& code_initial, int16_t& touche) {
-  const ChampCycle champs[] = {{"NOMDOM", &d.s.nom, -1, {}}, {"FDD", &d.s.fdd, 0, VerifieFdd}};
+  const ChampCycle champs[] = {{"NOMDOM", &d.s.nom, -1, {}}, {"FDD", &d.s.fdd, 0, ControleFdd}};
   EtapesEcran etapes;
   etapes.cle = &d.s.code;
   etapes.lettre = &code_initial;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/commandes_composant.h"
-#include "dom/test_dom.h"
+#include "dom/testing/domaines.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
 #include "srv/text/utf8.h"
@@ -205,8 +205,8 @@ TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
     options.config.synchro = Synchro::kFull;
     options.env = &panne;
     auto s = session;
-    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieImpl>(s); };
-    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranImpl>(s, "P"); };
+    options.interface.saisie = [s] { return std::make_unique<script::SrvSaisieScript>(s); };
+    options.interface.ecran = [s] { return std::make_unique<script::SrvEcranScript>(s, "P"); };
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
     ass->OuvS();
@@ -226,7 +226,7 @@ TEST(EntDomPanne, APowerLossAtAnyWriteOfAModificationKeepsTheDomain) {
     OublieEtat();
     panne.Reboot();
     auto ass = ouvre("");
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.dom_arbre, "TVA", etat.dom_fichier, trouve);
     ASSERT_TRUE(trouve) << "domaine perdu, courant coupé à l'écriture " << n;

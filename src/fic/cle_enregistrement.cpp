@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {

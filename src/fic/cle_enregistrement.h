@@ -24,7 +24,7 @@ struct TrancheCle {
   int32_t longueur = 0;
 };
 
-// The slices of a valid key list (VerifieListeCle's parts) over the fields champs.
+// The slices of a valid key list (ControleListeCle's parts) over the fields champs.
 std::vector<TrancheCle> TranchesCle(const ResultatCle& cle, const TableChamps& champs);
 
 // The key of a record text (UTF-8, positions in characters): the slices joined; a slice past

@@ -1,7 +1,7 @@
 #include "fic/controles.h"
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "srv/srv_barbre.h"
 
 namespace vesk::fic {
@@ -42,8 +42,8 @@ int32_t Borne(std::string_view texte) {
 }
 
 // Checks one element's bounds against its field; nullopt when they hold.
-std::optional<std::string> VerifiePartie(const std::string parties[3], const TableChamps& champs,
-                                         PartieCle& partie) {
+std::optional<std::string> ControlePartie(const std::string parties[3], const TableChamps& champs,
+                                          PartieCle& partie) {
   const std::string& variable = parties[0];
   partie.ligne = variable.empty() ? 0 : champs.ChercheVariable(variable);
   if (partie.ligne == 0) return variable + " Inconnue";
@@ -61,8 +61,8 @@ std::optional<std::string> VerifiePartie(const std::string parties[3], const Tab
 
 }  // namespace
 
-ResultatCle VerifieListeCle(std::string_view texte, const TableChamps& champs) {
-  EtatModule& etat = Etat();
+ResultatCle ControleListeCle(std::string_view texte, const TableChamps& champs) {
+  Session& etat = Etat();
   int16_t position = 0;
   etat.Liste().VerifieSyntaxe(texte, position);
   if (position != 0) return Refus("Erreur de Syntaxe " + std::to_string(position) + "eme Car");
@@ -75,7 +75,7 @@ ResultatCle VerifieListeCle(std::string_view texte, const TableChamps& champs) {
     std::string parties[3];
     if (!TroisParties(element, parties)) return Refus("Faux Avant " + liste);
     PartieCle partie;
-    if (auto refus = VerifiePartie(parties, champs, partie)) return Refus(*refus);
+    if (auto refus = ControlePartie(parties, champs, partie)) return Refus(*refus);
     r.longueur = Somme<int16_t>(r.longueur, static_cast<int16_t>(partie.fin - partie.debut + 1));
     r.parties.push_back(partie);
   }

@@ -40,7 +40,7 @@ struct ResultatCle {
 // field, Pf not before Pd ("CLNOM-4 Erreur"). The key length adds up Pf - Pd + 1 in checked
 // 16-bit arithmetic (an overflow is an error that ends the command); a length over the longest
 // key a B-tree holds is refused with a message naming the limit.
-ResultatCle VerifieListeCle(std::string_view liste, const TableChamps& champs);
+ResultatCle ControleListeCle(std::string_view liste, const TableChamps& champs);
 
 // The default key list of a new table: "[" + variable + ",_,_]" for every A and D field in
 // field order ("[]" when there is none).

@@ -1,7 +1,7 @@
 // The key-list check and the chaining positions, with the messages the screens show.
 #include "fic/controles.h"
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {
@@ -21,15 +21,15 @@ class ControlesTest : public DossierEssai {
                                       "t")
                                   .fichiers.at("F"));
   }
-  std::string Message(std::string_view liste) { return VerifieListeCle(liste, champs_).message; }
+  std::string Message(std::string_view liste) { return ControleListeCle(liste, champs_).message; }
   TableChamps champs_;
 };
 
 TEST_F(ControlesTest, KeyListsGiveTheirLengthOrTheScreensMessage) {
-  ResultatCle r = VerifieListeCle("[[NOM,_,_]]", champs_);
+  ResultatCle r = ControleListeCle("[[NOM,_,_]]", champs_);
   EXPECT_TRUE(r.valide);
   EXPECT_EQ(r.longueur, 30);
-  r = VerifieListeCle("[[NOM,1,10],[DAT,_,_]]", champs_);
+  r = ControleListeCle("[[NOM,1,10],[DAT,_,_]]", champs_);
   EXPECT_TRUE(r.valide);
   EXPECT_EQ(r.longueur, 13);
   ASSERT_EQ(r.parties.size(), 2u);
@@ -44,13 +44,13 @@ TEST_F(ControlesTest, KeyListsGiveTheirLengthOrTheScreensMessage) {
   EXPECT_EQ(Message("[NOM,[DAT,_,_]]"), "Faux Avant [[DAT,_,_]]");
   EXPECT_EQ(Message("[[NOM,_,_]"), "Erreur de Syntaxe 11eme Car");
   EXPECT_EQ(Message("[[NOM,_,_]]x"), "Erreur de Syntaxe 12eme Car");
-  r = VerifieListeCle("[]", champs_);
+  r = ControleListeCle("[]", champs_);
   EXPECT_FALSE(r.valide);
   EXPECT_EQ(r.message, "");
   EXPECT_EQ(Message("[[LONG,1,1025]]"),
             "Clé de 1025 caractères : un B-arbre en tient 1024 au plus");
   // A length past 16 bits ends the command.
-  EXPECT_THROW(VerifieListeCle("[[LONG,_,_],[LONG2,_,_]]", champs_), ErreurService);
+  EXPECT_THROW(ControleListeCle("[[LONG,_,_],[LONG2,_,_]]", champs_), ErreurService);
 }
 
 TEST_F(ControlesTest, DefaultKeyListTakesTheAlphaAndDateFields) {

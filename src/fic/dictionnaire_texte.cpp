@@ -4,11 +4,12 @@ namespace vesk::fic {
 
 std::string ExporteDictionnaire() { return EcritToml(LitDictionnaire()); }
 
-BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai) {
+BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
+                                SuiviProgression* suivi) {
   const ModeleDictionnaire m = LitToml(texte, nom);
-  const std::vector<std::string> fautes = VerifieModele(m, nom);
+  const std::vector<std::string> fautes = ControleModele(m, nom);
   if (!fautes.empty()) RefuseTexte(nom, fautes);
-  if (!essai) RemplaceDictionnaire(m);
+  if (!essai) RemplaceDictionnaire(m, suivi);
   BilanImport bilan;
   bilan.domaines = m.domaines.size();
   bilan.fichiers = m.fichiers.size();

@@ -11,6 +11,7 @@
 
 #include "fic/modele_dictionnaire.h"
 #include "fic/table_champs.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk::fic {
 
@@ -25,7 +26,9 @@ std::string ExporteDictionnaire();
 struct BilanImport {
   size_t domaines = 0, fichiers = 0, rubriques = 0, barbres = 0, chainages = 0;
 };
-BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai);
+// suivi (may be null) is told how many domains, files, tables and chainings are written.
+BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
+                                SuiviProgression* suivi = nullptr);
 
 // --- The steps, for the tests and the tools that need one of them ---
 
@@ -36,13 +39,13 @@ ModeleDictionnaire LitDictionnaire();
 std::string EcritToml(const ModeleDictionnaire& modele);
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
 // Every fault of the model, each as "nom:line : reason"; empty when it can be written.
-std::vector<std::string> VerifieModele(const ModeleDictionnaire& modele, std::string_view nom);
+std::vector<std::string> ControleModele(const ModeleDictionnaire& modele, std::string_view nom);
 // Ends the import: an ErreurService naming nom that lists the faults.
 [[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
 // The field table of a checked file, the defaults of the field rules applied.
 TableChamps ConstruitChamps(const FichierTexte& fichier);
 // Replaces the dictionary's records and definition files by the checked model.
-void RemplaceDictionnaire(const ModeleDictionnaire& modele);
+void RemplaceDictionnaire(const ModeleDictionnaire& modele, SuiviProgression* suivi = nullptr);
 
 }  // namespace vesk::fic
 

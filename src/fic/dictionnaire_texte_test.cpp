@@ -2,8 +2,8 @@
 // dictionary as it was, and the definition files.
 #include "fic/dictionnaire_texte.h"
 
-#include "fic/essai_fic.h"
 #include "fic/rubrique.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {

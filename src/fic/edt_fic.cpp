@@ -49,7 +49,7 @@ void ConstructionCle(const std::string& liste) {
 }
 
 void BArbres(const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::vector<std::vector<std::string>> tables;
   ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
     if (Champ(etat.ba, kNomD) != nom) return;
@@ -66,7 +66,7 @@ void BArbres(const std::string& nom) {
 }
 
 void Chainages(const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::vector<std::vector<std::string>> chainages;
   ParcourtCles({etat.chain_fichier, etat.chain_arbre}, [&](const std::string&, int32_t) {
     if (Champ(etat.chain, kChainL) != nom && Champ(etat.chain, kChainE) != nom) return;
@@ -124,7 +124,7 @@ bool Rubrique(const TableChamps& t, int32_t i, int32_t debut) {
   Colonne("NRUB", text::Left(t.Texte(i, kColExemple), 40));
   Colonne("FORMAT", format);
   edition.FinLigne();
-  return !EditionAnnulee();
+  return !EditionAnnulee(Etat());
 }
 
 void Rubriques(const std::string& nom) {
@@ -139,7 +139,7 @@ void Rubriques(const std::string& nom) {
 }
 
 void Imprime(const std::string& nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   Ligne("Longueur : " + Nombre(etat.fic[kLongEnr]) + " - No Canal : " + nom + "D%", "PD");
   Ligne(etat.fic[kDfe] == "O" ? "Dépendance Par Entreprise" : "Indépendant des Entreprises", "GS");
   BArbres(nom);
@@ -150,7 +150,7 @@ void Imprime(const std::string& nom) {
 }  // namespace
 
 void EdtFic(std::string_view nom_fichier, bool seul) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::string nom(text::TrimRight(nom_fichier));
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;

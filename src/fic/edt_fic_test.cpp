@@ -1,9 +1,9 @@
 // The specification listing of one file, read back from its text output: the demo's files
 // against reference texts, then the cases a dictionary can hold (no table, long keys, blank
 // domains, long variables, unknown types and files).
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {

@@ -30,7 +30,7 @@ struct Liens {
   std::vector<Element> chain;  // [CHAINL, CHAINE] in line-file order
 
   static Liens Lit() {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     Liens l;
     ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
       l.ba.push_back({Champ(etat.ba, kNomD), Champ(etat.ba, kNatT), Champ(etat.ba, kNomT)});
@@ -84,21 +84,21 @@ bool ImprimeFichier(const Fichier& f, const Liens& liens) {
       Colonne("CHF", chainages[i][2]);
     }
     edition.FinLigne();
-    if (EditionAnnulee()) return false;
+    if (EditionAnnulee(Etat())) return false;
   }
   edition.FinLigne();  // the file's only line when it has neither table nor chaining
-  if (EditionAnnulee()) return false;
+  if (EditionAnnulee(Etat())) return false;
   edition.Saute(1);
   return true;
 }
 
 // Opens the listing and prints every file; their names are appended to liste.
 void ImprimeListe(std::string& liste) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   SrvEdition& edition = etat.Edition();
   edition.OuvEdt(kTitreLFic, "", "", "", "", 0, 0, true, true);
   edition.DefEdt(kDescripteurLFic);
-  if (EditionAnnulee()) return;
+  if (EditionAnnulee(Etat())) return;
   const Liens liens = Liens::Lit();
   std::vector<Fichier> fichiers;
   ParcourtCles({etat.fic_fichier, etat.fic_arbre}, [&](const std::string&, int32_t) {
@@ -124,7 +124,7 @@ void Abandonne() {
 }  // namespace
 
 bool EdtLFic(bool termine, std::string& liste) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   etat.BArbre().PremCle(etat.fic_arbre, etat.fic_fichier, trouve, cle);
@@ -142,13 +142,13 @@ bool EdtLFic(bool termine, std::string& liste) {
 }
 
 void FicApp() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string liste = "[]";
   bool ouverte = false;
   try {
     ouverte = EdtLFic(false, liste);
     std::string nom;
-    while (liste != "[]" && !EditionAnnulee()) {
+    while (liste != "[]" && !EditionAnnulee(Etat())) {
       etat.Liste().Extrait(liste, nom);
       bool trouve = false;
       etat.fic.Affecte(kNomFic, nom);
@@ -157,7 +157,7 @@ void FicApp() {
         throw ErreurService("FicApp", nom, "fichier supprimé du dictionnaire pendant l'édition");
       }
       EdtFic(nom, false);
-      if (liste != "[]" && !EditionAnnulee()) etat.Edition().SautPage();
+      if (liste != "[]" && !EditionAnnulee(Etat())) etat.Edition().SautPage();
     }
     etat.Edition().Termine(0);
   } catch (...) {

@@ -1,8 +1,8 @@
 // The listing of the specified files and the application's listing, read back as text: the
 // demo against reference texts, the side-by-side tables and chainings, an empty dictionary,
 // and cancellation.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {

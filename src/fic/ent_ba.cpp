@@ -12,8 +12,6 @@
 
 namespace vesk::fic {
 
-TableChamps& TableModule() { return Etat().Partie<TableChamps>(); }
-
 namespace {
 
 constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
@@ -28,10 +26,11 @@ struct Saisie {
 };
 
 struct EcranBa {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
+  TableChamps champs;  // the fields of the file NOMD names, which the key list is built of
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -44,7 +43,7 @@ void NouvelEcran(EcranBa& d) {
 }
 
 // The table name names a B-tree file and a variable of the generated programs.
-std::optional<std::string> VerifieNomT(const std::string& nom) {
+std::optional<std::string> ControleNomT(const std::string& nom) {
   if (LettresEtChiffres(text::TrimRight(nom))) return std::nullopt;
   return "Nom de table « " + std::string(text::TrimRight(nom)) +
          " » refusé : lettres (sans accent) et chiffres seulement";
@@ -63,15 +62,15 @@ void Cherche(EcranBa& d) {
   AfficheTrouve(ba, champs);
 }
 
-// NOMD must be a specified file; its fields become the module's field table.
-std::optional<std::string> VerifieNomD(const std::string& nom) {
-  if (text::TrimRight(nom).empty() || !TableModule().ChargeFichier(text::TrimRight(nom))) {
+// NOMD must be a specified file; its fields become the screen's field table.
+std::optional<std::string> ControleNomD(EcranBa& d, const std::string& nom) {
+  if (text::TrimRight(nom).empty() || !d.champs.ChargeFichier(text::TrimRight(nom))) {
     return std::string();
   }
   return std::nullopt;
 }
 
-std::optional<std::string> VerifieNatT(EcranBa& d) {
+std::optional<std::string> ControleNatT(EcranBa& d) {
   SrvListe& liste = d.etat.Liste();
   std::string natures(kNatures), nature;
   for (int16_t position = 1; natures != "[]"; ++position) {
@@ -80,13 +79,13 @@ std::optional<std::string> VerifieNatT(EcranBa& d) {
     std::string libelle;
     liste.Element(kLibellesNatures, position, libelle);
     d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
-    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(TableModule());
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.champs);
     return std::nullopt;
   }
   return std::string();
 }
 
-std::optional<std::string> VerifieLCle(EcranBa& d) {
+std::optional<std::string> ControleLCle(EcranBa& d) {
   // The record holds 100 characters of the list: a longer one (a default list of many fields)
   // would be cut, and its key would no longer be the one checked.
   const size_t largeur = static_cast<size_t>(d.etat.ba.Def(kLCle).largeur);
@@ -94,7 +93,7 @@ std::optional<std::string> VerifieLCle(EcranBa& d) {
     return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
            " caractères : " + std::to_string(largeur) + " au plus";
   }
-  const ResultatCle r = VerifieListeCle(d.s.lcle, TableModule());
+  const ResultatCle r = ControleListeCle(d.s.lcle, d.champs);
   if (!r.valide) return r.message;
   d.s.longcle = std::to_string(r.longueur);
   d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
@@ -125,14 +124,14 @@ void Ecrit(EcranBa& d) {
 // written.
 bool SaisitEcran(EcranBa& d, int16_t& touche) {
   const ChampCycle champs[] = {
-      {"NOMD", &d.s.nomd, -1, VerifieNomD},
-      {"NATT", &d.s.natt, 0, [&d](const std::string&) { return VerifieNatT(d); }},
-      {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return VerifieLCle(d); }},
+      {"NOMD", &d.s.nomd, -1, [&d](const std::string& nom) { return ControleNomD(d, nom); }},
+      {"NATT", &d.s.natt, 0, [&d](const std::string&) { return ControleNatT(d); }},
+      {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return ControleLCle(d); }},
   };
   EtapesEcran etapes;
   etapes.cle = &d.s.nomt;
-  etapes.verifie_cle = [&d] {
-    std::optional<std::string> refus = VerifieNomT(d.s.nomt);
+  etapes.controle_cle = [&d] {
+    std::optional<std::string> refus = ControleNomT(d.s.nomt);
     if (refus) d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
     return !refus;
   };

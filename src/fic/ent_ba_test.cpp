@@ -1,8 +1,8 @@
 // The B-tree table entry driven by scripts, grouped by what can go wrong; each script is also
 // the check of the order in which the screen asks for its fields.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
@@ -34,7 +34,7 @@ class EntBaTest : public DossierEssai {
   // Runs the screen on the file CLIENT with the script; gives the transcript.
   std::string Lance(const std::string& script, const std::string& fichier = "CLIENT") {
     Ouvre(script);
-    EXPECT_TRUE(TableModule().ChargeFichier(fichier));
+    EXPECT_TRUE(TableChamps().ChargeFichier(fichier));  // the file current, as EntFic leaves it
     int16_t touche = 0;
     EntBa(touche);
     EXPECT_EQ(session_->Restantes(), 0u);
@@ -43,7 +43,7 @@ class EntBaTest : public DossierEssai {
   // The Ba record of a table: its number, and its fields.
   int32_t Table(const std::string& nom, std::string* longcle = nullptr,
                 std::string* lcle = nullptr) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.ba_arbre, nom, etat.ba_fichier, trouve);
     if (!trouve) return 0;

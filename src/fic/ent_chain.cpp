@@ -25,7 +25,7 @@ struct Saisie {
 };
 
 struct EcranChain {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   CycleSaisie cycle{kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
@@ -33,7 +33,7 @@ struct EcranChain {
 
 // Looks the file up in Fic (its record becomes current); its record length, or 0 when it is
 // not specified.
-int32_t LongueurFichier(EtatModule& etat, std::string_view nom) {
+int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
@@ -72,7 +72,7 @@ std::optional<std::string> Position(const std::string& v, int32_t longueur,
   return std::string();
 }
 
-std::optional<std::string> VerifieChaine(EcranChain& d) {
+std::optional<std::string> ControleChaine(EcranChain& d) {
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
   if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
@@ -97,7 +97,7 @@ void Ecrit(EcranChain& d) {
 }
 
 // The line file named on the key field must be specified; its positions are proposed.
-bool VerifieLigne(EcranChain& d) {
+bool ControleLigne(EcranChain& d) {
   d.s.longueur_ligne = LongueurFichier(d.etat, d.s.chainl);
   if (d.s.longueur_ligne == 0) {
     d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
@@ -115,7 +115,7 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
        [&s](const std::string& v) {
          return Position(v, s.longueur_ligne, ValeurNumerique(s.pnea));
        }},
-      {"CHAINE", &s.chaine, 0, [&d](const std::string&) { return VerifieChaine(d); }},
+      {"CHAINE", &s.chaine, 0, [&d](const std::string&) { return ControleChaine(d); }},
       {"PPE", &s.ppe, -1, [&s](const std::string& v) { return Position(v, s.longueur_entete); }},
       {"PDE", &s.pde, 3,
        [&s](const std::string& v) {
@@ -128,7 +128,7 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
     Cherche(d);
     return d.s.trouve;
   };
-  etapes.avant_champs = [&d] { return VerifieLigne(d); };
+  etapes.avant_champs = [&d] { return ControleLigne(d); };
   etapes.supprime = [&d] { Supprime(d); };
   etapes.ecrit = [&d] { Ecrit(d); };
   return d.cycle.SaisitEcran(etapes, champs, touche);

@@ -1,7 +1,7 @@
 // The chaining entry driven by scripts: unknown files, positions out of their bounds, every
 // back and start key, and the current Fic record afterwards.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
@@ -38,7 +38,7 @@ class EntChainTest : public DossierEssai {
   // the screens' set-up lines.
   std::string Lance(const std::string& script, const std::string& fichier = "LIGNE") {
     Ouvre(script);
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     etat.fic.Affecte(kNomFic, fichier);
     bool trouve = false;
     etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
@@ -58,7 +58,7 @@ class EntChainTest : public DossierEssai {
   }
   // The chaining of line file nom as "CHAINE PNEA PNES PPE PDE", "" when there is none.
   std::string Chainage(const std::string& nom) {
-    EtatModule& etat = Etat();
+    Session& etat = Etat();
     bool trouve = false;
     etat.BArbre().Recherche(etat.chain_arbre, nom, etat.chain_fichier, trouve);
     if (!trouve) return "";

@@ -103,7 +103,7 @@ class EcranChamps {
   void SupprimeRestants();
   int32_t FinLigne() const;
 
-  EtatModule& etat_;
+  Session& etat_;
   TableChamps& t_;
   std::string fichier_;
   Touches k_;

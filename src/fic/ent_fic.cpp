@@ -63,7 +63,7 @@ class EcranFic {
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                          Enregistrement& e);
 
-  EtatModule& etat_ = Etat();
+  Session& etat_ = Etat();
   CycleSaisie cycle_{kEcran};
   const FichierCle fic_{etat_.fic_fichier, etat_.fic_arbre};
   int16_t echap_ = 0;
@@ -73,6 +73,7 @@ class EcranFic {
   bool trouve_ = false;
   int32_t e_ = 0;
   int16_t touche_ = 0;
+  TableChamps table_;  // the fields of the file being specified
 };
 
 void EcranFic::NouvelEcran() {
@@ -184,8 +185,8 @@ Suite EcranFic::SaisitDfe() {
     return Suite::kCycle;
   }
   if (trouve_ || touche_ != f_[1]) {
-    TableModule().Vide();
-    if (trouve_) TableModule().Charge();
+    table_.Vide();
+    if (trouve_) table_.Charge();
   }
   return Suite::kLongueur;
 }
@@ -205,7 +206,7 @@ Suite EcranFic::Abandon() {
 // The field list, then what the file must be to be written: fields, each variable once, a
 // record length the engine stores; back to the list until then.
 Suite EcranFic::ChampsEtLongueur() {
-  TableChamps& t = TableModule();
+  TableChamps& t = table_;
   int32_t depart = 1;
   bool premier = trouve_ && t.Nombre() > 0;
   std::string message;
@@ -236,7 +237,7 @@ Suite EcranFic::ChampsEtLongueur() {
 // it and it holds the fields. The start key abandons, the back key returns to the list.
 Suite EcranFic::ControleLongueur() {
   SrvSaisie& s = etat_.Saisie();
-  const int32_t reelle = TableModule().LongueurReelle();
+  const int32_t reelle = table_.LongueurReelle();
   const std::string limites = "de " + std::to_string(kLongueurEnrMin) + " à " +
                               std::to_string(kLongueurEnrMax) + " caractères";
   if (reelle > kLongueurEnrMax) {
@@ -327,7 +328,7 @@ void EcranFic::Ecrit() {
   etat_.fic.Affecte(kDfe, dfe_);
   etat_.fic.Affecte(kLongEnr, longenr_);
   InsereEnregistrement(fic_, etat_.fic[kNomFic]);
-  TableModule().Sauve();
+  table_.Sauve();
   lot.Valide();
 }
 

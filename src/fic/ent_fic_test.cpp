@@ -1,8 +1,8 @@
 // The file specification entry driven by scripts, whole cycles grouped by what they exercise:
 // creation, modification, the keys of the name, DFE and the field list, the length check,
 // deletion, and what is refused.
-#include "fic/essai_fic.h"
 #include "fic/fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "gencode/etat_gencode.h"
 
 namespace vesk::fic {

@@ -76,10 +76,6 @@ void FicApp();
 // anomaly under "EdtFic" and prints nothing.
 void EdtFic(std::string_view nom, bool seul);
 
-// The field table of the thread (the file being specified), kept between calls.
-class TableChamps;
-TableChamps& TableModule();
-
 }  // namespace vesk::fic
 
 #endif  // VESK_FIC_FIC_H_

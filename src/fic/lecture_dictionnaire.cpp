@@ -31,7 +31,7 @@ std::vector<std::string> LignesDefinition(const std::string& fdd) {
 }
 
 DomaineTexte LitDomaine() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   DomaineTexte d;
   d.nom = Champ(etat.dom, kNomDom);
   d.fichier = Champ(etat.dom, kFdd);
@@ -59,7 +59,7 @@ RubriqueTexte LitRubrique(const TableChamps& t, int32_t i) {
 }
 
 FichierTexte LitFichier() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   FichierTexte f;
   f.entreprise = etat.fic[kDfe] == "O";
   f.longueur = ValeurNumerique(Champ(etat.fic, kLongEnr));
@@ -79,7 +79,7 @@ std::vector<std::pair<std::string, int32_t>> Cles(int16_t arbre, int16_t fichier
 
 // Removes every record of the four indexed files, with the field lines of each Fic record.
 void VideDictionnaire() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   for (const auto& [cle, e] : Cles(etat.fic_arbre, etat.fic_fichier)) {
     etat.Donnee().LireEnr(etat.fic_fichier, e);
     etat.Chainage().SupprimeLignes(etat.lfic_fichier);
@@ -111,7 +111,7 @@ void Insere(Enregistrement& e, int16_t arbre, int16_t fichier) {
 }
 
 void EcritFichier(const std::string& nom, const FichierTexte& f) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const TableChamps table = ConstruitChamps(f);
   etat.fic.Efface();
   etat.fic.Affecte(kNomFic, nom);
@@ -123,8 +123,8 @@ void EcritFichier(const std::string& nom, const FichierTexte& f) {
 }
 
 void EcritBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m) {
-  EtatModule& etat = Etat();
-  const ResultatCle cle = VerifieListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
+  Session& etat = Etat();
+  const ResultatCle cle = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
   etat.ba.Efface();
   etat.ba.Affecte(kNomT, nom);
   etat.ba.Affecte(kNomD, b.fichier);
@@ -135,7 +135,7 @@ void EcritBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDicti
 }
 
 void EcritChainage(const std::string& nom, const ChainageTexte& c) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::string champs[] = {nom,      std::to_string(c.arriere), std::to_string(c.avant),
                                 c.entete, std::to_string(c.premier), std::to_string(c.dernier)};
   etat.chain.Efface();
@@ -145,26 +145,43 @@ void EcritChainage(const std::string& nom, const ChainageTexte& c) {
 
 }  // namespace
 
-void RemplaceDictionnaire(const ModeleDictionnaire& m) {
-  EtatModule& etat = Etat();
+void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) {
+  Session& etat = Etat();
+  SuiviMuet muet;
+  SuiviProgression& s = suivi != nullptr ? *suivi : muet;
+  int64_t fait = 0;
+  auto avance = [&] { s.Avance(++fait); };
   EcritDefinitions(m);
   LotDictionnaire lot;
   VideDictionnaire();
+  s.Debut("Import du dictionnaire", static_cast<int64_t>(m.domaines.size() + m.fichiers.size() +
+                                                         m.barbres.size() + m.chainages.size()));
   for (const auto& [code, d] : m.domaines) {
     etat.dom.Efface();
     etat.dom.Affecte(kCoDom, code);
     etat.dom.Affecte(kNomDom, d.nom);
     etat.dom.Affecte(kFdd, d.fichier);
     Insere(etat.dom, etat.dom_arbre, etat.dom_fichier);
+    avance();
   }
-  for (const auto& [nom, f] : m.fichiers) EcritFichier(nom, f);
-  for (const auto& [nom, b] : m.barbres) EcritBArbre(nom, b, m);
-  for (const auto& [nom, c] : m.chainages) EcritChainage(nom, c);
+  for (const auto& [nom, f] : m.fichiers) {
+    EcritFichier(nom, f);
+    avance();
+  }
+  for (const auto& [nom, b] : m.barbres) {
+    EcritBArbre(nom, b, m);
+    avance();
+  }
+  for (const auto& [nom, c] : m.chainages) {
+    EcritChainage(nom, c);
+    avance();
+  }
+  s.Fin();
   lot.Valide();
 }
 
 ModeleDictionnaire LitDictionnaire() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   ModeleDictionnaire m;
   using Cle = const std::string&;
   ParcourtCles({etat.dom_fichier, etat.dom_arbre},

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 #include "srv/erreur_service.h"
 #include "srv/srv_donnee.h"
 #include "srv/text/utf8.h"

@@ -138,7 +138,7 @@ int32_t TableChamps::Duplique(int32_t courant, std::span<const int32_t> choisies
 }
 
 std::string TableChamps::Grille() const {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::vector<int32_t> debuts = Debuts();
   std::string grille = "[]";
   for (int32_t i = 1; i <= nombre_; ++i) {
@@ -162,7 +162,7 @@ std::string TableChamps::Grille() const {
 }
 
 void TableChamps::Charge() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   nombre_ = 0;
   int32_t e = 0;
   etat.Chainage().PremLigne(etat.lfic_fichier, e);
@@ -177,7 +177,7 @@ void TableChamps::Charge() {
 }
 
 bool TableChamps::ChargeFichier(std::string_view nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
@@ -187,7 +187,7 @@ bool TableChamps::ChargeFichier(std::string_view nom) {
 }
 
 void TableChamps::Sauve() const {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   LotDictionnaire lot;
   etat.Chainage().SupprimeLignes(etat.lfic_fichier);
   for (int32_t i = 1; i <= nombre_; ++i) {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/verifie.h"
+#include "core/arithmetique.h"
 
 namespace vesk::fic {
 
@@ -99,7 +99,7 @@ class TableChamps {
   size_t Indice(int32_t i) const;
   static int IndiceLfic(int c);
 
-  TableVerifiee<Ligne> lignes_;
+  TableBornee<Ligne> lignes_;
   int16_t nombre_ = 0;
 };
 

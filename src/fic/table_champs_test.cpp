@@ -1,7 +1,7 @@
 // The field table: positions, insertion, deletion, duplication, the grid, and its Lfic lines.
 #include "fic/table_champs.h"
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "gencode/disposition.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
@@ -43,7 +43,7 @@ std::string CleFic(std::string_view nom) {
 
 // Searches the file in Fic: its record becomes current when found.
 bool ChercheFic(std::string_view nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, CleFic(SansBlancs(nom)), etat.fic_fichier, trouve);
   return trouve;
@@ -72,7 +72,7 @@ void Commentaire(std::string_view texte) { GenRem(texte, kColonneCalculee, ""); 
 template <typename F>
 void PourChaqueRubrique(bool trouve, F f) {
   if (!trouve) return;
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int32_t no = 0;
   etat.Chainage().PremLigne(etat.lfic_fichier, no);
   while (no != 0) {
@@ -84,7 +84,7 @@ void PourChaqueRubrique(bool trouve, F f) {
 // Calls f for each Ba record, in key order, whose NOMD is the current NOMFIC (as stored).
 template <typename F>
 void PourChaqueBArbre(F f) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   etat.BArbre().PremCle(etat.ba_arbre, etat.ba_fichier, trouve, cle);
@@ -119,7 +119,7 @@ int32_t LongueurEnregistrement(std::string_view fichier) {
 
 // One chaining record taken (the current Chain record).
 void EcritChainage(bool& entete_ecrit) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::string ligne = SansBlancs(etat.chain[kChainL]);
   const std::string entete = SansBlancs(etat.chain[kChainE]);
   const std::string pnea = SansBlancs(etat.chain[kPnea]);
@@ -217,7 +217,7 @@ void DeclarationOuvFich_BArbre(std::string_view nom) {
   PourChaqueRubrique(trouve,
                      [] { GenInst(Variable() + " = Space(" + Nombre(TailleInterne()) + ")"); });
   PourChaqueBArbre([&] {
-    const EtatModule& etat = Etat();
+    const Session& etat = Etat();
     const std::string b = SansBlancs(etat.ba[kNomT]);
     Commentaire("Ouverture du B-Arbre " + b + ".dab");
     GenInst("Call B_Arbre(" + c + "," + q + b + q + "," + SansBlancs(etat.ba[kLongCle]) + "," + q +
@@ -226,7 +226,7 @@ void DeclarationOuvFich_BArbre(std::string_view nom) {
 }
 
 void DeclarationChainage(std::string_view nom, bool& entete_ecrit) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::string cle = CleFic(SansBlancs(nom));
   bool trouve = false;
   std::string cle_chain;

@@ -9,8 +9,8 @@
 
 #include "core/etat_module.h"
 #include "gencode/etat_gencode.h"
-#include "gencode/soutien_test.h"
-#include "gencode/verificateur.h"
+#include "gencode/testing/generateurs.h"
+#include "gencode/testing/structure_programme.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
@@ -29,7 +29,7 @@ class DeclarationTest : public DictionnaireEssai {
   std::vector<std::string> Genere(std::string_view nom) {
     DeclarationFichier(nom);
     const std::string& texte = EtatGen().Texte();
-    EXPECT_EQ(DecritDefauts(VerifieStructure(texte)), "");
+    EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return Lignes(texte);
   }
   static bool Contient(const std::vector<std::string>& lignes, std::string_view morceau) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "core/arithmetique.h"
 #include "core/etat_module.h"
-#include "core/verifie.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "gencode/etat_gencode.h"
-#include "gencode/soutien_test.h"
 #include "gencode/tampon.h"
+#include "gencode/testing/generateurs.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "fic/cle_enregistrement.h"
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "gencode/programme_saisie.h"
 
 namespace vesk {
@@ -74,9 +74,9 @@ TEST_F(ExpressionCleTest, TheGeneratedKeyAndTheRebuildsKeyAreTheSame) {
   for (const char* liste :
        {"[[NOM,_,_]]", "[[NOM,3,7],[DAT,_,_]]", "[[MT,_,_],[VILLE,2,8]]", "[[MT,1,9],[NOM,10,10]]",
         "[[MT,5,9]]", "[[ENT,_,_],[ENT,2,_]]", "[[VILLE,_,4],[NOM,_,_],[DAT,2,3]]"}) {
-    const fic::ResultatCle verifie = fic::VerifieListeCle(liste, table);
-    ASSERT_TRUE(verifie.valide) << liste;
-    const std::vector<fic::TrancheCle> tranches = fic::TranchesCle(verifie, table);
+    const fic::ResultatCle controle = fic::ControleListeCle(liste, table);
+    ASSERT_TRUE(controle.valide) << liste;
+    const std::vector<fic::TrancheCle> tranches = fic::TranchesCle(controle, table);
     const std::string expression = ExpressionCle(p, liste);
     for (int essai = 0; essai < 20; ++essai) {
       std::string enr(table.LongueurReelle() + 5, ' ');

@@ -29,7 +29,7 @@ char Lettre(std::string_view texte) {
 std::string NomFichier(std::string_view texte) { return text::UpperAscii(text::Trim(texte)); }
 
 bool ChercheFichier(std::string_view nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string cle = NomFichier(nom);
   if (cle.empty() || text::CountChars(cle) > kLargeurNomFic) return false;
   cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
@@ -39,7 +39,7 @@ bool ChercheFichier(std::string_view nom) {
 }
 
 std::vector<ChampProgramme> LitChamps() {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::vector<ChampProgramme> champs;
   int32_t no = 0;
   for (etat.Chainage().PremLigne(etat.lfic_fichier, no); no != 0;
@@ -53,7 +53,7 @@ std::vector<ChampProgramme> LitChamps() {
 }
 
 std::vector<std::string> TablesPrimaires(std::string_view nom) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const std::string fichier = NomFichier(nom);
   std::vector<std::string> tables;
   ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
@@ -65,7 +65,7 @@ std::vector<std::string> TablesPrimaires(std::string_view nom) {
 }
 
 TouchesDialogue OuvreDialogue(std::string_view titre, std::string_view descripteur) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   TouchesDialogue t;
   etat.Ecran().ToucheRetour(t.retour);
   etat.Ecran().ToucheDebut(t.debut);
@@ -82,7 +82,7 @@ bool NomProgramme(std::string_view nom) {
 }
 
 bool SaisitFichier(std::string& nfic, std::string_view aide) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int16_t retour = 0, debut = 0, echap = 0;
   etat.Ecran().ToucheRetour(retour);
   etat.Ecran().ToucheDebut(debut);

@@ -3,9 +3,9 @@
 // screen driven by scripts.
 #include "gencode/gen_pe.h"
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "gencode/etat_gencode.h"
-#include "gencode/verificateur.h"
+#include "gencode/testing/structure_programme.h"
 #include "srv/report/descriptor.h"
 
 namespace vesk {
@@ -70,7 +70,7 @@ class GenPETest : public fic::EditionEssai {
   std::string Genere(const std::string& fichier, bool csv, const std::string& programme = "") {
     GenereEdition({fichier, programme, csv});
     const std::string texte = EtatGen().Texte();
-    EXPECT_EQ(DecritDefauts(VerifieStructure(texte)), "");
+    EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return texte;
   }
   static bool Contient(const std::string& texte, const std::string& part) {

@@ -38,7 +38,7 @@ std::string Guillemets(std::string_view texte) {
 std::string Trim(std::string_view texte) { return std::string(text::Trim(texte)); }
 // The tables of the file: the last primary one (several: an anomaly), the others in order.
 void LitTables(ProgrammeSaisie& p) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   int primaires = 0;
   ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
     if (NomFichier(etat.ba[kNomD]) != p.fichier) return;
@@ -55,7 +55,7 @@ void LitTables(ProgrammeSaisie& p) {
 
 // The primary key's fields, in the order of the key list, each once.
 void MarqueCles(ProgrammeSaisie& p) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::string reste = p.primaire.cle, element, variable;
   while (reste != "[]" && !reste.empty()) {
     etat.Liste().Extrait(reste, element);
@@ -77,7 +77,7 @@ void MarqueCles(ProgrammeSaisie& p) {
 // The label of the code field's domain, or the field's name when its domain is primitive or
 // unknown.
 std::string LibelleCode(const ProgrammeSaisie& p) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   const ChampProgramme& code = p.Code();
   if (code.domaine.empty() || text::CountChars(code.domaine) > 20) return code.nom;
   bool trouve = false;

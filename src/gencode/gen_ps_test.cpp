@@ -3,10 +3,10 @@
 // "A" fields), the texts kept as written, and the dialog driven by scripts.
 #include "gencode/gen_ps.h"
 
-#include "fic/essai_fic.h"
+#include "fic/testing/dictionnaire.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/programme_saisie.h"
-#include "gencode/verificateur.h"
+#include "gencode/testing/structure_programme.h"
 #include "srv/tui/descripteur.h"
 
 namespace vesk {
@@ -80,7 +80,7 @@ class GenPSTest : public fic::EditionEssai {
       if (trop != nullptr) *trop = true;
     });
     const std::string texte = EtatGen().Texte();
-    EXPECT_EQ(DecritDefauts(VerifieStructure(texte)), "");
+    EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     EXPECT_TRUE(EtatGen().Anomalies().empty());
     return texte;
   }

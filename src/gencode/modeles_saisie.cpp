@@ -122,7 +122,7 @@ const ChampProgramme* Champ(const ProgrammeSaisie& p, std::string_view cle) {
 
 // The elements [VAR,debut,fin] of a key list.
 std::vector<std::vector<std::string>> Elements(const std::string& liste) {
-  EtatModule& etat = Etat();
+  Session& etat = Etat();
   std::vector<std::vector<std::string>> elements;
   std::string reste = liste, element, partie;
   while (reste != "[]" && !reste.empty()) {

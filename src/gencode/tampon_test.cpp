@@ -4,7 +4,7 @@
 
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
-#include "gencode/soutien_test.h"
+#include "gencode/testing/generateurs.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 

@@ -115,6 +115,8 @@ uint64_t HorlogeNs();
 // Console: whether standard output is a terminal; switches the console to UTF-8 where that
 // needs doing (Windows), idempotent.
 bool SortieEstTerminal();
+// Whether standard error is a terminal (a progress bar is drawn there only then).
+bool ErreursEstTerminal();
 void ConsoleUtf8();
 
 // Value of an environment variable (UTF-8), empty when unset.

@@ -28,9 +28,50 @@ namespace {
 }
 [[maybe_unused]] const char* StrerrorResult(const char* text, const char*) { return text; }
 
+// The system's message in French for the errors a user meets; any other in the system's words
+// after its number, so that nothing is lost.
 std::string SystemMessage(int err) {
+  switch (err) {
+    case ENOENT:
+      return "fichier ou dossier introuvable";
+    case ENOTDIR:
+      return "une partie du chemin n'est pas un dossier";
+    case EISDIR:
+      return "c'est un dossier";
+    case EEXIST:
+      return "existe déjà";
+    case EACCES:
+    case EPERM:
+      return "permission refusée";
+    case EROFS:
+      return "système de fichiers en lecture seule";
+    case ENOSPC:
+      return "plus de place sur le disque";
+    case EDQUOT:
+      return "quota du disque dépassé";
+    case EMFILE:
+    case ENFILE:
+      return "trop de fichiers ouverts";
+    case ENAMETOOLONG:
+      return "nom trop long";
+    case ENOTEMPTY:
+      return "dossier non vide";
+    case EBUSY:
+      return "ressource occupée";
+    case EIO:
+      return "erreur d'entrée-sortie du périphérique";
+    case EXDEV:
+      return "déplacement impossible d'un système de fichiers à un autre";
+    case EFBIG:
+      return "fichier trop grand";
+    case ENOMEM:
+      return "mémoire insuffisante";
+    default:
+      break;
+  }
   char buffer[256] = {};
-  return StrerrorResult(::strerror_r(err, buffer, sizeof buffer), buffer);
+  return "erreur système " + std::to_string(err) + " (" +
+         StrerrorResult(::strerror_r(err, buffer, sizeof buffer), buffer) + ")";
 }
 
 IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
@@ -363,6 +404,8 @@ uint64_t HorlogeNs() {
 }
 
 bool SortieEstTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
+
+bool ErreursEstTerminal() { return ::isatty(STDERR_FILENO) != 0; }
 
 void ConsoleUtf8() {}
 

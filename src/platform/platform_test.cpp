@@ -366,3 +366,24 @@ TEST(PlatformMisc, ParThreadKeepsOneObjectPerThreadAndDestroysItIntact) {
 
 }  // namespace
 }  // namespace vesk::platform
+
+#ifndef _WIN32
+namespace vesk::platform {
+namespace {
+
+// The system's errors reach the user in French, with the path at fault.
+TEST(PlatformMessagesTest, SystemErrorsAreToldInFrench) {
+  std::unique_ptr<File> f;
+  IoStatus absent = OpenFile("/nonexistent-vesk/x.dat", OpenMode::kRead, &f);
+  EXPECT_EQ(absent.code, Code::kNotFound);
+  EXPECT_NE(absent.message.find("/nonexistent-vesk/x.dat : fichier ou dossier introuvable"),
+            std::string::npos)
+      << absent.message;
+  IoStatus dossier = RemoveFile("/");
+  EXPECT_FALSE(dossier.ok());
+  EXPECT_EQ(dossier.message.find("such"), std::string::npos) << dossier.message;
+}
+
+}  // namespace
+}  // namespace vesk::platform
+#endif

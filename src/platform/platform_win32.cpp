@@ -498,12 +498,20 @@ uint64_t HorlogeNs() {
   return ticks / frequency * 1000000000u + ticks % frequency * 1000000000u / frequency;
 }
 
-bool SortieEstTerminal() {
-  HANDLE out = ::GetStdHandle(STD_OUTPUT_HANDLE);
+namespace {
+
+bool EstConsole(DWORD flux) {
+  HANDLE out = ::GetStdHandle(flux);
   DWORD mode = 0;
   return out != nullptr && out != INVALID_HANDLE_VALUE && ::GetFileType(out) == FILE_TYPE_CHAR &&
          ::GetConsoleMode(out, &mode);
 }
+
+}  // namespace
+
+bool SortieEstTerminal() { return EstConsole(STD_OUTPUT_HANDLE); }
+
+bool ErreursEstTerminal() { return EstConsole(STD_ERROR_HANDLE); }
 
 void ConsoleUtf8() {
   ::SetConsoleOutputCP(CP_UTF8);

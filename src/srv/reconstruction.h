@@ -43,7 +43,8 @@ struct PlanReconstruction {
 };
 
 // What the rebuild tells as it goes, in this order for each file: kEnregistrement for each live
-// record of the chosen file (its number and its new one), kCompacte (nombre: the deleted records
+// record of the chosen file (its number and its new one; nombre: the file's records, live or
+// deleted), kCompacte (nombre: the deleted records
 // removed), kEcrit once a new file is written (deplace: its records were renumbered), kBArbre
 // before each tree is built (arbre: its index in the file's trees, nombre: its keys).
 struct EtapeReconstruction {

@@ -114,12 +114,14 @@ std::string Configuration::CheminDonnees(std::string_view nom) const {
 
 std::string_view NomSynchro(Synchro synchro) { return synchro == Synchro::kFull ? "full" : "off"; }
 
+std::string ValeurIni(std::string_view v) {
+  bool cite = v.empty() || EstBlanc(v.front()) || EstBlanc(v.back()) || v.front() == '"' ||
+              v.find(';') != std::string_view::npos;
+  return cite ? "\"" + std::string(v) + "\"" : std::string(v);
+}
+
 std::string DecritConfiguration(const Configuration& config) {
-  auto valeur = [](std::string_view v) {
-    bool cite = v.empty() || EstBlanc(v.front()) || EstBlanc(v.back()) || v.front() == '"' ||
-                v.find(';') != std::string_view::npos;
-    return cite ? "\"" + std::string(v) + "\"" : std::string(v);
-  };
+  const auto valeur = ValeurIni;
   std::string out;
   out += "dossier = " + valeur(config.dossier) + "\n";
   out += "application = " + valeur(config.application) + "\n";
@@ -135,7 +137,7 @@ std::string DecritConfiguration(const Configuration& config) {
 LecteurConfiguration::LecteurConfiguration(Configuration& config, std::string fichier)
     : config_(config), fichier_(std::move(fichier)) {}
 
-void LecteurConfiguration::VerifieTexte(std::string_view texte) const {
+void LecteurConfiguration::ControleTexte(std::string_view texte) const {
   int ligne = 1;
   size_t pos = 0;
   char32_t c = 0;
@@ -173,7 +175,7 @@ void LecteurConfiguration::ErreurLigne(int ligne, std::string_view detail) const
 }
 
 void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur) {
-  lecteur.VerifieTexte(texte);
+  lecteur.ControleTexte(texte);
   if (texte.substr(0, 3) == "\xEF\xBB\xBF") texte.remove_prefix(3);
   std::string section;
   bool apres_cle = false;  // an indented line after a key would continue its value
@@ -206,6 +208,46 @@ void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur) {
     lecteur.Applique(section, s.substr(0, egal), valeur, numero);
     apres_cle = true;
   }
+}
+
+std::string ChangeCle(std::string_view texte, std::string_view cle, std::string_view valeur) {
+  const std::string nom = text::LowerAscii(SansBlancs(cle));
+  Configuration essai;
+  const std::string refus = Affecte(essai, nom, valeur);
+  if (!refus.empty()) throw ErreurService("Changement de la configuration", nom, refus);
+  if (DebutCommentaire(" " + ValeurIni(valeur)) != std::string_view::npos) {
+    throw ErreurService("Changement de la configuration", nom,
+                        "une valeur ne peut pas tenir « ; » après un blanc : vesk.ini y verrait "
+                        "un commentaire");
+  }
+  const std::string ligne_neuve = nom + " = " + ValeurIni(valeur);
+  std::string resultat;
+  bool remplace = false;
+  while (!texte.empty()) {
+    const size_t fin = texte.find('\n');
+    std::string_view ligne =
+        texte.substr(0, fin == std::string_view::npos ? texte.size() : fin + 1);
+    texte.remove_prefix(ligne.size());
+    const std::string_view s = SansBlancs(ligne);
+    const size_t egal = s.find_first_of("=:");
+    const bool commentaire = s.empty() || s.front() == ';' || s.front() == '#' || s.front() == '[';
+    if (!remplace && !commentaire && egal != std::string_view::npos &&
+        text::LowerAscii(SansBlancs(s.substr(0, egal))) == nom) {
+      // The line's own comment stays after the new value.
+      const size_t note = DebutCommentaire(s);
+      resultat += ligne_neuve;
+      if (note != std::string_view::npos) resultat += " " + std::string(s.substr(note));
+      resultat += ligne.ends_with("\r\n") ? "\r\n" : "\n";
+      remplace = true;
+      continue;
+    }
+    resultat += ligne;
+  }
+  if (!remplace) {
+    if (!resultat.empty() && resultat.back() != '\n') resultat += '\n';
+    resultat += ligne_neuve + "\n";
+  }
+  return resultat;
 }
 
 void AppliqueOption(Configuration& config, std::string_view option, std::string_view cle,

@@ -70,7 +70,7 @@ class LecteurConfiguration {
 
   // Checks the whole text before it is parsed: no byte of code 0, valid UTF-8 (a file saved
   // in Windows-1252 is refused with the line of its first bad byte).
-  void VerifieTexte(std::string_view texte) const;
+  void ControleTexte(std::string_view texte) const;
   // Applies `cle = valeur` read at line `ligne` under `section` (empty before any heading).
   void Applique(std::string_view section, std::string_view cle, std::string_view valeur, int ligne);
   // Throws the error of a line that is not `key = value`, a section heading or a comment.
@@ -86,6 +86,16 @@ class LecteurConfiguration {
 
 // Parses a whole vesk.ini text with the rules above and applies it through lecteur.
 void LitConfiguration(std::string_view texte, LecteurConfiguration& lecteur);
+
+// A value as vesk.ini writes it: between double quotes when blanks at its ends, a '"' at its
+// start or a ';' would change its reading.
+std::string ValeurIni(std::string_view valeur);
+
+// The text of a vesk.ini with the key cle set to valeur: its line replaced (its comment kept,
+// every other line as it was), or a line added at the end when the key is not given. A value
+// the key refuses, or one that the file could not give back (a ';' after a blank), throws
+// ErreurService naming the key; nothing is changed then.
+std::string ChangeCle(std::string_view texte, std::string_view cle, std::string_view valeur);
 
 // Applies the value of a command-line option (named `option`, e.g. "--entreprise") to key
 // `cle`, with the checks of the file. Errors name the option.

@@ -77,7 +77,7 @@ class BTree {
   // on failure: every node an operation will need (free list included) is checked before the
   // first change, so a damaged file gives Corruption untouched. Only an I/O error in the middle
   // (a node that cannot be read) may leave the cached tree half changed; undoing the
-  // operation (the journal drops its cached changes) puts it back.
+  // operation (the redo log drops its cached changes) puts it back.
   Status Insert(std::string_view key, uint32_t record);
   // Removes the pair; NotFound when absent.
   Status Erase(std::string_view key, uint32_t record);
@@ -97,7 +97,7 @@ class BTree {
   // a secondary tree), bottom up, every node filled to 7/8 of what it holds. Duplicate naming
   // both records when a primary tree would get a key twice; InvalidArgument when the tree is
   // not empty or the entries are out of order. Meant for a file written aside (rebuild): its
-  // blocks are written as it goes, outside any journal.
+  // blocks are written as it goes, outside any redo log.
   Status Load(size_t count, const Entree& entree);
   // Calls visit for every entry in order until it returns false. visit must not change the tree.
   Status ForEach(const std::function<bool(std::string_view key, uint32_t record)>& visit);
@@ -119,9 +119,9 @@ class BTree {
 
   // The header's values live in memory while operations change the tree; they reach node 0
   // (with its checksum) when the pager is flushed or prepared for a flush, so that a batch of
-  // operations copies and journals the header once. Mark saves those values at the start of
+  // operations copies and redo logs the header once. Mark saves those values at the start of
   // an operation and RestoreMark puts them back when the operation is undone (its nodes being
-  // put back by the journal).
+  // put back by the redo log).
   void Mark();
   void RestoreMark();
 

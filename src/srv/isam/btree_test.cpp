@@ -7,7 +7,7 @@
 #include <random>
 
 #include "srv/isam/btree_impl.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 namespace vesk::isam {
 namespace {
@@ -201,10 +201,10 @@ TEST_F(BTreeTest, ABatchUndoesAnInsertionOrErasureInsideALeafByMovingItsEntriesB
     return all;
   };
   const auto before = walk();
-  Journal journal(&env_, "d");
-  journal.Watch({tree_->pager(), nullptr, [&] { return tree_->Reload(); }, [&] { tree_->Mark(); },
-                 [&] { tree_->RestoreMark(); }});
-  journal.SetBatch(true);
+  RedoLog redo_log(&env_, "d");
+  redo_log.Watch({tree_->pager(), nullptr, [&] { return tree_->Reload(); }, [&] { tree_->Mark(); },
+                  [&] { tree_->RestoreMark(); }});
+  redo_log.SetBatch(true);
   const std::vector<std::function<void()>> operations = {
       [&] { ASSERT_TRUE(tree_->Insert(Key(101), 999).ok()); },  // in the middle of the leaf
       [&] { ASSERT_TRUE(tree_->Erase(Key(100), 51).ok()); },
@@ -214,18 +214,18 @@ TEST_F(BTreeTest, ABatchUndoesAnInsertionOrErasureInsideALeafByMovingItsEntriesB
         ASSERT_TRUE(tree_->Insert(Key(999), 997).ok());  // after the last entry
       }};
   for (size_t i = 0; i < operations.size(); ++i) {
-    journal.BeginOperation();
+    redo_log.BeginOperation();
     operations[i]();
-    ASSERT_TRUE(journal.RollbackOperation().ok());
+    ASSERT_TRUE(redo_log.RollbackOperation().ok());
     EXPECT_EQ(walk(), before) << i;
     std::vector<std::string> problems;
     ASSERT_TRUE(tree_->Verify(&problems).ok());
     EXPECT_TRUE(problems.empty()) << problems.front();
   }
   // An operation that ends well stays.
-  journal.BeginOperation();
+  redo_log.BeginOperation();
   ASSERT_TRUE(tree_->Insert(Key(101), 999).ok());
-  ASSERT_TRUE(journal.EndOperation().ok());
+  ASSERT_TRUE(redo_log.EndOperation().ok());
   uint32_t record = 0;
   ASSERT_TRUE(tree_->Find(Key(101), &record).ok());
   EXPECT_EQ(record, 999u);
@@ -455,7 +455,7 @@ TEST_F(BTreeTest, ReloadSeesWhatAnotherHandleWrote) {
   EXPECT_EQ(other->Reload().code(), Status::Code::kInvalidArgument) << "unflushed changes";
 }
 
-TEST_F(BTreeTest, ChangesReachTheJournalHookBeforeTheyHappen) {
+TEST_F(BTreeTest, ChangesReachTheRedoLogHookBeforeTheyHappen) {
   Fill(10, 'P', 0);
   std::vector<uint64_t> blocks;
   std::vector<std::pair<uint32_t, size_t>> ranges;

@@ -1,4 +1,4 @@
-// Little-endian numbers in the engine's files (data files, B-trees, journal, lock file): 1 to 8
+// Little-endian numbers in the engine's files (data files, B-trees, redo log, lock file): 1 to 8
 // bytes, the least significant first. Fixed sizes for the hot paths of the B-tree, a byte count
 // for the others. Pure functions; any thread.
 #ifndef VESK_SRV_ISAM_CODING_H_

@@ -128,7 +128,7 @@ class DataFile {
   Status Sync();
   bool HasChanges() const { return header_dirty_; }
   // Puts the header (change counter raised) into the cache when something changed, without
-  // writing the file: the journal then sees every byte the next flush will write.
+  // writing the file: the redo log then sees every byte the next flush will write.
   Status Prepare();
   // Forgets the cached blocks and rereads the header (through the cache's changed blocks, if
   // any): after another program changed the file, or after a rollback.

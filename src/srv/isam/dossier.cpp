@@ -29,7 +29,7 @@ Status Add(std::vector<std::unique_ptr<T>>& v, std::unique_ptr<T> item, int16_t*
 namespace {
 
 // The folder's path without its final separators ("/data/app/" is "/data/app"; "/" stays): the
-// journal and the replacement record name files by their path past the folder's and a separator.
+// redo log and the replacement record name files by their path past the folder's and a separator.
 std::string SansSeparateurFinal(std::string dossier) {
   auto separateur = [](char c) { return c == '/' || c == '\\'; };
   while (dossier.size() > 1 && separateur(dossier.back()) && dossier[dossier.size() - 2] != ':') {
@@ -47,19 +47,19 @@ DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entrep
       entreprise_(std::move(entreprise)),
       cache_octets_(cache_octets),
       cache_(std::make_shared<CachePool>(cache_octets)),
-      journal_(std::make_unique<Journal>(env_, dossier_)) {}
+      redo_log_(std::make_unique<RedoLog>(env_, dossier_)) {}
 
 DossierDonnees::~DossierDonnees() {
-  // A batch left open is committed, and the journal emptied when no one else holds the folder;
-  // a failure here has no one to tell (the journal stays, replayed by the next user).
+  // A batch left open is committed, and the redo log emptied when no one else holds the folder;
+  // a failure here has no one to tell (the redo log stays, replayed by the next user).
   Status ignored = Ecrit();
-  if (verrou_ && journal_->Size() > 0 && panne_.ok() &&
+  if (verrou_ && redo_log_->Size() > 0 && panne_.ok() &&
       verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
     FolderLock::State st;
     if (verrou_->Read(&st).ok() && !st.writing) {
-      const Journal::Fin fin{st.journal_end, st.journal_nonce};
-      if (journal_->Checkpoint(false, true, &fin).ok()) {
-        st.journal_end = st.journal_nonce = 0;
+      const RedoLog::Fin fin{st.redo_log_end, st.redo_log_nonce};
+      if (redo_log_->Checkpoint(false, true, &fin).ok()) {
+        st.redo_log_end = st.redo_log_nonce = 0;
         st.durable = st.unsynced = false;
         ignored = verrou_->Write(st);
       }
@@ -115,8 +115,8 @@ int16_t DossierDonnees::ChercheArbre(std::string_view nom, bool dependance) cons
 Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* handle) {
   DataFile* df = f->fichier.get();
   VESK_RETURN_IF_ERROR(Add(fichiers_, std::move(f), handle, "fichiers de données"));
-  journal_->Watch({df->pager(), [df] { return df->Prepare(); }, [df] { return df->Recharge(); },
-                   [df] { df->Mark(); }, [df] { df->RestoreMark(); }});
+  redo_log_->Watch({df->pager(), [df] { return df->Prepare(); }, [df] { return df->Recharge(); },
+                    [df] { df->Mark(); }, [df] { df->RestoreMark(); }});
   RecalculePointeurs();
   return Status::Ok();
 }
@@ -126,8 +126,8 @@ Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* hand
   // A tree just created is on stable storage before any operation uses it.
   VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
-  journal_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
-                   [t] { t->RestoreMark(); }});
+  redo_log_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
+                    [t] { t->RestoreMark(); }});
   return Status::Ok();
 }
 
@@ -180,16 +180,16 @@ void DossierDonnees::RecalculePointeurs() {
   }
 }
 
-// The first use of the folder: a journal left there is replayed before anything is read.
-// Without journal and lock file there is nothing to do (and nothing is created yet).
+// The first use of the folder: a redo log left there is replayed before anything is read.
+// Without redo log and lock file there is nothing to do (and nothing is created yet).
 Status DossierDonnees::Demarre() {
   if (demarre_) return panne_;
-  bool lock = false, journal = false;
+  bool lock = false, redo_log = false;
   VESK_RETURN_IF_ERROR(
       Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kLockName), &lock)));
   VESK_RETURN_IF_ERROR(
-      Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kJournalName), &journal)));
-  if (!lock && !journal) {
+      Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kRedoLogName), &redo_log)));
+  if (!lock && !redo_log) {
     demarre_ = true;
     return Status::Ok();
   }
@@ -211,7 +211,7 @@ Status DossierDonnees::OuvreVerrou() {
   return FolderLock::Open(env_, dossier_, &verrou_);
 }
 
-// Finishes or undoes a replacement of files and replays the journal a writer left (under the
+// Finishes or undoes a replacement of files and replays the redo log a writer left (under the
 // exclusive lock), and says so in the state. At the first use of the folder a replacement
 // record is looked for even without the flag.
 Status DossierDonnees::Recupere(FolderLock::State* st) {
@@ -221,15 +221,15 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
     VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, &replaced));
   }
   bool changed = false;
-  VESK_RETURN_IF_ERROR(Journal::Recover(env_, dossier_, &changed));
-  if (!changed && !st->writing && st->journal_end == 0 && !st->replacing && !replaced &&
+  VESK_RETURN_IF_ERROR(RedoLog::Recover(env_, dossier_, &changed));
+  if (!changed && !st->writing && st->redo_log_end == 0 && !st->replacing && !replaced &&
       !st->durable && !st->unsynced) {
     return Status::Ok();
   }
   if (changed || st->writing) ++st->counter;
   if (replaced || st->replacing) ++st->replacements;
   st->writing = st->replacing = false;
-  st->journal_end = st->journal_nonce = 0;  // the journal is empty, its files synced
+  st->redo_log_end = st->redo_log_nonce = 0;  // the redo log is empty, its files synced
   st->durable = st->unsynced = false;
   return verrou_->Write(*st);
 }
@@ -288,10 +288,10 @@ Status DossierDonnees::DebutRemplacement() {
   if (s.ok()) s = Valide();
   FolderLock::State st;
   if (s.ok()) s = verrou_->Read(&st);
-  if (s.ok()) s = journal_->Checkpoint(false);
+  if (s.ok()) s = redo_log_->Checkpoint(false);
   if (s.ok()) {
-    st.journal_end = st.journal_nonce = 0;
-    st.durable = st.unsynced = false;  // every file synced, the journal cut
+    st.redo_log_end = st.redo_log_nonce = 0;
+    st.durable = st.unsynced = false;  // every file synced, the redo log cut
     st.replacing = true;
     s = verrou_->Write(st);
   }
@@ -347,7 +347,7 @@ Status DossierDonnees::Entre() {
       }
     }
     exceptions_ = std::uncaught_exceptions();
-    journal_->BeginOperation();
+    redo_log_->BeginOperation();
   }
   ++profondeur_;
   return Status::Ok();
@@ -358,12 +358,12 @@ Status DossierDonnees::Sort() {
   if (--profondeur_ > 0) return Status::Ok();
   Status s;
   if (std::uncaught_exceptions() > exceptions_) {
-    s = journal_->RollbackOperation();
+    s = redo_log_->RollbackOperation();
     if (!s.ok()) panne_ = s;
   } else {
-    s = journal_->EndOperation();
+    s = redo_log_->EndOperation();
     if (!s.ok()) {
-      Status r = journal_->RollbackOperation();
+      Status r = redo_log_->RollbackOperation();
       if (!r.ok()) panne_ = r;
     }
   }
@@ -373,39 +373,39 @@ Status DossierDonnees::Sort() {
   return s;
 }
 
-// The `writing` flag goes up before the journal is written and down once the files hold the
-// commit: a writer that dies in between leaves it up, and the next user replays the journal
-// before anything is read or appended. Past the threshold the journal is emptied by a
+// The `writing` flag goes up before the redo log is written and down once the files hold the
+// commit: a writer that dies in between leaves it up, and the next user replays the redo log
+// before anything is read or appended. Past the threshold the redo log is emptied by a
 // checkpoint, synchronised unless every commit it holds was made without synchronisation.
 Status DossierDonnees::Commit() {
-  if (!journal_->Open()) return Status::Ok();
+  if (!redo_log_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
   if (!s.ok()) return Echec(s);
   if (synchro_full_ && st.unsynced) {
     // Files hold writes that no sync made durable: a durable commit must not rest on them.
-    const Journal::Fin fin{st.journal_end, st.journal_nonce};
-    s = journal_->Checkpoint(true, true, &fin);
+    const RedoLog::Fin fin{st.redo_log_end, st.redo_log_nonce};
+    s = redo_log_->Checkpoint(true, true, &fin);
     if (!s.ok()) return Echec(s);
-    st.journal_end = journal_->End().end;
-    st.journal_nonce = journal_->End().nonce;
+    st.redo_log_end = redo_log_->End().end;
+    st.redo_log_nonce = redo_log_->End().nonce;
     st.durable = st.unsynced = false;
   }
-  s = journal_->Commit(synchro_full_, {st.journal_end, st.journal_nonce}, [&] {
+  s = redo_log_->Commit(synchro_full_, {st.redo_log_end, st.redo_log_nonce}, [&] {
     st.writing = true;
     ++st.counter;
     return verrou_->Write(st);
   });
   if (!s.ok()) return Echec(s);
   st.durable = st.durable || synchro_full_;
-  if (journal_->Size() > seuil_journal_) {
+  if (redo_log_->Size() > seuil_journal_) {
     const bool sync = st.durable;
-    const Journal::Fin fin = journal_->End();  // the commit just made: the journal is ours
-    Status c = journal_->Checkpoint(true, sync, &fin);
+    const RedoLog::Fin fin = redo_log_->End();  // the commit just made: the redo log is ours
+    Status c = redo_log_->Checkpoint(true, sync, &fin);
     st.durable = false;
     st.unsynced = !sync;
     if (!c.ok()) {
-      // The commit holds (its journal is synced); the journal is replayed at once, and the
+      // The commit holds (its redo log is synced); the redo log is replayed at once, and the
       // folder fails only if that fails too.
       Status ignored = Echec(c);
       (void)ignored;
@@ -413,17 +413,17 @@ Status DossierDonnees::Commit() {
     }
   }
   st.writing = false;
-  st.journal_end = journal_->End().end;
-  st.journal_nonce = journal_->End().nonce;
+  st.redo_log_end = redo_log_->End().end;
+  st.redo_log_nonce = redo_log_->End().nonce;
   compteur_vu_ = st.counter;
   return verrou_->Write(st);
 }
 
 // A commit failed: the changes are forgotten, the files brought to the last commit from the
-// journal at once (the next user would do it otherwise) and every cache reread. A handle whose
+// redo log at once (the next user would do it otherwise) and every cache reread. A handle whose
 // write failed keeps refusing writes until the folder is reopened.
 Status DossierDonnees::Echec(const Status& s) {
-  journal_->Abandon();
+  redo_log_->Abandon();
   FolderLock::State st;
   Status r = Recupere(&st);
   if (r.ok()) r = RechargeTout();
@@ -460,7 +460,7 @@ void DossierDonnees::RelacheLecture() {
 }
 
 Status DossierDonnees::Ecrit() {
-  if (profondeur_ > 0 || !journal_->Open()) return Status::Ok();
+  if (profondeur_ > 0 || !redo_log_->Open()) return Status::Ok();
   if (!verrou_ || verrou_->held() != FolderLock::Held::kExclusive) {
     VESK_RETURN_IF_ERROR(OuvreVerrou());
     VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
@@ -475,7 +475,7 @@ Status DossierDonnees::DebutLot() {
     return Status::InvalidArgument("dossier " + dossier_ +
                                    " : lot commencé pendant un remplacement de fichiers");
   }
-  if (lot_ == 0 && profondeur_ == 0) journal_->SetBatch(true);
+  if (lot_ == 0 && profondeur_ == 0) redo_log_->SetBatch(true);
   ++lot_;
   return Status::Ok();
 }
@@ -484,7 +484,7 @@ Status DossierDonnees::FinLot() {
   if (lot_ == 0) return Status::InvalidArgument("fin de lot sans début de lot");
   if (--lot_ > 0 || profondeur_ > 0) return Status::Ok();
   Status s = verrou_ && verrou_->held() == FolderLock::Held::kExclusive ? Commit() : Status::Ok();
-  journal_->SetBatch(false);
+  redo_log_->SetBatch(false);
   if (verrou_) Relache();
   return s;
 }
@@ -493,10 +493,10 @@ Status DossierDonnees::AnnuleLot() {
   if (lot_ == 0) return Status::InvalidArgument("annulation de lot sans début de lot");
   if (profondeur_ > 0) return Status::InvalidArgument("annulation de lot pendant une opération");
   lot_ = 0;
-  journal_->SetBatch(false);
+  redo_log_->SetBatch(false);
   // Outside a batch, undoing the operation undoes the whole transaction: every change since
   // the last commit, which was the batch's start.
-  Status s = journal_->Open() ? journal_->RollbackOperation() : Status::Ok();
+  Status s = redo_log_->Open() ? redo_log_->RollbackOperation() : Status::Ok();
   if (!s.ok()) panne_ = s;
   if (verrou_) Relache();
   return s;

@@ -5,13 +5,13 @@
 //
 // Every modifying service operation runs inside an operation scope (Entre .. Sort) under the
 // folder's exclusive lock; when the outermost one ends, its changes are committed through the
-// redo journal (journal.h), all or nothing, synced when synchronisation is full; when it ends
+// redo log (redo_log.h), all or nothing, synced when synchronisation is full; when it ends
 // by an exception they are undone. Inside a batch (DebutLot .. FinLot, or a Lot object) the
 // operations are committed together when the batch ends, and the lock is held until then.
 // Read operations run inside a read scope (EntreLecture .. SortLecture) under the shared lock.
-// At each lock taken, caches are dropped when another user committed, and a journal left by a
+// At each lock taken, caches are dropped when another user committed, and a redo log left by a
 // writer that died is replayed first; the first use of the folder does the same. Closing the
-// folder empties the journal (a checkpoint) when no other user holds the lock. A rebuild's
+// folder empties the redo log (a checkpoint) when no other user holds the lock. A rebuild's
 // files put in place (DebutRemplacement .. FinRemplacement) are finished or undone by the next
 // user when their writer died, and make every user open its files again.
 #ifndef VESK_SRV_ISAM_DOSSIER_H_
@@ -28,7 +28,7 @@
 #include "srv/isam/data_file.h"
 #include "srv/isam/env.h"
 #include "srv/isam/folder_lock.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 #include "srv/isam/status.h"
 #include "srv/isam/text_reader.h"
 #include "srv/proprietaire.h"
@@ -46,7 +46,6 @@ struct FichierOuvert {
   int32_t id_lire = -1;
   int32_t id_ecrire = -1;
   int32_t courant = 0;  // NoEnrCourant
-  bool touche = false;  // changed since the last flush
   // Byte ranges (offset in the record, 3 bytes each) of chaining pointers: kept as they are on
   // disk when a live record is written again.
   std::vector<uint32_t> pointeurs;
@@ -66,7 +65,6 @@ struct ArbreOuvert {
   bool curseur = false;         // a walk position is known
   std::string cle_curseur;      // key bytes of the last entry given
   uint32_t no_curseur = 0;
-  bool touche = false;
   // The records of the walk's next entries, found kLectureAvance steps before they are read
   // (by step number modulo kLectureAvance): read ahead, never trusted.
   std::array<uint32_t, kLectureAvance> avance{};
@@ -104,12 +102,12 @@ class DossierDonnees {
   // Synchronisation: true ("full", the default) forces every commit to stable storage.
   void Synchro(bool full) { synchro_full_ = full; }
   bool SynchroFull() const { return synchro_full_; }
-  // The journal's size past which a commit ends with a checkpoint (32 MiB by default).
+  // The redo log's size past which a commit ends with a checkpoint (32 MiB by default).
   void SeuilJournal(uint64_t octets) { seuil_journal_ = octets; }
   // How long a lock is waited for before "fichier verrouillé" (milliseconds).
   void DelaiVerrou(int ms) { delai_verrou_ms_ = ms; }
   // Syncs made by commits and checkpoints so far, for tests and benchmarks.
-  uint64_t Syncs() const { return journal_->syncs(); }
+  uint64_t Syncs() const { return redo_log_->syncs(); }
 
   // The path of nom + extension, at the root or in the current company's sub-folder
   // (created when create is true). InvalidArgument for a bad name or no company.
@@ -160,17 +158,14 @@ class DossierDonnees {
   // Ends every open batch without committing: the changes of its operations are undone.
   Status AnnuleLot();
   bool DansLot() const { return lot_ > 0; }
-  // Kept for the services; the journal sees by itself which files an operation changed.
-  void Touche(FichierOuvert*) {}
-  void Touche(ArbreOuvert*) {}
   // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
-  // The first use of the folder now: a commit that a writer which died left in the journal is
-  // finished (and the journal emptied) before anyone reads the files.
+  // The first use of the folder now: a commit that a writer which died left in the redo log is
+  // finished (and the redo log emptied) before anyone reads the files.
   Status Reprise() { return Demarre(); }
 
   // Putting rebuilt files in place (replace_set.h). DebutRemplacement takes the exclusive lock,
-  // kept until FinRemplacement, commits what is pending and empties the journal (a checkpoint:
+  // kept until FinRemplacement, commits what is pending and empties the redo log (a checkpoint:
   // every file then holds the committed state on disk, and no later replay can write into a
   // file that gets replaced), then raises the state word's `replacing` flag. Refused inside an
   // operation or a batch. FinRemplacement ends it: when a set was put in place (remplace), the
@@ -217,7 +212,7 @@ class DossierDonnees {
   uint64_t remplacements_vus_ = 0;
   bool remplacement_ = false;  // between DebutRemplacement and FinRemplacement: no operation
   Status panne_;               // a commit failed and could not be undone: every use is refused
-  std::unique_ptr<Journal> journal_;
+  std::unique_ptr<RedoLog> redo_log_;
   std::unique_ptr<FolderLock> verrou_;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;

@@ -1,6 +1,6 @@
 // Atomicity and durability of the storage services: every I/O of a scripted workload failed in
 // turn, power cut at every write and sync (writes not yet synced dropped, torn or garbled),
-// batches, syncs per commit, the folder lock between two users, damaged journals. Each check
+// batches, syncs per commit, the folder lock between two users, damaged redo logs. Each check
 // reopens the folder (which rolls back what it must) and ends with the folder verifier.
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kDir[] = "/d";
 
-// seuil: the journal's checkpoint threshold (0: the default; 1: a checkpoint at every commit).
+// seuil: the redo log's checkpoint threshold (0: the default; 1: a checkpoint at every commit).
 std::shared_ptr<DossierDonnees> Folder(Env* env, bool full = true, uint64_t seuil = 0) {
   auto d = std::make_shared<DossierDonnees>(env, kDir, "", 1 << 20);
   d->Synchro(full);
@@ -136,7 +136,7 @@ TEST(DurabilityTest, PowerLossAtEveryWriteAndSyncKeepsExactlyTheCommittedOperati
   }
 }
 
-// Synchronisation off empties the journal at its threshold without a sync; a commit made with
+// Synchronisation off empties the redo log at its threshold without a sync; a commit made with
 // synchronisation full in the same folder, after such checkpoints or before one, still
 // survives a power loss whatever the unsynced writes become.
 TEST(DurabilityTest, CheckpointsWithoutSyncNeverLoseADurableCommit) {
@@ -238,7 +238,7 @@ TEST(DurabilityTest, ABatchCommitsOnceAndUndoesAFailedOperationAlone) {
       Status s = lot.Termine();
       ASSERT_TRUE(s.ok()) << s.message();
     }
-    EXPECT_EQ(d->Syncs() - syncs, 1u);  // the journal
+    EXPECT_EQ(d->Syncs() - syncs, 1u);  // the redo log
     EXPECT_EQ(Workload::State(*d), states[kSteps]) << n;
     w.CheckModel();
     d.reset();
@@ -252,7 +252,7 @@ TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
   auto d = Folder(&fault);
   Workload w(d, 29);
   for (int i = 0; i < 5; ++i) w.Step();
-  // The first file write of the next commit (after the state word and the journal).
+  // The first file write of the next commit (after the state word and the redo log).
   fault.FailAt(FaultEnv::Op::kWrite, 3, platform::Code::kIoError);
   EXPECT_THROW(w.Step(), ErreurService);
   int refused = 0;
@@ -273,32 +273,32 @@ TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
   EXPECT_TRUE(r.problemes.empty());
 }
 
-TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornJournal) {
+TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
   MemEnv mem;
   {
     FaultEnv fault(&mem);
     auto d = Folder(&fault);
     Workload w(d, 31);
     for (int i = 0; i < 8; ++i) w.Step();
-    // The power goes at the first file write of step 9 (after the state word, the journal and
-    // its sync): its transaction is in the journal, and the files hold only what reached them
-    // synced (no checkpoint ran yet): the journal alone brings them to any commit.
+    // The power goes at the first file write of step 9 (after the state word, the redo log and
+    // its sync): its transaction is in the redo log, and the files hold only what reached them
+    // synced (no checkpoint ran yet): the redo log alone brings them to any commit.
     fault.PowerLossAt(4, FaultEnv::Loss::kDrop, 1);
     EXPECT_THROW(w.Step(), ErreurService);
     fault.Reboot();
   }
-  const std::string jpath = platform::JoinPath(kDir, kJournalName);
-  const std::string journal = *mem.Contents(jpath);
+  const std::string jpath = platform::JoinPath(kDir, kRedoLogName);
+  const std::string redo_log = *mem.Contents(jpath);
   std::vector<std::string> states = Reference(9, 31);
-  // Where the records end: the journal grows by steps of zeros.
+  // Where the records end: the redo log grows by steps of zeros.
   size_t end = 64;
-  while (end + 16 <= journal.size() && journal[end] != 0) end += 16 + Load32(&journal[end + 4]);
-  ASSERT_LT(end, journal.size());
-  std::string garbled = journal;
+  while (end + 16 <= redo_log.size() && redo_log[end] != 0) end += 16 + Load32(&redo_log[end + 4]);
+  ASSERT_LT(end, redo_log.size());
+  std::string garbled = redo_log;
   garbled[end - 1] = static_cast<char>(garbled[end - 1] ^ 1);
   // Whole, every step is replayed; the last record cut or garbled, all but the last.
   for (auto [bytes, expected] :
-       {std::pair<std::string, int>{journal, 9}, {journal.substr(0, end - 1), 8}, {garbled, 8}}) {
+       {std::pair<std::string, int>{redo_log, 9}, {redo_log.substr(0, end - 1), 8}, {garbled, 8}}) {
     MemEnv copy;
     for (const char* name : {"CLI.DAT", "LIG.DAT", "CLI.DAB", "CLI2.DAB", "VESK.LCK"}) {
       std::string path = platform::JoinPath(kDir, name);

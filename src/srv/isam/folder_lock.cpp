@@ -9,7 +9,7 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-constexpr size_t kStateSize = 48;  // 24, then 40, before the journal's end and the replacements
+constexpr size_t kStateSize = 48;  // 24, then 40, before the redo log's end and the replacements
 
 }  // namespace
 
@@ -59,8 +59,8 @@ Status FolderLock::Read(State* state) {
   state->durable = (b[18] & 1) != 0;
   state->unsynced = (b[18] & 2) != 0;
   if (got < 40) return Status::Ok();
-  state->journal_end = GetLe(b + 24, 8);
-  state->journal_nonce = GetLe(b + 32, 8);
+  state->redo_log_end = GetLe(b + 24, 8);
+  state->redo_log_nonce = GetLe(b + 32, 8);
   if (got < kStateSize) return Status::Ok();
   state->replacements = GetLe(b + 40, 8);
   return Status::Ok();
@@ -73,8 +73,8 @@ Status FolderLock::Write(const State& state) {
   b[16] = state.writing ? 1 : 0;
   b[17] = state.replacing ? 1 : 0;
   b[18] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
-  PutLe(b + 24, state.journal_end, 8);
-  PutLe(b + 32, state.journal_nonce, 8);
+  PutLe(b + 24, state.redo_log_end, 8);
+  PutLe(b + 32, state.redo_log_nonce, 8);
   PutLe(b + 40, state.replacements, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }

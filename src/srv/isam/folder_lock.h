@@ -1,8 +1,8 @@
 // FolderLock: the lock file of a data folder (VESK.LCK at its root). Readers of the folder take
 // it shared and a writer exclusive, for the time of one operation (or one batch). The file also
 // holds the folder's state word: a commit counter that moves with every commit (so that other
-// users know their caches are stale) and a flag raised while a commit writes the journal and
-// the files (so that the next user knows a writer died in the middle and replays the journal).
+// users know their caches are stale) and a flag raised while a commit writes the redo log and
+// the files (so that the next user knows a writer died in the middle and replays the redo log).
 // Thread rules: one thread at a time; two FolderLock objects exclude each other even in one
 // process.
 #ifndef VESK_SRV_ISAM_FOLDER_LOCK_H_
@@ -25,20 +25,20 @@ class FolderLock {
   enum class Held { kNone, kShared, kExclusive };
   struct State {
     uint64_t counter = 0;  // commits made in the folder (since the lock file was created)
-    bool writing = false;  // a commit is writing the journal and the files
-    // Where the journal's last complete transaction ends and the nonce of its records (0: the
-    // journal starts again at its header); only meaningful while writing is false.
-    uint64_t journal_end = 0;
-    uint64_t journal_nonce = 0;
+    bool writing = false;  // a commit is writing the redo log and the files
+    // Where the redo log's last complete transaction ends and the nonce of its records (0: the
+    // redo log starts again at its header); only meaningful while writing is false.
+    uint64_t redo_log_end = 0;
+    uint64_t redo_log_nonce = 0;
     // A set of files is being replaced (replace_set.h): raised before the replacement record is
     // written, lowered once it is gone, so that the next user finishes or undoes it first.
     bool replacing = false;
     // Sets of files replaced in the folder: a user whose count is behind reopens its files.
     uint64_t replacements = 0;
-    // The journal holds a transaction committed with synchronisation full (its files' writes
-    // not synced): the journal may be emptied only by a synchronised checkpoint.
+    // The redo log holds a transaction committed with synchronisation full (its files' writes
+    // not synced): the redo log may be emptied only by a synchronised checkpoint.
     bool durable = false;
-    // A checkpoint without synchronisation emptied the journal: files hold writes that are not
+    // A checkpoint without synchronisation emptied the redo log: files hold writes that are not
     // synced, which a commit with synchronisation full must not rest on (it syncs them first).
     bool unsynced = false;
   };

@@ -4,7 +4,7 @@
 #include <map>
 #include <set>
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::isam::testing {

@@ -23,7 +23,7 @@ struct Frame {
   char* data = nullptr;  // a buffer of Impl::chunks
   bool dirty = false;
   bool sealed = false;  // the seal hook ran since the last change
-  uint64_t epoch = 0;   // change epoch in which the journal hook last saw this block
+  uint64_t epoch = 0;   // change epoch in which the redo log hook last saw this block
   size_t slot = 0;      // index in Impl::frames
 };
 
@@ -323,10 +323,10 @@ Status Pager::Impl::Fetch(uint64_t no, bool load, char** data, Frame** frame) {
   return Status::Ok();
 }
 
-// Journal hook, then dirty marking, before the frame's bytes [from, to) change.
+// Redo log hook, then dirty marking, before the frame's bytes [from, to) change.
 Status Pager::Impl::BeforeChange(Frame* f, uint32_t from, uint32_t to, bool report) {
   // A block reported whole in this epoch stays dirty, hence in memory with its epoch, until a
-  // flush, and the journal starts a new epoch at each flush it makes: it is reported once.
+  // flush, and the redo log starts a new epoch at each flush it makes: it is reported once.
   if (report && change_hook && f->epoch != epoch) {
     VESK_RETURN_IF_ERROR(
         change_hook(f->no, from, std::span<const char>(f->data + from, to - from)));

@@ -1,7 +1,7 @@
 // Pager: a cache of fixed-size blocks over one file, through which the data files and B-trees
 // read and write every byte. Writes stay in the cache (dirty) until Flush; Sync also forces
-// them to stable storage. The journal hooks in here: it learns which files and blocks a
-// transaction changes, and writes their new bytes to the journal before Flush writes them.
+// them to stable storage. The redo log hooks in here: it learns which files and blocks a
+// transaction changes, and writes their new bytes to the redo log before Flush writes them.
 // Thread rules: one thread at a time.
 #ifndef VESK_SRV_ISAM_PAGER_H_
 #define VESK_SRV_ISAM_PAGER_H_
@@ -89,7 +89,7 @@ class Pager {
   // block is never evicted: its pointer stays valid until the next Flush or Sync.
   // The file grows to cover the block.
   Status BlockForWrite(uint64_t block_no, char** data);
-  // The same, for a change of bytes [from, to) of the block alone: the journal hook sees those
+  // The same, for a change of bytes [from, to) of the block alone: the redo log hook sees those
   // bytes only (so that an operation's undo keeps the few bytes it changes, not the block).
   Status RangeForWrite(uint64_t block_no, uint32_t from, uint32_t to, char** data);
   // The same, for a move of the bytes [from, to) of the block by `by` bytes (not 0) that the
@@ -120,18 +120,18 @@ class Pager {
   // How many of the last blocks fetched stay in memory whatever the cache size.
   static constexpr int kRecentBlocks = 8;
 
-  // Journal hook. Before bytes of a block change, the pager calls the hook with the block
+  // Redo log hook. Before bytes of a block change, the pager calls the hook with the block
   // number, the offset of the bytes in the block and the bytes as they are then (zeros past the
   // end of the file): the whole block the first time BlockForWrite changes it since the last
   // StartChangeEpoch (and never again in that epoch), the bytes of each range changed by Write
   // or RangeForWrite otherwise (at every change, until the whole block was reported). A failing
-  // hook refuses the change and the block stays untouched. How the journal plugs in: it installs
+  // hook refuses the change and the block stays untouched. How the redo log plugs in: it installs
   // the hook once
   // and starts an epoch per operation (the hook tells it the file joined the transaction, and
   // inside a batch keeps the original bytes to undo the operation alone); at commit it appends
-  // the changed blocks' bytes (ForEachDirty) to the journal before Flush writes them. Dirty
+  // the changed blocks' bytes (ForEachDirty) to the redo log before Flush writes them. Dirty
   // blocks are never written before Flush/Sync, so nothing reaches the file ahead of its
-  // journal entry. Without a hook nothing is called.
+  // redo log entry. Without a hook nothing is called.
   using BeforeChangeHook =
       std::function<Status(uint64_t block_no, uint32_t from, std::span<const char> original)>;
   void SetBeforeChangeHook(BeforeChangeHook hook);
@@ -153,7 +153,7 @@ class Pager {
   using CheckHook = std::function<Status(uint64_t block_no, const char* data)>;
   void SetBlockHooks(SealHook seal, CheckHook check);
 
-  // ---- For the journal (journal.h) ----
+  // ---- For the redo log (redo_log.h) ----
   // Runs the before-flush hook and (when seal is true) seals every changed block, without
   // writing anything: the changed blocks then hold exactly the bytes Flush will write.
   Status PrepareFlush(bool seal);

@@ -25,7 +25,9 @@ struct Remap {
 // The entries of one tree: keys and records packed (key, then record, little-endian), and the
 // order they sort in.
 struct TreeWork {
-  const RebuildTree* def = nullptr;
+  const BArbreAReconstruire* def = nullptr;
+  uint16_t key_length = 0;
+  char nature = 'P';
   std::string path;
   std::string packed;
   size_t count = 0;
@@ -33,7 +35,7 @@ struct TreeWork {
 };
 
 struct FileWork {
-  const RebuildFile* def = nullptr;
+  const FichierAReconstruire* def = nullptr;
   std::string path;
   DataHeader header;
   bool moves = false;          // its records get new numbers (chosen, with deleted records)
@@ -60,8 +62,8 @@ std::string Shown(std::string_view bytes) {
 
 class Rebuilder {
  public:
-  Rebuilder(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
-            RebuildResult* result)
+  Rebuilder(DossierDonnees& dossier, const PlanReconstruction& plan,
+            const RebuildObserver& observer, RebuildResult* result)
       : dossier_(dossier),
         env_(dossier.env()),
         plan_(plan),
@@ -82,6 +84,7 @@ class Rebuilder {
   Status Scan(size_t i);
   Status TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out, uint32_t* next_no);
   Status Renumber(const FileWork& w, uint32_t no, char* record) const;
+  Status Key(const TreeWork& t, std::string_view record);
   Status AddKeys(FileWork& w, const char* record, uint32_t no);
   Status BuildTree(size_t i, size_t t);
   Status SortAndCheck(const FileWork& w, TreeWork& tw) const;
@@ -89,16 +92,18 @@ class Rebuilder {
 
   DossierDonnees& dossier_;
   Env* env_;
-  const RebuildPlan& plan_;
+  const PlanReconstruction& plan_;
   const RebuildObserver& observer_;
   RebuildResult* result_;
   ReplaceSet set_;
   std::vector<FileWork> work_;
   std::string key_;
+  std::string text_, key_text_;
 };
 
 Status Rebuilder::ReadHeader(FileWork& w) {
-  VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, w.def->name, ".DAT", false, &w.path));
+  VESK_RETURN_IF_ERROR(
+      dossier_.Chemin(w.def->dependance_entreprise, w.def->nom, ".DAT", false, &w.path));
   std::unique_ptr<platform::File> f;
   VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(w.path, platform::OpenMode::kRead, &f)));
   char bytes[kDataHeaderSize];
@@ -171,17 +176,22 @@ Status Rebuilder::CountsAgree(const FileWork& w, uint64_t deleted) const {
 }
 
 Status Rebuilder::PlanChains() {
-  for (const RebuildChain& c : plan_.chains) {
-    if (c.header >= work_.size() || c.line >= work_.size()) {
+  for (const ChainageAReconstruire& c : plan_.chainages) {
+    if (c.entete >= work_.size() || c.ligne >= work_.size()) {
       return Status::InvalidArgument("reconstruction : chaînage hors du plan");
     }
-    FileWork& line = work_[c.line];
+    if (c.pos_premiere < 1 || c.pos_derniere < 1 || c.pos_precedente < 1 || c.pos_suivante < 1) {
+      return Status::InvalidArgument("reconstruction : position de pointeur impossible");
+    }
+    FileWork& line = work_[c.ligne];
     if (!line.moves) continue;
-    FileWork& header = work_[c.header];
-    line.remaps.push_back({c.previous, c.line, "pointeur précédent"});
-    line.remaps.push_back({c.next, c.line, "pointeur suivant"});
-    header.remaps.push_back({c.first, c.line, "pointeur de première ligne"});
-    header.remaps.push_back({c.last, c.line, "pointeur de dernière ligne"});
+    FileWork& header = work_[c.entete];
+    // Positions count from 1 in the plan, offsets from 0 in the records.
+    auto offset = [](int32_t position) { return static_cast<uint32_t>(position - 1); };
+    line.remaps.push_back({offset(c.pos_precedente), c.ligne, "pointeur précédent"});
+    line.remaps.push_back({offset(c.pos_suivante), c.ligne, "pointeur suivant"});
+    header.remaps.push_back({offset(c.pos_premiere), c.ligne, "pointeur de première ligne"});
+    header.remaps.push_back({offset(c.pos_derniere), c.ligne, "pointeur de dernière ligne"});
     header.rewrite = true;
   }
   for (FileWork& w : work_) {
@@ -197,28 +207,35 @@ Status Rebuilder::PlanChains() {
 }
 
 Status Rebuilder::Prepare() {
-  work_.resize(plan_.files.size());
-  result_->files.assign(plan_.files.size(), {});
-  for (size_t i = 0; i < plan_.files.size(); ++i) {
+  work_.resize(plan_.fichiers.size());
+  result_->files.assign(plan_.fichiers.size(), {});
+  for (size_t i = 0; i < plan_.fichiers.size(); ++i) {
     FileWork& w = work_[i];
-    w.def = &plan_.files[i];
+    w.def = &plan_.fichiers[i];
     VESK_RETURN_IF_ERROR(ReadHeader(w));
-    if (w.def->chosen && result_->chosen_path.empty()) result_->chosen_path = w.path;
-    if (w.def->chosen && w.header.deleted > 0) {
+    if (w.def->choisi && result_->chosen_path.empty()) result_->chosen_path = w.path;
+    if (w.def->choisi && w.header.deleted > 0) {
       w.moves = w.rewrite = true;
       VESK_RETURN_IF_ERROR(MapRecords(w));
     }
   }
   VESK_RETURN_IF_ERROR(PlanChains());
   for (FileWork& w : work_) {
-    w.build_trees = w.def->chosen || w.rewrite;
+    w.build_trees = w.def->choisi || w.rewrite;
     if (!w.build_trees) continue;
     const size_t live = w.header.last_record - w.header.deleted;
-    for (const RebuildTree& t : w.def->trees) {
+    for (const BArbreAReconstruire& t : w.def->arbres) {
+      if (t.longueur_cle < 1 || (t.nature != "P" && t.nature != "S")) {
+        return Status::InvalidArgument("B-arbre " + t.nom +
+                                       " : longueur de clé ou nature impossible");
+      }
       TreeWork tw;
       tw.def = &t;
-      tw.packed.reserve(live * (t.key_length + 4u));
-      VESK_RETURN_IF_ERROR(dossier_.Chemin(w.def->dependance, t.name, ".DAB", true, &tw.path));
+      tw.key_length = static_cast<uint16_t>(t.longueur_cle);
+      tw.nature = t.nature[0];
+      tw.packed.reserve(live * (tw.key_length + 4u));
+      VESK_RETURN_IF_ERROR(
+          dossier_.Chemin(w.def->dependance_entreprise, t.nom, ".DAB", true, &tw.path));
       w.trees.push_back(std::move(tw));
     }
   }
@@ -252,19 +269,25 @@ Status Rebuilder::Renumber(const FileWork& w, uint32_t no, char* record) const {
   return Status::Ok();
 }
 
+// The key of a record into key_: the plan's builder takes the record as text and gives the key
+// as text, which is written back as bytes padded to the tree's length. What the builder throws
+// is kept for the caller and stops the rebuild.
+Status Rebuilder::Key(const TreeWork& t, std::string_view record) {
+  try {
+    DecodeBytes(record, &text_);
+    key_text_.clear();
+    t.def->cle(text_, key_text_);
+  } catch (...) {
+    result_->key_error = std::current_exception();
+    return Status::InvalidArgument("clé de " + t.def->nom);
+  }
+  return EncodeFixed(key_text_, t.key_length, "clé de " + t.def->nom, &key_);
+}
+
 Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
   const std::string_view bytes(record, w.header.record_length);
   for (TreeWork& t : w.trees) {
-    key_.clear();
-    VESK_RETURN_IF_ERROR(t.def->key(bytes, &key_));
-    if (key_.size() > t.def->key_length) {
-      result_->refused = true;
-      return Status::InvalidArgument("B-arbre " + t.def->name + " : la clé de l'enregistrement " +
-                                     std::to_string(no) + " de " + w.path + " a " +
-                                     std::to_string(key_.size()) + " caractères, plus que " +
-                                     std::to_string(t.def->key_length));
-    }
-    key_.resize(t.def->key_length, ' ');
+    VESK_RETURN_IF_ERROR(Key(t, bytes));
     t.packed += key_;
     char r[4];
     std::memcpy(r, &no, 4);
@@ -291,7 +314,7 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
   const uint32_t length = w.header.record_length;
   const char* record = SlotRecord(w.header, slot);
   if (SlotDeleted(w.header, slot)) {
-    if (w.def->chosen && !w.moves) {
+    if (w.def->choisi && !w.moves) {
       return Status::Corruption(w.path + " : l'en-tête ne compte aucun enregistrement supprimé, " +
                                 "l'enregistrement " + std::to_string(no) + " l'est");
     }
@@ -310,8 +333,9 @@ Status Rebuilder::TakeSlot(size_t i, uint32_t no, const char* slot, std::string*
     VESK_RETURN_IF_ERROR(Renumber(w, no, copy));
     record = copy;
   }
-  if (w.def->chosen) {
-    VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, 0, w.moves}));
+  if (w.def->choisi) {
+    VESK_RETURN_IF_ERROR(
+        Tell({RebuildEvent::Kind::kRecord, i, 0, no, new_no, w.header.last_record, w.moves}));
   }
   return AddKeys(w, record, new_no);
 }
@@ -338,7 +362,7 @@ Status Rebuilder::Scan(size_t i) {
     return Status::Ok();
   });
   VESK_RETURN_IF_ERROR(s);
-  if (w.def->chosen) {
+  if (w.def->choisi) {
     VESK_RETURN_IF_ERROR(
         Tell({RebuildEvent::Kind::kCompacted, i, 0, 0, 0, result_->files[i].removed, w.moves}));
   }
@@ -381,7 +405,7 @@ void RadixSort(Order& v) {
 
 // The bytes all keys of a tree share at their start: the sort compares from there on.
 size_t CommonPrefix(const TreeWork& t) {
-  const size_t k = t.def->key_length, stride = k + 4;
+  const size_t k = t.key_length, stride = k + 4;
   size_t common = k;
   const char* first = t.packed.data();
   for (size_t e = 1; e < t.count && common > 0; ++e) {
@@ -398,7 +422,7 @@ size_t CommonPrefix(const TreeWork& t) {
 // records as the file numbers them now. Each entry sorts by the 8 bytes after the prefix all
 // keys share, the rest of the key compared only between equal ones.
 Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
-  const size_t k = t.def->key_length, stride = k + 4;
+  const size_t k = t.key_length, stride = k + 4;
   const size_t from = t.count == 0 ? 0 : CommonPrefix(t);
   const size_t rest = k - from > 8 ? k - from - 8 : 0;
   const char* base = t.packed.data();
@@ -419,7 +443,7 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
       if (j - i > 1) std::sort(t.order.begin() + i, t.order.begin() + j, less);
     }
   }
-  if (t.def->nature != 'P') return Status::Ok();
+  if (t.nature != 'P') return Status::Ok();
   for (size_t e = 1; e < t.count; ++e) {
     const char* a = base + t.order[e - 1].second * stride;
     const char* b = base + t.order[e].second * stride;
@@ -431,7 +455,7 @@ Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
       ra = w.back[ra];
       rb = w.back[rb];
     }
-    return Status::Duplicate("B-Arbre " + t.def->name + " : clé « " + Shown({a, k}) +
+    return Status::Duplicate("B-Arbre " + t.def->nom + " : clé « " + Shown({a, k}) +
                              " » en double (enregistrements " + std::to_string(ra) + " et " +
                              std::to_string(rb) + ")");
   }
@@ -445,13 +469,13 @@ Status Rebuilder::BuildTree(size_t i, size_t t) {
   VESK_RETURN_IF_ERROR(SortAndCheck(w, tw));
   const std::string aside = ReplaceSet::AsidePath(tw.path);
   std::unique_ptr<BTree> tree;
-  VESK_RETURN_IF_ERROR(BTree::Open(env_, aside, tw.def->key_length, tw.def->nature,
-                                   UpperAscii(w.def->name), true, &tree));
-  const size_t stride = tw.def->key_length + 4u;
+  VESK_RETURN_IF_ERROR(
+      BTree::Open(env_, aside, tw.key_length, tw.nature, UpperAscii(w.def->nom), true, &tree));
+  const size_t stride = tw.key_length + 4u;
   VESK_RETURN_IF_ERROR(tree->Load(tw.count, [&](size_t e, const char** key, uint32_t* record) {
     const char* entry = tw.packed.data() + tw.order[e].second * stride;
     *key = entry;
-    std::memcpy(record, entry + tw.def->key_length, 4);
+    std::memcpy(record, entry + tw.key_length, 4);
   }));
   VESK_RETURN_IF_ERROR(tree->Sync());
   result_->files[i].keys[t] = tw.count;
@@ -464,7 +488,7 @@ Status Rebuilder::BuildTree(size_t i, size_t t) {
 Status Rebuilder::Run() {
   Status s = Prepare();
   for (size_t i = 0; s.ok() && i < work_.size(); ++i) {
-    result_->files[i].keys.assign(work_[i].def->trees.size(), 0);
+    result_->files[i].keys.assign(work_[i].def->arbres.size(), 0);
   }
   if (s.ok()) {
     s = set_.Begin(Targets());
@@ -501,8 +525,8 @@ Status Rebuilder::RunBegun() {
 
 }  // namespace
 
-Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
-               RebuildResult* result) {
+Status Rebuild(DossierDonnees& dossier, const PlanReconstruction& plan,
+               const RebuildObserver& observer, RebuildResult* result) {
   *result = RebuildResult{};
   VESK_RETURN_IF_ERROR(dossier.DebutRemplacement());
   Status s;

@@ -2,12 +2,15 @@
 // and rebuilds every B-tree of the files it rewrote, from their records; the new files are
 // written aside and put in place all together (replace_set.h) under the folder's exclusive
 // lock, after a checkpoint, so that every reader sees the old set or the new one, never a mix.
-// The plan (which files, chainings and trees, how a key is built) is the caller's; the engine
-// reads and writes the bytes. Thread rules: the thread that owns the DossierDonnees.
+// The plan (which files, chainings and trees, how a key is built) is the caller's, in the terms of
+// the data-file service (srv/reconstruction.h): the engine reads it in one place, where record
+// bytes become the text a key is built from and positions from 1 become byte offsets. The
+// engine reads and writes the bytes. Thread rules: the thread that owns the DossierDonnees.
 #ifndef VESK_SRV_ISAM_REBUILD_H_
 #define VESK_SRV_ISAM_REBUILD_H_
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -15,46 +18,15 @@
 
 #include "srv/isam/dossier.h"
 #include "srv/isam/status.h"
+#include "srv/reconstruction.h"
 
 namespace vesk::isam {
 
-// A B-tree of a file of the plan.
-struct RebuildTree {
-  std::string name;  // as opened ("CLI1"), in the folder of its file
-  uint16_t key_length = 0;
-  char nature = 'P';
-  // The key of a live record (Windows-1252 bytes, as on disk): the engine pads it with spaces to
-  // key_length and refuses a longer one.
-  std::function<Status(std::string_view record, std::string* key)> key;
-};
-
-struct RebuildFile {
-  std::string name;  // as opened ("FACLIG")
-  bool dependance = false;
-  // The file chosen: its deleted records are removed and all its trees rebuilt. A file of the
-  // plan that is not chosen is rewritten only when pointers into a moved file change in it, and
-  // its trees are rebuilt only then.
-  bool chosen = false;
-  std::vector<RebuildTree> trees;
-};
-
-// A chaining between two files of the plan (indexes into RebuildPlan::files); the pointers'
-// offsets are 0-based, in bytes.
-struct RebuildChain {
-  size_t header = 0, line = 0;
-  uint32_t first = 0, last = 0;     // in the header's records
-  uint32_t previous = 0, next = 0;  // in the line's records
-};
-
-struct RebuildPlan {
-  std::vector<RebuildFile> files;
-  std::vector<RebuildChain> chains;
-};
-
 // What the rebuild tells as it goes, in this order for each file: kRecord for every live record
-// of a chosen file (its old and new numbers), kCompacted (count: the deleted records removed),
-// kWritten once a new file is complete (moved: its records were renumbered), then kTree before
-// each B-tree is built.
+// of a chosen file (its old and new numbers; count: the file's records, live or deleted, so
+// that old_no out of count is how far the scan is), kCompacted (count: the deleted records
+// removed), kWritten once a new file is complete (moved: its records were renumbered), then kTree
+// before each B-tree is built.
 struct RebuildEvent {
   enum class Kind { kRecord, kCompacted, kWritten, kTree } kind;
   size_t file = 0;
@@ -78,17 +50,19 @@ struct RebuildResult {
   bool in_place = false;     // the new set is the folder's
   bool copy_failed = false;  // new files could not be written or put in place: the old stay
   // What the files hold refused the rebuild (damage, a pointer to a record not live, a primary
-  // key twice, a key longer than its tree's, a pointer outside the record): nothing changed.
+  // key twice, a pointer outside the record): nothing changed.
   bool refused = false;
   std::string chosen_path;  // the data file of the (first) chosen file
+  // What a key builder of the plan threw: the rebuild stopped there, nothing put in place.
+  std::exception_ptr key_error;
 };
 
 // Runs the plan on dossier. A failure leaves the folder's files as they were (unless
 // result->in_place: then only the cleaning failed, finished by the next user); the status names
 // the file and what is wrong (a pointer to a deleted record, a primary key twice with both
 // record numbers, a key longer than its tree's, an I/O error).
-Status Rebuild(DossierDonnees& dossier, const RebuildPlan& plan, const RebuildObserver& observer,
-               RebuildResult* result);
+Status Rebuild(DossierDonnees& dossier, const PlanReconstruction& plan,
+               const RebuildObserver& observer, RebuildResult* result);
 
 }  // namespace vesk::isam
 

@@ -8,18 +8,18 @@
 #include <random>
 #include <sstream>
 
-#include "srv/isam/engine_testing.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/replace_set.h"
+#include "srv/isam/testing/engine.h"
 
 namespace vesk::isam::testing {
 namespace {
 
-// The first n bytes of a record, from offset at.
-RebuildTree Arbre(const std::string& nom, uint16_t longueur, char nature, size_t at) {
-  return {nom, longueur, nature, [at, longueur](std::string_view rec, std::string* key) {
-            key->assign(rec.substr(at, longueur));
-            return Status::Ok();
+// The first longueur characters of a record, from offset at.
+BArbreAReconstruire Arbre(const std::string& nom, int16_t longueur, char nature, size_t at) {
+  return {nom, longueur, std::string(1, nature),
+          [at, longueur](std::string_view rec, std::string& cle) {
+            cle.assign(rec.substr(at, static_cast<size_t>(longueur)));
           }};
 }
 
@@ -71,20 +71,21 @@ class RebuildTest : public EngineTest {
     chainage_->AjouteLigne(lig_->fichier, no);
     return no;
   }
-  RebuildPlan PlanClients() {
-    RebuildPlan p;
-    p.files.push_back({"Cli", false, true, {Arbre("Cli1", 6, 'P', 0), Arbre("Cli2", 10, 'S', 6)}});
+  PlanReconstruction PlanClients() {
+    PlanReconstruction p;
+    p.fichiers.push_back(
+        {"Cli", false, true, {Arbre("Cli1", 6, 'P', 0), Arbre("Cli2", 10, 'S', 6)}});
     return p;
   }
   // The line file chosen, its header file beside it.
-  RebuildPlan PlanLignes() {
-    RebuildPlan p;
-    p.files.push_back({"Lig", false, true, {}});
-    p.files.push_back({"Fac", false, false, {Arbre("Fac1", 8, 'P', 0)}});
-    p.chains.push_back({1, 0, 25, 28, 0, 3});
+  PlanReconstruction PlanLignes() {
+    PlanReconstruction p;
+    p.fichiers.push_back({"Lig", false, true, {}});
+    p.fichiers.push_back({"Fac", false, false, {Arbre("Fac1", 8, 'P', 0)}});
+    p.chainages.push_back({1, 0, 26, 29, 1, 4});
     return p;
   }
-  Status Reconstruit(const RebuildPlan& plan, std::vector<RebuildEvent>* events = nullptr) {
+  Status Reconstruit(const PlanReconstruction& plan, std::vector<RebuildEvent>* events = nullptr) {
     return Rebuild(
         *dossier_, plan,
         [&](const RebuildEvent& e) {
@@ -178,8 +179,8 @@ TEST_F(RebuildTest, LiveRecordsOfAnyBytesAreKeptAndFormerFilesUpgraded) {
   v1.reset();
   Reopen();
   Ouvre("Anc", 8);
-  RebuildPlan anc;
-  anc.files.push_back({"Anc", false, true, {}});
+  PlanReconstruction anc;
+  anc.fichiers.push_back({"Anc", false, true, {}});
   ASSERT_TRUE(Reconstruit(anc).ok());
   ASSERT_TRUE(DataFile::Open(Env::Default(), Path("ANC.DAT"), 8, {}, &v1).ok());
   EXPECT_EQ(v1->Header().version, kDataFormatVersion);
@@ -204,8 +205,8 @@ TEST_F(RebuildTest, LongKeysWithSharedRunsSortInTheTreesOrder) {
     attendu.emplace_back(cle, static_cast<uint32_t>(i));
   }
   std::sort(attendu.begin(), attendu.end());
-  RebuildPlan plan;
-  plan.files.push_back({"Cli", false, true, {Arbre("Long", 20, 'S', 0)}});
+  PlanReconstruction plan;
+  plan.fichiers.push_back({"Cli", false, true, {Arbre("Long", 20, 'S', 0)}});
   ASSERT_TRUE(Reconstruit(plan).ok());
   std::unique_ptr<BTree> t;
   ASSERT_TRUE(BTree::Open(Env::Default(), Path("LONG.DAB"), 20, 'S', "", false, &t).ok());
@@ -272,8 +273,8 @@ TEST_F(RebuildTest, RefusalsLeaveTheFolderAsItWas) {
   SupprimeClient("A00001", "UN        ", 1);
   Client("A00003", "TROIS     ");
   // A tree on the name alone, as primary: "UN" and "TROIS" differ, so take the first letter.
-  RebuildPlan plan = PlanClients();
-  plan.files[0].trees.push_back(Arbre("Cli3", 1, 'P', 0));
+  PlanReconstruction plan = PlanClients();
+  plan.fichiers[0].arbres.push_back(Arbre("Cli3", 1, 'P', 0));
   ASSERT_TRUE(dossier_->Ecrit().ok());
   const std::string avant = Contenu(root_ / "CLI.DAT") + Contenu(root_ / "CLI1.DAB");
   Status s = Reconstruit(plan);
@@ -427,8 +428,8 @@ TEST_F(RebuildTest, OtherUsersReopenTheRebuiltFiles) {
 
   // A tree rebuilt with keys long enough to need larger nodes cannot be followed by an open
   // handle: every later use says so, none reads the old file or the new one wrongly.
-  RebuildPlan longues = PlanClients();
-  longues.files[0].trees[0] = Arbre("Cli1", 1000, 'P', 0);
+  PlanReconstruction longues = PlanClients();
+  longues.fichiers[0].arbres[0] = Arbre("Cli1", 1000, 'P', 0);
   Status s = Reconstruit(longues);
   EXPECT_TRUE(result_.in_place);
   EXPECT_NE(s.message().find("longueur de noeud changée"), std::string::npos) << s.message();
@@ -468,11 +469,10 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     barbre.Supprime(arbre, "K10003", 4, p.fichier);
     ASSERT_TRUE(dossier->Ecrit().ok());
     const std::string dat = *base.Contents(P("CLI.DAT")), dab = *base.Contents(P("CLI1.DAB"));
-    RebuildPlan plan;
-    plan.files.push_back(
-        {"Cli", false, true, {{"Cli1", 6, 'P', [](std::string_view r, std::string* k) {
-                                 k->assign(r.substr(0, 6));
-                                 return Status::Ok();
+    PlanReconstruction plan;
+    plan.fichiers.push_back(
+        {"Cli", false, true, {{"Cli1", 6, "P", [](std::string_view r, std::string& k) {
+                                 k.assign(r.substr(0, 6));
                                }}}});
     env.FailAt(FaultEnv::Op::kWrite, n, platform::Code::kNoSpace);
     const uint64_t writes = env.Count(FaultEnv::Op::kWrite);

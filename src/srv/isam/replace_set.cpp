@@ -3,8 +3,8 @@
 #include <set>
 
 #include "srv/isam/coding.h"
-#include "srv/isam/journal.h"
-#include "srv/isam/journal_internal.h"
+#include "srv/isam/redo_log.h"
+#include "srv/isam/redo_log_internal.h"
 
 namespace vesk::isam {
 
@@ -274,7 +274,7 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::stri
       return Status::Corruption(Path(dossier) + " : le fichier " + t.relative +
                                 " est hors du dossier de données ; rien n'est remplacé");
     }
-    VESK_RETURN_IF_ERROR(journal::SansLien(env, dossier, t.relative));
+    VESK_RETURN_IF_ERROR(redo_log::SansLien(env, dossier, t.relative));
   }
   if (state == kDone) return Finish(env, dossier, targets);
   if (state == kWriting) return Undo(env, dossier, targets);

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "srv/isam/fault_env.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 
 namespace vesk::isam {
 namespace {

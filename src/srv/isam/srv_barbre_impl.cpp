@@ -149,7 +149,6 @@ void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier,
                         "la clé \"" + Trim(shown) + "\" existe déjà : rien n'est écrit");
   }
   Verifie(s, kOp, a.objet);
-  dossier_->Touche(&a);
   // Kept for the undo in a string of its own: the owner's method may insert through this same
   // service, which reuses key_.
   const std::string undo_key(key_);
@@ -184,7 +183,6 @@ void SrvBArbreImpl::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, in
   Exige(!s.IsDuplicate(), kOp, a.objet,
         "la clé existe déjà pour l'enregistrement " + std::to_string(no_enr));
   Verifie(s, kOp, a.objet);
-  dossier_->Touche(&a);
   op.Fin(a.objet);
 }
 
@@ -282,10 +280,8 @@ void SrvBArbreImpl::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr
                             std::to_string(no_enr) + " : rien n'est supprimé");
   }
   Verifie(s, kOp, a.objet);
-  dossier_->Touche(&a);
   if (primaire) {
     Verifie(f.fichier->MarkDeleted(static_cast<uint32_t>(no_enr)), kOp, f.objet);
-    dossier_->Touche(&f);
   }
   if (f.courant == no_enr) f.courant = 0;
   op.Fin(a.objet);

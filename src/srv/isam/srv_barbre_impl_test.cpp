@@ -1,7 +1,7 @@
 // The B-tree service over data files with owners, on real files of a temporary data folder.
 #include "srv/isam/srv_barbre_impl.h"
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 #include "srv/list/liste.h"
 
 namespace vesk::isam::testing {

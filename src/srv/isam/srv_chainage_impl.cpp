@@ -100,7 +100,6 @@ void SrvChainageImpl::EcritPointeur(FichierOuvert& f, uint32_t no, uint32_t at, 
   char p[3];
   isam::EncodePointer(valeur, p);
   Verifie(f.fichier->WritePart(no, at, p), op, f.objet);
-  dossier_->Touche(&f);
 }
 
 void SrvChainageImpl::ExigeCible(FichierOuvert& ligne, uint32_t valeur, std::string_view de,
@@ -235,7 +234,6 @@ void SrvChainageImpl::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
     EcritPointeur(e, x.courant, x.c->derniere, prev, kOp);
   }
   Verifie(l.fichier->MarkDeleted(static_cast<uint32_t>(no_enr)), kOp, l.objet);
-  dossier_->Touche(&l);
   if (l.courant == no_enr) l.courant = 0;
   op.Fin(l.objet);
 }
@@ -249,7 +247,6 @@ void SrvChainageImpl::SupprimeLignes(int16_t fichier_ligne) {
     Verifie(x.ligne->fichier->MarkDeleted(no), kOp, x.ligne->objet);
     if (x.ligne->courant == static_cast<int32_t>(no)) x.ligne->courant = 0;
   }
-  if (!lines.empty()) dossier_->Touche(x.ligne);
   EcritPointeur(*x.entete, x.courant, x.c->premiere, 0, kOp);
   EcritPointeur(*x.entete, x.courant, x.c->derniere, 0, kOp);
   op.Fin(x.ligne->objet);

@@ -2,7 +2,7 @@
 // pointers met on the way, on real files of a temporary data folder.
 #include "srv/isam/srv_chainage_impl.h"
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 
 namespace vesk::isam::testing {
 namespace {
@@ -53,7 +53,6 @@ class SrvChainageTest : public EngineTest {
     donnee_->LireFichier(p.fichier, no, t);
     FichierOuvert* f = dossier_->Fichier(p.fichier);
     ASSERT_TRUE(f->fichier->WritePart(no, at, std::span<const char>(bytes.data(), 3)).ok());
-    dossier_->Touche(f);
   }
 
   Proprio* fic_ = nullptr;

@@ -159,7 +159,6 @@ void SrvDonneeImpl::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_v
     }
   }
   Verifie(f.fichier->Write(no, octets_), kOp, f.objet);
-  dossier_->Touche(&f);
   op.Fin(f.objet);
 }
 

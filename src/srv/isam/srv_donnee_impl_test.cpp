@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "srv/isam/engine_testing.h"
+#include "srv/isam/testing/engine.h"
 #include "srv/list/liste.h"
 
 namespace vesk::isam::testing {

@@ -1,13 +1,11 @@
-// The rebuild as the data-file service offers it: the plan in the component's terms turned into
-// the engine's, record texts and keys between UTF-8 and the bytes on disk, refusals told apart
-// from failures.
+// The rebuild as the data-file service offers it: the plan checked and given to the engine, its
+// steps and outcome told in the service's terms, refusals told apart from failures.
 #include <exception>
 
 #include "srv/erreur_service.h"
 #include "srv/isam/data_file.h"
 #include "srv/isam/names.h"
 #include "srv/isam/rebuild.h"
-#include "srv/isam/record_text.h"
 #include "srv/isam/service_util.h"
 #include "srv/isam/srv_donnee_impl.h"
 
@@ -17,52 +15,21 @@ namespace {
 
 using isam::Status;
 
-// A key builder of the component over record bytes: the record decoded, the key encoded and
-// padded to the tree's length. An exception of the builder is kept for the caller and stops the
-// rebuild.
-isam::RebuildTree Arbre(const BArbreAReconstruire& a, std::exception_ptr* erreur) {
-  isam::RebuildTree t;
-  t.name = a.nom;
-  t.key_length = static_cast<uint16_t>(a.longueur_cle);
-  t.nature = a.nature == "S" ? 'S' : 'P';
-  t.key = [&a, erreur, texte = std::string(), cle = std::string()](std::string_view octets,
-                                                                   std::string* key) mutable {
-    try {
-      isam::DecodeBytes(octets, &texte);
-      cle.clear();
-      a.cle(texte, cle);
-    } catch (...) {
-      *erreur = std::current_exception();
-      return Status::InvalidArgument("clé de " + a.nom);
-    }
-    return isam::EncodeFixed(cle, static_cast<size_t>(a.longueur_cle), "clé de " + a.nom, key);
-  };
-  return t;
-}
-
-isam::RebuildPlan Plan(const PlanReconstruction& plan, std::exception_ptr* erreur,
-                       std::string_view op) {
-  isam::RebuildPlan p;
+// The plan checked as the service takes it: names of the folder, trees of a known nature and
+// key length, pointers at positions from 1. The engine reads it as it stands (rebuild.h).
+void ControlePlan(const PlanReconstruction& plan, std::string_view op) {
   for (const FichierAReconstruire& f : plan.fichiers) {
     isam::Verifie(isam::CheckName(f.nom, "fichier"), op, f.nom);
-    isam::RebuildFile r{f.nom, f.dependance_entreprise, f.choisi, {}};
     for (const BArbreAReconstruire& a : f.arbres) {
       isam::Verifie(isam::CheckName(a.nom, "B-arbre"), op, a.nom);
       Exige(a.longueur_cle >= 1 && (a.nature == "P" || a.nature == "S"), op, a.nom,
             "longueur de clé ou nature impossible");
-      r.trees.push_back(Arbre(a, erreur));
     }
-    p.files.push_back(std::move(r));
   }
   for (const ChainageAReconstruire& c : plan.chainages) {
     Exige(c.pos_premiere > 0 && c.pos_derniere > 0 && c.pos_precedente > 0 && c.pos_suivante > 0,
           op, "chaînage", "position de pointeur impossible");
-    p.chains.push_back({c.entete, c.ligne, static_cast<uint32_t>(c.pos_premiere - 1),
-                        static_cast<uint32_t>(c.pos_derniere - 1),
-                        static_cast<uint32_t>(c.pos_precedente - 1),
-                        static_cast<uint32_t>(c.pos_suivante - 1)});
   }
-  return p;
 }
 
 EtapeReconstruction Etape(const isam::RebuildEvent& e) {
@@ -126,8 +93,7 @@ void SrvDonneeImpl::Supprimes(bool dependance_entreprise, std::string_view nom, 
 void SrvDonneeImpl::Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                                 BilanReconstruction& bilan) {
   constexpr std::string_view kOp = "Reconstruit";
-  std::exception_ptr erreur;
-  const isam::RebuildPlan p = Plan(plan, &erreur, kOp);
+  ControlePlan(plan, kOp);
   std::exception_ptr erreur_suivi;
   isam::RebuildObserver observer = [&](const isam::RebuildEvent& e) {
     if (!suivi) return Status::Ok();
@@ -141,9 +107,9 @@ void SrvDonneeImpl::Reconstruit(const PlanReconstruction& plan, const SuiviRecon
     }
   };
   isam::RebuildResult r;
-  const Status s = isam::Rebuild(*dossier_, p, observer, &r);
+  const Status s = isam::Rebuild(*dossier_, plan, observer, &r);
   Bilan(r, bilan);
-  if (erreur) std::rethrow_exception(erreur);
+  if (r.key_error) std::rethrow_exception(r.key_error);
   if (erreur_suivi) std::rethrow_exception(erreur_suivi);
   if (s.ok()) return;
   if (r.refused && !r.in_place && !r.copy_failed) {

@@ -167,18 +167,15 @@ void Workload::QueueDeleteCustomer(const std::string& key) {
   });
 }
 
-RebuildPlan Workload::Plan(bool lines) {
+PlanReconstruction Workload::Plan(bool lines) {
   auto slice = [](size_t at, size_t n) {
-    return [at, n](std::string_view record, std::string* key) {
-      key->assign(record.substr(at, n));
-      return Status::Ok();
-    };
+    return [at, n](std::string_view record, std::string& key) { key.assign(record.substr(at, n)); };
   };
-  RebuildFile cli{
-      "Cli", false, !lines, {{"Cli", 8, 'P', slice(0, 8)}, {"Cli2", 4, 'S', slice(8, 4)}}};
+  FichierAReconstruire cli{
+      "Cli", false, !lines, {{"Cli", 8, "P", slice(0, 8)}, {"Cli2", 4, "S", slice(8, 4)}}};
   if (!lines) return {{cli}, {}};
-  RebuildFile lig{"Lig", false, true, {}};
-  return {{lig, cli}, {{1, 0, 30, 33, 0, 3}}};
+  FichierAReconstruire lig{"Lig", false, true, {}};
+  return {{lig, cli}, {{1, 0, 31, 34, 1, 4}}};
 }
 
 std::vector<std::string> Workload::Keys() const {

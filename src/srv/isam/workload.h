@@ -45,7 +45,7 @@ class Workload {
 
   // The rebuild of the line file (lines true: LIG compacted, the pointers of CLI renumbered,
   // CLI's two trees rebuilt) or of the customers' file (CLI compacted, its trees rebuilt).
-  static RebuildPlan Plan(bool lines);
+  static PlanReconstruction Plan(bool lines);
 
   // Every record of the two data files and every entry of the three B-trees of the folder, as
   // text; two folders hold the same data exactly when their states are equal.

@@ -92,6 +92,7 @@ struct SrvEditionImpl::Edition {
   char orientation = 0;  // 'V', 'H', 0: from the widest frame
   report::Sorties sorties;
   bool ecran = false;  // shown to the user, not written
+  bool flux = false;   // the host's text stream (ConfigEdition::flux), not a file
   int lignes_page = 0;
   platform::DateHeure heure{};
   std::vector<Evenement> evenements;
@@ -165,6 +166,14 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
   const std::string suivante = std::exchange(sortie_suivante_, std::string());
   if (sortie.empty() && suivante == "ECRAN") {
     e->ecran = true;
+  } else if (impose == kFluxTexte && config_.flux) {
+    // Standard output holds the text only; a listing asked as PDF cannot go there.
+    const std::string demandee = text::UpperAscii(sortie.empty() ? suivante : sortie);
+    Exige(demandee.empty() || demandee == "TXT", op, titre,
+          "une édition " + demandee +
+              " ne s'écrit pas sur la sortie standard : donnez un fichier "
+              ".pdf (la sortie standard reçoit le texte)");
+    e->flux = true;
   } else {
     e->sorties = report::ChoisitSorties(sortie.empty() ? std::string_view(suivante) : sortie,
                                         config_.sortie, impose, config_.pdf != nullptr, titre);
@@ -350,6 +359,11 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
   const report::Document document = pages.Finish();
   if (e.ecran) {
     config_.visionne(e.info.title, report::RenderText(document));
+    return;
+  }
+  if (e.flux) {
+    config_.flux(report::RenderText(document));
+    ecrits_.push_back(std::string(kFluxTexte));
     return;
   }
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();

@@ -17,6 +17,9 @@
 
 namespace vesk {
 
+// The imposed file that stands for the host's text stream (ConfigEdition::flux).
+inline constexpr std::string_view kFluxTexte = "-";
+
 struct ConfigEdition {
   // Listings folder (configuration "editions"; by default EDITIONS/ under the data folder),
   // created at the first listing written into it.
@@ -31,6 +34,9 @@ struct ConfigEdition {
   std::function<platform::DateHeure()> horloge;
   // The PDF renderer; null where it is not built (Windows): asking for PDF is then an error.
   std::unique_ptr<report::Renderer> pdf;
+  // Receives the text of a listing whose imposed file is kFluxTexte (`vesk --output -`: standard
+  // output); a listing asked as PDF is then refused. Empty: "-" is a file name like another.
+  std::function<void(std::string_view texte)> flux;
   // Shows a listing's text to the user (output "ECRAN"); empty: that output is refused.
   std::function<void(std::string_view titre, std::string_view texte)> visionne;
 };

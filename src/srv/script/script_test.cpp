@@ -28,10 +28,10 @@ struct Ecrans {
   }
 
   std::shared_ptr<Session> session;
-  SrvSaisieImpl saisie;
-  SrvEcranImpl ecran;
-  SrvChoixImpl choix;
-  SrvMessageImpl message;
+  SrvSaisieScript saisie;
+  SrvEcranScript ecran;
+  SrvChoixScript choix;
+  SrvMessageScript message;
   int16_t touche = 0;
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "srv/erreur_service.h"
-#include "srv/tui/srv_ecran_impl.h"
 #include "srv/tui/texte.h"
 #include "srv/tui/touches.h"
 
@@ -25,9 +24,9 @@ std::string Positions(const std::vector<int>& choix) {
 
 }  // namespace
 
-// ---- SrvSaisieImpl
+// ---- SrvSaisieScript
 
-size_t SrvSaisieImpl::Index(std::string_view operation, std::string_view cle) const {
+size_t SrvSaisieScript::Index(std::string_view operation, std::string_view cle) const {
   std::optional<size_t> i = tui::ChercheChamp(champs_, cle);
   if (!i) {
     throw ErreurService(operation, cle,
@@ -36,7 +35,7 @@ size_t SrvSaisieImpl::Index(std::string_view operation, std::string_view cle) co
   return *i;
 }
 
-void SrvSaisieImpl::DefChamps(std::string_view descripteur) {
+void SrvSaisieScript::DefChamps(std::string_view descripteur) {
   Valide("DefChamps", "descripteur", descripteur);
   champs_ = tui::LitDescripteur(descripteur, "DefChamps");
   session_->Note("DefChamps");
@@ -49,10 +48,11 @@ void SrvSaisieImpl::DefChamps(std::string_view descripteur) {
   }
 }
 
-void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
-                        int16_t touche_initiale, std::string_view options, std::string_view ligne) {
+void SrvSaisieScript::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
+                          int16_t touche_initiale, std::string_view options,
+                          std::string_view ligne) {
   size_t i = Index("Sai", cle);
-  tui::VerifieLigneMessage("Sai", ligne);
+  tui::ControleLigneMessage("Sai", ligne);
   tui::Options opts = tui::LitOptions(options, "Sai", cle);
   std::string depart = tui::ValeurDeDepart(champs_, i, valeur, "Sai");
   std::string note = "Sai " + std::string(cle) + " " + Cite(depart);
@@ -86,22 +86,23 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
   session_->Note(note + " -> " + Cite(valeur) + " " + tui::NomTouche(touche));
 }
 
-void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
+void SrvSaisieScript::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
   (void)confirme;
-  tui::VerifieLigneMessage("Confirme", ligne);
+  tui::ControleLigneMessage("Confirme", ligne);
   const Reponse& r =
       session_->Prend("Confirme", Genre::kConfirme, "la confirmation d'une suppression (confirm)");
   touche = r.touche;
   session_->Note("Confirme " + std::string(ligne) + " -> " + tui::NomTouche(touche));
 }
 
-void SrvSaisieImpl::Affiche(std::string_view cle, std::string_view valeur) {
+void SrvSaisieScript::Affiche(std::string_view cle, std::string_view valeur) {
   Index("Affiche", cle);
   Valide("Affiche", cle, valeur);
   session_->Note("Affiche " + std::string(cle) + " " + Cite(valeur));
 }
 
-void SrvSaisieImpl::AffMode(std::string_view cle, std::string_view lettre, std::string_view mode) {
+void SrvSaisieScript::AffMode(std::string_view cle, std::string_view lettre,
+                              std::string_view mode) {
   Index("AffMode", cle);
   if (lettre != "I" && lettre != "B") {
     throw ErreurService("AffMode", lettre,
@@ -111,49 +112,49 @@ void SrvSaisieImpl::AffMode(std::string_view cle, std::string_view lettre, std::
   session_->Note("AffMode " + std::string(cle) + " " + std::string(lettre) + " " + Cite(mode));
 }
 
-void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
-                              std::string_view message, int16_t touche) {
+void SrvSaisieScript::MessChamp(std::string_view cle, std::string_view ligne,
+                                std::string_view message, int16_t touche) {
   (void)touche;
   Index("MessChamp", cle);
-  tui::VerifieLigneMessage("MessChamp", ligne);
+  tui::ControleLigneMessage("MessChamp", ligne);
   Valide("MessChamp", cle, message);
   session_->Note("MessChamp " + std::string(cle) + " " + std::string(ligne) + " " + Cite(message));
 }
 
-void SrvSaisieImpl::InitEcran(int16_t touche) {
+void SrvSaisieScript::InitEcran(int16_t touche) {
   (void)touche;
   champs_.clear();
   session_->Note("InitEcran");
 }
 
-void SrvSaisieImpl::Message(std::string_view ligne, std::string_view texte) {
-  tui::VerifieLigneMessage("Message", ligne);
+void SrvSaisieScript::Message(std::string_view ligne, std::string_view texte) {
+  tui::ControleLigneMessage("Message", ligne);
   Valide("Message", ligne, texte);
   session_->Note("Message " + std::string(ligne) + " " + Cite(texte));
 }
 
-void SrvSaisieImpl::Titre(std::string_view titre) {
+void SrvSaisieScript::Titre(std::string_view titre) {
   Valide("Titre", "", titre);
   session_->Note("Titre " + Cite(titre));
 }
 
-// ---- SrvEcranImpl
+// ---- SrvEcranScript
 
-void SrvEcranImpl::ValeurConfirmation(int16_t& v) { v = tui::kValeurConfirmation; }
-void SrvEcranImpl::ToucheSuppression(int16_t& t) { t = tui::kToucheSuppression; }
-void SrvEcranImpl::ToucheRetour(int16_t& t) { t = tui::kToucheRetour; }
-void SrvEcranImpl::ToucheDebut(int16_t& t) { t = tui::kToucheDebut; }
-void SrvEcranImpl::ToucheConfirmation(int16_t& t) { t = tui::kToucheConfirmation; }
-void SrvEcranImpl::ToucheF1(int16_t& t) { t = tui::kF1; }
-void SrvEcranImpl::ToucheF2(int16_t& t) { t = tui::kF1 + 1; }
-void SrvEcranImpl::ToucheF3(int16_t& t) { t = tui::kF1 + 2; }
-void SrvEcranImpl::ToucheF4(int16_t& t) { t = tui::kF1 + 3; }
-void SrvEcranImpl::ToucheF5(int16_t& t) { t = tui::kF1 + 4; }
-void SrvEcranImpl::ToucheF6(int16_t& t) { t = tui::kF1 + 5; }
-void SrvEcranImpl::ToucheF7(int16_t& t) { t = tui::kF1 + 6; }
-void SrvEcranImpl::ToucheEchap(int16_t& t) { t = tui::kEchap; }
+void SrvEcranScript::ValeurConfirmation(int16_t& v) { v = tui::kValeurConfirmation; }
+void SrvEcranScript::ToucheSuppression(int16_t& t) { t = tui::kToucheSuppression; }
+void SrvEcranScript::ToucheRetour(int16_t& t) { t = tui::kToucheRetour; }
+void SrvEcranScript::ToucheDebut(int16_t& t) { t = tui::kToucheDebut; }
+void SrvEcranScript::ToucheConfirmation(int16_t& t) { t = tui::kToucheConfirmation; }
+void SrvEcranScript::ToucheF1(int16_t& t) { t = tui::kF1; }
+void SrvEcranScript::ToucheF2(int16_t& t) { t = tui::kF1 + 1; }
+void SrvEcranScript::ToucheF3(int16_t& t) { t = tui::kF1 + 2; }
+void SrvEcranScript::ToucheF4(int16_t& t) { t = tui::kF1 + 3; }
+void SrvEcranScript::ToucheF5(int16_t& t) { t = tui::kF1 + 4; }
+void SrvEcranScript::ToucheF6(int16_t& t) { t = tui::kF1 + 5; }
+void SrvEcranScript::ToucheF7(int16_t& t) { t = tui::kF1 + 6; }
+void SrvEcranScript::ToucheEchap(int16_t& t) { t = tui::kEchap; }
 
-void SrvEcranImpl::Annule(int16_t& annule) {
+void SrvEcranScript::Annule(int16_t& annule) {
   const Reponse* r = session_->Regarde();
   if (!session_->annule && r != nullptr && r->genre == Genre::kAnnule) {
     session_->Saute();
@@ -163,21 +164,21 @@ void SrvEcranImpl::Annule(int16_t& annule) {
   annule = session_->annule ? -1 : 0;
 }
 
-void SrvEcranImpl::TitreEdition(std::string_view titre) {
+void SrvEcranScript::TitreEdition(std::string_view titre) {
   Valide("TitreEdition", "", titre);
   session_->annule = false;
   session_->Note("TitreEdition " + Cite(titre));
 }
 
-void SrvEcranImpl::FinTitreEdition() {
+void SrvEcranScript::FinTitreEdition() {
   session_->annule = false;
   session_->Note("FinTitreEdition");
 }
 
-// ---- SrvChoixImpl
+// ---- SrvChoixScript
 
-std::vector<int> SrvChoixImpl::Prend(std::string_view operation, std::string_view colonnes,
-                                     std::string_view titre, size_t nombre, bool multiple) {
+std::vector<int> SrvChoixScript::Prend(std::string_view operation, std::string_view colonnes,
+                                       std::string_view titre, size_t nombre, bool multiple) {
   const Reponse& r = session_->Prend(operation, Genre::kChoix,
                                      "un choix dans la liste " + Cite(titre) + " (choose)");
   std::vector<int> choix = r.choix;
@@ -197,8 +198,8 @@ std::vector<int> SrvChoixImpl::Prend(std::string_view operation, std::string_vie
   return choix;
 }
 
-void SrvChoixImpl::Choix(std::string_view colonnes, std::string_view titre, std::string_view liste,
-                         bool& choisi, std::string& element) {
+void SrvChoixScript::Choix(std::string_view colonnes, std::string_view titre,
+                           std::string_view liste, bool& choisi, std::string& element) {
   tui::LitColonnes(colonnes, "Choix");
   Valide("Choix", titre, liste);
   std::vector<std::string> elements = tui::ElementsDeListe(liste, "Choix");
@@ -210,8 +211,8 @@ void SrvChoixImpl::Choix(std::string_view colonnes, std::string_view titre, std:
                  (choisi ? std::to_string(choix[0]) + " " + Cite(element) : "aucun"));
 }
 
-void SrvChoixImpl::ChoixMultiple(std::string_view colonnes, std::string_view titre,
-                                 std::string_view liste, bool& choisi, std::string& elements) {
+void SrvChoixScript::ChoixMultiple(std::string_view colonnes, std::string_view titre,
+                                   std::string_view liste, bool& choisi, std::string& elements) {
   tui::LitColonnes(colonnes, "ChoixMultiple");
   Valide("ChoixMultiple", titre, liste);
   std::vector<std::string> tous = tui::ElementsDeListe(liste, "ChoixMultiple");
@@ -227,15 +228,15 @@ void SrvChoixImpl::ChoixMultiple(std::string_view colonnes, std::string_view tit
                  (choisi ? Positions(choix) + " " + Cite(elements) : "aucun"));
 }
 
-// ---- SrvMessageImpl
+// ---- SrvMessageScript
 
-void SrvMessageImpl::Affiche(std::string_view message, std::string_view titre) {
+void SrvMessageScript::Affiche(std::string_view message, std::string_view titre) {
   Valide("Affiche", titre, message);
   session_->Prend("Affiche", Genre::kOk, "l'acquittement du message " + Cite(titre) + " (ok)");
   session_->Note("Boite " + Cite(titre) + " " + Cite(message) + " -> ok");
 }
 
-void SrvMessageImpl::Visionne(std::string_view texte, std::string_view titre) {
+void SrvMessageScript::Visionne(std::string_view texte, std::string_view titre) {
   Valide("Visionne", titre, texte);
   size_t lignes = 0;
   for (char c : texte) lignes += c == '\n' ? 1 : 0;

@@ -18,9 +18,9 @@
 
 namespace vesk::script {
 
-class SrvSaisieImpl : public SrvSaisie {
+class SrvSaisieScript : public SrvSaisie {
  public:
-  explicit SrvSaisieImpl(std::shared_ptr<Session> session) : session_(std::move(session)) {}
+  explicit SrvSaisieScript(std::shared_ptr<Session> session) : session_(std::move(session)) {}
 
   void DefChamps(std::string_view descripteur) override;
   void Sai(std::string_view cle, std::string& valeur, int16_t& touche, int16_t touche_initiale,
@@ -41,11 +41,11 @@ class SrvSaisieImpl : public SrvSaisie {
   std::vector<tui::Champ> champs_;
 };
 
-// Key codes are those of the terminal screens (tui::SrvEcranImpl).
-class SrvEcranImpl : public SrvEcran {
+// Key codes are those of the terminal screens (srv/tui/touches.h).
+class SrvEcranScript : public SrvEcran {
  public:
-  SrvEcranImpl(std::shared_ptr<Session> session, std::string nom_application,
-               std::string date = "31/12/2026")
+  SrvEcranScript(std::shared_ptr<Session> session, std::string nom_application,
+                 std::string date = "31/12/2026")
       : session_(std::move(session)),
         nom_application_(std::move(nom_application)),
         date_(std::move(date)) {}
@@ -77,9 +77,9 @@ class SrvEcranImpl : public SrvEcran {
   std::string date_;
 };
 
-class SrvChoixImpl : public SrvChoix {
+class SrvChoixScript : public SrvChoix {
  public:
-  explicit SrvChoixImpl(std::shared_ptr<Session> session) : session_(std::move(session)) {}
+  explicit SrvChoixScript(std::shared_ptr<Session> session) : session_(std::move(session)) {}
 
   void Choix(std::string_view colonnes, std::string_view titre, std::string_view liste,
              bool& choisi, std::string& element) override;
@@ -93,9 +93,9 @@ class SrvChoixImpl : public SrvChoix {
   std::shared_ptr<Session> session_;
 };
 
-class SrvMessageImpl : public SrvMessage {
+class SrvMessageScript : public SrvMessage {
  public:
-  explicit SrvMessageImpl(std::shared_ptr<Session> session) : session_(std::move(session)) {}
+  explicit SrvMessageScript(std::shared_ptr<Session> session) : session_(std::move(session)) {}
 
   void Affiche(std::string_view message, std::string_view titre) override;
   // Notes the title and the line count in the transcript; no answer is taken.

@@ -29,7 +29,7 @@ std::string LitFichier(const std::string& chemin) {
   return texte;
 }
 
-void VerifieDossier(const std::string& dossier, const std::string& origine) {
+void ControleDossier(const std::string& dossier, const std::string& origine) {
   bool est_dossier = false, existe = false;
   platform::IoStatus st = platform::IsDirectory(dossier, &est_dossier);
   if (st.ok() && !est_dossier) st = platform::FileExists(dossier, &existe);
@@ -55,7 +55,7 @@ void LitIniPortable(std::string_view texte, const std::string& fichier, Configur
 
 Configuration ChargeConfigurationDossier(const std::string& dossier, const std::string& origine,
                                          LecteurIni lecteur) {
-  VerifieDossier(dossier, origine);
+  ControleDossier(dossier, origine);
   Configuration config;
   config.dossier = dossier;
   std::string ini = config.CheminDonnees(kFichierConfiguration);

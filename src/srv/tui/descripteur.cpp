@@ -278,7 +278,7 @@ std::vector<Colonne> LitColonnes(std::string_view colonnes, std::string_view ope
   return out;
 }
 
-void VerifieLigneMessage(std::string_view operation, std::string_view ligne) {
+void ControleLigneMessage(std::string_view operation, std::string_view ligne) {
   if (ligne != "N" && ligne != "B" && ligne != "I") {
     throw ErreurService(
         operation, ligne,

@@ -78,7 +78,7 @@ std::vector<Colonne> LitColonnes(std::string_view colonnes, std::string_view ope
 
 // Refuses a message line letter other than "N" (current field), "B" (bottom) and "I"
 // (information), with ErreurService naming the operation.
-void VerifieLigneMessage(std::string_view operation, std::string_view ligne);
+void ControleLigneMessage(std::string_view operation, std::string_view ligne);
 
 }  // namespace vesk::tui
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "srv/tui/test_ecran.h"
+#include "srv/tui/testing/ecran.h"
 #include "srv/tui/touches.h"
 
 namespace vesk::tui {

@@ -8,7 +8,7 @@
 #include "srv/tui/srv_ecran_impl.h"
 #include "srv/tui/srv_message_impl.h"
 #include "srv/tui/srv_saisie_impl.h"
-#include "srv/tui/test_ecran.h"
+#include "srv/tui/testing/ecran.h"
 #include "srv/tui/visionneuse.h"
 
 namespace vesk::tui {

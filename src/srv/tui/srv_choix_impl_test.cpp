@@ -4,7 +4,7 @@
 
 #include "srv/erreur_service.h"
 #include "srv/tui/liste_choix.h"
-#include "srv/tui/test_ecran.h"
+#include "srv/tui/testing/ecran.h"
 
 namespace vesk::tui {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "platform/platform.h"
 #include "srv/tui/texte.h"
+#include "srv/tui/touches.h"
 
 namespace vesk::tui {
 

@@ -45,13 +45,6 @@ class SrvEcranImpl : public SrvEcran {
   bool annule_ = false;
 };
 
-// The codes every implementation of SrvEcran gives (terminal and scripted screens alike).
-inline constexpr int16_t kToucheRetour = kHaut;
-inline constexpr int16_t kToucheDebut = kPageHaut;
-inline constexpr int16_t kToucheSuppression = kF1 + 5;
-inline constexpr int16_t kToucheConfirmation = kF1 + 5;
-inline constexpr int16_t kValeurConfirmation = -1;
-
 // "31/12/2026": today's date as DateDefaut gives it.
 std::string DateDuJour();
 

@@ -96,7 +96,7 @@ bool SrvSaisieImpl::Termine(Editeur& ed, const Options& options, int16_t code) {
 void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touche,
                         int16_t touche_initiale, std::string_view options, std::string_view ligne) {
   size_t i = Index("Sai", cle);
-  VerifieLigneMessage("Sai", ligne);
+  ControleLigneMessage("Sai", ligne);
   Options opts = LitOptions(options, "Sai", cle);
   Editeur ed(champs_[i], VersPoints(ValeurDeDepart(champs_, i, valeur, "Sai")));
   courant_ = i;
@@ -144,7 +144,7 @@ int16_t SrvSaisieImpl::Edite(Editeur& ed, const Options& opts, std::optional<Tou
 
 void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_view ligne) {
   (void)confirme;  // the caller compares the key with ToucheConfirmation
-  VerifieLigneMessage("Confirme", ligne);
+  ControleLigneMessage("Confirme", ligne);
   confirmation_ = true;
   struct Fin {
     bool* b;
@@ -186,7 +186,7 @@ void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
                               std::string_view message, int16_t touche) {
   (void)touche;  // no key is attached to a message on a terminal
   size_t i = Index("MessChamp", cle);
-  VerifieLigneMessage("MessChamp", ligne);
+  ControleLigneMessage("MessChamp", ligne);
   Valide("MessChamp", cle, message);
   if (ligne == "N") {
     etats_[i].message = std::string(message);
@@ -210,7 +210,7 @@ void SrvSaisieImpl::InitEcran(int16_t touche) {
 
 void SrvSaisieImpl::EcritLigne(std::string_view operation, std::string_view ligne,
                                std::string texte) {
-  VerifieLigneMessage(operation, ligne);
+  ControleLigneMessage(operation, ligne);
   if (ligne == "B") {
     ligne_b_ = std::move(texte);
   } else if (ligne == "I") {

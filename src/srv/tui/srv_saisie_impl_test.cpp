@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "srv/erreur_service.h"
-#include "srv/tui/test_ecran.h"
+#include "srv/tui/testing/ecran.h"
 
 namespace vesk::tui {
 namespace {

@@ -45,6 +45,13 @@ struct Touche {
   bool operator==(const Touche&) const = default;
 };
 
+// The codes every implementation of SrvEcran gives (terminal and scripted screens alike).
+inline constexpr int16_t kToucheRetour = kHaut;
+inline constexpr int16_t kToucheDebut = kPageHaut;
+inline constexpr int16_t kToucheSuppression = kF1 + 5;
+inline constexpr int16_t kToucheConfirmation = kF1 + 5;
+inline constexpr int16_t kValeurConfirmation = -1;
+
 // Name of a key code as the script format writes it: "<Enter>", "<Up>", "<F6>"...; for other
 // codes "<code 123>".
 std::string NomTouche(int16_t code);

@@ -1,7 +1,7 @@
 // vesk-check DIR: checks the data files, B-trees and dictionary chainings of a data folder and
 // its company sub-folders, and prints what is wrong. Exit status 0 when the folder is sound,
 // 1 when problems were found, 2 when the folder cannot be read. It reads the committed state:
-// a commit that a writer which died left in the journal is first finished, as any user of the
+// a commit that a writer which died left in the redo log is first finished, as any user of the
 // folder would; otherwise it changes nothing.
 #include <cstdio>
 #include <string>
@@ -13,8 +13,13 @@
 
 int main(int argc, char** argv) {
   using namespace vesk::isam;
-  if (argc != 2 || std::string(argv[1]) == "--help") {
-    std::fprintf(stderr, "usage : vesk-check DOSSIER\n");
+  // Exit statuses as vesk's: 0 correct, 1 problems found or the folder unreadable, 2 usage.
+  if (argc == 2 && (std::string(argv[1]) == "--help" || std::string(argv[1]) == "-h")) {
+    std::printf("Utilisation : vesk-check DOSSIER\n");
+    return 0;
+  }
+  if (argc != 2) {
+    std::fprintf(stderr, "vesk-check : un dossier attendu\nUtilisation : vesk-check DOSSIER\n");
     return 2;
   }
   std::string dir = argv[1];
@@ -26,7 +31,7 @@ int main(int argc, char** argv) {
   if (s.ok()) s = VerifieDossier(env, dir, chainages, &rapport);
   if (!s.ok()) {
     std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());
-    return 2;
+    return 1;
   }
   for (const std::string& p : rapport.problemes) std::printf("%s\n", p.c_str());
   std::printf(

@@ -1,6 +1,6 @@
 // vesk-crash: kill -9 loop of the storage engine. Each run starts a child process that applies
 // a seeded workload to a fresh data folder and reports every committed operation on a pipe;
-// the parent kills it at a random moment, reopens the folder (which replays the journal the
+// the parent kills it at a random moment, reopens the folder (which replays the redo log the
 // child left) and checks it against the states the same workload goes through in memory
 // and with the folder verifier. Prints one line per failing run and, last, "runs N failures F".
 // With --rebuild the child ends with a rebuild of the line file or of the customers' file (one
@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "srv/erreur_service.h"
-#include "srv/isam/journal.h"
+#include "srv/isam/redo_log.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
 #ifdef VESK_AVEC_PG
@@ -98,7 +98,7 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
     if (w == nullptr) {
       d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
       d->Synchro(o.full);
-      // Every other run empties its journal every few commits, so that kills land in
+      // Every other run empties its redo log every few commits, so that kills land in
       // checkpoints.
       if (seed % 2 == 1) d->SeuilJournal(uint64_t{16} << 10);
       w = std::make_unique<Workload>(d, seed);

@@ -105,7 +105,7 @@ int Process(const Options& o, int me, const Ends& e) {
   const char letter = me == 1 ? 'A' : 'B';
   int failures = 0;
   Usager u = Ouvre(o, o.seed * 2 + static_cast<uint64_t>(me), letter);
-  // A empties its journal every few commits, so that checkpoints fall between B's commits.
+  // A empties its redo log every few commits, so that checkpoints fall between B's commits.
   if (me == 1 && u.dossier != nullptr) u.dossier->SeuilJournal(uint64_t{64} << 10);
   Workload& w = *u.workload;
   vesk::SrvDonnee& srv = *u.srv;

@@ -63,6 +63,10 @@ class PanneauTmux {
     return ecran;
   }
   const std::string& Socket() const { return socket_; }
+  // Copies everything the pane's program writes, bytes as sent, to the end of the file chemin.
+  void Enregistre(const std::string& chemin) {
+    ASSERT_EQ(std::system(Tmux("pipe-pane -o 'cat >> " + chemin + "'").c_str()), 0);
+  }
 
  private:
   std::string Tmux(const std::string& arguments) const {

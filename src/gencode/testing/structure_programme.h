@@ -1,0 +1,33 @@
+// A structural checker of generated programs: every Goto/Gosub target label exists (and is
+// defined once), and Sub/End Sub, Function/End Function, block If/End If (with its Else and
+// ElseIf), While/Wend, Do/Loop, For/Next and Select Case/End Select balance. A one-line
+// "If ... Then X" is not a block. Pure functions; safe from any thread.
+#ifndef VESK_GENCODE_TESTING_STRUCTURE_PROGRAMME_H_
+#define VESK_GENCODE_TESTING_STRUCTURE_PROGRAMME_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vesk {
+
+// One fault: the line it is on (1-based, counting the lines as shown: the empty first line
+// of a generated text is line 1) and what is wrong, in French.
+struct DefautStructure {
+  int32_t ligne = 0;
+  std::string message;
+
+  bool operator==(const DefautStructure&) const = default;
+};
+
+// The faults of a program text (lines separated by CR LF or LF), in line order; empty when
+// the structure is sound.
+std::vector<DefautStructure> DefautsStructure(std::string_view programme);
+
+// The faults as text, one "ligne N : message" a line (for test failures and the host).
+std::string DecritDefauts(const std::vector<DefautStructure>& defauts);
+
+}  // namespace vesk
+
+#endif  // VESK_GENCODE_VERIFICATEUR_H_

@@ -1,0 +1,137 @@
+// Test support for the storage services: a fresh data folder in the system's temporary folder,
+// the three services over it, an owner object keeping the current fields of its files, and the
+// verifier run at the end of a test. For the *_test.cpp files of this folder only.
+#ifndef VESK_SRV_ISAM_TESTING_ENGINE_H_
+#define VESK_SRV_ISAM_TESTING_ENGINE_H_
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "srv/erreur_service.h"
+#include "srv/isam/dossier.h"
+#include "srv/isam/srv_barbre_impl.h"
+#include "srv/isam/srv_chainage_impl.h"
+#include "srv/isam/srv_donnee_impl.h"
+#include "srv/isam/verify.h"
+#include "srv/proprietaire.h"
+
+namespace vesk::isam::testing {
+
+// An owner whose methods "Lire<nom>" and "Ecrire<nom>" move the record of one file between the
+// file and its current fields (one text: the whole record).
+class Proprio : public Proprietaire {
+ public:
+  Proprio(SrvDonnee* srv, std::string nom) : srv_(srv), nom_(std::move(nom)) {}
+
+  int32_t IdMethode(std::string_view nom) override {
+    std::string n(nom);
+    for (char& c : n) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    std::string up = nom_;
+    for (char& c : up) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (n == "LIRE" + up) return 1;
+    if (n == "ECRIRE" + up) return 2;
+    return -1;
+  }
+  void Invoque(int32_t id, int32_t& no_enr) override {
+    ++appels;
+    if (id == 1) {
+      srv_->LireFichier(fichier, no_enr, champs);
+    } else {
+      srv_->EcrireFichier(fichier, no_enr, champs);
+    }
+  }
+
+  int16_t fichier = 0;
+  std::string champs;  // the current fields
+  int appels = 0;
+
+ private:
+  SrvDonnee* srv_;
+  std::string nom_;
+};
+
+class EngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device random;
+    root_ = std::filesystem::temp_directory_path() /
+            ("vesk-isam-" + std::to_string(random()) + std::to_string(random()));
+    std::filesystem::create_directories(root_);
+    std::u8string u8 = root_.u8string();
+    dir_ = std::string(u8.begin(), u8.end());
+    Reopen();
+  }
+  void TearDown() override {
+    CloseAll();
+    std::error_code ignored;
+    std::filesystem::remove_all(root_, ignored);
+  }
+
+  // A new data-folder object and services over the same folder (files reopened by the test).
+  void Reopen(std::string entreprise = "") {
+    CloseAll();
+    dossier_ = std::make_shared<DossierDonnees>(Env::Default(), dir_, entreprise, 1 << 20);
+    dossier_->Synchro(false);
+    donnee_ = std::make_unique<SrvDonneeImpl>(dossier_);
+    barbre_ = std::make_unique<SrvBArbreImpl>(dossier_);
+    chainage_ = std::make_unique<SrvChainageImpl>(dossier_);
+  }
+  void CloseAll() {
+    donnee_.reset();
+    barbre_.reset();
+    chainage_.reset();
+    dossier_.reset();
+    proprios_.clear();
+  }
+
+  // Opens (creating) data file nom with an owner kept by the fixture.
+  Proprio& Ouvre(const std::string& nom, int16_t longueur, bool dependance = false) {
+    auto p = std::make_unique<Proprio>(donnee_.get(), nom);
+    Proprio& ref = *p;
+    donnee_->Donnee(dependance, nom, longueur, ref.fichier, &ref, "", "", "", true);
+    proprios_.push_back(std::move(p));
+    return ref;
+  }
+
+  // Flushes everything and runs the verifier; the test fails on any problem.
+  void Verifie() {
+    ASSERT_TRUE(dossier_->Ecrit().ok());
+    RapportVerif r;
+    ASSERT_TRUE(VerifieDossier(Env::Default(), dir_, ChainagesDeclares(*dossier_), &r).ok());
+    for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+  }
+
+  std::string Path(std::string_view name) const { return platform::JoinPath(dir_, name); }
+  uint64_t Size(std::string_view name) const {
+    std::error_code ec;
+    return std::filesystem::file_size(root_ / std::string(name), ec);
+  }
+
+  std::filesystem::path root_;
+  std::string dir_;
+  std::shared_ptr<DossierDonnees> dossier_;
+  std::unique_ptr<SrvDonneeImpl> donnee_;
+  std::unique_ptr<SrvBArbreImpl> barbre_;
+  std::unique_ptr<SrvChainageImpl> chainage_;
+  std::vector<std::unique_ptr<Proprio>> proprios_;
+};
+
+// Runs statement and expects an ErreurService whose message contains part.
+#define EXPECT_ERREUR(statement, part)                                            \
+  do {                                                                            \
+    try {                                                                         \
+      statement;                                                                  \
+      ADD_FAILURE() << "pas d'erreur pour " #statement;                           \
+    } catch (const ::vesk::ErreurService& e) {                                    \
+      EXPECT_NE(std::string(e.what()).find(part), std::string::npos) << e.what(); \
+    }                                                                             \
+  } while (0)
+
+}  // namespace vesk::isam::testing
+
+#endif  // VESK_SRV_ISAM_ENGINE_TESTING_H_
