@@ -22,7 +22,6 @@ namespace {
 constexpr std::string_view kOp = "Copie";
 constexpr size_t kCopieMax = size_t{8} << 20;  // bytes sent by one COPY
 constexpr int kPage = 10000;                   // rows read at a time
-constexpr uint64_t kPas = 1000;                // records between two progress calls
 
 using isam::Verifie;
 
@@ -85,7 +84,7 @@ void Envoie(BasePg& b, const std::string& table, std::string_view colonnes, Copi
   vide = true;
 }
 
-void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, const SuiviCopie& suivi,
+void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression& suivi,
                      BilanCopie* bilan) {
   const std::string objet = Affiche(o, ".DAT");
   std::unique_ptr<isam::DataFile> f;
@@ -100,6 +99,7 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, const SuiviCopie
   CopieBinaire copie;
   bool vide = true;
   std::string octets(h.record_length, '\0');
+  suivi.Debut("Copie " + objet, h.last_record);
   for (uint32_t no = 1; no <= h.last_record; ++no) {
     bool supprime = false;
     Verifie(f->Read(no, octets), kOp, o.chemin);
@@ -110,14 +110,15 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, const SuiviCopie
     copie.Octets(octets);
     vide = false;
     Envoie(b, table, "no, supprime, octets", copie, false, vide);
-    if (suivi && (no % kPas == 0 || no == h.last_record)) suivi(objet, no, h.last_record);
+    suivi.Avance(no);
   }
   Envoie(b, table, "no, supprime, octets", copie, true, vide);
+  suivi.Fin();
   ++bilan->fichiers;
   bilan->enregistrements += h.last_record;
 }
 
-void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, const SuiviCopie& suivi,
+void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression& suivi,
                    BilanCopie* bilan) {
   const std::string objet = Affiche(o, ".DAB");
   std::unique_ptr<isam::BTree> t;
@@ -133,19 +134,20 @@ void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, const SuiviCopie& 
   const std::string table = BasePg::Table(lieu, "b_", o.nom);
   CopieBinaire copie;
   bool vide = true;
-  uint64_t n = 0;
+  int64_t n = 0;
+  suivi.Debut("Copie " + objet, static_cast<int64_t>(h.keys));
   Verifie(t->ForEach([&](std::string_view cle, uint32_t no) {
     copie.Ligne(2);
     copie.Octets(cle);
     copie.Entier(static_cast<int32_t>(no));
     vide = false;
     Envoie(b, table, "cle, no", copie, false, vide);
-    if (suivi && ++n % kPas == 0) suivi(objet, n, h.keys);
+    suivi.Avance(++n);
     return true;
   }),
           kOp, o.chemin);
   Envoie(b, table, "cle, no", copie, true, vide);
-  if (suivi) suivi(objet, h.keys, h.keys);
+  suivi.Fin();
   ++bilan->arbres;
   bilan->cles += h.keys;
 }
@@ -181,7 +183,7 @@ void ExigeBaseVide(BasePg& b) {
 
 }  // namespace
 
-void CopieVersBase(const std::string& dossier, BasePg& base, const SuiviCopie& suivi,
+void CopieVersBase(const std::string& dossier, BasePg& base, SuiviProgression& suivi,
                    BilanCopie* bilan) {
   *bilan = BilanCopie{};
   isam::Env* env = isam::Env::Default();
@@ -275,11 +277,11 @@ void Entrees(BasePg& b, const std::string& table, char nature, const std::string
 }
 
 void FichierVersDossier(isam::Env* env, BasePg& b, const FichierCatalogue& f,
-                        const std::string& cible, const SuiviCopie& suivi, BilanCopie* bilan) {
+                        const std::string& cible, SuiviProgression& suivi, BilanCopie* bilan) {
   const std::string objet = Affiche(f.o, ".DAT");
   const std::string table = BasePg::Table(LieuDe(b, f.o.entreprise), "d_", f.o.nom);
   Resultat n = b.Lit(kOp, objet, "SELECT count(*) FROM " + table, Parametres());
-  const uint64_t total = static_cast<uint64_t>(n.Grand(0, 0));
+  const int64_t total = n.Grand(0, 0);
   std::unique_ptr<isam::DataFile> d;
   isam::DataFile::Options options;
   options.create = true;
@@ -287,6 +289,7 @@ void FichierVersDossier(isam::Env* env, BasePg& b, const FichierCatalogue& f,
   const std::string aside = isam::ReplaceSet::AsidePath(cible);
   Verifie(isam::DataFile::Open(env, aside, f.longueur, options, &d), kOp, aside);
   uint32_t attendu = 1;
+  suivi.Debut("Copie " + objet, total);
   Enregistrements(b, table, objet, [&](const Resultat& r, int i) {
     const int32_t no = r.Entier(i, 0);
     Exige(no == static_cast<int32_t>(attendu), kOp, objet,
@@ -294,20 +297,22 @@ void FichierVersDossier(isam::Env* env, BasePg& b, const FichierCatalogue& f,
     const std::string_view octets = r.Octets(i, 2);
     Verifie(d->Write(attendu, std::span<const char>(octets.data(), octets.size())), kOp, objet);
     if (r.Booleen(i, 1)) Verifie(d->MarkDeleted(attendu), kOp, objet);
-    if (suivi && (attendu % kPas == 0 || attendu == total)) suivi(objet, attendu, total);
+    suivi.Avance(attendu);
     ++attendu;
   });
+  suivi.Fin();
   Verifie(d->Sync(), kOp, aside);
   ++bilan->fichiers;
-  bilan->enregistrements += total;
+  bilan->enregistrements += static_cast<uint64_t>(total);
 }
 
 void ArbreVersDossier(isam::Env* env, BasePg& b, const ArbreCatalogue& a, const std::string& cible,
-                      const SuiviCopie& suivi, BilanCopie* bilan) {
+                      SuiviProgression& suivi, BilanCopie* bilan) {
   const std::string objet = Affiche(a.o, ".DAB");
   const std::string table = BasePg::Table(LieuDe(b, a.o.entreprise), "b_", a.o.nom);
   std::string packed;  // keys and records one after the other
   size_t count = 0;
+  suivi.Debut("Copie " + objet, 0);
   Entrees(b, table, a.nature, objet, [&](const Resultat& r, int i) {
     const std::string_view cle = r.Octets(i, 0);
     Exige(cle.size() == a.longueur_cle, kOp, objet,
@@ -315,8 +320,9 @@ void ArbreVersDossier(isam::Env* env, BasePg& b, const ArbreCatalogue& a, const 
     packed += cle;
     const uint32_t no = static_cast<uint32_t>(r.Entier(i, 1));
     packed.append(reinterpret_cast<const char*>(&no), 4);
-    ++count;
+    suivi.Avance(static_cast<int64_t>(++count));
   });
+  suivi.Fin();
   const std::string aside = isam::ReplaceSet::AsidePath(cible);
   std::unique_ptr<isam::BTree> t;
   Verifie(isam::BTree::Open(env, aside, a.longueur_cle, a.nature, a.indexe, true, &t), kOp, aside);
@@ -328,7 +334,6 @@ void ArbreVersDossier(isam::Env* env, BasePg& b, const ArbreCatalogue& a, const 
                   }),
           kOp, objet);
   Verifie(t->Sync(), kOp, aside);
-  if (suivi) suivi(objet, count, count);
   ++bilan->arbres;
   bilan->cles += count;
 }
@@ -350,7 +355,7 @@ void TexteVersDossier(isam::Env* env, BasePg& b, const std::string& nom, const s
 
 }  // namespace
 
-void CopieVersDossier(BasePg& base, const std::string& dossier, const SuiviCopie& suivi,
+void CopieVersDossier(BasePg& base, const std::string& dossier, SuiviProgression& suivi,
                       BilanCopie* bilan) {
   *bilan = BilanCopie{};
   isam::Env* env = isam::Env::Default();

@@ -8,17 +8,13 @@
 #define VESK_SRV_PG_COPIE_PG_H_
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 
 #include "srv/pg/base_pg.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk::pg {
-
-// What a copy tells as it goes: the object being copied ("01/CLIENT.DAT"), how many of its
-// records or keys are done, and how many it has.
-using SuiviCopie = std::function<void(std::string_view objet, uint64_t fait, uint64_t total)>;
 
 struct BilanCopie {
   uint32_t fichiers = 0, arbres = 0, textes = 0;
@@ -26,12 +22,13 @@ struct BilanCopie {
 };
 
 // Copies the data folder `dossier` into the store of base, which must be empty. Throws
-// ErreurService (nothing copied) on any failure.
-void CopieVersBase(const std::string& dossier, BasePg& base, const SuiviCopie& suivi,
+// ErreurService (nothing copied) on any failure. suivi is told of each object copied (a phase
+// named "Copie 01/CLIENT.DAT", its records or keys as units).
+void CopieVersBase(const std::string& dossier, BasePg& base, SuiviProgression& suivi,
                    BilanCopie* bilan);
 // Copies the store of base into the data folder `dossier` (made when absent), which must hold
 // no data file, B-tree or .DOM text. Throws ErreurService (nothing put in place) on any failure.
-void CopieVersDossier(BasePg& base, const std::string& dossier, const SuiviCopie& suivi,
+void CopieVersDossier(BasePg& base, const std::string& dossier, SuiviProgression& suivi,
                       BilanCopie* bilan);
 
 }  // namespace vesk::pg
