@@ -34,9 +34,9 @@ std::string Texte() {
       const char* type = r % 5 == 1 ? "M" : r % 5 == 2 ? "D" : r % 5 == 3 ? "N" : "A";
       t += "  { nom = \"RUBRIQUE " + std::to_string(r) + "\", type = \"" + type +
            "\", total = " + (r % 5 == 2 ? "3" : "9") + (r % 5 == 1 ? ", decimales = 2" : "") +
-           ", variable = \"V" + std::to_string(r) + "\", exemple = \"x\" },\n";
+           ", variable = \"W" + std::to_string(r) + "\", exemple = \"x\" },\n";
     }
-    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }

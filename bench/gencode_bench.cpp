@@ -61,7 +61,7 @@ void AjouteFichier(const std::string& nom, int nb_champs) {
   etat.ba.Affecte(kNomD, nom);
   etat.ba.Affecte(kNatT, "P");
   etat.ba.Affecte(kLongCle, "8");
-  etat.ba.Affecte(kLCle, "[[V10000,_,_]]");
+  etat.ba.Affecte(kLCle, "[[W10000,_,_]]");
   etat.BArbre().Insere(etat.ba_arbre, etat.ba[kNomT], etat.ba_fichier, e);
   std::string taille;
   etat.Texte().EncodeTaille(8, taille);
@@ -70,7 +70,7 @@ void AjouteFichier(const std::string& nom, int nb_champs) {
     etat.lfic.Affecte(kLf1, "Rubrique " + std::to_string(i));
     etat.lfic.Affecte(kLf2, "A");
     etat.lfic.Affecte(kLf3, taille);
-    etat.lfic.Affecte(kLf5, "V" + std::to_string(10000 + i));
+    etat.lfic.Affecte(kLf5, "W" + std::to_string(10000 + i));
     etat.lfic.Affecte(kFormatInterne, "A");
     etat.lfic.Affecte(kLongueurInterne, taille);
     etat.Chainage().AjouteLigne(etat.lfic_fichier, e);

@@ -57,8 +57,9 @@ bool Entete(const std::string& valeurs) {
   return true;
 }
 
-// The [title, text] pairs of the B-tree service, each text folded; false when cancelled.
-bool Informations(int16_t arbre) {
+// The [title, text] pairs of the B-tree service, each text folded; false when cancelled. The
+// answer of the tree's check goes to controle.
+bool Informations(int16_t arbre, std::string& controle) {
   Session& etat = Etat();
   std::string infos, paire, titre, texte;
   etat.BArbre().InfoBArbre(arbre, infos);
@@ -66,6 +67,7 @@ bool Informations(int16_t arbre) {
     etat.Liste().Extrait(infos, paire);
     etat.Liste().Element(paire, 1, titre);
     etat.Liste().Element(paire, 2, texte);
+    if (titre == kControleLectBA) controle = texte;
     if (!Ligne(titre)) return false;
     for (const std::string& morceau : Plie(texte)) {
       if (!Ligne(morceau)) return false;
@@ -75,7 +77,7 @@ bool Informations(int16_t arbre) {
 }
 
 // The body of the listing of the B-tree arbre; stops at once when the user cancels.
-void Corps(int16_t arbre) {
+void Corps(int16_t arbre, std::string& controle) {
   Session& etat = Etat();
   std::string entete, noeuds, libres, numero;
   etat.BArbre().DescBArbre(arbre, entete, noeuds, libres);
@@ -86,15 +88,17 @@ void Corps(int16_t arbre) {
     etat.Liste().Extrait(libres, numero);
     if (!Ligne(numero)) return;
   }
-  Informations(arbre);
+  Informations(arbre, controle);
 }
 
-// The listing of the B-tree arbre, closed after a cancellation or an error too.
-void Edite(int16_t arbre, const std::string& nom) {
+// The listing of the B-tree arbre, closed after a cancellation or an error too; gives the
+// answer of its check. Landscape: a piece of 150 characters holds on one line.
+std::string Edite(int16_t arbre, const std::string& nom) {
   Session& etat = Etat();
+  std::string controle;
   try {
-    etat.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "", "", "", 0, 0, true, true);
-    Corps(arbre);
+    etat.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "H", "", "", 0, 0, true, true);
+    Corps(arbre, controle);
   } catch (...) {
     try {
       etat.Edition().Termine(0);  // the service abandons a listing left half-way
@@ -103,6 +107,32 @@ void Edite(int16_t arbre, const std::string& nom) {
     throw;
   }
   etat.Edition().Termine(0);
+  return controle;
+}
+
+// The element of the open B-tree nom ("[NOM,handle]"), or the user's choice for an empty nom;
+// false when nothing was chosen.
+bool TrouveArbre(const std::string& nom, std::string& element) {
+  Session& etat = Etat();
+  std::string ouverts, e, n;
+  int32_t nombre = 0;
+  etat.Donnee().ListeOuverts("B", ouverts, nombre);
+  if (nom.empty()) {
+    bool choisi = false;
+    etat.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
+    return choisi;
+  }
+  std::string noms;
+  while (ouverts != "[]") {
+    etat.Liste().Extrait(ouverts, e);
+    etat.Liste().Element(e, 1, n);
+    if (text::EqualNoCase(text::Trim(n), nom)) {
+      element = e;
+      return true;
+    }
+    noms += (noms.empty() ? "" : ", ") + std::string(text::Trim(n));
+  }
+  throw ErreurService(kProcedure, nom, "aucun B-arbre ouvert de ce nom (ouverts : " + noms + ")");
 }
 
 }  // namespace
@@ -146,21 +176,18 @@ void OuvreTablesApplication() {
   }
 }
 
-void LectBA() {
+std::optional<Inspection> InspecteBArbre(const std::string& nom) {
   Session& etat = Etat();
   etat.Ecran().TitreEdition(kTitreLectBA);
+  std::optional<Inspection> inspection;
   try {
     OuvreTablesApplication();
-    std::string ouverts, element, nom, numero;
-    int32_t nombre = 0;
-    etat.Donnee().ListeOuverts("B", ouverts, nombre);
-    bool choisi = false;
-    etat.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
-    if (choisi) {
-      etat.Liste().Element(element, 1, nom);
+    std::string element, nom_arbre, numero;
+    if (TrouveArbre(nom, element)) {
+      etat.Liste().Element(element, 1, nom_arbre);
       etat.Liste().Element(element, 2, numero);
-      etat.Ecran().TitreEdition(std::string(kLectureLectBA) + nom);
-      Edite(Nombre(numero, nom), nom);
+      etat.Ecran().TitreEdition(std::string(kLectureLectBA) + nom_arbre);
+      inspection = Inspection{nom_arbre, Edite(Nombre(numero, nom_arbre), nom_arbre)};
     }
   } catch (...) {
     try {
@@ -170,6 +197,9 @@ void LectBA() {
     throw;
   }
   etat.Ecran().FinTitreEdition();
+  return inspection;
 }
+
+void LectBA() { InspecteBArbre(""); }
 
 }  // namespace vesk::btree

@@ -92,6 +92,11 @@ bool ChampsEAcceptes(const std::vector<std::string>& champs_e, const FichierARec
   return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
 }
 
+// "1 clé", "0 clé", "2 clés": n and its word, plural from 2 on.
+std::string Compte(int64_t n, std::string_view un, std::string_view plusieurs) {
+  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
+}
+
 // The lines of the summary: what was rewritten, and each tree rebuilt with its keys.
 std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanReconstruction& b) {
   std::vector<std::string> lignes;
@@ -99,13 +104,14 @@ std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanRecon
     const BilanReconstruction::Fichier& f = b.fichiers[i];
     const FichierAReconstruire& p = plan.fichiers[i];
     if (p.choisi) {
-      lignes.push_back(p.nom + " : " + std::to_string(f.gardes) + " enregistrements gardés, " +
-                       std::to_string(f.supprimes) + " supprimés");
+      lignes.push_back(p.nom + " : " +
+                       Compte(f.gardes, "enregistrement gardé", "enregistrements gardés") + ", " +
+                       Compte(f.supprimes, "supprimé", "supprimés"));
     } else if (f.reecrit) {
       lignes.push_back(p.nom + " réenregistré");
     }
     for (size_t t = 0; f.arbres_reconstruits && t < p.arbres.size(); ++t) {
-      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + std::to_string(f.cles[t]) + " clés");
+      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + Compte(f.cles[t], "clé", "clés"));
     }
   }
   return lignes;
@@ -173,7 +179,7 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
   return r;
 }
 
-void ReConsBA() {
+std::vector<ResumeFichier> ReConsBAEcran() {
   Session& etat = Etat();
   etat.Saisie().InitEcran(0);
   etat.Saisie().Titre(kTitreReconsBA);
@@ -187,7 +193,8 @@ void ReConsBA() {
   bool choisi = false;
   std::string elements, element, nom;
   etat.Choix().ChoixMultiple(kColonnesReconsBA, kChoixReconsBA, liste, choisi, elements);
-  if (!choisi) return;
+  std::vector<ResumeFichier> resumes;
+  if (!choisi) return resumes;
   Interlocuteur qui;
   qui.message = [&etat](std::string_view texte) { etat.Saisie().Message("B", texte); };
   qui.confirme = [&etat](const std::string& question) {
@@ -198,10 +205,13 @@ void ReConsBA() {
   while (elements != "[]") {
     etat.Liste().Extrait(elements, element);
     etat.Liste().Element(element, 1, nom);
-    ReconstruitFichier(modele, champs_e, std::string(text::Trim(nom)), qui);
+    resumes.push_back(ReconstruitFichier(modele, champs_e, std::string(text::Trim(nom)), qui));
   }
   etat.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
                          kInformation);
+  return resumes;
 }
+
+void ReConsBA() { ReConsBAEcran(); }
 
 }  // namespace vesk::btree

@@ -83,7 +83,10 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
                                  const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui);
 
-// The command: its screen, the choice, each chosen file, the closing warning.
+// The command: its screen, the choice, each chosen file, the closing warning. Gives the
+// outcome of each file chosen, in the order rebuilt (none when nothing was chosen).
+std::vector<ResumeFichier> ReConsBAEcran();
+// The same, for AsS.
 void ReConsBA();
 
 }  // namespace vesk::btree

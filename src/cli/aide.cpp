@@ -54,6 +54,8 @@ constexpr Entree kStatuts[] = {
     {"0", "Fait."},
     {"1", "Refusé ou échoué : le message dit pourquoi, rien n'est perdu."},
     {"2", "Erreur d'utilisation : commande, option ou argument (vesk help COMMANDE)."},
+    {"130", "Interrompu par Ctrl+C sur un écran : le terminal est rendu, rien d'écrit n'est "
+            "perdu."},
 };
 
 constexpr std::string_view kExemples[] = {

@@ -111,6 +111,9 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     }
     ControleUsage(app, options, commande);
     return Lance(options, commande, sortie, erreurs, config);
+  } catch (const Interruption& e) {
+    erreurs << "vesk : " << e.Message() << "\n";
+    return kStatutInterruption;
   } catch (const ErreurUsage& e) {
     erreurs << "vesk : " << TexteUtilisateur(e) << "\n";
     erreurs << "Aide : vesk help" << (options.commande.empty() ? "" : " " + options.commande)

@@ -7,6 +7,7 @@
 #include "cli/composant.h"
 #include "gencode/declaration.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/fichier_genere.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
@@ -59,6 +60,11 @@ int CommandeDecl(Contexte& contexte) {
   size_t anomalies = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+    // The generator itself reports an unknown file and goes on; the command refuses it first.
+    if (!ChercheFichier(o.arguments.front())) {
+      throw ErreurService("Déclarations", NomFichier(o.arguments.front()),
+                          "fichier non spécifié dans le dictionnaire");
+    }
     DeclarationFichier(o.arguments.front());
     texte = EtatGen().Texte();
     anomalies = EtatGen().Anomalies().size();

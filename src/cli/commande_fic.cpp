@@ -2,6 +2,7 @@
 // B-tree table entry and the chaining entry of the specified file NOM, as the file
 // specification entry starts them), and the listings of the specifications: `vesk edtfic NOM`,
 // `vesk edtlfic` and `vesk ficapp`; the B-tree inspection `vesk lectba`.
+#include "btree/lect_ba.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "core/etat_module.h"
@@ -81,10 +82,22 @@ int CommandeFicApp(Contexte& contexte) {
       "Le dictionnaire ne contient aucun fichier : rien à éditer.", true);
 }
 
+// `vesk lectba [NOM]`: the tree NOM without any screen, or the one chosen on the screen; the
+// exit status is 1 when its check finds a fault.
 int CommandeLectBA(Contexte& contexte) {
-  return Edite(
-      contexte, [](Composant& c) { c.Ass().LectBA(); }, "Aucun B-arbre choisi : rien à éditer.",
-      true);
+  const std::vector<std::string>& arguments = contexte.Options().arguments;
+  const std::string nom = arguments.empty() ? "" : text::UpperAscii(arguments.front());
+  std::optional<btree::Inspection> inspection;
+  const int statut = Edite(
+      contexte, [&](Composant&) { inspection = btree::InspecteBArbre(nom); },
+      "Aucun B-arbre choisi : rien à éditer.", true);
+  if (inspection && !inspection->controle.empty() &&
+      inspection->controle != btree::kCorrectLectBA) {
+    contexte.Erreurs() << "vesk : B-arbre " << inspection->nom
+                       << " endommagé : " << inspection->controle << "\n";
+    return 1;
+  }
+  return statut;
 }
 
 int CommandeEntBa(Contexte& contexte) { return EcranDuFichier(contexte, fic::EntBa); }

@@ -1,6 +1,7 @@
 // `vesk reconsba`: the B-tree reconstruction. Without a name, its screen (the choice of the
-// files, in a terminal or through --script); `vesk reconsba NOM...` or `--tous` rebuilds without
-// screens and writes a summary per file to the output.
+// files, in a terminal or through --script), then once the screen is closed a summary per file
+// on the output; `vesk reconsba NOM...` or `--tous` rebuilds without screens and writes the same
+// summary.
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
@@ -50,6 +51,18 @@ std::string Resume(const btree::ResumeFichier& r) {
   return ligne + " (" + secondes + " s)";
 }
 
+// The summary on the output, a line per file then the closing warning; 1 when a file was not
+// rebuilt.
+int EcritResumes(Contexte& contexte, const std::vector<btree::ResumeFichier>& resumes) {
+  int statut = 0;
+  for (const btree::ResumeFichier& r : resumes) {
+    contexte.Sortie() << Resume(r) << "\n";
+    if (!r.fait) statut = 1;
+  }
+  contexte.Sortie() << btree::kTravauxPost << " : " << btree::kAttention << "\n";
+  return statut;
+}
+
 int SansEcran(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
@@ -67,14 +80,11 @@ int SansEcran(Contexte& contexte) {
   qui.suivi = barre.get();
   const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
-  int statut = 0;
+  std::vector<btree::ResumeFichier> resumes;
   for (const std::string& nom : noms) {
-    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, champs_e, nom, qui);
-    contexte.Sortie() << Resume(r) << "\n";
-    if (!r.fait) statut = 1;
+    resumes.push_back(btree::ReconstruitFichier(modele, champs_e, nom, qui));
   }
-  contexte.Sortie() << btree::kTravauxPost << " : " << btree::kAttention << "\n";
-  return statut;
+  return EcritResumes(contexte, resumes);
 }
 
 }  // namespace
@@ -92,11 +102,18 @@ int CommandeReConsBA(Contexte& contexte) {
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   int statut = 0;
   if (ecran) {
-    composant->Ass().ReConsBA();
+    // The screen is closed before its summary is written: it stays on the terminal.
+    const std::vector<btree::ResumeFichier> resumes = btree::ReConsBAEcran();
+    composant->Termine();
+    if (resumes.empty()) {
+      contexte.Sortie() << "Aucun fichier choisi : rien n'est reconstruit.\n";
+    } else {
+      statut = EcritResumes(contexte, resumes);
+    }
   } else {
     statut = SansEcran(contexte);
+    composant->Termine();
   }
-  composant->Termine();
   contexte.TermineSortie();
   return statut;
 }

@@ -40,11 +40,14 @@ constexpr Commande kCommandes[] = {
      "L'édition de l'application : la liste des fichiers spécifiés, puis les spécifications de "
      "chacun.",
      "--output", CommandeFicApp},
-    {"lectba", "",
+    {"lectba", "[NOM]",
      "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
      "La lecture d'un B-arbre ouvert (ceux du dictionnaire et de l'application) : son en-tête, "
-     "ses noeuds libres et le contrôle de ses clés, choisi sur un écran.",
-     "--script --transcript --output", CommandeLectBA},
+     "ses noeuds libres et le contrôle de ses clés. Sans NOM, le B-arbre est choisi sur un "
+     "écran ; avec NOM (CLI1, FIC...), sans écran ni terminal. Le code de sortie est 1 quand le "
+     "contrôle trouve le B-arbre endommagé.",
+     "--script --transcript --output", CommandeLectBA, Argument::kAucun, "",
+     "vesk lectba CLI1 --output cli1.txt"},
     {"reconsba", "[NOM...]",
      "Reconstruction des B-arbres : compactage, chaînages, B-arbres (écran ; NOM... ou --tous)",
      "La reconstruction des B-arbres : chaque fichier choisi est compacté (ses enregistrements "

@@ -8,6 +8,7 @@
 #include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/srv_barbre.h"
 #include "srv/srv_donnee.h"
@@ -168,8 +169,20 @@ void ControleLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
   }
 }
 
+// A variable that meets a name of the programs generated for the file.
+void ControleNomsReserves(const FichierTexte& fichier, const PorteeNoms& portee, Fautes& f) {
+  for (const RubriqueTexte& r : fichier.rubriques) {
+    if (!Variable(r.variable)) continue;
+    if (std::optional<std::string> conflit = ConflitVariable(r.variable, portee)) {
+      f.Ajoute(r.ligne, "variable « " + r.variable + " » de la rubrique « " + r.nom +
+                            " » refusée : " + *conflit);
+    }
+  }
+}
+
 // Checks a file and its fields; true when its field table can be built.
-bool ControleFichier(const std::string& nom, const FichierTexte& fichier, Fautes& f) {
+bool ControleFichier(const std::string& nom, const FichierTexte& fichier, const PorteeNoms& portee,
+                     Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
@@ -183,6 +196,7 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, Fautes
                             ")");
     }
   }
+  ControleNomsReserves(fichier, portee, f);
   if (f.Nombre() != avant) return false;
   const int64_t reelle = ConstruitChamps(fichier).LongueurReelle();
   ControleLongueur(fichier, reelle, f);
@@ -245,8 +259,10 @@ std::vector<std::string> ControleModele(const ModeleDictionnaire& m, std::string
   Fautes f(nom);
   ControleDomaines(m, f);
   std::set<std::string> valides;  // the files whose field table can be built
+  // The application's name is the screen service's, which an import may run without: the
+  // opening routine's name is left to the generators' report.
   for (const auto& [n, fichier] : m.fichiers) {
-    if (ControleFichier(n, fichier, f)) valides.insert(n);
+    if (ControleFichier(n, fichier, Portee(m, n, ""), f)) valides.insert(n);
   }
   for (const auto& [n, b] : m.barbres) ControleBArbre(n, b, m, valides, f);
   for (const auto& [n, c] : m.chainages) ControleChainage(n, c, m, valides, f);

@@ -5,6 +5,7 @@
 #ifndef VESK_FIC_DICTIONNAIRE_TEXTE_H_
 #define VESK_FIC_DICTIONNAIRE_TEXTE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,16 @@ BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bo
 
 // Reads the dictionary's records (and the .DOM files) into a model.
 ModeleDictionnaire LitDictionnaire();
+// The part of the dictionary that the programs generated for the file nom are made from: the
+// file, its tables, the chainings it is the line or header file of, with the file at their
+// other end (its record's values only, without fields), and the domains its fields name
+// (without their definition lines). nullopt when nom is not a specified file. Reads only that
+// part of the records; PartiesFichier cuts the same part out of a whole model.
+std::optional<ModeleDictionnaire> LitPartiesFichier(std::string_view nom);
+ModeleDictionnaire PartiesFichier(const ModeleDictionnaire& modele, std::string_view nom);
+// The names of the tables of the file nom in the B-tree dictionary, in table order (only the
+// current Ba record changes).
+std::vector<std::string> TablesDuFichier(std::string_view nom);
 // The model as TOML text, and back: a text that is not TOML, or not of the model's shape, is an
 // ErreurService naming nom, the line and the fault.
 std::string EcritToml(const ModeleDictionnaire& modele);

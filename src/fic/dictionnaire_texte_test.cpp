@@ -49,12 +49,12 @@ TEST_F(DictionnaireTexteTest, OmittedKeysTakeTheDefaultsOfTheFieldRules) {
   Importe(R"(version = 1
 [fichiers.f]
 rubriques = [
-  { nom = "NOM", type = "A", total = 3, variable = "V1" },
-  { nom = "MT", type = "M", total = 5, variable = "V2" },
-  { nom = "NB", type = "N", total = 6, decimales = 2, variable = "V3" },
-  { nom = "E", type = "E", variable = "V4" },
-  { nom = "B", type = "B", variable = "V5" },
-  { nom = "L", type = "L", total = 20, variable = "V6" },
+  { nom = "NOM", type = "A", total = 3, variable = "W1" },
+  { nom = "MT", type = "M", total = 5, variable = "W2" },
+  { nom = "NB", type = "N", total = 6, decimales = 2, variable = "W3" },
+  { nom = "E", type = "E", variable = "W4" },
+  { nom = "B", type = "B", variable = "W5" },
+  { nom = "L", type = "L", total = 20, variable = "W6" },
 ])");
   const ModeleDictionnaire m = LitDictionnaire();
   ASSERT_TRUE(m.fichiers.contains("F"));  // names are stored in upper case
@@ -86,64 +86,73 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
   const std::string fichier = "\n[fichiers.F]\nlongueur = 64\nrubriques = [\n";
   const std::pair<std::string, std::string> cas[] = {
       {"version = 1\n[fichiers.\"F-1\"]\nrubriques = [{ nom = \"N\", type = \"A\", total = 1, "
-       "variable = \"V\" }]",
+       "variable = \"VV\" }]",
        "essai.toml:2 : nom de fichier « F-1 »"},
-      {"version = 1" + fichier + "{ nom = \"A,B\", type = \"A\", total = 1, variable = \"V\" }]",
+      {"version = 1" + fichier + "{ nom = \"A,B\", type = \"A\", total = 1, variable = \"VV\" }]",
        "essai.toml:5 : nom de rubrique « A,B » : les caractères"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"VV\", "
            "exemple = \"a\\\"b\" }]",
        "exemple « a\"b » : le caractère \" est refusé"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\", "
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"VV\", "
            "domaine = \"a\\\"b\" }]",
        "domaine « a\"b »"},
-      {"version = 1" + fichier + "{ nom = \"Ω\", type = \"A\", total = 1, variable = \"V\" }]",
+      {"version = 1" + fichier + "{ nom = \"Ω\", type = \"A\", total = 1, variable = \"VV\" }]",
        "Windows-1252"},
       {"version = 1" + fichier + "{ nom = \"" + std::string(41, 'x') +
-           "\", type = \"A\", total = 1, variable = \"V\" }]",
+           "\", type = \"A\", total = 1, variable = \"VV\" }]",
        "41 caractères, 40 au plus"},
-      {"version = 1" + fichier + "{ nom = \"N\", type = \"Q\", total = 1, variable = \"V\" }]",
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"Q\", total = 1, variable = \"VV\" }]",
        "type « Q »"},
-      {"version = 1" + fichier + "{ nom = \"N\", type = \"N\", total = 17, variable = \"V\" }]",
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"N\", total = 17, variable = \"VV\" }]",
        "total 17"},
       {"version = 1" + fichier +
            "{ nom = \"N\", type = \"M\", total = 4, decimales = 16, "
-           "variable = \"V\" }]",
+           "variable = \"VV\" }]",
        "décimales 16"},
-      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 40000, variable = \"V\" }]",
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 40000, variable = \"VV\" }]",
        "total 40000"},
       {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 1, variable = \"9V\" }]",
        "variable « 9V »"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 1, variable = \"V\" },\n"
-           "{ nom = \"M\", type = \"A\", total = 1, variable = \"V\" }]",
-       "essai.toml:6 : variable V déjà prise par la rubrique « N » (ligne 5)"},
+           "{ nom = \"N\", type = \"A\", total = 1, variable = \"VV\" },\n"
+           "{ nom = \"M\", type = \"A\", total = 1, variable = \"VV\" }]",
+       "essai.toml:6 : variable VV déjà prise par la rubrique « N » (ligne 5)"},
       {"version = 1\n[fichiers.F]\nrubriques = []", "fichier F sans rubrique"},
-      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 65, variable = \"V\" }]",
+      // A name of the generated programs, and a table's handle.
+      {"version = 1" + fichier +
+           "{ nom = \"CODE CLIENT\", type = \"A\", total = 4, variable = \"Code\" }]",
+       "essai.toml:5 : variable « Code » de la rubrique « CODE CLIENT » refusée : paramètre "
+       "Code$ du programme de saisie"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 4, variable = \"X1T\" }]\n"
+           "[barbres.X1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[X1T,_,_]]\"",
+       "variable « X1T » de la rubrique « N » refusée : poignée X1T% du B-arbre X1"},
+      {"version = 1" + fichier + "{ nom = \"N\", type = \"A\", total = 65, variable = \"VV\" }]",
        "longueur 64 inférieure à la longueur réelle 65"},
       {"version = 1\n[fichiers.F]\nlongueur = 40000\nrubriques = [{ nom = \"N\", type = \"A\", "
-       "total = 1, variable = \"V\" }]",
+       "total = 1, variable = \"VV\" }]",
        "de 5 à 32767 caractères"},
       {"version = 1\n[fichiers.F]\nrubriques = [{ nom = \"N\", type = \"A\", total = 32767, "
-       "variable = \"V\" }, { nom = \"M\", type = \"A\", total = 1, variable = \"W\" }]",
+       "variable = \"VV\" }, { nom = \"M\", type = \"A\", total = 1, variable = \"W\" }]",
        "longueur réelle 32768"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
-           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[V,1,9]]\"",
-       "essai.toml:6 : V-9 Erreur"},
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"VV\" }]\n"
+           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[VV,1,9]]\"",
+       "essai.toml:6 : VV-9 Erreur"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"VV\" }]\n"
            "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[W,1,2]]\"",
        "W Inconnue"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
-           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[V,1,2]\"",
-       "Erreur de Syntaxe 9eme Car"},
-      {"version = 1\n[barbres.T1]\nfichier = \"G\"\nnature = \"P\"\ncle = \"[[V,1,2]]\"",
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"VV\" }]\n"
+           "[barbres.T1]\nfichier = \"F\"\nnature = \"P\"\ncle = \"[[VV,1,2]\"",
+       "Erreur de Syntaxe 10eme Car"},
+      {"version = 1\n[barbres.T1]\nfichier = \"G\"\nnature = \"P\"\ncle = \"[[VV,1,2]]\"",
        "fichier « G » non spécifié"},
       {"version = 1" + fichier +
-           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"VV\" }]\n"
            "[chainages.F]\nentete = \"F\"\narriere = 1\navant = 65\n"
            "premier = 1\ndernier = 2",
        "avant 65 : de 1 (arriere) à 64"},

@@ -146,6 +146,8 @@ void FicApp() {
   std::string liste = "[]";
   bool ouverte = false;
   try {
+    // Its files are not named as those of the list of files it begins with.
+    etat.Edition().NomSuivant(kNomFicApp);
     ouverte = EdtLFic(false, liste);
     std::string nom;
     while (liste != "[]" && !EditionAnnulee(Etat())) {
@@ -156,6 +158,7 @@ void FicApp() {
       if (!trouve) {
         throw ErreurService("FicApp", nom, "fichier supprimé du dictionnaire pendant l'édition");
       }
+      etat.Edition().Signet(nom);  // the PDF's outline: one entry per file, at its first page
       EdtFic(nom, false);
       if (liste != "[]" && !EditionAnnulee(Etat())) etat.Edition().SautPage();
     }

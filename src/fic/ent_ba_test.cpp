@@ -17,7 +17,7 @@ rubriques = [
   { nom = "Date", type = "D", variable = "DAT", exemple = "x" },
 ]
 [fichiers.AUTRE]
-rubriques = [{ nom = "Code", type = "A", total = 8, variable = "CODE" }]
+rubriques = [{ nom = "Code", type = "A", total = 8, variable = "CODEA" }]
 [barbres.CLI1]
 fichier = "CLIENT"
 nature = "P"
@@ -100,12 +100,12 @@ TEST_F(EntBaTest, EveryFaultyKeyListIsRefusedWithItsMessageAndNothingWritten) {
 
 TEST_F(EntBaTest, TheDataFileNamedIsTheOneWhoseFieldsCount) {
   const std::string t = Lance(
-      "NOMT = AUT1\nNOMD = NUL\nNOMD = AUTRE\nNATT\nLCLE = [[NOM,_,_]]\nLCLE = [[CODE,1,4]]\n"
+      "NOMT = AUT1\nNOMD = NUL\nNOMD = AUTRE\nNATT\nLCLE = [[NOM,_,_]]\nLCLE = [[CODEA,1,4]]\n"
       "NOMT =\n");
   EXPECT_NE(t.find("Sai NOMD «CLIENT» -> «NUL» <Enter>\nSai NOMD «NUL» -> «AUTRE» <Enter>"),
             std::string::npos);
   // The default list and the check come from AUTRE's fields, not from CLIENT's.
-  EXPECT_NE(t.find("Sai LCLE «[[CODE,_,_]]» -> «[[NOM,_,_]]» <Enter>\n"
+  EXPECT_NE(t.find("Sai LCLE «[[CODEA,_,_]]» -> «[[NOM,_,_]]» <Enter>\n"
                    "MessChamp LCLE B «NOM Inconnue»"),
             std::string::npos)
       << t;

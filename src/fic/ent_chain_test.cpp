@@ -24,7 +24,7 @@ rubriques = [
 ]
 [fichiers.SEUL]
 longueur = 16
-rubriques = [{ nom = "Code", type = "A", total = 4, variable = "CODE" }]
+rubriques = [{ nom = "Code", type = "A", total = 4, variable = "CODEA" }]
 )";
 
 class EntChainTest : public DossierEssai {

@@ -8,6 +8,8 @@
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "fic/controles.h"
+#include "fic/dictionnaire_texte.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
@@ -424,7 +426,8 @@ std::optional<Etape> EcranChamps::ApresTotal() {
   return Suivante(Etape::kTotal);
 }
 
-// A letter then letters and digits, used by no other field of the file.
+// A letter then letters and digits, used by no other field of the file, that meets no name of
+// the programs generated for the file.
 std::optional<Etape> EcranChamps::ApresVariable() {
   l_.variable = text::TrimRight(l_.variable);
   const std::string& v = l_.variable;
@@ -437,6 +440,15 @@ std::optional<Etape> EcranChamps::ApresVariable() {
                              "Variable " + v + " déjà prise par le champ " + std::to_string(i) +
                                  " (" + std::string(t_.Texte(i, kColNom)) + ")",
                              0);
+    return {};
+  }
+  PorteeNoms portee{fichier_, TablesDuFichier(fichier_), {v}, ""};
+  etat_.Ecran().NomApplication(portee.application);
+  for (int32_t i = 1; i <= t_.Nombre(); ++i) {
+    if (i != n_) portee.variables.emplace_back(t_.Texte(i, kColVariable));
+  }
+  if (std::optional<std::string> refus = RefusVariable(v, portee)) {
+    etat_.Saisie().MessChamp("LF5", kB, *refus, 0);
     return {};
   }
   return Suivante(Etape::kVariable);

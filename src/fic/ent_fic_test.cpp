@@ -31,9 +31,9 @@ constexpr char kDictionnaire[] = R"(version = 1
 [fichiers.F]
 longueur = 300
 rubriques = [
-  { nom = "UN", type = "A", total = 100, variable = "V1" },
-  { nom = "DEUX", type = "A", total = 100, variable = "V2" },
-  { nom = "TROIS", type = "A", total = 50, variable = "V3" },
+  { nom = "UN", type = "A", total = 100, variable = "W1" },
+  { nom = "DEUX", type = "A", total = 100, variable = "W2" },
+  { nom = "TROIS", type = "A", total = 50, variable = "W3" },
 ]
 [fichiers.G]
 longueur = 16
@@ -41,7 +41,7 @@ rubriques = [{ nom = "P", type = "E", variable = "P1" }, { nom = "S", type = "E"
 [barbres.T1]
 fichier = "F"
 nature = "P"
-cle = "[[V1,1,8]]"
+cle = "[[W1,1,8]]"
 [barbres.T2]
 fichier = "G"
 nature = "P"
@@ -110,11 +110,11 @@ TEST_F(EntFicTest, AModificationReloadsTheFieldsInChainOrderAndKeepsALargerLengt
   const std::string t = Lance("NOMFIC = F\nDFE\nLONGENR\n" + Garde("A") + Garde("A") + Garde("A") +
                               "LF1 =\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Modif Premier»")) << t;
-  EXPECT_TRUE(Contient(t, "Sai LF5 «V2» -> «V2»")) << t;
+  EXPECT_TRUE(Contient(t, "Sai LF5 «W2» -> «W2»")) << t;
   EXPECT_TRUE(Contient(t, "Affiche LONGENR «300»\nMessChamp LONGENR B «Longueur Réelle 250»"));
   EXPECT_EQ(Fichier("F")->longueur, 300);  // 300 kept for 250
   // Grown to 301: the proposed power of two.
-  Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F4>\n" + Nouveau("X", "A", 51, "X") + "LF1 =\nLONGENR\n");
+  Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F4>\n" + Nouveau("X", "A", 51, "XX") + "LF1 =\nLONGENR\n");
   EXPECT_EQ(Fichier("F")->longueur, 512);
   EXPECT_EQ(Fichier("F")->rubriques.size(), 4u);
 }
@@ -130,11 +130,11 @@ TEST_F(EntFicTest, ProposedLengthsArePowersOfTwoThatTheUserMayRaise) {
     const std::string saisie =
         *c.saisie ? std::string("LONGENR = ") + c.saisie + "\n" : "LONGENR\n";
     Lance("NOMFIC = N" + std::to_string(c.total) + "\nDFE\nLONGENR\n" +
-          Nouveau("A", "A", c.total, "A") + "LF1 =\n" + saisie);
+          Nouveau("A", "A", c.total, "AA") + "LF1 =\n" + saisie);
     EXPECT_EQ(Fichier("N" + std::to_string(c.total))->longueur, c.attendue);
   }
   // Below the real length, or past what the engine stores: refused on the length's line.
-  const std::string t = Lance("NOMFIC = P\nDFE\nLONGENR\n" + Nouveau("A", "A", 3, "A") +
+  const std::string t = Lance("NOMFIC = P\nDFE\nLONGENR\n" + Nouveau("A", "A", 3, "AA") +
                               "LF1 =\nLONGENR = 2\nLONGENR = 4\nLONGENR = 40000\nLONGENR = 5\n");
   EXPECT_TRUE(Contient(t, "«Longueur 2 inférieure à la longueur réelle 3»")) << t;
   EXPECT_TRUE(Contient(t, "«Longueur 4 : un enregistrement fait de 5 à 32767 caractères»")) << t;
@@ -146,7 +146,7 @@ TEST_F(EntFicTest, NamesAreLettersAndDigitsStoredInUpperCase) {
   const std::string t = Lance(
       "NOMFIC = Fic-1\nNOMFIC = Été\nNOMFIC =\nNOMFIC = ABC123\nDFE\n"
       "LONGENR\n" +
-      Nouveau("A", "A", 8, "A") + "LF1 =\nLONGENR\n");
+      Nouveau("A", "A", 8, "AA") + "LF1 =\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « Fic-1 » refusé")) << t;
   EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « Été » refusé")) << t;
   EXPECT_NE(Fichier("ABC123"), nullptr);
@@ -204,26 +204,26 @@ TEST_F(EntFicTest, TheFieldListKeys) {
   // F5 after field 2 of 3: the copy becomes field 3, its variable changed; F6 on the last.
   std::string t = Lance(
       "NOMFIC = F\nDFE\nLONGENR\nLF1 <F2>\nLF1 <F5>\nLF1 = QUATRE\nLF2\nLF3\n"
-      "LF5 = V4\nLF6\nLF10\nLF7\nLF1 <F4>\nLF1 <Up>\nLF1 <F6>\nLF1 <Esc>\n"
+      "LF5 = W4\nLF6\nLF10\nLF7\nLF1 <F4>\nLF1 <Up>\nLF1 <F6>\nLF1 <Esc>\n"
       "LONGENR\n");
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Modif Suiv»")) << t;
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Insertion»")) << t;
   const FichierTexte* f = Fichier("F");
   ASSERT_EQ(f->rubriques.size(), 3u);
-  EXPECT_EQ(f->rubriques[2].variable, "V4");
-  EXPECT_EQ(f->rubriques[1].variable, "V2");
+  EXPECT_EQ(f->rubriques[2].variable, "W4");
+  EXPECT_EQ(f->rubriques[1].variable, "W2");
   // F3 chooses a field; F7 duplicates two after it; the duplicate variables are refused at the
   // length check, which goes back to the second of them.
   t = Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F3>\nchoose 2\nLF1 <F7>\nchoose 1,2\nLF1 <Esc>\n" +
-            std::string("LF1\nLF2\nLF3\nLF5 = V5\nLF6\nLF10\nLF7\nLF1\nLF2\nLF3\nLF5 = V6\nLF6\n") +
+            std::string("LF1\nLF2\nLF3\nLF5 = W5\nLF6\nLF10\nLF7\nLF1\nLF2\nLF3\nLF5 = W6\nLF6\n") +
             "LF10\nLF7\nLF1 <Esc>\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "Choix «CHOIX D'UN CHAMP - Fichier : F»")) << t;
   EXPECT_TRUE(Contient(t, "ChoixMultiple «DUPLICATION DE CHAMPS - Fichier : F»")) << t;
-  EXPECT_TRUE(Contient(t, "Message B «Variable V1 en double : champs 1 et 3»")) << t;
+  EXPECT_TRUE(Contient(t, "Message B «Variable W1 en double : champs 1 et 3»")) << t;
   f = Fichier("F");
   ASSERT_EQ(f->rubriques.size(), 5u);
   EXPECT_EQ(f->rubriques[2].nom, "UN");
-  EXPECT_EQ(f->rubriques[2].variable, "V5");
+  EXPECT_EQ(f->rubriques[2].variable, "W5");
   EXPECT_EQ(f->rubriques[4].nom, "QUATRE");
   // F1 on field 1: "O" deletes the fields after it.
   t = Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F1>\nLF1 = O\nLONGENR\n");
@@ -249,6 +249,37 @@ TEST_F(EntFicTest, ANewDomainCodeIsDefinedOnTheSpot) {
   EXPECT_TRUE(Contient(t, "Sai CODOM «DEVISES» -> «DEVISES» <Enter>")) << t;
   EXPECT_EQ(Fichier("H")->rubriques[0].domaine, "DEVISES");
   EXPECT_TRUE(Contient(Texte(), "[domaines.DEVISES]\nnom = \"Devises\""));
+}
+
+// A field's variable becomes variables and a label of the generated programs: one that would
+// meet a name of theirs is refused on its line, naming it, and asked again.
+TEST_F(EntFicTest, AVariableThatMeetsANameOfTheGeneratedProgramsIsRefusedOnItsLine) {
+  std::string t = Lance(
+      "NOMFIC = K\nDFE\nLONGENR\nLF1 = CODE\nLF2 = A\nLF3 = 4\n"
+      "LF5 = Code\nLF5 = EnrKK\nLF5 = KD\nLF5 = KCODE\nLF6\nLF10\nLF7\n"
+      "LF1 = NOM\nLF2 = A\nLF3 = 10\nLF5 = xkcode\n"
+      "LF5 = KNOM\nLF6\nLF10\nLF7\nLF1 =\nLONGENR\n");
+  for (const char* refus : {"Variable « Code » refusée : paramètre Code$ du programme de saisie",
+                            "Variable « EnrKK » refusée : étiquette Enr+suffixe du programme de "
+                            "saisie",
+                            "Variable « KD » refusée : poignée KD% du fichier K",
+                            "Variable « xkcode » refusée : variable de saisie xKCODE$ de la "
+                            "rubrique KCODE"}) {
+    EXPECT_TRUE(Contient(t, std::string("MessChamp LF5 B «") + refus + "»")) << refus << "\n" << t;
+  }
+  const FichierTexte* f = Fichier("K");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(f->rubriques[0].variable, "KCODE");
+  EXPECT_EQ(f->rubriques[1].variable, "KNOM");
+  // The tables of the file: T1 of F gives its programs T1T%.
+  t = Lance(
+      "NOMFIC = F\nDFE\nLONGENR\nLF1 <F4>\nLF1 = X\nLF2 = A\nLF3 = 4\nLF5 = T1T\nLF5 = T2T\n"
+      "LF6\nLF10\nLF7\nLF1 =\nLONGENR\n");
+  EXPECT_TRUE(Contient(t,
+                       "MessChamp LF5 B «Variable « T1T » refusée : poignée T1T% du B-arbre "
+                       "T1»"))
+      << t;
+  EXPECT_EQ(Fichier("F")->rubriques.back().variable, "T2T");  // T2 is G's table
 }
 
 }  // namespace

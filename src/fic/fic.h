@@ -54,6 +54,8 @@ void EntBa(int16_t& touche);
 void EntChain(int16_t& touche);
 
 inline constexpr std::string_view kTitreLFic = "EDITION LISTE DES FICHIERS SPECIFIES";
+// The name of the files of FicApp's listing (its title is the list's).
+inline constexpr std::string_view kNomFicApp = "EDITION APPLICATION";
 inline constexpr std::string_view kDescripteurLFic =
     "[PS,30,[[NOMFIC,Fichier Donnée,A,6,G],[DFE,Entreprise,B,C],[@B-Arbres,[NAT,Nature,A,10,G],"
     "[BA,Fichier,A,10,G]],[@Chainage,[NF,Nature,A,6,G],[@Dépendance,[CHN,Nature,A,10,G],"

@@ -1,4 +1,5 @@
 // The dictionary's records and definition files, read into the model and written from it.
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -201,6 +202,96 @@ ModeleDictionnaire LitDictionnaire() {
                                                0};
   });
   return m;
+}
+
+namespace {
+
+// Searches a record by its key, padded with spaces to the key's width; true when found (the
+// record is then current).
+bool Cherche(int16_t arbre, int16_t fichier, std::string_view nom, size_t largeur) {
+  std::string cle(nom);
+  if (text::CountChars(cle) > largeur) return false;
+  cle.append(largeur - text::CountChars(cle), ' ');
+  bool trouve = false;
+  Etat().BArbre().Recherche(arbre, cle, fichier, trouve);
+  return trouve;
+}
+
+constexpr size_t kLargeurCleFic = 6, kLargeurCleDom = 20;
+
+}  // namespace
+
+std::optional<ModeleDictionnaire> LitPartiesFichier(std::string_view nom) {
+  Session& etat = Etat();
+  if (!Cherche(etat.fic_arbre, etat.fic_fichier, nom, kLargeurCleFic)) return std::nullopt;
+  ModeleDictionnaire m;
+  const std::string fichier = Champ(etat.fic, kNomFic);
+  m.fichiers[fichier] = LitFichier();
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
+    if (Champ(etat.ba, kNomD) != fichier) return;
+    m.barbres[Champ(etat.ba, kNomT)] = {Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
+                                        Champ(etat.ba, kLCle), 0};
+  });
+  ParcourtCles({etat.chain_fichier, etat.chain_arbre}, [&](const std::string&, int32_t) {
+    const std::string ligne = Champ(etat.chain, kChainL), entete = Champ(etat.chain, kChainE);
+    if (ligne != fichier && entete != fichier) return;
+    m.chainages[ligne] = {entete,
+                          ValeurNumerique(Champ(etat.chain, kPnea)),
+                          ValeurNumerique(Champ(etat.chain, kPnes)),
+                          ValeurNumerique(Champ(etat.chain, kPpe)),
+                          ValeurNumerique(Champ(etat.chain, kPde)),
+                          0};
+  });
+  const std::map<std::string, ChainageTexte> chainages = m.chainages;
+  for (const auto& [ligne, c] : chainages) {
+    for (const std::string& autre : {ligne, c.entete}) {
+      if (m.fichiers.contains(autre)) continue;
+      if (!Cherche(etat.fic_arbre, etat.fic_fichier, autre, kLargeurCleFic)) continue;
+      m.fichiers[autre] = {
+          etat.fic[kDfe] == "O", ValeurNumerique(Champ(etat.fic, kLongEnr)), {}, 0};
+    }
+  }
+  for (const RubriqueTexte& r : m.fichiers.at(fichier).rubriques) {
+    const std::string code = r.domaine.value_or("");
+    if (code.empty() || m.domaines.contains(code)) continue;
+    if (!Cherche(etat.dom_arbre, etat.dom_fichier, code, kLargeurCleDom)) continue;
+    m.domaines[code] = {Champ(etat.dom, kNomDom), Champ(etat.dom, kFdd), std::nullopt, 0};
+  }
+  return m;
+}
+
+std::vector<std::string> TablesDuFichier(std::string_view nom) {
+  Session& etat = Etat();
+  std::vector<std::string> tables;
+  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
+    if (Champ(etat.ba, kNomD) == nom) tables.push_back(Champ(etat.ba, kNomT));
+  });
+  return tables;
+}
+
+ModeleDictionnaire PartiesFichier(const ModeleDictionnaire& m, std::string_view nom) {
+  ModeleDictionnaire p;
+  const auto f = m.fichiers.find(std::string(nom));
+  if (f == m.fichiers.end()) return p;
+  p.fichiers.insert(*f);
+  for (const auto& [table, b] : m.barbres) {
+    if (b.fichier == nom) p.barbres.emplace(table, b);
+  }
+  for (const auto& [ligne, c] : m.chainages) {
+    if (ligne != nom && c.entete != nom) continue;
+    p.chainages.emplace(ligne, c);
+    for (const std::string& autre : {ligne, c.entete}) {
+      const auto a = m.fichiers.find(autre);
+      if (a == m.fichiers.end() || p.fichiers.contains(autre)) continue;
+      p.fichiers[autre] = {a->second.entreprise, a->second.longueur, {}, 0};
+    }
+  }
+  for (const RubriqueTexte& r : f->second.rubriques) {
+    const auto d = m.domaines.find(r.domaine.value_or(""));
+    if (d == m.domaines.end()) continue;
+    p.domaines[d->first] = {d->second.nom, d->second.fichier, std::nullopt, 0};
+  }
+  return p;
 }
 
 }  // namespace vesk::fic

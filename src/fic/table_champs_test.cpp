@@ -104,7 +104,7 @@ TEST_F(TableChampsTest, SavedLinesLoadBackInOrderAndReplaceTheOldOnes) {
   Importe(R"(version = 1
     [fichiers.F]
     longueur = 8
-    rubriques = [{ nom = "A", type = "A", total = 3, variable = "V1" }])");
+    rubriques = [{ nom = "A", type = "A", total = 3, variable = "W1" }])");
   TableChamps t = Table({{"X1", 1}, {"X2", 300}, {"X3", 3}});
   ASSERT_TRUE(TableChamps().ChargeFichier("F"));
   t.Sauve();
@@ -117,7 +117,7 @@ TEST_F(TableChampsTest, SavedLinesLoadBackInOrderAndReplaceTheOldOnes) {
   EXPECT_EQ(lue.Total(2), 300);
   EXPECT_FALSE(lue.ChargeFichier("G"));
   // No line of the old list survives (the chain holds three lines, the file three live ones).
-  EXPECT_EQ(ExporteDictionnaire().find("V1"), std::string::npos);
+  EXPECT_EQ(ExporteDictionnaire().find("W1"), std::string::npos);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "core/arithmetique.h"
 #include "core/etat_module.h"
 #include "gencode/disposition.h"
+#include "gencode/fichier_genere.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -199,6 +200,7 @@ void DeclarationFichier(std::string_view nom) {
   DeclarationLectEcrFich(nom);
   GenTitre("Déclaration des Variables des Fichiers", "=", "");
   DeclarationVarFich(nom);
+  SignaleNomsReserves(nom, kProcFichier);
   if (!ChercheFic(nom)) SignaleAnomalieGen("@ " + SansBlancs(nom) + "@ Inconnu ", kProcFichier);
   TermineGenCode();
 }

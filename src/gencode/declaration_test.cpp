@@ -9,6 +9,8 @@
 
 #include "core/etat_module.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/gen_pe.h"
+#include "gencode/gen_ps.h"
 #include "gencode/testing/generateurs.h"
 #include "gencode/testing/structure_programme.h"
 #include "srv/erreur_service.h"
@@ -231,6 +233,37 @@ TEST_F(DeclarationTest, UnreadableRecordLengthOfAChainedFileIsAnError) {
   } catch (const ErreurService& e) {
     EXPECT_NE(e.Message().find("« 6x »"), std::string::npos) << e.Message();
   }
+}
+
+// A dictionary stored before reserved names were refused: each generator reports the field's
+// variable under its own name and still writes its text.
+TEST_F(DeclarationTest, AStoredReservedNameIsReportedByEveryGenerator) {
+  Client();
+  AjouteRubrique("CLIENT", "Code", 4);
+  AjouteRubrique("CLIENT", "tr", 4);
+  DeclarationFichier("CLIENT");
+  GenereSaisie({"CLIENT", "", "", ""}, nullptr);
+  GenereEdition({"CLIENT", "", true});
+  const std::string code = "@ Code@ Nom Réservé : paramètre Code$ du programme de saisie";
+  const std::string x = "@ tr@ Nom Réservé : variable locale TR du programme de saisie";
+  const Signalements attendu = {{code, "DéclarationFichier"},
+                                {x, "DéclarationFichier"},
+                                {code, "GenPs"},
+                                {x, "GenPs"},
+                                {code, "GenPe"},
+                                {x, "GenPe"}};
+  EXPECT_EQ(Rapports(), attendu);
+  EXPECT_EQ(EtatGen().Anomalies().size(), 2u);  // those of the last generation
+  EXPECT_NE(EtatGen().Texte().find("Call DecodeVarCsv(E$ ,Code$, "), std::string::npos);
+  // A demand made without the dialog is checked as the dialog checks it.
+  GenereSaisie({"CLIENT", "Sai", "", "Mod"}, nullptr);
+  const std::vector<AnomalieGeneree>& a = EtatGen().Anomalies();
+  ASSERT_EQ(a.size(), 4u);
+  EXPECT_EQ(a[2].message,
+            "@ CLIENT@ Nom de procédure « Sai » refusé : procédure des programmes générés");
+  EXPECT_EQ(a[3].message,
+            "@ CLIENT@ Suffixe « Mod » refusé : étiquette EnrMod = variable locale EnrMod& du "
+            "programme de saisie");
 }
 
 TEST_F(DeclarationTest, SecondGenerationGivesTheSameText) {

@@ -2,7 +2,9 @@
 
 #include "core/cycle_saisie.h"
 #include "core/etat_module.h"
+#include "fic/dictionnaire_texte.h"
 #include "gencode/gen_pe.h"
+#include "gencode/tampon.h"
 #include "srv/text/utf8.h"
 
 namespace vesk {
@@ -62,6 +64,21 @@ std::vector<std::string> TablesPrimaires(std::string_view nom) {
     }
   });
   return tables;
+}
+
+fic::PorteeNoms PorteeFichier(std::string_view nom) {
+  std::string application;
+  Etat().Ecran().NomApplication(application);
+  const std::optional<fic::ModeleDictionnaire> parties = fic::LitPartiesFichier(NomFichier(nom));
+  if (!parties) return {NomFichier(nom), {}, {}, application};
+  return fic::Portee(*parties, NomFichier(nom), application);
+}
+
+void SignaleNomsReserves(std::string_view nom, std::string_view procedure) {
+  const fic::PorteeNoms portee = PorteeFichier(nom);
+  for (const auto& [variable, conflit] : fic::ConflitsFichier(portee)) {
+    SignaleAnomalieGen("@ " + variable + "@ Nom Réservé : " + conflit, procedure);
+  }
 }
 
 TouchesDialogue OuvreDialogue(std::string_view titre, std::string_view descripteur) {

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "fic/noms_reserves.h"
+
 namespace vesk {
 
 // One field of the file, from its field line.
@@ -33,6 +35,15 @@ bool ChercheFichier(std::string_view nom);
 std::vector<ChampProgramme> LitChamps();
 // The primary B-tree tables of the file nom, in the order of the tables.
 std::vector<std::string> TablesPrimaires(std::string_view nom);
+
+// Reports, under procedure, each field variable of the file nom that meets a name of the
+// generated programs ("@ Code@ Nom Réservé : ..."): a dictionary stored before such names were
+// refused may hold one. The generation goes on. Changes the current dictionary records.
+void SignaleNomsReserves(std::string_view nom, std::string_view procedure);
+
+// The names the programs of the file nom take from the dictionary (fic/noms_reserves.h), for
+// the dialogs' checks. Changes the current dictionary records.
+fic::PorteeNoms PorteeFichier(std::string_view nom);
 
 // The keys of a generator's screen, asked of the screen service.
 struct TouchesDialogue {

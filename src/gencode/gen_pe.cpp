@@ -259,6 +259,17 @@ Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   return e;
 }
 
+// The refusal of a procedure's name typed on NPROG ("" when accepted, or empty: asked again):
+// a letter then letters and digits, meeting no name of the program (fic/noms_reserves.h).
+std::string RefusNprog(const std::string& nprog, const std::string& nfic) {
+  const std::string nom = SansBlancs(nprog);
+  if (nom.empty()) return "";
+  if (!NomProgramme(nom)) {
+    return "Nom de procédure « " + nom + " » refusé : une lettre puis des lettres et des chiffres";
+  }
+  return fic::RefusProcedure(nom, false, PorteeFichier(nfic)).value_or("");
+}
+
 // The dialog, field after field with the back and start keys; false when the user leaves.
 bool DialogueEdition(DemandeEdition& demande) {
   const auto [retour, debut, echap] = OuvreDialogue(kTitreGenPE, kDescripteurGenPE);
@@ -280,11 +291,9 @@ bool DialogueEdition(DemandeEdition& demande) {
       etape = 1;
     } else if (touche == retour) {
       etape = 2;
-    } else if (etape == 2 && !SansBlancs(nprog).empty() && !NomProgramme(nprog)) {
-      saisie.MessChamp("NPROG", "B",
-                       "Nom de procédure « " + SansBlancs(nprog) +
-                           " » refusé : une lettre puis des lettres et des chiffres",
-                       0);
+    } else if (const std::string refus = etape == 2 ? RefusNprog(nprog, nfic) : "";
+               !refus.empty()) {
+      saisie.MessChamp("NPROG", "B", refus, 0);
     } else if (etape == 3 || !SansBlancs(nprog).empty()) {
       if (etape == 2) saisie.MessChamp("NPROG", "B", "", 0);
       ++etape;
@@ -313,7 +322,12 @@ void GenereEdition(const DemandeEdition& demande) {
   InitGenCode();
   const std::string table = TablePrimaire(nom, kProcedure);
   ChercheFichier(nom);  // the Fic record again, for the walk of its lines
-  Genere(Prepare(demande, table));
+  const Edition e = Prepare(demande, table);
+  SignaleNomsReserves(nom, kProcedure);
+  if (auto refus = fic::RefusProcedure(e.programme, false, PorteeFichier(nom))) {
+    SignaleAnomalieGen("@ " + nom + "@ " + *refus, kProcedure);
+  }
+  Genere(e);
 }
 
 void GenPE() {

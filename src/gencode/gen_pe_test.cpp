@@ -143,10 +143,11 @@ TEST_F(GenPETest, PrimaryTablesNoneOrSeveral) {
 
 TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   // An unknown file asked again without a message, one without a primary table with it; the
-  // back key on NPROG goes to NFIC, on SCSV to NPROG; an empty NPROG is asked again.
+  // back key on NPROG goes to NFIC, on SCSV to NPROG; an empty NPROG is asked again, and one
+  // that is a label of the program is refused.
   Ouvre(
       "NFIC = NOPE\nNFIC = SANS\nNFIC = texte\nNPROG <Up>\nNFIC\nNPROG =\nNPROG = Edt T\n"
-      "NPROG = EdtT\n"
+      "NPROG = FinEdt\nNPROG = EdtT\n"
       "SCSV = N <Up>\nNPROG\nSCSV = N\n");
   GenPE();
   EXPECT_EQ(session_->Restantes(), 0u);
@@ -156,6 +157,10 @@ TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   EXPECT_TRUE(Contient(t, "Sai NPROG «CsvTEXTE»")) << t;
   EXPECT_TRUE(Contient(t, "Sai SCSV «O»")) << t;
   EXPECT_TRUE(Contient(t, "MessChamp NPROG B «Nom de procédure « Edt T » refusé")) << t;
+  EXPECT_TRUE(Contient(t,
+                       "MessChamp NPROG B «Nom de procédure « FinEdt » refusé : étiquette "
+                       "FinEdt du programme d'édition»"))
+      << t;
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Sub EdtT\r\n"));
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Edition du Fichier TEXTE"));
 

@@ -450,6 +450,17 @@ void Genere(const ProgrammeSaisie& p) {
   TermineGenCode();
 }
 
+// The procedure's name and the label suffix, as the dialog checks them: a demand made without
+// the dialog (defaults, recorded answers) that meets a name is reported, and generated.
+void SignaleNomsDemande(const ProgrammeSaisie& p) {
+  const fic::PorteeNoms portee = PorteeFichier(p.fichier);
+  for (const std::optional<std::string>& refus :
+       {fic::RefusProcedure(p.programme, true, portee),
+        fic::RefusSuffixe(p.suffixe, p.programme, portee)}) {
+    if (refus) SignaleAnomalieGen("@ " + p.fichier + "@ " + *refus, kProcedure);
+  }
+}
+
 // The file of the demand read from the dictionary (its Fic record current), with its screens.
 ProgrammeSaisie Prepare(const DemandeSaisie& d, const std::function<void()>& trop_de_cles) {
   ProgrammeSaisie p;
@@ -466,16 +477,23 @@ ProgrammeSaisie Prepare(const DemandeSaisie& d, const std::function<void()>& tro
   return p;
 }
 
-// A refusal of the value of field n (1 NProg, 2 TProg, 3 CodLab), or "" when it is accepted.
-std::string Refus(int n, const std::string& valeur) {
+// A refusal of the value of field n (1 NProg, 2 TProg, 3 CodLab), or "" when it is accepted:
+// a procedure's name or a label suffix must meet no name of the program (portee: the file's).
+std::string Refus(int n, const std::string& valeur, const DemandeSaisie& d,
+                  const fic::PorteeNoms& portee) {
   if (n == 2) {
     return valeur.find('"') == std::string::npos
                ? ""
                : "Titre refusé : un guillemet fermerait le texte du programme";
   }
-  if (NomProgramme(valeur)) return "";
-  return (n == 1 ? "Nom de procédure « " : "Suffixe « ") + valeur +
-         " » refusé : une lettre puis des lettres et des chiffres";
+  if (!NomProgramme(valeur)) {
+    return (n == 1 ? "Nom de procédure « " : "Suffixe « ") + valeur +
+           " » refusé : une lettre puis des lettres et des chiffres";
+  }
+  const std::optional<std::string> refus =
+      n == 1 ? fic::RefusProcedure(valeur, true, portee)
+             : fic::RefusSuffixe(valeur, Trim(d.programme), portee);
+  return refus.value_or("");
 }
 
 // The dialog: NFIC, then NProg, TProg and CodLab each filled with its default when empty; the
@@ -486,9 +504,11 @@ bool Dialogue(DemandeSaisie& d) {
   constexpr std::string_view kCles[] = {"NProg", "TProg", "CodLab"};
   std::string* valeurs[] = {&d.programme, &d.titre, &d.suffixe};
   int etape = 0;
+  fic::PorteeNoms portee;
   while (etape <= 3) {
     if (etape == 0) {
       if (!SaisitFichier(d.fichier, kAideNficGenPS)) return false;
+      portee = PorteeFichier(d.fichier);
       etape = 1;
       continue;
     }
@@ -506,7 +526,7 @@ bool Dialogue(DemandeSaisie& d) {
     } else if (touche == retour) {
       --etape;
     } else if (!Trim(valeur).empty()) {
-      const std::string refus = Refus(etape, Trim(valeur));
+      const std::string refus = Refus(etape, Trim(valeur), d, portee);
       saisie.MessChamp(kCles[etape - 1], "B", refus, 0);
       if (refus.empty()) ++etape;
     }
@@ -532,6 +552,8 @@ void GenereSaisie(const DemandeSaisie& demande, const std::function<void()>& tro
   InitGenCode();
   ChercheFichier(nom);
   const ProgrammeSaisie p = Prepare(demande, trop_de_cles);
+  SignaleNomsReserves(nom, kProcedure);
+  SignaleNomsDemande(p);
   EtatGen().AffecteNce(p.fichier);
   Genere(p);
 }

@@ -193,7 +193,7 @@ void SaisitChamps(const ProgrammeSaisie& p, size_t ecran, bool cles) {
 
 std::string PremierHorsCle(const ProgrammeSaisie& p) {
   for (size_t i : p.ecrans.front()) {
-    if (!p.champs[i].cle_primaire && Saisi(p.champs[i])) return p.champs[i].cle;
+    if (!p.champs[i].cle_primaire) return p.champs[i].cle;
   }
   return "Enr" + p.suffixe;
 }

@@ -54,8 +54,9 @@ void DessineEcran(const ProgrammeSaisie& p, size_t ecran);
 void AfficheDonnees(const ProgrammeSaisie& p, const std::vector<size_t>& champs);
 // The entry of the fields of screen ecran: its key fields (cles true) or its other fields.
 void SaisitChamps(const ProgrammeSaisie& p, size_t ecran, bool cles);
-// The label of the entry of the first field of screen 1 outside the key; the writing's label
-// when there is none.
+// The label of the entry of the first field of screen 1 outside the key, whatever its
+// modification type (an "S" field's label leads on to the fields after it); the writing's
+// label when every field is a key field.
 std::string PremierHorsCle(const ProgrammeSaisie& p);
 
 // The record buffer, both ways, for field i.

@@ -25,6 +25,13 @@ class ErreurService : public std::runtime_error {
   std::string message_;
 };
 
+// Ctrl+C pressed on a screen: the command ends at once, as after any error, and the host says
+// so (`vesk` exits with the status 130).
+class Interruption : public ErreurService {
+ public:
+  Interruption() : ErreurService("Interruption", "Ctrl+C", "interrompu par Ctrl+C") {}
+};
+
 // Throws ErreurService unless condition holds; for argument checks at the service interfaces.
 inline void Exige(bool condition, std::string_view operation, std::string_view objet,
                   std::string_view message) {

@@ -16,7 +16,7 @@ using report::Column;
 namespace {
 
 struct Evenement {
-  enum class Genre { kCadre, kRangee, kTexte, kBlancs, kPage, kFerme };
+  enum class Genre { kCadre, kRangee, kTexte, kBlancs, kPage, kFerme, kSignet };
   Genre genre = Genre::kPage;
   std::shared_ptr<const report::Descriptor> cadre;
   report::Row rangee;
@@ -45,6 +45,9 @@ void Rejoue(const Evenement& ev, report::Paginator& pages) {
       break;
     case Evenement::Genre::kFerme:
       pages.CloseFrame(ev.trait);
+      break;
+    case Evenement::Genre::kSignet:
+      pages.Bookmark(ev.texte.text);
       break;
   }
 }
@@ -89,6 +92,7 @@ struct SrvEditionImpl::Cellule {
 
 struct SrvEditionImpl::Edition {
   report::DocumentInfo info;
+  std::string nom;       // of its files in the listings folder ("": from the title)
   char orientation = 0;  // 'V', 'H', 0: from the widest frame
   report::Sorties sorties;
   bool ecran = false;  // shown to the user, not written
@@ -164,6 +168,7 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
   const std::string_view impose =
       config_.fichier_impose.empty() ? fichier : std::string_view(config_.fichier_impose);
   const std::string suivante = std::exchange(sortie_suivante_, std::string());
+  e->nom = std::exchange(nom_suivant_, std::string());
   if (sortie.empty() && suivante == "ECRAN") {
     e->ecran = true;
   } else if (impose == kFluxTexte && config_.flux) {
@@ -338,6 +343,7 @@ void SrvEditionImpl::FermeEdt(std::string_view liste, bool trait) {
 
 void SrvEditionImpl::Termine(int16_t valeur) {
   ecrits_.clear();
+  nom_suivant_.clear();  // given for a listing that was never opened
   if (!edition_) return;
   std::unique_ptr<Edition> e = std::move(edition_);
   if (valeur != 0) return;  // abandoned: nothing is written
@@ -367,13 +373,25 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
     return;
   }
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();
-  const std::vector<std::string> chemins =
-      report::NommeSorties(e.sorties, config_.dossier, e.info.title, e.heure);
+  const std::vector<std::string> chemins = report::NommeSorties(
+      e.sorties, config_.dossier, e.nom.empty() ? e.info.title : e.nom, e.heure);
   for (const std::string& chemin : chemins) {
     const bool pdf = report::EstPdf(chemin);
     report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin);
     ecrits_.push_back(chemin);
   }
+}
+
+void SrvEditionImpl::Signet(std::string_view titre) {
+  Edition& e = ExigeOuverte("Signet");
+  ExigeTexte("Signet", e.info.title, "signet", titre);
+  if (e.interrompue) return;
+  e.Ajoute(Evenement::Genre::kSignet).texte.text = std::string(titre);
+}
+
+void SrvEditionImpl::NomSuivant(std::string_view nom) {
+  ExigeTexte("NomSuivant", nom, "nom", nom);
+  nom_suivant_ = std::string(nom);
 }
 
 void SrvEditionImpl::SortieSuivante(std::string_view sortie) {

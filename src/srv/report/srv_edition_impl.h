@@ -60,6 +60,8 @@ class SrvEditionImpl : public SrvEdition {
   void Saute(int16_t nombre) override;
   void SautPage() override;
   void SortieSuivante(std::string_view sortie) override;
+  void Signet(std::string_view titre) override;
+  void NomSuivant(std::string_view nom) override;
 
   // Paths of the files written by the last Termine (empty when nothing was written).
   const std::vector<std::string>& Ecrits() const { return ecrits_; }
@@ -82,6 +84,7 @@ class SrvEditionImpl : public SrvEdition {
   std::unique_ptr<Edition> edition_;
   std::vector<std::string> ecrits_;
   std::string sortie_suivante_;  // imposed on the next listing by SortieSuivante
+  std::string nom_suivant_;      // given to the next listing by NomSuivant
 };
 
 }  // namespace vesk

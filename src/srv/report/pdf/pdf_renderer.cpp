@@ -253,6 +253,11 @@ class PdfRenderer : public Renderer {
         drawer.Draw(i);
         cairo_show_page(cr.get());
       }
+      for (const Signet& s : doc.outline) {  // the document's bookmarks, at their pages
+        const std::string page = "page=" + std::to_string(s.page + 1);
+        cairo_pdf_surface_add_outline(surface.get(), CAIRO_PDF_OUTLINE_ROOT, s.title.c_str(),
+                                      page.c_str(), static_cast<cairo_pdf_outline_flags_t>(0));
+      }
       Check(cairo_status(cr.get()), path);
     }
     cairo_surface_finish(surface.get());
