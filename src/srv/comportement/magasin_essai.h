@@ -251,7 +251,7 @@ inline std::string ServeurEssai() {
   return uri == nullptr ? "" : uri;
 }
 
-inline std::unique_ptr<Magasin> Cree(const std::string& stockage) {
+inline std::unique_ptr<Magasin> Cree([[maybe_unused]] const std::string& stockage) {
 #ifdef VESK_AVEC_PG
   if (stockage == "postgresql") {
     return std::make_unique<MagasinBase>(ServeurEssai(), "essai_" + Aleatoire());

@@ -44,6 +44,7 @@ struct Options {
   std::string pg;  // the server of a database store ("": folders)
 };
 
+#ifdef VESK_AVEC_PG
 // The root schema of a run's store, with --pg: its folder's name and its parent's, in the
 // letters a schema takes ("vesk_crash_1234_run0").
 std::string Schema(const std::string& dir) {
@@ -54,6 +55,7 @@ std::string Schema(const std::string& dir) {
   }
   return "v" + s;
 }
+#endif
 
 // The workload of a run on its database store, with --pg (null without it).
 std::unique_ptr<Workload> WorkloadBase(const Options& o, const std::string& dir, uint64_t seed) {
