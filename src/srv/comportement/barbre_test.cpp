@@ -200,7 +200,7 @@ TEST_P(BArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   BArbre().InfoBArbre(arbre_, infos);
   ASSERT_TRUE(list::Check(infos).ok()) << infos;
   EXPECT_NE(infos.find("[Fichier de Données Indexé,DOM.DAT]"), std::string::npos) << infos;
-  EXPECT_NE(infos.find("3 utilisés|2 en service|1 supprimés|longueur 30"), std::string::npos)
+  EXPECT_NE(infos.find("3 utilisés|2 en service|1 supprimé|longueur 30"), std::string::npos)
       << infos;
   EXPECT_NE(infos.find("2 clés pour 2 enregistrements : en accord"), std::string::npos);
   EXPECT_NE(infos.find("[Premières Clés,A|B]"), std::string::npos) << infos;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "srv/isam/infos_lisibles.h"
 #include "srv/isam/names.h"
 #include "srv/list/liste.h"
 #include "srv/pg/service_pg.h"
@@ -41,22 +42,6 @@ std::string Paire(std::string_view titre, std::string_view texte) {
   std::string out;
   size_t bad = 0;
   list::Build(parts, out, bad);
-  return out;
-}
-
-// A key as a listing can carry it (as the folder's LectBA shows it): padding taken off, bytes
-// that are not printable ASCII and the separators written \xHH.
-std::string CleLisible(std::string_view cle) {
-  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : cle) {
-    if (c >= 0x20 && c < 0x7F && c != '|' && c != ',' && c != '[' && c != ']' && c != '\\') {
-      out += static_cast<char>(c);
-    } else {
-      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
-    }
-  }
   return out;
 }
 
@@ -216,12 +201,13 @@ void SrvBArbrePg::InfoBArbre(int16_t arbre, std::string& infos) {
         pg::Lieu{a.entreprise, SchemaEntreprise(base_->Adresse().racine, a.entreprise)},
         objet.substr(0, objet.size() - 4), kOp);
     add("Enregistrements du Fichier de Données",
-        std::to_string(dernier) + " utilisés|" + std::to_string(live) + " en service|" +
-            std::to_string(supprimes) + " supprimés|longueur " + std::to_string(longueur));
+        Compte(dernier, "utilisé", "utilisés") + "|" + std::to_string(live) + " en service|" +
+            Compte(supprimes, "supprimé", "supprimés") + "|longueur " + std::to_string(longueur));
     add("Taille du Fichier de Données", Octets(x[2].Grand(0, 2)));
     if (a.nature == 'P') {
       add("Clés et Enregistrements en Service",
-          std::to_string(cles) + " clés pour " + std::to_string(live) + " enregistrements" +
+          Compte(cles, "clé", "clés") + " pour " +
+              Compte(live, "enregistrement", "enregistrements") +
               (cles == live ? " : en accord" : " : en désaccord, reconstruire le B-arbre"));
     }
   }
