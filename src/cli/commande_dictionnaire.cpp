@@ -7,6 +7,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/tui/barre_progression.h"
 
@@ -52,15 +53,22 @@ int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
-  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
-  barre->Fin();
-  composant->Termine();
+  fic::BilanImport b;
+  {
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+    const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+    b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+    barre->Fin();
+    composant->Termine();
+  }
   contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
                     << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
                     << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
                     << " chaînage(s)\n";
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the new layouts.
+  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) RafraichitVues(contexte, nullptr);
+#endif
   return 0;
 }
 

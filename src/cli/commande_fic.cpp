@@ -8,6 +8,7 @@
 #include "core/etat_module.h"
 #include "fic/fic.h"
 #include "gencode/etat_gencode.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -51,11 +52,17 @@ class AffichageVisionneuse : public AffichageGenCode {
 }  // namespace
 
 int CommandeEntFic(Contexte& contexte) {
-  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-  InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>());
-  composant->Ass().EntFic();
-  InstalleAffichageGenCodeThread(nullptr);
-  composant->Termine();
+  {
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+    InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>());
+    composant->Ass().EntFic();
+    InstalleAffichageGenCodeThread(nullptr);
+    composant->Termine();
+  }
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the layouts entered.
+  if (EstAdresseBase(contexte.Config().stockage)) RafraichitVues(contexte, nullptr);
+#endif
   return 0;
 }
 

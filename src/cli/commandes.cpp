@@ -126,6 +126,13 @@ constexpr Commande kCommandes[] = {
      "racine (vesk par défaut). Une barre de progression dans un terminal.",
      "", CommandeCopie, Argument::kDossier, "",
      "vesk copie /srv/appli postgresql://serveur/compta"},
+    {"sql", "vues|ddl", "Crée les vues SQL typées des données d'une base, ou les écrit en SQL",
+     "Sur des données dans une base PostgreSQL (stockage = postgresql://... dans vesk.ini) : "
+     "« vues » crée ou remplace, pour chaque fichier spécifié, la vue v_NOM de son schéma, une "
+     "colonne par rubrique nommée d'après sa variable (texte, nombre avec ses décimales, entier, "
+     "date, booléen), ainsi que les fonctions SQL qui décodent les enregistrements ; « ddl » écrit "
+     "ces fonctions et ces vues en SQL sans rien changer. import et entfic refont les vues.",
+     "--output", CommandeSql, Argument::kAucun, "", "vesk sql ddl --output vues.sql"},
 #endif
 };
 

@@ -116,6 +116,11 @@ int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
 int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
+int CommandeSql(Contexte& contexte);    // built with the database store only
+// Makes again the typed views of a database store from the dictionary (or, ddl not null,
+// writes their SQL there instead); gives the number of views. Built with the database store
+// only.
+size_t RafraichitVues(Contexte& contexte, std::string* ddl);
 
 }  // namespace vesk::cli
 

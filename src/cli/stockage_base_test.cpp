@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -18,6 +22,8 @@
 #include "srv/isam/data_file.h"
 #include "srv/isam/verify.h"
 #include "srv/pg/outils_pg.h"
+#include "srv/text/cp1252.h"
+#include "srv/text/utf8.h"
 
 namespace {
 
@@ -196,6 +202,185 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
   Reussit("--data base --script lecture.script lectba --output dom.txt");
   const std::string dom = Contenu(dossier_ / "dom.txt");
   EXPECT_NE(dom.find("PAYS|REGLT|TVA"), std::string::npos) << dom;
+}
+
+// The date of day n (1 for 1 January 1900) as yyyy-mm-dd, by the civil calendar's arithmetic.
+std::string Jour(int64_t n) {
+  const int64_t z = n + 693900, era = (z >= 0 ? z : z - 146096) / 146097;
+  const int64_t doe = z - era * 146097;
+  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100), mp = (5 * doy + 2) / 153;
+  const int64_t d = doy - (153 * mp + 2) / 5 + 1, m = mp < 10 ? mp + 3 : mp - 9;
+  char texte[32];
+  std::snprintf(texte, sizeof texte, "%04lld-%02lld-%02lld",
+                static_cast<long long>(yoe + era * 400 + (m <= 2 ? 1 : 0)),
+                static_cast<long long>(m), static_cast<long long>(d));
+  return texte;
+}
+
+// A value of a record as the typed views should give it, decoded here from the record's bytes:
+// f the field's internal form (S, D real; J date; E number; A text of n bytes), at offset.
+std::string Attendu(const std::string& r, size_t offset, char f, size_t n) {
+  const auto* b = reinterpret_cast<const unsigned char*>(r.data() + offset);
+  if (f == 'S' || f == 'D') {
+    double v = 0;
+    if (f == 'S') {
+      float x = 0;
+      std::memcpy(&x, b, 4);
+      v = x;
+    } else {
+      std::memcpy(&v, b, 8);
+    }
+    char texte[400];
+    std::snprintf(texte, sizeof texte, "%.2f", v);
+    return std::string(texte) == "-0.00" ? "0.00" : texte;  // numeric has no negative zero
+  }
+  const int64_t numero = (b[0] << 16) | (b[1] << 8) | b[2];
+  if (f == 'E') return std::to_string(numero);
+  if (f == 'J') return Jour(numero);
+  std::string a = vesk::text::DecodeCp1252(r.substr(offset, n));
+  while (!a.empty() && a.back() == ' ') a.pop_back();
+  return a;
+}
+
+// The views decode every live record of the demo as the bytes say: binary reals of 4 and 8
+// bytes, coded dates, record numbers and texts; deleted records are not in them. A folder store
+// has no views.
+TEST_F(VeskSurPostgresql, TheViewsGiveTheDemoTyped) {
+  Reussit("demo dossier");
+  const std::string b = Base("v");
+  const std::string schema = schemas_.back();
+  Reussit("copie dossier '" + b + "'");
+  fs::create_directories(dossier_ / "base");
+  std::ofstream(dossier_ / "base" / "vesk.ini")
+      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+  auto [refus, texte_refus] = Lance("--data dossier sql vues");
+  EXPECT_EQ(refus, 1);
+  EXPECT_NE(texte_refus.find("demandent une base"), std::string::npos) << texte_refus;
+  Reussit("--data base sql vues");
+
+  struct Cas {
+    const char* fichier;
+    const char* colonne;
+    size_t offset;
+    char forme;
+    size_t longueur;
+  };
+  const Cas cas[] = {{"CLIENT", "clcode", 0, 'A', 6},  {"CLIENT", "clnom", 6, 'A', 30},
+                     {"CLIENT", "clenc", 64, 'S', 4},  {"CLIENT", "cldcre", 68, 'J', 3},
+                     {"FACTUR", "fadat", 14, 'J', 3},  {"FACTUR", "famht", 17, 'D', 8},
+                     {"FACTUR", "fadern", 28, 'E', 3}, {"FACLIG", "flart", 6, 'A', 10},
+                     {"FACLIG", "flqte", 16, 'S', 4},  {"FACLIG", "flpu", 20, 'D', 8},
+                     {"FACLIG", "flprec", 0, 'E', 3}};
+  auto base = vesk::pg::OuvreBase(uri_, schema, false);
+  for (const Cas& c : cas) {
+    std::map<int32_t, std::string> attendu;
+    std::unique_ptr<vesk::isam::DataFile> f;
+    vesk::isam::DataFile::Options options;
+    options.read_only = true;
+    const std::string chemin = (dossier_ / "dossier" / "01" / (std::string(c.fichier) + ".DAT"));
+    ASSERT_TRUE(
+        vesk::isam::DataFile::Open(vesk::isam::Env::Default(), chemin, 0, options, &f).ok());
+    std::string octets(f->Header().record_length, '\0');
+    for (uint32_t no = 1; no <= f->Header().last_record; ++no) {
+      bool supprime = false;
+      ASSERT_TRUE(f->Read(no, octets).ok() && f->IsDeleted(no, &supprime).ok());
+      if (!supprime)
+        attendu[static_cast<int32_t>(no)] = Attendu(octets, c.offset, c.forme, c.longueur);
+    }
+    const std::string colonne = c.forme == 'J'
+                                    ? "to_char(" + std::string(c.colonne) + ", 'YYYY-MM-DD')"
+                                    : std::string(c.colonne) + "::text";
+    const vesk::pg::Resultat r = base->Lit("essai", c.colonne,
+                                           "SELECT no, " + colonne + " FROM " + schema + "_01.v_" +
+                                               vesk::text::LowerAscii(c.fichier) + " ORDER BY no",
+                                           vesk::pg::Parametres());
+    std::map<int32_t, std::string> vu;
+    for (int i = 0; i < r.Lignes(); ++i) vu[r.Entier(i, 0)] = std::string(r.Octets(i, 1));
+    EXPECT_EQ(vu, attendu) << c.fichier << "." << c.colonne;
+  }
+}
+
+// The decoding functions at the edges of their formats: reals negative, tiny, not numbers;
+// integers at their bounds; dates empty; numbers as text with spaces or not numbers at all.
+TEST_F(VeskSurPostgresql, TheDecodingFunctionsHoldAtTheEdges) {
+  Reussit("demo dossier");
+  const std::string b = Base("f");
+  const std::string schema = schemas_.back();
+  Reussit("copie dossier '" + b + "'");
+  fs::create_directories(dossier_ / "base");
+  std::ofstream(dossier_ / "base" / "vesk.ini") << "stockage = " << b << "\n";
+  Reussit("--data base sql vues");
+  auto octets = [](const void* p, size_t n) { return std::string(static_cast<const char*>(p), n); };
+  auto simple = [&](float v) { return octets(&v, 4); };
+  auto dbl = [&](double v) { return octets(&v, 8); };
+  const struct {
+    std::string fonction, octets, attendu;
+  } cas[] = {
+      {"vesk_reel4($1)::text", simple(-1.5f), "-1.5"},
+      {"vesk_reel4($1) = 1e-45::float4", simple(1e-45f), "true"},  // the least subnormal
+      {"vesk_reel4($1) = 3.4028235e38::float4", simple(3.4028235e38f), "true"},
+      {"vesk_reel4($1) IS NULL", simple(std::numeric_limits<float>::quiet_NaN()), "true"},
+      {"vesk_reel8($1)::text", dbl(-1234567.25), "-1234567.25"},
+      {"vesk_reel8($1) = 5e-324::float8", dbl(5e-324), "true"},
+      {"vesk_reel8($1) = 1.7976931348623157e308", dbl(1.7976931348623157e308), "true"},
+      {"vesk_reel8($1) IS NULL", dbl(-std::numeric_limits<double>::infinity()), "true"},
+      {"vesk_entier2($1)::text", std::string("\xff\xff", 2), "-1"},
+      {"vesk_entier2($1)::text", std::string("\x00\x80", 2), "-32768"},
+      {"vesk_entier2($1)::text", std::string("\xff\x7f", 2), "32767"},
+      {"vesk_date($1)::text", std::string("\x00\x00\x01", 3), "1900-01-01"},
+      {"vesk_date($1)::text", std::string("\x00\x00\x3c", 3), "1900-03-01"},
+      {"vesk_date($1)::text", std::string("\x00\xb3\x8b", 3), "2025-11-03"},
+      {"vesk_date($1) IS NULL", std::string("\x00\x00\x00", 3), "true"},
+      {"vesk_date($1) IS NULL", "   ", "true"},
+      {"vesk_numero($1)::text", "\xff\xff\xff", "16777215"},
+      {"vesk_nombre($1, 2)::text", " -12.5  ", "-12.50"},
+      {"vesk_nombre($1, 0)::text", "+.6", "1"},
+      {"vesk_nombre($1, 2) IS NULL", "12,5", "true"},
+      {"vesk_nombre($1, 2) IS NULL", "    ", "true"},
+      {"vesk_nombre($1, 2) IS NULL", "\xe9", "true"},
+  };
+  auto base = vesk::pg::OuvreBase(uri_, schema, false);
+  for (const auto& c : cas) {
+    vesk::pg::Parametres p;
+    p.Octets(c.octets);
+    const vesk::pg::Resultat r =
+        base->Lit("essai", c.fonction, "SELECT (" + schema + "." + c.fonction + ")::text", p);
+    EXPECT_EQ(std::string(r.Octets(0, 0)), c.attendu) << c.fonction;
+  }
+}
+
+// import makes the views again from the new layout; ddl writes them without changing them.
+TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
+  Reussit("demo dossier");
+  const std::string b = Base("i");
+  const std::string schema = schemas_.back();
+  Reussit("copie dossier '" + b + "'");
+  fs::create_directories(dossier_ / "base");
+  std::ofstream(dossier_ / "base" / "vesk.ini")
+      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+  Reussit("--data base sql vues");
+  Reussit("--data base export dico.toml");
+  const std::string dico =
+      std::regex_replace(Contenu(dossier_ / "dico.toml"), std::regex("\"CLNOM\""), "\"CLRAIS\"");
+  ASSERT_NE(dico.find("CLRAIS"), std::string::npos);
+  std::ofstream(dossier_ / "dico.toml", std::ios::binary) << dico;
+  Reussit("--data base import dico.toml");
+  auto base = vesk::pg::OuvreBase(uri_, schema, false);
+  vesk::pg::Parametres p;
+  p.Texte(schema + "_01");
+  const vesk::pg::Resultat r =
+      base->Lit("essai", "colonnes",
+                "SELECT string_agg(column_name, ',' ORDER BY ordinal_position)::text FROM "
+                "information_schema.columns WHERE table_schema = $1 AND table_name = 'v_client'",
+                p);
+  EXPECT_EQ(std::string(r.Octets(0, 0)), "no,clcode,clrais,clvil,clpays,clreg,cltva,clenc,cldcre");
+  Reussit("--data base sql ddl --output vues.sql");
+  const std::string ddl = Contenu(dossier_ / "vues.sql");
+  EXPECT_NE(ddl.find("CREATE OR REPLACE FUNCTION \"" + schema + "\".vesk_reel8(b bytea)"),
+            std::string::npos);
+  EXPECT_NE(ddl.find("CREATE VIEW \"" + schema + "_01\".\"v_faclig\" AS"), std::string::npos);
+  EXPECT_NE(ddl.find("AS \"clrais\""), std::string::npos);
 }
 
 }  // namespace

@@ -1,0 +1,153 @@
+// `vesk sql vues` and `vesk sql ddl`: the typed views of the application's data on a database
+// store (docs/postgresql.md), made on the server or printed as SQL text. Built with the
+// database store only.
+#ifdef VESK_AVEC_PG
+#include <map>
+#include <ostream>
+#include <utility>
+
+#include "cli/commandes.h"
+#include "cli/composant.h"
+#include "cli/vues_sql.h"
+#include "fic/dictionnaire_texte.h"
+#include "fic/table_champs.h"
+#include "srv/config/stockage.h"
+#include "srv/erreur_service.h"
+#include "srv/pg/base_pg.h"
+
+namespace vesk::cli {
+
+namespace {
+
+constexpr std::string_view kOp = "Vues SQL";
+
+// The fields of a specified file as its view decodes them (the component's rules give their
+// internal formats and positions).
+std::vector<ColonneVue> Colonnes(const fic::FichierTexte& fichier) {
+  const fic::TableChamps champs = fic::ConstruitChamps(fichier);
+  const std::vector<int32_t> debuts = champs.Debuts();
+  std::vector<ColonneVue> out;
+  for (int32_t i = 1; i <= champs.Nombre(); ++i) {
+    ColonneVue c;
+    c.variable = std::string(champs.Texte(i, fic::kColVariable));
+    c.type = champs.Texte(i, fic::kColType).empty() ? 'A' : champs.Texte(i, fic::kColType)[0];
+    c.format = champs.Texte(i, fic::kColFormat).empty() ? 'A' : champs.Texte(i, fic::kColFormat)[0];
+    c.debut = debuts[static_cast<size_t>(i - 1)];
+    c.longueur = champs.LongueurInterne(i);
+    c.decimales = champs.Decimales(i);
+    out.push_back(std::move(c));
+  }
+  return out;
+}
+
+// Where the store holds each data file: by name, its schemas and record lengths.
+using Emplacements = std::map<std::string, std::vector<std::pair<std::string, int64_t>>>;
+
+Emplacements LitEmplacements(pg::BasePg& base, const std::map<std::string, bool>& entreprise) {
+  const pg::Resultat r = base.Lit(kOp, "vesk_fichiers",
+                                  "SELECT entreprise, nom, longueur FROM " +
+                                      base.Catalogue("vesk_fichiers") + " ORDER BY nom, entreprise",
+                                  pg::Parametres());
+  Emplacements out;
+  for (int i = 0; i < r.Lignes(); ++i) {
+    const std::string societe(r.Octets(i, 0)), nom(r.Octets(i, 1));
+    const auto e = entreprise.find(nom);
+    // A company file has a view in each company, a root file at the root.
+    if (e == entreprise.end() || e->second == societe.empty()) continue;
+    out[nom].emplace_back(SchemaEntreprise(base.Adresse().racine, societe), r.Entier(i, 2));
+  }
+  return out;
+}
+
+// The specified files as their views decode them, and whether each is a company's.
+struct Specifie {
+  bool entreprise = false;
+  std::vector<ColonneVue> colonnes;
+};
+
+// The statements that make the functions and every view, checked whole first; vues counts the
+// views.
+std::vector<std::string> Instructions(pg::BasePg& base,
+                                      const std::map<std::string, Specifie>& fichiers,
+                                      size_t* vues) {
+  std::map<std::string, bool> entreprise;
+  for (const auto& [nom, f] : fichiers) entreprise[nom] = f.entreprise;
+  const Emplacements ou = LitEmplacements(base, entreprise);
+  const std::string& racine = base.Adresse().racine;
+  std::vector<std::string> out = FonctionsVues(racine);
+  std::vector<std::string> fautes;
+  *vues = 0;
+  for (const auto& [nom, specifie] : fichiers) {
+    const auto e = ou.find(nom);
+    if (e == ou.end()) continue;  // never created: no table to read
+    const FichierVue f{nom, specifie.colonnes, {}};
+    for (const auto& [schema, longueur] : e->second) {
+      const std::vector<std::string> ici = FautesVue(f, longueur);
+      fautes.insert(fautes.end(), ici.begin(), ici.end());
+      const std::vector<std::string> vue = VueFichier(f, schema, racine);
+      out.insert(out.end(), vue.begin(), vue.end());
+      ++*vues;
+    }
+  }
+  if (!fautes.empty()) {
+    std::string texte = "aucune vue n'est faite :";
+    for (const std::string& f : fautes) texte += "\n  " + f;
+    throw ErreurService(kOp, base.Nom(), texte);
+  }
+  return out;
+}
+
+}  // namespace
+
+size_t RafraichitVues(Contexte& contexte, std::string* ddl) {
+  AdresseBase adresse;
+  const std::string& stockage = contexte.Config().stockage;
+  const std::string pourquoi = AnalyseAdresseBase(stockage, adresse);
+  if (stockage.empty() || !pourquoi.empty()) {
+    throw ErreurService(kOp, contexte.Config().dossier,
+                        stockage.empty() ? "les données sont dans un dossier : les vues SQL "
+                                           "demandent une base (stockage = postgresql://...)"
+                                         : pourquoi);
+  }
+  // The fields' positions come from the component's rules, while it is open.
+  std::map<std::string, Specifie> fichiers;
+  {
+    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
+    for (const auto& [nom, f] : fic::LitDictionnaire().fichiers) {
+      fichiers[nom] = Specifie{f.entreprise, Colonnes(f)};
+    }
+    composant->Termine();
+  }
+  pg::BasePg base(adresse, "");
+  size_t vues = 0;
+  const std::vector<std::string> instructions = Instructions(base, fichiers, &vues);
+  if (ddl != nullptr) {
+    *ddl = TexteSql(instructions);
+    return vues;
+  }
+  std::vector<pg::Requete> requetes;
+  for (const std::string& i : instructions) requetes.push_back(pg::Requete{i, pg::Parametres()});
+  base.Structure(kOp, "vues", requetes);
+  return vues;
+}
+
+int CommandeSql(Contexte& contexte) {
+  const auto& arguments = contexte.Options().arguments;
+  if (arguments.size() != 1 || (arguments[0] != "vues" && arguments[0] != "ddl")) {
+    throw ErreurService("Ligne de commande", "sql",
+                        "vesk sql vues (crée les vues dans la base) ou vesk sql ddl (les écrit "
+                        "en SQL)");
+  }
+  if (arguments[0] == "ddl") {
+    std::string ddl;
+    RafraichitVues(contexte, &ddl);
+    contexte.Sortie() << ddl;
+    return 0;
+  }
+  const size_t vues = RafraichitVues(contexte, nullptr);
+  contexte.Sortie() << "Vues SQL faites : " << vues << " vue(s), et leurs fonctions\n";
+  return 0;
+}
+
+}  // namespace vesk::cli
+#endif
