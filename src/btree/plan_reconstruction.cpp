@@ -101,6 +101,12 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
   return candidats;
 }
 
+FichierAReconstruire ArbresDuFichier(const fic::ModeleDictionnaire& modele,
+                                     const std::string& nom) {
+  if (const FichierDictionnaire* f = Interne(nom)) return PlanInterne(*f, true);
+  return FichierApplication(modele, nom, true);
+}
+
 PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom) {
   PlanReconstruction plan;
   if (const FichierDictionnaire* f = Interne(nom)) {

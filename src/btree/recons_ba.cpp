@@ -4,6 +4,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/cycle_saisie.h"
+#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
@@ -124,9 +125,15 @@ void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
   Progression progression(plan, qui);
   try {
     etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
-  } catch (const ErreurService&) {
-    if (bilan.copie_echouee) {
+  } catch (const ErreurService& e) {
+    if (!bilan.copie_echouee) throw;
+    // The journal line goes where the disk may be full too: its own failure is added to the
+    // first error, never put in its place.
+    try {
       etat.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    } catch (const ErreurService& journal) {
+      throw ErreurService(e.Operation(), e.Objet(), e.Message() + " (et " + journal.Message() + ")",
+                          e.Endommage());
     }
     throw;
   }
@@ -177,6 +184,15 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
   }
   r.secondes = Secondes(debut);
   return r;
+}
+
+std::vector<ResumeFichier> ReconstruitDictionnaire(const Interlocuteur& qui) {
+  std::vector<ResumeFichier> resumes;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle == 0) continue;  // Lfic has no tree
+    resumes.push_back(ReconstruitFichier({}, {}, text::UpperAscii(f.nom), qui));
+  }
+  return resumes;
 }
 
 std::vector<ResumeFichier> ReConsBAEcran() {

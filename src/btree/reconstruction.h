@@ -51,6 +51,11 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele);
 // table's key list no longer fits its file's fields.
 PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom);
 
+// The file nom (one of the dictionary's five, or a specified file) with its trees and the key
+// builder of each: what a rebuild builds each key with, and what a check compares each key of
+// the file's trees with. An ErreurService when a table's key list no longer fits its fields.
+FichierAReconstruire ArbresDuFichier(const fic::ModeleDictionnaire& modele, const std::string& nom);
+
 // The E fields the rebuild cannot follow: of every specified file, those that are not one of
 // the pointers of a chaining the file takes part in, as "FICHIER.VARIABLE". They depend on the
 // dictionary only: read once per command, before any file is rebuilt (an ErreurService then
@@ -88,6 +93,12 @@ ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
 std::vector<ResumeFichier> ReConsBAEcran();
 // The same, for AsS.
 void ReConsBA();
+
+// The way back for a dictionary whose trees are damaged or lost: the trees of Fic, Dom, Ba and
+// Chain rebuilt from their data files (compacted), without reading the old trees nor opening
+// the dictionary (OuvS is not called, nothing the trees hold is needed). A file that cannot be
+// rebuilt (a key twice, a damaged record) is in its summary, the others go on.
+std::vector<ResumeFichier> ReconstruitDictionnaire(const Interlocuteur& qui);
 
 }  // namespace vesk::btree
 

@@ -61,8 +61,15 @@ int CommandeImport(Contexte& contexte) {
     barre->Fin();
     composant->Termine();
   }
-  contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
-                    << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
+  // Past its commit point the import is made, even when its files could not all be written now:
+  // status 0, with the write error.
+  const std::string importe =
+      b.ecriture_differee.empty()
+          ? "Dictionnaire importé : "
+          : "Dictionnaire importé ; les fichiers seront mis à jour à la prochaine ouverture (" +
+                b.ecriture_differee + ") : ";
+  contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : importe) << b.domaines
+                    << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
                     << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
                     << " chaînage(s)\n";
 #ifdef VESK_AVEC_PG

@@ -87,10 +87,34 @@ int SansEcran(Contexte& contexte) {
   return EcritResumes(contexte, resumes);
 }
 
+// --dictionnaire: the dictionary's trees rebuilt without opening the dictionary (it may not
+// open: a tree whose checksum fails, or whose count disagrees with its file).
+int Dictionnaire(Contexte& contexte) {
+  std::unique_ptr<Composant> composant = InstalleServices(contexte, contexte.Config());
+  btree::Interlocuteur qui;
+  qui.message = [](std::string_view) {};
+  qui.confirme = [](const std::string&) { return true; };
+  int statut = 0;
+  for (const btree::ResumeFichier& r : btree::ReconstruitDictionnaire(qui)) {
+    contexte.Sortie() << Resume(r) << "\n";
+    if (!r.fait) statut = 1;
+  }
+  composant->Termine();
+  contexte.TermineSortie();
+  return statut;
+}
+
 }  // namespace
 
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dictionnaire) {
+    if (o.tous || !o.arguments.empty() || o.force) {
+      throw ErreurService("Ligne de commande", "--dictionnaire",
+                          "seule : elle reconstruit les B-arbres du dictionnaire");
+    }
+    return Dictionnaire(contexte);
+  }
   if (o.tous && !o.arguments.empty()) {
     throw ErreurUsage("--tous", "des noms de fichiers ou --tous, pas les deux");
   }

@@ -53,8 +53,11 @@ constexpr Commande kCommandes[] = {
      "La reconstruction des B-arbres : chaque fichier choisi est compacté (ses enregistrements "
      "supprimés retirés), les pointeurs de ses chaînages suivent, puis tous ses B-arbres sont "
      "reconstruits. Sans NOM ni --tous, l'écran de choix ; sinon sans écran, un résumé par "
-     "fichier sur la sortie et une barre de progression dans un terminal.",
-     "--script --transcript --output --tous --force", CommandeReConsBA, Argument::kNomFichier, "",
+     "fichier sur la sortie et une barre de progression dans un terminal. --dictionnaire "
+     "reconstruit les B-arbres du dictionnaire lui-même depuis ses fichiers, quand ils sont "
+     "endommagés ou perdus.",
+     "--script --transcript --output --tous --force --dictionnaire", CommandeReConsBA,
+     Argument::kNomFichier, "",
      "vesk reconsba --tous"},
     {"entba", "NOM", "Saisie des tables B-arbres du fichier NOM (écran)",
      "L'écran de saisie des tables B-arbres du fichier NOM : nom, nature, longueur et liste de "

@@ -77,6 +77,13 @@ void Composant::Termine() {
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
                                           const std::string& fichier_edition,
                                           bool exige_dictionnaire) {
+  std::unique_ptr<Composant> composant = InstalleServices(contexte, config, fichier_edition);
+  composant->Ouvre(exige_dictionnaire);
+  return composant;
+}
+
+std::unique_ptr<Composant> InstalleServices(Contexte& contexte, const Configuration& config,
+                                            const std::string& fichier_edition) {
   const OptionsLigne& o = contexte.Options();
   std::shared_ptr<script::Session> session;
   std::shared_ptr<std::ofstream> transcription;
@@ -106,9 +113,7 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   options.interface.edition = Editions(config, std::move(editions));
   OublieEtat();
   InstalleServicesThread(CreateurStandard(std::move(options)));
-  auto composant = std::make_unique<Composant>(session, transcription, config.dossier);
-  composant->Ouvre(exige_dictionnaire);
-  return composant;
+  return std::make_unique<Composant>(session, transcription, config.dossier);
 }
 
 Configuration DossierCible(Contexte& contexte) {

@@ -51,6 +51,10 @@ class Composant {
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
                                           const std::string& fichier_edition = "",
                                           bool exige_dictionnaire = false);
+// The same services without opening the dictionary (Composant::Ouvre not called): for what
+// must work on a dictionary that does not open, its trees rebuilt from its files.
+std::unique_ptr<Composant> InstalleServices(Contexte& contexte, const Configuration& config,
+                                            const std::string& fichier_edition = "");
 
 // Creates the folder named by the command's only argument (or takes the configured data folder
 // when there is none) and gives the configuration of that folder.

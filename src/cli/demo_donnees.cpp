@@ -32,9 +32,10 @@ constexpr const char* kReglements[] = {"COMPT", "30J", "30FM", "45FM", "60J"};
 constexpr const char* kTva[] = {"N", "N", "N", "I", "R", "E"};
 constexpr int kClients = 300, kFactures = 800;
 
-std::string Fixe(std::string texte, size_t largeur) {
-  texte.resize(largeur, ' ');
-  return texte;
+// texte cut or padded to largeur characters (not bytes: "é" is two bytes of UTF-8 and one of
+// the record, so a field padded by bytes would shift every field after it).
+std::string Fixe(std::string_view texte, size_t largeur) {
+  return text::FixedWidth(texte, largeur);
 }
 
 // Bytes on disk as record text (every byte has its character, Windows-1252).

@@ -40,6 +40,7 @@ struct OptionsLigne {
   bool edition = false;                // --edition: genpe NOM writes a printed report
   bool tous = false;                   // --tous: reconsba rebuilds every file
   bool force = false;                  // --force: reconsba goes on past E fields it cannot follow
+  bool dictionnaire = false;           // --dictionnaire: reconsba rebuilds the dictionary's trees
   std::string commande;                // empty: the menu
   std::vector<std::string> arguments;  // what follows the command
 };

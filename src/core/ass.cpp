@@ -24,6 +24,22 @@ void OuvreArbre(Session& etat, const FichierDictionnaire& f, int16_t& arbre) {
   etat.BArbre().B_Arbre(false, f.nom, f.longueur_cle, "P", arbre, "", true);
 }
 
+// A dictionary tree must hold one key per live record of its file: a tree or file damaged, or
+// a tree lost and recreated, shows first as a difference of their counts, which every command
+// checks cheaply (from the headers) before it reads anything; the export checks key by key.
+void AccordArbre(Session& etat, const FichierDictionnaire& f, int16_t arbre, int16_t fichier) {
+  int64_t cles = 0;
+  int32_t vivants = 0;
+  etat.BArbre().Comptes(arbre, fichier, cles, vivants);
+  if (cles == vivants) return;
+  const std::string nom = text::UpperAscii(f.nom);
+  throw ErreurService("OuvS", nom + ".DAB",
+                      nom + ".DAB compte " + std::to_string(cles) + " clé(s) et " + nom + ".DAT " +
+                          std::to_string(vivants) +
+                          " enregistrement(s) : le dictionnaire est endommagé",
+                      true);
+}
+
 void Lit(Session& etat, int16_t fichier, int32_t e, Enregistrement& champs) {
   std::string texte;
   etat.Donnee().LireFichier(fichier, e, texte);
@@ -84,6 +100,10 @@ void AsS::OuvS() {
   const PositionsChainage& c = kChainageLficFic;
   etat.Chainage().Chainage(kFic.nom, kFic.longueur_enr, c.premiere, c.derniere, kLfic.nom,
                            kLfic.longueur_enr, c.precedente, c.suivante);
+  AccordArbre(etat, kFic, etat.fic_arbre, etat.fic_fichier);
+  AccordArbre(etat, kDom, etat.dom_arbre, etat.dom_fichier);
+  AccordArbre(etat, kBa, etat.ba_arbre, etat.ba_fichier);
+  AccordArbre(etat, kChain, etat.chain_arbre, etat.chain_fichier);
 }
 
 void AsS::LireFic(int32_t& e) { Lit(Etat(), Etat().fic_fichier, e, Etat().fic); }

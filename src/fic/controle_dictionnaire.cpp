@@ -90,11 +90,13 @@ void ControleDomaines(const ModeleDictionnaire& m, Fautes& f) {
   }
 }
 
-// The limits of one field's total and decimals, and its internal format when it is chosen.
+// The limits of one field's total and decimals, and its internal format when it is chosen. The
+// text's numbers are 64-bit: each is checked whole before it is narrowed to the rules' 32 bits,
+// or 4294967298 decimals would pass for 2.
 void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   const char type = regle.type;
   const int64_t d = r.decimales.value_or(0);
-  if (r.decimales && !DecimalesValides(type, static_cast<int32_t>(d))) {
+  if (r.decimales && (d < 0 || d > kTotalMax || !DecimalesValides(type, static_cast<int32_t>(d)))) {
     f.Ajoute(r.ligne,
              "décimales " + std::to_string(d) +
                  (regle.decimales ? " : de 0 à 15" : " : un champ " + r.type + " n'en a pas"));
@@ -102,7 +104,8 @@ void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   }
   if (!r.total && regle.total_fixe == 0) return f.Ajoute(r.ligne, "total absent");
   const int64_t t = r.total.value_or(regle.total_fixe);
-  if (t > kTotalMax || !TotalValide(type, static_cast<int32_t>(t), static_cast<int32_t>(d))) {
+  if (t < 1 || t > kTotalMax ||
+      !TotalValide(type, static_cast<int32_t>(t), static_cast<int32_t>(d))) {
     std::string limites = regle.total_fixe > 0 ? std::to_string(regle.total_fixe)
                           : !regle.decimales   ? "de 1 à 32767"
                           : d > 0              ? "de " + std::to_string(d + 2) + " à 17"
@@ -185,6 +188,7 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, const 
                      Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
+  if (auto refus = NomDuDictionnaire("nom de fichier", nom)) f.Ajoute(fichier.ligne, *refus);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
   std::map<std::string, const RubriqueTexte*> variables;
   for (const RubriqueTexte& r : fichier.rubriques) {
@@ -206,6 +210,7 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, const 
 void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m,
                     const std::set<std::string>& valides, Fautes& f) {
   f.Nom(b.ligne, "table", nom, kLargeurNomFichier);
+  if (auto refus = NomDuDictionnaire("nom de table", nom)) f.Ajoute(b.ligne, *refus);
   if (b.nature != "P" && b.nature != "S") {
     f.Ajoute(b.ligne, "nature « " + b.nature + " » : P (primaire) ou S (secondaire)");
   }

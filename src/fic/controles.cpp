@@ -3,6 +3,7 @@
 #include "core/arithmetique.h"
 #include "core/etat_module.h"
 #include "srv/srv_barbre.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::fic {
 
@@ -29,6 +30,9 @@ bool TroisParties(std::string_view element, std::string parties[3]) {
   }
   return true;
 }
+
+// The names a file or table of the application may not take, whatever their case.
+constexpr std::string_view kNomsReserves[] = {"FIC", "LFIC", "DOM", "BA", "CHAIN", "TEMP"};
 
 ResultatCle Refus(std::string message) {
   ResultatCle r;
@@ -85,6 +89,18 @@ ResultatCle ControleListeCle(std::string_view texte, const TableChamps& champs) 
   }
   r.valide = true;
   return r;
+}
+
+std::optional<std::string> NomDuDictionnaire(std::string_view quoi, std::string_view nom) {
+  const std::string_view n = text::TrimRight(nom);
+  for (std::string_view r : kNomsReserves) {
+    if (text::EqualNoCase(n, r)) {
+      return std::string(quoi) + " « " + std::string(n) +
+             " » refusé : nom réservé aux fichiers du dictionnaire (FIC, LFIC, DOM, BA, CHAIN, "
+             "TEMP)";
+    }
+  }
+  return std::nullopt;
 }
 
 std::string ListeCleDefaut(const TableChamps& champs) {

@@ -42,6 +42,13 @@ struct ResultatCle {
 // key a B-tree holds is refused with a message naming the limit.
 ResultatCle ControleListeCle(std::string_view liste, const TableChamps& champs);
 
+// Why nom cannot name a data file or a B-tree table of the application, or nothing when it
+// can: it is, in any case, one of the dictionary's own files (FIC, LFIC, DOM, BA, CHAIN) or
+// the rebuild's TEMP, whose .DAT and .DAB files it would take over (a table FIC would overwrite
+// the dictionary's index of files at the next rebuild). quoi begins the message ("Nom de
+// fichier", "Nom de table"). Every screen and the import call it for every such name.
+std::optional<std::string> NomDuDictionnaire(std::string_view quoi, std::string_view nom);
+
 // The default key list of a new table: "[" + variable + ",_,_]" for every A and D field in
 // field order ("[]" when there is none).
 std::string ListeCleDefaut(const TableChamps& champs);

@@ -26,6 +26,9 @@ std::string ExporteDictionnaire();
 // crash) the old one. essai: checks only. Gives the counts of what the text holds.
 struct BilanImport {
   size_t domaines = 0, fichiers = 0, rubriques = 0, barbres = 0, chainages = 0;
+  // Not empty when the batch committed but its files could not all be written now (why): the
+  // new dictionary holds, and the next opening of the folder writes it into its files.
+  std::string ecriture_differee;
 };
 // suivi (may be null) is told how many domains, files, tables and chainings are written.
 BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,

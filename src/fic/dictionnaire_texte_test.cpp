@@ -4,6 +4,7 @@
 
 #include "fic/rubrique.h"
 #include "fic/testing/dictionnaire.h"
+#include "srv/isam/fault_env.h"
 
 namespace vesk::fic {
 namespace {
@@ -164,6 +165,21 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
       {"version = 1\n[domaines.R]\nnom = \"\"\"deux\nlignes\"\"\"\nfichier = \"R\"",
        "essai.toml:3 : texte sur plusieurs lignes refusé"},
       {"version = 1\n[fichiers.F\n", "essai.toml:2"},
+      // A name of the dictionary's own files, in any case, for a file or a table.
+      {"version = 1\n[fichiers.Lfic]\nrubriques = [{ nom = \"N\", type = \"A\", total = 1, "
+       "variable = \"V\" }]",
+       "essai.toml:2 : nom de fichier « LFIC » refusé : nom réservé aux fichiers du dictionnaire"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.FIC]\nfichier = \"F\"\nnature = \"S\"\ncle = \"[[V,1,2]]\"",
+       "essai.toml:6 : nom de table « FIC » refusé"},
+      // Numbers are checked whole, never narrowed first (4294967298 is not 2).
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"M\", total = 9, decimales = 4294967298, variable = \"V\" }]",
+       "décimales 4294967298"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = -4294967290, variable = \"V\" }]",
+       "total -4294967290"},
   };
   for (const auto& [texte, message] : cas) {
     SCOPED_TRACE(texte);
@@ -199,6 +215,76 @@ definition = ["FR France"]
   // A code with spaces and signs is a quoted key; a byte order mark is allowed.
   Importe("\xEF\xBB\xBFversion = 1\n[domaines.\"D Appartient à Exerc\"]\nfichier = \"EXERC\"");
   EXPECT_NE(ExporteDictionnaire().find("[domaines.\"D Appartient à Exerc\"]"), std::string::npos);
+}
+
+// The services over env (a folder of memory), the dictionary open.
+class DisquePleinTest : public DictionnaireTexteTest {
+ protected:
+  void OuvreSur(isam::Env* env) {
+    OublieEtat();
+    ouvert_.reset();
+    OptionsServices options;
+    options.config.dossier = "/d";
+    options.config.synchro = Synchro::kOff;
+    options.env = env;
+    options.interface = Interface(session_);
+    InstalleServicesThread(CreateurStandard(options));
+    ouvert_ = AsS::Cree();
+    ouvert_->OuvS();
+  }
+};
+
+// An import on a disk that fills at each of its writes in turn (once, or for good): it fails
+// with the first error and the old dictionary stays, or it is made, past its commit point,
+// whether its files could all be written then or are written at the next opening. Never an
+// error beside the new dictionary, nor the error of a later write in place of the first.
+TEST_F(DisquePleinTest, AnImportFailsWithTheOldDictionaryOrIsMadeWithTheNew) {
+  const std::string ancien(kDemo);
+  const std::string nouveau =
+      ancien +
+      "\n[fichiers.NOUVO]\nrubriques = [{ nom = \"N\", type = \"A\", total = 8, "
+      "variable = \"VN\" }]\n";
+  int echecs = 0, differees = 0;
+  for (const bool plein : {false, true}) {
+    for (uint64_t n = 1;; ++n) {
+      isam::MemEnv base;
+      isam::FaultEnv env(&base);
+      OuvreSur(&env);
+      Importe(ancien);
+      const std::string texte_ancien = ExporteDictionnaire();
+      if (plein) {
+        env.FailFrom(isam::FaultEnv::Op::kWrite, n, platform::Code::kNoSpace);
+      } else {
+        env.FailAt(isam::FaultEnv::Op::kWrite, n, platform::Code::kNoSpace);
+      }
+      const uint64_t avant = env.Count(isam::FaultEnv::Op::kWrite);
+      std::string erreur;
+      BilanImport bilan;
+      try {
+        bilan = ImporteDictionnaire(nouveau, "essai.toml", false);
+      } catch (const ErreurService& e) {
+        erreur = e.what();
+      }
+      const bool fini = env.Count(isam::FaultEnv::Op::kWrite) - avant < n;
+      OuvreSur(&base);  // the next opening, on a disk with room again
+      const std::string apres = ExporteDictionnaire();
+      SCOPED_TRACE((plein ? "plein dès l'écriture " : "écriture ") + std::to_string(n));
+      if (!erreur.empty()) {
+        ++echecs;
+        EXPECT_NE(erreur.find("disque plein (simulé)"), std::string::npos) << erreur;
+        EXPECT_EQ(apres, texte_ancien);
+      } else {
+        if (!bilan.ecriture_differee.empty()) ++differees;
+        EXPECT_EQ(bilan.ecriture_differee.find("disque plein") == std::string::npos,
+                  bilan.ecriture_differee.empty());
+        EXPECT_NE(apres.find("[fichiers.NOUVO]"), std::string::npos);
+      }
+      if (fini) break;
+      ASSERT_LT(n, 2000u);
+    }
+  }
+  EXPECT_GT(echecs, 0);
+  EXPECT_GT(differees, 0);
 }
 
 TEST_F(DictionnaireTexteTest, ADryRunChecksAndWritesNothing) {

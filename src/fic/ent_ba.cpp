@@ -44,9 +44,11 @@ void NouvelEcran(EcranBa& d) {
 
 // The table name names a B-tree file and a variable of the generated programs.
 std::optional<std::string> ControleNomT(const std::string& nom) {
-  if (LettresEtChiffres(text::TrimRight(nom))) return std::nullopt;
-  return "Nom de table « " + std::string(text::TrimRight(nom)) +
-         " » refusé : lettres (sans accent) et chiffres seulement";
+  if (!LettresEtChiffres(text::TrimRight(nom))) {
+    return "Nom de table « " + std::string(text::TrimRight(nom)) +
+           " » refusé : lettres (sans accent) et chiffres seulement";
+  }
+  return NomDuDictionnaire("Nom de table", nom);
 }
 
 // Looks the table up; a table found is shown as read and its texts entered without padding.

@@ -84,11 +84,13 @@ TEST_F(EntBaTest, EveryFaultyKeyListIsRefusedWithItsMessageAndNothingWritten) {
       "NOMT = CLI2\nNOMD\nNATT = X\nNATT = S\n"
       "LCLE = [[NOM,5,4]]\nLCLE = [[NOM,_,_]\nLCLE = [[NOMCLI,1,2]]\nLCLE = []\n"
       "LCLE = [[NOM,_,_],[MT]]\nLCLE <Up>\nNATT <PgUp>\n"
-      "NOMT = CLI-2\nNOMT =\n");
+      "NOMT = CLI-2\nNOMT = fic\nNOMT = Temp\nNOMT =\n");
   for (const char* message :
        {"MessChamp LCLE B «NOM-4 Erreur»", "MessChamp LCLE B «Erreur de Syntaxe 11eme Car»",
         "MessChamp LCLE B «NOMCLI Inconnue»", "MessChamp LCLE B «Faux Avant []»",
-        "MessChamp NOMT B «Nom de table « CLI-2 » refusé"}) {
+        "MessChamp NOMT B «Nom de table « CLI-2 » refusé",
+        "MessChamp NOMT B «Nom de table « fic » refusé : nom réservé aux fichiers du dictionnaire",
+        "MessChamp NOMT B «Nom de table « Temp » refusé"}) {
     EXPECT_NE(t.find(message), std::string::npos) << message << "\n" << t;
   }
   // "X" and "[]" are asked again without a message.

@@ -140,6 +140,10 @@ Suite EcranFic::SaisitNom() {
         "Nom de fichier « " + nom + " » refusé : lettres (sans accent) et chiffres seulement", 0);
     return Suite::kNom;
   }
+  if (const auto refus = NomDuDictionnaire("Nom de fichier", nom)) {
+    s.MessChamp("NOMFIC", kB, *refus, 0);
+    return Suite::kNom;
+  }
   nom_ = text::UpperAscii(nom);
   etat_.fic.Affecte(kNomFic, nom_);
   trouve_ = cycle_.Cherche(fic_, etat_.fic[kNomFic], e_);

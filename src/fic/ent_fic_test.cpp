@@ -144,11 +144,14 @@ TEST_F(EntFicTest, ProposedLengthsArePowersOfTwoThatTheUserMayRaise) {
 
 TEST_F(EntFicTest, NamesAreLettersAndDigitsStoredInUpperCase) {
   const std::string t = Lance(
-      "NOMFIC = Fic-1\nNOMFIC = Été\nNOMFIC =\nNOMFIC = ABC123\nDFE\n"
+      "NOMFIC = Fic-1\nNOMFIC = Été\nNOMFIC = chain\nNOMFIC =\nNOMFIC = ABC123\nDFE\n"
       "LONGENR\n" +
       Nouveau("A", "A", 8, "AA") + "LF1 =\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « Fic-1 » refusé")) << t;
   EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « Été » refusé")) << t;
+  // A dictionary's own file in any case: its .DAT and .DAB would be the dictionary's.
+  EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « chain » refusé : nom réservé"))
+      << t;
   EXPECT_NE(Fichier("ABC123"), nullptr);
 }
 

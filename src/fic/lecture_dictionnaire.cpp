@@ -1,14 +1,18 @@
 // The dictionary's records and definition files, read into the model and written from it.
+#include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "core/cycle_saisie.h"
+#include "core/dictionnaire.h"
 #include "core/etat_module.h"
 #include "core/lot.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
 #include "fic/rubrique.h"
+#include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
@@ -144,6 +148,45 @@ void EcritChainage(const std::string& nom, const ChainageTexte& c) {
   Insere(etat.chain, etat.chain_arbre, etat.chain_fichier);
 }
 
+// Walks the tree of a dictionary file and calls lit with each record in the current fields,
+// checking that the tree indexes the file whole: each key is its record's key field, each
+// record is reached once, and as many as the file has live records. A leaf that lost an entry,
+// or a record whose key field was damaged, would otherwise give a dictionary with a piece
+// missing (a table without its file) or a name no screen accepts.
+void ParcourtEntier(const FichierCle& f, const Enregistrement& champs,
+                    const FichierDictionnaire& quoi, const std::function<void()>& lit) {
+  const std::string arbre = text::UpperAscii(quoi.nom) + ".DAB";
+  const std::string donnees = text::UpperAscii(quoi.nom) + ".DAT";
+  // A key that is not its record's names the data file: which of the two is damaged cannot be
+  // told, and rebuilding the tree would only copy the record's key.
+  auto endommage = [&](const std::string& pourquoi, const std::string& objet) {
+    throw ErreurService("Lecture du dictionnaire", objet,
+                        pourquoi + " : le dictionnaire est endommagé", true);
+  };
+  std::set<int32_t> vus;
+  ParcourtCles(f, [&](const std::string& cle, int32_t e) {
+    if (text::TrimRight(cle) != text::TrimRight(champs[0])) {
+      endommage("la clé « " + std::string(text::TrimRight(cle)) + " » renvoie à l'enregistrement " +
+                    std::to_string(e) + " de " + donnees + ", dont la clé est « " +
+                    std::string(text::TrimRight(champs[0])) + " »",
+                donnees);
+    }
+    if (!vus.insert(e).second) {
+      endommage("deux clés renvoient à l'enregistrement " + std::to_string(e) + " de " + donnees,
+                arbre);
+    }
+    lit();
+  });
+  int64_t cles = 0;
+  int32_t vivants = 0;
+  Etat().BArbre().Comptes(f.arbre, f.fichier, cles, vivants);
+  if (static_cast<int64_t>(vus.size()) != vivants) {
+    endommage(std::to_string(vus.size()) + " clé(s) parcourue(s) pour " + std::to_string(vivants) +
+                  " enregistrement(s) en service dans " + donnees,
+              arbre);
+  }
+}
+
 }  // namespace
 
 void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) {
@@ -184,16 +227,15 @@ void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) 
 ModeleDictionnaire LitDictionnaire() {
   Session& etat = Etat();
   ModeleDictionnaire m;
-  using Cle = const std::string&;
-  ParcourtCles({etat.dom_fichier, etat.dom_arbre},
-               [&](Cle, int32_t) { m.domaines[Champ(etat.dom, kCoDom)] = LitDomaine(); });
-  ParcourtCles({etat.fic_fichier, etat.fic_arbre},
-               [&](Cle, int32_t) { m.fichiers[Champ(etat.fic, kNomFic)] = LitFichier(); });
-  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](Cle, int32_t) {
+  ParcourtEntier({etat.dom_fichier, etat.dom_arbre}, etat.dom, kDom,
+                 [&] { m.domaines[Champ(etat.dom, kCoDom)] = LitDomaine(); });
+  ParcourtEntier({etat.fic_fichier, etat.fic_arbre}, etat.fic, kFic,
+                 [&] { m.fichiers[Champ(etat.fic, kNomFic)] = LitFichier(); });
+  ParcourtEntier({etat.ba_fichier, etat.ba_arbre}, etat.ba, kBa, [&] {
     m.barbres[Champ(etat.ba, kNomT)] = {Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
                                         Champ(etat.ba, kLCle), 0};
   });
-  ParcourtCles({etat.chain_fichier, etat.chain_arbre}, [&](Cle, int32_t) {
+  ParcourtEntier({etat.chain_fichier, etat.chain_arbre}, etat.chain, kChain, [&] {
     m.chainages[Champ(etat.chain, kChainL)] = {Champ(etat.chain, kChainE),
                                                ValeurNumerique(Champ(etat.chain, kPnea)),
                                                ValeurNumerique(Champ(etat.chain, kPnes)),

@@ -66,7 +66,9 @@ class SrvDonnee {
   // Batches: the modifying operations made between DebutLot and FinLot, on every file of the
   // folder, are committed together at FinLot, all or nothing (also against a crash); the folder
   // stays locked for other processes until then. AnnuleLot undoes them instead and ends the
-  // batch. Batches nest: only the outermost FinLot commits, and AnnuleLot ends them all.
+  // batch. Batches nest: only the outermost FinLot commits, and AnnuleLot ends them all. A
+  // FinLot (or an operation) that fails past the commit point throws ErreurApresValidation:
+  // the batch holds, and the next opening of the folder writes its files.
   virtual void DebutLot() = 0;
   virtual void FinLot() = 0;
   virtual void AnnuleLot() = 0;

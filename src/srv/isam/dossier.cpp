@@ -2,8 +2,10 @@
 
 #include <exception>
 #include <limits>
+#include <optional>
 
 #include "srv/isam/names.h"
+#include "srv/isam/redo_log_internal.h"
 #include "srv/isam/replace_set.h"
 
 namespace vesk::isam {
@@ -123,8 +125,9 @@ Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* 
 
 Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* handle) {
   BTree* t = a->arbre.get();
-  // A tree just created is on stable storage before any operation uses it.
-  VESK_RETURN_IF_ERROR(t->Sync());
+  // A tree just created is on stable storage before any operation uses it (one opened for
+  // reading, in a folder that cannot be written, has nothing to sync).
+  if (t->pager()->Writable()) VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
   redo_log_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
                     [t] { t->RestoreMark(); }});
@@ -184,6 +187,7 @@ void DossierDonnees::RecalculePointeurs() {
 // Without redo log and lock file there is nothing to do (and nothing is created yet).
 Status DossierDonnees::Demarre() {
   if (demarre_) return panne_;
+  VESK_RETURN_IF_ERROR(SansLiens());
   bool lock = false, redo_log = false;
   VESK_RETURN_IF_ERROR(
       Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kLockName), &lock)));
@@ -194,9 +198,17 @@ Status DossierDonnees::Demarre() {
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(OuvreVerrou());
-  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
   FolderLock::State st;
-  Status s = Recupere(&st);
+  Status s;
+  if (verrou_->LectureSeule()) {
+    // Read without writing: nothing to recover, or a refusal saying who can.
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
+    s = verrou_->Read(&st);
+    if (s.ok()) s = SansReprise(st);
+  } else {
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+    s = Recupere(&st);
+  }
   Status u = verrou_->Unlock();
   VESK_RETURN_IF_ERROR(s);
   VESK_RETURN_IF_ERROR(u);
@@ -204,6 +216,51 @@ Status DossierDonnees::Demarre() {
   remplacements_vus_ = st.replacements;
   demarre_ = true;
   return Status::Ok();
+}
+
+// The first open of a folder, before anything is written: no entry of the folder, nor of a
+// company sub-folder, is a symbolic link. The engine opens its files without following links,
+// so that nothing is ever written through one; a folder that holds one is refused whole, naming
+// it, so that a folder that passed its first open never meets a link later (in a recovery).
+Status DossierDonnees::SansLiens() {
+  auto refus = [this](const std::string& chemin) {
+    return Status::InvalidArgument(
+        "dossier de données " + dossier_ + " : " + chemin +
+        " est un lien symbolique (refusé : les fichiers d'un dossier de données et ses dossiers "
+        "d'entreprise ne sont jamais des liens ; le remplacer par le fichier ou le dossier "
+        "lui-même)");
+  };
+  std::vector<std::string> noms;
+  platform::IoStatus io = env_->ListDirectory(dossier_, &noms);
+  if (io.code == platform::Code::kNotFound) return Status::Ok();  // created by the first file
+  VESK_RETURN_IF_ERROR(Status::FromIo(io));
+  for (const std::string& nom : noms) {
+    const std::string chemin = platform::JoinPath(dossier_, nom);
+    bool lien = false;
+    VESK_RETURN_IF_ERROR(Status::FromIo(env_->IsLink(chemin, &lien)));
+    if (lien) return refus(chemin);
+    std::vector<std::string> dedans;
+    if (!CheckName(nom, "entreprise").ok() || !env_->ListDirectory(chemin, &dedans).ok()) continue;
+    for (const std::string& n : dedans) {
+      VESK_RETURN_IF_ERROR(Status::FromIo(env_->IsLink(platform::JoinPath(chemin, n), &lien)));
+      if (lien) return refus(platform::JoinPath(chemin, n));
+    }
+  }
+  return Status::Ok();
+}
+
+// In a folder that cannot be written, the state it is in must need no recovery: a writer that
+// died in a commit or a replacement left work only a user who can write may finish.
+Status DossierDonnees::SansReprise(const FolderLock::State& st) {
+  bool record = false;
+  VESK_RETURN_IF_ERROR(Status::FromIo(
+      env_->FileExists(platform::JoinPath(dossier_, std::string(kReplaceName)), &record)));
+  if (!st.writing && !st.replacing && !record) return Status::Ok();
+  return Status::InvalidArgument(
+      "le dossier " + dossier_ +
+      " attend une reprise (un programme s'est arrêté pendant une écriture) et ne peut être "
+      "écrit : un utilisateur qui a le droit d'y écrire doit l'ouvrir une fois (" +
+      verrou_->RefusEcriture().message() + ")");
 }
 
 Status DossierDonnees::OuvreVerrou() {
@@ -218,7 +275,10 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
   bool replaced = false;
   if (st->replacing || !demarre_) {
-    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, &replaced));
+    // Without the flag no replacement was begun here: a record found is not followed.
+    const std::optional<uint64_t> cle =
+        st->replacing ? std::optional<uint64_t>(st->replace_nonce) : std::nullopt;
+    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, cle, &replaced));
   }
   bool changed = false;
   VESK_RETURN_IF_ERROR(RedoLog::Recover(env_, dossier_, &changed));
@@ -259,6 +319,7 @@ Status DossierDonnees::RechargeTout() {
 Status DossierDonnees::Valide() {
   FolderLock::State st;
   VESK_RETURN_IF_ERROR(verrou_->Read(&st));
+  if (verrou_->LectureSeule()) VESK_RETURN_IF_ERROR(SansReprise(st));
   if (st.writing || st.replacing) {
     FolderLock::Held held = verrou_->held();
     VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
@@ -293,7 +354,11 @@ Status DossierDonnees::DebutRemplacement() {
     st.redo_log_end = st.redo_log_nonce = 0;
     st.durable = st.unsynced = false;  // every file synced, the redo log cut
     st.replacing = true;
+    st.replace_nonce = nonce_remplacement_ = redo_log::NewNonce();
     s = verrou_->Write(st);
+    // The key is durable before the record that it checks exists: a record is followed only
+    // under the flag and with the key of this word.
+    if (s.ok()) s = verrou_->Sync();
   }
   if (!s.ok()) Relache();
   remplacement_ = s.ok();
@@ -378,6 +443,7 @@ Status DossierDonnees::Sort() {
 // before anything is read or appended. Past the threshold the redo log is emptied by a
 // checkpoint, synchronised unless every commit it holds was made without synchronisation.
 Status DossierDonnees::Commit() {
+  apres_validation_ = false;
   if (!redo_log_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
@@ -391,12 +457,16 @@ Status DossierDonnees::Commit() {
     st.redo_log_nonce = redo_log_->End().nonce;
     st.durable = st.unsynced = false;
   }
-  s = redo_log_->Commit(synchro_full_, {st.redo_log_end, st.redo_log_nonce}, [&] {
-    st.writing = true;
-    ++st.counter;
-    return verrou_->Write(st);
-  });
-  if (!s.ok()) return Echec(s);
+  bool valide = false;
+  s = redo_log_->Commit(
+      synchro_full_, {st.redo_log_end, st.redo_log_nonce},
+      [&] {
+        st.writing = true;
+        ++st.counter;
+        return verrou_->Write(st);
+      },
+      &valide);
+  if (!s.ok()) return valide ? EchecApresValidation(s) : Echec(s);
   st.durable = st.durable || synchro_full_;
   if (redo_log_->Size() > seuil_journal_) {
     const bool sync = st.durable;
@@ -404,19 +474,28 @@ Status DossierDonnees::Commit() {
     Status c = redo_log_->Checkpoint(true, sync, &fin);
     st.durable = false;
     st.unsynced = !sync;
-    if (!c.ok()) {
-      // The commit holds (its redo log is synced); the redo log is replayed at once, and the
-      // folder fails only if that fails too.
-      Status ignored = Echec(c);
-      (void)ignored;
-      return panne_;
-    }
+    if (!c.ok()) return EchecApresValidation(c);
   }
   st.writing = false;
   st.redo_log_end = redo_log_->End().end;
   st.redo_log_nonce = redo_log_->End().nonce;
   compteur_vu_ = st.counter;
-  return verrou_->Write(st);
+  s = verrou_->Write(st);
+  return s.ok() ? s : EchecApresValidation(s);
+}
+
+// A failure past the commit point (the files' writes, the checkpoint, the flag lowered): the
+// transaction holds, its redo log synced. The redo log is replayed at once through fresh handles
+// and the handles reopened (a handle whose write failed refuses every later one); when that
+// works the files hold the commit and nothing failed. Otherwise the `writing` flag stays raised,
+// the next user replays it, and the first failure is returned with ApresValidation() true: the
+// commit is made, its files brought up to date at the next opening.
+Status DossierDonnees::EchecApresValidation(const Status& s) {
+  Status ignored = Echec(s);
+  (void)ignored;
+  if (panne_.ok() && Reouvre().ok()) return Status::Ok();
+  apres_validation_ = true;
+  return s;
 }
 
 // A commit failed: the changes are forgotten, the files brought to the last commit from the

@@ -160,6 +160,10 @@ class DossierDonnees {
   bool DansLot() const { return lot_ > 0; }
   // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
+  // Whether the last commit that failed did so past its commit point: what it changed holds
+  // (the redo log has it), but its files could not be written now; the next opening of the
+  // folder writes them. The status it returned is the first failure.
+  bool ApresValidation() const { return apres_validation_; }
   // The first use of the folder now: a commit that a writer which died left in the redo log is
   // finished (and the redo log emptied) before anyone reads the files.
   Status Reprise() { return Demarre(); }
@@ -175,6 +179,8 @@ class DossierDonnees {
   // batches are refused: they would write into files about to be replaced.
   Status DebutRemplacement();
   Status FinRemplacement(bool remplace, bool reste);
+  // The key of the replacement begun by DebutRemplacement, which its record is checked with.
+  uint64_t NonceRemplacement() const { return nonce_remplacement_; }
 
  private:
   template <typename T>
@@ -185,6 +191,8 @@ class DossierDonnees {
   Status PrendLecture();
   void RelacheLecture();
   Status Demarre();
+  Status SansLiens();
+  Status SansReprise(const FolderLock::State& st);
   Status OuvreVerrou();
   Status Valide();
   Status Recupere(FolderLock::State* st);
@@ -192,6 +200,7 @@ class DossierDonnees {
   Status Reouvre();
   Status Commit();
   Status Echec(const Status& s);
+  Status EchecApresValidation(const Status& s);
   void Relache();
   void RecalculePointeurs();
 
@@ -211,7 +220,9 @@ class DossierDonnees {
   uint64_t compteur_vu_ = 0;
   uint64_t remplacements_vus_ = 0;
   bool remplacement_ = false;  // between DebutRemplacement and FinRemplacement: no operation
-  Status panne_;               // a commit failed and could not be undone: every use is refused
+  uint64_t nonce_remplacement_ = 0;
+  Status panne_;  // a commit failed and could not be undone: every use is refused
+  bool apres_validation_ = false;
   std::unique_ptr<RedoLog> redo_log_;
   std::unique_ptr<FolderLock> verrou_;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;

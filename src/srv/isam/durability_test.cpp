@@ -246,31 +246,44 @@ TEST(DurabilityTest, ABatchCommitsOnceAndUndoesAFailedOperationAlone) {
   }
 }
 
-TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
-  MemEnv mem;
-  FaultEnv fault(&mem);
-  auto d = Folder(&fault);
-  Workload w(d, 29);
-  for (int i = 0; i < 5; ++i) w.Step();
-  // The first file write of the next commit (after the state word and the redo log).
-  fault.FailAt(FaultEnv::Op::kWrite, 3, platform::Code::kIoError);
-  EXPECT_THROW(w.Step(), ErreurService);
-  int refused = 0;
-  for (int i = 0; i < 5; ++i) {
-    try {
-      w.Step();
-    } catch (const ErreurService& e) {
-      ++refused;
-      EXPECT_NE(std::string(e.what()).find("échoué"), std::string::npos) << e.what();
+// A write of the files that fails past the commit point (after the state word and the redo
+// log) never undoes the commit. Once (the disk had room again), the redo log is replayed at once,
+// the handles reopened, and nothing failed: the step and the next ones are made. For good (a
+// disk that stays full), the step fails with ErreurApresValidation carrying the first error, and
+// the next opening, on a disk with room, finds the step made.
+TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
+  constexpr int kSteps = 10;
+  std::vector<std::string> states = Reference(kSteps, 29);
+  for (const bool plein : {false, true}) {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    auto d = Folder(&fault);
+    Workload w(d, 29);
+    for (int i = 0; i < 5; ++i) w.Step();
+    if (plein) {
+      fault.FailFrom(FaultEnv::Op::kWrite, 3, platform::Code::kNoSpace);
+      try {
+        w.Step();
+        ADD_FAILURE() << "l'étape 6 n'a pas échoué sur un disque plein";
+      } catch (const ErreurApresValidation& e) {
+        EXPECT_NE(std::string(e.what()).find("disque plein"), std::string::npos) << e.what();
+      }
+      d.reset();
+      auto again = Folder(&mem);
+      Workload w2(again, 29);
+      EXPECT_EQ(Workload::State(*again), states[6]);
+    } else {
+      fault.FailAt(FaultEnv::Op::kWrite, 3, platform::Code::kIoError);
+      for (int i = 5; i < kSteps; ++i) ASSERT_NO_THROW(w.Step()) << "étape " << i + 1;
+      EXPECT_EQ(Workload::State(*d), states[kSteps]);
+      w.CheckModel();
+      d.reset();
     }
+    RapportVerif r;
+    auto again = Folder(&mem);
+    ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
+    EXPECT_TRUE(r.problemes.empty()) << plein;
   }
-  EXPECT_GT(refused, 0);
-  d.reset();
-  auto again = Folder(&mem);
-  Workload w2(again, 29);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
-  EXPECT_TRUE(r.problemes.empty());
 }
 
 TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {

@@ -9,25 +9,48 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-constexpr size_t kStateSize = 48;  // 24, then 40, before the redo log's end and the replacements
+// 24, then 40, then 48, before the redo log's end, the replacements and the replacement key.
+constexpr size_t kStateSize = 56;
 
 }  // namespace
 
 Status FolderLock::Open(Env* env, const std::string& dossier, std::unique_ptr<FolderLock>* out) {
   std::unique_ptr<platform::File> file;
-  platform::IoStatus io =
-      env->OpenFile(platform::JoinPath(dossier, kLockName), platform::OpenMode::kCreate, &file);
+  const std::string path = platform::JoinPath(dossier, kLockName);
+  platform::IoStatus io = env->OpenFile(path, platform::OpenMode::kCreate, &file);
+  if (io.code == platform::Code::kAccess) {
+    bool exists = false;
+    platform::IoStatus lu = env->FileExists(path, &exists);
+    if (lu.ok() && exists) lu = env->OpenFile(path, platform::OpenMode::kRead, &file);
+    if (lu.ok()) {
+      out->reset(new FolderLock(dossier, std::move(file), io.message));
+      return Status::Ok();
+    }
+  }
   if (!io.ok()) {
     return Status::IOError("fichier de verrouillage du dossier " + dossier +
                            " impossible à ouvrir : " + io.message);
   }
-  out->reset(new FolderLock(dossier, std::move(file)));
+  out->reset(new FolderLock(dossier, std::move(file), ""));
   return Status::Ok();
+}
+
+Status FolderLock::RefusEcriture() const {
+  return Status::InvalidArgument(
+      "le dossier " + dossier_ +
+      " ne peut être écrit (dossier en lecture seule : " + lecture_seule_ +
+      ") : seules les commandes qui lisent y sont "
+      "possibles");
 }
 
 Status FolderLock::Lock(Held kind, int timeout_ms) {
   if (kind == held_) return Status::Ok();
   if (kind == Held::kNone) return Unlock();
+  if (kind == Held::kExclusive && LectureSeule()) return RefusEcriture();
+  if (!file_) {  // nothing to lock: no writer ever used this folder, and none can write it
+    held_ = kind;
+    return Status::Ok();
+  }
   platform::IoStatus io = file_->Lock(
       kind == Held::kShared ? platform::LockKind::kShared : platform::LockKind::kExclusive,
       timeout_ms);
@@ -44,12 +67,17 @@ Status FolderLock::Lock(Held kind, int timeout_ms) {
 Status FolderLock::Unlock() {
   if (held_ == Held::kNone) return Status::Ok();
   held_ = Held::kNone;
+  if (!file_) return Status::Ok();
   return Status::FromIo(file_->Unlock());
 }
 
 Status FolderLock::Read(State* state) {
   char b[kStateSize] = {};
   size_t got = 0;
+  if (!file_) {
+    *state = State{};
+    return Status::Ok();
+  }
   VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
   *state = State{};
   if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
@@ -61,12 +89,15 @@ Status FolderLock::Read(State* state) {
   if (got < 40) return Status::Ok();
   state->redo_log_end = GetLe(b + 24, 8);
   state->redo_log_nonce = GetLe(b + 32, 8);
-  if (got < kStateSize) return Status::Ok();
+  if (got < 48) return Status::Ok();
   state->replacements = GetLe(b + 40, 8);
+  if (got < kStateSize) return Status::Ok();
+  state->replace_nonce = GetLe(b + 48, 8);
   return Status::Ok();
 }
 
 Status FolderLock::Write(const State& state) {
+  if (LectureSeule()) return RefusEcriture();
   char b[kStateSize] = {};
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
@@ -76,7 +107,13 @@ Status FolderLock::Write(const State& state) {
   PutLe(b + 24, state.redo_log_end, 8);
   PutLe(b + 32, state.redo_log_nonce, 8);
   PutLe(b + 40, state.replacements, 8);
+  PutLe(b + 48, state.replace_nonce, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
+}
+
+Status FolderLock::Sync() {
+  if (LectureSeule()) return RefusEcriture();
+  return Status::FromIo(file_->Sync());
 }
 
 }  // namespace vesk::isam

@@ -8,6 +8,7 @@
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
 #include "srv/isam/replace_set.h"
+#include "srv/isam/verify.h"
 
 namespace vesk::isam {
 
@@ -80,6 +81,7 @@ class Rebuilder {
   Status MapRecords(FileWork& w);
   Status CountsAgree(const FileWork& w, uint64_t deleted) const;
   Status PlanChains();
+  Status ChainSound(const ChainageAReconstruire& c) const;
   std::vector<std::string> Targets() const;
   Status Scan(size_t i);
   Status TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out, uint32_t* next_no);
@@ -186,6 +188,7 @@ Status Rebuilder::PlanChains() {
     FileWork& line = work_[c.ligne];
     if (!line.moves) continue;
     FileWork& header = work_[c.entete];
+    VESK_RETURN_IF_ERROR(ChainSound(c));
     // Positions count from 1 in the plan, offsets from 0 in the records.
     auto offset = [](int32_t position) { return static_cast<uint32_t>(position - 1); };
     line.remaps.push_back({offset(c.pos_precedente), c.ligne, "pointeur précédent"});
@@ -204,6 +207,29 @@ Status Rebuilder::PlanChains() {
     }
   }
   return Status::Ok();
+}
+
+// The lines of a chaining are renumbered only when they are chained as the chaining says:
+// renumbering a chain that does not check (a line chained twice, a backward pointer that
+// disagrees, a live line under no header) would leave lines unchained for good. Refused,
+// naming the header record, and nothing is written.
+Status Rebuilder::ChainSound(const ChainageAReconstruire& c) const {
+  const ChainageVerif v{work_[c.entete].path,
+                        work_[c.ligne].path,
+                        static_cast<uint32_t>(c.pos_premiere - 1),
+                        static_cast<uint32_t>(c.pos_derniere - 1),
+                        static_cast<uint32_t>(c.pos_precedente - 1),
+                        static_cast<uint32_t>(c.pos_suivante - 1)};
+  std::vector<std::string> problems;
+  VESK_RETURN_IF_ERROR(VerifieChainage(env_, v, &problems));
+  if (problems.empty()) return Status::Ok();
+  result_->refused = true;
+  return Status::Corruption(
+      problems.front() +
+      (problems.size() > 1
+           ? " (et " + std::to_string(problems.size() - 1) + " autre(s) problème(s))"
+           : "") +
+      " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit");
 }
 
 Status Rebuilder::Prepare() {
@@ -491,7 +517,7 @@ Status Rebuilder::Run() {
     result_->files[i].keys.assign(work_[i].def->arbres.size(), 0);
   }
   if (s.ok()) {
-    s = set_.Begin(Targets());
+    s = set_.Begin(Targets(), dossier_.NonceRemplacement());
     if (s.ok()) s = RunBegun();
     result_->in_place = set_.Committed();
     if (!s.ok() && !result_->in_place) {

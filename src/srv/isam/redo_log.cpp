@@ -346,7 +346,9 @@ Status RedoLog::CutOff(const Status& failure) {
   return failure;
 }
 
-Status RedoLog::Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log) {
+Status RedoLog::Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log,
+                       bool* committed) {
+  if (committed != nullptr) *committed = false;
   if (txn_entries_.empty()) {
     Forget();
     return Status::Ok();
@@ -354,6 +356,7 @@ Status RedoLog::Commit(bool sync, Fin fin, const std::function<Status()>& before
   VESK_RETURN_IF_ERROR(PrepareFiles());
   if (before_redo_log) VESK_RETURN_IF_ERROR(before_redo_log());
   VESK_RETURN_IF_ERROR(AppendTransaction(sync, fin));
+  if (committed != nullptr) *committed = true;
   for (Entry* e : txn_entries_) VESK_RETURN_IF_ERROR(e->w.pager->Flush());
   Forget();
   return Status::Ok();

@@ -145,8 +145,10 @@ class RedoLog {
   // before_journal runs before the redo log is written (it raises the folder's `writing` flag).
   // On a failure before the commit record the transaction is cut off the redo log (Abandon
   // then forgets it); on a later one the redo log is hot: Recover must run before the files are
-  // read again.
-  Status Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log);
+  // read again. *committed (when given) tells whether the commit record was written (synced
+  // when sync): past that point the transaction holds whatever fails after.
+  Status Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log,
+                bool* committed = nullptr);
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();

@@ -22,8 +22,9 @@ std::string Path(const std::string& dossier) {
   return platform::JoinPath(dossier, std::string(kReplaceName));
 }
 
-// The record's bytes, its state byte left out of the checksum (it alone changes afterwards).
-std::string Encode(const Targets& targets, char state) {
+// The record's bytes, its state byte left out of the checksum (it alone changes afterwards),
+// the checksum keyed with cle.
+std::string Encode(const Targets& targets, char state, uint64_t cle) {
   std::string b(kMagic, sizeof kMagic);
   AppendLe(b, kVersion, 2);
   b.push_back(state);
@@ -36,16 +37,17 @@ std::string Encode(const Targets& targets, char state) {
   }
   std::string hashed = b;
   hashed[kStateAt] = '\0';
-  AppendLe(b, Hash64(hashed, 0), 8);
+  AppendLe(b, Hash64(hashed, cle), 8);
   return b;
 }
 
-// The targets and state of a record; false when it does not check (cut while written).
-bool Decode(const std::string& b, Targets* targets, char* state) {
+// The targets and state of a record; false when it does not check with cle (cut while written,
+// or not written by this folder's replacement).
+bool Decode(const std::string& b, uint64_t cle, Targets* targets, char* state) {
   if (b.size() < kHead + 8 || b.compare(0, 8, std::string(kMagic, 8)) != 0) return false;
   std::string hashed = b.substr(0, b.size() - 8);
   hashed[kStateAt] = '\0';
-  if (GetLe(b.data() + b.size() - 8, 8) != Hash64(hashed, 0)) return false;
+  if (GetLe(b.data() + b.size() - 8, 8) != Hash64(hashed, cle)) return false;
   if (GetLe(b.data() + 8, 2) != kVersion) return false;
   *state = b[kStateAt];
   const uint64_t count = GetLe(b.data() + 12, 4);
@@ -154,8 +156,9 @@ ReplaceSet::~ReplaceSet() {
   }
 }
 
-Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
+Status ReplaceSet::Begin(const std::vector<std::string>& targets, uint64_t cle) {
   if (open_) return Status::InvalidArgument("remplacement de fichiers déjà commencé");
+  cle_ = cle;
   targets_.clear();
   committed_ = false;
   for (const std::string& path : targets) {
@@ -180,7 +183,7 @@ Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
     }
     targets_.push_back(std::move(t));
   }
-  VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, kWriting)));
+  VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, kWriting, cle_)));
   open_ = true;
   return Status::Ok();
 }
@@ -253,7 +256,7 @@ Status LeftBeside(Env* env, const std::string& dossier, const std::string& entre
 }  // namespace
 
 Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::string& entreprise,
-                           bool* found) {
+                           std::optional<uint64_t> cle, bool* found) {
   *found = false;
   Status s;
   if (!Exists(env, Path(dossier), &s)) return s;
@@ -262,7 +265,7 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::stri
   VESK_RETURN_IF_ERROR(ReadRecord(env, dossier, &bytes));
   Targets targets;
   char state = 0;
-  if (!Decode(bytes, &targets, &state)) {  // R3
+  if (!cle || !Decode(bytes, *cle, &targets, &state)) {  // R3
     std::string beside;
     VESK_RETURN_IF_ERROR(LeftBeside(env, dossier, entreprise, &beside));
     if (beside.empty()) return RemoveRecord(env, dossier);

@@ -13,7 +13,12 @@ void ArbreAbsent(int16_t handle, std::string_view operation) {
 }
 
 void ExigeEcriture(const FichierOuvert& f, std::string_view operation) {
-  Exige(!f.fichier->ReadOnly(), operation, f.objet, "fichier ouvert en lecture seule");
+  if (!f.fichier->ReadOnly()) return;
+  const std::string& raison = f.fichier->pager()->ReadOnlyReason();
+  throw ErreurService(
+      operation, f.objet,
+      raison.empty() ? "fichier ouvert en lecture seule"
+                     : "le fichier ne peut être écrit (dossier en lecture seule : " + raison + ")");
 }
 
 void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation) {

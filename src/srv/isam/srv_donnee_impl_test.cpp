@@ -235,5 +235,34 @@ TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
   EXPECT_FALSE(std::filesystem::exists(root_ / "TVA.DOM"));
 }
 
+// A file or a tree is opened under the folder's lock: while another user holds it to commit
+// (here a batch, which keeps it to its end), an opening waits, and never reads a header whose
+// records or nodes are not written yet.
+TEST_F(LotTest, OpeningWaitsForAWriterToFinish) {
+  Proprio& p = Ouvre("Dom", 16);
+  int16_t arbre = 0;
+  barbre_->B_Arbre(false, "Dom", 6, "P", arbre, "", true);
+  p.champs = "AAA";
+  int32_t no = 0;
+  barbre_->Insere(arbre, "AAA", p.fichier, no);
+  donnee_->DebutLot();
+  p.champs = "BBB";
+  barbre_->Insere(arbre, "BBB", p.fichier, no);
+
+  auto autre = std::make_shared<DossierDonnees>(Env::Default(), dir_, "", 1 << 20);
+  autre->DelaiVerrou(20);
+  SrvDonneeImpl donnee(autre);
+  SrvBArbreImpl barbre(autre);
+  int16_t f = 0, a = 0;
+  EXPECT_ERREUR(donnee.Donnee(false, "Dom", 16, f, nullptr, "", "", "", true), "verrouillé");
+  EXPECT_ERREUR(barbre.B_Arbre(false, "Dom", 6, "P", a, "", true), "verrouillé");
+  donnee_->FinLot();
+  donnee.Donnee(false, "Dom", 16, f, nullptr, "", "", "", true);
+  barbre.B_Arbre(false, "Dom", 6, "P", a, "", true);
+  std::string texte;
+  donnee.LireFichier(f, 2, texte);
+  EXPECT_EQ(texte.substr(0, 3), "BBB");
+}
+
 }  // namespace
 }  // namespace vesk::isam::testing

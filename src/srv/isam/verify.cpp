@@ -44,10 +44,13 @@ struct DataInfo {
 
 class Verifier {
  public:
-  Verifier(Env* env, RapportVerif* r) : env_(env), r_(r) {}
+  Verifier(Env* env, RapportVerif* r, const std::vector<CleVerif>& cles)
+      : env_(env), r_(r), cles_(cles) {}
 
   void Folder(const std::string& dir, const std::string& root);
   void Chain(const ChainageVerif& c);
+  // Reads the data file at path (its problems reported) before a chaining is checked.
+  void Load(const std::string& path) { Data(path); }
 
  private:
   void Problem(const std::string& p) {
@@ -63,10 +66,14 @@ class Verifier {
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
   void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
-  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d);
+  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d, const CleVerif* cle);
+  void KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name, std::string_view key,
+             uint32_t no);
 
   Env* env_;
   RapportVerif* r_;
+  const std::vector<CleVerif>& cles_;
+  std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
 };
 
@@ -122,12 +129,18 @@ void Verifier::ScanData(DataInfo& d) {
     Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués supprimés, " +
             std::to_string(f.Deleted()) + " comptés dans l'en-tête");
   }
+  // The whole file is checked against its header: a tail longer than growth ahead is damage by
+  // its length (never read: it may be terabytes of holes), a shorter one must be zeros.
   bool zero = true;
   Status s = f.TailIsZero(&zero);
-  if (!s.ok() || !zero) {
-    Problem(d.name + " : " +
-            (s.ok() ? "données au-delà du dernier enregistrement (" + std::to_string(last) + ")"
-                    : s.message()));
+  if (!s.ok()) {
+    Problem(d.name + " : " + s.message());
+  } else if (f.TailBytes() > kMaxTail) {
+    Problem(d.name + " : " + std::to_string(f.TailBytes()) +
+            " octets au-delà du dernier enregistrement (" + std::to_string(last) +
+            "), plus que les " + std::to_string(kMaxTail) + " octets de zéros admis");
+  } else if (!zero) {
+    Problem(d.name + " : données au-delà du dernier enregistrement (" + std::to_string(last) + ")");
   }
   r_->enregistrements += last - deleted;
   r_->supprimes += deleted;
@@ -161,12 +174,37 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     if (!h.indexed_file.empty()) Problem(name + " : fichier indexé " + data_name + ".DAT absent");
     return;
   }
-  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d);
+  const CleVerif* cle = nullptr;
+  for (const CleVerif& c : cles_) {
+    if (c.arbre == path) cle = &c;
+  }
+  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, cle);
 }
 
-void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d) {
+// The key of record no must be what cle builds from its bytes, padded with spaces.
+void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
+                     std::string_view key, uint32_t no) {
+  record_.resize(d.file->RecordLength());
+  Status s = d.file->Read(no, record_);
+  if (s.ok()) s = cle.cle(record_, &expected_);
+  if (!s.ok()) {
+    Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
+            s.message());
+    return;
+  }
+  if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
+  if (expected_ == key) return;
+  std::string shown, want;
+  DecodeBytes(key, &shown);
+  DecodeBytes(expected_, &want);
+  Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
+          d.name + " n'est pas celle de l'enregistrement (« " + want + " »)");
+}
+
+void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
+                       const CleVerif* cle) {
   std::vector<uint8_t> seen(d.deleted.size(), 0);
-  Status s = tree.ForEach([&](std::string_view, uint32_t no) {
+  Status s = tree.ForEach([&](std::string_view key, uint32_t no) {
     if (no < 1 || no > d.deleted.size()) {
       Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
               ", au-delà de la fin de " + d.name);
@@ -176,6 +214,8 @@ void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataIn
     } else if (nature == 'P' && seen[no - 1]++) {
       Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
               " a plusieurs clés");
+    } else if (cle != nullptr) {
+      KeyOf(*cle, d, name, key, no);
     }
     return true;
   });
@@ -279,13 +319,26 @@ std::vector<std::string> SousDossiers(Env* env, const std::string& dossier) {
 }
 
 Status VerifieDossier(Env* env, const std::string& dossier,
-                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport) {
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
+                      const std::vector<CleVerif>& cles) {
   std::vector<std::string> names;
   VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dossier, &names)));
-  Verifier v(env, rapport);
+  Verifier v(env, rapport, cles);
   v.Folder(dossier, dossier);
   for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
   for (const ChainageVerif& c : chainages) v.Chain(c);
+  return Status::Ok();
+}
+
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes) {
+  RapportVerif r;
+  Verifier v(env, &r, {});
+  v.Load(chainage.entete);
+  v.Load(chainage.ligne);
+  const size_t fichiers = r.problemes.size();
+  v.Chain(chainage);
+  problemes->assign(r.problemes.begin() + static_cast<std::ptrdiff_t>(fichiers), r.problemes.end());
   return Status::Ok();
 }
 

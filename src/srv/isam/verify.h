@@ -7,6 +7,7 @@
 #define VESK_SRV_ISAM_VERIFY_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,15 @@ struct ChainageVerif {
   uint32_t premiere = 0, derniere = 0, precedente = 0, suivante = 0;
 };
 
+// How the key of a tree's entries is built from their records, to check that every key is its
+// record's (a key that is not was written from other bytes, or its record changed without it).
+// arbre: the path of the .DAB; cle: the key of a record's bytes (as on disk), which the verifier
+// pads with spaces to the tree's key length. A failing builder is a problem of the report.
+struct CleVerif {
+  std::string arbre;
+  std::function<Status(std::string_view record, std::string* key)> cle;
+};
+
 struct RapportVerif {
   std::vector<std::string> problemes;  // empty when the folder is sound
   uint32_t fichiers = 0;
@@ -33,11 +43,21 @@ struct RapportVerif {
   uint64_t lignes_chainees = 0;
 };
 
-// Checks the folder dossier and its sub-folders (SousDossiers) with the chainings
-// given. A file that cannot be read at all is a problem of the report, not a failing Status;
-// the Status fails only when the folder itself cannot be listed.
+// Checks the folder dossier and its sub-folders (SousDossiers) with the chainings given, and
+// the keys of the trees cles names against their records. A file that cannot be read at all is
+// a problem of the report, not a failing Status; the Status fails only when the folder itself
+// cannot be listed.
 Status VerifieDossier(Env* env, const std::string& dossier,
-                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport);
+                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
+                      const std::vector<CleVerif>& cles = {});
+
+// Checks one chaining alone, as VerifieDossier does: the lines of each live header followed
+// from its first-line pointer, each live and chained once, its backward pointer on the line
+// before it, the last-line pointer on the last, and no live line chained under no header.
+// problemes receives what is wrong with the chaining (each naming the header record); what is
+// wrong with the files themselves is not its concern.
+Status VerifieChainage(Env* env, const ChainageVerif& chainage,
+                       std::vector<std::string>* problemes);
 
 // The chainings declared in d, by path.
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);

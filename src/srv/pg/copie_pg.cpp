@@ -413,7 +413,7 @@ void CopieVersDossier(BasePg& base, const std::string& dossier, SuiviProgression
     bool en_place = false;
     try {
       isam::ReplaceSet set(env, dossier);
-      Verifie(set.Begin(cibles), kOp, dossier);
+      Verifie(set.Begin(cibles, d.NonceRemplacement()), kOp, dossier);
       for (const FichierCatalogue& f : fichiers) {
         FichierVersDossier(env, base, f, f.o.chemin, suivi, bilan);
       }

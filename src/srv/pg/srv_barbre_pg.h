@@ -32,6 +32,7 @@ class SrvBArbrePg : public SrvBArbre {
                   std::string& enregistrements_libres) override;
   void InfoBArbre(int16_t arbre, std::string& infos) override;
   void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) override;
+  void Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) override;
 
  private:
   // The tree and the data file of an operation, checked to belong together.

@@ -239,4 +239,17 @@ std::string SrvBArbrePg::Controle(ArbrePg& a, const std::string& donnees, std::s
   return "clé " + cle + " : enregistrement " + std::to_string(no) + " supprimé";
 }
 
+void SrvBArbrePg::Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) {
+  constexpr std::string_view kOp = "Comptes";
+  pg::ArbrePg& a = pg::ArbreOuErreur(*base_, arbre, kOp);
+  pg::FichierPg& f = FichierDe(a, fichier, kOp);
+  std::vector<pg::Requete> r(2);
+  r[0].sql = "SELECT count(*)::bigint FROM " + a.table;
+  r[1].sql =
+      "SELECT (coalesce(max(no), 0) - count(*) FILTER (WHERE supprime))::bigint FROM " + f.table;
+  const std::vector<pg::Resultat> x = base_->Lit(kOp, a.objet, r);
+  cles = x[0].Grand(0, 0);
+  vivants = static_cast<int32_t>(x[1].Grand(0, 0));
+}
+
 }  // namespace vesk

@@ -14,7 +14,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <string>
 
@@ -120,11 +123,20 @@ int Process(const Options& o, int me, const Ends& e) {
     }
     w.Step();
     srv.EcrireFichier(f, me, std::to_string(i));
-    // A full pipe only drops a count: the other then checks against an older one.
-    if (write(e.tell, &i, sizeof i) < 0 && errno != EAGAIN) return failures + 1;
+    // A full pipe only drops a count: the other then checks against an older one. A pipe
+    // without reader (EPIPE: SIGPIPE is ignored) means the other process ended early; its own
+    // message says why.
+    if (write(e.tell, &i, sizeof i) < 0 && errno != EAGAIN) {
+      std::printf("%c : l'autre processus ne lit plus (%s) à l'opération %ld\n", letter,
+                  std::strerror(errno), i);
+      return failures + 1;
+    }
   }
   char c = 'x';
-  if (write(e.done, &c, 1) != 1 || read(e.wait, &c, 1) != 1) return failures + 1;
+  if (write(e.done, &c, 1) != 1 || read(e.wait, &c, 1) != 1) {
+    std::printf("%c : l'autre processus s'est arrêté avant la fin\n", letter);
+    return failures + 1;
+  }
   w.CheckModel();
   srv.LireFichier(f, 3 - me, text);
   if (std::stol(text) != o.steps && failures++ < 10) {
@@ -136,7 +148,9 @@ int Process(const Options& o, int me, const Ends& e) {
 int RunProcess(const Options& o, int me, const Ends& e) {
   try {
     return Process(o, me, e);
-  } catch (const vesk::ErreurService& err) {
+  } catch (const std::exception& err) {
+    // ErreurService, and whatever else the workload throws (a counter that does not read as
+    // a number): the process names itself and the reason.
     std::printf("%c : %s\n", me == 1 ? 'A' : 'B', err.what());
     return 1;
   }
@@ -176,13 +190,19 @@ int Pair(const Options& o) {
   for (int fd : others[child ? 1 : 0]) close(fd);
   Ends e = child ? Ends{ba[1], ab[0], done[1], go[0]} : Ends{ab[1], ba[0], go[1], done[0]};
   int failures = RunProcess(o, child ? 2 : 1, e);
-  if (child) _exit(failures > 100 ? 100 : failures);
+  if (child) {
+    std::fflush(stdout);  // _exit flushes nothing: the child's messages would be lost
+    _exit(failures > 100 ? 100 : failures);
+  }
   for (int fd : {e.tell, e.hear, e.done, e.wait}) close(fd);
   int status = 0;
   if (waitpid(pid, &status, 0) != pid) return -1;
   if (!WIFEXITED(status)) {
-    std::printf("B : arrêté (%d)\n", status);
+    std::printf("B : arrêté par le signal %d\n", WIFSIGNALED(status) ? WTERMSIG(status) : status);
     return failures + 1;
+  }
+  if (WEXITSTATUS(status) != 0) {
+    std::printf("B : %d défaillance(s)\n", WEXITSTATUS(status));
   }
   return failures + WEXITSTATUS(status);
 }
@@ -211,6 +231,9 @@ bool Parse(int argc, char** argv, Options* o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A process whose partner died gets EPIPE on its pipe, and reports it, instead of dying of
+  // SIGPIPE without a word.
+  std::signal(SIGPIPE, SIG_IGN);
   Options o;
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,

@@ -1,0 +1,89 @@
+// The folder verifier on what it must find by itself: bytes past a data file's last record,
+// however far (a sparse file of terabytes is judged by its size, never read), and keys that are
+// not their record's.
+#include <filesystem>
+#include <fstream>
+
+#include "srv/isam/testing/engine.h"
+
+namespace vesk::isam::testing {
+namespace {
+
+class VerifyTest : public EngineTest {
+ protected:
+  // The problems of the folder, with the keys of CLI built from the record's first 4 bytes.
+  std::vector<std::string> Problemes(bool cles = false) {
+    EXPECT_TRUE(dossier_->Ecrit().ok());
+    std::vector<CleVerif> verif;
+    if (cles) {
+      verif.push_back({Path("CLI.DAB"), [](std::string_view record, std::string* key) {
+                         *key = std::string(record.substr(0, 4));
+                         return Status::Ok();
+                       }});
+    }
+    RapportVerif r;
+    EXPECT_TRUE(VerifieDossier(Env::Default(), dir_, {}, &r, verif).ok());
+    return r.problemes;
+  }
+  void Clients() {
+    Proprio& p = Ouvre("Cli", 20);
+    int16_t arbre = 0;
+    barbre_->B_Arbre(false, "Cli", 4, "P", arbre, "", true);
+    for (const char* nom : {"ALFA", "BETA", "GAMA"}) {
+      p.champs = std::string(nom) + " client";
+      int32_t no = 0;
+      barbre_->Insere(arbre, nom, p.fichier, no);
+    }
+  }
+};
+
+// Beyond any record count of the header, never read: terabytes where the file system makes them
+// holes; under Windows, whose files are not sparse unless asked (the space would be allocated),
+// 64 MiB.
+#ifdef _WIN32
+constexpr uint64_t kHugeHole = uint64_t{64} << 20;
+#else
+constexpr uint64_t kHugeHole = uint64_t{8} << 40;
+#endif
+
+TEST_F(VerifyTest, BytesPastTheLastRecordAreCheckedWholeWithoutReadingAHugeTail) {
+  struct Cas {
+    const char* nom;
+    uint64_t zeros;  // bytes of code 0 added after the last record
+    bool x;          // then one byte "X"
+    bool probleme;
+  };
+  const Cas cas[] = {
+      {"growth ahead", kMaxTail, false, false},
+      {"an X right after", 0, true, true},
+      {"an X after a megabyte", kMaxTail, true, true},
+      {"a huge hole", kHugeHole, false, true},
+  };
+  for (const Cas& c : cas) {
+    Reopen();
+    std::filesystem::remove(Path("CLI.DAT"));
+    std::filesystem::remove(Path("CLI.DAB"));
+    Clients();
+    ASSERT_TRUE(dossier_->Ecrit().ok());
+    const uint64_t size = Size("CLI.DAT");
+    std::filesystem::resize_file(Path("CLI.DAT"), size + c.zeros);
+    if (c.x) std::ofstream(Path("CLI.DAT"), std::ios::binary | std::ios::app) << "X";
+    const std::vector<std::string> p = Problemes();
+    EXPECT_EQ(!p.empty(), c.probleme) << c.nom << (p.empty() ? "" : " : " + p.front());
+  }
+}
+
+TEST_F(VerifyTest, AKeyThatIsNotItsRecordsIsNamed) {
+  Clients();
+  EXPECT_TRUE(Problemes(true).empty());
+  // The record's bytes change, its key stays.
+  donnee_->EcrireFichier(proprios_.front()->fichier, 2, "BETO client");
+  const std::vector<std::string> p = Problemes(true);
+  ASSERT_EQ(p.size(), 1u);
+  EXPECT_EQ(p.front(),
+            "CLI.DAB : la clé « BETA » de l'enregistrement 2 de CLI.DAT n'est pas celle de "
+            "l'enregistrement (« BETO »)");
+}
+
+}  // namespace
+}  // namespace vesk::isam::testing
