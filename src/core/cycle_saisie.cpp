@@ -18,6 +18,7 @@ CycleSaisie::CycleSaisie(EcranCycle ecran) : etat_(Etat()), ecran_(ecran) {
   e.ToucheRetour(retour_);
   e.ToucheDebut(debut_);
   e.ToucheSuppression(suppression_);
+  e.ToucheEchap(echap_);
 }
 
 void CycleSaisie::NouvelEcran() {
@@ -34,11 +35,13 @@ void CycleSaisie::MontrePrecedent(std::string_view cle) {
 
 bool CycleSaisie::SaisitCle(std::string& valeur, int16_t& touche) {
   etat_.Saisie().Sai(ecran_.cle, valeur, touche, 0, kSansOption, kLigne);
-  if (touche == retour_ || touche == debut_) return false;
+  if (touche == retour_ || touche == debut_ || touche == echap_) return false;
   return !text::TrimRight(valeur).empty();
 }
 
 bool CycleSaisie::Cherche(const FichierCle& f, std::string_view cle, int32_t& e) {
+  cle_trouvee_ = cle;
+  if (ecran_.nom) return ChercheNom(f, cle, e, &cle_trouvee_);
   bool trouve = false;
   etat_.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
   e = 0;
@@ -62,7 +65,7 @@ bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touc
   while (i < champs.size()) {
     const ChampCycle& c = champs[i];
     etat_.Saisie().Sai(c.cle, *c.valeur, touche, 0, c.options, kLigne);
-    if (touche == debut_) return false;
+    if (Abandonne(touche)) return false;
     if (touche == retour_) {
       if (c.retour < 0) return false;
       if (static_cast<size_t>(c.retour) >= champs.size()) ErreurIndice(c.retour, champs.size());
@@ -149,6 +152,29 @@ void ParcourtCles(const FichierCle& f,
     etat.Donnee().NoEnrCourant(f.fichier, e);
     lit(cle, e);
   }
+}
+
+bool ChercheNom(const FichierCle& f, std::string_view cle, int32_t& e, std::string* stockee) {
+  Session& etat = Etat();
+  bool trouve = false;
+  e = 0;
+  etat.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
+  if (trouve) {
+    etat.Donnee().NoEnrCourant(f.fichier, e);
+    if (stockee != nullptr) *stockee = cle;
+    return true;
+  }
+  const std::string voulu = text::UpperAscii(text::TrimRight(cle));
+  std::string trouvee;
+  ParcourtCles(f, [&](const std::string& k, int32_t no) {
+    if (e != 0 || text::UpperAscii(text::TrimRight(k)) != voulu) return;
+    e = no;
+    trouvee = k;
+  });
+  if (e == 0) return false;
+  etat.Donnee().LireEnr(f.fichier, e);
+  if (stockee != nullptr) *stockee = trouvee;
+  return true;
 }
 
 bool LettresEtChiffres(std::string_view texte) {

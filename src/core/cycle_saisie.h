@@ -69,11 +69,14 @@ struct EcranCycle {
   std::string_view descripteur;
   std::string_view cle;               // the key field
   std::string_view aide_suppression;  // shown on line "B" for the key field on every new screen
+  // The key is the name of a file or a table: looked up ignoring case (ChercheNom), so that a
+  // name stored in lower case before names were taken in upper case is found.
+  bool nom = false;
 };
 
 class CycleSaisie {
  public:
-  // Asks SrvEcran for the back, start and deletion keys.
+  // Asks SrvEcran for the back, start, deletion and Esc keys.
   explicit CycleSaisie(EcranCycle ecran);
 
   // A new screen: InitEcran, Titre, DefChamps, then the deletion hint on line "B".
@@ -81,11 +84,12 @@ class CycleSaisie {
   // "Enregistrement Précédent " followed by cle, on line "B".
   void MontrePrecedent(std::string_view cle);
   // Enters the key field starting from valeur (touche receives the ending key). False when the
-  // user leaves the screen: back or start key, or an empty (blank) value.
+  // user leaves the screen: back, start or Esc key, or an empty (blank) value.
   bool SaisitCle(std::string& valeur, int16_t& touche);
-  // Looks cle (the key field at its width) up; found: the record is in the current fields and
-  // e is its number; otherwise e is 0.
+  // Looks cle (the key field at its width) up; found: the record is in the current fields, e is
+  // its number and CleTrouvee() its key as stored; otherwise e is 0.
   bool Cherche(const FichierCle& f, std::string_view cle, int32_t& e);
+  const std::string& CleTrouvee() const { return cle_trouvee_; }
   // Shows the mode of a lookup beside the key field: "MODIFICATION" ("SUPPRESSION" when the key
   // entry ended with the deletion key) with the letter "I" for a record found, "Création" with
   // "B" otherwise; lettre receives the letter. True when a deletion is asked of a found record.
@@ -93,7 +97,7 @@ class CycleSaisie {
   // Asks for the confirmation of a deletion (Confirmation on line "B").
   bool ConfirmeSuppression();
   // Enters champs in order from the first. The back key goes to the field's retour, the start
-  // key to the key field; touche receives each ending key. True once the last field is
+  // key and Esc to the key field; touche receives each ending key. True once the last field is
   // accepted; false when the cycle returns to the key field.
   bool SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche);
 
@@ -105,6 +109,8 @@ class CycleSaisie {
   int16_t ToucheRetour() const { return retour_; }
   int16_t ToucheDebut() const { return debut_; }
   int16_t ToucheSuppression() const { return suppression_; }
+  // The start key or Esc: on a field after the key field both abandon the record entered.
+  bool Abandonne(int16_t touche) const { return touche == debut_ || touche == echap_; }
 
  private:
   Session& etat_;
@@ -112,6 +118,8 @@ class CycleSaisie {
   int16_t retour_ = 0;
   int16_t debut_ = 0;
   int16_t suppression_ = 0;
+  int16_t echap_ = 0;
+  std::string cle_trouvee_;
 };
 
 // Asks Confirme on line ligne: true when the key pressed is the confirmation key and the flag
@@ -136,6 +144,12 @@ int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<
 // file's current fields during the call.
 void ParcourtCles(const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit);
+
+// Looks the name cle up in f: as given, then ignoring case and trailing spaces (a name stored
+// before names were upper-cased). Found: the record is current, e is its number and stockee
+// (when given) its key as stored; otherwise e is 0.
+bool ChercheNom(const FichierCle& f, std::string_view cle, int32_t& e,
+                std::string* stockee = nullptr);
 
 // True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a
 // name that can only designate a file of the data folder.

@@ -180,6 +180,11 @@ TEST_F(DictionnaireTexteTest, EveryRefusalLeavesTheOldDictionaryByteForByte) {
       {"version = 1" + fichier +
            "{ nom = \"N\", type = \"A\", total = -4294967290, variable = \"V\" }]",
        "total -4294967290"},
+      {"version = 1" + fichier +
+           "{ nom = \"N\", type = \"A\", total = 8, variable = \"V\" }]\n"
+           "[barbres.T1]\nfichier = \"f\"\nnature = \"P\"\ncle = \"[[V,_,_]]\"\n"
+           "[barbres.t1]\nfichier = \"F\"\nnature = \"S\"\ncle = \"[[V,_,_]]\"",
+       "table « t1 » donné deux fois"},
   };
   for (const auto& [texte, message] : cas) {
     SCOPED_TRACE(texte);

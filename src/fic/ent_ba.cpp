@@ -14,7 +14,7 @@ namespace vesk::fic {
 
 namespace {
 
-constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
+constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression, true};
 constexpr std::string_view kNatures = "[P,S]";
 constexpr std::string_view kLibellesNatures = "[Primaire,Secondaire]";
 
@@ -42,13 +42,19 @@ void NouvelEcran(EcranBa& d) {
   d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
 }
 
-// The table name names a B-tree file and a variable of the generated programs.
-std::optional<std::string> ControleNomT(const std::string& nom) {
-  if (!LettresEtChiffres(text::TrimRight(nom))) {
-    return "Nom de table « " + std::string(text::TrimRight(nom)) +
+// The table name names a B-tree file and a variable of the generated programs: letters and
+// digits, not a name of the dictionary's own files, taken in upper case.
+std::optional<std::string> ControleNomT(std::string& nom) {
+  const std::string_view texte = text::TrimRight(nom);
+  if (!LettresEtChiffres(texte)) {
+    return "Nom de table « " + std::string(texte) +
            " » refusé : lettres (sans accent) et chiffres seulement";
   }
-  return NomDuDictionnaire("Nom de table", nom);
+  if (auto refus = NomDuDictionnaire("Nom de table", nom)) return refus;
+  const std::string haut = text::UpperAscii(texte);
+  if (haut != texte) Etat().Saisie().Affiche("NOMT", haut);
+  nom = haut;
+  return std::nullopt;
 }
 
 // Looks the table up; a table found is shown as read and its texts entered without padding.
@@ -64,11 +70,13 @@ void Cherche(EcranBa& d) {
   AfficheTrouve(ba, champs);
 }
 
-// NOMD must be a specified file; its fields become the screen's field table.
-std::optional<std::string> ControleNomD(EcranBa& d, const std::string& nom) {
-  if (text::TrimRight(nom).empty() || !d.champs.ChargeFichier(text::TrimRight(nom))) {
-    return std::string();
-  }
+// NOMD must be a specified file (silent otherwise); its fields become the screen's field table
+// and its name is taken in upper case.
+std::optional<std::string> ControleNomD(EcranBa& d) {
+  const std::string haut = text::UpperAscii(text::TrimRight(d.s.nomd));
+  if (haut != text::TrimRight(d.s.nomd)) d.etat.Saisie().Affiche("NOMD", haut);
+  d.s.nomd = haut;
+  if (d.s.nomd.empty() || !d.champs.ChargeFichier(d.s.nomd)) return std::string();
   return std::nullopt;
 }
 
@@ -102,10 +110,8 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
   return std::nullopt;
 }
 
-void Supprime(EcranBa& d) {
-  d.etat.ba.Affecte(kNomT, d.s.nomt);
-  SupprimeEnregistrement(d.ba, d.etat.ba[kNomT], d.s.e);
-}
+// Deletes the table found, under its key as stored (an old name may be in lower case).
+void Supprime(EcranBa& d) { SupprimeEnregistrement(d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
 // Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
@@ -126,7 +132,7 @@ void Ecrit(EcranBa& d) {
 // written.
 bool SaisitEcran(EcranBa& d, int16_t& touche) {
   const ChampCycle champs[] = {
-      {"NOMD", &d.s.nomd, -1, [&d](const std::string& nom) { return ControleNomD(d, nom); }},
+      {"NOMD", &d.s.nomd, -1, [&d](const std::string&) { return ControleNomD(d); }},
       {"NATT", &d.s.natt, 0, [&d](const std::string&) { return ControleNatT(d); }},
       {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return ControleLCle(d); }},
   };

@@ -1,5 +1,6 @@
 // The B-tree table entry driven by scripts, grouped by what can go wrong; each script is also
 // the check of the order in which the screen asks for its fields.
+#include "core/cycle_saisie.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
 #include "fic/testing/dictionnaire.h"
@@ -128,6 +129,44 @@ TEST_F(EntBaTest, AModificationGetsANewRecordAndADeletionIsConfirmed) {
   const std::string t = Lance("NOMT = CLI1 <F6>\nconfirm <F6>\nNOMT =\n");
   EXPECT_NE(t.find("AffMode NOMT I «SUPPRESSION»\nConfirme B -> <F6>\n"), std::string::npos) << t;
   EXPECT_EQ(Table("CLI1"), 0);
+}
+
+TEST_F(EntBaTest, EscOnTheNameLeavesAndOnALaterFieldGoesBackToIt) {
+  // NOMT starts from "CLIENT": Esc leaves instead of starting its creation.
+  std::string t = Lance("NOMT <Esc>\n");
+  EXPECT_EQ(t.find("AffMode"), std::string::npos) << t;
+  t = Lance("NOMT = CLI2\nNOMD\nNATT <Esc>\nNOMT <Esc>\n");
+  EXPECT_NE(t.find("Sai NATT «P» -> «P» <Esc>\nSai NOMT «CLI2»"), std::string::npos) << t;
+  EXPECT_EQ(Table("CLI2"), 0);
+}
+
+TEST_F(EntBaTest, NamesAreTakenInUpperCaseAndAnOldLowerCaseTableIsRewritten) {
+  Lance("NOMT = cli5\nNOMD = client\nNATT\nLCLE\nNOMT =\n");
+  std::string lcle;
+  EXPECT_NE(Table("CLI5", nullptr, &lcle), 0);
+  EXPECT_EQ(text::TrimRight(Etat().ba[kNomD]), "CLIENT");
+  EXPECT_EQ(lcle, "[[NOM,_,_],[DAT,_,_]]");
+  // A table stored in lower case before names were upper-cased: found by its upper-case name,
+  // written back under it; typed in lower case, it is still the same table. (The session is
+  // opened again by Lance: no reference to it is kept across.)
+  Session& etat = Etat();
+  etat.ba.Efface();
+  for (auto [champ, valeur] : {std::pair{kNomT, "cli3"},
+                               {kNomD, "client"},
+                               {kNatT, "S"},
+                               {kLongCle, "30"},
+                               {kLCle, "[[NOM,_,_]]"}}) {
+    etat.ba.Affecte(champ, valeur);
+  }
+  InsereEnregistrement({etat.ba_fichier, etat.ba_arbre}, etat.ba[kNomT]);
+  const std::string t = Lance("NOMT = cli3\nNOMD\nNATT\nLCLE\nNOMT =\n");
+  EXPECT_NE(t.find("AffMode NOMT I «MODIFICATION»\nSai NOMD «client» -> «client» <Enter>\n"
+                   "Affiche NOMD «CLIENT»"),
+            std::string::npos)
+      << t;
+  EXPECT_EQ(Table("cli3"), 0);
+  EXPECT_NE(Table("CLI3"), 0);
+  EXPECT_EQ(text::TrimRight(Etat().ba[kNomD]), "CLIENT");
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace vesk::fic {
 
 namespace {
 
-constexpr EcranCycle kEcran{kTitreChain, kDescripteurChain, "CHAINL", kAideSuppressionChain};
+constexpr EcranCycle kEcran{kTitreChain, kDescripteurChain, "CHAINL", kAideSuppressionChain, true};
 
 // The six values, kept from one screen to the next, and what the lookup found.
 struct Saisie {
@@ -35,9 +35,17 @@ struct EcranChain {
 // not specified.
 int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
+  int32_t e = 0;
+  const bool trouve = ChercheNom({etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e);
   return trouve ? ValeurNumerique(etat.fic[kLongEnr]) : 0;
+}
+
+// A file name of the screen (CHAINL, CHAINE) taken in upper case, shown again when typed in
+// lower case.
+void Majuscules(std::string_view cle, std::string& nom) {
+  const std::string haut = text::UpperAscii(text::TrimRight(nom));
+  if (haut != text::TrimRight(nom)) Etat().Saisie().Affiche(cle, haut);
+  nom = haut;
 }
 
 // The start positions of the first two E fields of the current Fic record's file (a table of
@@ -63,6 +71,7 @@ void Cherche(EcranChain& d) {
                                 {"PNEA", kPnea, &d.s.pnea},       {"PNES", kPnes, &d.s.pnes},
                                 {"PPE", kPpe, &d.s.ppe},          {"PDE", kPde, &d.s.pde}};
   AfficheTrouve(chain, champs);
+  Majuscules("CHAINL", d.s.chainl);
 }
 
 // A position accepted when it lies in the record (and not before its pair's first).
@@ -73,16 +82,15 @@ std::optional<std::string> Position(const std::string& v, int32_t longueur,
 }
 
 std::optional<std::string> ControleChaine(EcranChain& d) {
+  Majuscules("CHAINE", d.s.chaine);
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
   if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
   return std::nullopt;
 }
 
-void Supprime(EcranChain& d) {
-  d.etat.chain.Affecte(kChainL, d.s.chainl);
-  SupprimeEnregistrement(d.chain, d.etat.chain[kChainL], d.s.e);
-}
+// Deletes the chaining found, under its key as stored (an old name may be in lower case).
+void Supprime(EcranChain& d) { SupprimeEnregistrement(d.chain, d.cycle.CleTrouvee(), d.s.e); }
 
 // Writes the chaining as a new record, the one found deleted first.
 void Ecrit(EcranChain& d) {
@@ -124,6 +132,10 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
   };
   EtapesEcran etapes;
   etapes.cle = &s.chainl;
+  etapes.controle_cle = [&s] {
+    Majuscules("CHAINL", s.chainl);
+    return true;
+  };
   etapes.cherche = [&d] {
     Cherche(d);
     return d.s.trouve;

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::string_view kB = "B";
 constexpr std::string_view kAideOptions = "[A la Rubrique DEPENDANCE Options :]";
-constexpr EcranCycle kEcran{kTitreFic, kDescripteurFic, "NOMFIC", kAideSuppression};
+constexpr EcranCycle kEcran{kTitreFic, kDescripteurFic, "NOMFIC", kAideSuppression, true};
 
 // Where a step of the cycle leads.
 enum class Suite { kQuitte, kCycle, kNom, kDfe, kLongueur, kChamps };
@@ -182,7 +182,7 @@ std::string AideDfe(bool trouve, const std::string& nom) {
 Suite EcranFic::SaisitDfe() {
   etat_.Saisie().Message("I", AideDfe(trouve_, nom_));
   etat_.Saisie().Sai("DFE", dfe_, touche_, 0, "[]", kB);
-  if (touche_ == cycle_.ToucheRetour() || touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  if (touche_ == cycle_.ToucheRetour() || cycle_.Abandonne(touche_)) return Suite::kNom;
   for (int f = 2; f <= 5 && trouve_; ++f) {
     if (touche_ != f_[f]) continue;
     Outil(f);
@@ -198,7 +198,7 @@ Suite EcranFic::SaisitDfe() {
 Suite EcranFic::SaisitLongueur() {
   etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
   if (touche_ == cycle_.ToucheRetour()) return Suite::kDfe;
-  if (touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  if (cycle_.Abandonne(touche_)) return Suite::kNom;
   return Suite::kChamps;
 }
 
@@ -223,7 +223,7 @@ Suite EcranFic::ChampsEtLongueur() {
     if (t.Nombre() == 0) {
       etat_.Saisie().MessChamp("LONGENR", kB, "Aucune Rubrique", 0);
       etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-      if (touche_ == cycle_.ToucheDebut()) return Abandon();
+      if (cycle_.Abandonne(touche_)) return Abandon();
     } else if (const int32_t i = VariableEnDouble(t, autre)) {
       message = "Variable " + std::string(t.Texte(i, kColVariable)) + " en double : champs " +
                 std::to_string(autre) + " et " + std::to_string(i);
@@ -249,7 +249,7 @@ Suite EcranFic::ControleLongueur() {
         "LONGENR", kB,
         "Longueur Réelle " + std::to_string(reelle) + " : un enregistrement fait " + limites, 0);
     s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-    return touche_ == cycle_.ToucheDebut() ? Abandon() : Suite::kChamps;
+    return cycle_.Abandonne(touche_) ? Abandon() : Suite::kChamps;
   }
   if (!trouve_ || ValeurNumerique(longenr_) < reelle) {
     longenr_ = std::to_string(LongueurProposee(reelle));
@@ -258,7 +258,7 @@ Suite EcranFic::ControleLongueur() {
   s.MessChamp("LONGENR", kB, "Longueur Réelle " + std::to_string(reelle), 0);
   for (;;) {
     s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-    if (touche_ == cycle_.ToucheDebut()) return Abandon();
+    if (cycle_.Abandonne(touche_)) return Abandon();
     if (touche_ == cycle_.ToucheRetour()) return Suite::kChamps;
     const int32_t l = ValeurNumerique(longenr_);
     if (l < reelle) {
@@ -342,7 +342,7 @@ size_t EcranFic::SupprimeNommant(const FichierCle& f, std::initializer_list<size
   std::vector<std::pair<std::string, int32_t>> cibles;
   ParcourtCles(f, [&](const std::string& cle, int32_t no) {
     for (size_t c : champs) {
-      if (text::TrimRight(e[c]) == nom_) {
+      if (text::UpperAscii(text::TrimRight(e[c])) == nom_) {
         cibles.emplace_back(cle, no);
         return;
       }

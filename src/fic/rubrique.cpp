@@ -144,6 +144,8 @@ int32_t LongueurProposee(int32_t longueur_reelle) {
     throw ErreurService("LongueurProposee", std::to_string(longueur_reelle),
                         "longueur réelle hors de 1.." + std::to_string(kLongueurEnrMax));
   }
+  // 1, 2 and 4 are below the engine's smallest record: 8, the power of two above it.
+  if (longueur_reelle < kLongueurEnrMin) return 8;
   int32_t p = 1;
   while (p < longueur_reelle) p = Produit<int32_t>(p, 2);
   return p > kLongueurEnrMax ? kLongueurEnrMax : p;

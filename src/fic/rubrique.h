@@ -79,9 +79,9 @@ std::string_view ModificationDefaut(char type);
 // Whether code is one of the default domains of the rules ("a¬Nul", "Ns¬Nul", "liste"...).
 bool DomaineImplicite(std::string_view code);
 
-// The proposed record length: the smallest power of two not below the real length (1 gives 1,
-// 100 gives 128, 129 gives 256), never above the engine's largest record (32767). The real
-// length must be at least 1.
+// The proposed record length: the smallest power of two not below the real length (100 gives
+// 128, 129 gives 256), never below the engine's smallest record (1 to 4 give 8) nor above its
+// largest (32767). The real length must be at least 1.
 int32_t LongueurProposee(int32_t longueur_reelle);
 
 }  // namespace vesk::fic

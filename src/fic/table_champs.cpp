@@ -1,5 +1,6 @@
 #include "fic/table_champs.h"
 
+#include "core/cycle_saisie.h"
 #include "core/etat_module.h"
 #include "core/lot.h"
 #include "srv/text/utf8.h"
@@ -179,9 +180,8 @@ void TableChamps::Charge() {
 bool TableChamps::ChargeFichier(std::string_view nom) {
   Session& etat = Etat();
   etat.fic.Affecte(kNomFic, nom);
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
-  if (!trouve) return false;
+  int32_t e = 0;
+  if (!vesk::ChercheNom({etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e)) return false;
   Charge();
   return true;
 }

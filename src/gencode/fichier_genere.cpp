@@ -35,9 +35,8 @@ bool ChercheFichier(std::string_view nom) {
   std::string cle = NomFichier(nom);
   if (cle.empty() || text::CountChars(cle) > kLargeurNomFic) return false;
   cle.append(kLargeurNomFic - text::CountChars(cle), ' ');
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, cle, etat.fic_fichier, trouve);
-  return trouve;
+  int32_t e = 0;
+  return ChercheNom({etat.fic_fichier, etat.fic_arbre}, cle, e);
 }
 
 std::vector<ChampProgramme> LitChamps() {
