@@ -211,7 +211,7 @@ std::string Jour(int64_t n) {
   const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
   const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100), mp = (5 * doy + 2) / 153;
   const int64_t d = doy - (153 * mp + 2) / 5 + 1, m = mp < 10 ? mp + 3 : mp - 9;
-  char texte[32];
+  char texte[80];
   std::snprintf(texte, sizeof texte, "%04lld-%02lld-%02lld",
                 static_cast<long long>(yoe + era * 400 + (m <= 2 ? 1 : 0)),
                 static_cast<long long>(m), static_cast<long long>(d));
