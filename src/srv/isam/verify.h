@@ -59,6 +59,11 @@ Status VerifieDossier(Env* env, const std::string& dossier,
 Status VerifieChainage(Env* env, const ChainageVerif& chainage,
                        std::vector<std::string>* problemes);
 
+// The refusal of a rebuild that would renumber the lines of a chaining whose check gave
+// problemes (not empty): the first, how many others, and that nothing is written. Both stores'
+// rebuilds give it.
+std::string RefusDeChainage(const std::vector<std::string>& problemes);
+
 // The chainings declared in d, by path.
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);
 

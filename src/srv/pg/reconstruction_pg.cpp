@@ -1,7 +1,8 @@
 // The rebuild on a database store, in one transaction holding the store's lock: the plan's
 // files read page by page, the chosen file compacted, the chaining pointers renumbered, the
 // trees' keys built by the component's builders and checked, then the rewritten tables
-// emptied and filled again (COPY). The refusals, their texts and the progress told are the
+// emptied and filled again (COPY). A chaining whose lines would be renumbered is checked
+// first, as the verifier checks it. The refusals, their texts and the progress told are the
 // folder engine's (srv/isam/rebuild.cpp); readers see the old tables or the new ones.
 #include <algorithm>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include "srv/pg/copie_binaire.h"
 #include "srv/pg/service_pg.h"
 #include "srv/pg/srv_donnee_pg.h"
+#include "srv/pg/verifie_pg.h"
 
 namespace vesk {
 
@@ -199,6 +201,12 @@ void Reconstructeur::PlanChains() {
     if (!line.moves) continue;
     FichierTravail& header = work_[c.entete];
     const auto off = [](int32_t pos) { return static_cast<uint32_t>(pos - 1); };
+    // Lines are renumbered only when chained as the chaining says, as in a folder.
+    const std::vector<std::string> problemes =
+        pg::VerifieChainage(b_, {line.lieu.entreprise, isam::UpperAscii(header.def->nom),
+                                 isam::UpperAscii(line.def->nom), off(c.pos_premiere),
+                                 off(c.pos_derniere), off(c.pos_precedente), off(c.pos_suivante)});
+    if (!problemes.empty()) throw Refus{isam::RefusDeChainage(problemes)};
     line.remaps.push_back({off(c.pos_precedente), c.ligne, "pointeur précédent"});
     line.remaps.push_back({off(c.pos_suivante), c.ligne, "pointeur suivant"});
     header.remaps.push_back({off(c.pos_premiere), c.ligne, "pointeur de première ligne"});

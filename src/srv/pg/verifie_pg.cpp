@@ -25,7 +25,9 @@ struct InfoFichier {
 class Verificateur {
  public:
   Verificateur(BasePg& b, isam::RapportVerif* r) : b_(b), r_(r) {}
-  void Fichiers();
+  // The data files of the catalog, or those `ou` selects (a WHERE clause on entreprise and
+  // nom with its parameters p).
+  void Fichiers(const std::string& ou = "", const Parametres& p = Parametres());
   void Arbres();
   void Chaine(const ChainageVerifPg& c);
 
@@ -66,11 +68,11 @@ InfoFichier* Verificateur::Cherche(const std::string& entreprise, const std::str
   return it == fichiers_.end() ? nullptr : &it->second;
 }
 
-void Verificateur::Fichiers() {
+void Verificateur::Fichiers(const std::string& ou, const Parametres& p) {
   Resultat r = b_.Lit(kOp, b_.Nom(),
                       "SELECT entreprise, nom, longueur FROM " + b_.Catalogue("vesk_fichiers") +
-                          " ORDER BY entreprise, nom",
-                      Parametres());
+                          ou + " ORDER BY entreprise, nom",
+                      p);
   for (int i = 0; i < r.Lignes(); ++i) {
     const std::string entreprise(r.Octets(i, 0)), nom(r.Octets(i, 1));
     InfoFichier& f = fichiers_[{entreprise, nom}];
@@ -216,7 +218,7 @@ void Pointeurs(BasePg& b, const std::string& table, uint32_t a, uint32_t c,
 void Verificateur::Chaine(const ChainageVerifPg& c) {
   InfoFichier* e = Cherche(c.entreprise, c.entete);
   InfoFichier* l = Cherche(c.entreprise, c.ligne);
-  const std::string quoi = "chaînage " + c.ligne + " sous " + c.entete;
+  const std::string quoi = "chaînage " + c.ligne + ".DAT sous " + c.entete + ".DAT";
   if (e == nullptr || l == nullptr) {
     Probleme(quoi + " : fichier absent ou illisible");
     return;
@@ -285,6 +287,17 @@ void VerifieBase(BasePg& b, const std::vector<ChainageVerifPg>& chainages,
   v.Fichiers();
   v.Arbres();
   for (const ChainageVerifPg& c : chainages) v.Chaine(c);
+}
+
+std::vector<std::string> VerifieChainage(BasePg& b, const ChainageVerifPg& c) {
+  isam::RapportVerif r;
+  Verificateur v(b, &r);
+  Parametres p;
+  p.Texte(c.entreprise).Texte(c.entete).Texte(c.ligne);
+  v.Fichiers(" WHERE entreprise IN ($1, '') AND nom IN ($2, $3)", p);
+  const auto fichiers = static_cast<std::ptrdiff_t>(r.problemes.size());
+  v.Chaine(c);
+  return {r.problemes.begin() + fichiers, r.problemes.end()};
 }
 
 std::vector<ChainageVerifPg> ChainagesDeclares(BasePg& b) {

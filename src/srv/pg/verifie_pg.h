@@ -27,6 +27,11 @@ struct ChainageVerifPg {
 void VerifieBase(BasePg& b, const std::vector<ChainageVerifPg>& chainages,
                  isam::RapportVerif* rapport);
 
+// Checks one chaining alone, as VerifieBase does (its files looked up in the company, then at
+// the root), in the current transaction if any: what is wrong with it, each naming the header
+// record; what is wrong with the files themselves is not its concern.
+std::vector<std::string> VerifieChainage(BasePg& b, const ChainageVerifPg& c);
+
 // The chainings declared in b.
 std::vector<ChainageVerifPg> ChainagesDeclares(BasePg& b);
 
