@@ -211,6 +211,20 @@ TEST_P(BArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   EXPECT_ERREUR(Donnee().Supprimes(false, "Absent", n), "fichier absent");
 }
 
+// A tree that is not there is made empty only beside a data file without live records: beside
+// records it would hide them all, so it is refused until rebuilt.
+TEST_P(BArbreTest, AnAbsentTreeIsNotMadeEmptyBesideLiveRecords) {
+  int16_t h = 0;
+  BArbre().B_Arbre(false, "Dom2", 6, "S", h, "Dom", true);  // the file is still empty
+  Insere("A", "a");
+  EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom3", 6, "S", h, "Dom", true),
+                "DOM3.DAB absent alors que DOM.DAT contient 1 enregistrement(s) : il doit être "
+                "reconstruit, il n'est pas recréé vide");
+  BArbre().Supprime(arbre_, "A", 1, dom_->fichier);
+  BArbre().B_Arbre(false, "Dom3", 6, "S", h, "Dom", true);  // only a deleted record left
+  EXPECT_GT(h, 0);
+}
+
 TEST_P(BArbreTest, SecondaryTreesKeepDuplicatesAndFindTheFirst) {
   int16_t sec = 0;
   BArbre().B_Arbre(false, "DomNom", 4, "S", sec, "Dom", true);

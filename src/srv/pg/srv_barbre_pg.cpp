@@ -80,6 +80,25 @@ void SrvBArbrePg::Existe(bool dependance_entreprise, std::string_view nom, bool&
   existe = base_->LitArbre(lieu, nom, kOp).existe;
 }
 
+// The folder's rule (srv/isam/srv_barbre_impl.cpp), with its text.
+void SrvBArbrePg::SansArbreVide(bool dependance, const std::string& fichier,
+                                const std::string& objet) {
+  constexpr std::string_view kOp = "B_Arbre";
+  const pg::Lieu lieu = base_->Place(dependance, fichier, kOp, objet);
+  if (base_->LongueurFichier(lieu, fichier, kOp) == 0) return;
+  const pg::Resultat r = base_->Lit(
+      kOp, objet,
+      "SELECT count(*) FROM " + pg::BasePg::Table(lieu, "d_", fichier) + " WHERE NOT supprime",
+      pg::Parametres());
+  const int64_t vivants = r.Grand(0, 0);
+  if (vivants == 0) return;
+  throw ErreurService(kOp, objet,
+                      objet + " absent alors que " + fichier + ".DAT contient " +
+                          std::to_string(vivants) +
+                          " enregistrement(s) : il doit être reconstruit, il n'est pas recréé vide",
+                      true);
+}
+
 void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int16_t longueur_cle,
                           std::string_view nature, int16_t& arbre, std::string_view fichier_indexe,
                           bool creation) {
@@ -111,6 +130,7 @@ void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int1
   pg::BasePg::ArbreCatalogue c = base_->LitArbre(lieu, nom, kOp);
   if (!c.existe) {
     Exige(creation, kOp, objet, "B-arbre introuvable : " + chemin);
+    SansArbreVide(dependance_entreprise, indexe.empty() ? upper : indexe, objet);
     c.longueur_cle = static_cast<uint16_t>(longueur_cle);
     c.nature = n[0];
     c.fichier_indexe = indexe;

@@ -35,6 +35,9 @@ class SrvBArbrePg : public SrvBArbre {
   void Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) override;
 
  private:
+  // Refuses to create a tree absent from the catalog while its data file fichier (of the same
+  // place) holds live records: it would come back empty and hide them. It is rebuilt instead.
+  void SansArbreVide(bool dependance, const std::string& fichier, const std::string& objet);
   // The tree and the data file of an operation, checked to belong together.
   pg::FichierPg& FichierDe(pg::ArbrePg& a, int16_t fichier, std::string_view op);
   // The key as Windows-1252 bytes completed with spaces to the key length, into key_.
