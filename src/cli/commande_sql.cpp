@@ -4,6 +4,7 @@
 #ifdef VESK_AVEC_PG
 #include <map>
 #include <ostream>
+#include <set>
 #include <utility>
 
 #include "cli/commandes.h"
@@ -65,17 +66,46 @@ struct Specifie {
   std::vector<ColonneVue> colonnes;
 };
 
-// The statements that make the functions and every view, checked whole first; vues counts the
-// views.
+// The views of ours in the store's schemas (the root's and its companies'), as (schema, view):
+// those whose comment names the file they read. A view a user made there without that comment
+// is not ours.
+std::set<std::pair<std::string, std::string>> VuesExistantes(pg::BasePg& base) {
+  const std::string& racine = base.Adresse().racine;
+  const pg::Resultat societes = base.Lit(
+      kOp, "vesk_fichiers", "SELECT DISTINCT entreprise FROM " + base.Catalogue("vesk_fichiers"),
+      pg::Parametres());
+  std::set<std::string> schemas = {racine};
+  for (int i = 0; i < societes.Lignes(); ++i) {
+    schemas.insert(SchemaEntreprise(racine, societes.Octets(i, 0)));
+  }
+  pg::Parametres p;
+  p.Texte(std::string(kCommentaireVue) + "%");
+  const pg::Resultat r = base.Lit(
+      kOp, "vues",
+      "SELECT n.nspname::text, c.relname::text FROM pg_class c JOIN pg_namespace n ON n.oid = "
+      "c.relnamespace WHERE c.relkind = 'v' AND obj_description(c.oid, 'pg_class') LIKE $1",
+      p);
+  std::set<std::pair<std::string, std::string>> out;
+  for (int i = 0; i < r.Lignes(); ++i) {
+    if (schemas.count(std::string(r.Octets(i, 0))) != 0)
+      out.emplace(r.Octets(i, 0), r.Octets(i, 1));
+  }
+  return out;
+}
+
+// The statements that make the functions and every view, checked whole first, then drop the
+// views of ours no file has any more (a file no longer specified, moved between the root and
+// the companies, or whose table is gone); vues counts the views made, otees those dropped.
 std::vector<std::string> Instructions(pg::BasePg& base,
-                                      const std::map<std::string, Specifie>& fichiers,
-                                      size_t* vues) {
+                                      const std::map<std::string, Specifie>& fichiers, size_t* vues,
+                                      size_t* otees) {
   std::map<std::string, bool> entreprise;
   for (const auto& [nom, f] : fichiers) entreprise[nom] = f.entreprise;
   const Emplacements ou = LitEmplacements(base, entreprise);
   const std::string& racine = base.Adresse().racine;
   std::vector<std::string> out = FonctionsVues(racine);
   std::vector<std::string> fautes;
+  std::set<std::pair<std::string, std::string>> anciennes = VuesExistantes(base);
   *vues = 0;
   for (const auto& [nom, specifie] : fichiers) {
     const auto e = ou.find(nom);
@@ -86,9 +116,12 @@ std::vector<std::string> Instructions(pg::BasePg& base,
       fautes.insert(fautes.end(), ici.begin(), ici.end());
       const std::vector<std::string> vue = VueFichier(f, schema, racine);
       out.insert(out.end(), vue.begin(), vue.end());
+      anciennes.erase({schema, NomVue(nom)});
       ++*vues;
     }
   }
+  for (const auto& [schema, vue] : anciennes) out.push_back(SupprimeVue(schema, vue));
+  *otees = anciennes.size();
   if (!fautes.empty()) {
     std::string texte = "aucune vue n'est faite :";
     for (const std::string& f : fautes) texte += "\n  " + f;
@@ -99,7 +132,7 @@ std::vector<std::string> Instructions(pg::BasePg& base,
 
 }  // namespace
 
-size_t RafraichitVues(Contexte& contexte, std::string* ddl) {
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl) {
   AdresseBase adresse;
   const std::string& stockage = contexte.Config().stockage;
   const std::string pourquoi = AnalyseAdresseBase(stockage, adresse);
@@ -119,16 +152,16 @@ size_t RafraichitVues(Contexte& contexte, std::string* ddl) {
     composant->Termine();
   }
   pg::BasePg base(adresse, "");
-  size_t vues = 0;
-  const std::vector<std::string> instructions = Instructions(base, fichiers, &vues);
+  size_t vues = 0, otees = 0;
+  const std::vector<std::string> instructions = Instructions(base, fichiers, &vues, &otees);
   if (ddl != nullptr) {
     *ddl = TexteSql(instructions);
-    return vues;
+    return {vues, otees};
   }
   std::vector<pg::Requete> requetes;
   for (const std::string& i : instructions) requetes.push_back(pg::Requete{i, pg::Parametres()});
   base.Structure(kOp, "vues", requetes);
-  return vues;
+  return {vues, otees};
 }
 
 int CommandeSql(Contexte& contexte) {
@@ -144,8 +177,11 @@ int CommandeSql(Contexte& contexte) {
     contexte.Sortie() << ddl;
     return 0;
   }
-  const size_t vues = RafraichitVues(contexte, nullptr);
+  const auto [vues, otees] = RafraichitVues(contexte, nullptr);
   contexte.Sortie() << "Vues SQL faites : " << vues << " vue(s), et leurs fonctions\n";
+  if (otees > 0) {
+    contexte.Sortie() << "Vues SQL supprimées (fichiers qui n'en ont plus) : " << otees << "\n";
+  }
   return 0;
 }
 

@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/options.h"
 #include "srv/config/configuration.h"
@@ -118,9 +119,9 @@ int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
 int CommandeSql(Contexte& contexte);    // built with the database store only
 // Makes again the typed views of a database store from the dictionary (or, ddl not null,
-// writes their SQL there instead); gives the number of views. Built with the database store
-// only.
-size_t RafraichitVues(Contexte& contexte, std::string* ddl);
+// writes their SQL there instead), and drops those of files that have none any more; gives
+// the number of views made and dropped. Built with the database store only.
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl);
 
 }  // namespace vesk::cli
 

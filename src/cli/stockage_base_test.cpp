@@ -383,5 +383,31 @@ TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
   EXPECT_NE(ddl.find("AS \"clrais\""), std::string::npos);
 }
 
+// entfic on a database store makes the views again once the dictionary is written: a file
+// deleted there loses its view, while a view a user made in the same schema stays.
+TEST_F(VeskSurPostgresql, EntficDropsTheViewOfAFileItDeletes) {
+  Reussit("demo dossier");
+  const std::string b = Base("e");
+  const std::string societe = schemas_.back() + "_01";
+  Reussit("copie dossier '" + b + "'");
+  fs::create_directories(dossier_ / "base");
+  std::ofstream(dossier_ / "base" / "vesk.ini")
+      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+  Reussit("--data base sql vues");
+  auto base = vesk::pg::OuvreBase(uri_, schemas_.back(), false);
+  base->Lit("essai", "v_a_moi", "CREATE VIEW " + societe + ".v_a_moi AS SELECT 1 AS no",
+            vesk::pg::Parametres());
+  std::ofstream(dossier_ / "efface.script") << "NOMFIC = FACLIG <F6>\nconfirm <F6>\nNOMFIC <Esc>\n";
+  Reussit("--data base --script efface.script entfic");
+  vesk::pg::Parametres p;
+  p.Texte(societe);
+  const vesk::pg::Resultat r =
+      base->Lit("essai", "vues",
+                "SELECT string_agg(table_name, ',' ORDER BY table_name)::text FROM "
+                "information_schema.views WHERE table_schema = $1",
+                p);
+  EXPECT_EQ(std::string(r.Octets(0, 0)), "v_a_moi,v_client,v_factur");
+}
+
 }  // namespace
 #endif

@@ -112,17 +112,23 @@ std::vector<std::string> FonctionsVues(std::string_view racine) {
   };
 }
 
+std::string NomVue(std::string_view nom) { return "v_" + Minuscules(nom); }
+
+std::string SupprimeVue(std::string_view schema, std::string_view vue) {
+  return "DROP VIEW IF EXISTS " + Qualifie(schema, vue);
+}
+
 std::vector<std::string> VueFichier(const FichierVue& f, std::string_view schema,
                                     std::string_view racine) {
   const std::string nom = Minuscules(f.nom);
-  const std::string vue = Qualifie(schema, "v_" + nom);
+  const std::string vue = Qualifie(schema, NomVue(f.nom));
   std::string select = "CREATE VIEW " + vue + " AS\nSELECT no";
   for (const ColonneVue& c : f.colonnes) {
     select += ",\n  " + Expression(c, racine) + " AS " + Identifiant(Minuscules(c.variable));
   }
   select += "\nFROM " + Qualifie(schema, "d_" + nom) + " WHERE NOT supprime";
-  return {"DROP VIEW IF EXISTS " + vue, select,
-          "COMMENT ON VIEW " + vue + " IS 'Enregistrements en service du fichier " + f.nom + "'"};
+  return {SupprimeVue(schema, NomVue(f.nom)), select,
+          "COMMENT ON VIEW " + vue + " IS '" + std::string(kCommentaireVue) + f.nom + "'"};
 }
 
 std::vector<std::string> FautesVue(const FichierVue& f, int64_t longueur_enregistrement) {

@@ -29,6 +29,15 @@ struct FichierVue {
   std::vector<std::string> schemas;  // "vesk_01"...; none: no view
 };
 
+// The comment every view of ours carries, followed by its file's name: what tells a view of
+// ours from one a user made in the same schema.
+inline constexpr std::string_view kCommentaireVue = "Enregistrements en service du fichier ";
+
+// The view of the file nom ("CLIENT": "v_client").
+std::string NomVue(std::string_view nom);
+// The statement that drops the view vue of schema.
+std::string SupprimeVue(std::string_view schema, std::string_view vue);
+
 // The statements that create or replace the functions of the views, in the root schema.
 std::vector<std::string> FonctionsVues(std::string_view racine);
 // The statements that replace the view of f in schema (dropped, then created, so that a layout
