@@ -67,8 +67,8 @@ int Lance() {
   std::string exporte;
   const double parse = Meilleur([&] { (void)toml::parse(texte); });
   const double import =
-      Meilleur([&] { fic::ImporteDictionnaire(texte, "banc.toml", /*essai=*/false); });
-  const double export_ = Meilleur([&] { exporte = fic::ExporteDictionnaire(); });
+      Meilleur([&] { fic::ImporteDictionnaire(Etat(), texte, "banc.toml", /*essai=*/false); });
+  const double export_ = Meilleur([&] { exporte = fic::ExporteDictionnaire(Etat()); });
   std::printf("dictionnaire %d fichiers x %d rubriques (%zu octets de texte)\n", kFichiers,
               kRubriques, texte.size());
   std::printf("import  %.3f s  ratio objectif/temps=%.2f  ratio toml++/import=%.2f\n", import,

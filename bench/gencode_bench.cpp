@@ -123,7 +123,7 @@ int Principal(bool seul_genps) {
     AjouteFichier("F1000", 1000);
     for (int i = 0; i < 200; ++i) {
       OublieEtatGen();
-      GenereSaisie({"F1000", "", "", ""}, nullptr);
+      GenereSaisie(Etat(), {"F1000", "", "", ""}, nullptr);
     }
     return 0;
   }
@@ -133,7 +133,7 @@ int Principal(bool seul_genps) {
   double mille = 0;
   for (int n : {1000, 10000}) {
     const double ms = Meilleur([n] {
-      GenereSaisie({"F" + std::to_string(n), "", "", ""}, nullptr);
+      GenereSaisie(Etat(), {"F" + std::to_string(n), "", "", ""}, nullptr);
     });
     const size_t lignes = std::count(EtatGen().Texte().begin(), EtatGen().Texte().end(), '\n');
     std::printf("Programme de saisie (GenereSaisie) : %d champs %.2f ms, %zu lignes\n", n, ms,
@@ -144,17 +144,17 @@ int Principal(bool seul_genps) {
   }
 
   Serie("Déclarations d'un fichier (DeclarationFichier)",
-        [](int n) { return Meilleur([n] { DeclarationFichier("F" + std::to_string(n)); }); });
+        [](int n) { return Meilleur([n] { DeclarationFichier(Etat(), "F" + std::to_string(n)); }); });
   Serie("Disposition et tampon seuls (5 lignes par champ)", [](int n) {
     return Meilleur([n] {
-      InitGenCode();
-      GenTitre("Banc", "=", "");
+      InitGenCode(Etat());
+      GenTitre(Etat(), "Banc", "=", "");
       for (int i = 0; i < n; ++i) {
-        GenRem("Champ " + std::to_string(i), 0, "");
-        GenInst("If V" + std::to_string(i) + " = \"\" Then");
-        GenInst("V = Space(8)");
-        GenInst("End If");
-        GenInst("X = Mid(T,1,8)");
+        GenRem(Etat(), "Champ " + std::to_string(i), 0, "");
+        GenInst(Etat(), "If V" + std::to_string(i) + " = \"\" Then");
+        GenInst(Etat(), "V = Space(8)");
+        GenInst(Etat(), "End If");
+        GenInst(Etat(), "X = Mid(T,1,8)");
       }
     });
   });

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/session.h"
+
 namespace vesk::btree {
 
 inline constexpr std::string_view kTitreLectBA = "Lecture d'un B-Arbre";
@@ -31,7 +33,7 @@ inline constexpr std::string_view kCorrectLectBA = "Correct";
 // The B-tree inspection: the user picks one of the open B-trees (the dictionary's and the
 // application's tables whose files exist, opened for it) and its header, free nodes, free
 // records and descriptive figures are listed. Changes nothing.
-void LectBA();
+void LectBA(Session& s);
 // What an inspection found: the tree listed and the answer of its check ("Correct" or the
 // fault found; empty when the listing was cancelled before it).
 struct Inspection {
@@ -41,12 +43,12 @@ struct Inspection {
 // The same for the open B-tree nom, as the choice names it ("CLI1", "FIC"; case ignored), or,
 // for an empty nom, the one the user picks; nothing when no tree was chosen. ErreurService when
 // no open B-tree is called nom.
-std::optional<Inspection> InspecteBArbre(const std::string& nom);
+std::optional<Inspection> InspecteBArbre(Session& s, const std::string& nom);
 
 // Opens the B-tree of every table of the dictionary whose file exists, with the key length and
 // nature of its table. A table whose file disagrees (another key length or nature) is an
 // anomaly under "LectBA", and the others are opened all the same.
-void OuvreTablesApplication();
+void OuvreTablesApplication(Session& s);
 
 // The pieces a long text is printed in: a remainder of 151 characters or more is cut after the
 // last "|" of its first 150 characters (at 150 when there is none); a shorter one is whole.

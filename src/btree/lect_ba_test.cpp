@@ -70,7 +70,7 @@ class LectBATest : public fic::EditionEssai {
   std::string Lance(const std::string& script) {
     Ouvre(script);
     Importe(kDictionnaire);
-    LectBA();
+    LectBA(Etat());
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }
@@ -109,7 +109,7 @@ TEST_F(LectBATest, ANamedTreeWithoutTheChoiceAndAPieceOf150CharactersOnOneLine) 
   });
   Ouvre("");
   Importe(dictionnaire);
-  std::optional<Inspection> inspection = InspecteBArbre("art1");
+  std::optional<Inspection> inspection = InspecteBArbre(Etat(), "art1");
   ASSERT_TRUE(inspection);
   EXPECT_EQ(inspection->nom, "ART1");
   EXPECT_EQ(inspection->controle, "Correct");
@@ -119,7 +119,7 @@ TEST_F(LectBATest, ANamedTreeWithoutTheChoiceAndAPieceOf150CharactersOnOneLine) 
   ASSERT_EQ(cles.size(), 150u);
   EXPECT_NE(Listing().find("Premières Clés\n" + cles + "\n"), std::string::npos) << Listing();
   try {
-    InspecteBArbre("NOPE");
+    InspecteBArbre(Etat(), "NOPE");
     ADD_FAILURE() << "NOPE inspecté";
   } catch (const ErreurService& e) {
     EXPECT_EQ(std::string(e.what()),
@@ -146,7 +146,7 @@ TEST_F(LectBATest, ADamagedTreeShowsItsFault) {
   }
   Ouvre("choose 5\n");
   Importe(kDictionnaire);
-  const std::optional<Inspection> inspection = InspecteBArbre("");
+  const std::optional<Inspection> inspection = InspecteBArbre(Etat(), "");
   ASSERT_TRUE(inspection);
   EXPECT_NE(inspection->controle.find("endommagé"), std::string::npos) << inspection->controle;
   const std::string texte = Listing();

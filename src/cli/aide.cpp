@@ -34,6 +34,9 @@ constexpr Entree kFichiers[] = {
     {"CODE.DOM", "Les valeurs d'un domaine de définition, en texte."},
     {"EDITIONS/",
      "Les éditions (PDF ou texte), sauf si « editions » de vesk.ini en nomme un autre."},
+    {"PROGRAMMES/",
+     "Les programmes générés par --output-dir sans dossier, avec leur registre "
+     "vesk-programmes.toml (vesk perimes, vesk regenere)."},
     {"ANOMALIES.LOG",
      "Les anomalies signalées (« @ ... »), datées, avec la procédure qui les a rencontrées, et le "
      "détail des erreurs qui ont fini une commande."},

@@ -38,7 +38,7 @@ int CommandeExport(Contexte& contexte) {
   std::string texte;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    texte = fic::ExporteDictionnaire();
+    texte = fic::ExporteDictionnaire(composant->Session());
     composant->Termine();
   }
   if (o.arguments.empty()) {
@@ -57,7 +57,7 @@ int CommandeImport(Contexte& contexte) {
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
     const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-    b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+    b = fic::ImporteDictionnaire(composant->Session(), texte, chemin, o.essai, barre.get());
     barre->Fin();
     composant->Termine();
   }

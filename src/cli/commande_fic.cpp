@@ -5,8 +5,9 @@
 #include "btree/lect_ba.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "gencode/etat_gencode.h"
 #include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
@@ -17,8 +18,7 @@ namespace vesk::cli {
 namespace {
 
 // Makes the Fic record of the file nom current; an error when the dictionary has no such file.
-void ExigeFichier(const Contexte& contexte, const std::string& nom) {
-  Session& etat = Etat();
+void ExigeFichier(const Contexte& contexte, Session& etat, const std::string& nom) {
   etat.fic.Affecte(kNomFic, nom);
   bool trouve = false;
   etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
@@ -29,12 +29,12 @@ void ExigeFichier(const Contexte& contexte, const std::string& nom) {
 }
 
 // Makes the Fic record of the file named on the command line current, then runs the screen.
-int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
+int EcranDuFichier(Contexte& contexte, void (*ecran)(Session&, int16_t&)) {
   const std::string nom = contexte.NomFichier();
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-  ExigeFichier(contexte, nom);
+  ExigeFichier(contexte, composant->Session(), nom);
   int16_t touche = 0;
-  ecran(touche);
+  ecran(composant->Session(), touche);
   composant->Termine();
   return 0;
 }
@@ -43,10 +43,14 @@ int EcranDuFichier(Contexte& contexte, void (*ecran)(int16_t&)) {
 // Code" by the message service (a line of the transcript with a script).
 class AffichageVisionneuse : public AffichageGenCode {
  public:
+  explicit AffichageVisionneuse(Session& s) : s_(s) {}
   void Montre(const EtatGenCode&) override {}
   void Termine(const EtatGenCode& etat) override {
-    Etat().Message().Visionne(etat.Texte(), "Génération de Code");
+    s_.Message().Visionne(etat.Texte(), "Génération de Code");
   }
+
+ private:
+  Session& s_;
 };
 
 }  // namespace
@@ -54,7 +58,7 @@ class AffichageVisionneuse : public AffichageGenCode {
 int CommandeEntFic(Contexte& contexte) {
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-    InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>());
+    InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>(composant->Session()));
     composant->Ass().EntFic();
     InstalleAffichageGenCodeThread(nullptr);
     composant->Termine();
@@ -70,9 +74,9 @@ int CommandeEdtFic(Contexte& contexte) {
   const std::string nom = contexte.NomFichier();
   return Edite(
       contexte,
-      [&](Composant&) {
-        ExigeFichier(contexte, nom);
-        fic::EdtFic(nom, true);
+      [&](Composant& c) {
+        ExigeFichier(contexte, c.Session(), nom);
+        fic::EdtFic(c.Session(), fic::LitDictionnaire(c.Session()), nom, true);
       },
       "Rien n'a été édité.", true);
 }
@@ -96,7 +100,7 @@ int CommandeLectBA(Contexte& contexte) {
   const std::string nom = arguments.empty() ? "" : text::UpperAscii(arguments.front());
   std::optional<btree::Inspection> inspection;
   const int statut = Edite(
-      contexte, [&](Composant&) { inspection = btree::InspecteBArbre(nom); },
+      contexte, [&](Composant& c) { inspection = btree::InspecteBArbre(c.Session(), nom); },
       "Aucun B-arbre choisi : rien à éditer.", true);
   if (inspection && !inspection->controle.empty() &&
       inspection->controle != btree::kCorrectLectBA) {

@@ -9,7 +9,9 @@
 #include "btree/reconstruction.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 #include "srv/tui/barre_progression.h"
@@ -63,9 +65,9 @@ int EcritResumes(Contexte& contexte, const std::vector<btree::ResumeFichier>& re
   return statut;
 }
 
-int SansEcran(Contexte& contexte) {
+int SansEcran(Contexte& contexte, Session& s) {
   const OptionsLigne& o = contexte.Options();
-  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
   btree::Interlocuteur qui;
   qui.message = [](std::string_view) {};  // the summary says the rest
   qui.confirme = [&](const std::string& question) {
@@ -78,11 +80,11 @@ int SansEcran(Contexte& contexte) {
   // A bar on the terminal while each file is rebuilt (nothing when stderr is not one).
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
   qui.suivi = barre.get();
-  const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
+  const std::vector<std::string> noms = Noms(o, btree::Candidats(s, modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
   std::vector<btree::ResumeFichier> resumes;
   for (const std::string& nom : noms) {
-    resumes.push_back(btree::ReconstruitFichier(modele, champs_e, nom, qui));
+    resumes.push_back(btree::ReconstruitFichier(s, modele, champs_e, nom, qui));
   }
   return EcritResumes(contexte, resumes);
 }
@@ -95,7 +97,7 @@ int Dictionnaire(Contexte& contexte) {
   qui.message = [](std::string_view) {};
   qui.confirme = [](const std::string&) { return true; };
   int statut = 0;
-  for (const btree::ResumeFichier& r : btree::ReconstruitDictionnaire(qui)) {
+  for (const btree::ResumeFichier& r : btree::ReconstruitDictionnaire(Etat(), qui)) {
     contexte.Sortie() << Resume(r) << "\n";
     if (!r.fait) statut = 1;
   }
@@ -127,7 +129,7 @@ int CommandeReConsBA(Contexte& contexte) {
   int statut = 0;
   if (ecran) {
     // The screen is closed before its summary is written: it stays on the terminal.
-    const std::vector<btree::ResumeFichier> resumes = btree::ReConsBAEcran();
+    const std::vector<btree::ResumeFichier> resumes = btree::ReConsBAEcran(composant->Session());
     composant->Termine();
     if (resumes.empty()) {
       contexte.Sortie() << "Aucun fichier choisi : rien n'est reconstruit.\n";
@@ -135,7 +137,7 @@ int CommandeReConsBA(Contexte& contexte) {
       statut = EcritResumes(contexte, resumes);
     }
   } else {
-    statut = SansEcran(contexte);
+    statut = SansEcran(contexte, composant->Session());
     composant->Termine();
   }
   contexte.TermineSortie();

@@ -10,8 +10,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "cli/vues_sql.h"
-#include "fic/dictionnaire_texte.h"
-#include "fic/table_champs.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/pg/base_pg.h"
@@ -22,20 +21,18 @@ namespace {
 
 constexpr std::string_view kOp = "Vues SQL";
 
-// The fields of a specified file as its view decodes them (the component's rules give their
-// internal formats and positions).
-std::vector<ColonneVue> Colonnes(const fic::FichierTexte& fichier) {
-  const fic::TableChamps champs = fic::ConstruitChamps(fichier);
-  const std::vector<int32_t> debuts = champs.Debuts();
+// The fields of a specified file as its view decodes them (the model gives their internal
+// formats and positions).
+std::vector<ColonneVue> Colonnes(const fic::Fichier& fichier) {
   std::vector<ColonneVue> out;
-  for (int32_t i = 1; i <= champs.Nombre(); ++i) {
+  for (const fic::Rubrique& r : fichier.rubriques) {
     ColonneVue c;
-    c.variable = std::string(champs.Texte(i, fic::kColVariable));
-    c.type = champs.Texte(i, fic::kColType).empty() ? 'A' : champs.Texte(i, fic::kColType)[0];
-    c.format = champs.Texte(i, fic::kColFormat).empty() ? 'A' : champs.Texte(i, fic::kColFormat)[0];
-    c.debut = debuts[static_cast<size_t>(i - 1)];
-    c.longueur = champs.LongueurInterne(i);
-    c.decimales = champs.Decimales(i);
+    c.variable = r.variable;
+    c.type = r.Type() == ' ' ? 'A' : r.Type();
+    c.format = r.interne.format == ' ' ? 'A' : r.interne.format;
+    c.debut = r.position;
+    c.longueur = r.interne.longueur;
+    c.decimales = r.Decimales();
     out.push_back(std::move(c));
   }
   return out;
@@ -146,7 +143,7 @@ std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl) {
   std::map<std::string, Specifie> fichiers;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    for (const auto& [nom, f] : fic::LitDictionnaire().fichiers) {
+    for (const auto& [nom, f] : fic::LitDictionnaire(composant->Session()).fichiers) {
       fichiers[nom] = Specifie{f.entreprise, Colonnes(f)};
     }
     composant->Termine();

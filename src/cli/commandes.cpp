@@ -57,8 +57,7 @@ constexpr Commande kCommandes[] = {
      "reconstruit les B-arbres du dictionnaire lui-même depuis ses fichiers, quand ils sont "
      "endommagés ou perdus.",
      "--script --transcript --output --tous --force --dictionnaire", CommandeReConsBA,
-     Argument::kNomFichier, "",
-     "vesk reconsba --tous"},
+     Argument::kNomFichier, "", "vesk reconsba --tous"},
     {"entba", "NOM", "Saisie des tables B-arbres du fichier NOM (écran)",
      "L'écran de saisie des tables B-arbres du fichier NOM : nom, nature, longueur et liste de "
      "la clé.",
@@ -84,20 +83,40 @@ constexpr Commande kCommandes[] = {
      "Les déclarations générées pour le fichier NOM : l'ouverture du fichier et de ses B-arbres, "
      "la lecture et l'écriture de ses enregistrements, ses variables. Dans un terminal, le "
      "visualiseur « Génération de Code » ; sinon la sortie.",
-     "--output --encoding --eol", CommandeDecl, Argument::kNomFichier, "",
+     "--output --output-dir --encoding --eol", CommandeDecl, Argument::kNomFichier, "",
      "vesk decl CLIENT --eol lf --output client.bas"},
     {"genps", "[NOM]", "Génère le programme de saisie du fichier NOM (écran sans NOM)",
      "Le programme de saisie d'un fichier : sans NOM, son écran de génération ; avec NOM, le "
      "programme du fichier NOM avec toutes les valeurs par défaut, sur la sortie.",
-     "--script --transcript --output --encoding --eol", CommandeGenPS, Argument::kNomFichier,
-     "Nom du fichier"},
+     "--script --transcript --output --output-dir --encoding --eol", CommandeGenPS,
+     Argument::kNomFichier, "Nom du fichier"},
     {"genpe", "[NOM]",
      "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
      "Le programme d'édition ou de sortie CSV d'un fichier : sans NOM, son écran de génération ; "
      "avec NOM, le programme de sortie CSV du fichier NOM (--edition : l'édition imprimée) sur "
      "la sortie.",
-     "--script --transcript --output --encoding --eol --csv --edition", CommandeGenPE,
+     "--script --transcript --output --output-dir --encoding --eol --csv --edition", CommandeGenPE,
      Argument::kNomFichier, "Nom du fichier", "vesk genpe FACTUR --edition"},
+    {"perimes", "[DOSSIER]",
+     "Liste les programmes générés dans DOSSIER que le dictionnaire a changés, et ce qui a changé",
+     "Compare chaque programme enregistré dans DOSSIER (par --output-dir ; défaut : PROGRAMMES "
+     "du dossier de données) aux parties du dictionnaire dont il est fait : son fichier, ses "
+     "rubriques, ses tables, ses chaînages et ses domaines. Liste ceux qui ont changé, avec ce "
+     "qui a changé ; statut 1 s'il y en a.",
+     "--output", CommandePerimes, Argument::kDossier, "", "vesk perimes"},
+    {"regenere", "[DOSSIER]",
+     "Régénère les programmes périmés de DOSSIER avec leurs réponses enregistrées",
+     "Régénère chaque programme périmé de DOSSIER (défaut : PROGRAMMES du dossier de données) "
+     "avec les réponses, l'encodage et les fins de ligne enregistrés, et montre les lignes qui "
+     "ont changé dans chacun.",
+     "--output", CommandeRegenere, Argument::kDossier, "", "vesk regenere"},
+    {"usages", "NOM",
+     "Où NOM est utilisé : fichiers, rubriques, listes de clé, chaînages, domaines, programmes",
+     "Les utilisations de NOM, variable de rubrique, code de domaine, fichier ou table B-arbre : "
+     "les fichiers, rubriques, listes de clé, chaînages et domaines qui le nomment, et les "
+     "programmes enregistrés dans PROGRAMMES du dossier de données qui en sont faits, groupés "
+     "par genre ; statut 1 quand rien ne l'utilise.",
+     "--output", CommandeUsages, Argument::kNomFichier, "", "vesk usages CLNOM"},
     {"export", "[FICHIER]",
      "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
      "Le dictionnaire entier en texte TOML (domaines, fichiers, rubriques, B-arbres, chaînages), "

@@ -88,6 +88,9 @@ int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std:
 // Shows generated code in the viewer "Génération de Code" in a terminal, otherwise writes it to
 // the output in the encoding and line ends asked for; 1 when the generation reported anomalies.
 int SortieCode(Contexte& contexte, std::string texte, size_t anomalies);
+// Generated code (lines preceded by CR LF) in the given line ends and encoding (ErreurService
+// when a character has no place in cp1252).
+std::string ConvertitCode(std::string texte, Encodage encodage, FinDeLigne fin);
 
 // The commands that exist, in menu order.
 std::span<const Commande> Commandes();
@@ -115,6 +118,9 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandePerimes(Contexte& contexte);
+int CommandeRegenere(Contexte& contexte);
+int CommandeUsages(Contexte& contexte);
 int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
 int CommandeSql(Contexte& contexte);    // built with the database store only

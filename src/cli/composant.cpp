@@ -38,10 +38,9 @@ Composant::~Composant() {
 }
 
 void Composant::Ouvre(bool exige_dictionnaire) {
+  etat_ = &Etat();  // main's thread: the one lookup of the run
   if (exige_dictionnaire) {
-    bool existe = false;
-    Etat().Donnee().Existe("FIC.DAT", existe);
-    if (!existe) {
+    if (!DictionnaireExiste(*etat_)) {
       throw ErreurService("Ouverture du dictionnaire", dossier_,
                           "aucun dictionnaire dans ce dossier (vesk init le crée)");
     }
@@ -52,11 +51,12 @@ void Composant::Ouvre(bool exige_dictionnaire) {
 
 std::vector<std::string> Composant::EditionsEcrites() {
   std::vector<std::string> fichiers;
-  Etat().Edition().FichiersEcrits(fichiers);
+  etat_->Edition().FichiersEcrits(fichiers);
   return fichiers;
 }
 
 void Composant::Termine() {
+  etat_ = nullptr;
   OublieEtat();
   if (session_ != nullptr && session_->Restantes() > 0) {
     const script::Reponse* r = session_->Regarde();

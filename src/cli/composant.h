@@ -13,6 +13,7 @@
 
 #include "cli/commandes.h"
 #include "core/ass.h"
+#include "core/session.h"
 #include "srv/config/configuration.h"
 #include "srv/script/session.h"
 
@@ -29,6 +30,8 @@ class Composant {
   Composant& operator=(const Composant&) = delete;
 
   AsS& Ass() { return *ass_; }
+  // The session of main's thread, which the component's commands are given.
+  vesk::Session& Session() { return *etat_; }
   // Opens the dictionary (OuvS creates its files when they are absent; with exige_dictionnaire
   // a folder without a dictionary is an error instead).
   void Ouvre(bool exige_dictionnaire);
@@ -40,6 +43,7 @@ class Composant {
 
  private:
   std::shared_ptr<AsS> ass_;
+  vesk::Session* etat_ = nullptr;
   std::shared_ptr<script::Session> session_;
   std::shared_ptr<std::ofstream> transcription_;
   std::string dossier_;

@@ -22,6 +22,10 @@ const OptionAide kOptions[] = {
      "Écrit le résultat dans FICHIER (« - » : la sortie standard) ; une édition va dans un "
      "fichier .pdf ou .txt, ou en texte sur la sortie standard",
      Genre::kFichier, "", false, &O::sortie},
+    {"--output-dir", "", "[DOSSIER]",
+     "Écrit le programme NOM.bas dans DOSSIER (sans valeur : PROGRAMMES du dossier de données) et "
+     "l'enregistre pour vesk perimes et vesk regenere",
+     Genre::kDossier, "", false, &O::dossier_programmes, nullptr, nullptr, nullptr, true},
     {"--script", "", "FICHIER", "Rejoue les réponses d'un script au lieu de lire le clavier",
      Genre::kFichier, "", false, &O::script},
     {"--transcript", "", "FICHIER",
@@ -84,6 +88,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
       continue;  // --version: declared by the application
     }
     if (!d.valeur.empty()) option->type_name(std::string(d.valeur));
+    if (d.valeur_facultative) option->expected(0, 1);
   }
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)");
   app.add_option("arguments", o.arguments, "Les arguments de la commande");

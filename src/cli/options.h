@@ -23,15 +23,16 @@ enum class Encodage { kUtf8, kCp1252 };
 enum class FinDeLigne { kCrLf, kLf };
 
 struct OptionsLigne {
-  std::optional<std::string> data;           // --data DIR
-  std::optional<std::string> entreprise;     // --entreprise NAME, over vesk.ini
-  std::optional<std::string> application;    // --application NAME (init)
-  std::optional<std::string> script;         // --script FILE (scripted screens)
-  std::optional<std::string> transcription;  // --transcript FILE (with --script)
-  std::optional<std::string> sortie;         // --output FILE ("-": standard output)
-  std::vector<std::string> reglages;         // --set key=value (config), in order
-  std::string encodage_texte = "utf8";       // --encoding, as typed
-  std::string fin_texte = "crlf";            // --eol, as typed
+  std::optional<std::string> data;                // --data DIR
+  std::optional<std::string> entreprise;          // --entreprise NAME, over vesk.ini
+  std::optional<std::string> application;         // --application NAME (init)
+  std::optional<std::string> script;              // --script FILE (scripted screens)
+  std::optional<std::string> transcription;       // --transcript FILE (with --script)
+  std::optional<std::string> sortie;              // --output FILE ("-": standard output)
+  std::optional<std::string> dossier_programmes;  // --output-dir [DIR] ("": the default)
+  std::vector<std::string> reglages;              // --set key=value (config), in order
+  std::string encodage_texte = "utf8";            // --encoding, as typed
+  std::string fin_texte = "crlf";                 // --eol, as typed
   Encodage encodage = Encodage::kUtf8;
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   bool aide = false;                   // -h, --help
@@ -67,6 +68,7 @@ struct OptionAide {
   std::string OptionsLigne::*chaine = nullptr;
   bool OptionsLigne::*drapeau = nullptr;
   std::vector<std::string> OptionsLigne::*liste = nullptr;
+  bool valeur_facultative = false;  // the option may be given without its value
 };
 
 // Every option, in the order of the help.

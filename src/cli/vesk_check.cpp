@@ -13,6 +13,7 @@
 #include "core/ass.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/dossier.h"
 #include "srv/isam/env.h"
@@ -57,7 +58,7 @@ std::vector<CleVerif> ClesDuDictionnaire(const std::string& dir, RapportVerif* r
   try {
     std::shared_ptr<vesk::AsS> ass = vesk::AsS::Cree();
     ass->OuvS();
-    const vesk::fic::ModeleDictionnaire modele = vesk::fic::LitDictionnaire();
+    const vesk::fic::ModeleDictionnaire modele = vesk::fic::LitDictionnaire(vesk::Etat());
     std::vector<std::string> noms = {"FIC", "DOM", "BA", "CHAIN"};
     for (const auto& [nom, f] : modele.fichiers) noms.push_back(nom);
     const std::vector<std::string> entreprises = SousDossiers(Env::Default(), dir);

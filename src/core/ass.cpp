@@ -106,26 +106,56 @@ void AsS::OuvS() {
   AccordArbre(etat, kChain, etat.chain_arbre, etat.chain_fichier);
 }
 
-void AsS::LireFic(int32_t& e) { Lit(Etat(), Etat().fic_fichier, e, Etat().fic); }
-void AsS::EcrireFic(int32_t& e) { Ecrit(Etat(), Etat().fic_fichier, e, Etat().fic); }
-void AsS::LireLfic(int32_t& e) { Lit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
-void AsS::EcrireLfic(int32_t& e) { Ecrit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
-void AsS::LireDom(int32_t& e) { Lit(Etat(), Etat().dom_fichier, e, Etat().dom); }
-void AsS::EcrireDom(int32_t& e) { Ecrit(Etat(), Etat().dom_fichier, e, Etat().dom); }
-void AsS::LireBa(int32_t& e) { Lit(Etat(), Etat().ba_fichier, e, Etat().ba); }
-void AsS::EcrireBa(int32_t& e) { Ecrit(Etat(), Etat().ba_fichier, e, Etat().ba); }
-void AsS::LireChain(int32_t& e) { Lit(Etat(), Etat().chain_fichier, e, Etat().chain); }
-void AsS::EcrireChain(int32_t& e) { Ecrit(Etat(), Etat().chain_fichier, e, Etat().chain); }
+void AsS::LireFic(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.fic_fichier, e, s.fic);
+}
+void AsS::EcrireFic(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.fic_fichier, e, s.fic);
+}
+void AsS::LireLfic(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.lfic_fichier, e, s.lfic);
+}
+void AsS::EcrireLfic(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.lfic_fichier, e, s.lfic);
+}
+void AsS::LireDom(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.dom_fichier, e, s.dom);
+}
+void AsS::EcrireDom(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.dom_fichier, e, s.dom);
+}
+void AsS::LireBa(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.ba_fichier, e, s.ba);
+}
+void AsS::EcrireBa(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.ba_fichier, e, s.ba);
+}
+void AsS::LireChain(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.chain_fichier, e, s.chain);
+}
+void AsS::EcrireChain(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.chain_fichier, e, s.chain);
+}
 
-void AsS::EntDom() { ExecuteCommande(CommandeAsS::kEntDom, "EntDom"); }
-void AsS::EdtDom() { ExecuteCommande(CommandeAsS::kEdtDom, "EdtDom"); }
-void AsS::EntFic() { ExecuteCommande(CommandeAsS::kEntFic, "EntFic"); }
-void AsS::EdtLFic() { ExecuteCommande(CommandeAsS::kEdtLFic, "EdtLFic"); }
-void AsS::FicApp() { ExecuteCommande(CommandeAsS::kFicApp, "FicApp"); }
-void AsS::LectBA() { ExecuteCommande(CommandeAsS::kLectBA, "LectBA"); }
-void AsS::ReConsBA() { ExecuteCommande(CommandeAsS::kReConsBA, "ReConsBA"); }
-void AsS::GenPS() { ExecuteCommande(CommandeAsS::kGenPS, "GenPS"); }
-void AsS::GenPE() { ExecuteCommande(CommandeAsS::kGenPE, "GenPE"); }
+void AsS::EntDom() { ExecuteCommande(Etat(), CommandeAsS::kEntDom, "EntDom"); }
+void AsS::EdtDom() { ExecuteCommande(Etat(), CommandeAsS::kEdtDom, "EdtDom"); }
+void AsS::EntFic() { ExecuteCommande(Etat(), CommandeAsS::kEntFic, "EntFic"); }
+void AsS::EdtLFic() { ExecuteCommande(Etat(), CommandeAsS::kEdtLFic, "EdtLFic"); }
+void AsS::FicApp() { ExecuteCommande(Etat(), CommandeAsS::kFicApp, "FicApp"); }
+void AsS::LectBA() { ExecuteCommande(Etat(), CommandeAsS::kLectBA, "LectBA"); }
+void AsS::ReConsBA() { ExecuteCommande(Etat(), CommandeAsS::kReConsBA, "ReConsBA"); }
+void AsS::GenPS() { ExecuteCommande(Etat(), CommandeAsS::kGenPS, "GenPS"); }
+void AsS::GenPE() { ExecuteCommande(Etat(), CommandeAsS::kGenPE, "GenPE"); }
 void AsS::Util() {}
 
 int32_t AsS::IdMethode(std::string_view nom) {

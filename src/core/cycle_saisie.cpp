@@ -13,7 +13,7 @@ constexpr std::string_view kSansOption = "[]";
 
 }  // namespace
 
-CycleSaisie::CycleSaisie(EcranCycle ecran) : etat_(Etat()), ecran_(ecran) {
+CycleSaisie::CycleSaisie(Session& s, EcranCycle ecran) : etat_(s), ecran_(ecran) {
   SrvEcran& e = etat_.Ecran();
   e.ToucheRetour(retour_);
   e.ToucheDebut(debut_);
@@ -41,7 +41,7 @@ bool CycleSaisie::SaisitCle(std::string& valeur, int16_t& touche) {
 
 bool CycleSaisie::Cherche(const FichierCle& f, std::string_view cle, int32_t& e) {
   cle_trouvee_ = cle;
-  if (ecran_.nom) return ChercheNom(f, cle, e, &cle_trouvee_);
+  if (ecran_.nom) return ChercheNom(etat_, f, cle, e, &cle_trouvee_);
   bool trouve = false;
   etat_.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
   e = 0;
@@ -58,7 +58,7 @@ bool CycleSaisie::AfficheMode(bool trouve, int16_t touche_cle, std::string& lett
   return suppression;
 }
 
-bool CycleSaisie::ConfirmeSuppression() { return Confirmation(kLigne); }
+bool CycleSaisie::ConfirmeSuppression() { return Confirmation(etat_, kLigne); }
 
 bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche) {
   size_t i = 0;
@@ -103,20 +103,20 @@ bool CycleSaisie::SaisitEcran(const EtapesEcran& e, std::span<const ChampCycle> 
   }
 }
 
-int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
+int32_t EcritEnregistrement(Session& s, const FichierCle& f, int32_t e,
+                            const std::function<void()>& supprime,
                             const std::function<std::string()>& remplit) {
-  LotDictionnaire lot;
+  LotDictionnaire lot(s);
   if (e != 0) {
-    Etat().Donnee().LireEnr(f.fichier, e);
+    s.Donnee().LireEnr(f.fichier, e);
     supprime();
   }
-  const int32_t nouveau = InsereEnregistrement(f, remplit());
+  const int32_t nouveau = InsereEnregistrement(s, f, remplit());
   lot.Valide();
   return nouveau;
 }
 
-bool Confirmation(std::string_view ligne) {
-  Session& etat = Etat();
+bool Confirmation(Session& etat, std::string_view ligne) {
   int16_t confirme = 0, touche = 0, confirmation = 0;
   etat.Ecran().ValeurConfirmation(confirme);
   etat.Saisie().Confirme(confirme, touche, ligne);
@@ -124,26 +124,25 @@ bool Confirmation(std::string_view ligne) {
   return touche == confirmation && confirme != 0;
 }
 
-void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs) {
+void AfficheTrouve(Session& s, const Enregistrement& e, std::span<const ChampTrouve> champs) {
   for (const ChampTrouve& c : champs) {
-    Etat().Saisie().Affiche(c.cle, e[c.champ]);
+    s.Saisie().Affiche(c.cle, e[c.champ]);
     *c.valeur = std::string(text::TrimRight(e[c.champ]));
   }
 }
 
-void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e) {
-  Etat().BArbre().Supprime(f.arbre, cle, e, f.fichier);
+void SupprimeEnregistrement(Session& s, const FichierCle& f, std::string_view cle, int32_t e) {
+  s.BArbre().Supprime(f.arbre, cle, e, f.fichier);
 }
 
-int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
+int32_t InsereEnregistrement(Session& s, const FichierCle& f, std::string_view cle) {
   int32_t e = 0;
-  Etat().BArbre().Insere(f.arbre, cle, f.fichier, e);
+  s.BArbre().Insere(f.arbre, cle, f.fichier, e);
   return e;
 }
 
-void ParcourtCles(const FichierCle& f,
+void ParcourtCles(Session& etat, const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit) {
-  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   for (etat.BArbre().PremCle(f.arbre, f.fichier, trouve, cle); trouve;
@@ -154,8 +153,8 @@ void ParcourtCles(const FichierCle& f,
   }
 }
 
-bool ChercheNom(const FichierCle& f, std::string_view cle, int32_t& e, std::string* stockee) {
-  Session& etat = Etat();
+bool ChercheNom(Session& etat, const FichierCle& f, std::string_view cle, int32_t& e,
+                std::string* stockee) {
   bool trouve = false;
   e = 0;
   etat.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
@@ -166,7 +165,7 @@ bool ChercheNom(const FichierCle& f, std::string_view cle, int32_t& e, std::stri
   }
   const std::string voulu = text::UpperAscii(text::TrimRight(cle));
   std::string trouvee;
-  ParcourtCles(f, [&](const std::string& k, int32_t no) {
+  ParcourtCles(etat, f, [&](const std::string& k, int32_t no) {
     if (e != 0 || text::UpperAscii(text::TrimRight(k)) != voulu) return;
     e = no;
     trouvee = k;

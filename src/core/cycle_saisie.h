@@ -3,8 +3,8 @@
 // hint, the key field that leaves the screen, the lookup through the file's primary B-tree, the
 // mode shown beside the key, the confirmed deletion, and the entry of the other fields in order
 // with the back and start keys. A modification is written as a deletion followed by an
-// insertion (SupprimeEnregistrement, then InsereEnregistrement). Works on the calling thread's
-// module state; one screen at a time per thread.
+// insertion (SupprimeEnregistrement, then InsereEnregistrement). Works on the session it is
+// given; one screen at a time per session.
 #ifndef VESK_CORE_CYCLE_SAISIE_H_
 #define VESK_CORE_CYCLE_SAISIE_H_
 
@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/etat_module.h"
+#include "core/session.h"
 
 namespace vesk {
 
@@ -77,7 +77,7 @@ struct EcranCycle {
 class CycleSaisie {
  public:
   // Asks SrvEcran for the back, start, deletion and Esc keys.
-  explicit CycleSaisie(EcranCycle ecran);
+  CycleSaisie(Session& s, EcranCycle ecran);
 
   // A new screen: InitEcran, Titre, DefChamps, then the deletion hint on line "B".
   void NouvelEcran();
@@ -124,31 +124,32 @@ class CycleSaisie {
 
 // Asks Confirme on line ligne: true when the key pressed is the confirmation key and the flag
 // (from ValeurConfirmation) is not 0.
-bool Confirmation(std::string_view ligne);
+bool Confirmation(Session& s, std::string_view ligne);
 
 // A record found: each field shown as the record holds it (padded), and the text its entry
 // starts from taken without the padding, so that the user types after it.
-void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs);
+void AfficheTrouve(Session& s, const Enregistrement& e, std::span<const ChampTrouve> champs);
 
 // Removes the key cle and gives record e back to the file.
-void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e);
+void SupprimeEnregistrement(Session& s, const FichierCle& f, std::string_view cle, int32_t e);
 // Writes the current fields as a new record under the key cle; gives its number.
-int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle);
+int32_t InsereEnregistrement(Session& s, const FichierCle& f, std::string_view cle);
 // Writes a screen's record in one batch, so that a crash cannot lose a modified record: the
 // record e found by the lookup (0: none) read again and deleted by supprime, then the current
 // fields filled by remplit, which gives their key, inserted. Gives the new record's number.
-int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
+int32_t EcritEnregistrement(Session& s, const FichierCle& f, int32_t e,
+                            const std::function<void()>& supprime,
                             const std::function<std::string()>& remplit);
 
 // Calls lit(key, record number) for every record of f in key order, the record being the
 // file's current fields during the call.
-void ParcourtCles(const FichierCle& f,
+void ParcourtCles(Session& s, const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit);
 
 // Looks the name cle up in f: as given, then ignoring case and trailing spaces (a name stored
 // before names were upper-cased). Found: the record is current, e is its number and stockee
 // (when given) its key as stored; otherwise e is 0.
-bool ChercheNom(const FichierCle& f, std::string_view cle, int32_t& e,
+bool ChercheNom(Session& s, const FichierCle& f, std::string_view cle, int32_t& e,
                 std::string* stockee = nullptr);
 
 // True when texte is made of letters "a"-"z", "A"-"Z" and digits only (and is not empty): a

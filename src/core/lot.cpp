@@ -1,16 +1,16 @@
 #include "core/lot.h"
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "srv/erreur_service.h"
 
 namespace vesk {
 
-LotDictionnaire::LotDictionnaire() { Etat().Donnee().DebutLot(); }
+LotDictionnaire::LotDictionnaire(Session& s) : s_(s) { s_.Donnee().DebutLot(); }
 
 LotDictionnaire::~LotDictionnaire() {
   if (fini_) return;
   try {
-    Etat().Donnee().AnnuleLot();
+    s_.Donnee().AnnuleLot();
   } catch (const ErreurService&) {
     // The error that left the batch is on its way to the host. A failed undo leaves the
     // folder refusing every use until it is reopened, which rolls the batch back from disk.
@@ -19,7 +19,7 @@ LotDictionnaire::~LotDictionnaire() {
 
 void LotDictionnaire::Valide() {
   fini_ = true;
-  Etat().Donnee().FinLot();
+  s_.Donnee().FinLot();
 }
 
 }  // namespace vesk

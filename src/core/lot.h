@@ -1,15 +1,17 @@
 // LotDictionnaire: a batch of the thread's data-file service, for the component's writes that
 // must land together (a file specification and its field lines, a whole imported dictionary).
 // Valide commits the batch; a batch left without Valide (an error on its way) is undone. Used on
-// the calling thread's module state.
+// the session it is given.
 #ifndef VESK_CORE_LOT_H_
 #define VESK_CORE_LOT_H_
 
 namespace vesk {
 
+class Session;
+
 class LotDictionnaire {
  public:
-  LotDictionnaire();
+  explicit LotDictionnaire(Session& s);
   ~LotDictionnaire();
   LotDictionnaire(const LotDictionnaire&) = delete;
   LotDictionnaire& operator=(const LotDictionnaire&) = delete;
@@ -18,6 +20,7 @@ class LotDictionnaire {
   void Valide();
 
  private:
+  Session& s_;
   bool fini_ = false;
 };
 

@@ -1,7 +1,7 @@
 // The dictionary as one UTF-8 TOML text that reads and diffs well and loads back exactly:
 // domains with the lines of their .DOM files, files in name order with their fields in field
 // order, B-tree tables and chainings (docs/dictionary-text.md gives the format). Works on the
-// calling thread's module state: the dictionary must be open (AsS::OuvS).
+// session it is given: the dictionary must be open (AsS::OuvS).
 #ifndef VESK_FIC_DICTIONNAIRE_TEXTE_H_
 #define VESK_FIC_DICTIONNAIRE_TEXTE_H_
 
@@ -10,14 +10,14 @@
 #include <string_view>
 #include <vector>
 
+#include "core/session.h"
 #include "fic/modele_dictionnaire.h"
-#include "fic/table_champs.h"
 #include "srv/suivi_progression.h"
 
 namespace vesk::fic {
 
 // The whole dictionary as text; the same dictionary always gives the same bytes.
-std::string ExporteDictionnaire();
+std::string ExporteDictionnaire(Session& s);
 
 // Replaces the dictionary by the text (nom names it in messages). Everything an entry screen
 // would refuse is refused, each fault named by "nom:line : reason", and nothing is written.
@@ -31,35 +31,25 @@ struct BilanImport {
   std::string ecriture_differee;
 };
 // suivi (may be null) is told how many domains, files, tables and chainings are written.
-BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
-                                SuiviProgression* suivi = nullptr);
+BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_view nom,
+                                bool essai, SuiviProgression* suivi = nullptr);
 
 // --- The steps, for the tests and the tools that need one of them ---
 
-// Reads the dictionary's records (and the .DOM files) into a model.
-ModeleDictionnaire LitDictionnaire();
-// The part of the dictionary that the programs generated for the file nom are made from: the
-// file, its tables, the chainings it is the line or header file of, with the file at their
-// other end (its record's values only, without fields), and the domains its fields name
-// (without their definition lines). nullopt when nom is not a specified file. Reads only that
-// part of the records; PartiesFichier cuts the same part out of a whole model.
-std::optional<ModeleDictionnaire> LitPartiesFichier(std::string_view nom);
-ModeleDictionnaire PartiesFichier(const ModeleDictionnaire& modele, std::string_view nom);
-// The names of the tables of the file nom in the B-tree dictionary, in table order (only the
-// current Ba record changes).
-std::vector<std::string> TablesDuFichier(std::string_view nom);
+// (The model from the records and its completion: fic/lecture_dictionnaire.h.)
 // The model as TOML text, and back: a text that is not TOML, or not of the model's shape, is an
 // ErreurService naming nom, the line and the fault.
 std::string EcritToml(const ModeleDictionnaire& modele);
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
 // Every fault of the model, each as "nom:line : reason"; empty when it can be written.
-std::vector<std::string> ControleModele(const ModeleDictionnaire& modele, std::string_view nom);
+std::vector<std::string> ControleModele(Session& s, const ModeleDictionnaire& modele,
+                                        std::string_view nom);
 // Ends the import: an ErreurService naming nom that lists the faults.
 [[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
-// The field table of a checked file, the defaults of the field rules applied.
-TableChamps ConstruitChamps(const FichierTexte& fichier);
-// Replaces the dictionary's records and definition files by the checked model.
-void RemplaceDictionnaire(const ModeleDictionnaire& modele, SuiviProgression* suivi = nullptr);
+// Replaces the dictionary's records and definition files by the checked model, complete
+// (Complete).
+void RemplaceDictionnaire(Session& s, const ModeleDictionnaire& modele,
+                          SuiviProgression* suivi = nullptr);
 
 }  // namespace vesk::fic
 

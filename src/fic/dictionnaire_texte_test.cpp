@@ -2,6 +2,7 @@
 // dictionary as it was, and the definition files.
 #include "fic/dictionnaire_texte.h"
 
+#include "fic/lecture_dictionnaire.h"
 #include "fic/rubrique.h"
 #include "fic/testing/dictionnaire.h"
 #include "srv/isam/fault_env.h"
@@ -29,15 +30,15 @@ class DictionnaireTexteTest : public DossierEssai {
 
 TEST_F(DictionnaireTexteTest, ExportImportExportGivesTheSameBytes) {
   Importe(std::string(kDemo));
-  const std::string premier = ExporteDictionnaire();
+  const std::string premier = ExporteDictionnaire(Etat());
   // The demo text is the export itself, but for its opening comments.
   EXPECT_EQ(
       premier,
       std::string(kDemo.substr(kDemo.find("version = 1"))).insert(0, "# Dictionnaire Vesk\n"));
-  ImporteDictionnaire(premier, "premier.toml", false);
-  EXPECT_EQ(ExporteDictionnaire(), premier);
+  ImporteDictionnaire(Etat(), premier, "premier.toml", false);
+  EXPECT_EQ(ExporteDictionnaire(Etat()), premier);
   Ouvre();  // read again from the files
-  EXPECT_EQ(ExporteDictionnaire(), premier);
+  EXPECT_EQ(ExporteDictionnaire(Etat()), premier);
   EXPECT_EQ(Lignes("TVA.DOM").substr(0, 25), "N : Taux normal 20,00 %\r\n");
   // The key lengths are computed from the key lists.
   bool trouve = false;
@@ -57,12 +58,12 @@ rubriques = [
   { nom = "B", type = "B", variable = "W5" },
   { nom = "L", type = "L", total = 20, variable = "W6" },
 ])");
-  const ModeleDictionnaire m = LitDictionnaire();
+  const ModeleDictionnaire m = LitDictionnaire(Etat());
   ASSERT_TRUE(m.fichiers.contains("F"));  // names are stored in upper case
-  const FichierTexte& f = m.fichiers.at("F");
+  const Fichier& f = m.fichiers.at("F");
   EXPECT_FALSE(f.entreprise);
   EXPECT_EQ(f.longueur, 64);  // 3 + 2 + 6 + 3 + 1 + 20 = 35
-  const RubriqueTexte& mt = f.rubriques[1];
+  const Rubrique& mt = f.rubriques[1];
   EXPECT_EQ(mt.format, "I");
   EXPECT_EQ(mt.decimales, 0);
   EXPECT_EQ(mt.exemple, "+9999 - Nombre Appartient à [-32768..327");
@@ -76,8 +77,8 @@ rubriques = [
   EXPECT_EQ(f.rubriques[4].exemple, "O");
   // The rules' default example of a list holds brackets and commas: it is kept and exported.
   EXPECT_EQ(f.rubriques[5].exemple, "[E1,E2,...,En] où Ei=");
-  ImporteDictionnaire(ExporteDictionnaire(), "retour.toml", false);
-  EXPECT_EQ(LitDictionnaire().fichiers.at("F").rubriques[5].exemple, "[E1,E2,...,En] où Ei=");
+  ImporteDictionnaire(Etat(), ExporteDictionnaire(Etat()), "retour.toml", false);
+  EXPECT_EQ(LitDictionnaire(Etat()).fichiers.at("F").rubriques[5].exemple, "[E1,E2,...,En] où Ei=");
 }
 
 // Each text holds one fault; the message names its line, and nothing is written.
@@ -210,7 +211,7 @@ definition = ["FR France"]
   EXPECT_FALSE(std::filesystem::exists(dossier_ / "TVA.DOM"));  // no definition: no file
   EXPECT_EQ(Lignes("VIDE.DOM"), "");
   EXPECT_EQ(Lignes("PAYS.DOM"), "FR France\r\n");
-  const std::string texte = ExporteDictionnaire();
+  const std::string texte = ExporteDictionnaire(Etat());
   EXPECT_NE(texte.find("[domaines.TVA]\nnom = \"Taux\"\nfichier = \"TVA\"\n\n"), std::string::npos);
   EXPECT_NE(texte.find("definition = []"), std::string::npos);
   EXPECT_EQ(texte.find("fichiers"), std::string::npos);  // the demo's files went
@@ -219,7 +220,8 @@ definition = ["FR France"]
                "T.DOM est aussi celui d'un autre domaine");
   // A code with spaces and signs is a quoted key; a byte order mark is allowed.
   Importe("\xEF\xBB\xBFversion = 1\n[domaines.\"D Appartient à Exerc\"]\nfichier = \"EXERC\"");
-  EXPECT_NE(ExporteDictionnaire().find("[domaines.\"D Appartient à Exerc\"]"), std::string::npos);
+  EXPECT_NE(ExporteDictionnaire(Etat()).find("[domaines.\"D Appartient à Exerc\"]"),
+            std::string::npos);
 }
 
 // The services over env (a folder of memory), the dictionary open.
@@ -256,7 +258,7 @@ TEST_F(DisquePleinTest, AnImportFailsWithTheOldDictionaryOrIsMadeWithTheNew) {
       isam::FaultEnv env(&base);
       OuvreSur(&env);
       Importe(ancien);
-      const std::string texte_ancien = ExporteDictionnaire();
+      const std::string texte_ancien = ExporteDictionnaire(Etat());
       if (plein) {
         env.FailFrom(isam::FaultEnv::Op::kWrite, n, platform::Code::kNoSpace);
       } else {
@@ -266,13 +268,13 @@ TEST_F(DisquePleinTest, AnImportFailsWithTheOldDictionaryOrIsMadeWithTheNew) {
       std::string erreur;
       BilanImport bilan;
       try {
-        bilan = ImporteDictionnaire(nouveau, "essai.toml", false);
+        bilan = ImporteDictionnaire(Etat(), nouveau, "essai.toml", false);
       } catch (const ErreurService& e) {
         erreur = e.what();
       }
       const bool fini = env.Count(isam::FaultEnv::Op::kWrite) - avant < n;
       OuvreSur(&base);  // the next opening, on a disk with room again
-      const std::string apres = ExporteDictionnaire();
+      const std::string apres = ExporteDictionnaire(Etat());
       SCOPED_TRACE((plein ? "plein dès l'écriture " : "écriture ") + std::to_string(n));
       if (!erreur.empty()) {
         ++echecs;
@@ -295,10 +297,10 @@ TEST_F(DisquePleinTest, AnImportFailsWithTheOldDictionaryOrIsMadeWithTheNew) {
 TEST_F(DictionnaireTexteTest, ADryRunChecksAndWritesNothing) {
   Importe(std::string(kDemo));
   const auto avant = Fichiers();
-  BilanImport b = ImporteDictionnaire("version = 1", "vide.toml", true);
+  BilanImport b = ImporteDictionnaire(Etat(), "version = 1", "vide.toml", true);
   EXPECT_EQ(b.fichiers, 0u);
   EXPECT_TRUE(Fichiers() == avant);
-  b = ImporteDictionnaire(kDemo, "demo.toml", true);
+  b = ImporteDictionnaire(Etat(), kDemo, "demo.toml", true);
   EXPECT_EQ(b.domaines, 3u);
   EXPECT_EQ(b.fichiers, 3u);
   EXPECT_EQ(b.rubriques, 19u);

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
@@ -26,11 +25,13 @@ struct Saisie {
 };
 
 struct EcranBa {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranBa(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
-  TableChamps champs;  // the fields of the file NOMD names, which the key list is built of
+  TableChamps champs{etat};  // the fields of the file NOMD names, which the key list is built of
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -44,7 +45,7 @@ void NouvelEcran(EcranBa& d) {
 
 // The table name names a B-tree file and a variable of the generated programs: letters and
 // digits, not a name of the dictionary's own files, taken in upper case.
-std::optional<std::string> ControleNomT(std::string& nom) {
+std::optional<std::string> ControleNomT(Session& s, std::string& nom) {
   const std::string_view texte = text::TrimRight(nom);
   if (!LettresEtChiffres(texte)) {
     return "Nom de table « " + std::string(texte) +
@@ -52,7 +53,7 @@ std::optional<std::string> ControleNomT(std::string& nom) {
   }
   if (auto refus = NomDuDictionnaire("Nom de table", nom)) return refus;
   const std::string haut = text::UpperAscii(texte);
-  if (haut != texte) Etat().Saisie().Affiche("NOMT", haut);
+  if (haut != texte) s.Saisie().Affiche("NOMT", haut);
   nom = haut;
   return std::nullopt;
 }
@@ -67,7 +68,7 @@ void Cherche(EcranBa& d) {
                                 {"NATT", kNatT, &d.s.natt},
                                 {"LONGCLE", kLongCle, &d.s.longcle},
                                 {"LCLE", kLCle, &d.s.lcle}};
-  AfficheTrouve(ba, champs);
+  AfficheTrouve(d.etat, ba, champs);
 }
 
 // NOMD must be a specified file (silent otherwise); its fields become the screen's field table
@@ -89,7 +90,7 @@ std::optional<std::string> ControleNatT(EcranBa& d) {
     std::string libelle;
     liste.Element(kLibellesNatures, position, libelle);
     d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
-    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.champs);
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.etat, d.champs.Rubriques());
     return std::nullopt;
   }
   return std::string();
@@ -103,7 +104,7 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
     return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
            " caractères : " + std::to_string(largeur) + " au plus";
   }
-  const ResultatCle r = ControleListeCle(d.s.lcle, d.champs);
+  const ResultatCle r = ControleListeCle(d.etat, d.s.lcle, d.champs.Rubriques());
   if (!r.valide) return r.message;
   d.s.longcle = std::to_string(r.longueur);
   d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
@@ -111,12 +112,12 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
 }
 
 // Deletes the table found, under its key as stored (an old name may be in lower case).
-void Supprime(EcranBa& d) { SupprimeEnregistrement(d.ba, d.cycle.CleTrouvee(), d.s.e); }
+void Supprime(EcranBa& d) { SupprimeEnregistrement(d.etat, d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
 // Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
   EcritEnregistrement(
-      d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& ba = d.etat.ba;
         ba.Affecte(kNomT, d.s.nomt);
@@ -139,7 +140,7 @@ bool SaisitEcran(EcranBa& d, int16_t& touche) {
   EtapesEcran etapes;
   etapes.cle = &d.s.nomt;
   etapes.controle_cle = [&d] {
-    std::optional<std::string> refus = ControleNomT(d.s.nomt);
+    std::optional<std::string> refus = ControleNomT(d.etat, d.s.nomt);
     if (refus) d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
     return !refus;
   };
@@ -154,8 +155,8 @@ bool SaisitEcran(EcranBa& d, int16_t& touche) {
 
 }  // namespace
 
-void EntBa(int16_t& touche) {
-  EcranBa d;
+void EntBa(Session& s, int16_t& touche) {
+  EcranBa d(s);
   do {
     NouvelEcran(d);
   } while (SaisitEcran(d, touche));

@@ -35,9 +35,10 @@ class EntBaTest : public DossierEssai {
   // Runs the screen on the file CLIENT with the script; gives the transcript.
   std::string Lance(const std::string& script, const std::string& fichier = "CLIENT") {
     Ouvre(script);
-    EXPECT_TRUE(TableChamps().ChargeFichier(fichier));  // the file current, as EntFic leaves it
+    EXPECT_TRUE(
+        TableChamps(Etat()).ChargeFichier(fichier));  // the file current, as EntFic leaves it
     int16_t touche = 0;
-    EntBa(touche);
+    EntBa(Etat(), touche);
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }
@@ -158,7 +159,7 @@ TEST_F(EntBaTest, NamesAreTakenInUpperCaseAndAnOldLowerCaseTableIsRewritten) {
                                {kLCle, "[[NOM,_,_]]"}}) {
     etat.ba.Affecte(champ, valeur);
   }
-  InsereEnregistrement({etat.ba_fichier, etat.ba_arbre}, etat.ba[kNomT]);
+  InsereEnregistrement(etat, {etat.ba_fichier, etat.ba_arbre}, etat.ba[kNomT]);
   const std::string t = Lance("NOMT = cli3\nNOMD\nNATT\nLCLE\nNOMT =\n");
   EXPECT_NE(t.find("AffMode NOMT I «MODIFICATION»\nSai NOMD «client» -> «client» <Enter>\n"
                    "Affiche NOMD «CLIENT»"),

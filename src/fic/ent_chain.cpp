@@ -4,9 +4,9 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
 #include "srv/text/utf8.h"
 
@@ -25,8 +25,10 @@ struct Saisie {
 };
 
 struct EcranChain {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranChain(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
 };
@@ -36,22 +38,22 @@ struct EcranChain {
 int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
   int32_t e = 0;
-  const bool trouve = ChercheNom({etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e);
-  return trouve ? ValeurNumerique(etat.fic[kLongEnr]) : 0;
+  const bool trouve = ChercheNom(etat, {etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e);
+  return trouve ? LongueurEnr(etat.fic) : 0;
 }
 
 // A file name of the screen (CHAINL, CHAINE) taken in upper case, shown again when typed in
 // lower case.
-void Majuscules(std::string_view cle, std::string& nom) {
+void Majuscules(Session& s, std::string_view cle, std::string& nom) {
   const std::string haut = text::UpperAscii(text::TrimRight(nom));
-  if (haut != text::TrimRight(nom)) Etat().Saisie().Affiche(cle, haut);
+  if (haut != text::TrimRight(nom)) s.Saisie().Affiche(cle, haut);
   nom = haut;
 }
 
 // The start positions of the first two E fields of the current Fic record's file (a table of
 // the screen's own: the module's field table is not touched); "" where there are fewer.
-void ProposePositions(std::string& premiere, std::string& seconde) {
-  TableChamps table;
+void ProposePositions(Session& s, std::string& premiere, std::string& seconde) {
+  TableChamps table(s);
   table.Charge();
   const std::vector<int32_t> debuts = table.Debuts();
   std::string* cibles[] = {&premiere, &seconde};
@@ -70,8 +72,8 @@ void Cherche(EcranChain& d) {
   const ChampTrouve champs[] = {{"CHAINL", kChainL, &d.s.chainl}, {"CHAINE", kChainE, &d.s.chaine},
                                 {"PNEA", kPnea, &d.s.pnea},       {"PNES", kPnes, &d.s.pnes},
                                 {"PPE", kPpe, &d.s.ppe},          {"PDE", kPde, &d.s.pde}};
-  AfficheTrouve(chain, champs);
-  Majuscules("CHAINL", d.s.chainl);
+  AfficheTrouve(d.etat, chain, champs);
+  Majuscules(d.etat, "CHAINL", d.s.chainl);
 }
 
 // A position accepted when it lies in the record (and not before its pair's first).
@@ -82,20 +84,22 @@ std::optional<std::string> Position(const std::string& v, int32_t longueur,
 }
 
 std::optional<std::string> ControleChaine(EcranChain& d) {
-  Majuscules("CHAINE", d.s.chaine);
+  Majuscules(d.etat, "CHAINE", d.s.chaine);
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
-  if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.ppe, d.s.pde);
   return std::nullopt;
 }
 
 // Deletes the chaining found, under its key as stored (an old name may be in lower case).
-void Supprime(EcranChain& d) { SupprimeEnregistrement(d.chain, d.cycle.CleTrouvee(), d.s.e); }
+void Supprime(EcranChain& d) {
+  SupprimeEnregistrement(d.etat, d.chain, d.cycle.CleTrouvee(), d.s.e);
+}
 
 // Writes the chaining as a new record, the one found deleted first.
 void Ecrit(EcranChain& d) {
   EcritEnregistrement(
-      d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
                                         &d.s.chaine, &d.s.ppe,  &d.s.pde};
@@ -111,7 +115,7 @@ bool ControleLigne(EcranChain& d) {
     d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
     return false;
   }
-  if (!d.s.trouve) ProposePositions(d.s.pnea, d.s.pnes);
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.pnea, d.s.pnes);
   return true;
 }
 
@@ -132,8 +136,8 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
   };
   EtapesEcran etapes;
   etapes.cle = &s.chainl;
-  etapes.controle_cle = [&s] {
-    Majuscules("CHAINL", s.chainl);
+  etapes.controle_cle = [&d, &s] {
+    Majuscules(d.etat, "CHAINL", s.chainl);
     return true;
   };
   etapes.cherche = [&d] {
@@ -148,8 +152,8 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
 
 }  // namespace
 
-void EntChain(int16_t& touche) {
-  EcranChain d;
+void EntChain(Session& s, int16_t& touche) {
+  EcranChain d(s);
   const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
   d.s.chainl = fichier;
   d.s.chaine = fichier;

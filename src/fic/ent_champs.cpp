@@ -6,9 +6,9 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/text/cp1252.h"
@@ -25,8 +25,8 @@ constexpr std::string_view kN = "N";
 struct Touches {
   int16_t retour = 0, debut = 0, echap = 0;
   int16_t f[8] = {};  // f[1] .. f[7]
-  Touches() {
-    SrvEcran& e = Etat().Ecran();
+  explicit Touches(Session& s) {
+    SrvEcran& e = s.Ecran();
     e.ToucheRetour(retour);
     e.ToucheDebut(debut);
     e.ToucheEchap(echap);
@@ -76,8 +76,8 @@ bool Montant(const std::string& type) { return type == "M" || type == "N"; }
 
 class EcranChamps {
  public:
-  EcranChamps(TableChamps& table, std::string_view fichier)
-      : etat_(Etat()), t_(table), fichier_(fichier) {}
+  EcranChamps(Session& s, TableChamps& table, std::string_view fichier)
+      : etat_(s), t_(table), fichier_(fichier), k_(s) {}
   void Lance(int32_t depart, bool premier, std::string_view message);
 
  private:
@@ -253,10 +253,10 @@ void EcranChamps::SupprimeRestants() {
 }
 
 // The row of a grid element: its position in the grid.
-int32_t Rang(const std::string& grille, const std::string& element) {
+int32_t Rang(SrvListe& liste, const std::string& grille, const std::string& element) {
   std::string reste = grille, e;
   for (int32_t i = 1; reste != "[]"; ++i) {
-    Etat().Liste().Extrait(reste, e);
+    liste.Extrait(reste, e);
     if (e == element) return i;
   }
   return 0;
@@ -269,8 +269,8 @@ void EcranChamps::Choisit() {
   std::string element;
   etat_.Choix().Choix(kColonnesGrille, "CHOIX D'UN CHAMP - Fichier : " + fichier_, grille, choisi,
                       element);
-  if (!choisi || Rang(grille, element) == 0) return;
-  n_ = Rang(grille, element);
+  if (!choisi || Rang(etat_.Liste(), grille, element) == 0) return;
+  n_ = Rang(etat_.Liste(), grille, element);
   mode_ = "Modif Choix";
 }
 
@@ -285,7 +285,7 @@ void EcranChamps::Duplique() {
   std::vector<int32_t> rangs;
   for (std::string e; elements != "[]";) {
     etat_.Liste().Extrait(elements, e);
-    if (int32_t r = Rang(grille, e)) rangs.push_back(r);
+    if (int32_t r = Rang(etat_.Liste(), grille, e)) rangs.push_back(r);
   }
   n_ = t_.Duplique(n_, rangs);
   mode_ = "Modif Dupli";
@@ -442,7 +442,7 @@ std::optional<Etape> EcranChamps::ApresVariable() {
                              0);
     return {};
   }
-  PorteeNoms portee{fichier_, TablesDuFichier(fichier_), {v}, ""};
+  PorteeNoms portee{fichier_, TablesDuFichier(etat_, fichier_), {v}, ""};
   etat_.Ecran().NomApplication(portee.application);
   for (int32_t i = 1; i <= t_.Nombre(); ++i) {
     if (i != n_) portee.variables.emplace_back(t_.Texte(i, kColVariable));
@@ -472,7 +472,7 @@ std::optional<Etape> EcranChamps::ApresDomaine(int16_t& touche) {
   if (l_.domaine.empty()) {
     s.MessChamp("LF10", kN, "Domaine Prédéfini Primitif", 0);
   } else if (!DomaineImplicite(l_.domaine) && !DomaineConnu(l_.domaine)) {
-    ExecuteOutil(OutilFichier::kDomaine, l_.domaine, "Saisie des domaines");
+    ExecuteOutil(etat_, OutilFichier::kDomaine, l_.domaine, "Saisie des domaines");
     Dessine();
   }
   return Suivante(Etape::kDomaine);
@@ -486,17 +486,16 @@ bool EcranChamps::DomaineConnu(const std::string& code) {
 }
 
 void EcranChamps::Stocke() {
-  const TableChamps::Ligne ligne = {
-      l_.nom,
-      l_.type,
-      TableChamps::Taille(static_cast<int16_t>(ValeurNumerique(l_.total))),
-      TableChamps::Taille(static_cast<int16_t>(ValeurNumerique(l_.decimales))),
-      l_.variable,
-      l_.exemple,
-      l_.modification,
-      std::string(1, l_.format.format),
-      TableChamps::Taille(l_.format.longueur),
-      l_.domaine};
+  const TableChamps::Ligne ligne = {l_.nom,
+                                    l_.type,
+                                    t_.Taille(static_cast<int16_t>(ValeurNumerique(l_.total))),
+                                    t_.Taille(static_cast<int16_t>(ValeurNumerique(l_.decimales))),
+                                    l_.variable,
+                                    l_.exemple,
+                                    l_.modification,
+                                    std::string(1, l_.format.format),
+                                    t_.Taille(l_.format.longueur),
+                                    l_.domaine};
   if (n_ > t_.Nombre()) {
     t_.Ajoute(ligne);
   } else {
@@ -518,9 +517,9 @@ int32_t VariableEnDouble(const TableChamps& table, int32_t& autre) {
   return 0;
 }
 
-void EntChamps(TableChamps& table, std::string_view nom, int32_t depart, bool premier,
+void EntChamps(Session& s, TableChamps& table, std::string_view nom, int32_t depart, bool premier,
                std::string_view message) {
-  EcranChamps(table, nom).Lance(depart, premier, message);
+  EcranChamps(s, table, nom).Lance(depart, premier, message);
 }
 
 }  // namespace vesk::fic

@@ -7,7 +7,6 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "core/lot.h"
 #include "fic/controles.h"
 #include "fic/ent_champs.h"
@@ -34,7 +33,7 @@ std::string Compte(size_t n, std::string_view mot) {
 
 class EcranFic {
  public:
-  EcranFic() {
+  explicit EcranFic(Session& s) : etat_(s) {
     SrvEcran& e = etat_.Ecran();
     e.ToucheEchap(echap_);
     for (int i = 1; i <= 5; ++i) f_[i] = 0;
@@ -63,8 +62,8 @@ class EcranFic {
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                          Enregistrement& e);
 
-  Session& etat_ = Etat();
-  CycleSaisie cycle_{kEcran};
+  Session& etat_;
+  CycleSaisie cycle_{etat_, kEcran};
   const FichierCle fic_{etat_.fic_fichier, etat_.fic_arbre};
   int16_t echap_ = 0;
   int16_t f_[6] = {};
@@ -73,7 +72,7 @@ class EcranFic {
   bool trouve_ = false;
   int32_t e_ = 0;
   int16_t touche_ = 0;
-  TableChamps table_;  // the fields of the file being specified
+  TableChamps table_{etat_};  // the fields of the file being specified
 };
 
 void EcranFic::NouvelEcran() {
@@ -162,16 +161,16 @@ Suite EcranFic::SaisitNom() {
 }
 
 // The help of the dependence field: the tools of an existing file, F1 for a new one.
-std::string AideDfe(bool trouve, const std::string& nom) {
+std::string AideDfe(SrvListe& l, bool trouve, const std::string& nom) {
   const std::string liste =
       trouve ? "[- F2 : Aller à la Saisie des B-Arbres,- F3 : Aller à la Saisie des Chainage,- F4 "
                ": Aller à la Genération des Déclarations de " +
                    nom + ",- F5 : Aller à l'Edition du Fichier]"
              : "[- F1 : Conserver les Derniers Champs]";
   std::string aide, reste = std::string(kAideOptions), element;
-  Etat().Liste().Extrait(reste, aide);
+  l.Extrait(reste, aide);
   for (reste = liste; reste != "[]";) {
-    Etat().Liste().Extrait(reste, element);
+    l.Extrait(reste, element);
     aide += " " + element;
   }
   return aide;
@@ -180,7 +179,7 @@ std::string AideDfe(bool trouve, const std::string& nom) {
 // DFE: F2 to F5 start a tool of an existing file; F1 keeps the last fields for a new one; any
 // other key reloads the field table (emptied, then the file's lines for an existing file).
 Suite EcranFic::SaisitDfe() {
-  etat_.Saisie().Message("I", AideDfe(trouve_, nom_));
+  etat_.Saisie().Message("I", AideDfe(etat_.Liste(), trouve_, nom_));
   etat_.Saisie().Sai("DFE", dfe_, touche_, 0, "[]", kB);
   if (touche_ == cycle_.ToucheRetour() || cycle_.Abandonne(touche_)) return Suite::kNom;
   for (int f = 2; f <= 5 && trouve_; ++f) {
@@ -215,7 +214,7 @@ Suite EcranFic::ChampsEtLongueur() {
   bool premier = trouve_ && t.Nombre() > 0;
   std::string message;
   for (;;) {
-    EntChamps(t, nom_, depart, premier, message);
+    EntChamps(etat_, t, nom_, depart, premier, message);
     premier = false;
     message.clear();
     MontreEntete();
@@ -280,13 +279,13 @@ Suite EcranFic::ControleLongueur() {
 void EcranFic::Outil(int f) {
   switch (f) {
     case 2:
-      EntBa(touche_);
+      EntBa(etat_, touche_);
       break;
     case 3:
-      EntChain(touche_);
+      EntChain(etat_, touche_);
       break;
     case 4:
-      ExecuteOutil(OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
+      ExecuteOutil(etat_, OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
       break;
     default:
       EditionFichier();
@@ -307,7 +306,7 @@ void EcranFic::EditionFichier() {
   etat_.Edition().SortieSuivante(sortie);
   etat_.Ecran().TitreEdition("EDITION DES SPECIFICATIONS DU FICHIER");
   try {
-    ExecuteOutil(OutilFichier::kEdition, nom_, "Edition du Fichier");
+    ExecuteOutil(etat_, OutilFichier::kEdition, nom_, "Edition du Fichier");
   } catch (...) {
     etat_.Ecran().FinTitreEdition();
     throw;
@@ -321,17 +320,17 @@ void EcranFic::EditionFichier() {
 // The Fic record and its field lines, in one batch: a modified file's old record and lines
 // go first (its record number changes, as for every modification).
 void EcranFic::Ecrit() {
-  LotDictionnaire lot;
+  LotDictionnaire lot(etat_);
   if (trouve_) {
     etat_.Donnee().LireEnr(fic_.fichier, e_);
     etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
-    SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+    SupprimeEnregistrement(etat_, fic_, etat_.fic[kNomFic], e_);
   }
   etat_.fic.Efface();
   etat_.fic.Affecte(kNomFic, nom_);
   etat_.fic.Affecte(kDfe, dfe_);
   etat_.fic.Affecte(kLongEnr, longenr_);
-  InsereEnregistrement(fic_, etat_.fic[kNomFic]);
+  InsereEnregistrement(etat_, fic_, etat_.fic[kNomFic]);
   table_.Sauve();
   lot.Valide();
 }
@@ -340,7 +339,7 @@ void EcranFic::Ecrit() {
 size_t EcranFic::SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                                  Enregistrement& e) {
   std::vector<std::pair<std::string, int32_t>> cibles;
-  ParcourtCles(f, [&](const std::string& cle, int32_t no) {
+  ParcourtCles(etat_, f, [&](const std::string& cle, int32_t no) {
     for (size_t c : champs) {
       if (text::UpperAscii(text::TrimRight(e[c])) == nom_) {
         cibles.emplace_back(cle, no);
@@ -348,18 +347,18 @@ size_t EcranFic::SupprimeNommant(const FichierCle& f, std::initializer_list<size
       }
     }
   });
-  for (const auto& [cle, no] : cibles) SupprimeEnregistrement(f, cle, no);
+  for (const auto& [cle, no] : cibles) SupprimeEnregistrement(etat_, f, cle, no);
   return cibles.size();
 }
 
 // A confirmed deletion removes, in one batch, the file's lines, its record and key, and the
 // B-tree tables and chainings that name it; the next screen says what went.
 void EcranFic::Supprime() {
-  TableChamps lignes;
+  TableChamps lignes(etat_);
   lignes.Charge();
-  LotDictionnaire lot;
+  LotDictionnaire lot(etat_);
   etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
-  SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+  SupprimeEnregistrement(etat_, fic_, etat_.fic[kNomFic], e_);
   const size_t barbres = SupprimeNommant({etat_.ba_fichier, etat_.ba_arbre}, {kNomD}, etat_.ba);
   const size_t chainages =
       SupprimeNommant({etat_.chain_fichier, etat_.chain_arbre}, {kChainL, kChainE}, etat_.chain);
@@ -370,8 +369,8 @@ void EcranFic::Supprime() {
 
 }  // namespace
 
-void EntFic() {
-  EcranFic ecran;
+void EntFic(Session& s) {
+  EcranFic ecran(s);
   while (ecran.UnFichier()) {
   }
 }

@@ -2,6 +2,7 @@
 // creation, modification, the keys of the name, DFE and the field list, the length check,
 // deletion, and what is refused.
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
 #include "gencode/etat_gencode.h"
 
@@ -70,9 +71,9 @@ class EntFicTest : public DossierEssai {
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }
-  std::string Texte() { return ExporteDictionnaire(); }
-  const FichierTexte* Fichier(const std::string& nom) {
-    modele_ = LitDictionnaire();
+  std::string Texte() { return ExporteDictionnaire(Etat()); }
+  const Fichier* FichierLu(const std::string& nom) {
+    modele_ = LitDictionnaire(Etat());
     auto it = modele_.fichiers.find(nom);
     return it == modele_.fichiers.end() ? nullptr : &it->second;
   }
@@ -96,7 +97,7 @@ TEST_F(EntFicTest, CreatesAFileOfEachTypeFamilyWithItsPositionsAndLength) {
       Contient(t, "Affiche LF3 «3»\nMessChamp LF3 N «Format Interne : A3»\nAffiche PF «15»"));
   EXPECT_TRUE(Contient(t, "Affiche LONGENR «16»\nMessChamp LONGENR B «Longueur Réelle 15»")) << t;
   EXPECT_TRUE(Contient(t, "Message B «Enregistrement Précédent ABC   »")) << t;
-  const FichierTexte* f = Fichier("ABC");
+  const Fichier* f = FichierLu("ABC");
   ASSERT_NE(f, nullptr);
   EXPECT_TRUE(f->entreprise);
   EXPECT_EQ(f->longueur, 16);
@@ -112,11 +113,11 @@ TEST_F(EntFicTest, AModificationReloadsTheFieldsInChainOrderAndKeepsALargerLengt
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Modif Premier»")) << t;
   EXPECT_TRUE(Contient(t, "Sai LF5 «W2» -> «W2»")) << t;
   EXPECT_TRUE(Contient(t, "Affiche LONGENR «300»\nMessChamp LONGENR B «Longueur Réelle 250»"));
-  EXPECT_EQ(Fichier("F")->longueur, 300);  // 300 kept for 250
+  EXPECT_EQ(FichierLu("F")->longueur, 300);  // 300 kept for 250
   // Grown to 301: the proposed power of two.
   Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F4>\n" + Nouveau("X", "A", 51, "XX") + "LF1 =\nLONGENR\n");
-  EXPECT_EQ(Fichier("F")->longueur, 512);
-  EXPECT_EQ(Fichier("F")->rubriques.size(), 4u);
+  EXPECT_EQ(FichierLu("F")->longueur, 512);
+  EXPECT_EQ(FichierLu("F")->rubriques.size(), 4u);
 }
 
 TEST_F(EntFicTest, ProposedLengthsArePowersOfTwoThatTheUserMayRaise) {
@@ -131,7 +132,7 @@ TEST_F(EntFicTest, ProposedLengthsArePowersOfTwoThatTheUserMayRaise) {
         *c.saisie ? std::string("LONGENR = ") + c.saisie + "\n" : "LONGENR\n";
     Lance("NOMFIC = N" + std::to_string(c.total) + "\nDFE\nLONGENR\n" +
           Nouveau("A", "A", c.total, "AA") + "LF1 =\n" + saisie);
-    EXPECT_EQ(Fichier("N" + std::to_string(c.total))->longueur, c.attendue);
+    EXPECT_EQ(FichierLu("N" + std::to_string(c.total))->longueur, c.attendue);
   }
   // Below the real length, or past what the engine stores: refused on the length's line.
   const std::string t = Lance("NOMFIC = P\nDFE\nLONGENR\n" + Nouveau("A", "A", 3, "AA") +
@@ -139,7 +140,7 @@ TEST_F(EntFicTest, ProposedLengthsArePowersOfTwoThatTheUserMayRaise) {
   EXPECT_TRUE(Contient(t, "«Longueur 2 inférieure à la longueur réelle 3»")) << t;
   EXPECT_TRUE(Contient(t, "«Longueur 4 : un enregistrement fait de 5 à 32767 caractères»")) << t;
   EXPECT_TRUE(Contient(t, "«Longueur 40000 : un enregistrement fait de 5 à 32767 caractères»"));
-  EXPECT_EQ(Fichier("P")->longueur, 5);
+  EXPECT_EQ(FichierLu("P")->longueur, 5);
 }
 
 TEST_F(EntFicTest, NamesAreLettersAndDigitsStoredInUpperCase) {
@@ -152,7 +153,7 @@ TEST_F(EntFicTest, NamesAreLettersAndDigitsStoredInUpperCase) {
   // A dictionary's own file in any case: its .DAT and .DAB would be the dictionary's.
   EXPECT_TRUE(Contient(t, "MessChamp NOMFIC B «Nom de fichier « chain » refusé : nom réservé"))
       << t;
-  EXPECT_NE(Fichier("ABC123"), nullptr);
+  EXPECT_NE(FichierLu("ABC123"), nullptr);
 }
 
 TEST_F(EntFicTest, F1KeepsTheLastFieldsForANewFile) {
@@ -167,12 +168,12 @@ TEST_F(EntFicTest, F1KeepsTheLastFieldsForANewFile) {
                        "des B-Arbres - F3 : Aller à la Saisie des Chainage - F4 : Aller à la "
                        "Genération des Déclarations de F - F5 : Aller à l'Edition du Fichier»"))
       << t;
-  ASSERT_NE(Fichier("COPIE"), nullptr);
-  EXPECT_EQ(Fichier("COPIE")->rubriques.size(), 3u);
-  EXPECT_EQ(Fichier("COPIE")->longueur, 256);
+  ASSERT_NE(FichierLu("COPIE"), nullptr);
+  EXPECT_EQ(FichierLu("COPIE")->rubriques.size(), 3u);
+  EXPECT_EQ(FichierLu("COPIE")->longueur, 256);
   // Without F1, a new file starts with no field.
   Lance("NOMFIC = VIDE\nDFE\nLONGENR\nLF1 <Esc>\nLONGENR <PgUp>\n");
-  EXPECT_EQ(Fichier("VIDE"), nullptr);
+  EXPECT_EQ(FichierLu("VIDE"), nullptr);
 }
 
 TEST_F(EntFicTest, F2ToF5ReachTheirToolsAndComeBackToTheName) {
@@ -193,11 +194,11 @@ TEST_F(EntFicTest, F2ToF5ReachTheirToolsAndComeBackToTheName) {
 
 TEST_F(EntFicTest, ADeletionRemovesTheFileWithItsTablesAndChainingsOnceConfirmed) {
   std::string t = Lance("NOMFIC = F <F6>\nconfirm <Esc>\n");
-  EXPECT_NE(Fichier("F"), nullptr);
+  EXPECT_NE(FichierLu("F"), nullptr);
   t = Lance("NOMFIC = F <F6>\nconfirm <F6>\n");
   EXPECT_TRUE(Contient(t, "Message B «F supprimé : 3 rubriques, 1 B-Arbre, 1 chaînage»")) << t;
   const std::string texte = Texte();
-  EXPECT_EQ(Fichier("F"), nullptr);
+  EXPECT_EQ(FichierLu("F"), nullptr);
   EXPECT_FALSE(Contient(texte, "[barbres.T1]"));
   EXPECT_FALSE(Contient(texte, "[chainages.G]"));
   EXPECT_TRUE(Contient(texte, "[barbres.T2]"));  // G's own table stays
@@ -211,7 +212,7 @@ TEST_F(EntFicTest, TheFieldListKeys) {
       "LONGENR\n");
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Modif Suiv»")) << t;
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Insertion»")) << t;
-  const FichierTexte* f = Fichier("F");
+  const Fichier* f = FichierLu("F");
   ASSERT_EQ(f->rubriques.size(), 3u);
   EXPECT_EQ(f->rubriques[2].variable, "W4");
   EXPECT_EQ(f->rubriques[1].variable, "W2");
@@ -223,7 +224,7 @@ TEST_F(EntFicTest, TheFieldListKeys) {
   EXPECT_TRUE(Contient(t, "Choix «CHOIX D'UN CHAMP - Fichier : F»")) << t;
   EXPECT_TRUE(Contient(t, "ChoixMultiple «DUPLICATION DE CHAMPS - Fichier : F»")) << t;
   EXPECT_TRUE(Contient(t, "Message B «Variable W1 en double : champs 1 et 3»")) << t;
-  f = Fichier("F");
+  f = FichierLu("F");
   ASSERT_EQ(f->rubriques.size(), 5u);
   EXPECT_EQ(f->rubriques[2].nom, "UN");
   EXPECT_EQ(f->rubriques[2].variable, "W5");
@@ -231,7 +232,7 @@ TEST_F(EntFicTest, TheFieldListKeys) {
   // F1 on field 1: "O" deletes the fields after it.
   t = Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F1>\nLF1 = O\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "MessChamp LF1 N «Suppression des Champs Restants : »")) << t;
-  EXPECT_EQ(Fichier("F")->rubriques.size(), 1u);
+  EXPECT_EQ(FichierLu("F")->rubriques.size(), 1u);
 }
 
 TEST_F(EntFicTest, DeletingTheOnlyFieldLeavesNothingToWriteUntilAbandoned) {
@@ -250,7 +251,7 @@ TEST_F(EntFicTest, ANewDomainCodeIsDefinedOnTheSpot) {
       "NOMFIC = H\nDFE\nLONGENR\nLF1 = DEVISE\nLF2 = A\nLF3 = 8\nLF5 = DEV\nLF6\n"
       "LF10 = DEVISES\nCODOM\nNOMDOM = Devises\nFDD = DEV\nCODOM =\nLF7\nLF1 =\nLONGENR\n");
   EXPECT_TRUE(Contient(t, "Sai CODOM «DEVISES» -> «DEVISES» <Enter>")) << t;
-  EXPECT_EQ(Fichier("H")->rubriques[0].domaine, "DEVISES");
+  EXPECT_EQ(FichierLu("H")->rubriques[0].domaine, "DEVISES");
   EXPECT_TRUE(Contient(Texte(), "[domaines.DEVISES]\nnom = \"Devises\""));
 }
 
@@ -270,7 +271,7 @@ TEST_F(EntFicTest, AVariableThatMeetsANameOfTheGeneratedProgramsIsRefusedOnItsLi
                             "rubrique KCODE"}) {
     EXPECT_TRUE(Contient(t, std::string("MessChamp LF5 B «") + refus + "»")) << refus << "\n" << t;
   }
-  const FichierTexte* f = Fichier("K");
+  const Fichier* f = FichierLu("K");
   ASSERT_NE(f, nullptr);
   EXPECT_EQ(f->rubriques[0].variable, "KCODE");
   EXPECT_EQ(f->rubriques[1].variable, "KNOM");
@@ -282,7 +283,7 @@ TEST_F(EntFicTest, AVariableThatMeetsANameOfTheGeneratedProgramsIsRefusedOnItsLi
                        "MessChamp LF5 B «Variable « T1T » refusée : poignée T1T% du B-arbre "
                        "T1»"))
       << t;
-  EXPECT_EQ(Fichier("F")->rubriques.back().variable, "T2T");  // T2 is G's table
+  EXPECT_EQ(FichierLu("F")->rubriques.back().variable, "T2T");  // T2 is G's table
 }
 
 }  // namespace

@@ -209,7 +209,7 @@ PorteeNoms Portee(const ModeleDictionnaire& m, std::string_view fichier,
   }
   const auto f = m.fichiers.find(p.fichier);
   if (f == m.fichiers.end()) return p;
-  for (const RubriqueTexte& r : f->second.rubriques) p.variables.push_back(r.variable);
+  for (const Rubrique& r : f->second.rubriques) p.variables.push_back(r.variable);
   return p;
 }
 

@@ -52,7 +52,7 @@ struct PorteeNoms {
   std::string application;             // "" : the application's name is unknown
 };
 
-// The names of the file fichier of a model (or of its part, LitPartiesFichier).
+// The names of the file fichier of a model.
 PorteeNoms Portee(const ModeleDictionnaire& modele, std::string_view fichier,
                   std::string_view application);
 

@@ -37,7 +37,7 @@ std::string Cle(std::string_view k) {
   return nue ? std::string(k) : Chaine(k);
 }
 
-void EcritDomaine(std::string& out, const std::string& code, const DomaineTexte& d) {
+void EcritDomaine(std::string& out, const std::string& code, const Domaine& d) {
   out += "\n[domaines." + Cle(code) + "]\nnom = " + Chaine(d.nom) +
          "\nfichier = " + Chaine(d.fichier) + "\n";
   if (!d.definition) return;
@@ -50,7 +50,7 @@ void EcritDomaine(std::string& out, const std::string& code, const DomaineTexte&
   out += "]\n";
 }
 
-std::string Rubrique(const RubriqueTexte& r) {
+std::string TexteRubrique(const Rubrique& r) {
   std::string out = "{ nom = " + Chaine(r.nom) + ", type = " + Chaine(r.type);
   if (r.total) out += ", total = " + std::to_string(*r.total);
   if (r.decimales) out += ", decimales = " + std::to_string(*r.decimales);
@@ -62,11 +62,11 @@ std::string Rubrique(const RubriqueTexte& r) {
   return out + " }";
 }
 
-void EcritFichier(std::string& out, const std::string& nom, const FichierTexte& f) {
+void EcritFichier(std::string& out, const std::string& nom, const Fichier& f) {
   out += "\n[fichiers." + Cle(nom) + "]\nentreprise = " + (f.entreprise ? "true" : "false") + "\n";
   if (f.longueur) out += "longueur = " + std::to_string(*f.longueur) + "\n";
   out += "rubriques = [\n";
-  for (const RubriqueTexte& r : f.rubriques) out += "  " + Rubrique(r) + ",\n";
+  for (const Rubrique& r : f.rubriques) out += "  " + TexteRubrique(r) + ",\n";
   out += "]\n";
 }
 

@@ -29,7 +29,7 @@ class DeclarationTest : public DictionnaireEssai {
     AjouteBArbre("CLI1", "CLIENT", "P", "12");
   }
   std::vector<std::string> Genere(std::string_view nom) {
-    DeclarationFichier(nom);
+    DeclarationFichier(Etat(), nom);
     const std::string& texte = EtatGen().Texte();
     EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return Lignes(texte);
@@ -218,7 +218,7 @@ TEST_F(DeclarationTest, PositionsPast32767AreAnOverflow) {
   AjouteFichier("GROS", "", "40000");
   AjouteRubrique("GROS", "A", 20000);
   AjouteRubrique("GROS", "B", 20000);
-  EXPECT_THROW(DeclarationFichier("GROS"), ErreurService);
+  EXPECT_THROW(DeclarationFichier(Etat(), "GROS"), ErreurService);
   const std::vector<std::string> l = Lignes(EtatGen().Texte());
   EXPECT_NE(Ligne(l, "B = Mid(T,20001,20000)"), "");
   EXPECT_FALSE(Contient(l, "Sub EcrireGROS"));
@@ -228,7 +228,7 @@ TEST_F(DeclarationTest, UnreadableRecordLengthOfAChainedFileIsAnError) {
   AjouteFichier("CDE", "", "6x");
   AjouteChainage("CDE", "1", "4", "CDE", "13", "16");
   try {
-    DeclarationFichier("CDE");
+    DeclarationFichier(Etat(), "CDE");
     FAIL();
   } catch (const ErreurService& e) {
     EXPECT_NE(e.Message().find("« 6x »"), std::string::npos) << e.Message();
@@ -241,9 +241,9 @@ TEST_F(DeclarationTest, AStoredReservedNameIsReportedByEveryGenerator) {
   Client();
   AjouteRubrique("CLIENT", "Code", 4);
   AjouteRubrique("CLIENT", "tr", 4);
-  DeclarationFichier("CLIENT");
-  GenereSaisie({"CLIENT", "", "", ""}, nullptr);
-  GenereEdition({"CLIENT", "", true});
+  DeclarationFichier(Etat(), "CLIENT");
+  GenereSaisie(Etat(), {"CLIENT", "", "", ""}, nullptr);
+  GenereEdition(Etat(), {"CLIENT", "", true});
   const std::string code = "@ Code@ Nom Réservé : paramètre Code$ du programme de saisie";
   const std::string x = "@ tr@ Nom Réservé : variable locale TR du programme de saisie";
   const Signalements attendu = {{code, "DéclarationFichier"},
@@ -256,7 +256,7 @@ TEST_F(DeclarationTest, AStoredReservedNameIsReportedByEveryGenerator) {
   EXPECT_EQ(EtatGen().Anomalies().size(), 2u);  // those of the last generation
   EXPECT_NE(EtatGen().Texte().find("Call DecodeVarCsv(E$ ,Code$, "), std::string::npos);
   // A demand made without the dialog is checked as the dialog checks it.
-  GenereSaisie({"CLIENT", "Sai", "", "Mod"}, nullptr);
+  GenereSaisie(Etat(), {"CLIENT", "Sai", "", "Mod"}, nullptr);
   const std::vector<AnomalieGeneree>& a = EtatGen().Anomalies();
   ASSERT_EQ(a.size(), 4u);
   EXPECT_EQ(a[2].message,
@@ -268,9 +268,9 @@ TEST_F(DeclarationTest, AStoredReservedNameIsReportedByEveryGenerator) {
 
 TEST_F(DeclarationTest, SecondGenerationGivesTheSameText) {
   Client();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   const std::string premier = EtatGen().Texte();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   EXPECT_EQ(EtatGen().Texte(), premier);
   EXPECT_EQ(EtatGen().Generations(), 2);
 }

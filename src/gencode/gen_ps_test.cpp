@@ -78,7 +78,7 @@ class GenPSTest : public fic::EditionEssai {
     Ouvre();
   }
   std::string Genere(const std::string& fichier, bool* trop = nullptr) {
-    GenereSaisie({fichier, "", "", ""}, [trop] {
+    GenereSaisie(Etat(), {fichier, "", "", ""}, [trop] {
       if (trop != nullptr) *trop = true;
     });
     const std::string texte = EtatGen().Texte();
@@ -251,7 +251,7 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
   Ouvre(
       "NFIC = NOPE\nNFIC = pays\nNProg <Up>\nNFIC\nNProg = 1x\nNProg = SaisPays\nTProg\n"
       "CodLab <Up>\nTProg = Les pays\nCodLab = Z\n");
-  GenPS();
+  GenPS(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string s = session_->Transcription();
   EXPECT_TRUE(Contient(s, "Titre «Générateur de Programme de Saisie»")) << s;
@@ -271,10 +271,10 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
           "\"A\", total = 2, variable = \"NC\" }]\n");
   const int32_t generations = EtatGen().Generations();
   Ouvre("NFIC = NUE\nNFIC <Esc>\n");
-  GenPS();
+  GenPS(Etat());
   EXPECT_TRUE(Contient(session_->Transcription(), "MessChamp NFIC B «Aucune Table Primaire»"));
   EXPECT_EQ(EtatGen().Generations(), generations);
-  EXPECT_REFUS(GenereSaisie({"NUE", "", "", ""}, nullptr), "Aucune Table Primaire");
+  EXPECT_REFUS(GenereSaisie(Etat(), {"NUE", "", "", ""}, nullptr), "Aucune Table Primaire");
 }
 
 // A procedure's name or a label suffix that would make two names of the program meet is
@@ -284,7 +284,7 @@ TEST_F(GenPSTest, TheDialogRefusesNamesThatWouldMeet) {
   Ouvre(
       "NFIC = PAYS\nNProg = ConsPAYS\nNProg = EnrZ\nNProg = SaisPays\nTProg\nCodLab = Mod\n"
       "CodLab = Z\n");
-  GenPS();
+  GenPS(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string s = session_->Transcription();
   for (const char* refus : {"NProg B «Nom de procédure « ConsPAYS » refusé : procédure de "
@@ -302,7 +302,7 @@ TEST_F(GenPSTest, TheDialogRefusesNamesThatWouldMeet) {
 TEST_F(GenPSTest, SeveralPrimaryTablesTheLastOneIsUsed) {
   Importe(std::string(kDictionnaire) +
           "[barbres.PAY9]\nfichier = \"PAYS\"\nnature = \"P\"\ncle = \"[[PANOM,_,_]]\"\n");
-  GenereSaisie({"PAYS", "", "", ""}, nullptr);
+  GenereSaisie(Etat(), {"PAYS", "", "", ""}, nullptr);
   ASSERT_EQ(EtatGen().Anomalies().size(), 1u);
   EXPECT_EQ(EtatGen().Anomalies()[0].message, "@ Plusieurs Table Primaire");
   EXPECT_EQ(EtatGen().Anomalies()[0].procedure, "GenPs");

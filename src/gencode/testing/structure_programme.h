@@ -25,6 +25,15 @@ struct DefautStructure {
 // the structure is sound.
 std::vector<DefautStructure> DefautsStructure(std::string_view programme);
 
+// The assignments of a program text to a name it may not assign, in line order: a name is
+// assignable when it is the variable V or the entry variable xV of one of champs (the file's
+// variables), a parameter or a Dim of the procedure, a Public declaration, one of the names the
+// fixed lines use undeclared (NCE$, Code$, the key codes F1-F7, FH, PH, CR, Vrai, Faux, rien,
+// DirEnt, Cp, Abandon), or V followed by digits after a Dim that declares "V?$". Names are
+// compared without case and without their type character.
+std::vector<DefautStructure> DefautsAffectations(std::string_view programme,
+                                                 const std::vector<std::string>& champs);
+
 // The faults as text, one "ligne N : message" a line (for test failures and the host).
 std::string DecritDefauts(const std::vector<DefautStructure>& defauts);
 
