@@ -53,14 +53,11 @@ int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
-  fic::BilanImport b;
-  {
-    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-    const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-    b = fic::ImporteDictionnaire(composant->Session(), texte, chemin, o.essai, barre.get());
-    barre->Fin();
-    composant->Termine();
-  }
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  const fic::BilanImport b =
+      fic::ImporteDictionnaire(composant->Session(), texte, chemin, o.essai, barre.get());
+  barre->Fin();
   // Past its commit point the import is made, even when its files could not all be written now:
   // status 0, with the write error.
   const std::string importe =
@@ -74,8 +71,11 @@ int CommandeImport(Contexte& contexte) {
                     << " chaînage(s)\n";
 #ifdef VESK_AVEC_PG
   // The typed views of a database follow the new layouts.
-  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) RafraichitVues(contexte, nullptr);
+  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
 #endif
+  composant->Termine();
   return 0;
 }
 

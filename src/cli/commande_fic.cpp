@@ -56,17 +56,17 @@ class AffichageVisionneuse : public AffichageGenCode {
 }  // namespace
 
 int CommandeEntFic(Contexte& contexte) {
-  {
-    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
-    InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>(composant->Session()));
-    composant->Ass().EntFic();
-    InstalleAffichageGenCodeThread(nullptr);
-    composant->Termine();
-  }
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
+  InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>(composant->Session()));
+  composant->Ass().EntFic();
+  InstalleAffichageGenCodeThread(nullptr);
 #ifdef VESK_AVEC_PG
   // The typed views of a database follow the layouts entered.
-  if (EstAdresseBase(contexte.Config().stockage)) RafraichitVues(contexte, nullptr);
+  if (EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
 #endif
+  composant->Termine();
   return 0;
 }
 

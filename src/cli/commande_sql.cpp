@@ -129,7 +129,7 @@ std::vector<std::string> Instructions(pg::BasePg& base,
 
 }  // namespace
 
-std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl) {
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, Session& session, std::string* ddl) {
   AdresseBase adresse;
   const std::string& stockage = contexte.Config().stockage;
   const std::string pourquoi = AnalyseAdresseBase(stockage, adresse);
@@ -141,12 +141,8 @@ std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl) {
   }
   // The fields' positions come from the component's rules, while it is open.
   std::map<std::string, Specifie> fichiers;
-  {
-    std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    for (const auto& [nom, f] : fic::LitDictionnaire(composant->Session()).fichiers) {
-      fichiers[nom] = Specifie{f.entreprise, Colonnes(f)};
-    }
-    composant->Termine();
+  for (const auto& [nom, f] : fic::LitDictionnaire(session).fichiers) {
+    fichiers[nom] = Specifie{f.entreprise, Colonnes(f)};
   }
   pg::BasePg base(adresse, "");
   size_t vues = 0, otees = 0;
@@ -168,13 +164,16 @@ int CommandeSql(Contexte& contexte) {
                         "vesk sql vues (crée les vues dans la base) ou vesk sql ddl (les écrit "
                         "en SQL)");
   }
+  std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   if (arguments[0] == "ddl") {
     std::string ddl;
-    RafraichitVues(contexte, &ddl);
+    RafraichitVues(contexte, composant->Session(), &ddl);
+    composant->Termine();
     contexte.Sortie() << ddl;
     return 0;
   }
-  const auto [vues, otees] = RafraichitVues(contexte, nullptr);
+  const auto [vues, otees] = RafraichitVues(contexte, composant->Session(), nullptr);
+  composant->Termine();
   contexte.Sortie() << "Vues SQL faites : " << vues << " vue(s), et leurs fonctions\n";
   if (otees > 0) {
     contexte.Sortie() << "Vues SQL supprimées (fichiers qui n'en ont plus) : " << otees << "\n";

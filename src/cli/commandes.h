@@ -15,6 +15,10 @@
 #include "cli/options.h"
 #include "srv/config/configuration.h"
 
+namespace vesk {
+class Session;
+}  // namespace vesk
+
 namespace vesk::cli {
 
 // The name of standard output for --output.
@@ -124,10 +128,10 @@ int CommandeUsages(Contexte& contexte);
 int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
 int CommandeSql(Contexte& contexte);    // built with the database store only
-// Makes again the typed views of a database store from the dictionary (or, ddl not null,
-// writes their SQL there instead), and drops those of files that have none any more; gives
-// the number of views made and dropped. Built with the database store only.
-std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, std::string* ddl);
+// Makes again the typed views of a database store from the dictionary of the open session (or,
+// ddl not null, writes their SQL there instead), and drops those of files that have none any
+// more; gives the number of views made and dropped. Built with the database store only.
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, Session& session, std::string* ddl);
 
 }  // namespace vesk::cli
 
