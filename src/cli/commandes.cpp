@@ -127,6 +127,27 @@ constexpr Commande kCommandes[] = {
      "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
      "seul lot : tout ou rien.",
      "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},
+    {"donnees", "NOM",
+     "Écrit les enregistrements du fichier NOM lus par le dictionnaire (CSV ; --json)",
+     "Les enregistrements en service du fichier de données NOM, dans l'ordre de leurs numéros, "
+     "lus par les règles de ses rubriques : en CSV (défaut ; le séparateur de vesk.ini, les "
+     "variables en titres, les nombres avec leurs décimales après une virgule, les dates "
+     "jj/mm/aaaa, les booléens O ou N, les pointeurs par leur numéro d'enregistrement) ou en JSON "
+     "(--json : un objet par enregistrement). Un fichier qui dépend de l'entreprise est lu dans "
+     "le dossier de l'entreprise courante (--entreprise). Une valeur que les règles refusent "
+     "reste vide et est nommée sur la sortie d'erreur (statut 1).",
+     "--output --csv --json", CommandeDonnees, Argument::kNomFichier, "",
+     "vesk --entreprise 01 donnees CLIENT --output clients.csv"},
+    {"verifie", "[NOM...]",
+     "Vérifie les données des fichiers NOM (défaut : tous) d'après le dictionnaire (--json)",
+     "Les données de l'application vérifiées d'après le dictionnaire, par fichier et par dossier "
+     "d'entreprise : chaque enregistrement lu par les règles de ses rubriques et de leurs "
+     "domaines, chaque B-arbre avec exactement une clé par enregistrement en service, celle que "
+     "l'enregistrement donne, chaque chaînage entier, le fichier d'accord avec son en-tête. Un "
+     "bilan par fichier (enregistrements, problèmes par genre avec les premiers numéros "
+     "d'enregistrement) ; --json pour les outils. Rien n'est écrit : un dossier en lecture seule "
+     "se vérifie aussi. Le code de sortie est 1 au moindre problème.",
+     "--output --json", CommandeVerifie, Argument::kNomFichier, "", "vesk verifie CLIENT FACTUR"},
     {"config", "", "Affiche la configuration effective (vesk.ini et options), ou la change (--set)",
      "La configuration effective : vesk.ini du dossier de données et les options, au format de "
      "vesk.ini. Avec --set CLE=VALEUR, change cette clé dans vesk.ini (créé s'il manque) en "

@@ -122,6 +122,8 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandeDonnees(Contexte& contexte);
+int CommandeVerifie(Contexte& contexte);
 int CommandePerimes(Contexte& contexte);
 int CommandeRegenere(Contexte& contexte);
 int CommandeUsages(Contexte& contexte);

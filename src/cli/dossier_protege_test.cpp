@@ -135,6 +135,8 @@ TEST_F(DossierEnLectureSeule, ReadingCommandsWorkAndWhatWritesIsRefused) {
       {"vesk", "--data demo decl CLIENT", 0, "CLIENT"},
       {"vesk", "--data demo --output sortie/client.txt edtfic CLIENT", 0, ""},
       {"vesk-check", "demo", 0, ": correct"},
+      {"vesk", "--data demo verifie", 0, ": correct"},
+      {"vesk", "--data demo donnees FACTUR", 0, "FANUM;FACLI;FADAT;FAMHT;FAPREM;FADERN"},
       {"vesk", "--data demo import sain.toml", 1, "ne peut être écrit (dossier en lecture seule"},
   };
   for (const Cas& c : cas) {

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "fic/dictionnaire_texte.h"
+#include "fic/faute_toml.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -18,49 +20,25 @@ namespace {
 constexpr std::string_view kOperation = "Registre des programmes";
 constexpr int64_t kVersion = 1;
 
-std::string Chaine(std::string_view s) {
-  std::string out = "\"";
-  for (char c : s) {
-    const auto u = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (u < 0x20 || u == 0x7F) {
-      char buf[8];
-      std::snprintf(buf, sizeof buf, "\\u%04X", u);
-      out += buf;
-    } else {
-      out += c;
-    }
-  }
-  return out + "\"";
-}
-
-std::string Cle(std::string_view k) {
-  bool nue = !k.empty();
-  for (char c : k) {
-    nue = nue && ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-                  c == '_' || c == '-');
-  }
-  return nue ? std::string(k) : Chaine(k);
-}
+using fic::ChaineToml;
+using fic::CleToml;
 
 void EcritProgramme(std::string& out, const ProgrammeEnregistre& p) {
-  out += "\n[programmes." + Cle(p.nom) + "]\ngenerateur = " + Chaine(p.generateur) +
-         "\nfichier = " + Chaine(p.fichier) + "\n";
-  if (p.generateur != "decl") out += "programme = " + Chaine(p.programme) + "\n";
+  out += "\n[programmes." + CleToml(p.nom) + "]\ngenerateur = " + ChaineToml(p.generateur) +
+         "\nfichier = " + ChaineToml(p.fichier) + "\n";
+  if (p.generateur != "decl") out += "programme = " + ChaineToml(p.programme) + "\n";
   if (p.generateur == "genps") {
-    out += "titre = " + Chaine(p.titre) + "\nsuffixe = " + Chaine(p.suffixe) + "\n";
+    out += "titre = " + ChaineToml(p.titre) + "\nsuffixe = " + ChaineToml(p.suffixe) + "\n";
   }
   if (p.generateur == "genpe") out += std::string("csv = ") + (p.csv ? "true" : "false") + "\n";
-  out += "encodage = " + Chaine(NomEncodage(p.encodage)) +
-         "\nfin_de_ligne = " + Chaine(NomFinDeLigne(p.fin_de_ligne)) + "\n";
-  out += "\n[programmes." + Cle(p.nom) + ".empreinte]\n";
+  out += "encodage = " + ChaineToml(NomEncodage(p.encodage)) +
+         "\nfin_de_ligne = " + ChaineToml(NomFinDeLigne(p.fin_de_ligne)) + "\n";
+  out += "\n[programmes." + CleToml(p.nom) + ".empreinte]\n";
   for (size_t g = 0; g < fic::kGenresParties; ++g) {
     out += std::string(fic::CleGenre(static_cast<fic::GenrePartie>(g))) + " = {";
     bool premier = true;
     for (const auto& [nom, h] : p.empreinte.parties[g]) {
-      out += (premier ? " " : ", ") + Cle(nom) + " = " + Chaine(h);
+      out += (premier ? " " : ", ") + CleToml(nom) + " = " + ChaineToml(h);
       premier = false;
     }
     out += premier ? "}\n" : " }\n";
@@ -153,7 +131,7 @@ std::vector<ProgrammeEnregistre> LitTexteRegistre(std::string_view texte,
     racine = toml::parse(texte, chemin);
   } catch (const toml::parse_error& e) {
     throw ErreurService(kOperation, chemin + ":" + std::to_string(e.source().begin.line),
-                        std::string(e.description()));
+                        fic::TraduitFauteToml(e.description()));
   }
   const Lecteur lecteur(chemin);
   const toml::node* version = racine.get("version");

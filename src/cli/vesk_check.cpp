@@ -3,13 +3,14 @@
 // table's tree is the key its record gives (the table's key list over the file's fields), and
 // prints what is wrong. Exit status 0 when the folder is sound, 1 when problems were found or
 // the folder cannot be read, 2 for a usage error. It reads the committed state: a commit that
-// a writer which died left in the redo log is first finished, as any user of the folder would; otherwise it
-// changes nothing.
+// a writer which died left in the redo log is first finished, as any user of the folder would;
+// otherwise it changes nothing.
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "btree/reconstruction.h"
+#include "cli/verification.h"
 #include "core/ass.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
@@ -17,30 +18,12 @@
 #include "srv/erreur_service.h"
 #include "srv/isam/dossier.h"
 #include "srv/isam/env.h"
-#include "srv/isam/record_text.h"
 #include "srv/isam/verify.h"
 #include "srv/standard/fabrique_standard.h"
 
 namespace {
 
 using namespace vesk::isam;
-
-// The check of one tree's keys: the component's key builder over the record's bytes.
-CleVerif Cle(const std::string& dossier, const vesk::BArbreAReconstruire& a) {
-  const std::string objet = a.nom + ".DAB";
-  const size_t longueur = static_cast<size_t>(a.longueur_cle);
-  auto cle = [a, objet, longueur](std::string_view octets, std::string* key) {
-    std::string texte, c;
-    DecodeBytes(octets, &texte);
-    try {
-      a.cle(texte, c);
-    } catch (const vesk::ErreurService& e) {
-      return Status::InvalidArgument(e.Message());
-    }
-    return EncodeFixed(c, longueur, "clé de " + objet, key);
-  };
-  return {vesk::platform::JoinPath(dossier, objet), cle};
-}
 
 // The key checks of every table of the dictionary, in the folder of its file (each company
 // sub-folder for a company-dependent file). A dictionary that cannot be read is a problem of
@@ -67,7 +50,9 @@ std::vector<CleVerif> ClesDuDictionnaire(const std::string& dir, RapportVerif* r
       const std::vector<std::string> dossiers =
           f.dependance_entreprise ? entreprises : std::vector<std::string>{dir};
       for (const std::string& d : dossiers) {
-        for (const vesk::BArbreAReconstruire& a : f.arbres) cles.push_back(Cle(d, a));
+        for (const vesk::BArbreAReconstruire& a : f.arbres) {
+          cles.push_back(vesk::cli::CleDeTable(d, a));
+        }
       }
     }
   } catch (const vesk::ErreurService& e) {

@@ -47,6 +47,8 @@ struct EcranDom {
 void NouvelEcran(EcranDom& d) {
   d.s = Saisie{};
   d.cycle.NouvelEcran();
+  d.etat.Saisie().RegleChamp(
+      "FDD", "Obligatoire : le fichier de définition NOM.DOM, 8 lettres ou chiffres au plus");
   if (d.dernier != 0) {
     d.etat.Donnee().LireEnr(d.dom.fichier, d.dernier);
     d.cycle.MontrePrecedent(d.etat.dom[kCoDom]);

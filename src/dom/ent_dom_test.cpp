@@ -20,7 +20,9 @@ constexpr char kEcran[] =
     "  CODOM «CODE DU DOMAINE DE DEFINITION» A 20\n"
     "  NOMDOM «NOM DU DOMAINE» A 40\n"
     "  FDD «NOM FICHIER DE DEFINITION (.DOM)» A 8\n"
-    "MessChamp CODOM B «Suppression : Confirmez par F6»\n";
+    "MessChamp CODOM B «Suppression : Confirmez par F6»\n"
+    "RegleChamp FDD «Obligatoire : le fichier de définition NOM.DOM, 8 lettres ou chiffres au "
+    "plus»\n";
 
 std::string Precedent(const std::string& code) {
   return "Message B «Enregistrement Précédent " + code + std::string(20 - code.size(), ' ') + "»\n";

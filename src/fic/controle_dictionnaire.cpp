@@ -226,7 +226,7 @@ void ControleBArbre(Session& s, const std::string& nom, const BArbre& b,
   }
   if (!valides.contains(b.fichier)) return;
   const ResultatCle r = ControleListeCle(s, b.cle, valides.at(b.fichier).rubriques);
-  if (!r.valide) f.Ajoute(b.ligne, r.message.empty() ? "liste de clé vide" : r.message);
+  if (!r.valide) f.Ajoute(b.ligne, r.message);
 }
 
 void ControlePositions(int32_t ligne, const char* noms[2], int64_t premiere, int64_t seconde,

@@ -84,7 +84,7 @@ ResultatCle ControleListeCle(Session& etat, std::string_view texte,
   etat.Liste().VerifieSyntaxe(texte, position);
   if (position != 0) return Refus("Erreur de Syntaxe " + std::to_string(position) + "eme Car");
   std::string liste(texte);
-  if (liste == "[]") return Refus("");
+  if (liste == "[]") return Refus("Liste de clé vide : au moins une variable [[Var,Pd,Pf]]");
   ResultatCle r;
   while (liste != "[]") {
     std::string element;

@@ -55,9 +55,7 @@ TEST_F(ControlesTest, KeyListsGiveTheirLengthOrTheScreensMessage) {
   EXPECT_EQ(Message("[NOM,[DAT,_,_]]"), "Faux Avant [[DAT,_,_]]");
   EXPECT_EQ(Message("[[NOM,_,_]"), "Erreur de Syntaxe 11eme Car");
   EXPECT_EQ(Message("[[NOM,_,_]]x"), "Erreur de Syntaxe 12eme Car");
-  r = ControleListeCle(Etat(), "[]", champs_);
-  EXPECT_FALSE(r.valide);
-  EXPECT_EQ(r.message, "");
+  EXPECT_EQ(Message("[]"), "Liste de clé vide : au moins une variable [[Var,Pd,Pf]]");
   EXPECT_EQ(Message("[[LONG,1,1025]]"),
             "Clé de 1025 caractères : un B-arbre en tient 1024 au plus");
   // A length past 16 bits ends the command.

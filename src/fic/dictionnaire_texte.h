@@ -40,6 +40,10 @@ BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_
 // The model as TOML text, and back: a text that is not TOML, or not of the model's shape, is an
 // ErreurService naming nom, the line and the fault.
 std::string EcritToml(const ModeleDictionnaire& modele);
+// A TOML basic string of s (quotes, backslashes and control characters escaped), and a key: bare
+// when it is letters, digits, "_" and "-", else that string.
+std::string ChaineToml(std::string_view s);
+std::string CleToml(std::string_view k);
 ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom);
 // Every fault of the model, each as "nom:line : reason"; empty when it can be written.
 std::vector<std::string> ControleModele(Session& s, const ModeleDictionnaire& modele,

@@ -41,6 +41,10 @@ void NouvelEcran(EcranBa& d) {
   d.cycle.NouvelEcran();
   d.etat.Saisie().MessChamp("NATT", "N", kAideNature, 0);
   d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
+  d.etat.Saisie().RegleChamp("NOMD",
+                             "Nom d'un fichier spécifié du dictionnaire (6 lettres ou chiffres)");
+  d.etat.Saisie().RegleChamp(
+      "NATT", "P : table primaire (clés uniques) - S : secondaire (clés en double admises)");
 }
 
 // The table name names a B-tree file and a variable of the generated programs: letters and

@@ -92,13 +92,13 @@ TEST_F(EntBaTest, EveryFaultyKeyListIsRefusedWithItsMessageAndNothingWritten) {
         "MessChamp LCLE B «NOMCLI Inconnue»", "MessChamp LCLE B «Faux Avant []»",
         "MessChamp NOMT B «Nom de table « CLI-2 » refusé",
         "MessChamp NOMT B «Nom de table « fic » refusé : nom réservé aux fichiers du dictionnaire",
-        "MessChamp NOMT B «Nom de table « Temp » refusé"}) {
+        "MessChamp NOMT B «Nom de table « Temp » refusé",
+        "MessChamp LCLE B «Liste de clé vide : au moins une variable [[Var,Pd,Pf]]»"}) {
     EXPECT_NE(t.find(message), std::string::npos) << message << "\n" << t;
   }
-  // "X" and "[]" are asked again without a message.
+  // A nature other than P or S is asked again without a message (its rule stands).
   EXPECT_NE(t.find("Sai NATT «P» -> «X» <Enter>\nSai NATT «X» -> «S» <Enter>"), std::string::npos);
-  EXPECT_NE(t.find("Sai LCLE «[[NOMCLI,1,2]]» -> «[]» <Enter>\nSai LCLE «[]»"), std::string::npos)
-      << t;
+  EXPECT_NE(t.find("RegleChamp NATT «P : table primaire"), std::string::npos) << t;
   EXPECT_EQ(Table("CLI2"), 0);
 }
 

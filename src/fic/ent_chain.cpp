@@ -76,6 +76,16 @@ void Cherche(EcranChain& d) {
   Majuscules(d.etat, "CHAINL", d.s.chainl);
 }
 
+// The rule of two pointer positions of the file nom, stated while they are entered (a position
+// outside the record is refused without a message).
+void ReglesPositions(Session& s, std::string_view premiere, std::string_view seconde,
+                     int32_t longueur, const std::string& nom, std::string_view pair) {
+  const std::string regle = "Position de 1 à " + std::to_string(longueur) +
+                            " : l'enregistrement de " + nom + " en a " + std::to_string(longueur);
+  s.Saisie().RegleChamp(premiere, regle);
+  s.Saisie().RegleChamp(seconde, regle + ", pas avant " + std::string(pair));
+}
+
 // A position accepted when it lies in the record (and not before its pair's first).
 std::optional<std::string> Position(const std::string& v, int32_t longueur,
                                     std::optional<int32_t> premiere = {}) {
@@ -87,6 +97,7 @@ std::optional<std::string> ControleChaine(EcranChain& d) {
   Majuscules(d.etat, "CHAINE", d.s.chaine);
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
+  ReglesPositions(d.etat, "PPE", "PDE", d.s.longueur_entete, d.s.chaine, "le pointeur du premier");
   if (!d.s.trouve) ProposePositions(d.etat, d.s.ppe, d.s.pde);
   return std::nullopt;
 }
@@ -115,6 +126,7 @@ bool ControleLigne(EcranChain& d) {
     d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
     return false;
   }
+  ReglesPositions(d.etat, "PNEA", "PNES", d.s.longueur_ligne, d.s.chainl, "le pointeur arrière");
   if (!d.s.trouve) ProposePositions(d.etat, d.s.pnea, d.s.pnes);
   return true;
 }

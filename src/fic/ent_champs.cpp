@@ -18,6 +18,9 @@ namespace vesk::fic {
 
 namespace {
 
+constexpr std::string_view kRegleVariable =
+    "Une lettre puis des lettres et des chiffres (sans accent), unique dans le fichier";
+
 constexpr std::string_view kB = "B";
 constexpr std::string_view kN = "N";
 
@@ -334,15 +337,18 @@ std::optional<Etape> EcranChamps::Saisit(Etape e, int16_t& touche) {
             "[" + std::string(kListeTypes) + "," + std::string(kLibellesTypes) + "]", kB);
       return ApresType();
     case Etape::kDecimales: {
+      s.RegleChamp("LF4", "De 0 à " + std::to_string(kDecimalesMax) + " décimales");
       s.Sai("LF4", l_.decimales, touche, 0, "[]", kB);
       const std::string_view d = text::Trim(l_.decimales);
       if (d.empty() || d.size() > 2 || !DecimalesValides(type, ValeurNumerique(d))) return {};
       return Suivante(e);
     }
     case Etape::kTotal:
+      s.RegleChamp("LF3", RegleTotal(type, ValeurNumerique(l_.decimales)));
       s.Sai("LF3", l_.total, touche, 0, "[]", kB);
       return ApresTotal();
     case Etape::kVariable:
+      s.RegleChamp("LF5", kRegleVariable);
       s.Sai("LF5", l_.variable, touche, 0, "[]", kB);
       return ApresVariable();
     case Etape::kExemple:
@@ -431,7 +437,11 @@ std::optional<Etape> EcranChamps::ApresTotal() {
 std::optional<Etape> EcranChamps::ApresVariable() {
   l_.variable = text::TrimRight(l_.variable);
   const std::string& v = l_.variable;
-  if (!LettresEtChiffres(v) || !((v[0] >= 'A' && v[0] <= 'Z') || (v[0] >= 'a' && v[0] <= 'z'))) {
+  if (!LettresEtChiffres(v)) return {};  // silent: the rule stands above the key line
+  if (v[0] >= '0' && v[0] <= '9') {
+    etat_.Saisie().MessChamp(
+        "LF5", kB,
+        "Variable « " + v + " » refusée : la première lettre d'une variable est une lettre", 0);
     return {};
   }
   for (int32_t i = 1; i <= t_.Nombre(); ++i) {

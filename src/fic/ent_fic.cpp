@@ -144,6 +144,7 @@ Suite EcranFic::SaisitNom() {
     return Suite::kNom;
   }
   nom_ = text::UpperAscii(nom);
+  if (nom_ != nom) s.Affiche("NOMFIC", nom_);  // typed in lower case: shown as taken
   etat_.fic.Affecte(kNomFic, nom_);
   trouve_ = cycle_.Cherche(fic_, etat_.fic[kNomFic], e_);
   dfe_ = trouve_ ? std::string(text::TrimRight(etat_.fic[kDfe])) : "N";

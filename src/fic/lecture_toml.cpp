@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fic/dictionnaire_texte.h"
+#include "fic/faute_toml.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -308,7 +309,7 @@ ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom) {
     racine = toml::parse(ascii, std::string(nom));
   } catch (const toml::parse_error& e) {
     RefuseTexte(nom, {std::string(nom) + ":" + std::to_string(e.source().begin.line) + " : " +
-                      std::string(e.description())});
+                      TraduitFauteToml(e.description())});
   }
   Lecteur l(nom);
   ModeleDictionnaire m;

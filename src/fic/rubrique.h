@@ -53,6 +53,9 @@ bool DecimalesValides(char type, int32_t decimales);
 // The limits on the total: M or N with decimals d, d + 2 to 17; M or N without, 1 to 16; D, E,
 // B their fixed total; the others 1 to 32767.
 bool TotalValide(char type, int32_t total, int32_t decimales);
+// The limits of TotalValide in the screen's words: "M avec 2 décimales : de 4 à 17 caractères,
+// signe et point compris".
+std::string RegleTotal(char type, int32_t decimales);
 
 // Internal format ('A', 'I', 'S' or 'D') and internal length in bytes.
 struct FormatInterne {

@@ -90,6 +90,7 @@ bool SaisitFichier(Session& s, const fic::ModeleDictionnaire& m, std::string& nf
   etat.Ecran().ToucheDebut(debut);
   etat.Ecran().ToucheEchap(echap);
   SrvSaisie& saisie = etat.Saisie();
+  saisie.RegleChamp("NFIC", "Un fichier spécifié du dictionnaire ; vide : fin");
   for (;;) {
     if (!aide.empty()) saisie.MessChamp("NFIC", "N", aide, 0);
     int16_t touche = 0;

@@ -5,6 +5,7 @@
 #define VESK_SRV_SRV_DONNEE_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +43,13 @@ class SrvDonnee {
   virtual void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) = 0;
   // Reads the text of record no_enr, of exactly the record length.
   virtual void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) = 0;
+  // Calls visite with each live record of the data file, in record order: its number and its
+  // text (of exactly the record length), until visite gives false. The whole walk reads one
+  // committed state of the folder, under its shared lock (writers wait until it ends): visite
+  // must not change the folder. Nothing of the owner is called.
+  virtual void ParcourtEnregistrements(
+      int16_t fichier,
+      const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) = 0;
   // Number of the record found by the last B-tree search or walk on this file (0: none).
   virtual void NoEnrCourant(int16_t fichier, int32_t& no_enr) = 0;
   // Opens the text file nom ("TVA.DOM": letters and digits, a dot, an extension) for reading.

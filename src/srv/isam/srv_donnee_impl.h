@@ -22,6 +22,9 @@ class SrvDonneeImpl : public SrvDonnee {
               std::string_view methode, std::string_view mode, bool creation) override;
   void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) override;
   void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) override;
+  void ParcourtEnregistrements(
+      int16_t fichier,
+      const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) override;
   void NoEnrCourant(int16_t fichier, int32_t& no_enr) override;
   void OuvLect(std::string_view nom, int16_t& handle) override;
   void FinFich(int16_t handle, bool& fin) override;

@@ -49,12 +49,23 @@ class Verifier {
 
   void Folder(const std::string& dir, const std::string& root);
   void Chain(const ChainageVerif& c);
+  void File(const FichierVerif& f);
+  // Problems go to sink (all of them) instead of the report; every tree holds one key per
+  // live record; visit sees each live record.
+  void Alone(const std::function<void(const ProblemeVerif&)>& sink,
+             std::function<void(uint32_t, std::string_view)> visit) {
+    sink_ = sink;
+    visit_ = std::move(visit);
+    strict_ = true;
+  }
   // Reads the data file at path (its problems reported) before a chaining is checked.
   void Load(const std::string& path) { Data(path); }
 
  private:
-  void Problem(const std::string& p) {
-    if (r_->problemes.size() < kMaxProblems) {
+  void Problem(const std::string& p, std::string_view genre = kGenreFichier, uint32_t no = 0) {
+    if (sink_) {
+      sink_({std::string(genre), no, p});
+    } else if (r_->problemes.size() < kMaxProblems) {
       r_->problemes.push_back(p);
     } else if (r_->problemes.size() == kMaxProblems) {
       r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
@@ -63,6 +74,7 @@ class Verifier {
   DataInfo* Data(const std::string& path);
   void ScanData(DataInfo& d);
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
+  std::unique_ptr<BTree> OpenTree(const std::string& path, const std::string& name, BTreeHeader* h);
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
   void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
@@ -75,6 +87,10 @@ class Verifier {
   const std::vector<CleVerif>& cles_;
   std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
+  std::function<void(const ProblemeVerif&)> sink_;
+  std::function<void(uint32_t, std::string_view)> visit_;
+  bool strict_ = false;
+  uint32_t length_ = 0;  // the record length asked of the data files (0: theirs)
 };
 
 DataInfo* Verifier::Data(const std::string& path) {
@@ -84,7 +100,7 @@ DataInfo* Verifier::Data(const std::string& path) {
   d->name = BaseName(path);
   DataFile::Options options;
   options.read_only = true;
-  Status s = DataFile::Open(env_, path, 0, options, &d->file);
+  Status s = DataFile::Open(env_, path, length_, options, &d->file);
   DataInfo* out = nullptr;
   if (!s.ok()) {
     Problem(d->name + " : " + s.message());
@@ -122,7 +138,10 @@ void Verifier::ScanData(DataInfo& d) {
     } else if (f.Header().version < 2 &&
                std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
       Problem(d.name + " : l'enregistrement " + std::to_string(no) +
-              " est fait de caractères de code 0 avant la fin des données");
+                  " est fait de caractères de code 0 avant la fin des données",
+              kGenreFichier, no);
+    } else if (visit_) {
+      visit_(no, rec);
     }
   }
   if (deleted != f.Deleted()) {
@@ -146,26 +165,34 @@ void Verifier::ScanData(DataInfo& d) {
   r_->supprimes += deleted;
 }
 
-void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
-  std::string name = BaseName(path);
+// Opens the tree at path and checks its own invariants; null when it cannot be read.
+std::unique_ptr<BTree> Verifier::OpenTree(const std::string& path, const std::string& name,
+                                          BTreeHeader* h) {
   std::unique_ptr<BTree> tree;
   Status s = BTree::OpenAsMade(env_, path, BTreeOptions{}, &tree);
   if (!s.ok()) {
-    Problem(name + " : " + s.message());
-    return;
+    Problem(name + " : " + s.message(), kGenreArbre);
+    return nullptr;
   }
   ++r_->arbres;
   std::vector<std::string> problems;
   s = tree->Verify(&problems);
   if (!s.ok()) problems.push_back(s.message());
-  for (const std::string& p : problems) Problem(name + " : " + p);
-  BTreeHeader h;
-  s = tree->Header(&h);
+  for (const std::string& p : problems) Problem(name + " : " + p, kGenreArbre);
+  s = tree->Header(h);
   if (!s.ok()) {
-    Problem(name + " : " + s.message());
-    return;
+    Problem(name + " : " + s.message(), kGenreArbre);
+    return nullptr;
   }
-  r_->cles += h.keys;
+  r_->cles += h->keys;
+  return tree;
+}
+
+void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
+  std::string name = BaseName(path);
+  BTreeHeader h;
+  std::unique_ptr<BTree> tree = OpenTree(path, name, &h);
+  if (tree == nullptr) return;
   std::string data_name = h.indexed_file.empty() ? Stem(name) : UpperAscii(h.indexed_file);
   std::string data_path = platform::JoinPath(dir, data_name + ".DAT");
   if (!Exists(env_, data_path) && dir != root)
@@ -189,7 +216,8 @@ void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
   if (s.ok()) s = cle.cle(record_, &expected_);
   if (!s.ok()) {
     Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
-            s.message());
+                s.message(),
+            kGenreCleFausse, no);
     return;
   }
   if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
@@ -198,33 +226,40 @@ void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
   DecodeBytes(key, &shown);
   DecodeBytes(expected_, &want);
   Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
-          d.name + " n'est pas celle de l'enregistrement (« " + want + " »)");
+              d.name + " n'est pas celle de l'enregistrement (« " + want + " »)",
+          kGenreCleFausse, no);
 }
 
 void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
                        const CleVerif* cle) {
+  // A primary tree, and every tree of a file checked alone, holds one key per live record.
+  const bool une = nature == 'P' || strict_;
   std::vector<uint8_t> seen(d.deleted.size(), 0);
   Status s = tree.ForEach([&](std::string_view key, uint32_t no) {
     if (no < 1 || no > d.deleted.size()) {
       Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
-              ", au-delà de la fin de " + d.name);
+                  ", au-delà de la fin de " + d.name,
+              kGenreCleVide, no);
     } else if (d.deleted[no - 1]) {
       Problem(name + " : une clé renvoie à l'enregistrement supprimé " + std::to_string(no) +
-              " de " + d.name);
-    } else if (nature == 'P' && seen[no - 1]++) {
+                  " de " + d.name,
+              kGenreCleVide, no);
+    } else if (une && seen[no - 1]++) {
       Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
-              " a plusieurs clés");
+                  " a plusieurs clés",
+              kGenreCles, no);
     } else if (cle != nullptr) {
       KeyOf(*cle, d, name, key, no);
     }
     return true;
   });
-  if (!s.ok()) Problem(name + " : " + s.message());
-  if (nature != 'P') return;
+  if (!s.ok()) Problem(name + " : " + s.message(), kGenreArbre);
+  if (!une) return;
   for (size_t i = 0; i < seen.size(); ++i) {
     if (!d.deleted[i] && !seen[i]) {
       Problem(name + " : l'enregistrement " + std::to_string(i + 1) + " de " + d.name +
-              " n'a pas de clé");
+                  " n'a pas de clé",
+              kGenreSansCle, static_cast<uint32_t>(i + 1));
     }
   }
 }
@@ -265,6 +300,31 @@ void Verifier::Chain(const ChainageVerif& c) {
     if (!l->deleted[i] && owner[i] == 0) {
       Problem(what + " : la ligne " + std::to_string(i + 1) + " n'est chaînée sous aucun en-tête");
     }
+  }
+}
+
+void Verifier::File(const FichierVerif& f) {
+  length_ = f.longueur;
+  DataInfo* d = Data(f.donnees);
+  if (d == nullptr) return;
+  for (const CleVerif& c : f.arbres) {
+    const std::string name = BaseName(c.arbre);
+    if (!Exists(env_, c.arbre)) {
+      if (r_->enregistrements > 0) {
+        Problem(name + " : B-arbre absent, " + d->name + " a des enregistrements en service",
+                kGenreArbre);
+      }
+      continue;
+    }
+    BTreeHeader h;
+    std::unique_ptr<BTree> tree = OpenTree(c.arbre, name, &h);
+    if (tree == nullptr) continue;
+    if (!h.indexed_file.empty() && UpperAscii(h.indexed_file) != Stem(d->name)) {
+      Problem(name + " : indexe " + UpperAscii(h.indexed_file) + ".DAT, pas " + d->name,
+              kGenreArbre);
+      continue;
+    }
+    Entries(*tree, name, h.nature, *d, &c);
   }
 }
 
@@ -327,6 +387,17 @@ Status VerifieDossier(Env* env, const std::string& dossier,
   v.Folder(dossier, dossier);
   for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
   for (const ChainageVerif& c : chainages) v.Chain(c);
+  return Status::Ok();
+}
+
+Status VerifieFichier(Env* env, const FichierVerif& f,
+                      const std::function<void(const ProblemeVerif&)>& probleme,
+                      BilanFichierVerif* bilan) {
+  RapportVerif r;
+  Verifier v(env, &r, f.arbres);
+  v.Alone(probleme, f.enregistrement);
+  v.File(f);
+  *bilan = {r.enregistrements, r.supprimes, r.cles};
   return Status::Ok();
 }
 

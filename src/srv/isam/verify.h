@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "srv/isam/dossier.h"
@@ -63,6 +64,46 @@ Status VerifieChainage(Env* env, const ChainageVerif& chainage,
 // problemes (not empty): the first, how many others, and that nothing is written. Both stores'
 // rebuilds give it.
 std::string RefusDeChainage(const std::vector<std::string>& problemes);
+
+// One problem of a file checked alone (VerifieFichier): its kind, the record it is about (0 when
+// it is about the file or a tree as a whole) and the text that says it.
+struct ProblemeVerif {
+  std::string genre;  // one of the kGenre... below, or a kind of the caller's record check
+  uint32_t enregistrement = 0;
+  std::string texte;
+};
+inline constexpr std::string_view kGenreFichier = "fichier";        // the data file itself
+inline constexpr std::string_view kGenreArbre = "arbre";            // a tree itself
+inline constexpr std::string_view kGenreSansCle = "clé absente";    // a live record, no key
+inline constexpr std::string_view kGenreCles = "clés multiples";    // a record, several keys
+inline constexpr std::string_view kGenreCleVide = "clé orpheline";  // a key, no live record
+inline constexpr std::string_view kGenreCleFausse = "clé fausse";   // not the record's key
+
+// A data file with every tree that indexes it, checked as a dictionary describes them.
+struct FichierVerif {
+  std::string donnees;    // path of the .DAT
+  uint32_t longueur = 0;  // the record length it must have
+  // Each tree of the file (an absent one is a problem when the file holds live records) and
+  // how its keys are built: every tree holds exactly one key per live record, the one cle
+  // builds, and nothing else.
+  std::vector<CleVerif> arbres;
+  // Called with each live record (its number and bytes), in record order; may be empty.
+  std::function<void(uint32_t no, std::string_view record)> enregistrement;
+};
+
+struct BilanFichierVerif {
+  uint64_t enregistrements = 0;  // live records
+  uint64_t supprimes = 0;
+  uint64_t cles = 0;  // keys of its trees
+};
+
+// Checks the file f as VerifieDossier checks a file and its trees (the data file against its
+// header, each tree's invariants), with the stricter rule above for every tree, primary or
+// secondary. Each problem goes to probleme, none left out. The Status fails only when the
+// checker itself cannot go on (never for what the files hold).
+Status VerifieFichier(Env* env, const FichierVerif& f,
+                      const std::function<void(const ProblemeVerif&)>& probleme,
+                      BilanFichierVerif* bilan);
 
 // The chainings declared in d, by path.
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);

@@ -85,5 +85,57 @@ TEST_F(VerifyTest, AKeyThatIsNotItsRecordsIsNamed) {
             "l'enregistrement (« BETO »)");
 }
 
+
+// A file checked alone holds one key per live record in every tree, secondary ones too; each
+// problem comes with its kind and record, and every live record is seen once.
+TEST_F(VerifyTest, AFileCheckedAloneHasOneKeyPerRecordInEveryTree) {
+  Clients();
+  int16_t s = 0;
+  barbre_->B_Arbre(false, "Cli2", 6, "S", s, "", true);
+  const int16_t f = proprios_.front()->fichier;
+  barbre_->InsS(s, "client", 1, f);
+  barbre_->InsS(s, "client", 3, f);  // 2 has none
+  barbre_->InsS(s, "autre ", 3, f);  // 3 has two, one of them not its own
+  ASSERT_TRUE(dossier_->Ecrit().ok());
+  auto suffixe = [](std::string_view record, std::string* key) {
+    *key = std::string(record.substr(5, 6));
+    return Status::Ok();
+  };
+  auto code = [](std::string_view record, std::string* key) {
+    *key = std::string(record.substr(0, 4));
+    return Status::Ok();
+  };
+  FichierVerif fv{Path("CLI.DAT"),
+                  20,
+                  {{Path("CLI.DAB"), code}, {Path("CLI2.DAB"), suffixe}, {Path("CLI3.DAB"), code}},
+                  {}};
+  std::vector<uint32_t> vus;
+  fv.enregistrement = [&](uint32_t no, std::string_view) { vus.push_back(no); };
+  std::vector<std::string> trouves;
+  BilanFichierVerif b;
+  ASSERT_TRUE(VerifieFichier(
+                  Env::Default(), fv,
+                  [&](const ProblemeVerif& p) {
+                    trouves.push_back(p.genre + " " + std::to_string(p.enregistrement));
+                  },
+                  &b)
+                  .ok());
+  EXPECT_EQ(vus, (std::vector<uint32_t>{1, 2, 3}));
+  EXPECT_EQ(trouves, (std::vector<std::string>{"clé fausse 3", "clés multiples 3", "clé absente 2",
+                                               "arbre 0"}));
+  EXPECT_EQ(b.enregistrements, 3u);
+  EXPECT_EQ(b.cles, 6u);
+  // Records of another length than the dictionary's: the file is not read by its fields.
+  fv.longueur = 21;
+  vus.clear();
+  trouves.clear();
+  ASSERT_TRUE(
+      VerifieFichier(
+          Env::Default(), fv, [&](const ProblemeVerif& p) { trouves.push_back(p.genre); }, &b)
+          .ok());
+  EXPECT_TRUE(vus.empty());
+  EXPECT_EQ(trouves, std::vector<std::string>{"fichier"});
+}
+
 }  // namespace
 }  // namespace vesk::isam::testing

@@ -20,23 +20,26 @@ inline uint32_t TreeNodeLength(const std::string& tree) {
   return tree.size() < btree::hdr::kSize ? 0 : Load32(tree.data() + btree::hdr::kNodeLenAt);
 }
 
-// Recomputes the checksum of node `node` (the header's when 0) of the B-tree file's bytes;
-// nothing when the node lies past the end.
+// Recomputes the checksum of node `node` (the header's when 0, whatever node length it claims)
+// of the B-tree file's bytes; nothing when the node lies past the end, or when the header claims
+// a node length shorter than a node's own header (a damaged header: there are no nodes).
 inline void SealNode(std::string* tree, uint32_t node) {
-  const uint32_t len = TreeNodeLength(*tree);
-  if (len == 0 || (uint64_t{node} + 1) * len > tree->size()) return;
-  char* n = tree->data() + size_t{node} * len;
   if (node == 0) {
-    Store32(n + btree::hdr::kChecksumAt, btree::Crc32(n, btree::hdr::kChecksumAt));
-  } else {
-    Store32(n + btree::node::kChecksumAt, btree::NodeChecksum(n, len));
+    if (tree->size() < btree::hdr::kSize) return;
+    Store32(tree->data() + btree::hdr::kChecksumAt,
+            btree::Crc32(tree->data(), btree::hdr::kChecksumAt));
+    return;
   }
+  const uint32_t len = TreeNodeLength(*tree);
+  if (len < btree::node::kHeader || (uint64_t{node} + 1) * len > tree->size()) return;
+  char* n = tree->data() + size_t{node} * len;
+  Store32(n + btree::node::kChecksumAt, btree::NodeChecksum(n, len));
 }
 
 // Every node and the header sealed.
 inline void SealTree(std::string* tree) {
   const uint32_t len = TreeNodeLength(*tree);
-  if (len == 0) return;
+  if (len < btree::node::kHeader) return SealNode(tree, 0);
   for (uint32_t no = 0; (uint64_t{no} + 1) * len <= tree->size(); ++no) SealNode(tree, no);
 }
 

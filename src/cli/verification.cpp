@@ -1,0 +1,179 @@
+#include "cli/verification.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "btree/reconstruction.h"
+#include "fic/donnees.h"
+#include "platform/platform.h"
+#include "srv/erreur_service.h"
+#include "srv/isam/env.h"
+#include "srv/isam/record_text.h"
+
+namespace vesk::cli {
+
+namespace {
+
+using isam::Env;
+
+constexpr std::string_view kGenreChainage = "chaînage";
+constexpr std::string_view kGenreDomaine = "hors domaine";
+
+bool Existe(const std::string& chemin) {
+  bool existe = false;
+  return Env::Default()->FileExists(chemin, &existe).ok() && existe;
+}
+
+std::string Nom(const std::string& chemin) {
+  const size_t barre = chemin.find_last_of("/\\");
+  return barre == std::string::npos ? chemin : chemin.substr(barre + 1);
+}
+
+// The folders that hold the data file of f (nom): the root, or each company folder.
+std::vector<std::string> Dossiers(const std::string& dossier, const std::string& nom,
+                                  const fic::Fichier& f) {
+  std::vector<std::string> dossiers;
+  const std::vector<std::string> candidats =
+      f.entreprise ? isam::SousDossiers(Env::Default(), dossier) : std::vector{dossier};
+  for (const std::string& d : candidats) {
+    if (Existe(platform::JoinPath(d, nom + ".DAT"))) dossiers.push_back(d);
+  }
+  return dossiers;
+}
+
+// The values of record no by the field rules and domains of f.
+void ControleValeurs(const fic::ModeleDictionnaire& m, const fic::Fichier& f, uint32_t no,
+                     std::string_view octets, VerificationFichier& v) {
+  const fic::ValeursEnregistrement valeurs = fic::LitEnregistrement(f, octets);
+  for (size_t i = 0; i < valeurs.size(); ++i) {
+    const fic::Rubrique& r = f.rubriques[i];
+    const fic::Lecture& l = valeurs[i];
+    const std::string ou = "enregistrement " + std::to_string(no) + ", " + r.variable + " : ";
+    if (l.defaut != fic::Defaut::kAucun) {
+      v.Ajoute(fic::NomDefaut(l.defaut), no,
+               ou + std::string(fic::NomDefaut(l.defaut)) + " (" + l.detail + ")");
+    } else if (!fic::DansDomaine(m, r, l.valeur)) {
+      v.Ajoute(kGenreDomaine, no,
+               ou + "« " + l.valeur.texte + " » n'est pas dans le domaine " + *r.domaine);
+    }
+  }
+}
+
+// The chainings whose lines are the file nom of the folder d: each whole (isam::VerifieChainage).
+void ControleChainages(const fic::ModeleDictionnaire& m, const std::string& racine,
+                       const std::string& d, const std::string& nom, const fic::Fichier& f,
+                       VerificationFichier& v) {
+  const auto c = m.chainages.find(nom);
+  if (c == m.chainages.end()) return;
+  const fic::Fichier* entete = m.ChercheFichier(c->second.entete);
+  if (entete == nullptr) return;
+  const std::string dossier_entete = entete->entreprise == f.entreprise ? d : racine;
+  const isam::ChainageVerif chainage{platform::JoinPath(dossier_entete, c->second.entete + ".DAT"),
+                                     platform::JoinPath(d, nom + ".DAT"),
+                                     static_cast<uint32_t>(c->second.premier - 1),
+                                     static_cast<uint32_t>(c->second.dernier - 1),
+                                     static_cast<uint32_t>(c->second.arriere - 1),
+                                     static_cast<uint32_t>(c->second.avant - 1)};
+  ++v.chainages;
+  if (!Existe(chainage.entete)) {
+    if (v.bilan.enregistrements > 0) {
+      v.Ajoute(kGenreChainage, 0, "fichier d'en-tête " + chainage.entete + " absent");
+    }
+    return;
+  }
+  std::vector<std::string> problemes;
+  const isam::Status s = isam::VerifieChainage(Env::Default(), chainage, &problemes);
+  if (!s.ok()) problemes.push_back(s.message());
+  for (const std::string& p : problemes) v.Ajoute(kGenreChainage, 0, p);
+}
+
+VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, const std::string& racine,
+                                const std::string& d, const std::string& nom,
+                                const fic::Fichier& f) {
+  VerificationFichier v;
+  v.fichier = nom;
+  v.entreprise = d == racine ? "" : Nom(d);
+  v.donnees = true;
+  isam::FichierVerif fv;
+  fv.donnees = platform::JoinPath(d, nom + ".DAT");
+  fv.longueur = static_cast<uint32_t>(f.Longueur());
+  for (const BArbreAReconstruire& a : btree::ArbresDuFichier(m, nom).arbres) {
+    fv.arbres.push_back(CleDeTable(d, a));
+  }
+  v.arbres = fv.arbres.size();
+  fv.enregistrement = [&](uint32_t no, std::string_view octets) {
+    ControleValeurs(m, f, no, octets, v);
+  };
+  const isam::Status s = isam::VerifieFichier(
+      Env::Default(), fv,
+      [&](const isam::ProblemeVerif& p) { v.Ajoute(p.genre, p.enregistrement, p.texte); },
+      &v.bilan);
+  if (!s.ok()) throw ErreurService("Vérification", fv.donnees, s.message());
+  ControleChainages(m, racine, d, nom, f, v);
+  return v;
+}
+
+}  // namespace
+
+isam::CleVerif CleDeTable(const std::string& dossier, const BArbreAReconstruire& a) {
+  const std::string objet = a.nom + ".DAB";
+  const size_t longueur = static_cast<size_t>(a.longueur_cle);
+  auto cle = [a, objet, longueur](std::string_view octets, std::string* key) {
+    std::string texte, c;
+    isam::DecodeBytes(octets, &texte);
+    try {
+      a.cle(texte, c);
+    } catch (const ErreurService& e) {
+      return isam::Status::InvalidArgument(e.Message());
+    }
+    return isam::EncodeFixed(c, longueur, "clé de " + objet, key);
+  };
+  return {platform::JoinPath(dossier, objet), cle};
+}
+
+uint64_t VerificationFichier::Problemes() const {
+  uint64_t n = 0;
+  for (const GenreProbleme& g : problemes) n += g.nombre;
+  return n;
+}
+
+void VerificationFichier::Ajoute(std::string_view genre, uint32_t enregistrement,
+                                 const std::string& texte) {
+  auto g = std::find_if(problemes.begin(), problemes.end(),
+                        [&](const GenreProbleme& p) { return p.genre == genre; });
+  if (g == problemes.end()) {
+    problemes.push_back({std::string(genre), 0, {}, texte});
+    g = std::prev(problemes.end());
+  }
+  ++g->nombre;
+  if (enregistrement != 0 && g->premiers.size() < kPremiers &&
+      std::find(g->premiers.begin(), g->premiers.end(), enregistrement) == g->premiers.end()) {
+    g->premiers.push_back(enregistrement);
+  }
+}
+
+std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
+                                                const std::string& dossier,
+                                                const std::vector<std::string>& noms) {
+  std::vector<std::string> choisis = noms;
+  if (choisis.empty()) {
+    for (const auto& [nom, f] : m.fichiers) choisis.push_back(nom);
+  }
+  std::vector<VerificationFichier> resultats;
+  for (const std::string& nom : choisis) {
+    const fic::Fichier* f = m.ChercheFichier(nom);
+    if (f == nullptr) {
+      throw ErreurService("Vérification", nom, "fichier non spécifié dans le dictionnaire");
+    }
+    const std::vector<std::string> dossiers = Dossiers(dossier, nom, *f);
+    if (dossiers.empty()) {
+      VerificationFichier sans;
+      sans.fichier = nom;
+      resultats.push_back(std::move(sans));
+    }
+    for (const std::string& d : dossiers) resultats.push_back(VerifieDans(m, dossier, d, nom, *f));
+  }
+  return resultats;
+}
+
+}  // namespace vesk::cli
