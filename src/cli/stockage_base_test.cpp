@@ -161,8 +161,8 @@ TEST_F(VeskSurPostgresql, TheDemoGoesIntoTheDatabaseAndBackWhole) {
   EXPECT_NE(texte_sens.find("un dossier de données et une base"), std::string::npos);
 }
 
-// The commands that read the dictionary and the data give the same listings and programs on
-// the database as on the folder; the rebuild leaves the same records and keys.
+// The commands that read the dictionary and the data give the same listings, programs and
+// records on the database as on the folder; the rebuild leaves the same records and keys.
 TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
   Reussit("demo dossier");
   const std::string b = Base("c");
@@ -179,6 +179,8 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
                                               "edtlfic --output r.txt",
                                               "ficapp --output r.txt",
                                               "edtdom --output r.txt",
+                                              "donnees CLIENT",
+                                              "donnees FACLIG --json",
                                               "reconsba --tous",
                                               "export"};
   for (const std::string& c : commandes) {
@@ -202,6 +204,11 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
   Reussit("--data base --script lecture.script lectba --output dom.txt");
   const std::string dom = Contenu(dossier_ / "dom.txt");
   EXPECT_NE(dom.find("PAYS|REGLT|TVA"), std::string::npos) << dom;
+  // verifie reads a folder's files: on a database it says so rather than find nothing wrong.
+  auto [refus, texte_refus] = Lance("--data base verifie");
+  EXPECT_EQ(refus, 1);
+  EXPECT_NE(texte_refus.find("ne vérifie que les données d'un dossier"), std::string::npos)
+      << texte_refus;
 }
 
 // The date of day n (1 for 1 January 1900) as yyyy-mm-dd, by the civil calendar's arithmetic.

@@ -1,6 +1,7 @@
 // The B-tree service over data files with owners, the same behaviour on every store.
 #include "srv/comportement/magasin_essai.h"
 #include "srv/list/liste.h"
+#include "srv/text/utf8.h"
 
 namespace vesk::essai {
 namespace {
@@ -209,6 +210,32 @@ TEST_P(BArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   Donnee().Supprimes(false, "Dom", n);
   EXPECT_EQ(n, 0);
   EXPECT_ERREUR(Donnee().Supprimes(false, "Absent", n), "fichier absent");
+}
+
+// A walk of the data file gives its live records in order, as text, stops when told, and sees
+// what the batch under way wrote.
+TEST_P(BArbreTest, ParcourtEnregistrementsGivesTheLiveRecordsInOrder) {
+  Insere("A", "Été");
+  Insere("B", "b");
+  Insere("C", "c");
+  BArbre().Supprime(arbre_, "B", 2, dom_->fichier);
+  auto parcours = [&](size_t arret) {
+    std::vector<std::string> vus;
+    Donnee().ParcourtEnregistrements(dom_->fichier, [&](int32_t no, std::string_view texte) {
+      vus.push_back(std::to_string(no) + ":" + std::string(text::TrimRight(texte)));
+      return vus.size() < arret;
+    });
+    return vus;
+  };
+  EXPECT_EQ(parcours(9), (std::vector<std::string>{"1:Été", "3:c"}));
+  EXPECT_EQ(parcours(1), (std::vector<std::string>{"1:Été"}));
+  Donnee().DebutLot();
+  Insere("D", "d");
+  EXPECT_EQ(parcours(9), (std::vector<std::string>{"1:Été", "3:c", "4:d"}));
+  Donnee().FinLot();
+  EXPECT_ERREUR(
+      Donnee().ParcourtEnregistrements(42, [](int32_t, std::string_view) { return true; }),
+      "fichier 42");
 }
 
 // A tree that is not there is made empty only beside a data file without live records: beside

@@ -184,6 +184,35 @@ void SrvDonneePg::LireFichier(int16_t fichier, int32_t no_enr, std::string& text
   isam::DecodeBytes(e.octets, &texte);
 }
 
+void SrvDonneePg::ParcourtEnregistrements(
+    int16_t fichier, const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) {
+  constexpr std::string_view kOp = "ParcourtEnregistrements";
+  constexpr int kPage = 10000;  // records read at a time
+  FichierPg& f = pg::FichierOuErreur(*base_, fichier, kOp);
+  const std::string sql = "SELECT no, octets FROM " + f.table +
+                          " WHERE NOT supprime AND no > $1 ORDER BY no LIMIT " +
+                          std::to_string(kPage);
+  auto parcours = [&] {
+    std::string texte;
+    for (int32_t apres = 0;;) {
+      Parametres p;
+      p.Entier(apres);
+      const pg::Resultat r = base_->Lit(kOp, f.objet, sql, p);
+      for (int i = 0; i < r.Lignes(); ++i) {
+        apres = r.Entier(i, 0);
+        isam::DecodeBytes(r.Octets(i, 1), &texte);
+        if (!visite(apres, texte)) return;
+      }
+      if (r.Lignes() < kPage) return;
+    }
+  };
+  if (base_->DansLot() || base_->DansTransaction()) {
+    parcours();
+  } else {
+    base_->Lecture(kOp, f.objet, parcours);
+  }
+}
+
 void SrvDonneePg::NoEnrCourant(int16_t fichier, int32_t& no_enr) {
   no_enr = pg::FichierOuErreur(*base_, fichier, "NoEnrCourant").courant;
 }

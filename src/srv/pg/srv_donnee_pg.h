@@ -22,6 +22,11 @@ class SrvDonneePg : public SrvDonnee {
               std::string_view methode, std::string_view mode, bool creation) override;
   void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) override;
   void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) override;
+  // Reads the live records page by page, in one snapshot of the store (a read-only transaction)
+  // or, in a batch, in the batch's own transaction.
+  void ParcourtEnregistrements(
+      int16_t fichier,
+      const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) override;
   void NoEnrCourant(int16_t fichier, int32_t& no_enr) override;
   void OuvLect(std::string_view nom, int16_t& handle) override;
   void FinFich(int16_t handle, bool& fin) override;
