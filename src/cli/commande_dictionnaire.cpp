@@ -7,6 +7,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/tui/barre_progression.h"
 
@@ -57,7 +58,6 @@ int CommandeImport(Contexte& contexte) {
   const fic::BilanImport b =
       fic::ImporteDictionnaire(composant->Session(), texte, chemin, o.essai, barre.get());
   barre->Fin();
-  composant->Termine();
   // Past its commit point the import is made, even when its files could not all be written now:
   // status 0, with the write error.
   const std::string importe =
@@ -69,6 +69,13 @@ int CommandeImport(Contexte& contexte) {
                     << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
                     << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
                     << " chaînage(s)\n";
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the new layouts.
+  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
+#endif
+  composant->Termine();
   return 0;
 }
 

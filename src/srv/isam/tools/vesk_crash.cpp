@@ -6,12 +6,15 @@
 // With --rebuild the child ends with a rebuild of the line file or of the customers' file (one
 // run in two each), killed at a random instant around it: the folder must then hold the state
 // before the rebuild or the state after it, whole.
+// With --pg URI the runs go to a database store instead (a root schema per run, on the server
+// of URI), its server's transactions taking the place of the journal.
 // usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
-//                   [--rebuild 1]
+//                   [--rebuild 1] [--pg URI]
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -23,6 +26,10 @@
 #include "srv/isam/redo_log.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
+#ifdef VESK_AVEC_PG
+#include "srv/pg/outils_pg.h"
+#include "srv/pg/verifie_pg.h"
+#endif
 
 namespace {
 
@@ -34,7 +41,33 @@ struct Options {
   std::string dir;
   bool full = false;
   bool rebuild = false;
+  std::string pg;  // the server of a database store ("": folders)
 };
+
+#ifdef VESK_AVEC_PG
+// The root schema of a run's store, with --pg: its folder's name and its parent's, in the
+// letters a schema takes ("vesk_crash_1234_run0").
+std::string Schema(const std::string& dir) {
+  const std::filesystem::path p(dir);
+  std::string s = p.parent_path().filename().string() + "_" + p.filename().string();
+  for (char& c : s) {
+    c = std::isalnum(static_cast<unsigned char>(c)) ? static_cast<char>(std::tolower(c)) : '_';
+  }
+  return "v" + s;
+}
+#endif
+
+// The workload of a run on its database store, with --pg (null without it).
+std::unique_ptr<Workload> WorkloadBase(const Options& o, const std::string& dir, uint64_t seed) {
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty())
+    return vesk::pg::WorkloadBase(vesk::pg::OuvreBase(o.pg, Schema(dir), o.full), seed);
+#endif
+  (void)o;
+  (void)dir;
+  (void)seed;
+  return nullptr;
+}
 
 // The rebuild that ends a run of seed, with --rebuild.
 Status Reconstruit(DossierDonnees& d, uint64_t seed) {
@@ -62,14 +95,19 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
 
 [[noreturn]] void Child(const Options& o, const std::string& dir, uint64_t seed, int out) {
   try {
-    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
-    d->Synchro(o.full);
-    // Every other run empties its redo log every few commits, so that kills land in checkpoints.
-    if (seed % 2 == 1) d->SeuilJournal(uint64_t{16} << 10);
-    Workload w(d, seed);
+    std::shared_ptr<DossierDonnees> d;
+    std::unique_ptr<Workload> w = WorkloadBase(o, dir, seed);
+    if (w == nullptr) {
+      d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+      d->Synchro(o.full);
+      // Every other run empties its redo log every few commits, so that kills land in
+      // checkpoints.
+      if (seed % 2 == 1) d->SeuilJournal(uint64_t{16} << 10);
+      w = std::make_unique<Workload>(d, seed);
+    }
     if (write(out, "R", 1) != 1) _exit(3);
     for (int i = 0; i < o.steps; ++i) {
-      w.Step();
+      w->Step();
       if (write(out, "C", 1) != 1) _exit(3);
     }
     if (o.rebuild) {
@@ -106,16 +144,44 @@ int Watch(int in, pid_t pid, std::mt19937_64& rng, const Options& o, bool* ready
   return commits;
 }
 
+// Whether the digest h of the state found is the state after the commits reported, or after
+// one more (committed when the child was killed, before it could say so).
+bool Attendu(uint64_t h, const std::vector<uint64_t>& ref, int commits) {
+  return h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
+}
+
+#ifdef VESK_AVEC_PG
+// Opens the run's database store again and checks it; an empty string when all is well.
+std::string CheckBase(const Options& o, const std::string& dir, uint64_t seed,
+                      const std::vector<uint64_t>& ref, int commits) {
+  try {
+    auto b = vesk::pg::OuvreBase(o.pg, Schema(dir), o.full);
+    std::unique_ptr<Workload> w = vesk::pg::WorkloadBase(b, seed);
+    if (!Attendu(Hash64(vesk::pg::EtatBase(*b), 0), ref, commits)) {
+      return "état différent après " + std::to_string(commits) + " opérations validées";
+    }
+    RapportVerif r;
+    vesk::pg::VerifieBase(*b, vesk::pg::ChainagesDeclares(*b), &r);
+    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+  } catch (const vesk::ErreurService& e) {
+    return std::string("réouverture : ") + e.what();
+  }
+  return "";
+}
+#endif
+
 // Reopens dir and checks it; an empty string when all is well.
-std::string Check(const std::string& dir, uint64_t seed, const std::vector<uint64_t>& ref,
-                  int commits) {
+std::string Check(const Options& o, const std::string& dir, uint64_t seed,
+                  const std::vector<uint64_t>& ref, int commits) {
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty()) return CheckBase(o, dir, seed, ref, commits);
+#endif
+  (void)o;
   try {
     auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
     Workload w(d, seed);
-    uint64_t h = Hash64(Workload::State(*d), 0);
-    bool ok =
-        h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
-    if (!ok) return "état différent après " + std::to_string(commits) + " opérations validées";
+    if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
+      return "état différent après " + std::to_string(commits) + " opérations validées";
     RapportVerif r;
     Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
     if (!s.ok()) return s.message();
@@ -141,10 +207,15 @@ bool Parse(int argc, char** argv, Options* o) {
       o->full = v == "full";
     else if (k == "--rebuild")
       o->rebuild = v == "1";
+#ifdef VESK_AVEC_PG
+    else if (k == "--pg")
+      o->pg = v;
+#endif
     else
       return false;
   }
-  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0;
+  // A database rebuilds in one transaction of the server: its kills are those of any commit.
+  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && !o->pg.empty());
 }
 
 }  // namespace
@@ -159,6 +230,9 @@ int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng)
   uint64_t seed = o.seed + static_cast<uint64_t>(run);
   fs::remove_all(dir);
   fs::create_directories(dir);
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty()) vesk::pg::EffaceSchemas(o.pg, Schema(dir));
+#endif
   std::vector<uint64_t> ref = Reference(o, seed);
   int fds[2];
   if (pipe(fds) != 0) return -1;
@@ -180,7 +254,7 @@ int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng)
     return 0;
   }
   if (!ready) return 1;  // killed before its files were created
-  std::string problem = Check(dir, seed, ref, commits);
+  std::string problem = Check(o, dir, seed, ref, commits);
   if (problem.empty()) return 1;
   std::printf("run %d (graine %llu, %d validées) : %s\n", run,
               static_cast<unsigned long long>(seed), commits, problem.c_str());
@@ -194,7 +268,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
                  "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
-                 "[--synchro full|off] [--rebuild 1]\n");
+                 "[--synchro full|off] [--rebuild 1] [--pg URI]\n");
     return 2;
   }
   namespace fs = std::filesystem;
@@ -203,10 +277,20 @@ int main(int argc, char** argv) {
                       : fs::path(o.dir);
   std::mt19937_64 rng(o.seed * 7919 + 1);
   int failures = 0;
-  for (int run = 0; run < o.runs; ++run) {
-    int ok = Run(o, run, (root / ("run" + std::to_string(run % 4))).string(), rng);
-    if (ok < 0) return 2;
-    failures += ok == 0 ? 1 : 0;
+  try {
+    for (int run = 0; run < o.runs; ++run) {
+      int ok = Run(o, run, (root / ("run" + std::to_string(run % 4))).string(), rng);
+      if (ok < 0) return 2;
+      failures += ok == 0 ? 1 : 0;
+    }
+#ifdef VESK_AVEC_PG
+    for (int slot = 0; !o.pg.empty() && slot < 4; ++slot) {
+      vesk::pg::EffaceSchemas(o.pg, Schema((root / ("run" + std::to_string(slot))).string()));
+    }
+#endif
+  } catch (const vesk::ErreurService& e) {
+    std::printf("%s\n", e.what());
+    return 2;
   }
   if (o.dir.empty()) fs::remove_all(root);
   std::printf("runs %d failures %d\n", o.runs, failures);
