@@ -98,6 +98,9 @@ bool SaisitFichier(Session& s, const fic::ModeleDictionnaire& m, std::string& nf
     if (touche == echap) return false;
     if (touche == retour || touche == debut) continue;
     if (Trim(nfic).empty()) return false;
+    const std::string haut = NomFichier(nfic);  // shown as taken, like entfic's names
+    if (haut != nfic) saisie.Affiche("NFIC", haut);
+    nfic = haut;
     if (!ChercheFichier(s, nfic)) continue;  // asked again, without a message
     if (TablesPrimaires(m, nfic).empty()) {
       saisie.MessChamp("NFIC", "B", kAucuneTablePrimaire, 0);

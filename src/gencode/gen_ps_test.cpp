@@ -256,6 +256,7 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
   const std::string s = session_->Transcription();
   EXPECT_TRUE(Contient(s, "Titre «Générateur de Programme de Saisie»")) << s;
   EXPECT_TRUE(Contient(s, "MessChamp NFIC N «Fichier de Plus Haut Niveau (Entête Chaînage)»"));
+  EXPECT_TRUE(Contient(s, "Affiche NFIC «PAYS»")) << s;  // typed in lower case
   EXPECT_TRUE(Contient(s, "Sai NProg «EntPAYS»")) << s;
   EXPECT_TRUE(Contient(s, "Sai TProg «Entrée Du Fichier PAYS»")) << s;
   EXPECT_TRUE(Contient(s, "Sai CodLab «PS»")) << s;
