@@ -31,17 +31,17 @@ std::string Numeros(const std::vector<uint32_t>& numeros, uint64_t nombre) {
 void Texte(const std::vector<VerificationFichier>& resultats, std::ostream& sortie) {
   uint64_t enregistrements = 0, problemes = 0;
   for (const VerificationFichier& v : resultats) {
+    problemes += v.Problemes();
     if (!v.donnees) {
       sortie << Lieu(v) << " : pas de fichier de données\n";
-      continue;
+    } else {
+      enregistrements += v.bilan.enregistrements;
+      sortie << Lieu(v) << " : " << v.bilan.enregistrements << " enregistrement(s), "
+             << v.bilan.supprimes << " supprimé(s), " << v.arbres << " B-arbre(s) (" << v.bilan.cles
+             << " clé(s)), " << v.chainages << " chaînage(s) : "
+             << (v.problemes.empty() ? "correct" : std::to_string(v.Problemes()) + " problème(s)")
+             << "\n";
     }
-    enregistrements += v.bilan.enregistrements;
-    problemes += v.Problemes();
-    sortie << Lieu(v) << " : " << v.bilan.enregistrements << " enregistrement(s), "
-           << v.bilan.supprimes << " supprimé(s), " << v.arbres << " B-arbre(s) (" << v.bilan.cles
-           << " clé(s)), " << v.chainages << " chaînage(s) : "
-           << (v.problemes.empty() ? "correct" : std::to_string(v.Problemes()) + " problème(s)")
-           << "\n";
     for (const GenreProbleme& g : v.problemes) {
       sortie << "  " << g.genre << " : " << g.nombre;
       if (!g.premiers.empty())
@@ -100,8 +100,8 @@ int CommandeVerifie(Contexte& contexte) {
     fic::LitDefinitions(composant->Session(), m);
     composant->Termine();
   }
-  const std::vector<VerificationFichier> resultats =
-      VerifieDonnees(m, contexte.Config().dossier, noms);
+  std::vector<VerificationFichier> resultats = VerifieDonnees(m, contexte.Config().dossier, noms);
+  AjouteNomsReserves(m, contexte.Config().application, resultats);
   std::ostringstream texte;
   if (o.json) {
     Json(resultats, texte);

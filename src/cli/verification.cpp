@@ -5,6 +5,7 @@
 
 #include "btree/reconstruction.h"
 #include "fic/donnees.h"
+#include "fic/noms_reserves.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/env.h"
@@ -174,6 +175,19 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
     for (const std::string& d : dossiers) resultats.push_back(VerifieDans(m, dossier, d, nom, *f));
   }
   return resultats;
+}
+
+void AjouteNomsReserves(const fic::ModeleDictionnaire& m, std::string_view application,
+                        std::vector<VerificationFichier>& resultats) {
+  std::string precedent;
+  for (VerificationFichier& v : resultats) {
+    if (v.fichier == precedent) continue;  // the names are the dictionary's: told once a file
+    precedent = v.fichier;
+    for (const auto& [variable, conflit] :
+         fic::ConflitsFichier(fic::Portee(m, v.fichier, application))) {
+      v.Ajoute("nom réservé", 0, variable + " : " + conflit);
+    }
+  }
 }
 
 }  // namespace vesk::cli

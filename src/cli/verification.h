@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fic/modele_dictionnaire.h"
@@ -51,6 +52,12 @@ struct VerificationFichier {
 std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
                                                 const std::string& dossier,
                                                 const std::vector<std::string>& noms);
+
+// Adds to the first result of each file of resultats its names that a generated program also
+// defines (a dictionary stored before they were refused): one problem "nom réservé" each, with
+// no record number. application: the name of the application's opening routine.
+void AjouteNomsReserves(const fic::ModeleDictionnaire& m, std::string_view application,
+                        std::vector<VerificationFichier>& resultats);
 
 }  // namespace vesk::cli
 
