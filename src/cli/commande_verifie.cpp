@@ -12,6 +12,7 @@
 #include "gencode/fichier_genere.h"
 #include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -100,7 +101,9 @@ int CommandeVerifie(Contexte& contexte) {
     fic::LitDefinitions(composant->Session(), m);
     composant->Termine();
   }
-  std::vector<VerificationFichier> resultats = VerifieDonnees(m, contexte.Config().dossier, noms);
+  const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
+  std::vector<VerificationFichier> resultats =
+      VerifieDonnees(m, contexte.Config().dossier, noms, *barre);
   AjouteNomsReserves(m, contexte.Config().application, resultats);
   std::ostringstream texte;
   if (o.json) {

@@ -88,12 +88,32 @@ void ControleChainages(const fic::ModeleDictionnaire& m, const std::string& raci
   for (const std::string& p : problemes) v.Ajoute(kGenreChainage, 0, p);
 }
 
+// Records read between two reports of the check's progress.
+constexpr uint64_t kEnregistrementsParAvance = 1024;
+
+// The phase of one file and folder, ended even when the check fails.
+class PhaseVerification {
+ public:
+  PhaseVerification(SuiviProgression& suivi, const VerificationFichier& v) : suivi_(suivi) {
+    suivi_.Debut(
+        "Vérification " + v.fichier + (v.entreprise.empty() ? "" : " (" + v.entreprise + ")"), 0);
+  }
+  ~PhaseVerification() { suivi_.Fin(); }
+  PhaseVerification(const PhaseVerification&) = delete;
+  PhaseVerification& operator=(const PhaseVerification&) = delete;
+
+ private:
+  SuiviProgression& suivi_;
+};
+
 VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, const std::string& racine,
-                                const std::string& d, const std::string& nom,
-                                const fic::Fichier& f) {
+                                const std::string& d, const std::string& nom, const fic::Fichier& f,
+                                SuiviProgression& suivi) {
   VerificationFichier v;
   v.fichier = nom;
   v.entreprise = d == racine ? "" : Nom(d);
+  const PhaseVerification phase(suivi, v);
+  uint64_t lus = 0;
   v.donnees = true;
   isam::FichierVerif fv;
   fv.donnees = platform::JoinPath(d, nom + ".DAT");
@@ -104,6 +124,7 @@ VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, const std::str
   v.arbres = fv.arbres.size();
   fv.enregistrement = [&](uint32_t no, std::string_view octets) {
     ControleValeurs(m, f, no, octets, v);
+    if (++lus % kEnregistrementsParAvance == 0) suivi.Avance(static_cast<int64_t>(lus));
   };
   const isam::Status s = isam::VerifieFichier(
       Env::Default(), fv,
@@ -155,7 +176,8 @@ void VerificationFichier::Ajoute(std::string_view genre, uint32_t enregistrement
 
 std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
                                                 const std::string& dossier,
-                                                const std::vector<std::string>& noms) {
+                                                const std::vector<std::string>& noms,
+                                                SuiviProgression& suivi) {
   std::vector<std::string> choisis = noms;
   if (choisis.empty()) {
     for (const auto& [nom, f] : m.fichiers) choisis.push_back(nom);
@@ -172,7 +194,8 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
       sans.fichier = nom;
       resultats.push_back(std::move(sans));
     }
-    for (const std::string& d : dossiers) resultats.push_back(VerifieDans(m, dossier, d, nom, *f));
+    for (const std::string& d : dossiers)
+      resultats.push_back(VerifieDans(m, dossier, d, nom, *f, suivi));
   }
   return resultats;
 }

@@ -17,6 +17,7 @@
 #include "fic/modele_dictionnaire.h"
 #include "srv/isam/verify.h"
 #include "srv/reconstruction.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk::cli {
 
@@ -48,10 +49,13 @@ struct VerificationFichier {
 
 // Checks the files noms of m (every specified file when empty; an unknown name is an
 // ErreurService), m read with its domains' definitions (fic::LitDefinitions), in the data
-// folder dossier. One result per file and folder, files in name order.
+// folder dossier. One result per file and folder, files in name order. suivi is told each
+// file and folder as a phase, its records as they are read (their number is not known
+// beforehand).
 std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
                                                 const std::string& dossier,
-                                                const std::vector<std::string>& noms);
+                                                const std::vector<std::string>& noms,
+                                                SuiviProgression& suivi);
 
 // Adds to the first result of each file of resultats its names that a generated program also
 // defines (a dictionary stored before they were refused): one problem "nom réservé" each, with
