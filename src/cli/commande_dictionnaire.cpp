@@ -7,6 +7,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
+#include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/tui/barre_progression.h"
 
@@ -50,17 +51,26 @@ int CommandeExport(Contexte& contexte) {
 
 int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.tronque && !o.migre) throw ErreurUsage("--truncate", "avec --migrate seulement");
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+  const fic::BilanImport b =
+      fic::ImporteDictionnaire(texte, chemin, {o.essai, o.migre, o.tronque}, barre.get());
   barre->Fin();
   composant->Termine();
-  contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
-                    << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
-                    << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
-                    << " chaînage(s)\n";
+  std::ostream& sortie = contexte.Sortie();
+  if (!b.plan.empty()) {
+    sortie << (o.essai ? "Plan de migration, rien n'est écrit :\n" : "Migration :\n") << b.plan;
+  }
+  sortie << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
+         << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
+         << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages << " chaînage(s)\n";
+  if (!b.sauvegarde.empty()) {
+    sortie << "Anciens fichiers gardés dans "
+           << platform::JoinPath(contexte.Config().dossier, b.sauvegarde) << "\n";
+  }
   return 0;
 }
 

@@ -98,10 +98,25 @@ constexpr Commande kCommandes[] = {
      "à relire, comparer et réimporter.",
      "--output", CommandeExport, Argument::kFichier, "", "vesk export dico.toml"},
     {"import", "FICHIER",
-     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie ; --migrate)",
      "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
-     "seul lot : tout ou rien.",
-     "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},
+     "seul lot : tout ou rien. Quand la disposition de fichiers qui ont des données change, "
+     "l'import est refusé, sauf --migrate : leurs données sont alors converties et mises en "
+     "place avec le dictionnaire, les anciens fichiers gardés dans un dossier de sauvegarde daté "
+     "(--dry-run --migrate montre le plan ; --truncate coupe les textes et arrondit les "
+     "décimales qui ne tiennent pas).",
+     "--dry-run --migrate --truncate", CommandeImport, Argument::kFichier, "",
+     "vesk import --dry-run --migrate dico.toml"},
+    {"donnees", "NOM",
+     "Écrit les enregistrements du fichier NOM lus par le dictionnaire (CSV ; --json)",
+     "Les enregistrements vivants du fichier de données NOM, dans l'ordre de leurs numéros, lus "
+     "par les règles de ses rubriques : en CSV (défaut ; séparateur de vesk.ini, les variables en "
+     "titres, les nombres avec leurs décimales après une virgule, les dates jj/mm/aaaa, les "
+     "booléens O ou N, les pointeurs par leur numéro d'enregistrement) ou en JSON (--json : un "
+     "objet par enregistrement). Une valeur que les règles refusent reste vide et est nommée sur "
+     "la sortie d'erreur (statut 1).",
+     "--output --csv --json", CommandeDonnees, Argument::kNomFichier, "",
+     "vesk --entreprise 01 donnees CLIENT --output clients.csv"},
     {"config", "", "Affiche la configuration effective (vesk.ini et options), ou la change (--set)",
      "La configuration effective : vesk.ini du dossier de données et les options, au format de "
      "vesk.ini. Avec --set CLE=VALEUR, change cette clé dans vesk.ini (créé s'il manque) en "

@@ -114,6 +114,7 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandeDonnees(Contexte& contexte);
 int CommandeAide(Contexte& contexte);
 
 }  // namespace vesk::cli

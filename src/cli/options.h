@@ -36,7 +36,10 @@ struct OptionsLigne {
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   bool aide = false;                   // -h, --help
   bool essai = false;                  // --dry-run: check only (import)
-  bool csv = false;                    // --csv: genpe NOM writes a CSV export
+  bool migre = false;                  // --migrate: import converts the data that follows
+  bool tronque = false;                // --truncate: the migration cuts and rounds
+  bool csv = false;                    // --csv: genpe NOM writes a CSV export; donnees as CSV
+  bool json = false;                   // --json: donnees, verifie write JSON
   bool edition = false;                // --edition: genpe NOM writes a printed report
   bool tous = false;                   // --tous: reconsba rebuilds every file
   bool force = false;                  // --force: reconsba goes on past E fields it cannot follow

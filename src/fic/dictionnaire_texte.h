@@ -11,6 +11,7 @@
 
 #include "fic/modele_dictionnaire.h"
 #include "fic/table_champs.h"
+#include "srv/migration.h"
 #include "srv/suivi_progression.h"
 
 namespace vesk::fic {
@@ -22,13 +23,27 @@ std::string ExporteDictionnaire();
 // would refuse is refused, each fault named by "nom:line : reason", and nothing is written.
 // Otherwise the .DOM definition files are each replaced atomically, then the five dictionary
 // files in one batch: afterwards the whole new dictionary is there, or (after an error or a
-// crash) the old one. essai: checks only. Gives the counts of what the text holds.
+// crash) the old one. When the layout of files that hold records changes, the import is
+// refused, naming them, unless migre: then their data is converted and put in place with the
+// new dictionary's batch, all or nothing (docs/migration.md). essai: checks only (with migre,
+// the plan of the migration). Gives the counts of what the text holds, and the plan.
+struct OptionsImport {
+  bool essai = false;    // --dry-run
+  bool migre = false;    // --migrate
+  bool tronque = false;  // --truncate
+};
 struct BilanImport {
   size_t domaines = 0, fichiers = 0, rubriques = 0, barbres = 0, chainages = 0;
+  std::string plan;        // the migration's plan ("" when no file with data changes)
+  std::string sauvegarde;  // the backup folder of a migration made
 };
 // suivi (may be null) is told how many domains, files, tables and chainings are written.
-BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
-                                SuiviProgression* suivi = nullptr);
+BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom,
+                                const OptionsImport& options, SuiviProgression* suivi = nullptr);
+inline BilanImport ImporteDictionnaire(std::string_view texte, std::string_view nom, bool essai,
+                                       SuiviProgression* suivi = nullptr) {
+  return ImporteDictionnaire(texte, nom, OptionsImport{essai, false, false}, suivi);
+}
 
 // --- The steps, for the tests and the tools that need one of them ---
 
@@ -44,8 +59,12 @@ std::vector<std::string> ControleModele(const ModeleDictionnaire& modele, std::s
 [[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
 // The field table of a checked file, the defaults of the field rules applied.
 TableChamps ConstruitChamps(const FichierTexte& fichier);
-// Replaces the dictionary's records and definition files by the checked model.
-void RemplaceDictionnaire(const ModeleDictionnaire& modele, SuiviProgression* suivi = nullptr);
+// Replaces the dictionary's records and definition files by the checked model. With a
+// migration, its batch is put in place with the migrated files (SrvDonnee::Migre), and
+// bilan receives the migration's outcome.
+void RemplaceDictionnaire(const ModeleDictionnaire& modele, SuiviProgression* suivi = nullptr,
+                          const PlanMigration* migration = nullptr,
+                          BilanMigration* bilan = nullptr);
 
 }  // namespace vesk::fic
 

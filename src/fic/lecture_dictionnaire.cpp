@@ -145,7 +145,8 @@ void EcritChainage(const std::string& nom, const ChainageTexte& c) {
 
 }  // namespace
 
-void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) {
+void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi,
+                          const PlanMigration* migration, BilanMigration* bilan) {
   Session& etat = Etat();
   SuiviMuet muet;
   SuiviProgression& s = suivi != nullptr ? *suivi : muet;
@@ -177,7 +178,11 @@ void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) 
     avance();
   }
   s.Fin();
-  lot.Valide();
+  if (migration == nullptr) {
+    lot.Valide();
+    return;
+  }
+  lot.Migre(*migration, s, *bilan);
 }
 
 ModeleDictionnaire LitDictionnaire() {

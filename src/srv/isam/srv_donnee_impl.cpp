@@ -179,6 +179,24 @@ void SrvDonneeImpl::LireFichier(int16_t fichier, int32_t no_enr, std::string& te
   isam::DecodeBytes(std::string_view(bytes, f.fichier->RecordLength()), &texte);
 }
 
+void SrvDonneeImpl::ParcourtEnregistrements(
+    int16_t fichier, const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) {
+  constexpr std::string_view kOp = "ParcourtEnregistrements";
+  isam::Lecture lecture(*dossier_, kOp);
+  FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
+  isam::DataFile& d = *f.fichier;
+  std::string texte;
+  for (uint32_t no = 1; no <= d.LastRecord(); ++no) {
+    bool supprime = false;
+    Verifie(d.IsDeleted(no, &supprime), kOp, f.objet);
+    if (supprime) continue;
+    const char* bytes = nullptr;
+    Verifie(d.View(no, &bytes), kOp, f.objet);
+    isam::DecodeBytes(std::string_view(bytes, d.RecordLength()), &texte);
+    if (!visite(static_cast<int32_t>(no), texte)) return;
+  }
+}
+
 void SrvDonneeImpl::NoEnrCourant(int16_t fichier, int32_t& no_enr) {
   no_enr = isam::FichierOuErreur(*dossier_, fichier, "NoEnrCourant").courant;
 }
