@@ -90,7 +90,7 @@ TEST_F(MigrateTest, RecordsKeepTheirNumbersAndTheBatchComesWithThem) {
     EXPECT_EQ(n.substr(14, 4), o.substr(10, 4));
     EXPECT_EQ(n.substr(18, 18), o.substr(14, 18));
     EXPECT_EQ(n.substr(36, 6), o.substr(32, 6));  // the pointers, moved
-    EXPECT_EQ(n.substr(42), std::string(6, ' '));
+    EXPECT_EQ(n.substr(42), std::string(8, ' '));
   }
   EXPECT_EQ(Records(Env::Default(), Path("DIC.DAT")).front().substr(2, 9), "VERSION 2");
   const std::vector<fs::path> saved = Backups(root_);
@@ -135,7 +135,8 @@ TEST_F(MigrateTest, ValuesThatDoNotFitRefuseUnlessCuttingIsAsked) {
     EXPECT_GT(l.problemes, 3);
     ASSERT_EQ(l.premiers.size(), 3u);
     EXPECT_EQ(l.premiers[0].variable, "NOM");
-    EXPECT_NE(l.premiers[0].raison.find("client "), std::string::npos) << l.premiers[0].raison;
+    EXPECT_NE(l.premiers[0].raison.find("ne tient pas dans 6"), std::string::npos)
+        << l.premiers[0].raison;
     EXPECT_GT(l.premiers[1].enregistrement, l.premiers[0].enregistrement);
     EXPECT_EQ(MigrationWorkload::State(Env::Default(), dir_), before);
     EXPECT_EQ(dic(), "VERSION 1");
@@ -144,6 +145,7 @@ TEST_F(MigrateTest, ValuesThatDoNotFitRefuseUnlessCuttingIsAsked) {
     EXPECT_FALSE(fs::exists(root_ / "CLI.DAT.NEUF"));
   }
   Reopen();
+  const std::vector<std::string> anciens = Records(Env::Default(), Path("CLI.DAT"));
   ASSERT_TRUE(dossier_->DebutLot().ok());
   PlanMigration p = Narrowed(6);
   p.tronque = true;
@@ -152,7 +154,13 @@ TEST_F(MigrateTest, ValuesThatDoNotFitRefuseUnlessCuttingIsAsked) {
   SuiviMuet muet;
   ASSERT_TRUE(Migrate(*dossier_, p, &muet, &bilan, &r).ok()) << bilan.refus;
   EXPECT_TRUE(bilan.en_place);
-  EXPECT_EQ(Records(Env::Default(), Path("CLI.DAT")).front().substr(18, 6), "client");
+  // Each live record's name cut to its first 6 characters (a deleted one is blank).
+  const std::vector<std::string> nouveaux = Records(Env::Default(), Path("CLI.DAT"));
+  ASSERT_EQ(nouveaux.size(), anciens.size());
+  for (size_t i = 0; i < nouveaux.size(); ++i) {
+    if (anciens[i][0] == '-') continue;
+    EXPECT_EQ(nouveaux[i].substr(18, 6), anciens[i].substr(14, 6)) << "enregistrement " << i + 1;
+  }
 }
 
 // A company-dependent file migrates in every company folder that has it; the same file no
