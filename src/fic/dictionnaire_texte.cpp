@@ -33,7 +33,15 @@ namespace {
 void PrepareMigration(Session& s, const ModeleDictionnaire& m, std::string_view nom,
                       const OptionsImport& o, SuiviProgression* suivi, PlanDictionnaire* p,
                       BilanImport* bilan) {
-  *p = PlanifieMigration(LitDictionnaire(s), m, o.tronque);
+  ModeleDictionnaire ancien;
+  try {
+    ancien = LitDictionnaire(s);
+  } catch (const ErreurService&) {
+    // A damaged dictionary is replaced as it always was (the way to repair it): the layout in
+    // place is unknown, so no data is converted (docs/migration.md).
+    return;
+  }
+  *p = PlanifieMigration(ancien, m, o.tronque);
   if (p->plan.fichiers.empty()) return;
   SuiviMuet muet;
   BilanMigration essai;
