@@ -8,6 +8,7 @@
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
 #include "platform/platform.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/tui/barre_progression.h"
 
@@ -56,11 +57,9 @@ int CommandeImport(Contexte& contexte) {
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-  const fic::BilanImport b =
-      fic::ImporteDictionnaire(composant->Session(), texte, chemin, {o.essai, o.migre, o.tronque},
-                               barre.get());
+  const fic::BilanImport b = fic::ImporteDictionnaire(composant->Session(), texte, chemin,
+                                                      {o.essai, o.migre, o.tronque}, barre.get());
   barre->Fin();
-  composant->Termine();
   std::ostream& sortie = contexte.Sortie();
   if (!b.plan.empty()) {
     sortie << (o.essai ? "Plan de migration, rien n'est écrit :\n" : "Migration :\n") << b.plan;
@@ -79,6 +78,13 @@ int CommandeImport(Contexte& contexte) {
     sortie << "Anciens fichiers gardés dans "
            << platform::JoinPath(contexte.Config().dossier, b.sauvegarde) << "\n";
   }
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the new layouts.
+  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
+#endif
+  composant->Termine();
   return 0;
 }
 

@@ -9,6 +9,7 @@
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "gencode/etat_gencode.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -59,6 +60,12 @@ int CommandeEntFic(Contexte& contexte) {
   InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>(composant->Session()));
   composant->Ass().EntFic();
   InstalleAffichageGenCodeThread(nullptr);
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the layouts entered.
+  if (EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
+#endif
   composant->Termine();
   return 0;
 }

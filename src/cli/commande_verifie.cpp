@@ -10,6 +10,8 @@
 #include "cli/verification.h"
 #include "fic/lecture_dictionnaire.h"
 #include "gencode/fichier_genere.h"
+#include "srv/config/stockage.h"
+#include "srv/erreur_service.h"
 
 namespace vesk::cli {
 
@@ -81,6 +83,14 @@ void Json(const std::vector<VerificationFichier>& resultats, std::ostream& sorti
 
 int CommandeVerifie(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  // The check reads the folder's files themselves: a database store has none to read, and a
+  // summary of nothing would pass for a sound application.
+  if (EstAdresseBase(contexte.Config().stockage)) {
+    throw ErreurService("Vérification", contexte.Config().dossier,
+                        "les données sont dans une base (stockage = postgresql://...) : vesk "
+                        "verifie ne vérifie que les données d'un dossier ; vesk copie les copie "
+                        "dans un dossier où les vérifier");
+  }
   std::vector<std::string> noms;
   for (const std::string& a : o.arguments) noms.push_back(NomFichier(a));
   fic::ModeleDictionnaire m;

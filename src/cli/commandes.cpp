@@ -163,6 +163,25 @@ constexpr Commande kCommandes[] = {
      "L'aide générale, ou celle de la commande COMMANDE : son usage, ses arguments et ses "
      "options.",
      "", CommandeAide, Argument::kCommande, "", "vesk help reconsba"},
+#ifdef VESK_AVEC_PG
+    {"copie", "SOURCE DESTINATION",
+     "Copie les données d'un dossier dans une base PostgreSQL vide, ou d'une base dans un dossier",
+     "Copie toutes les données d'une application, le dictionnaire compris (fichiers de données "
+     "avec leurs enregistrements supprimés, B-arbres, textes .DOM, de chaque entreprise), d'un "
+     "dossier de données dans une base PostgreSQL vide (postgresql://..., en une transaction), ou "
+     "d'une base dans un dossier sans données (les fichiers mis en place ensemble). Le mot de "
+     "passe vient de ~/.pgpass ou PGPASSWORD, jamais de l'adresse ; schema=NOM choisit le schéma "
+     "racine (vesk par défaut). Une barre de progression dans un terminal.",
+     "", CommandeCopie, Argument::kDossier, "",
+     "vesk copie /srv/appli postgresql://serveur/compta"},
+    {"sql", "vues|ddl", "Crée les vues SQL typées des données d'une base, ou les écrit en SQL",
+     "Sur des données dans une base PostgreSQL (stockage = postgresql://... dans vesk.ini) : "
+     "« vues » crée ou remplace, pour chaque fichier spécifié, la vue v_NOM de son schéma, une "
+     "colonne par rubrique nommée d'après sa variable (texte, nombre avec ses décimales, entier, "
+     "date, booléen), ainsi que les fonctions SQL qui décodent les enregistrements ; « ddl » écrit "
+     "ces fonctions et ces vues en SQL sans rien changer. import et entfic refont les vues.",
+     "--output", CommandeSql, Argument::kAucun, "", "vesk sql ddl --output vues.sql"},
+#endif
 };
 
 // The words of a usage or an option list, separated by spaces.

@@ -10,9 +10,14 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/options.h"
 #include "srv/config/configuration.h"
+
+namespace vesk {
+class Session;
+}  // namespace vesk
 
 namespace vesk::cli {
 
@@ -123,6 +128,12 @@ int CommandePerimes(Contexte& contexte);
 int CommandeRegenere(Contexte& contexte);
 int CommandeUsages(Contexte& contexte);
 int CommandeAide(Contexte& contexte);
+int CommandeCopie(Contexte& contexte);  // built with the database store only
+int CommandeSql(Contexte& contexte);    // built with the database store only
+// Makes again the typed views of a database store from the dictionary of the open session (or,
+// ddl not null, writes their SQL there instead), and drops those of files that have none any
+// more; gives the number of views made and dropped. Built with the database store only.
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, Session& session, std::string* ddl);
 
 }  // namespace vesk::cli
 

@@ -9,6 +9,7 @@
 #include "srv/report/pdf/pdf_renderer.h"
 #endif
 #include "srv/hote/interface_hote.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -107,6 +108,7 @@ std::unique_ptr<Composant> InstalleServices(Contexte& contexte, const Configurat
   editions.flux = [&sortie = contexte.SortieStandard()](std::string_view texte) {
     sortie << texte;
   };
+  editions.suivi = tui::BarreSurErreurs;  // drawn only when the error stream is a terminal
 #ifndef _WIN32
   editions.pdf = report::MakePdfRenderer;  // Windows: text listings
 #endif

@@ -159,12 +159,7 @@ Status Rebuilder::ChainSound(const ChainageAReconstruire& c) const {
   VESK_RETURN_IF_ERROR(VerifieChainage(env_, v, &problems));
   if (problems.empty()) return Status::Ok();
   result_->refused = true;
-  return Status::Corruption(
-      problems.front() +
-      (problems.size() > 1
-           ? " (et " + std::to_string(problems.size() - 1) + " autre(s) problème(s))"
-           : "") +
-      " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit");
+  return Status::Corruption(RefusDeChainage(problems));
 }
 
 Status Rebuilder::Prepare() {

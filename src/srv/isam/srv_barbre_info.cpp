@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "srv/isam/infos_lisibles.h"
 #include "srv/isam/names.h"
 #include "srv/isam/service_util.h"
 #include "srv/isam/srv_barbre_impl.h"
@@ -64,11 +65,6 @@ std::string ParNiveau(const std::vector<T>& values) {
 }
 
 std::string Octets(uint64_t n) { return std::to_string(n) + " octets"; }
-
-// "1 clé", "0 clé", "2 clés": n and its word, plural from 2 on.
-std::string Compte(uint64_t n, std::string_view un, std::string_view plusieurs) {
-  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
-}
 
 }  // namespace
 
@@ -153,33 +149,6 @@ void InfosNoeuds(const isam::BTreeStats& st, const Ajout& add) {
   add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
 }
 
-// Whether a byte of a key is a Windows-1252 character a listing shows as itself: a printable
-// one, apart from the characters that separate keys and list elements (| , [ ] and the
-// backslash). Control bytes, the five bytes Windows-1252 leaves undefined, the no-break space
-// and the soft hyphen are not.
-bool Imprimable(unsigned char c) {
-  if (c < 0x20 || c == 0x7F || c == 0xA0 || c == 0xAD) return false;
-  if (c == '|' || c == ',' || c == '[' || c == ']' || c == '\\') return false;
-  const char32_t cp = text::Cp1252ToCodePoint(c);
-  return cp < 0x80 || cp > 0x9F;
-}
-
-// A key as a listing can carry it: its padding taken off, its printable Windows-1252
-// characters as themselves (in UTF-8) and every other byte written as \xHH (binary parts).
-std::string CleLisible(std::string_view cle) {
-  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : cle) {
-    if (Imprimable(c)) {
-      text::AppendUtf8(text::Cp1252ToCodePoint(c), &out);
-    } else {
-      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
-    }
-  }
-  return out;
-}
-
 constexpr size_t kPremieresCles = 10;
 
 std::string PremieresCles(isam::BTree& arbre) {
@@ -246,6 +215,39 @@ void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
       stats.ok() ? Controle(*a.arbre, data, deleted) : "illisible : " + stats.message());
   lu_.reset();
   infos = std::move(out);
+}
+
+namespace {
+
+// Whether a byte of a key is a Windows-1252 character a listing shows as itself: a printable
+// one, apart from the characters that separate keys and list elements (| , [ ] and the
+// backslash). Control bytes, the five bytes Windows-1252 leaves undefined, the no-break space
+// and the soft hyphen are not.
+bool Imprimable(unsigned char c) {
+  if (c < 0x20 || c == 0x7F || c == 0xA0 || c == 0xAD) return false;
+  if (c == '|' || c == ',' || c == '[' || c == ']' || c == '\\') return false;
+  const char32_t cp = text::Cp1252ToCodePoint(c);
+  return cp < 0x80 || cp > 0x9F;
+}
+
+}  // namespace
+
+std::string CleLisible(std::string_view cle) {
+  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : cle) {
+    if (Imprimable(c)) {
+      text::AppendUtf8(text::Cp1252ToCodePoint(c), &out);
+    } else {
+      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
+    }
+  }
+  return out;
+}
+
+std::string Compte(uint64_t n, std::string_view un, std::string_view plusieurs) {
+  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
 }
 
 }  // namespace vesk

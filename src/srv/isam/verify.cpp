@@ -413,6 +413,14 @@ Status VerifieChainage(Env* env, const ChainageVerif& chainage,
   return Status::Ok();
 }
 
+std::string RefusDeChainage(const std::vector<std::string>& problemes) {
+  std::string refus = problemes.front();
+  if (problemes.size() > 1) {
+    refus += " (et " + std::to_string(problemes.size() - 1) + " autre(s) problème(s))";
+  }
+  return refus + " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit";
+}
+
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
   std::vector<ChainageVerif> out;
   for (const ChainageOuvert& c : d.Chainages()) {

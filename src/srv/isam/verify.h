@@ -60,6 +60,11 @@ Status VerifieDossier(Env* env, const std::string& dossier,
 Status VerifieChainage(Env* env, const ChainageVerif& chainage,
                        std::vector<std::string>* problemes);
 
+// The refusal of a rebuild that would renumber the lines of a chaining whose check gave
+// problemes (not empty): the first, how many others, and that nothing is written. Both stores'
+// rebuilds give it.
+std::string RefusDeChainage(const std::vector<std::string>& problemes);
+
 // One problem of a file checked alone (VerifieFichier): its kind, the record it is about (0 when
 // it is about the file or a tree as a whole) and the text that says it.
 struct ProblemeVerif {

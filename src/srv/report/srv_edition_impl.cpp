@@ -52,6 +52,23 @@ void Rejoue(const Evenement& ev, report::Paginator& pages) {
   }
 }
 
+// A phase of the writing, shown while it lasts (Fin even when the writing fails).
+class PhaseSuivie {
+ public:
+  PhaseSuivie(SuiviProgression& suivi, std::string_view libelle, int64_t total) : suivi_(suivi) {
+    suivi_.Debut(libelle, total);
+  }
+  ~PhaseSuivie() { suivi_.Fin(); }
+  PhaseSuivie(const PhaseSuivie&) = delete;
+  PhaseSuivie& operator=(const PhaseSuivie&) = delete;
+
+ private:
+  SuiviProgression& suivi_;
+};
+
+// Calls laid out between two reports of the layout's progress.
+constexpr int64_t kEvenementsParAvance = 4096;
+
 // The last line of a listing the user cancelled.
 report::TextLine LigneInterruption() {
   report::TextLine fin;
@@ -355,14 +372,26 @@ void SrvEditionImpl::Termine(int16_t valeur) {
   Ecrit(*e);
 }
 
-void SrvEditionImpl::Ecrit(const Edition& e) {
+report::Document SrvEditionImpl::MetEnPage(const Edition& e, SuiviProgression& suivi) const {
   report::DocumentInfo info = e.info;
   info.landscape =
       e.orientation == 'H' || (e.orientation == 0 && e.largeur_cadres > info.BodyWidth() + 1e-6);
   report::Paginator pages(info, e.lignes_page);
-  for (const Evenement& ev : e.evenements) Rejoue(ev, pages);
+  const PhaseSuivie phase(suivi, "Mise en page", static_cast<int64_t>(e.evenements.size()));
+  int64_t faits = 0;
+  for (const Evenement& ev : e.evenements) {
+    Rejoue(ev, pages);
+    if (++faits % kEvenementsParAvance == 0) suivi.Avance(faits);
+  }
+  suivi.Avance(faits);
   if (e.interrompue) pages.Text(LigneInterruption());
-  const report::Document document = pages.Finish();
+  return pages.Finish();
+}
+
+void SrvEditionImpl::Ecrit(const Edition& e) {
+  const std::unique_ptr<SuiviProgression> suivi =
+      config_.suivi ? config_.suivi() : std::make_unique<SuiviMuet>();
+  const report::Document document = MetEnPage(e, *suivi);
   if (e.ecran) {
     config_.visionne(e.info.title, report::RenderText(document));
     return;
@@ -377,7 +406,9 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
       e.sorties, config_.dossier, e.nom.empty() ? e.info.title : e.nom, e.heure);
   for (const std::string& chemin : chemins) {
     const bool pdf = report::EstPdf(chemin);
-    report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin);
+    const PhaseSuivie phase(*suivi, "Écriture " + chemin.substr(chemin.find_last_of("/\\") + 1),
+                            static_cast<int64_t>(document.pages.size()));
+    report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin, *suivi);
     ecrits_.push_back(chemin);
   }
 }

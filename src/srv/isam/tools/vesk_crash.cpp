@@ -10,12 +10,15 @@
 // of DIC.DAT rewritten in the same batch), killed at a random instant around it: the folder must
 // hold the old files with the old DIC record, or the new ones with the new record and the old
 // files in the backup folder.
+// With --pg URI the runs go to a database store instead (a root schema per run, on the server
+// of URI), its server's transactions taking the place of the journal.
 // usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
-//                   [--rebuild 1] [--migrate 1]
+//                   [--rebuild 1] [--migrate 1] [--pg URI]
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -29,6 +32,10 @@
 #include "srv/isam/redo_log.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
+#ifdef VESK_AVEC_PG
+#include "srv/pg/outils_pg.h"
+#include "srv/pg/verifie_pg.h"
+#endif
 
 namespace {
 
@@ -42,7 +49,33 @@ struct Options {
   bool rebuild = false;
   bool migrate = false;
   bool Ends() const { return rebuild || migrate; }
+  std::string pg;  // the server of a database store ("": folders)
 };
+
+#ifdef VESK_AVEC_PG
+// The root schema of a run's store, with --pg: its folder's name and its parent's, in the
+// letters a schema takes ("vesk_crash_1234_run0").
+std::string Schema(const std::string& dir) {
+  const std::filesystem::path p(dir);
+  std::string s = p.parent_path().filename().string() + "_" + p.filename().string();
+  for (char& c : s) {
+    c = std::isalnum(static_cast<unsigned char>(c)) ? static_cast<char>(std::tolower(c)) : '_';
+  }
+  return "v" + s;
+}
+#endif
+
+// The workload of a run on its database store, with --pg (null without it).
+std::unique_ptr<Workload> WorkloadBase(const Options& o, const std::string& dir, uint64_t seed) {
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty())
+    return vesk::pg::WorkloadBase(vesk::pg::OuvreBase(o.pg, Schema(dir), o.full), seed);
+#endif
+  (void)o;
+  (void)dir;
+  (void)seed;
+  return nullptr;
+}
 
 // The rebuild that ends a run of seed, with --rebuild.
 Status Reconstruit(DossierDonnees& d, uint64_t seed) {
@@ -91,26 +124,30 @@ void Migre(const Options& o, const std::string& dir, int out) {
 
 [[noreturn]] void Child(const Options& o, const std::string& dir, uint64_t seed, int out) {
   try {
-    {
-      auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+    std::shared_ptr<DossierDonnees> d;
+    std::unique_ptr<Workload> w = WorkloadBase(o, dir, seed);
+    if (w == nullptr) {
+      d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
       d->Synchro(o.full);
       // Every other run empties its redo log every few commits, so that kills land in
       // checkpoints.
       if (seed % 2 == 1) d->SeuilJournal(uint64_t{16} << 10);
       if (o.migrate) MigrationWorkload::Prepare(*d);
-      Workload w(d, seed);
-      if (write(out, "R", 1) != 1) _exit(3);
-      for (int i = 0; i < o.steps; ++i) {
-        w.Step();
-        if (write(out, "C", 1) != 1) _exit(3);
-      }
-      if (o.rebuild) {
-        if (write(out, "B", 1) != 1) _exit(3);
-        Status s = Reconstruit(*d, seed);
-        if (!s.ok()) throw vesk::ErreurService("Reconstruction", dir, s.message());
-        if (write(out, "C", 1) != 1) _exit(3);
-      }
+      w = std::make_unique<Workload>(d, seed);
     }
+    if (write(out, "R", 1) != 1) _exit(3);
+    for (int i = 0; i < o.steps; ++i) {
+      w->Step();
+      if (write(out, "C", 1) != 1) _exit(3);
+    }
+    if (o.rebuild) {
+      if (write(out, "B", 1) != 1) _exit(3);
+      Status s = Reconstruit(*d, seed);
+      if (!s.ok()) throw vesk::ErreurService("Reconstruction", dir, s.message());
+      if (write(out, "C", 1) != 1) _exit(3);
+    }
+    w.reset();  // the migration opens the folder afresh, no file of the workload open
+    d.reset();
     if (o.migrate) Migre(o, dir, out);
   } catch (const vesk::ErreurService& e) {
     std::fprintf(stderr, "enfant : %s\n", e.what());
@@ -156,25 +193,53 @@ std::string CheckMigration(const std::string& dir, const std::vector<uint64_t>& 
   bool saved = false;
   for (const auto& e : std::filesystem::directory_iterator(dir)) {
     const std::string n = e.path().filename().string();
-    saved = saved || (n.rfind(kBackupPrefix, 0) == 0 &&
-                      std::filesystem::exists(e.path() / "CLI.DAT") &&
-                      std::filesystem::exists(e.path() / "DIC.DAT"));
+    saved =
+        saved || (n.rfind(kBackupPrefix, 0) == 0 && std::filesystem::exists(e.path() / "CLI.DAT") &&
+                  std::filesystem::exists(e.path() / "DIC.DAT"));
   }
-  if (after != saved) return after ? "pas de sauvegarde après la migration" : "sauvegarde sans migration";
+  if (after != saved)
+    return after ? "pas de sauvegarde après la migration" : "sauvegarde sans migration";
   return "";
 }
+
+// Whether the digest h of the state found is the state after the commits reported, or after
+// one more (committed when the child was killed, before it could say so).
+bool Attendu(uint64_t h, const std::vector<uint64_t>& ref, int commits) {
+  return h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
+}
+
+#ifdef VESK_AVEC_PG
+// Opens the run's database store again and checks it; an empty string when all is well.
+std::string CheckBase(const Options& o, const std::string& dir, uint64_t seed,
+                      const std::vector<uint64_t>& ref, int commits) {
+  try {
+    auto b = vesk::pg::OuvreBase(o.pg, Schema(dir), o.full);
+    std::unique_ptr<Workload> w = vesk::pg::WorkloadBase(b, seed);
+    if (!Attendu(Hash64(vesk::pg::EtatBase(*b), 0), ref, commits)) {
+      return "état différent après " + std::to_string(commits) + " opérations validées";
+    }
+    RapportVerif r;
+    vesk::pg::VerifieBase(*b, vesk::pg::ChainagesDeclares(*b), &r);
+    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+  } catch (const vesk::ErreurService& e) {
+    return std::string("réouverture : ") + e.what();
+  }
+  return "";
+}
+#endif
 
 // Reopens dir and checks it; an empty string when all is well.
 std::string Check(const Options& o, const std::string& dir, uint64_t seed,
                   const std::vector<uint64_t>& ref, int commits) {
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty()) return CheckBase(o, dir, seed, ref, commits);
+#endif
   try {
     if (o.migrate && commits >= o.steps) return CheckMigration(dir, ref);
     auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
     Workload w(d, seed);
-    uint64_t h = Hash64(Workload::State(*d), 0);
-    bool ok =
-        h == ref[commits] || (commits + 1 < static_cast<int>(ref.size()) && h == ref[commits + 1]);
-    if (!ok) return "état différent après " + std::to_string(commits) + " opérations validées";
+    if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
+      return "état différent après " + std::to_string(commits) + " opérations validées";
     RapportVerif r;
     Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
     if (!s.ok()) return s.message();
@@ -202,10 +267,17 @@ bool Parse(int argc, char** argv, Options* o) {
       o->rebuild = v == "1";
     else if (k == "--migrate")
       o->migrate = v == "1";
+#ifdef VESK_AVEC_PG
+    else if (k == "--pg")
+      o->pg = v;
+#endif
     else
       return false;
   }
-  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && o->migrate);
+  // A database rebuilds in one transaction of the server: its kills are those of any commit.
+  // The migration is the folders' own.
+  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && o->migrate) &&
+         !((o->rebuild || o->migrate) && !o->pg.empty());
 }
 
 }  // namespace
@@ -220,6 +292,9 @@ int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng)
   uint64_t seed = o.seed + static_cast<uint64_t>(run);
   fs::remove_all(dir);
   fs::create_directories(dir);
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty()) vesk::pg::EffaceSchemas(o.pg, Schema(dir));
+#endif
   std::vector<uint64_t> ref = Reference(o, seed);
   int fds[2];
   if (pipe(fds) != 0) return -1;
@@ -255,7 +330,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
                  "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
-                 "[--synchro full|off] [--rebuild 1 | --migrate 1]\n");
+                 "[--synchro full|off] [--rebuild 1 | --migrate 1] [--pg URI]\n");
     return 2;
   }
   namespace fs = std::filesystem;
@@ -264,10 +339,20 @@ int main(int argc, char** argv) {
                       : fs::path(o.dir);
   std::mt19937_64 rng(o.seed * 7919 + 1);
   int failures = 0;
-  for (int run = 0; run < o.runs; ++run) {
-    int ok = Run(o, run, (root / ("run" + std::to_string(run % 4))).string(), rng);
-    if (ok < 0) return 2;
-    failures += ok == 0 ? 1 : 0;
+  try {
+    for (int run = 0; run < o.runs; ++run) {
+      int ok = Run(o, run, (root / ("run" + std::to_string(run % 4))).string(), rng);
+      if (ok < 0) return 2;
+      failures += ok == 0 ? 1 : 0;
+    }
+#ifdef VESK_AVEC_PG
+    for (int slot = 0; !o.pg.empty() && slot < 4; ++slot) {
+      vesk::pg::EffaceSchemas(o.pg, Schema((root / ("run" + std::to_string(slot))).string()));
+    }
+#endif
+  } catch (const vesk::ErreurService& e) {
+    std::printf("%s\n", e.what());
+    return 2;
   }
   if (o.dir.empty()) fs::remove_all(root);
   std::printf("runs %d failures %d\n", o.runs, failures);
