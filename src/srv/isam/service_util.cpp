@@ -2,6 +2,14 @@
 
 namespace vesk::isam {
 
+void ArbreVideRefuse(std::string_view objet, std::string_view fichier, int64_t vivants) {
+  throw ErreurService("B_Arbre", objet,
+                      std::string(objet) + " absent alors que " + std::string(fichier) +
+                          ".DAT contient " + std::to_string(vivants) +
+                          " enregistrement(s) : il doit être reconstruit, il n'est pas recréé vide",
+                      true);
+}
+
 void FichierAbsent(int16_t handle, std::string_view operation) {
   throw ErreurService(operation, "fichier " + std::to_string(handle),
                       "aucun fichier de données ouvert sous ce numéro");

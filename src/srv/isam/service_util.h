@@ -28,6 +28,10 @@ inline void VerifieValidation(const DossierDonnees& d, const Status& s, std::str
   Verifie(s, operation, objet);
 }
 
+// The refusal to create the tree objet ("CLI2.DAB") absent beside the data file fichier
+// ("CLIENT") holding vivants live records: it would come back empty and hide them (both stores).
+[[noreturn]] void ArbreVideRefuse(std::string_view objet, std::string_view fichier,
+                                  int64_t vivants);
 [[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
 [[noreturn]] void ArbreAbsent(int16_t handle, std::string_view operation);
 inline FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle,

@@ -155,12 +155,7 @@ void SrvBArbreImpl::SansArbreVide(bool dependance, const std::string& fichier,
   options.cache_blocks = 4;
   Verifie(isam::DataFile::Open(dossier_->env(), donnees, 0, options, &d), kOp, fichier + ".DAT");
   const uint32_t vivants = d->LastRecord() - d->Deleted();
-  if (vivants == 0) return;
-  throw ErreurService(kOp, objet,
-                      objet + " absent alors que " + fichier + ".DAT contient " +
-                          std::to_string(vivants) +
-                          " enregistrement(s) : il doit être reconstruit, il n'est pas recréé vide",
-                      true);
+  if (vivants != 0) isam::ArbreVideRefuse(objet, fichier, vivants);
 }
 
 void SrvBArbreImpl::Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) {

@@ -4,6 +4,7 @@
 
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
+#include "srv/isam/service_util.h"
 #include "srv/list/liste.h"
 #include "srv/pg/service_pg.h"
 #include "srv/text/utf8.h"
@@ -91,12 +92,7 @@ void SrvBArbrePg::SansArbreVide(bool dependance, const std::string& fichier,
       "SELECT count(*) FROM " + pg::BasePg::Table(lieu, "d_", fichier) + " WHERE NOT supprime",
       pg::Parametres());
   const int64_t vivants = r.Grand(0, 0);
-  if (vivants == 0) return;
-  throw ErreurService(kOp, objet,
-                      objet + " absent alors que " + fichier + ".DAT contient " +
-                          std::to_string(vivants) +
-                          " enregistrement(s) : il doit être reconstruit, il n'est pas recréé vide",
-                      true);
+  if (vivants != 0) isam::ArbreVideRefuse(objet, fichier, vivants);
 }
 
 void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int16_t longueur_cle,
