@@ -123,10 +123,15 @@ constexpr Commande kCommandes[] = {
      "à relire, comparer et réimporter.",
      "--output", CommandeExport, Argument::kFichier, "", "vesk export dico.toml"},
     {"import", "FICHIER",
-     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie ; --migrate)",
      "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
-     "seul lot : tout ou rien.",
-     "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},
+     "seul lot : tout ou rien. Quand la disposition de fichiers qui ont des données change, "
+     "l'import est refusé, sauf --migrate : leurs données sont alors converties et mises en "
+     "place avec le dictionnaire, les anciens fichiers gardés dans un dossier de sauvegarde daté "
+     "(--dry-run --migrate montre le plan ; --truncate coupe les textes et arrondit les "
+     "décimales qui ne tiennent pas).",
+     "--dry-run --migrate --truncate", CommandeImport, Argument::kFichier, "",
+     "vesk import --dry-run --migrate dico.toml"},
     {"donnees", "NOM",
      "Écrit les enregistrements du fichier NOM lus par le dictionnaire (CSV ; --json)",
      "Les enregistrements en service du fichier de données NOM, dans l'ordre de leurs numéros, "

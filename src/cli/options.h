@@ -37,6 +37,8 @@ struct OptionsLigne {
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   bool aide = false;                   // -h, --help
   bool essai = false;                  // --dry-run: check only (import)
+  bool migre = false;                  // --migrate: import converts the data that follows
+  bool tronque = false;                // --truncate: the migration cuts and rounds
   bool csv = false;                    // --csv: genpe NOM writes a CSV export; donnees as CSV
   bool json = false;                   // --json: donnees, verifie write JSON
   bool edition = false;                // --edition: genpe NOM writes a printed report

@@ -17,6 +17,12 @@ LotDictionnaire::~LotDictionnaire() {
   }
 }
 
+void LotDictionnaire::Migre(const PlanMigration& plan, SuiviProgression& suivi,
+                            BilanMigration& bilan) {
+  fini_ = true;  // the migration ends the batch, whatever its outcome
+  s_.Donnee().Migre(plan, suivi, bilan);
+}
+
 void LotDictionnaire::Valide() {
   fini_ = true;
   s_.Donnee().FinLot();

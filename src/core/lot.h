@@ -5,6 +5,9 @@
 #ifndef VESK_CORE_LOT_H_
 #define VESK_CORE_LOT_H_
 
+#include "srv/migration.h"
+#include "srv/suivi_progression.h"
+
 namespace vesk {
 
 class Session;
@@ -18,6 +21,9 @@ class LotDictionnaire {
 
   // Commits every operation of the batch (all or nothing); an error when the commit fails.
   void Valide();
+  // Ends the batch by a layout migration (SrvDonnee::Migre): the batch's changes and the
+  // migrated files are put in place together, or (a refusal in bilan, an error) undone.
+  void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan);
 
  private:
   Session& s_;

@@ -1,6 +1,7 @@
 #include "fic/dictionnaire_texte.h"
 
 #include "fic/lecture_dictionnaire.h"
+#include "fic/plan_migration.h"
 #include "srv/erreur_service.h"
 
 namespace vesk::fic {
@@ -25,17 +26,67 @@ std::string ExporteDictionnaire(Session& s) {
   throw ErreurService("export", "", message, true);
 }
 
+namespace {
+
+// The import's migration: none when no file with records changes; otherwise refused unless
+// asked for (then its plan); with essai, the plan only.
+void PrepareMigration(Session& s, const ModeleDictionnaire& m, std::string_view nom,
+                      const OptionsImport& o, SuiviProgression* suivi, PlanDictionnaire* p,
+                      BilanImport* bilan) {
+  ModeleDictionnaire ancien;
+  try {
+    ancien = LitDictionnaire(s);
+  } catch (const ErreurService&) {
+    // A damaged dictionary is replaced as it always was (the way to repair it): the layout in
+    // place is unknown, so no data is converted (docs/migration.md).
+    return;
+  }
+  *p = PlanifieMigration(ancien, m, o.tronque);
+  if (p->plan.fichiers.empty()) return;
+  SuiviMuet muet;
+  BilanMigration essai;
+  p->plan.essai = true;
+  s.Donnee().Migre(p->plan, suivi != nullptr ? *suivi : muet, essai);
+  p->plan.essai = false;
+  if (!DonneesTouchees(*p, essai)) {
+    p->plan.fichiers.clear();
+    return;
+  }
+  bilan->plan = TextePlan(*p, essai);
+  if (!o.migre) {
+    throw ErreurService("import", nom,
+                        "la disposition de fichiers qui ont des données change : " +
+                            FichiersTouches(*p, essai) +
+                            " ; --migrate convertit leurs données (--dry-run --migrate montre le "
+                            "plan)");
+  }
+  if (MigrationRefusee(*p, essai)) {
+    throw ErreurService("import", nom, "migration refusée, rien n'est écrit :\n" + bilan->plan);
+  }
+}
+
+}  // namespace
+
 BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_view nom,
-                                bool essai, SuiviProgression* suivi) {
+                                const OptionsImport& o, SuiviProgression* suivi) {
   ModeleDictionnaire m = LitToml(texte, nom);
   const std::vector<std::string> fautes = ControleModele(s, m, nom);
   if (!fautes.empty()) RefuseTexte(nom, fautes);
   Complete(s, m);
   BilanImport bilan;
-  try {
-    if (!essai) RemplaceDictionnaire(s, m, suivi);
-  } catch (const ErreurApresValidation& e) {
-    bilan.ecriture_differee = e.Message();  // the import is made: its commit holds
+  PlanDictionnaire p;
+  PrepareMigration(s, m, nom, o, suivi, &p, &bilan);
+  if (!o.essai) {
+    BilanMigration migration;
+    try {
+      RemplaceDictionnaire(s, m, suivi, p.plan.fichiers.empty() ? nullptr : &p.plan, &migration);
+    } catch (const ErreurApresValidation& e) {
+      bilan.ecriture_differee = e.Message();  // the import is made: its commit holds
+    }
+    if (!migration.refus.empty()) {
+      throw ErreurService("import", nom, "migration refusée, rien n'est écrit : " + migration.refus);
+    }
+    bilan.sauvegarde = migration.sauvegarde;
   }
   bilan.domaines = m.domaines.size();
   bilan.fichiers = m.fichiers.size();

@@ -12,6 +12,7 @@
 
 #include "core/session.h"
 #include "fic/modele_dictionnaire.h"
+#include "srv/migration.h"
 #include "srv/suivi_progression.h"
 
 namespace vesk::fic {
@@ -23,16 +24,30 @@ std::string ExporteDictionnaire(Session& s);
 // would refuse is refused, each fault named by "nom:line : reason", and nothing is written.
 // Otherwise the .DOM definition files are each replaced atomically, then the five dictionary
 // files in one batch: afterwards the whole new dictionary is there, or (after an error or a
-// crash) the old one. essai: checks only. Gives the counts of what the text holds.
+// crash) the old one. When the layout of files that hold records changes, the import is
+// refused, naming them, unless migre: then their data is converted and put in place with the
+// new dictionary's batch, all or nothing (docs/migration.md). essai: checks only (with migre,
+// the plan of the migration). Gives the counts of what the text holds, and the plan.
+struct OptionsImport {
+  bool essai = false;    // --dry-run
+  bool migre = false;    // --migrate
+  bool tronque = false;  // --truncate
+};
 struct BilanImport {
   size_t domaines = 0, fichiers = 0, rubriques = 0, barbres = 0, chainages = 0;
   // Not empty when the batch committed but its files could not all be written now (why): the
   // new dictionary holds, and the next opening of the folder writes it into its files.
   std::string ecriture_differee;
+  std::string plan;        // the migration's plan ("" when no file with data changes)
+  std::string sauvegarde;  // the backup folder of a migration made
 };
 // suivi (may be null) is told how many domains, files, tables and chainings are written.
 BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_view nom,
-                                bool essai, SuiviProgression* suivi = nullptr);
+                                const OptionsImport& options, SuiviProgression* suivi = nullptr);
+inline BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_view nom,
+                                       bool essai, SuiviProgression* suivi = nullptr) {
+  return ImporteDictionnaire(s, texte, nom, OptionsImport{essai, false, false}, suivi);
+}
 
 // --- The steps, for the tests and the tools that need one of them ---
 
@@ -51,9 +66,12 @@ std::vector<std::string> ControleModele(Session& s, const ModeleDictionnaire& mo
 // Ends the import: an ErreurService naming nom that lists the faults.
 [[noreturn]] void RefuseTexte(std::string_view nom, const std::vector<std::string>& fautes);
 // Replaces the dictionary's records and definition files by the checked model, complete
-// (Complete).
+// (Complete). With a migration, its batch is put in place with the migrated files
+// (SrvDonnee::Migre), and bilan receives the migration's outcome.
 void RemplaceDictionnaire(Session& s, const ModeleDictionnaire& modele,
-                          SuiviProgression* suivi = nullptr);
+                          SuiviProgression* suivi = nullptr,
+                          const PlanMigration* migration = nullptr,
+                          BilanMigration* bilan = nullptr);
 
 }  // namespace vesk::fic
 

@@ -80,7 +80,8 @@ void EcritChainage(Session& etat, const std::string& nom, const Chainage& c) {
 
 }  // namespace
 
-void RemplaceDictionnaire(Session& etat, const ModeleDictionnaire& m, SuiviProgression* suivi) {
+void RemplaceDictionnaire(Session& etat, const ModeleDictionnaire& m, SuiviProgression* suivi,
+                          const PlanMigration* migration, BilanMigration* bilan) {
   SuiviMuet muet;
   SuiviProgression& s = suivi != nullptr ? *suivi : muet;
   int64_t fait = 0;
@@ -111,7 +112,11 @@ void RemplaceDictionnaire(Session& etat, const ModeleDictionnaire& m, SuiviProgr
     avance();
   }
   s.Fin();
-  lot.Valide();
+  if (migration == nullptr) {
+    lot.Valide();
+    return;
+  }
+  lot.Migre(*migration, s, *bilan);
 }
 
 }  // namespace vesk::fic

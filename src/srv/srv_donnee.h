@@ -10,8 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include "srv/migration.h"
 #include "srv/proprietaire.h"
 #include "srv/reconstruction.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk {
 
@@ -94,6 +96,16 @@ class SrvDonnee {
   // filled (copie_echouee: the old files stay). Outside any batch.
   virtual void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                            BilanReconstruction& bilan) = 0;
+  // A layout migration (migration.h). With plan.essai, outside any batch: reads the files and
+  // tells in bilan what the migration would convert and which values do not fit; nothing is
+  // written. Otherwise it ends the outermost batch (the new dictionary, written in it): the
+  // converted files and their trees are written aside and put in place together with the
+  // batch's changes, all or nothing, the old files moved into a dated backup folder. A refusal
+  // for what the files hold is given in bilan.refus (the batch undone, the files as they were);
+  // any other failure throws ErreurService, the batch undone unless bilan.en_place (then only
+  // the cleaning failed, finished by the next user). suivi shows how far it is.
+  virtual void Migre(const PlanMigration& plan, SuiviProgression& suivi,
+                     BilanMigration& bilan) = 0;
 };
 
 }  // namespace vesk

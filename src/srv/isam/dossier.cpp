@@ -342,10 +342,31 @@ Status DossierDonnees::DebutRemplacement() {
     return Status::InvalidArgument("dossier " + dossier_ +
                                    " : remplacement de fichiers pendant une opération ou un lot");
   }
+  return Remplacement(false);
+}
+
+Status DossierDonnees::DebutRemplacementLot() {
+  if (profondeur_ > 0 || lot_ == 0) {
+    return Status::InvalidArgument("dossier " + dossier_ +
+                                   " : migration hors d'un lot ou pendant une opération");
+  }
+  return Remplacement(true);
+}
+
+// The exclusive lock, kept until the end; what is pending committed (unless a batch goes with
+// the set), the redo log emptied (every file then holds the last commit, synced), and the
+// state word's `replacing` flag raised.
+Status DossierDonnees::Remplacement(bool garde_lot) {
   VESK_RETURN_IF_ERROR(Demarre());
   VESK_RETURN_IF_ERROR(OuvreVerrou());
-  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
-  Status s = Commit();
+  Status s;
+  if (verrou_->held() != FolderLock::Held::kExclusive) {
+    // A batch that only read holds the shared lock: let go first, as its first write would.
+    if (garde_lot && lectures_ == 0) s = verrou_->Unlock();
+    if (s.ok()) s = verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_);
+    if (s.ok()) s = Valide();
+  }
+  if (s.ok() && !garde_lot) s = Commit();
   if (s.ok()) s = Valide();
   FolderLock::State st;
   if (s.ok()) s = verrou_->Read(&st);
@@ -380,6 +401,29 @@ Status DossierDonnees::FinRemplacement(bool remplace, bool reste) {
   if (s.ok()) remplacements_vus_ = st.replacements;
   Relache();
   return s;
+}
+
+Status DossierDonnees::FichiersLot(std::vector<std::string>* chemins) {
+  return redo_log_->TransactionPaths(chemins);
+}
+
+Status DossierDonnees::EcritLotACote() {
+  return redo_log_->WriteAside(ReplaceSet::AsidePath);
+}
+
+Status DossierDonnees::FinRemplacementLot(bool remplace, bool reste) {
+  lot_ = 0;
+  redo_log_->SetBatch(false);
+  Status s;
+  if (remplace) {
+    redo_log_->Abandon();  // its changes are the files put in place, which Reouvre reads
+  } else if (redo_log_->Open()) {
+    // Outside a batch, undoing the operation undoes the whole transaction: the batch.
+    s = redo_log_->RollbackOperation();
+    if (!s.ok()) panne_ = s;
+  }
+  Status f = FinRemplacement(remplace, reste);
+  return s.ok() ? f : s;
 }
 
 void DossierDonnees::Relache() {

@@ -181,6 +181,17 @@ class DossierDonnees {
   Status FinRemplacement(bool remplace, bool reste);
   // The key of the replacement begun by DebutRemplacement, which its record is checked with.
   uint64_t NonceRemplacement() const { return nonce_remplacement_; }
+  // The same for a migration, which ends the outermost batch instead of following it: the
+  // batch's changes are not committed through the redo log but written beside their files
+  // (EcritLotACote: T.NEUF holds T as committed plus the batch's blocks) and put in place with
+  // the set. DebutRemplacementLot is refused outside a batch or inside an operation; it keeps
+  // the batch open (operations are refused until the end). FichiersLot gives the paths of the
+  // files the batch changed. FinRemplacementLot ends the batch and the replacement: the batch's
+  // changes were put in place with the set (remplace), or they are undone.
+  Status DebutRemplacementLot();
+  Status FichiersLot(std::vector<std::string>* chemins);
+  Status EcritLotACote();
+  Status FinRemplacementLot(bool remplace, bool reste);
 
  private:
   template <typename T>
@@ -188,6 +199,7 @@ class DossierDonnees {
     if (handle < 1 || static_cast<size_t>(handle) > v.size()) return nullptr;
     return v[handle - 1].get();
   }
+  Status Remplacement(bool garde_lot);
   Status PrendLecture();
   void RelacheLecture();
   Status Demarre();

@@ -152,6 +152,15 @@ class RedoLog {
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();
+  // The paths of the files the open transaction changed (blocks and lazy bytes completed: the
+  // headers of the files it changed are among them).
+  Status TransactionPaths(std::vector<std::string>* paths);
+  // Writes the open transaction beside its files instead of committing it: for each file F it
+  // changed, aside(F) receives F's bytes as they are on disk, then the transaction's blocks, and
+  // takes its new size; each is synced. The transaction stays open (Abandon then forgets it).
+  // For a replacement of files (replace_set.h) that carries a batch with it: the files must
+  // hold the last commit (a checkpoint made since it).
+  Status WriteAside(const std::function<std::string(const std::string& path)>& aside);
   // Where the last commit or checkpoint left the redo log's end; Size: its bytes in use.
   Fin End() const { return {at_, nonce_}; }
   uint64_t Size() const { return at_; }

@@ -40,6 +40,7 @@ class SrvDonneeImpl : public SrvDonnee {
   void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) override;
   void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                    BilanReconstruction& bilan) override;
+  void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) override;
 
   isam::DossierDonnees& Dossier() { return *dossier_; }
 

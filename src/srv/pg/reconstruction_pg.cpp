@@ -438,4 +438,14 @@ void SrvDonneePg::Reconstruit(const PlanReconstruction& plan, const SuiviReconst
   }
 }
 
+void SrvDonneePg::Migre(const PlanMigration& plan, SuiviProgression&, BilanMigration& bilan) {
+  bilan = BilanMigration{};
+  // A dry run finds no folder holding the files: a database's import goes on as it did, its
+  // typed views following the new layouts.
+  if (plan.essai) return;
+  throw ErreurService("Migre", "base de données",
+                      "la disposition de fichiers d'une base de données ne se migre pas : le "
+                      "dictionnaire n'est pas remplacé");
+}
+
 }  // namespace vesk

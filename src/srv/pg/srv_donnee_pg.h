@@ -42,6 +42,9 @@ class SrvDonneePg : public SrvDonnee {
   void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) override;
   void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                    BilanReconstruction& bilan) override;
+  // A database store has no layout migration: a dry run finds no data to convert, so that the
+  // import goes on as before; a migration itself is refused (docs/migration.md).
+  void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) override;
 
   pg::BasePg& Base() { return *base_; }
 

@@ -5,11 +5,15 @@
 // and with the folder verifier. Prints one line per failing run and, last, "runs N failures F".
 // With --rebuild the child ends with a rebuild of the line file or of the customers' file (one
 // run in two each), killed at a random instant around it: the folder must then hold the state
-// before the rebuild or the state after it, whole.
+// before the rebuild or the state after it, whole. With --migrate it ends with the layout
+// migration of migration_workload.h (the customers' file converted, its trees rebuilt, a record
+// of DIC.DAT rewritten in the same batch), killed at a random instant around it: the folder must
+// hold the old files with the old DIC record, or the new ones with the new record and the old
+// files in the backup folder.
 // With --pg URI the runs go to a database store instead (a root schema per run, on the server
 // of URI), its server's transactions taking the place of the journal.
 // usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
-//                   [--rebuild 1] [--pg URI]
+//                   [--rebuild 1] [--migrate 1] [--pg URI]
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +27,8 @@
 #include <vector>
 
 #include "srv/erreur_service.h"
+#include "srv/isam/migrate.h"
+#include "srv/isam/migration_workload.h"
 #include "srv/isam/redo_log.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
@@ -41,6 +47,8 @@ struct Options {
   std::string dir;
   bool full = false;
   bool rebuild = false;
+  bool migrate = false;
+  bool Ends() const { return rebuild || migrate; }
   std::string pg;  // the server of a database store ("": folders)
 };
 
@@ -75,22 +83,43 @@ Status Reconstruit(DossierDonnees& d, uint64_t seed) {
   return Rebuild(d, Workload::Plan(seed % 2 == 0), nullptr, &r);
 }
 
-// Digests of the states a clean run goes through, in memory.
+// Digests of the states a clean run goes through, in memory. With --migrate only the state
+// before the migration and the state after it count (the kill comes during the migration).
 std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
   MemEnv mem;
   auto d = std::make_shared<DossierDonnees>(&mem, "/m", "", 1 << 20);
-  Workload w(d, seed);
-  std::vector<uint64_t> out{Hash64(Workload::State(*d), 0)};
-  for (int i = 0; i < o.steps; ++i) {
-    w.Step();
+  if (o.migrate) MigrationWorkload::Prepare(*d);
+  std::vector<uint64_t> out;
+  {
+    Workload w(d, seed);
     out.push_back(Hash64(Workload::State(*d), 0));
+    for (int i = 0; i < o.steps; ++i) {
+      w.Step();
+      out.push_back(Hash64(Workload::State(*d), 0));
+    }
   }
   if (o.rebuild) {
     Status s = Reconstruit(*d, seed);
     if (!s.ok()) throw vesk::ErreurService("Reconstruction", "/m", s.message());
     out.push_back(Hash64(Workload::State(*d), 0));
   }
+  if (o.migrate) {
+    d.reset();
+    d = std::make_shared<DossierDonnees>(&mem, "/m", "", 1 << 20);
+    out = {Hash64(MigrationWorkload::State(&mem, "/m"), 0)};
+    MigrationWorkload::Run(*d);
+    out.push_back(Hash64(MigrationWorkload::State(&mem, "/m"), 0));
+  }
   return out;
+}
+
+// The child's migration, on the folder opened afresh (no file of the workload open).
+void Migre(const Options& o, const std::string& dir, int out) {
+  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+  d->Synchro(o.full);
+  if (write(out, "B", 1) != 1) _exit(3);
+  MigrationWorkload::Run(*d);
+  if (write(out, "C", 1) != 1) _exit(3);
 }
 
 [[noreturn]] void Child(const Options& o, const std::string& dir, uint64_t seed, int out) {
@@ -103,6 +132,7 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
       // Every other run empties its redo log every few commits, so that kills land in
       // checkpoints.
       if (seed % 2 == 1) d->SeuilJournal(uint64_t{16} << 10);
+      if (o.migrate) MigrationWorkload::Prepare(*d);
       w = std::make_unique<Workload>(d, seed);
     }
     if (write(out, "R", 1) != 1) _exit(3);
@@ -116,6 +146,9 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
       if (!s.ok()) throw vesk::ErreurService("Reconstruction", dir, s.message());
       if (write(out, "C", 1) != 1) _exit(3);
     }
+    w.reset();  // the migration opens the folder afresh, no file of the workload open
+    d.reset();
+    if (o.migrate) Migre(o, dir, out);
   } catch (const vesk::ErreurService& e) {
     std::fprintf(stderr, "enfant : %s\n", e.what());
     _exit(2);
@@ -126,22 +159,47 @@ std::vector<uint64_t> Reference(const Options& o, uint64_t seed) {
 // Reads what the child reported until it is killed; returns the commits seen. With a rebuild
 // the kill comes once the rebuild has begun ('B'), within a few milliseconds.
 int Watch(int in, pid_t pid, std::mt19937_64& rng, const Options& o, bool* ready) {
-  const int target = o.rebuild ? o.steps : static_cast<int>(rng() % (o.steps + 1));
+  const int target = o.Ends() ? o.steps : static_cast<int>(rng() % (o.steps + 1));
   int commits = 0;
   char c;
-  bool killed = false, begun = !o.rebuild;
+  bool killed = false, begun = !o.Ends();
   while (read(in, &c, 1) == 1) {
     if (c == 'R') *ready = true;
     if (c == 'C') ++commits;
     if (c == 'B') begun = true;
     if (!killed && *ready && begun && commits >= target) {
-      usleep(static_cast<useconds_t>(rng() % (o.rebuild ? 8000 : 400)));
+      usleep(static_cast<useconds_t>(rng() % (o.Ends() ? 8000 : 400)));
       kill(pid, SIGKILL);
       killed = true;
     }
   }
   if (!killed) kill(pid, SIGKILL);
   return commits;
+}
+
+// After a kill during the migration: the folder, recovered, holds the state before it or the
+// state after it, sound, and after it the old files in a backup folder.
+std::string CheckMigration(const std::string& dir, const std::vector<uint64_t>& ref) {
+  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+  Status s = d->Reprise();
+  if (!s.ok()) return "reprise : " + s.message();
+  const uint64_t h = Hash64(MigrationWorkload::State(Env::Default(), dir), 0);
+  if (h != ref[0] && h != ref[1]) return "ni l'état d'avant la migration ni celui d'après";
+  const bool after = h == ref[1];
+  RapportVerif r;
+  s = VerifieDossier(Env::Default(), dir, {MigrationWorkload::Chaining(dir, after)}, &r);
+  if (!s.ok()) return s.message();
+  if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+  bool saved = false;
+  for (const auto& e : std::filesystem::directory_iterator(dir)) {
+    const std::string n = e.path().filename().string();
+    saved =
+        saved || (n.rfind(kBackupPrefix, 0) == 0 && std::filesystem::exists(e.path() / "CLI.DAT") &&
+                  std::filesystem::exists(e.path() / "DIC.DAT"));
+  }
+  if (after != saved)
+    return after ? "pas de sauvegarde après la migration" : "sauvegarde sans migration";
+  return "";
 }
 
 // Whether the digest h of the state found is the state after the commits reported, or after
@@ -176,8 +234,8 @@ std::string Check(const Options& o, const std::string& dir, uint64_t seed,
 #ifdef VESK_AVEC_PG
   if (!o.pg.empty()) return CheckBase(o, dir, seed, ref, commits);
 #endif
-  (void)o;
   try {
+    if (o.migrate && commits >= o.steps) return CheckMigration(dir, ref);
     auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
     Workload w(d, seed);
     if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
@@ -207,6 +265,8 @@ bool Parse(int argc, char** argv, Options* o) {
       o->full = v == "full";
     else if (k == "--rebuild")
       o->rebuild = v == "1";
+    else if (k == "--migrate")
+      o->migrate = v == "1";
 #ifdef VESK_AVEC_PG
     else if (k == "--pg")
       o->pg = v;
@@ -215,7 +275,9 @@ bool Parse(int argc, char** argv, Options* o) {
       return false;
   }
   // A database rebuilds in one transaction of the server: its kills are those of any commit.
-  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && !o->pg.empty());
+  // The migration is the folders' own.
+  return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && o->migrate) &&
+         !((o->rebuild || o->migrate) && !o->pg.empty());
 }
 
 }  // namespace
@@ -268,7 +330,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
                  "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
-                 "[--synchro full|off] [--rebuild 1] [--pg URI]\n");
+                 "[--synchro full|off] [--rebuild 1 | --migrate 1] [--pg URI]\n");
     return 2;
   }
   namespace fs = std::filesystem;
