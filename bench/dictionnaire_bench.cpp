@@ -36,7 +36,8 @@ std::string Texte() {
            "\", total = " + (r % 5 == 2 ? "3" : "9") + (r % 5 == 1 ? ", decimales = 2" : "") +
            ", variable = \"W" + std::to_string(r) + "\", exemple = \"x\" },\n";
     }
-    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
+         "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }
@@ -47,8 +48,7 @@ double Meilleur(const std::function<void()>& f) {
     const auto debut = std::chrono::steady_clock::now();
     f();
     meilleur = std::min(
-        meilleur,
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - debut).count());
+        meilleur, std::chrono::duration<double>(std::chrono::steady_clock::now() - debut).count());
   }
   return meilleur;
 }

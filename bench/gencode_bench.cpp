@@ -143,8 +143,9 @@ int Principal(bool seul_genps) {
       std::printf("ratio genps 10000/1000 champs=%.2f (objectif <= 12)\n", ms / mille);
   }
 
-  Serie("Déclarations d'un fichier (DeclarationFichier)",
-        [](int n) { return Meilleur([n] { DeclarationFichier(Etat(), "F" + std::to_string(n)); }); });
+  Serie("Déclarations d'un fichier (DeclarationFichier)", [](int n) {
+    return Meilleur([n] { DeclarationFichier(Etat(), "F" + std::to_string(n)); });
+  });
   Serie("Disposition et tampon seuls (5 lignes par champ)", [](int n) {
     return Meilleur([n] {
       InitGenCode(Etat());

@@ -54,11 +54,11 @@ void PrepareMigration(Session& s, const ModeleDictionnaire& m, std::string_view 
   }
   bilan->plan = TextePlan(*p, essai);
   if (!o.migre) {
-    throw ErreurService("import", nom,
-                        "la disposition de fichiers qui ont des données change : " +
-                            FichiersTouches(*p, essai) +
-                            " ; --migrate convertit leurs données (--dry-run --migrate montre le "
-                            "plan)");
+    throw ErreurService(
+        "import", nom,
+        "la disposition de fichiers qui ont des données change : " + FichiersTouches(*p, essai) +
+            " ; --migrate convertit leurs données (--dry-run --migrate montre le "
+            "plan)");
   }
   if (MigrationRefusee(*p, essai)) {
     throw ErreurService("import", nom, "migration refusée, rien n'est écrit :\n" + bilan->plan);
@@ -84,7 +84,8 @@ BilanImport ImporteDictionnaire(Session& s, std::string_view texte, std::string_
       bilan.ecriture_differee = e.Message();  // the import is made: its commit holds
     }
     if (!migration.refus.empty()) {
-      throw ErreurService("import", nom, "migration refusée, rien n'est écrit : " + migration.refus);
+      throw ErreurService("import", nom,
+                          "migration refusée, rien n'est écrit : " + migration.refus);
     }
     bilan.sauvegarde = migration.sauvegarde;
   }

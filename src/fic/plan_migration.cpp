@@ -204,8 +204,7 @@ std::vector<std::string> Tables(const ModeleDictionnaire& m, const std::string& 
   return t;
 }
 
-bool MemesTables(const ModeleDictionnaire& a, const ModeleDictionnaire& n,
-                 const std::string& nom) {
+bool MemesTables(const ModeleDictionnaire& a, const ModeleDictionnaire& n, const std::string& nom) {
   const std::vector<std::string> ta = Tables(a, nom), tn = Tables(n, nom);
   if (ta != tn) return false;
   for (const std::string& t : ta) {
@@ -282,8 +281,8 @@ PlanDictionnaire PlanifieMigration(const ModeleDictionnaire& ancien,
     Comparaison r;
     if (nouveau.fichiers.count(nom) == 0) {
       const DispositionFichier da = Disposition(ancien, nom);
-      r.f = {nom, da.entreprise, da.entreprise, da.longueur, da.longueur, false, {}, true,
-             Tables(ancien, nom), {}};
+      r.f = {nom, da.entreprise, da.entreprise,       da.longueur, da.longueur, false,
+             {},  true,          Tables(ancien, nom), {}};
       r.c = {nom, {"spécification supprimée : ses données vont dans la sauvegarde"}, true};
     } else if (!CompareFichier(ancien, nouveau, nom, tronque, r)) {
       continue;
@@ -347,12 +346,15 @@ std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan) {
     const FichierMigre& f = p.plan.fichiers[i];
     for (const BilanMigration::Lieu& l : b.lieux) {
       t += f.nom + " (" + Dossier(l) +
-           (l.entreprise_nouvelle != l.entreprise ? " -> " + (l.entreprise_nouvelle.empty()
-                                                                  ? std::string("racine")
-                                                                  : l.entreprise_nouvelle)
-                                                 : "") +
+           (l.entreprise_nouvelle != l.entreprise
+                ? " -> " + (l.entreprise_nouvelle.empty() ? std::string("racine")
+                                                          : l.entreprise_nouvelle)
+                : "") +
            ") : " + std::to_string(l.enregistrements) + " enregistrement(s)" +
-           (f.supprime ? " vont dans la sauvegarde" : f.convertit ? " à convertir" : "") + "\n";
+           (f.supprime    ? " vont dans la sauvegarde"
+            : f.convertit ? " à convertir"
+                          : "") +
+           "\n";
       for (const ProblemeMigration& pr : l.premiers) {
         t += "  ! enregistrement " + std::to_string(pr.enregistrement) + ", " + pr.variable +
              " : " + pr.raison + "\n";

@@ -24,7 +24,7 @@ struct ChangementFichier {
 };
 
 struct PlanDictionnaire {
-  PlanMigration plan;                       // the files whose data must follow
+  PlanMigration plan;                          // the files whose data must follow
   std::vector<ChangementFichier> changements;  // in the order of plan.fichiers
   // Changes no migration can make (a retype other than between M and N, a variable twice):
   // each refuses the migration of its file when that file has data.

@@ -52,8 +52,8 @@ struct FichierMigre {
 
 struct PlanMigration {
   std::vector<FichierMigre> fichiers;
-  bool essai = false;    // reads and reports only: nothing is written
-  bool tronque = false;  // texts cut and decimals rounded where they do not fit
+  bool essai = false;            // reads and reports only: nothing is written
+  bool tronque = false;          // texts cut and decimals rounded where they do not fit
   size_t problemes_listes = 20;  // values that do not fit, listed per file and folder
 };
 
@@ -66,7 +66,7 @@ struct ProblemeMigration {
 struct BilanMigration {
   // One data file in one folder.
   struct Lieu {
-    std::string entreprise;  // "" at the root, else the company's folder ("01")
+    std::string entreprise;           // "" at the root, else the company's folder ("01")
     std::string entreprise_nouvelle;  // where its records go
     int32_t enregistrements = 0;      // live records
     int32_t supprimes = 0;

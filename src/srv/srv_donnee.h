@@ -104,8 +104,7 @@ class SrvDonnee {
   // for what the files hold is given in bilan.refus (the batch undone, the files as they were);
   // any other failure throws ErreurService, the batch undone unless bilan.en_place (then only
   // the cleaning failed, finished by the next user). suivi shows how far it is.
-  virtual void Migre(const PlanMigration& plan, SuiviProgression& suivi,
-                     BilanMigration& bilan) = 0;
+  virtual void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) = 0;
 };
 
 }  // namespace vesk

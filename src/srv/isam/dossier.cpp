@@ -407,9 +407,7 @@ Status DossierDonnees::FichiersLot(std::vector<std::string>* chemins) {
   return redo_log_->TransactionPaths(chemins);
 }
 
-Status DossierDonnees::EcritLotACote() {
-  return redo_log_->WriteAside(ReplaceSet::AsidePath);
-}
+Status DossierDonnees::EcritLotACote() { return redo_log_->WriteAside(ReplaceSet::AsidePath); }
 
 Status DossierDonnees::FinRemplacementLot(bool remplace, bool reste) {
   lot_ = 0;

@@ -127,14 +127,18 @@ Status Migrator::CheckFile(size_t i) {
   for (const BArbreAReconstruire& t : f.arbres) {
     VESK_RETURN_IF_ERROR(CheckName(t.nom, "B-arbre"));
     if (t.longueur_cle < 1 || t.longueur_cle > 1024 || (t.nature != "P" && t.nature != "S")) {
-      return Status::InvalidArgument("B-arbre " + t.nom + " : longueur de clé ou nature impossible");
+      return Status::InvalidArgument("B-arbre " + t.nom +
+                                     " : longueur de clé ou nature impossible");
     }
   }
   std::vector<PieceWork>& works = pieces_[i];
   for (const PieceMigration& p : f.pieces) {
-    PieceWork w{&p, static_cast<uint32_t>(p.position - 1), static_cast<uint32_t>(p.longueur),
+    PieceWork w{&p,
+                static_cast<uint32_t>(p.position - 1),
+                static_cast<uint32_t>(p.longueur),
                 static_cast<uint32_t>(p.position_ancienne - 1),
-                static_cast<uint32_t>(p.longueur_ancienne), ""};
+                static_cast<uint32_t>(p.longueur_ancienne),
+                ""};
     const bool source = p.source != PieceMigration::Source::kDonnee;
     if (p.position < 1 || p.longueur < 1 || p.position - 1 + p.longueur > f.longueur ||
         (source && (p.position_ancienne < 1 || p.longueur_ancienne < 1 ||
@@ -214,7 +218,8 @@ Status Migrator::PlacesOf(size_t i) {
   }
   if (f.dependance) {
     if (d_.Entreprise().empty()) {
-      return Refuse(f.nom + " dépend désormais de l'entreprise : aucune entreprise courante pour "
+      return Refuse(f.nom +
+                    " dépend désormais de l'entreprise : aucune entreprise courante pour "
                     "recevoir ses enregistrements (--entreprise)");
     }
     return AddPlace(i, "", UpperAscii(d_.Entreprise()));
@@ -319,8 +324,8 @@ Status Migrator::ScanPlace(Place& p) {
   std::unique_ptr<platform::File> out;
   const bool write = p.rewrite && !plan_.essai;
   if (write) {
-    VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(
-        ReplaceSet::AsidePath(p.new_path), platform::OpenMode::kCreateAlways, &out)));
+    VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(ReplaceSet::AsidePath(p.new_path),
+                                                       platform::OpenMode::kCreateAlways, &out)));
   }
   Begin("Migration " + p.old_path.substr(d_.Dossier().size() + 1), p.header.last_record);
   std::string buffer;

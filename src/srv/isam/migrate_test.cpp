@@ -101,8 +101,8 @@ TEST_F(MigrateTest, RecordsKeepTheirNumbersAndTheBatchComesWithThem) {
   EXPECT_EQ(Records(Env::Default(), (saved[0] / "CLI.DAT").string()), before);
   EXPECT_FALSE(fs::exists(root_ / "VESK.REC"));
   RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir_, {MigrationWorkload::Chaining(dir_, true)}, &r)
-                  .ok());
+  ASSERT_TRUE(
+      VerifieDossier(Env::Default(), dir_, {MigrationWorkload::Chaining(dir_, true)}, &r).ok());
   for (const std::string& p : r.problemes) ADD_FAILURE() << p;
   EXPECT_GT(r.lignes_chainees, 0u);
 }
@@ -178,7 +178,8 @@ TEST_F(MigrateTest, EveryCompanyFolderMigratesAndADependenceMovesFromOneCompanyO
   f.longueur_ancienne = 8;
   f.longueur = 10;
   f.convertit = true;
-  f.pieces = {{Source::kCopie, "CODE", 3, 8, 1, 8, "", {}}, {Source::kDonnee, "N", 1, 2, 0, 0, "N°", {}}};
+  f.pieces = {{Source::kCopie, "CODE", 3, 8, 1, 8, "", {}},
+              {Source::kDonnee, "N", 1, 2, 0, 0, "N°", {}}};
   PlanMigration plan;
   plan.fichiers.push_back(f);
   Reopen("01");
@@ -186,8 +187,12 @@ TEST_F(MigrateTest, EveryCompanyFolderMigratesAndADependenceMovesFromOneCompanyO
   MigrateResult r;
   ASSERT_TRUE(Run(plan, &bilan, &r).ok()) << bilan.refus;
   ASSERT_EQ(bilan.fichiers[0].lieux.size(), 2u);
-  EXPECT_EQ(Records(Env::Default(), Path("01/ART.DAT")).front(), "+ N\xB0" "A01     ");
-  EXPECT_EQ(Records(Env::Default(), Path("02/ART.DAT")).front(), "+ N\xB0" "A02     ");
+  EXPECT_EQ(Records(Env::Default(), Path("01/ART.DAT")).front(),
+            "+ N\xB0"
+            "A01     ");
+  EXPECT_EQ(Records(Env::Default(), Path("02/ART.DAT")).front(),
+            "+ N\xB0"
+            "A02     ");
 
   plan.fichiers[0] = f;
   plan.fichiers[0].dependance = false;
@@ -196,14 +201,15 @@ TEST_F(MigrateTest, EveryCompanyFolderMigratesAndADependenceMovesFromOneCompanyO
   plan.fichiers[0].pieces.clear();
   Reopen("01");
   EXPECT_FALSE(Run(plan, &bilan, &r).ok());
-  EXPECT_NE(bilan.refus.find("les entreprises 01, 02 en ont chacune un fichier"),
-            std::string::npos)
+  EXPECT_NE(bilan.refus.find("les entreprises 01, 02 en ont chacune un fichier"), std::string::npos)
       << bilan.refus;
   fs::remove(root_ / "02" / "ART.DAT");
   Reopen("01");
   ASSERT_TRUE(Run(plan, &bilan, &r).ok()) << bilan.refus;
   EXPECT_FALSE(fs::exists(root_ / "01" / "ART.DAT"));
-  EXPECT_EQ(Records(Env::Default(), Path("ART.DAT")).front(), "+ N\xB0" "A01     ");
+  EXPECT_EQ(Records(Env::Default(), Path("ART.DAT")).front(),
+            "+ N\xB0"
+            "A01     ");
   ASSERT_EQ(Backups(root_).size(), 2u);
 }
 

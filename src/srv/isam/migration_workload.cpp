@@ -79,12 +79,9 @@ PlanMigration MigrationWorkload::Plan() {
   f.longueur_ancienne = 40;
   f.longueur = 48;
   f.convertit = true;
-  f.pieces = {Copie("CLE", 1, 10, 1, 8),
-              {Source::kDonnee, "PAYS", 11, 2, 0, 0, "FR", {}},
-              Copie("VILLE", 13, 4, 9, 4),
-              Copie("NOM", 17, 18, 13, 18),
-              Copie("PREMIERE", 35, 3, 31, 3),
-              Copie("DERNIERE", 38, 3, 34, 3)};
+  f.pieces = {Copie("CLE", 1, 10, 1, 8),       {Source::kDonnee, "PAYS", 11, 2, 0, 0, "FR", {}},
+              Copie("VILLE", 13, 4, 9, 4),     Copie("NOM", 17, 18, 13, 18),
+              Copie("PREMIERE", 35, 3, 31, 3), Copie("DERNIERE", 38, 3, 34, 3)};
   f.arbres_anciens = {"Cli", "Cli2"};
   f.arbres = {Arbre("Cli", 10, "P", 0), Arbre("Cli2", 4, "S", 12)};
   PlanMigration p;
@@ -124,8 +121,12 @@ std::string MigrationWorkload::State(Env* env, const std::string& dir) {
 }
 
 ChainageVerif MigrationWorkload::Chaining(const std::string& dir, bool after) {
-  return {platform::JoinPath(dir, "CLI.DAT"), platform::JoinPath(dir, "LIG.DAT"),
-          after ? 34u : 30u, after ? 37u : 33u, 0, 3};
+  return {platform::JoinPath(dir, "CLI.DAT"),
+          platform::JoinPath(dir, "LIG.DAT"),
+          after ? 34u : 30u,
+          after ? 37u : 33u,
+          0,
+          3};
 }
 
 }  // namespace vesk::isam

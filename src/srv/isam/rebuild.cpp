@@ -8,8 +8,8 @@
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
 #include "srv/isam/replace_set.h"
-#include "srv/isam/verify.h"
 #include "srv/isam/tree_build.h"
+#include "srv/isam/verify.h"
 
 namespace vesk::isam {
 

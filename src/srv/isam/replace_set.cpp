@@ -337,7 +337,8 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::stri
     }
     VESK_RETURN_IF_ERROR(redo_log::SansLien(env, dossier, t.relative));
   }
-  if (!backup.empty() && (!SafeRelative(backup) || backup.find_first_of("/\\") != std::string::npos)) {
+  if (!backup.empty() &&
+      (!SafeRelative(backup) || backup.find_first_of("/\\") != std::string::npos)) {
     return Status::Corruption(Path(dossier) + " : le dossier de sauvegarde " + backup +
                               " est hors du dossier de données ; rien n'est remplacé");
   }

@@ -85,7 +85,6 @@ TEST_F(VerifyTest, AKeyThatIsNotItsRecordsIsNamed) {
             "l'enregistrement (« BETO »)");
 }
 
-
 // A file checked alone holds one key per live record in every tree, secondary ones too; each
 // problem comes with its kind and record, and every live record is seen once.
 TEST_F(VerifyTest, AFileCheckedAloneHasOneKeyPerRecordInEveryTree) {
