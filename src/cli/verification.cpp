@@ -4,12 +4,18 @@
 #include <iterator>
 
 #include "btree/reconstruction.h"
+#include "core/ass.h"
+#include "core/dictionnaire.h"
+#include "core/etat_module.h"
 #include "fic/donnees.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/noms_reserves.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
+#include "srv/srv_donnee.h"
 #include "srv/isam/env.h"
 #include "srv/isam/record_text.h"
+#include "srv/standard/fabrique_standard.h"
 
 namespace vesk::cli {
 
@@ -151,6 +157,85 @@ isam::CleVerif CleDeTable(const std::string& dossier, const BArbreAReconstruire&
     return isam::EncodeFixed(c, longueur, "clé de " + objet, key);
   };
   return {platform::JoinPath(dossier, objet), cle};
+}
+
+namespace {
+
+// The key checks of every table of m (the dictionary's own files first), in the folders of its
+// file: the root, or each company folder for a company-dependent file.
+std::vector<isam::CleVerif> ClesDuModele(const fic::ModeleDictionnaire& m, const std::string& dir,
+                                         const std::vector<std::string>& entreprises) {
+  std::vector<std::string> noms;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) noms.emplace_back(f.nom);
+  for (const auto& [nom, f] : m.fichiers) noms.push_back(nom);
+  std::vector<isam::CleVerif> cles;
+  for (const std::string& nom : noms) {
+    const FichierAReconstruire f = btree::ArbresDuFichier(m, nom);
+    for (const std::string& d : f.dependance_entreprise ? entreprises : std::vector{dir}) {
+      for (const BArbreAReconstruire& a : f.arbres) cles.push_back(CleDeTable(d, a));
+    }
+  }
+  return cles;
+}
+
+// The chainings of m whose files are in dir or its company folders (pointer positions from 0). A
+// chaining whose pointer positions cannot be is a problem of rapport, not checked.
+std::vector<isam::ChainageVerif> ChainagesDuModele(const fic::ModeleDictionnaire& m,
+                                                   const std::string& dir,
+                                                   const std::vector<std::string>& entreprises,
+                                                   isam::RapportVerif* rapport) {
+  std::vector<isam::ChainageVerif> chainages;
+  const auto dans = [](const std::string& d, const std::string& nom) {
+    return platform::JoinPath(d, nom + ".DAT");
+  };
+  const PositionsChainage& l = kChainageLficFic;
+  if (Existe(dans(dir, "FIC")) && Existe(dans(dir, "LFIC"))) {
+    chainages.push_back({dans(dir, "FIC"), dans(dir, "LFIC"), uint32_t(l.premiere - 1),
+                         uint32_t(l.derniere - 1), uint32_t(l.precedente - 1),
+                         uint32_t(l.suivante - 1)});
+  }
+  std::vector<std::string> dossiers = {dir};
+  dossiers.insert(dossiers.end(), entreprises.begin(), entreprises.end());
+  for (const auto& [ligne, c] : m.chainages) {
+    if (std::min({c.premier, c.dernier, c.arriere, c.avant}) < 1 ||
+        std::max({c.premier, c.dernier, c.arriere, c.avant}) > kLongueurEnrMax) {
+      rapport->problemes.push_back("dictionnaire : le chaînage de " + ligne + " sous " + c.entete +
+                                   " a une position de pointeur impossible");
+      continue;
+    }
+    for (const std::string& d : dossiers) {
+      std::string entete = dans(d, c.entete);
+      if (!Existe(entete)) entete = dans(dir, c.entete);
+      if (!Existe(dans(d, ligne)) || !Existe(entete)) continue;
+      chainages.push_back({entete, dans(d, ligne), uint32_t(c.premier - 1), uint32_t(c.dernier - 1),
+                           uint32_t(c.arriere - 1), uint32_t(c.avant - 1)});
+    }
+  }
+  return chainages;
+}
+
+}  // namespace
+
+ControlesDictionnaire ControlesDuDossier(const std::string& dossier, isam::RapportVerif* rapport) {
+  ControlesDictionnaire controles;
+  if (!Existe(platform::JoinPath(dossier, "FIC.DAT"))) return controles;
+  OptionsServices options;
+  options.config.dossier = dossier;
+  InstalleServicesThread(CreateurStandard(options));
+  try {
+    std::shared_ptr<AsS> ass = AsS::Cree();
+    ass->OuvS();
+    const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
+    const std::vector<std::string> entreprises = isam::SousDossiers(Env::Default(), dossier);
+    controles.cles = ClesDuModele(m, dossier, entreprises);
+    controles.chainages = ChainagesDuModele(m, dossier, entreprises, rapport);
+  } catch (const ErreurService& e) {
+    rapport->problemes.push_back("dictionnaire : " + e.Texte());
+    controles = {};
+  }
+  OublieEtat();
+  InstalleServicesThread(nullptr);
+  return controles;
 }
 
 uint64_t VerificationFichier::Problemes() const {

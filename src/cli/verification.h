@@ -63,6 +63,19 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
 void AjouteNomsReserves(const fic::ModeleDictionnaire& m, std::string_view application,
                         std::vector<VerificationFichier>& resultats);
 
+// What checking a whole data folder takes from its dictionary, read by the component (vesk-check):
+// the key check of every table of every file, the dictionary's own and the specified ones (in
+// each company folder for a file that depends on the company), and the chainings: Lfic under
+// Fic, then each chaining of the dictionary in the root and in each company folder where its line
+// file is (its header file in the same folder, else in the root). A folder without a dictionary
+// gives none; a dictionary that cannot be read is a problem of rapport and gives none. The
+// standard services are installed on the calling thread for the reading and forgotten after.
+struct ControlesDictionnaire {
+  std::vector<isam::CleVerif> cles;
+  std::vector<isam::ChainageVerif> chainages;
+};
+ControlesDictionnaire ControlesDuDossier(const std::string& dossier, isam::RapportVerif* rapport);
+
 }  // namespace vesk::cli
 
 #endif  // VESK_CLI_VERIFICATION_H_

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "cli/testing/binaire.h"
+#include "cli/verification.h"
 #include "platform/platform.h"
 #include "srv/isam/verify.h"
 
@@ -462,12 +463,11 @@ TEST_F(VeskTest, ReconsbaOnTheDemoData) {
   EXPECT_NE(lignes.sortie.find("Travaux post-reconstruction : Attention veuillez verifier"),
             std::string::npos);
   const std::string d = (dossier_ / "donnees").string();
-  std::vector<vesk::isam::ChainageVerif> chainages;
   vesk::isam::RapportVerif rapport;
-  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d, {d + "/01"},
-                                                  &chainages, &rapport)
+  const vesk::cli::ControlesDictionnaire controles = vesk::cli::ControlesDuDossier(d, &rapport);
+  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, controles.chainages,
+                                         &rapport, controles.cles)
                   .ok());
-  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
   EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
   EXPECT_EQ(rapport.supprimes, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
 

@@ -108,15 +108,6 @@ Status VerifieFichier(Env* env, const FichierVerif& f,
 // The chainings declared in d, by path.
 std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d);
 
-// The chainings a dictionary folder describes: Lfic under Fic (when both files are there) and
-// each record of CHAIN.DAT (line file 1-6, back and forward pointer positions 7-11 and 12-16,
-// header file 17-22, first and last pointer positions 23-27 and 28-32), looked up in the folder
-// and in each of the sub-folders given. A CHAIN.DAT record that does not describe a chaining
-// (bad name or position) is a problem of rapport.
-Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
-                               const std::vector<std::string>& sous_dossiers,
-                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport);
-
 // The sub-folders of dossier that the Env can list (company folders).
 std::vector<std::string> SousDossiers(Env* env, const std::string& dossier);
 
