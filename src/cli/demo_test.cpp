@@ -90,13 +90,13 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   EXPECT_EQ(somme, 71);
   OublieEtat();
 
-  isam::RapportVerif rapport;
+  isam::FolderReport rapport;
   const vesk::cli::ControlesDictionnaire controles =
       vesk::cli::ControlesDuDossier(dossier_, &rapport);
-  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_, controles.chainages, &rapport,
-                                   controles.cles)
+  ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_, controles.chainages, &rapport,
+                                 controles.cles)
                   .ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
 }
 

@@ -140,14 +140,14 @@ TEST_F(VeskSurPostgresql, TheDemoGoesIntoTheDatabaseAndBackWhole) {
   for (const auto& [nom, octets] : Donnees(dossier_ / "d2")) {
     EXPECT_EQ(Contenu(dossier_ / "d3" / nom), Contenu(dossier_ / "d2" / nom)) << nom;
   }
-  vesk::isam::RapportVerif rapport;
+  vesk::isam::FolderReport rapport;
   const std::string d3 = (dossier_ / "d3").string();
   const vesk::cli::ControlesDictionnaire controles = vesk::cli::ControlesDuDossier(d3, &rapport);
-  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d3, controles.chainages,
-                                         &rapport, controles.cles)
+  ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d3, controles.chainages,
+                                       &rapport, controles.cles)
                   .ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
-  EXPECT_EQ(rapport.lignes_chainees, 2297u);
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+  EXPECT_EQ(rapport.chained_lines, 2297u);
 
   auto [dans_base, texte_base] = Lance("copie d1 '" + b1 + "'");
   EXPECT_EQ(dans_base, 1);

@@ -28,24 +28,24 @@ int main(int argc, char** argv) {
   }
   std::string dir = argv[1];
   Env* env = Env::Default();
-  RapportVerif rapport;
+  FolderReport rapport;
   Status s = DossierDonnees(env, dir).Reprise();
   vesk::cli::ControlesDictionnaire controles;
   if (s.ok()) controles = vesk::cli::ControlesDuDossier(dir, &rapport);
-  const std::vector<ChainageVerif>& chainages = controles.chainages;
-  if (s.ok()) s = VerifieDossier(env, dir, chainages, &rapport, controles.cles);
+  const std::vector<ChainToCheck>& chainages = controles.chainages;
+  if (s.ok()) s = VerifyFolder(env, dir, chainages, &rapport, controles.cles);
   if (!s.ok()) {
     std::fprintf(stderr, "vesk-check : %s\n", s.message().c_str());
     return 1;
   }
-  for (const std::string& p : rapport.problemes) std::printf("%s\n", p.c_str());
+  for (const std::string& p : rapport.problems) std::printf("%s\n", p.c_str());
   std::printf(
       "%u fichiers de données, %u B-arbres, %llu enregistrements en service, %llu supprimés, "
       "%llu clés, %zu chaînages (%llu lignes) : %s\n",
-      rapport.fichiers, rapport.arbres, static_cast<unsigned long long>(rapport.enregistrements),
-      static_cast<unsigned long long>(rapport.supprimes),
-      static_cast<unsigned long long>(rapport.cles), chainages.size(),
-      static_cast<unsigned long long>(rapport.lignes_chainees),
-      rapport.problemes.empty() ? "correct" : "PROBLÈMES");
-  return rapport.problemes.empty() ? 0 : 1;
+      rapport.files, rapport.trees, static_cast<unsigned long long>(rapport.records),
+      static_cast<unsigned long long>(rapport.deleted),
+      static_cast<unsigned long long>(rapport.keys), chainages.size(),
+      static_cast<unsigned long long>(rapport.chained_lines),
+      rapport.problems.empty() ? "correct" : "PROBLÈMES");
+  return rapport.problems.empty() ? 0 : 1;
 }
