@@ -148,6 +148,15 @@ std::vector<ProgrammeEnregistre> LitTexteRegistre(std::string_view texte,
   return programmes;
 }
 
+std::vector<fic::ProgrammeUtilise> ProgrammesUtilises(
+    const std::vector<ProgrammeEnregistre>& programmes) {
+  std::vector<fic::ProgrammeUtilise> utilises;
+  for (const ProgrammeEnregistre& p : programmes) {
+    utilises.push_back({p.nom, p.generateur, p.fichier, p.empreinte});
+  }
+  return utilises;
+}
+
 std::vector<ProgrammeEnregistre> LitRegistre(const std::string& dossier) {
   const std::string chemin = platform::JoinPath(dossier, kRegistreProgrammes);
   bool trouve = false;
