@@ -157,6 +157,15 @@ std::vector<fic::ProgrammeUtilise> ProgrammesUtilises(
   return utilises;
 }
 
+std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
+                                              const fic::ModeleDictionnaire& modele) {
+  if (!modele.fichiers.contains(p.fichier)) {
+    return {"fichier " + p.fichier + " supprimé du dictionnaire"};
+  }
+  return fic::Changements(p.empreinte,
+                          fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier));
+}
+
 std::vector<ProgrammeEnregistre> LitRegistre(const std::string& dossier) {
   const std::string chemin = platform::JoinPath(dossier, kRegistreProgrammes);
   bool trouve = false;
