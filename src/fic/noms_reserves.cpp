@@ -1,5 +1,7 @@
 #include "fic/noms_reserves.h"
 
+#include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 #include "core/cycle_saisie.h"
@@ -213,17 +215,32 @@ PorteeNoms Portee(const ModeleDictionnaire& m, std::string_view fichier,
   return p;
 }
 
-std::optional<std::string> ConflitVariable(std::string_view v, const PorteeNoms& p) {
+namespace {
+
+// What the variable v meets in w, another field's variable of the same file (or v itself).
+std::optional<std::string> ConflitAvec(std::string_view v, const std::string& w) {
+  if (w != v && text::EqualNoCase(w, v)) {
+    return "même nom que la variable " + w + " (le BASIC ignore la casse)";
+  }
+  if (text::EqualNoCase(v, "x" + w)) return "variable de saisie x" + w + "$ de la rubrique " + w;
+  if (text::EqualNoCase(w, "x" + std::string(v))) {
+    return "sa variable de saisie x" + std::string(v) + "$ serait la variable " + w;
+  }
+  return std::nullopt;
+}
+
+// What v meets in the table of names or among the file's own names.
+std::optional<std::string> ConflitHorsRubriques(std::string_view v, const PorteeNoms& p) {
   if (const NomReserve* r = Reserve(v, true)) return std::string(r->role);
-  if (auto role = NomDuFichier(v, p, true)) return role;
+  return NomDuFichier(v, p, true);
+}
+
+}  // namespace
+
+std::optional<std::string> ConflitVariable(std::string_view v, const PorteeNoms& p) {
+  if (auto conflit = ConflitHorsRubriques(v, p)) return conflit;
   for (const std::string& w : p.variables) {
-    if (w != v && text::EqualNoCase(w, v)) {
-      return "même nom que la variable " + w + " (le BASIC ignore la casse)";
-    }
-    if (text::EqualNoCase(v, "x" + w)) return "variable de saisie x" + w + "$ de la rubrique " + w;
-    if (text::EqualNoCase(w, "x" + std::string(v))) {
-      return "sa variable de saisie x" + std::string(v) + "$ serait la variable " + w;
-    }
+    if (auto conflit = ConflitAvec(v, w)) return conflit;
   }
   return std::nullopt;
 }
@@ -274,9 +291,30 @@ std::optional<std::string> RefusProcedure(std::string_view nom, bool saisie, con
 }
 
 std::vector<std::pair<std::string, std::string>> ConflitsFichier(const PorteeNoms& p) {
+  // The variables by their upper-case form, each with its places: a variable meets only those
+  // of its own form, of its form without a leading X, and of X and its form (ConflitAvec), so
+  // a file's thousands of fields are checked in time linear in their number.
+  std::unordered_map<std::string, std::vector<size_t>> places;
+  for (size_t i = 0; i < p.variables.size(); ++i) {
+    places[text::UpperAscii(p.variables[i])].push_back(i);
+  }
+  const auto ajoute = [&](const std::string& forme, std::vector<size_t>& ou) {
+    const auto it = places.find(forme);
+    if (it != places.end()) ou.insert(ou.end(), it->second.begin(), it->second.end());
+  };
   std::vector<std::pair<std::string, std::string>> conflits;
   for (const std::string& v : p.variables) {
-    if (auto conflit = ConflitVariable(v, p)) conflits.emplace_back(v, std::move(*conflit));
+    std::optional<std::string> conflit = ConflitHorsRubriques(v, p);
+    const std::string forme = text::UpperAscii(v);
+    std::vector<size_t> candidats;
+    ajoute(forme, candidats);
+    ajoute("X" + forme, candidats);
+    if (forme.starts_with('X')) ajoute(forme.substr(1), candidats);
+    std::sort(candidats.begin(), candidats.end());  // the first in field order, as ConflitVariable
+    for (size_t i = 0; !conflit && i < candidats.size(); ++i) {
+      conflit = ConflitAvec(v, p.variables[candidats[i]]);
+    }
+    if (conflit) conflits.emplace_back(v, std::move(*conflit));
   }
   return conflits;
 }
