@@ -60,16 +60,6 @@ std::string Titre(const ProgrammeEnregistre& p) {
   return p.nom + ".bas (" + p.generateur + " " + p.fichier + ")";
 }
 
-// What changed in the dictionary under p ("" nothing), from the whole dictionary's model.
-std::vector<std::string> Changements(const ProgrammeEnregistre& p,
-                                     const fic::ModeleDictionnaire& modele) {
-  if (!modele.fichiers.contains(p.fichier)) {
-    return {"fichier " + p.fichier + " supprimé du dictionnaire"};
-  }
-  return fic::Changements(p.empreinte,
-                          fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier));
-}
-
 std::string Joint(const std::vector<std::string>& morceaux, std::string_view separateur) {
   std::string texte;
   for (const std::string& m : morceaux) texte += (texte.empty() ? "" : std::string(separateur)) + m;
@@ -112,6 +102,15 @@ size_t Regenere(Contexte& contexte, Session& s, const std::string& dossier,
 }
 
 }  // namespace
+
+std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
+                                              const fic::ModeleDictionnaire& modele) {
+  if (!modele.fichiers.contains(p.fichier)) {
+    return {"fichier " + p.fichier + " supprimé du dictionnaire"};
+  }
+  return fic::Changements(p.empreinte,
+                          fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier));
+}
 
 std::string DossierProgrammes(const Contexte& contexte) {
   const std::optional<std::string>& d = contexte.Options().dossier_programmes;
@@ -160,7 +159,7 @@ int CommandePerimes(Contexte& contexte) {
   }
   size_t perimes = 0;
   for (const ProgrammeEnregistre& p : programmes) {
-    const std::vector<std::string> changements = Changements(p, modele);
+    const std::vector<std::string> changements = ChangementsProgramme(p, modele);
     if (changements.empty()) continue;
     ++perimes;
     sortie << Titre(p) << " : " << Joint(changements, " ; ") << "\n";
@@ -182,7 +181,7 @@ int CommandeRegenere(Contexte& contexte) {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
     const fic::ModeleDictionnaire modele = fic::LitDictionnaire(composant->Session());
     for (ProgrammeEnregistre& p : programmes) {
-      if (Changements(p, modele).empty()) continue;
+      if (ChangementsProgramme(p, modele).empty()) continue;
       try {
         const size_t anomalies = Regenere(contexte, composant->Session(), dossier, modele, p);
         ++refaits;
