@@ -101,14 +101,14 @@ void ProduitSite(const DonneesSite& d, const EcritureSite& ecrit) {
   for (const auto& [nom, f] : d.modele.fichiers) {
     tous.push_back(nom);
     const std::string svg =
-        dessin.Svg(d.modele, index, site::Voisins(index, nom), "../", "Diagramme de " + nom);
+        dessin.Svg(index, site::Voisins(index, nom), "../", "Diagramme de " + nom);
     ecrit("fichiers/" + NomPage(nom), site::PageFichier(d, index, nom, svg));
   }
   for (const auto& [code, dom] : d.modele.domaines) {
     ecrit("domaines/" + NomPage(code), site::PageDomaine(d, index, code));
   }
-  ecrit("diagramme.html", site::PageDiagramme(d, dessin.Svg(d.modele, index, tous, "",
-                                                            "Diagramme de l'application")));
+  ecrit("diagramme.html",
+        site::PageDiagramme(d, dessin.Svg(index, tous, "", "Diagramme de l'application")));
 }
 
 BilanSite EcritSite(const DonneesSite& donnees, const std::string& chemin) {

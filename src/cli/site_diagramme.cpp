@@ -62,10 +62,11 @@ Dessin::Dessin() {
 
 Dessin::~Dessin() { gvFreeContext(static_cast<GVC_t*>(contexte_)); }
 
-std::string Dessin::Dot(const fic::ModeleDictionnaire& m, const IndexSite& index,
-                        const std::vector<std::string>& noms, std::string_view racine) {
+std::string Dessin::Dot(const IndexSite& index, const std::vector<std::string>& noms,
+                        std::string_view racine) {
   std::string dot =
-      "digraph application {\n  node [shape=record fontname=\"Liberation Sans\" fontsize=11];\n"
+      "digraph application {\n  graph [pack=true packmode=\"array_u\"];\n"
+      "  node [shape=record fontname=\"Liberation Sans\" fontsize=11];\n"
       "  edge [color=\"#35577d\"];\n";
   const std::set<std::string> montres(noms.begin(), noms.end());
   for (const std::string& nom : noms) {
@@ -73,19 +74,23 @@ std::string Dessin::Dot(const fic::ModeleDictionnaire& m, const IndexSite& index
            Chaine(std::string(racine) + "fichiers/" + NomPage(nom), false) + "\" tooltip=\"" +
            Chaine(nom, false) + "\"];\n";
   }
-  for (const auto& [ligne, c] : m.chainages) {
-    if (!montres.contains(ligne) || !montres.contains(c.entete)) continue;
-    dot += "  \"" + Chaine(c.entete, false) + "\" -> \"" + Chaine(ligne, false) + "\" [tooltip=\"" +
-           Chaine(ligne + " chaîné sous " + c.entete, false) + "\"];\n";
+  // Each chaining once, from its line file, when both its ends are shown.
+  for (const std::string& nom : noms) {
+    const auto c = index.chainages.find(nom);
+    if (c == index.chainages.end()) continue;
+    for (const auto& [ligne, ch] : c->second) {
+      if (ligne != nom || !montres.contains(ch->entete)) continue;
+      dot += "  \"" + Chaine(ch->entete, false) + "\" -> \"" + Chaine(ligne, false) +
+             "\" [tooltip=\"" + Chaine(ligne + " chaîné sous " + ch->entete, false) + "\"];\n";
+    }
   }
   return dot + "}\n";
 }
 
-std::string Dessin::Svg(const fic::ModeleDictionnaire& m, const IndexSite& index,
-                        const std::vector<std::string>& noms, std::string_view racine,
-                        std::string_view titre) {
+std::string Dessin::Svg(const IndexSite& index, const std::vector<std::string>& noms,
+                        std::string_view racine, std::string_view titre) {
   GVC_t* gvc = static_cast<GVC_t*>(contexte_);
-  const std::string dot = Dot(m, index, noms, racine);
+  const std::string dot = Dot(index, noms, racine);
   std::unique_ptr<Agraph_t, FermeGraphe> g(agmemread(dot.c_str()));
   if (!g) throw ErreurService(kOperation, titre, DerniereErreur());
   if (gvLayout(gvc, g.get(), "dot") != 0) throw ErreurService(kOperation, titre, DerniereErreur());

@@ -42,15 +42,14 @@ class Dessin {
   ~Dessin();
   Dessin(const Dessin&) = delete;
   Dessin& operator=(const Dessin&) = delete;
-  // The SVG element of the files noms of m and the chainings between them, each box linked to
+  // The SVG element of the files noms and the chainings between them, each box linked to
   // its file's page from a page at racine; titre is its accessible name. ErreurService when
   // Graphviz fails.
-  std::string Svg(const fic::ModeleDictionnaire& m, const IndexSite& index,
-                  const std::vector<std::string>& noms, std::string_view racine,
-                  std::string_view titre);
+  std::string Svg(const IndexSite& index, const std::vector<std::string>& noms,
+                  std::string_view racine, std::string_view titre);
   // The graph given to Graphviz, as DOT text.
-  static std::string Dot(const fic::ModeleDictionnaire& m, const IndexSite& index,
-                         const std::vector<std::string>& noms, std::string_view racine);
+  static std::string Dot(const IndexSite& index, const std::vector<std::string>& noms,
+                         std::string_view racine);
 
  private:
   void* contexte_;  // GVC_t
