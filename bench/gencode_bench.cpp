@@ -3,7 +3,9 @@
 // 1000, 2000 and 4000 fields (a dictionary in a temporary data folder, standard services), and of
 // the layout and buffer alone for as many instruction lines. Each time is the best of five runs;
 // the ratio to the previous size shows whether the growth is linear (about 2 when the size
-// doubles).
+// doubles). Then what `vesk perimes` does (the record of 1,000 programs read, the dictionary of
+// 2,000 files read, each program's fingerprint taken again and compared) against its peer,
+// one data-entry program generated for each of 20 files of the same dictionary.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -12,8 +14,11 @@
 #include <random>
 #include <string>
 
+#include "cli/programmes.h"
 #include "core/ass.h"
 #include "core/etat_module.h"
+#include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "gencode/declaration.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
@@ -105,6 +110,69 @@ void Serie(const char* titre, const std::function<double(int)>& mesure) {
   }
 }
 
+constexpr int kFichiersPerimes = 2000;
+constexpr int kProgrammesPerimes = 1000;
+constexpr int kGenerations = 20;
+
+// A dictionary of kFichiersPerimes files of 12 fields and a primary table each, as text.
+std::string DictionnairePerimes() {
+  std::string t = "version = 1\n";
+  for (int f = 0; f < kFichiersPerimes; ++f) {
+    const std::string nom = "P" + std::to_string(10000 + f);
+    t += "\n[fichiers." + nom + "]\nrubriques = [\n";
+    for (int r = 0; r < 12; ++r) {
+      t += std::string("  { nom = \"RUBRIQUE ") + std::to_string(r) + "\", type = \"" +
+           (r % 3 == 1 ? "N\", decimales = 2, total = 9" : "A\", total = 12") + ", variable = \"V" +
+           std::to_string(r) + "\" },\n";
+    }
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
+         "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+  }
+  return t;
+}
+
+// `perimes` over kProgrammesPerimes recorded programs against kGenerations generations; the
+// dictionary of dossier replaced by DictionnairePerimes().
+void Perimes(const std::string& dossier) {
+  fic::ImporteDictionnaire(Etat(), DictionnairePerimes(), "banc.toml", false);
+  const std::string programmes_dossier = dossier + "/PROGRAMMES";
+  {
+    const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
+    std::vector<cli::ProgrammeEnregistre> programmes;
+    for (int i = 0; i < kProgrammesPerimes; ++i) {
+      const std::string f = "P" + std::to_string(10000 + 2 * i);
+      cli::ProgrammeEnregistre p{.nom = "Ent" + f, .generateur = "genps", .fichier = f};
+      p.programme = p.nom;
+      p.titre = "Entrée Du Fichier " + f;
+      p.suffixe = SuffixeDefaut(f);
+      p.empreinte = fic::EmpreinteFichier(fic::PartiesFichier(m, f), f);
+      programmes.push_back(std::move(p));
+    }
+    cli::EcritRegistre(programmes_dossier, programmes);
+  }
+  size_t perimes = 0;
+  const double ms_perimes = Meilleur([&] {
+    const std::vector<cli::ProgrammeEnregistre> programmes = cli::LitRegistre(programmes_dossier);
+    const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
+    perimes = 0;
+    for (const cli::ProgrammeEnregistre& p : programmes) {
+      perimes += cli::ChangementsProgramme(p, m).empty() ? 0 : 1;
+    }
+  });
+  const double ms_generations = Meilleur([] {
+    for (int i = 0; i < kGenerations; ++i) {
+      const std::string f = "P" + std::to_string(10000 + 97 * i);
+      GenereSaisie(Etat(), {f, "Ent" + f, "Entrée Du Fichier " + f, SuffixeDefaut(f)}, nullptr);
+    }
+  });
+  std::printf(
+      "perimes : %d programmes, dictionnaire de %d fichiers : %.2f ms (%zu périmé(s)) ; "
+      "%d programmes de saisie générés : %.2f ms\n",
+      kProgrammesPerimes, kFichiersPerimes, ms_perimes, perimes, kGenerations, ms_generations);
+  std::printf("ratio perimes/%d generations=%.2f (objectif < 1)\n", kGenerations,
+              ms_perimes / ms_generations);
+}
+
 // seul_genps: only the data-entry program, on 1,000 fields repeated (for a profiler).
 int Principal(bool seul_genps) {
   namespace fs = std::filesystem;
@@ -159,6 +227,7 @@ int Principal(bool seul_genps) {
       }
     });
   });
+  Perimes(dossier.string());
   OublieEtat();
   std::error_code ignore;
   fs::remove_all(dossier, ignore);

@@ -212,13 +212,13 @@ void Explore(MemEnv& env) {
 }
 
 void VerifyAndRebuild(MemEnv& env) {
-  RapportVerif rapport;
-  const std::vector<ChainageVerif> chains = {{"/f/CLI.DAT", "/f/LIG.DAT", 30, 33, 0, 3}};
+  FolderReport rapport;
+  const std::vector<ChainToCheck> chains = {{"/f/CLI.DAT", "/f/LIG.DAT", 30, 33, 0, 3}};
   auto head = [](std::string_view record, std::string* key) {
     *key = std::string(record.substr(0, 8));
     return Status::Ok();
   };
-  (void)VerifieDossier(&env, "/f", chains, &rapport, {{"/f/CLI1.DAB", head}});
+  (void)VerifyFolder(&env, "/f", chains, &rapport, {{"/f/CLI1.DAB", head}});
   auto plan = [](bool lines) {
     vesk::PlanReconstruction p;
     auto code = [](std::string_view r, std::string& k) { k.assign(r.substr(0, 8)); };

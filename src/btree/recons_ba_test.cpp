@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "btree/reconstruction.h"
+#include "core/dictionnaire.h"
 #include "core/proprietaire_texte.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
@@ -113,15 +114,22 @@ class ReConsBATest : public fic::EditionEssai {
     }
     return out;
   }
-  // The folder checked with the chainings the dictionary describes.
+  // The folder checked with the chainings the dictionary describes, as its model gives them.
   void Verifie() {
-    std::vector<isam::ChainageVerif> chainages;
-    isam::RapportVerif r;
-    ASSERT_TRUE(
-        isam::ChainagesDuDictionnaire(isam::Env::Default(), dossier_.string(), {}, &chainages, &r)
-            .ok());
-    ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+    std::vector<isam::ChainToCheck> chainages;
+    const auto dat = [&](const std::string& nom) { return (dossier_ / (nom + ".DAT")).string(); };
+    for (const auto& [ligne, c] : fic::LitDictionnaire(Etat()).chainages) {
+      chainages.push_back({dat(c.entete), dat(ligne), uint32_t(c.premier - 1),
+                           uint32_t(c.dernier - 1), uint32_t(c.arriere - 1),
+                           uint32_t(c.avant - 1)});
+    }
+    const PositionsChainage& l = kChainageLficFic;
+    chainages.push_back({dat("FIC"), dat("LFIC"), uint32_t(l.premiere - 1),
+                         uint32_t(l.derniere - 1), uint32_t(l.precedente - 1),
+                         uint32_t(l.suivante - 1)});
+    isam::FolderReport r;
+    ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << p;
   }
   std::string Journal() { return Contenu(dossier_ / "JOURNAL.LOG"); }
   // The data of the folder: its files but the logs.

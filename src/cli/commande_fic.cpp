@@ -5,10 +5,12 @@
 #include "btree/lect_ba.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "cli/programmes.h"
 #include "core/session.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "gencode/etat_gencode.h"
+#include "platform/platform.h"
 #include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -58,7 +60,13 @@ class AffichageVisionneuse : public AffichageGenCode {
 int CommandeEntFic(Contexte& contexte) {
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   InstalleAffichageGenCodeThread(std::make_shared<AffichageVisionneuse>(composant->Session()));
+  // A deletion shows the programs recorded in the data folder that it makes stale.
+  fic::InstalleProgrammesThread(
+      [dossier = platform::JoinPath(contexte.Config().dossier, kDossierProgrammes)] {
+        return ProgrammesUtilises(LitRegistre(dossier));
+      });
   composant->Ass().EntFic();
+  fic::InstalleProgrammesThread(nullptr);
   InstalleAffichageGenCodeThread(nullptr);
 #ifdef VESK_AVEC_PG
   // The typed views of a database follow the layouts entered.

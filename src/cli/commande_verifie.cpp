@@ -36,10 +36,10 @@ void Texte(const std::vector<VerificationFichier>& resultats, std::ostream& sort
     if (!v.donnees) {
       sortie << Lieu(v) << " : pas de fichier de données\n";
     } else {
-      enregistrements += v.bilan.enregistrements;
-      sortie << Lieu(v) << " : " << v.bilan.enregistrements << " enregistrement(s), "
-             << v.bilan.supprimes << " supprimé(s), " << v.arbres << " B-arbre(s) (" << v.bilan.cles
-             << " clé(s)), " << v.chainages << " chaînage(s) : "
+      enregistrements += v.bilan.records;
+      sortie << Lieu(v) << " : " << v.bilan.records << " enregistrement(s), " << v.bilan.deleted
+             << " supprimé(s), " << v.arbres << " B-arbre(s) (" << v.bilan.keys << " clé(s)), "
+             << v.chainages << " chaînage(s) : "
              << (v.problemes.empty() ? "correct" : std::to_string(v.Problemes()) + " problème(s)")
              << "\n";
     }
@@ -64,10 +64,9 @@ void Json(const std::vector<VerificationFichier>& resultats, std::ostream& sorti
     sortie << (i > 0 ? ",\n" : "\n") << "{\"fichier\":" << TexteJson(v.fichier)
            << ",\"entreprise\":" << TexteJson(v.entreprise)
            << ",\"donnees\":" << (v.donnees ? "true" : "false")
-           << ",\"enregistrements\":" << v.bilan.enregistrements
-           << ",\"supprimes\":" << v.bilan.supprimes << ",\"arbres\":" << v.arbres
-           << ",\"cles\":" << v.bilan.cles << ",\"chainages\":" << v.chainages
-           << ",\"problemes\":[";
+           << ",\"enregistrements\":" << v.bilan.records << ",\"supprimes\":" << v.bilan.deleted
+           << ",\"arbres\":" << v.arbres << ",\"cles\":" << v.bilan.keys
+           << ",\"chainages\":" << v.chainages << ",\"problemes\":[";
     for (size_t k = 0; k < v.problemes.size(); ++k) {
       const GenreProbleme& g = v.problemes[k];
       sortie << (k > 0 ? "," : "") << "{\"genre\":" << TexteJson(g.genre)

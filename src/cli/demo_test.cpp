@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <random>
 
+#include "cli/verification.h"
 #include "core/ass.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
@@ -89,12 +90,13 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   EXPECT_EQ(somme, 71);
   OublieEtat();
 
-  isam::RapportVerif rapport;
-  std::vector<isam::ChainageVerif> chainages;
-  ASSERT_TRUE(
-      isam::ChainagesDuDictionnaire(isam::Env::Default(), dossier_, {}, &chainages, &rapport).ok());
-  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  isam::FolderReport rapport;
+  const vesk::cli::ControlesDictionnaire controles =
+      vesk::cli::ControlesDuDossier(dossier_, &rapport);
+  ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_, controles.chainages, &rapport,
+                                 controles.cles)
+                  .ok());
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
 }
 

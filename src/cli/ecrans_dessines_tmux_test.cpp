@@ -161,6 +161,62 @@ TEST_P(EcransDessines, EntFicFromItsNameToTheFieldList) {
   EXPECT_EQ(dico.find("[fichiers.FACTUR]\nentreprise = true"), std::string::npos) << dico;
 }
 
+// Programs recorded as generated from CLIENT, in the demo's PROGRAMMES: what a deletion of
+// CLIENT or of one of its fields makes stale.
+void EnregistreProgrammes(const fs::path& demo, int nombre) {
+  fs::create_directories(demo / "PROGRAMMES");
+  std::ofstream registre(demo / "PROGRAMMES/vesk-programmes.toml", std::ios::binary);
+  registre << "version = 1\n";
+  for (int i = 1; i <= nombre; ++i) {
+    const std::string nom = "[programmes.DeclCLIENT" + std::to_string(i);
+    registre << "\n"
+             << nom << "]\ngenerateur = \"decl\"\nfichier = \"CLIENT\"\n"
+             << "encodage = \"utf8\"\nfin_de_ligne = \"crlf\"\n\n"
+             << nom << ".empreinte]\n"
+             << "fichier = { CLIENT = \"0\" }\nrubriques = { CLCODE = \"0\" }\ntables = {}\n"
+             << "chainages = {}\ndomaines = {}\n";
+  }
+}
+
+// Deleting what something uses: the uses in a box over the screen, a long list cut at a whole
+// line and counted; then the question. Esc on the file's confirmation and "N" on the field's
+// question keep everything.
+TEST_P(EcransDessines, EntFicShowsTheUsesBeforeADeletionAndAsks) {
+  EnregistreProgrammes(dossier_ / "demo", 14);
+  Lance("entfic", "ENTREE DE SPECIFICATIONS");
+  Tape("CLIENT");
+  Envoie("F6");
+  Attend("Usages de CLIENT");
+  Compare("entfic_usages");
+  EXPECT_NE(Ligne("… et 5 autres lignes : vesk usages CLIENT"), "") << Cadre();
+  Envoie("Enter");
+  Attend("F6 Confirmer - autre touche : Annuler");
+  Envoie("Escape");
+  Attend("NOM DU FICHIER");
+  Tape("CLIENT");
+  Envoie("Enter");
+  Attend("MODIFICATION");
+  Envoie("Enter");
+  Envoie("Enter");
+  Attend("Champ No 1");
+  Envoie("F6");
+  Attend("Usages de CLCODE");
+  Envoie("Enter");
+  Attend("Supprimer CLCODE malgré ses usages");
+  Compare("champs_usages");
+  Envoie("Enter");  // "N" proposed
+  Attend("Champ No 1/ 8");
+  Envoie("Escape");
+  Attend("Longueur Réelle");
+  Envoie("Enter");
+  Attend("Enregistrement Précédent CLIENT");
+  Envoie("Escape");
+  EXPECT_EQ(Status(), "0");
+  const std::string dico = Export();
+  EXPECT_NE(dico.find("[fichiers.CLIENT]"), std::string::npos) << dico;
+  EXPECT_NE(dico.find("variable = \"CLCODE\""), std::string::npos) << dico;
+}
+
 // The B-tree screen: its six-letter name and one-letter nature seen whole, each replaced by
 // what is typed over it; a lower-case name taken in upper case; Esc on the name leaves.
 TEST_P(EcransDessines, EntBaTypedOverAndStored) {

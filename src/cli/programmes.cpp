@@ -148,6 +148,24 @@ std::vector<ProgrammeEnregistre> LitTexteRegistre(std::string_view texte,
   return programmes;
 }
 
+std::vector<fic::ProgrammeUtilise> ProgrammesUtilises(
+    const std::vector<ProgrammeEnregistre>& programmes) {
+  std::vector<fic::ProgrammeUtilise> utilises;
+  for (const ProgrammeEnregistre& p : programmes) {
+    utilises.push_back({p.nom, p.generateur, p.fichier, p.empreinte});
+  }
+  return utilises;
+}
+
+std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
+                                              const fic::ModeleDictionnaire& modele) {
+  if (!modele.fichiers.contains(p.fichier)) {
+    return {"fichier " + p.fichier + " supprimé du dictionnaire"};
+  }
+  return fic::Changements(p.empreinte,
+                          fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier));
+}
+
 std::vector<ProgrammeEnregistre> LitRegistre(const std::string& dossier) {
   const std::string chemin = platform::JoinPath(dossier, kRegistreProgrammes);
   bool trouve = false;

@@ -13,6 +13,7 @@
 #include "cli/commandes.h"
 #include "cli/options.h"
 #include "fic/empreinte.h"
+#include "fic/usages.h"
 
 namespace vesk::cli {
 
@@ -41,6 +42,13 @@ std::vector<ProgrammeEnregistre> LitTexteRegistre(std::string_view texte,
 
 // The record of dossier: empty when the folder holds none.
 std::vector<ProgrammeEnregistre> LitRegistre(const std::string& dossier);
+// The programs of a record as the dictionary's uses see them (fic/usages.h).
+std::vector<fic::ProgrammeUtilise> ProgrammesUtilises(
+    const std::vector<ProgrammeEnregistre>& programmes);
+// What changed in the dictionary modele under p since it was recorded (empty: nothing, the
+// program is up to date): fic::Changements, or its file removed.
+std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
+                                              const fic::ModeleDictionnaire& modele);
 // Writes the record of dossier (creating the folder when needed).
 void EcritRegistre(const std::string& dossier, const std::vector<ProgrammeEnregistre>& programmes);
 // Adds programme to the record, replacing the one of the same name (compared without case).

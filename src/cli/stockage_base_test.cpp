@@ -16,6 +16,7 @@
 #include <regex>
 #include <sstream>
 
+#include "cli/verification.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/btree.h"
@@ -139,15 +140,14 @@ TEST_F(VeskSurPostgresql, TheDemoGoesIntoTheDatabaseAndBackWhole) {
   for (const auto& [nom, octets] : Donnees(dossier_ / "d2")) {
     EXPECT_EQ(Contenu(dossier_ / "d3" / nom), Contenu(dossier_ / "d2" / nom)) << nom;
   }
-  vesk::isam::RapportVerif rapport;
+  vesk::isam::FolderReport rapport;
   const std::string d3 = (dossier_ / "d3").string();
-  std::vector<vesk::isam::ChainageVerif> chainages;
-  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d3, {d3 + "/01"},
-                                                  &chainages, &rapport)
+  const vesk::cli::ControlesDictionnaire controles = vesk::cli::ControlesDuDossier(d3, &rapport);
+  ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d3, controles.chainages,
+                                       &rapport, controles.cles)
                   .ok());
-  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d3, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
-  EXPECT_EQ(rapport.lignes_chainees, 2297u);
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+  EXPECT_EQ(rapport.chained_lines, 2297u);
 
   auto [dans_base, texte_base] = Lance("copie d1 '" + b1 + "'");
   EXPECT_EQ(dans_base, 1);

@@ -4,12 +4,18 @@
 #include <iterator>
 
 #include "btree/reconstruction.h"
+#include "core/ass.h"
+#include "core/dictionnaire.h"
+#include "core/etat_module.h"
 #include "fic/donnees.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/noms_reserves.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/env.h"
 #include "srv/isam/record_text.h"
+#include "srv/srv_donnee.h"
+#include "srv/standard/fabrique_standard.h"
 
 namespace vesk::cli {
 
@@ -36,7 +42,7 @@ std::vector<std::string> DossiersDonnees(const std::string& dossier, const std::
                                          const fic::Fichier& f) {
   std::vector<std::string> dossiers;
   const std::vector<std::string> candidats =
-      f.entreprise ? isam::SousDossiers(Env::Default(), dossier) : std::vector{dossier};
+      f.entreprise ? isam::CompanyFolders(Env::Default(), dossier) : std::vector{dossier};
   for (const std::string& d : candidats) {
     if (Existe(platform::JoinPath(d, nom + ".DAT"))) dossiers.push_back(d);
   }
@@ -63,7 +69,7 @@ void ControleValeurs(const fic::ModeleDictionnaire& m, const fic::Fichier& f, ui
   }
 }
 
-// The chainings whose lines are the file nom of the folder d: each whole (isam::VerifieChainage).
+// The chainings whose lines are the file nom of the folder d: each whole (isam::VerifyChain).
 void ControleChainages(const fic::ModeleDictionnaire& m, const std::string& racine,
                        const std::string& d, const std::string& nom, const fic::Fichier& f,
                        VerificationFichier& v) {
@@ -72,21 +78,21 @@ void ControleChainages(const fic::ModeleDictionnaire& m, const std::string& raci
   const fic::Fichier* entete = m.ChercheFichier(c->second.entete);
   if (entete == nullptr) return;
   const std::string dossier_entete = entete->entreprise == f.entreprise ? d : racine;
-  const isam::ChainageVerif chainage{platform::JoinPath(dossier_entete, c->second.entete + ".DAT"),
-                                     platform::JoinPath(d, nom + ".DAT"),
-                                     static_cast<uint32_t>(c->second.premier - 1),
-                                     static_cast<uint32_t>(c->second.dernier - 1),
-                                     static_cast<uint32_t>(c->second.arriere - 1),
-                                     static_cast<uint32_t>(c->second.avant - 1)};
+  const isam::ChainToCheck chainage{platform::JoinPath(dossier_entete, c->second.entete + ".DAT"),
+                                    platform::JoinPath(d, nom + ".DAT"),
+                                    static_cast<uint32_t>(c->second.premier - 1),
+                                    static_cast<uint32_t>(c->second.dernier - 1),
+                                    static_cast<uint32_t>(c->second.arriere - 1),
+                                    static_cast<uint32_t>(c->second.avant - 1)};
   ++v.chainages;
-  if (!Existe(chainage.entete)) {
-    if (v.bilan.enregistrements > 0) {
-      v.Ajoute(kGenreChainage, 0, "fichier d'en-tête " + chainage.entete + " absent");
+  if (!Existe(chainage.header)) {
+    if (v.bilan.records > 0) {
+      v.Ajoute(kGenreChainage, 0, "fichier d'en-tête " + chainage.header + " absent");
     }
     return;
   }
   std::vector<std::string> problemes;
-  const isam::Status s = isam::VerifieChainage(Env::Default(), chainage, &problemes);
+  const isam::Status s = isam::VerifyChain(Env::Default(), chainage, &problemes);
   if (!s.ok()) problemes.push_back(s.message());
   for (const std::string& p : problemes) v.Ajoute(kGenreChainage, 0, p);
 }
@@ -118,29 +124,28 @@ VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, const std::str
   const PhaseVerification phase(suivi, v);
   uint64_t lus = 0;
   v.donnees = true;
-  isam::FichierVerif fv;
-  fv.donnees = platform::JoinPath(d, nom + ".DAT");
-  fv.longueur = static_cast<uint32_t>(f.Longueur());
+  isam::FileToCheck fv;
+  fv.data = platform::JoinPath(d, nom + ".DAT");
+  fv.record_length = static_cast<uint32_t>(f.Longueur());
   for (const BArbreAReconstruire& a : btree::ArbresDuFichier(m, nom).arbres) {
-    fv.arbres.push_back(CleDeTable(d, a));
+    fv.trees.push_back(CleDeTable(d, a));
   }
-  v.arbres = fv.arbres.size();
-  fv.enregistrement = [&](uint32_t no, std::string_view octets) {
+  v.arbres = fv.trees.size();
+  fv.on_record = [&](uint32_t no, std::string_view octets) {
     ControleValeurs(m, f, no, octets, v);
     if (++lus % kEnregistrementsParAvance == 0) suivi.Avance(static_cast<int64_t>(lus));
   };
-  const isam::Status s = isam::VerifieFichier(
-      Env::Default(), fv,
-      [&](const isam::ProblemeVerif& p) { v.Ajoute(p.genre, p.enregistrement, p.texte); },
+  const isam::Status s = isam::VerifyFile(
+      Env::Default(), fv, [&](const isam::FileProblem& p) { v.Ajoute(p.kind, p.record, p.text); },
       &v.bilan);
-  if (!s.ok()) throw ErreurService("Vérification", fv.donnees, s.message());
+  if (!s.ok()) throw ErreurService("Vérification", fv.data, s.message());
   ControleChainages(m, racine, d, nom, f, v);
   return v;
 }
 
 }  // namespace
 
-isam::CleVerif CleDeTable(const std::string& dossier, const BArbreAReconstruire& a) {
+isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a) {
   const std::string objet = a.nom + ".DAB";
   const size_t longueur = static_cast<size_t>(a.longueur_cle);
   auto cle = [a, objet, longueur](std::string_view octets, std::string* key) {
@@ -154,6 +159,85 @@ isam::CleVerif CleDeTable(const std::string& dossier, const BArbreAReconstruire&
     return isam::EncodeFixed(c, longueur, "clé de " + objet, key);
   };
   return {platform::JoinPath(dossier, objet), cle};
+}
+
+namespace {
+
+// The key checks of every table of m (the dictionary's own files first), in the folders of its
+// file: the root, or each company folder for a company-dependent file.
+std::vector<isam::KeyToCheck> ClesDuModele(const fic::ModeleDictionnaire& m, const std::string& dir,
+                                           const std::vector<std::string>& entreprises) {
+  std::vector<std::string> noms;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) noms.emplace_back(f.nom);
+  for (const auto& [nom, f] : m.fichiers) noms.push_back(nom);
+  std::vector<isam::KeyToCheck> cles;
+  for (const std::string& nom : noms) {
+    const FichierAReconstruire f = btree::ArbresDuFichier(m, nom);
+    for (const std::string& d : f.dependance_entreprise ? entreprises : std::vector{dir}) {
+      for (const BArbreAReconstruire& a : f.arbres) cles.push_back(CleDeTable(d, a));
+    }
+  }
+  return cles;
+}
+
+// The chainings of m whose files are in dir or its company folders (pointer positions from 0). A
+// chaining whose pointer positions cannot be is a problem of rapport, not checked.
+std::vector<isam::ChainToCheck> ChainagesDuModele(const fic::ModeleDictionnaire& m,
+                                                  const std::string& dir,
+                                                  const std::vector<std::string>& entreprises,
+                                                  isam::FolderReport* rapport) {
+  std::vector<isam::ChainToCheck> chainages;
+  const auto dans = [](const std::string& d, const std::string& nom) {
+    return platform::JoinPath(d, nom + ".DAT");
+  };
+  const PositionsChainage& l = kChainageLficFic;
+  if (Existe(dans(dir, "FIC")) && Existe(dans(dir, "LFIC"))) {
+    chainages.push_back({dans(dir, "FIC"), dans(dir, "LFIC"), uint32_t(l.premiere - 1),
+                         uint32_t(l.derniere - 1), uint32_t(l.precedente - 1),
+                         uint32_t(l.suivante - 1)});
+  }
+  std::vector<std::string> dossiers = {dir};
+  dossiers.insert(dossiers.end(), entreprises.begin(), entreprises.end());
+  for (const auto& [ligne, c] : m.chainages) {
+    if (std::min({c.premier, c.dernier, c.arriere, c.avant}) < 1 ||
+        std::max({c.premier, c.dernier, c.arriere, c.avant}) > kLongueurEnrMax) {
+      rapport->problems.push_back("dictionnaire : le chaînage de " + ligne + " sous " + c.entete +
+                                  " a une position de pointeur impossible");
+      continue;
+    }
+    for (const std::string& d : dossiers) {
+      std::string entete = dans(d, c.entete);
+      if (!Existe(entete)) entete = dans(dir, c.entete);
+      if (!Existe(dans(d, ligne)) || !Existe(entete)) continue;
+      chainages.push_back({entete, dans(d, ligne), uint32_t(c.premier - 1), uint32_t(c.dernier - 1),
+                           uint32_t(c.arriere - 1), uint32_t(c.avant - 1)});
+    }
+  }
+  return chainages;
+}
+
+}  // namespace
+
+ControlesDictionnaire ControlesDuDossier(const std::string& dossier, isam::FolderReport* rapport) {
+  ControlesDictionnaire controles;
+  if (!Existe(platform::JoinPath(dossier, "FIC.DAT"))) return controles;
+  OptionsServices options;
+  options.config.dossier = dossier;
+  InstalleServicesThread(CreateurStandard(options));
+  try {
+    std::shared_ptr<AsS> ass = AsS::Cree();
+    ass->OuvS();
+    const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
+    const std::vector<std::string> entreprises = isam::CompanyFolders(Env::Default(), dossier);
+    controles.cles = ClesDuModele(m, dossier, entreprises);
+    controles.chainages = ChainagesDuModele(m, dossier, entreprises, rapport);
+  } catch (const ErreurService& e) {
+    rapport->problems.push_back("dictionnaire : " + e.Texte());
+    controles = {};
+  }
+  OublieEtat();
+  InstalleServicesThread(nullptr);
+  return controles;
 }
 
 uint64_t VerificationFichier::Problemes() const {

@@ -2,7 +2,7 @@
 // specified file, in each folder that holds its data file (the root, or each company folder
 // for a file that depends on the company), the storage engine's check of the file and of every
 // tree that indexes it (each live record has exactly one key in each tree, the one the
-// component's key builder makes of it: isam::VerifieFichier), each record's values by its field
+// component's key builder makes of it: isam::VerifyFile), each record's values by its field
 // rules and domains (fic/donnees.h), and the chainings whose lines it holds. It reads the files
 // as they are on disk and writes nothing: a folder that cannot be written is checked as well.
 // Used from main's thread.
@@ -23,7 +23,7 @@ namespace vesk::cli {
 
 // The check of one tree's keys in the folder dossier: the component's key builder a.cle over
 // the record's bytes.
-isam::CleVerif CleDeTable(const std::string& dossier, const BArbreAReconstruire& a);
+isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a);
 
 // The folders of the data folder dossier that hold the data file of f (nom): the root, or each
 // company folder when f depends on the company.
@@ -44,7 +44,7 @@ struct VerificationFichier {
   std::string fichier;
   std::string entreprise;  // the company's folder ("01"), "" at the root
   bool donnees = false;    // false: the file has no data file (nothing checked)
-  isam::BilanFichierVerif bilan;
+  isam::FileTally bilan;
   size_t arbres = 0, chainages = 0;
   std::vector<GenreProbleme> problemes;  // in the order their kinds were first met
 
@@ -67,6 +67,19 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
 // no record number. application: the name of the application's opening routine.
 void AjouteNomsReserves(const fic::ModeleDictionnaire& m, std::string_view application,
                         std::vector<VerificationFichier>& resultats);
+
+// What checking a whole data folder takes from its dictionary, read by the component (vesk-check):
+// the key check of every table of every file, the dictionary's own and the specified ones (in
+// each company folder for a file that depends on the company), and the chainings: Lfic under
+// Fic, then each chaining of the dictionary in the root and in each company folder where its line
+// file is (its header file in the same folder, else in the root). A folder without a dictionary
+// gives none; a dictionary that cannot be read is a problem of rapport and gives none. The
+// standard services are installed on the calling thread for the reading and forgotten after.
+struct ControlesDictionnaire {
+  std::vector<isam::KeyToCheck> cles;
+  std::vector<isam::ChainToCheck> chainages;
+};
+ControlesDictionnaire ControlesDuDossier(const std::string& dossier, isam::FolderReport* rapport);
 
 }  // namespace vesk::cli
 

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "cli/testing/binaire.h"
+#include "cli/verification.h"
 #include "platform/platform.h"
 #include "srv/isam/verify.h"
 
@@ -274,12 +275,12 @@ TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
     const std::string apres = Lance("--data donnees export").sortie;
     ASSERT_TRUE(apres == ancien || apres == nouveau) << "tué après " << delai_ms << " ms";
     const std::string d = (dossier_ / "donnees").string();
-    vesk::isam::RapportVerif rapport;
-    ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d,
-                                           {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
-                                           &rapport)
+    vesk::isam::FolderReport rapport;
+    ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d,
+                                         {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
+                                         &rapport)
                     .ok());
-    ASSERT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+    ASSERT_TRUE(rapport.problems.empty()) << rapport.problems.front();
     if (apres == nouveau) {
       ++nouveaux;
       ASSERT_EQ(Lance("--data donnees import ancien.toml").status, 0);
@@ -462,14 +463,13 @@ TEST_F(VeskTest, ReconsbaOnTheDemoData) {
   EXPECT_NE(lignes.sortie.find("Travaux post-reconstruction : Attention veuillez verifier"),
             std::string::npos);
   const std::string d = (dossier_ / "donnees").string();
-  std::vector<vesk::isam::ChainageVerif> chainages;
-  vesk::isam::RapportVerif rapport;
-  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d, {d + "/01"},
-                                                  &chainages, &rapport)
+  vesk::isam::FolderReport rapport;
+  const vesk::cli::ControlesDictionnaire controles = vesk::cli::ControlesDuDossier(d, &rapport);
+  ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d, controles.chainages, &rapport,
+                                       controles.cles)
                   .ok());
-  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
-  EXPECT_EQ(rapport.supprimes, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+  EXPECT_EQ(rapport.deleted, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
 
   std::ofstream(dossier_ / "choix.script") << "choose 6\nok\n";
   Execution ecran = Lance("--data donnees --script choix.script --transcript choix.txt reconsba");

@@ -6,6 +6,7 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
+#include "fic/boite_usages.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
 #include "fic/lecture_dictionnaire.h"
@@ -106,6 +107,7 @@ class EcranChamps {
   void Choisit();
   void Duplique();
   void SupprimeRestants();
+  bool SuppressionAcceptee(int32_t de, int32_t a);
   int32_t FinLigne() const;
 
   Session& etat_;
@@ -195,8 +197,12 @@ Suite EcranChamps::SaisitNom() {
     }
     const int f = k_.Fonction(touche);
     if (f == 6) {  // the line is deleted, not stored; nothing to delete on the new line
-      if (!nouvelle) t_.Supprime(n_);
-      mode_ = "Pred Sup";
+      if (nouvelle) {
+        mode_ = "Pred Sup";
+      } else if (SuppressionAcceptee(n_, n_)) {
+        t_.Supprime(n_);
+        mode_ = "Pred Sup";
+      }
       return Suite::kLigne;
     }
     const std::string propre(text::TrimRight(nom));
@@ -251,8 +257,32 @@ void EcranChamps::SupprimeRestants() {
   std::string reponse = "N";
   int16_t touche = 0;
   etat_.Saisie().Sai("LF1", reponse, touche, 0, "[O,N]", kB);
-  if (reponse != "O") return;
+  if (reponse != "O" || !SuppressionAcceptee(n_ + 1, t_.Nombre())) return;
   while (t_.Nombre() > n_) t_.Supprime(n_ + 1);
+}
+
+// Whether rows de to a may go: when the stored dictionary or a recorded program uses their
+// fields, the uses are shown and the user asked; "N" keeps every one of them.
+bool EcranChamps::SuppressionAcceptee(int32_t de, int32_t a) {
+  const ModeleDictionnaire modele = LitDictionnaire(etat_);
+  const std::vector<ProgrammeUtilise> programmes = ProgrammesDuThread();
+  Usages usages;
+  for (int32_t i = de; i <= a; ++i) {
+    const std::string variable(t_.Texte(i, kColVariable));
+    const Usages de_la_rubrique = UsagesRubrique(modele, fichier_, variable, programmes);
+    for (const Usage& u : de_la_rubrique.Liste()) usages.Ajoute(u);
+  }
+  if (usages.Vide()) return true;
+  const std::string variable(de == a ? t_.Texte(de, kColVariable) : "");
+  MontreUsages(etat_, usages, de == a ? "Usages de " + variable : "Usages des champs supprimés",
+               variable);
+  const std::string question = de == a ? "Supprimer " + variable + " malgré ses usages : "
+                                       : "Supprimer ces champs malgré leurs usages : ";
+  etat_.Saisie().MessChamp("LF1", kN, question, 0);
+  std::string reponse = "N";
+  int16_t touche = 0;
+  etat_.Saisie().Sai("LF1", reponse, touche, 0, "[O,N]", kB);
+  return reponse == "O";
 }
 
 // The row of a grid element: its position in the grid.

@@ -8,9 +8,11 @@
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
 #include "core/lot.h"
+#include "fic/boite_usages.h"
 #include "fic/controles.h"
 #include "fic/ent_champs.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/rubrique.h"
 #include "fic/table_champs.h"
 #include "srv/srv_donnee.h"
@@ -55,6 +57,7 @@ class EcranFic {
   Suite ChampsEtLongueur();
   Suite ControleLongueur();
   Suite Abandon();
+  void MontreUsagesFichier();
   void Outil(int f);
   void EditionFichier();
   void Ecrit();
@@ -154,11 +157,20 @@ Suite EcranFic::SaisitNom() {
     s.Affiche("LONGENR", etat_.fic[kLongEnr]);
   }
   if (cycle_.AfficheMode(trouve_, touche_, lettre_)) {
+    MontreUsagesFichier();
     if (!cycle_.ConfirmeSuppression()) return Suite::kNom;
     Supprime();
     return Suite::kCycle;
   }
   return Suite::kDfe;
+}
+
+// Before the confirmation of a deletion, what the file's deletion leaves without it (its tables,
+// chainings, the programs recorded from it), when anything; the file's record current again.
+void EcranFic::MontreUsagesFichier() {
+  const Usages usages = UsagesFichier(LitDictionnaire(etat_), nom_, ProgrammesDuThread());
+  etat_.Donnee().LireEnr(fic_.fichier, e_);
+  if (!usages.Vide()) MontreUsages(etat_, usages, "Usages de " + nom_, nom_);
 }
 
 // The help of the dependence field: the tools of an existing file, F1 for a new one.

@@ -1,9 +1,11 @@
 // The file specification entry driven by scripts, whole cycles grouped by what they exercise:
 // creation, modification, the keys of the name, DFE and the field list, the length check,
 // deletion, and what is refused.
+#include "fic/boite_usages.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
+#include "fic/usages.h"
 #include "gencode/etat_gencode.h"
 
 namespace vesk::fic {
@@ -193,9 +195,14 @@ TEST_F(EntFicTest, F2ToF5ReachTheirToolsAndComeBackToTheName) {
 }
 
 TEST_F(EntFicTest, ADeletionRemovesTheFileWithItsTablesAndChainingsOnceConfirmed) {
-  std::string t = Lance("NOMFIC = F <F6>\nconfirm <Esc>\n");
+  // What uses F is shown before the confirmation; Esc then keeps it all.
+  std::string t = Lance("NOMFIC = F <F6>\nok\nconfirm <Esc>\n");
+  EXPECT_TRUE(Contient(t,
+                       "Boite «Usages de F» «listes de clé :\\n  T1 du fichier F (P) [[W1,1,8]]\\n"
+                       "chaînages :\\n  G (lignes) sous F (entête)» -> ok"))
+      << t;
   EXPECT_NE(FichierLu("F"), nullptr);
-  t = Lance("NOMFIC = F <F6>\nconfirm <F6>\n");
+  t = Lance("NOMFIC = F <F6>\nok\nconfirm <F6>\n");
   EXPECT_TRUE(Contient(t, "Message B «F supprimé : 3 rubriques, 1 B-Arbre, 1 chaînage»")) << t;
   const std::string texte = Texte();
   EXPECT_EQ(FichierLu("F"), nullptr);
@@ -235,10 +242,62 @@ TEST_F(EntFicTest, TheFieldListKeys) {
   EXPECT_EQ(FichierLu("F")->rubriques.size(), 1u);
 }
 
+// A field that a key list or a recorded program uses is deleted only once the user, shown the
+// uses, answers "O"; a field nothing uses goes at once; F1's deletion of the remaining fields
+// asks once for all of them.
+TEST_F(EntFicTest, DeletingAUsedFieldShowsItsUsesAndAsks) {
+  ProgrammeUtilise p{"EntF", "genps", "F", {}};
+  p.empreinte[GenrePartie::kRubriques] = {{"W1", "0"}, {"W3", "0"}};
+  ProgrammeUtilise autre{"EntG", "genps", "G", {}};
+  autre.empreinte[GenrePartie::kRubriques] = {{"W1", "0"}};
+  InstalleProgrammesThread([&] { return std::vector<ProgrammeUtilise>{p, autre}; });
+  std::string t = Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F6>\nok\nLF1 = N\nLF1 <Esc>\nLONGENR\n");
+  EXPECT_TRUE(Contient(t,
+                       "Boite «Usages de W1» «listes de clé :\\n  T1 du fichier F (P) [[W1,1,8]]"
+                       "\\nprogrammes :\\n  EntF.bas (genps F)» -> ok"))
+      << t;
+  EXPECT_TRUE(Contient(t, "MessChamp LF1 N «Supprimer W1 malgré ses usages : »")) << t;
+  EXPECT_EQ(FichierLu("F")->rubriques.size(), 3u);
+  t = Lance("NOMFIC = F\nDFE\nLONGENR\nLF1 <F1>\nLF1 = O\nok\nLF1 = N\nLONGENR\n");
+  EXPECT_TRUE(
+      Contient(t, "Boite «Usages des champs supprimés» «programmes :\\n  EntF.bas (genps F)»"))
+      << t;
+  EXPECT_EQ(FichierLu("F")->rubriques.size(), 3u);
+  t = Lance(
+      "NOMFIC = F\nDFE\nLONGENR\nLF1 <F2>\nLF1 <F6>\nLF1 <Up>\nLF1 <F1>\nLF1 = O\nok\n"
+      "LF1 = O\nLONGENR\n");
+  EXPECT_TRUE(Contient(t, "Boite «Usages de W3» «programmes :\\n  EntF.bas (genps F)» -> ok")) << t;
+  EXPECT_FALSE(Contient(t, "Usages de W2")) << t;
+  const Fichier* f = FichierLu("F");
+  ASSERT_EQ(f->rubriques.size(), 1u);
+  EXPECT_EQ(f->rubriques[0].variable, "W1");
+  InstalleProgrammesThread(nullptr);
+}
+
+// The box keeps to what an 80x24 screen holds: whole lines, the rest counted.
+TEST(BoiteUsagesTest, ALongListIsCutAtAWholeLineAndALongLineEndsWithAnEllipsis) {
+  Usages u;
+  for (int i = 0; i < 20; ++i) {
+    u.Ajoute({GenreUsage::kListesCle, "T" + std::to_string(i) + " du fichier F", "F", ""});
+  }
+  u.Ajoute({GenreUsage::kProgrammes, std::string(80, 'e') + "é", "F", ""});
+  const std::string texte = TexteBoiteUsages(u, "F");
+  std::vector<std::string> lignes;
+  for (size_t debut = 0, fin = 0; fin != std::string::npos; debut = fin + 1) {
+    fin = texte.find('\n', debut);
+    lignes.push_back(texte.substr(debut, fin - debut));
+  }
+  ASSERT_EQ(lignes.size(), kLignesBoiteUsages);
+  EXPECT_EQ(lignes[12], "  T11 du fichier F");
+  EXPECT_EQ(lignes[13], "… et 10 autres lignes : vesk usages F");
+  u = u.Filtre([](const Usage& x) { return x.genre == GenreUsage::kProgrammes; });
+  EXPECT_EQ(TexteBoiteUsages(u, "F"), "programmes :\n  " + std::string(67, 'e') + "…");
+}
+
 TEST_F(EntFicTest, DeletingTheOnlyFieldLeavesNothingToWriteUntilAbandoned) {
   const auto avant = Fichiers();
   const std::string t = Lance(
-      "NOMFIC = G\nDFE\nLONGENR\nLF1 <F6>\nLF1 <F6>\nLF1 <F6>\n"
+      "NOMFIC = G\nDFE\nLONGENR\nLF1 <F6>\nok\nLF1 = O\nLF1 <F6>\nLF1 <F6>\n"
       "LF1 <Esc>\nLONGENR\nLF1 <Esc>\nLONGENR <PgUp>\n");
   EXPECT_TRUE(Contient(t, "AffMode LF1 I «Pred Sup»")) << t;
   EXPECT_TRUE(Contient(t, "MessChamp LONGENR B «Aucune Rubrique»")) << t;

@@ -100,6 +100,29 @@ TEST(StructureProgrammeTest, BlockIfNeedsThenAtTheEnd) {
 
 // Only fields' variables, declared names and the fixed names are assigned; a Dim is the
 // procedure's own, a Public the program's.
+// A closing line takes the column of the most recent line of its opening kind, even one already
+// closed; a line's kind is the keyword it begins with ("Formule" opens like For).
+TEST(StructureProgrammeTest, ClosingLinesAndLabelsStandWhereTheLayoutPutsThem) {
+  const std::string texte = Programme({
+      "    Sub OuvF",
+      "        If A Then",
+      "           X = 1",
+      "        Else",
+      "           If B Then",
+      "           End If",
+      "        End If",
+      "  Debut:",
+      "        Formule = 1",
+      "        Next",
+      "    End Sub",
+      "    Wend",
+  });
+  std::vector<int32_t> lignes;
+  for (const DefautStructure& d : DefautsColonnes(texte)) lignes.push_back(d.ligne);
+  EXPECT_EQ(lignes, (std::vector<int32_t>{8, 9, 13})) << DecritDefauts(DefautsColonnes(texte));
+  EXPECT_EQ(DecritDefauts(DefautsColonnes(Programme({"    If A Then", "    End If"}))), "");
+}
+
 TEST(StructureProgrammeTest, ReportsAssignmentsToUndeclaredNames) {
   const std::string texte = Programme({
       "Public CLNOMT As Integer, Total As Long",  // 2

@@ -356,7 +356,59 @@ void ParcourtLignes(std::string_view programme, Fonction ligne) {
   }
 }
 
+// The kind a layout rule gives a line (leading spaces removed, not empty): "Etiquette" for a
+// line ending in ":", "IF" for one ending in "Then", else the first keyword it begins with
+// (upper-cased), "" for an ordinary instruction.
+std::string GenreDisposition(std::string_view ligne) {
+  const std::string haut = text::UpperAscii(Nettoie(ligne));
+  if (haut.ends_with(":")) return "Etiquette";
+  if (haut.ends_with("THEN")) return "IF";
+  for (const char* mot :
+       {"REM", "ELSE", "END IF", "SUB", "FOR", "NEXT", "WHILE", "WEND", "EXIT SUB", "END SUB"}) {
+    if (haut.starts_with(mot)) return mot;
+  }
+  return "";
+}
+
+// The kind whose most recent line gives a closing line its column ("" for another kind).
+std::string_view Ouvrant(std::string_view genre) {
+  if (genre == "ELSE" || genre == "END IF") return "IF";
+  if (genre == "WEND") return "WHILE";
+  if (genre == "NEXT") return "FOR";
+  if (genre == "EXIT SUB" || genre == "END SUB") return "SUB";
+  return "";
+}
+
 }  // namespace
+
+std::vector<DefautStructure> DefautsColonnes(std::string_view programme) {
+  std::vector<DefautStructure> defauts;
+  std::map<std::string, int32_t> colonnes;  // by kind, the column of its most recent line
+  ParcourtLignes(programme, [&](std::string_view l, int32_t n) {
+    if (Nettoie(l).empty()) return;
+    const int32_t colonne = static_cast<int32_t>(l.find_first_not_of(' '));
+    const std::string genre = GenreDisposition(l);
+    if (genre == "Etiquette") {
+      if (colonne != 0) {
+        defauts.push_back({n, "étiquette « " + std::string(Nettoie(l)) + " » en colonne " +
+                                  std::to_string(colonne) + " au lieu de 0"});
+      }
+      return;
+    }
+    if (const std::string_view o = Ouvrant(genre); !o.empty()) {
+      const auto c = colonnes.find(std::string(o));
+      const int32_t voulue = c == colonnes.end() ? 0 : c->second;
+      if (colonne != voulue) {
+        defauts.push_back({n, "« " + std::string(Nettoie(l)) + " » en colonne " +
+                                  std::to_string(colonne) + " au lieu de " +
+                                  std::to_string(voulue) + " (celle du dernier " + std::string(o) +
+                                  ")"});
+      }
+    }
+    colonnes[genre] = colonne;
+  });
+  return defauts;
+}
 
 std::vector<DefautStructure> DefautsStructure(std::string_view programme) {
   Analyse v;

@@ -147,11 +147,11 @@ class MagasinDossier : public Magasin {
   }
   std::vector<std::string> Problemes() override {
     EXPECT_TRUE(dossier_->Ecrit().ok());
-    isam::RapportVerif r;
-    EXPECT_TRUE(isam::VerifieDossier(isam::Env::Default(), racine_.string(),
-                                     isam::ChainagesDeclares(*dossier_), &r)
+    isam::FolderReport r;
+    EXPECT_TRUE(isam::VerifyFolder(isam::Env::Default(), racine_.string(),
+                                   isam::DeclaredChains(*dossier_), &r)
                     .ok());
-    return r.problemes;
+    return r.problems;
   }
   std::string Racine() const { return racine_.string(); }
 
@@ -215,9 +215,9 @@ class MagasinBase : public Magasin {
                p);
   }
   std::vector<std::string> Problemes() override {
-    isam::RapportVerif r;
+    isam::FolderReport r;
     pg::VerifieBase(*base_, pg::ChainagesDeclares(*base_), &r);
-    return r.problemes;
+    return r.problems;
   }
   pg::BasePg& Base() { return *base_; }
 

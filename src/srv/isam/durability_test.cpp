@@ -53,9 +53,9 @@ void ExpectBeforeOrAfter(MemEnv* mem, const std::vector<std::string>& states, in
   bool before = now == states[done];
   bool after = done + 1 < static_cast<int>(states.size()) && now == states[done + 1];
   EXPECT_TRUE(before || after) << what << " : état ni avant ni après l'étape " << done + 1;
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(mem, kDir, ChainagesDeclares(*d), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << what << " : " << p;
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(mem, kDir, DeclaredChains(*d), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << what << " : " << p;
 }
 
 // Runs steps until one fails or all are done; returns the steps done.
@@ -279,10 +279,10 @@ TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
       w.CheckModel();
       d.reset();
     }
-    RapportVerif r;
+    FolderReport r;
     auto again = Folder(&mem);
-    ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
-    EXPECT_TRUE(r.problemes.empty()) << plein;
+    ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*again), &r).ok());
+    EXPECT_TRUE(r.problems.empty()) << plein;
   }
 }
 
@@ -326,9 +326,9 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
     Workload w(d, 0);
     EXPECT_EQ(Workload::State(*d), states[expected]) << "journal de " << bytes.size();
     EXPECT_TRUE(copy.Contents(jpath)->empty());
-    RapportVerif r;
-    ASSERT_TRUE(VerifieDossier(&copy, kDir, ChainagesDeclares(*d), &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << bytes.size() << " : " << p;
+    FolderReport r;
+    ASSERT_TRUE(VerifyFolder(&copy, kDir, DeclaredChains(*d), &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << bytes.size() << " : " << p;
   }
 }
 
@@ -349,9 +349,9 @@ TEST(DurabilityTest, ADamagedNodeIsReportedNamingTheFileNeverRepaired) {
   Workload w(d, 37);
   EXPECT_NE(Workload::State(*d).find("CLI.DAB endommagé : noeud 1 : somme de contrôle"),
             std::string::npos);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*d), &r).ok());
-  EXPECT_FALSE(r.problemes.empty());
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*d), &r).ok());
+  EXPECT_FALSE(r.problems.empty());
   EXPECT_EQ(*mem.Contents(path), damaged);  // nothing was changed
 }
 
@@ -407,9 +407,9 @@ TEST(DurabilityTest, AWriterWaitingTooLongGetsFolderLockedAndCachesFollowOtherUs
   }
   a.CheckModel();  // each sees the other's commits: its caches were dropped when needed
   b.CheckModel();
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*one), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(Env::Default(), dir.str(), DeclaredChains(*one), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << p;
 }
 
 TEST(DurabilityTest, AReadingBatchKeepsItsSharedLockUntilItEnds) {

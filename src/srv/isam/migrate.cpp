@@ -204,7 +204,7 @@ Status Migrator::PlacesOf(size_t i) {
   if (!f.dependance_ancienne) {
     if (Exists(env_, platform::JoinPath(d_.Dossier(), file), &s)) companies.emplace_back();
   } else {
-    for (const std::string& sub : SousDossiers(env_, d_.Dossier())) {
+    for (const std::string& sub : CompanyFolders(env_, d_.Dossier())) {
       if (Exists(env_, platform::JoinPath(sub, file), &s)) {
         companies.push_back(sub.substr(d_.Dossier().size() + 1));
       }

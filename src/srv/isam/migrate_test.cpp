@@ -100,11 +100,11 @@ TEST_F(MigrateTest, RecordsKeepTheirNumbersAndTheBatchComesWithThem) {
   }
   EXPECT_EQ(Records(Env::Default(), (saved[0] / "CLI.DAT").string()), before);
   EXPECT_FALSE(fs::exists(root_ / "VESK.REC"));
-  RapportVerif r;
+  FolderReport r;
   ASSERT_TRUE(
-      VerifieDossier(Env::Default(), dir_, {MigrationWorkload::Chaining(dir_, true)}, &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
-  EXPECT_GT(r.lignes_chainees, 0u);
+      VerifyFolder(Env::Default(), dir_, {MigrationWorkload::Chaining(dir_, true)}, &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << p;
+  EXPECT_GT(r.chained_lines, 0u);
 }
 
 // Values that would be cut are listed with their records and refuse the migration: the files,
@@ -256,10 +256,10 @@ TEST(MigrateDurabilityTest, PowerLossAtEveryWriteLeavesTheOldSetOrTheNew) {
       ASSERT_TRUE(d->Reprise().ok()) << "coupure à l'écriture " << k;
       const std::string now = MigrationWorkload::State(&mem, dir);
       ASSERT_TRUE(now == before || now == after) << "coupure à l'écriture " << k;
-      RapportVerif r;
+      FolderReport r;
       ASSERT_TRUE(
-          VerifieDossier(&mem, dir, {MigrationWorkload::Chaining(dir, now == after)}, &r).ok());
-      for (const std::string& p : r.problemes) ADD_FAILURE() << "coupure " << k << " : " << p;
+          VerifyFolder(&mem, dir, {MigrationWorkload::Chaining(dir, now == after)}, &r).ok());
+      for (const std::string& p : r.problems) ADD_FAILURE() << "coupure " << k << " : " << p;
     }
   }
 }

@@ -120,7 +120,7 @@ std::string MigrationWorkload::State(Env* env, const std::string& dir) {
   return out;
 }
 
-ChainageVerif MigrationWorkload::Chaining(const std::string& dir, bool after) {
+ChainToCheck MigrationWorkload::Chaining(const std::string& dir, bool after) {
   return {platform::JoinPath(dir, "CLI.DAT"),
           platform::JoinPath(dir, "LIG.DAT"),
           after ? 34u : 30u,

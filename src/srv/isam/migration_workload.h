@@ -32,7 +32,7 @@ class MigrationWorkload {
   static std::string State(Env* env, const std::string& dir);
   // The chaining of LIG under CLI as the folder's files hold it: before (false) or after (true)
   // the migration.
-  static ChainageVerif Chaining(const std::string& dir, bool after);
+  static ChainToCheck Chaining(const std::string& dir, bool after);
 };
 
 }  // namespace vesk::isam

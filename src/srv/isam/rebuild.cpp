@@ -149,17 +149,17 @@ Status Rebuilder::PlanChains() {
 // disagrees, a live line under no header) would leave lines unchained for good. Refused,
 // naming the header record, and nothing is written.
 Status Rebuilder::ChainSound(const ChainageAReconstruire& c) const {
-  const ChainageVerif v{work_[c.entete].path,
-                        work_[c.ligne].path,
-                        static_cast<uint32_t>(c.pos_premiere - 1),
-                        static_cast<uint32_t>(c.pos_derniere - 1),
-                        static_cast<uint32_t>(c.pos_precedente - 1),
-                        static_cast<uint32_t>(c.pos_suivante - 1)};
+  const ChainToCheck v{work_[c.entete].path,
+                       work_[c.ligne].path,
+                       static_cast<uint32_t>(c.pos_premiere - 1),
+                       static_cast<uint32_t>(c.pos_derniere - 1),
+                       static_cast<uint32_t>(c.pos_precedente - 1),
+                       static_cast<uint32_t>(c.pos_suivante - 1)};
   std::vector<std::string> problems;
-  VESK_RETURN_IF_ERROR(VerifieChainage(env_, v, &problems));
+  VESK_RETURN_IF_ERROR(VerifyChain(env_, v, &problems));
   if (problems.empty()) return Status::Ok();
   result_->refused = true;
-  return Status::Corruption(RefusDeChainage(problems));
+  return Status::Corruption(ChainRefusal(problems));
 }
 
 Status Rebuilder::Prepare() {

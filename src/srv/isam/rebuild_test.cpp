@@ -146,7 +146,7 @@ TEST_F(RebuildTest, CompactionRenumbersInOrderAndRebuildsEveryTree) {
   }
   std::stable_sort(attendu.begin(), attendu.end());
   EXPECT_EQ(Cles(cli2_, *cli_), attendu);
-  Verifie();
+  Verify();
 }
 
 // Records that only the engine's count tells live, kept by the compaction: one made only of
@@ -190,7 +190,7 @@ TEST_F(RebuildTest, LiveRecordsOfAnyBytesAreKeptAndFormerFilesUpgraded) {
   ASSERT_TRUE(v1->Read(2, r).ok());
   EXPECT_EQ(r, "ancien 3");
   v1.reset();
-  Verifie();
+  Verify();
 }
 
 // Keys of 20 bytes over two letters (long shared runs, many equal), on a secondary tree: the
@@ -237,7 +237,7 @@ TEST_F(RebuildTest, NothingDeletedKeepsTheFileAndEverythingDeletedEmptiesIt) {
   EXPECT_TRUE(Cles(cli1_, *cli_).empty());
   Client("A00003", "TROIS     ");  // the file goes on from record 1
   EXPECT_EQ(Cles(cli1_, *cli_), (std::vector<std::pair<std::string, int32_t>>{{"A00003", 1}}));
-  Verifie();
+  Verify();
 }
 
 // The line file chosen: its lines move, their pointers and the headers' first and last
@@ -263,7 +263,7 @@ TEST_F(RebuildTest, ChainedLinesMoveWithTheirHeaders) {
     lignes.push_back(lig_->champs.substr(6, 2) + "@" + std::to_string(no));
   }
   EXPECT_EQ(lignes, (std::vector<std::string>{"b0@4", "b1@5", "b2@6", "b3@7"}));
-  Verifie();
+  Verify();
 }
 
 // A primary key found twice, or a pointer to a deleted record: refused, named, and every file

@@ -32,7 +32,7 @@ TEST_F(SrvDonneeTest, RecordsAreCompletedWithSpacesAndStoredUpperCase) {
   int16_t again = 0;
   donnee_->Donnee(false, "FIC", 32, again, nullptr, "", "", "", false);
   EXPECT_EQ(again, p.fichier);
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvDonneeTest, BadWritesAreRefusedAndChangeNothing) {
@@ -52,7 +52,7 @@ TEST_F(SrvDonneeTest, BadWritesAreRefusedAndChangeNothing) {
   EXPECT_ERREUR(donnee_->LireEnr(p.fichier, 5), "au-delà de la fin");
   int32_t no = -1;
   EXPECT_ERREUR(donnee_->NoEnrCourant(0, no), "aucun fichier");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvDonneeTest, OpenRefusesBadNamesLengthsModesAndOwners) {
@@ -101,7 +101,7 @@ TEST_F(SrvDonneeTest, CompanyFilesLiveInTheCompanyFolder) {
   Reopen("Ent1");
   Proprio& p = Ouvre("Cpt", 16, true);
   donnee_->EcrireFichier(p.fichier, 1, "compte");
-  Verifie();
+  Verify();
   EXPECT_TRUE(std::filesystem::exists(root_ / "ENT1" / "CPT.DAT"));
   EXPECT_FALSE(std::filesystem::exists(root_ / "CPT.DAT"));
 }
@@ -194,7 +194,7 @@ TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
   barbre_->Recherche(arbre, "BBB", p.fichier, trouve);
   EXPECT_FALSE(trouve);
   EXPECT_ERREUR(donnee_->FinLot(), "sans début de lot");
-  Verifie();
+  Verify();
 
   donnee_->DebutLot();
   insere("DDD");
@@ -206,7 +206,7 @@ TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
   EXPECT_TRUE(trouve);
   barbre_->Recherche(arbre, "CCC", q.fichier, trouve);
   EXPECT_FALSE(trouve);
-  Verifie();
+  Verify();
 }
 
 TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {

@@ -44,15 +44,15 @@ struct DataInfo {
 
 class Verifier {
  public:
-  Verifier(Env* env, RapportVerif* r, const std::vector<CleVerif>& cles)
-      : env_(env), r_(r), cles_(cles) {}
+  Verifier(Env* env, FolderReport* r, const std::vector<KeyToCheck>& keys)
+      : env_(env), r_(r), keys_(keys) {}
 
   void Folder(const std::string& dir, const std::string& root);
-  void Chain(const ChainageVerif& c);
-  void File(const FichierVerif& f);
+  void Chain(const ChainToCheck& c);
+  void File(const FileToCheck& f);
   // Problems go to sink (all of them) instead of the report; every tree holds one key per
   // live record; visit sees each live record.
-  void Alone(const std::function<void(const ProblemeVerif&)>& sink,
+  void Alone(const std::function<void(const FileProblem&)>& sink,
              std::function<void(uint32_t, std::string_view)> visit) {
     sink_ = sink;
     visit_ = std::move(visit);
@@ -62,13 +62,13 @@ class Verifier {
   void Load(const std::string& path) { Data(path); }
 
  private:
-  void Problem(const std::string& p, std::string_view genre = kGenreFichier, uint32_t no = 0) {
+  void Problem(const std::string& p, std::string_view kind = kKindFile, uint32_t no = 0) {
     if (sink_) {
-      sink_({std::string(genre), no, p});
-    } else if (r_->problemes.size() < kMaxProblems) {
-      r_->problemes.push_back(p);
-    } else if (r_->problemes.size() == kMaxProblems) {
-      r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
+      sink_({std::string(kind), no, p});
+    } else if (r_->problems.size() < kMaxProblems) {
+      r_->problems.push_back(p);
+    } else if (r_->problems.size() == kMaxProblems) {
+      r_->problems.push_back("... (les problèmes suivants ne sont pas listés)");
     }
   }
   DataInfo* Data(const std::string& path);
@@ -76,18 +76,19 @@ class Verifier {
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
   std::unique_ptr<BTree> OpenTree(const std::string& path, const std::string& name, BTreeHeader* h);
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
-  void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+  void ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
-  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d, const CleVerif* cle);
-  void KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name, std::string_view key,
+  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
+               const KeyToCheck* check);
+  void KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name, std::string_view key,
              uint32_t no);
 
   Env* env_;
-  RapportVerif* r_;
-  const std::vector<CleVerif>& cles_;
+  FolderReport* r_;
+  const std::vector<KeyToCheck>& keys_;
   std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
-  std::function<void(const ProblemeVerif&)> sink_;
+  std::function<void(const FileProblem&)> sink_;
   std::function<void(uint32_t, std::string_view)> visit_;
   bool strict_ = false;
   uint32_t length_ = 0;  // the record length asked of the data files (0: theirs)
@@ -105,7 +106,7 @@ DataInfo* Verifier::Data(const std::string& path) {
   if (!s.ok()) {
     Problem(d->name + " : " + s.message());
   } else {
-    ++r_->fichiers;
+    ++r_->files;
     ScanData(*d);
     out = d.get();
   }
@@ -139,7 +140,7 @@ void Verifier::ScanData(DataInfo& d) {
                std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
       Problem(d.name + " : l'enregistrement " + std::to_string(no) +
                   " est fait de caractères de code 0 avant la fin des données",
-              kGenreFichier, no);
+              kKindFile, no);
     } else if (visit_) {
       visit_(no, rec);
     }
@@ -161,8 +162,8 @@ void Verifier::ScanData(DataInfo& d) {
   } else if (!zero) {
     Problem(d.name + " : données au-delà du dernier enregistrement (" + std::to_string(last) + ")");
   }
-  r_->enregistrements += last - deleted;
-  r_->supprimes += deleted;
+  r_->records += last - deleted;
+  r_->deleted += deleted;
 }
 
 // Opens the tree at path and checks its own invariants; null when it cannot be read.
@@ -171,20 +172,20 @@ std::unique_ptr<BTree> Verifier::OpenTree(const std::string& path, const std::st
   std::unique_ptr<BTree> tree;
   Status s = BTree::OpenAsMade(env_, path, BTreeOptions{}, &tree);
   if (!s.ok()) {
-    Problem(name + " : " + s.message(), kGenreArbre);
+    Problem(name + " : " + s.message(), kKindTree);
     return nullptr;
   }
-  ++r_->arbres;
+  ++r_->trees;
   std::vector<std::string> problems;
   s = tree->Verify(&problems);
   if (!s.ok()) problems.push_back(s.message());
-  for (const std::string& p : problems) Problem(name + " : " + p, kGenreArbre);
+  for (const std::string& p : problems) Problem(name + " : " + p, kKindTree);
   s = tree->Header(h);
   if (!s.ok()) {
-    Problem(name + " : " + s.message(), kGenreArbre);
+    Problem(name + " : " + s.message(), kKindTree);
     return nullptr;
   }
-  r_->cles += h->keys;
+  r_->keys += h->keys;
   return tree;
 }
 
@@ -201,23 +202,23 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     if (!h.indexed_file.empty()) Problem(name + " : fichier indexé " + data_name + ".DAT absent");
     return;
   }
-  const CleVerif* cle = nullptr;
-  for (const CleVerif& c : cles_) {
-    if (c.arbre == path) cle = &c;
+  const KeyToCheck* check = nullptr;
+  for (const KeyToCheck& c : keys_) {
+    if (c.tree == path) check = &c;
   }
-  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, cle);
+  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, check);
 }
 
-// The key of record no must be what cle builds from its bytes, padded with spaces.
-void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
+// The key of record no must be what check builds from its bytes, padded with spaces.
+void Verifier::KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name,
                      std::string_view key, uint32_t no) {
   record_.resize(d.file->RecordLength());
   Status s = d.file->Read(no, record_);
-  if (s.ok()) s = cle.cle(record_, &expected_);
+  if (s.ok()) s = check.make_key(record_, &expected_);
   if (!s.ok()) {
     Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
                 s.message(),
-            kGenreCleFausse, no);
+            kKindWrongKey, no);
     return;
   }
   if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
@@ -227,11 +228,11 @@ void Verifier::KeyOf(const CleVerif& cle, DataInfo& d, const std::string& name,
   DecodeBytes(expected_, &want);
   Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
               d.name + " n'est pas celle de l'enregistrement (« " + want + " »)",
-          kGenreCleFausse, no);
+          kKindWrongKey, no);
 }
 
 void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
-                       const CleVerif* cle) {
+                       const KeyToCheck* check) {
   // A primary tree, and every tree of a file checked alone, holds one key per live record.
   const bool une = nature == 'P' || strict_;
   std::vector<uint8_t> seen(d.deleted.size(), 0);
@@ -239,27 +240,27 @@ void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataIn
     if (no < 1 || no > d.deleted.size()) {
       Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
                   ", au-delà de la fin de " + d.name,
-              kGenreCleVide, no);
+              kKindOrphanKey, no);
     } else if (d.deleted[no - 1]) {
       Problem(name + " : une clé renvoie à l'enregistrement supprimé " + std::to_string(no) +
                   " de " + d.name,
-              kGenreCleVide, no);
+              kKindOrphanKey, no);
     } else if (une && seen[no - 1]++) {
       Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
                   " a plusieurs clés",
-              kGenreCles, no);
-    } else if (cle != nullptr) {
-      KeyOf(*cle, d, name, key, no);
+              kKindManyKeys, no);
+    } else if (check != nullptr) {
+      KeyOf(*check, d, name, key, no);
     }
     return true;
   });
-  if (!s.ok()) Problem(name + " : " + s.message(), kGenreArbre);
+  if (!s.ok()) Problem(name + " : " + s.message(), kKindTree);
   if (!une) return;
   for (size_t i = 0; i < seen.size(); ++i) {
     if (!d.deleted[i] && !seen[i]) {
       Problem(name + " : l'enregistrement " + std::to_string(i + 1) + " de " + d.name +
                   " n'a pas de clé",
-              kGenreSansCle, static_cast<uint32_t>(i + 1));
+              kKindNoKey, static_cast<uint32_t>(i + 1));
     }
   }
 }
@@ -279,16 +280,16 @@ void Verifier::Folder(const std::string& dir, const std::string& root) {
   }
 }
 
-void Verifier::Chain(const ChainageVerif& c) {
-  DataInfo* e = Exists(env_, c.entete) ? Data(c.entete) : nullptr;
-  DataInfo* l = Exists(env_, c.ligne) ? Data(c.ligne) : nullptr;
-  const std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
+void Verifier::Chain(const ChainToCheck& c) {
+  DataInfo* e = Exists(env_, c.header) ? Data(c.header) : nullptr;
+  DataInfo* l = Exists(env_, c.line) ? Data(c.line) : nullptr;
+  const std::string what = "chaînage " + BaseName(c.line) + " sous " + BaseName(c.header);
   if (e == nullptr || l == nullptr) {
     Problem(what + " : fichier absent ou illisible");
     return;
   }
   uint32_t le = e->file->RecordLength(), ll = l->file->RecordLength();
-  if (std::max(c.premiere, c.derniere) + 3 > le || std::max(c.precedente, c.suivante) + 3 > ll) {
+  if (std::max(c.first, c.last) + 3 > le || std::max(c.previous, c.next) + 3 > ll) {
     Problem(what + " : position de pointeur hors de l'enregistrement");
     return;
   }
@@ -303,25 +304,24 @@ void Verifier::Chain(const ChainageVerif& c) {
   }
 }
 
-void Verifier::File(const FichierVerif& f) {
-  length_ = f.longueur;
-  DataInfo* d = Data(f.donnees);
+void Verifier::File(const FileToCheck& f) {
+  length_ = f.record_length;
+  DataInfo* d = Data(f.data);
   if (d == nullptr) return;
-  for (const CleVerif& c : f.arbres) {
-    const std::string name = BaseName(c.arbre);
-    if (!Exists(env_, c.arbre)) {
-      if (r_->enregistrements > 0) {
+  for (const KeyToCheck& c : f.trees) {
+    const std::string name = BaseName(c.tree);
+    if (!Exists(env_, c.tree)) {
+      if (r_->records > 0) {
         Problem(name + " : B-arbre absent, " + d->name + " a des enregistrements en service",
-                kGenreArbre);
+                kKindTree);
       }
       continue;
     }
     BTreeHeader h;
-    std::unique_ptr<BTree> tree = OpenTree(c.arbre, name, &h);
+    std::unique_ptr<BTree> tree = OpenTree(c.tree, name, &h);
     if (tree == nullptr) continue;
     if (!h.indexed_file.empty() && UpperAscii(h.indexed_file) != Stem(d->name)) {
-      Problem(name + " : indexe " + UpperAscii(h.indexed_file) + ".DAT, pas " + d->name,
-              kGenreArbre);
+      Problem(name + " : indexe " + UpperAscii(h.indexed_file) + ".DAT, pas " + d->name, kKindTree);
       continue;
     }
     Entries(*tree, name, h.nature, *d, &c);
@@ -337,12 +337,11 @@ uint32_t Verifier::Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::str
 
 // The lines chained under header h: each live, chained once, its backward pointer on the line
 // before it, the header's last-line pointer on the last. owner receives each line's header.
-void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+void Verifier::ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
                              const std::string& what, std::vector<uint32_t>& owner) {
   const std::string head = what + ", en-tête " + std::to_string(h);
   uint32_t prev = 0;
-  for (uint32_t no = Pointer(e, h, c.premiere, what); no != 0;
-       no = Pointer(l, no, c.suivante, what)) {
+  for (uint32_t no = Pointer(e, h, c.first, what); no != 0; no = Pointer(l, no, c.next, what)) {
     if (no > owner.size() || l.deleted[no - 1] || owner[no - 1] != 0) {
       Problem(head + " : la ligne " + std::to_string(no) +
               (no > owner.size() ? " est au-delà de la fin du fichier"
@@ -352,77 +351,75 @@ void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, u
       return;  // the walk stops; no second report for the end
     }
     owner[no - 1] = h;
-    ++r_->lignes_chainees;
-    if (Pointer(l, no, c.precedente, what) != prev) {
+    ++r_->chained_lines;
+    if (Pointer(l, no, c.previous, what) != prev) {
       Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
               " ne désigne pas " + std::to_string(prev));
     }
     prev = no;
   }
-  if (Pointer(e, h, c.derniere, what) != prev) {
+  if (Pointer(e, h, c.last, what) != prev) {
     Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
   }
 }
 
 }  // namespace
 
-std::vector<std::string> SousDossiers(Env* env, const std::string& dossier) {
+std::vector<std::string> CompanyFolders(Env* env, const std::string& dir) {
   std::vector<std::string> names, out;
-  if (!env->ListDirectory(dossier, &names).ok()) return out;
+  if (!env->ListDirectory(dir, &names).ok()) return out;
   for (const std::string& n : names) {
     if (n.find('.') != std::string::npos || !CheckName(n, "entreprise").ok()) continue;
     std::vector<std::string> inside;
-    std::string path = platform::JoinPath(dossier, n);
+    std::string path = platform::JoinPath(dir, n);
     if (env->ListDirectory(path, &inside).ok()) out.push_back(path);
   }
   return out;
 }
 
-Status VerifieDossier(Env* env, const std::string& dossier,
-                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport,
-                      const std::vector<CleVerif>& cles) {
+Status VerifyFolder(Env* env, const std::string& dir, const std::vector<ChainToCheck>& chains,
+                    FolderReport* report, const std::vector<KeyToCheck>& keys) {
   std::vector<std::string> names;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dossier, &names)));
-  Verifier v(env, rapport, cles);
-  v.Folder(dossier, dossier);
-  for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
-  for (const ChainageVerif& c : chainages) v.Chain(c);
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dir, &names)));
+  Verifier v(env, report, keys);
+  v.Folder(dir, dir);
+  for (const std::string& sub : CompanyFolders(env, dir)) v.Folder(sub, dir);
+  for (const ChainToCheck& c : chains) v.Chain(c);
   return Status::Ok();
 }
 
-Status VerifieFichier(Env* env, const FichierVerif& f,
-                      const std::function<void(const ProblemeVerif&)>& probleme,
-                      BilanFichierVerif* bilan) {
-  RapportVerif r;
-  Verifier v(env, &r, f.arbres);
-  v.Alone(probleme, f.enregistrement);
+Status VerifyFile(Env* env, const FileToCheck& f,
+                  const std::function<void(const FileProblem&)>& problem, FileTally* tally) {
+  FolderReport r;
+  Verifier v(env, &r, f.trees);
+  v.Alone(problem, f.on_record);
   v.File(f);
-  *bilan = {r.enregistrements, r.supprimes, r.cles};
+  *tally = {r.records, r.deleted, r.keys};
   return Status::Ok();
 }
 
-Status VerifieChainage(Env* env, const ChainageVerif& chainage,
-                       std::vector<std::string>* problemes) {
-  RapportVerif r;
+Status VerifyChain(Env* env, const ChainToCheck& chain, std::vector<std::string>* problems) {
+  FolderReport r;
   Verifier v(env, &r, {});
-  v.Load(chainage.entete);
-  v.Load(chainage.ligne);
-  const size_t fichiers = r.problemes.size();
-  v.Chain(chainage);
-  problemes->assign(r.problemes.begin() + static_cast<std::ptrdiff_t>(fichiers), r.problemes.end());
+  v.Load(chain.header);
+  v.Load(chain.line);
+  const size_t before = r.problems.size();
+  v.Chain(chain);
+  problems->assign(r.problems.begin() + static_cast<std::ptrdiff_t>(before), r.problems.end());
   return Status::Ok();
 }
 
-std::string RefusDeChainage(const std::vector<std::string>& problemes) {
-  std::string refus = problemes.front();
-  if (problemes.size() > 1) {
-    refus += " (et " + std::to_string(problemes.size() - 1) + " autre(s) problème(s))";
+std::string ChainRefusal(const std::vector<std::string>& problems) {
+  std::string refusal = problems.front();
+  if (problems.size() > 1) {
+    refusal += " (et " + std::to_string(problems.size() - 1) + " autre(s) problème(s))";
   }
-  return refus + " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit";
+  return refusal +
+         " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit";
 }
 
-std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
-  std::vector<ChainageVerif> out;
+std::vector<ChainToCheck> DeclaredChains(DossierDonnees& d) {
+  std::vector<ChainToCheck> out;
   for (const ChainageOuvert& c : d.Chainages()) {
     FichierOuvert* e = d.Fichier(c.entete);
     FichierOuvert* l = d.Fichier(c.ligne);
@@ -431,72 +428,6 @@ std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
         {e->fichier->Path(), l->fichier->Path(), c.premiere, c.derniere, c.precedente, c.suivante});
   }
   return out;
-}
-
-namespace {
-
-// The number written in decimal in bytes (spaces around it allowed), 0 when it is not one.
-uint32_t Decimal(std::string_view bytes) {
-  uint32_t v = 0;
-  bool digit = false;
-  for (char c : bytes) {
-    if (c == ' ') continue;
-    if (c < '0' || c > '9' || v > 100000) return 0;
-    v = v * 10 + static_cast<uint32_t>(c - '0');
-    digit = true;
-  }
-  return digit ? v : 0;
-}
-
-std::string Trimmed(std::string_view s) {
-  size_t end = s.find_last_not_of(' ');
-  return std::string(end == std::string_view::npos ? "" : s.substr(0, end + 1));
-}
-
-}  // namespace
-
-Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
-                               const std::vector<std::string>& sous_dossiers,
-                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport) {
-  std::string fic = platform::JoinPath(dossier, "FIC.DAT");
-  std::string lfic = platform::JoinPath(dossier, "LFIC.DAT");
-  if (Exists(env, fic) && Exists(env, lfic)) chainages->push_back({fic, lfic, 12, 15, 0, 3});
-  std::string chain = platform::JoinPath(dossier, "CHAIN.DAT");
-  if (!Exists(env, chain)) return Status::Ok();
-  std::unique_ptr<DataFile> f;
-  DataFile::Options options;
-  options.read_only = true;
-  VESK_RETURN_IF_ERROR(DataFile::Open(env, chain, 0, options, &f));
-  if (f->RecordLength() < 32) return Status::Corruption(chain + " : enregistrements trop courts");
-  std::string rec(f->RecordLength(), '\0');
-  std::vector<std::string> folders = {dossier};
-  folders.insert(folders.end(), sous_dossiers.begin(), sous_dossiers.end());
-  for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
-    VESK_RETURN_IF_ERROR(f->Read(no, rec));
-    std::string_view r(rec);
-    bool supprime = false;
-    VESK_RETURN_IF_ERROR(f->IsDeleted(no, &supprime));
-    if (supprime) continue;
-    std::string ligne = UpperAscii(Trimmed(r.substr(0, 6)));
-    std::string entete = UpperAscii(Trimmed(r.substr(16, 6)));
-    uint32_t pos[4] = {Decimal(r.substr(22, 5)), Decimal(r.substr(27, 5)), Decimal(r.substr(6, 5)),
-                       Decimal(r.substr(11, 5))};
-    if (!CheckName(ligne, "fichier").ok() || !CheckName(entete, "fichier").ok() ||
-        std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
-      rapport->problemes.push_back("CHAIN.DAT : l'enregistrement " + std::to_string(no) +
-                                   " ne décrit pas un chaînage");
-      continue;
-    }
-    for (const std::string& dir : folders) {
-      std::string e = platform::JoinPath(dir, entete + ".DAT");
-      std::string l = platform::JoinPath(dir, ligne + ".DAT");
-      if (!Exists(env, e)) e = platform::JoinPath(dossier, entete + ".DAT");
-      if (Exists(env, l) && Exists(env, e)) {
-        chainages->push_back({e, l, pos[0] - 1, pos[1] - 1, pos[2] - 1, pos[3] - 1});
-      }
-    }
-  }
-  return Status::Ok();
 }
 
 }  // namespace vesk::isam

@@ -12,18 +12,18 @@ namespace {
 class VerifyTest : public EngineTest {
  protected:
   // The problems of the folder, with the keys of CLI built from the record's first 4 bytes.
-  std::vector<std::string> Problemes(bool cles = false) {
+  std::vector<std::string> Problems(bool with_keys = false) {
     EXPECT_TRUE(dossier_->Ecrit().ok());
-    std::vector<CleVerif> verif;
-    if (cles) {
-      verif.push_back({Path("CLI.DAB"), [](std::string_view record, std::string* key) {
-                         *key = std::string(record.substr(0, 4));
-                         return Status::Ok();
-                       }});
+    std::vector<KeyToCheck> keys;
+    if (with_keys) {
+      keys.push_back({Path("CLI.DAB"), [](std::string_view record, std::string* key) {
+                        *key = std::string(record.substr(0, 4));
+                        return Status::Ok();
+                      }});
     }
-    RapportVerif r;
-    EXPECT_TRUE(VerifieDossier(Env::Default(), dir_, {}, &r, verif).ok());
-    return r.problemes;
+    FolderReport r;
+    EXPECT_TRUE(VerifyFolder(Env::Default(), dir_, {}, &r, keys).ok());
+    return r.problems;
   }
   void Clients() {
     Proprio& p = Ouvre("Cli", 20);
@@ -68,17 +68,17 @@ TEST_F(VerifyTest, BytesPastTheLastRecordAreCheckedWholeWithoutReadingAHugeTail)
     const uint64_t size = Size("CLI.DAT");
     std::filesystem::resize_file(Path("CLI.DAT"), size + c.zeros);
     if (c.x) std::ofstream(Path("CLI.DAT"), std::ios::binary | std::ios::app) << "X";
-    const std::vector<std::string> p = Problemes();
+    const std::vector<std::string> p = Problems();
     EXPECT_EQ(!p.empty(), c.probleme) << c.nom << (p.empty() ? "" : " : " + p.front());
   }
 }
 
 TEST_F(VerifyTest, AKeyThatIsNotItsRecordsIsNamed) {
   Clients();
-  EXPECT_TRUE(Problemes(true).empty());
+  EXPECT_TRUE(Problems(true).empty());
   // The record's bytes change, its key stays.
   donnee_->EcrireFichier(proprios_.front()->fichier, 2, "BETO client");
-  const std::vector<std::string> p = Problemes(true);
+  const std::vector<std::string> p = Problems(true);
   ASSERT_EQ(p.size(), 1u);
   EXPECT_EQ(p.front(),
             "CLI.DAB : la clé « BETA » de l'enregistrement 2 de CLI.DAT n'est pas celle de "
@@ -104,34 +104,32 @@ TEST_F(VerifyTest, AFileCheckedAloneHasOneKeyPerRecordInEveryTree) {
     *key = std::string(record.substr(0, 4));
     return Status::Ok();
   };
-  FichierVerif fv{Path("CLI.DAT"),
-                  20,
-                  {{Path("CLI.DAB"), code}, {Path("CLI2.DAB"), suffixe}, {Path("CLI3.DAB"), code}},
-                  {}};
+  FileToCheck fv{Path("CLI.DAT"),
+                 20,
+                 {{Path("CLI.DAB"), code}, {Path("CLI2.DAB"), suffixe}, {Path("CLI3.DAB"), code}},
+                 {}};
   std::vector<uint32_t> vus;
-  fv.enregistrement = [&](uint32_t no, std::string_view) { vus.push_back(no); };
+  fv.on_record = [&](uint32_t no, std::string_view) { vus.push_back(no); };
   std::vector<std::string> trouves;
-  BilanFichierVerif b;
-  ASSERT_TRUE(VerifieFichier(
-                  Env::Default(), fv,
-                  [&](const ProblemeVerif& p) {
-                    trouves.push_back(p.genre + " " + std::to_string(p.enregistrement));
-                  },
-                  &b)
-                  .ok());
+  FileTally b;
+  ASSERT_TRUE(
+      VerifyFile(
+          Env::Default(), fv,
+          [&](const FileProblem& p) { trouves.push_back(p.kind + " " + std::to_string(p.record)); },
+          &b)
+          .ok());
   EXPECT_EQ(vus, (std::vector<uint32_t>{1, 2, 3}));
   EXPECT_EQ(trouves, (std::vector<std::string>{"clé fausse 3", "clés multiples 3", "clé absente 2",
                                                "arbre 0"}));
-  EXPECT_EQ(b.enregistrements, 3u);
-  EXPECT_EQ(b.cles, 6u);
+  EXPECT_EQ(b.records, 3u);
+  EXPECT_EQ(b.keys, 6u);
   // Records of another length than the dictionary's: the file is not read by its fields.
-  fv.longueur = 21;
+  fv.record_length = 21;
   vus.clear();
   trouves.clear();
-  ASSERT_TRUE(
-      VerifieFichier(
-          Env::Default(), fv, [&](const ProblemeVerif& p) { trouves.push_back(p.genre); }, &b)
-          .ok());
+  ASSERT_TRUE(VerifyFile(
+                  Env::Default(), fv, [&](const FileProblem& p) { trouves.push_back(p.kind); }, &b)
+                  .ok());
   EXPECT_TRUE(vus.empty());
   EXPECT_EQ(trouves, std::vector<std::string>{"fichier"});
 }

@@ -49,7 +49,7 @@ std::string Affiche(const Objet& o, std::string_view ext) {
 Inventaire Inventorie(isam::Env* env, const std::string& dossier) {
   Inventaire inv;
   std::vector<std::pair<std::string, std::string>> dirs = {{"", dossier}};
-  for (const std::string& sous : isam::SousDossiers(env, dossier)) {
+  for (const std::string& sous : isam::CompanyFolders(env, dossier)) {
     dirs.emplace_back(isam::UpperAscii(std::filesystem::path(sous).filename().string()), sous);
   }
   for (const auto& [entreprise, dir] : dirs) {

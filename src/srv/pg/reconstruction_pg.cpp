@@ -206,7 +206,7 @@ void Reconstructeur::PlanChains() {
         pg::VerifieChainage(b_, {line.lieu.entreprise, isam::UpperAscii(header.def->nom),
                                  isam::UpperAscii(line.def->nom), off(c.pos_premiere),
                                  off(c.pos_derniere), off(c.pos_precedente), off(c.pos_suivante)});
-    if (!problemes.empty()) throw Refus{isam::RefusDeChainage(problemes)};
+    if (!problemes.empty()) throw Refus{isam::ChainRefusal(problemes)};
     line.remaps.push_back({off(c.pos_precedente), c.ligne, "pointeur précédent"});
     line.remaps.push_back({off(c.pos_suivante), c.ligne, "pointeur suivant"});
     header.remaps.push_back({off(c.pos_premiere), c.ligne, "pointeur de première ligne"});

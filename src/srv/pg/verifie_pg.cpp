@@ -24,7 +24,7 @@ struct InfoFichier {
 
 class Verificateur {
  public:
-  Verificateur(BasePg& b, isam::RapportVerif* r) : b_(b), r_(r) {}
+  Verificateur(BasePg& b, isam::FolderReport* r) : b_(b), r_(r) {}
   // The data files of the catalog, or those `ou` selects (a WHERE clause on entreprise and
   // nom with its parameters p).
   void Fichiers(const std::string& ou = "", const Parametres& p = Parametres());
@@ -33,10 +33,10 @@ class Verificateur {
 
  private:
   void Probleme(std::string p) {
-    if (r_->problemes.size() < kProblemesMax) {
-      r_->problemes.push_back(std::move(p));
-    } else if (r_->problemes.size() == kProblemesMax) {
-      r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
+    if (r_->problems.size() < kProblemesMax) {
+      r_->problems.push_back(std::move(p));
+    } else if (r_->problems.size() == kProblemesMax) {
+      r_->problems.push_back("... (les problèmes suivants ne sont pas listés)");
     }
   }
   static std::string Nom(const std::string& entreprise, const std::string& nom,
@@ -58,7 +58,7 @@ class Verificateur {
                      uint32_t h, const std::string& quoi, std::vector<uint32_t>& proprietaire);
 
   BasePg& b_;
-  isam::RapportVerif* r_;
+  isam::FolderReport* r_;
   std::map<std::pair<std::string, std::string>, InfoFichier> fichiers_;
 };
 
@@ -98,7 +98,7 @@ void Verificateur::Fichier(const std::string& entreprise, InfoFichier& f) {
                           f.table,
                       p);
   const int64_t n = r.Grand(0, 0), supprimes = r.Grand(0, 1), dernier = r.Grand(0, 2);
-  ++r_->fichiers;
+  ++r_->files;
   if (dernier != n || r.Grand(0, 3) != 1) {
     Probleme(f.nom + " : " + std::to_string(n) + " enregistrements pour les numéros " +
              std::to_string(r.Grand(0, 3)) + " à " + std::to_string(dernier) +
@@ -108,8 +108,8 @@ void Verificateur::Fichier(const std::string& entreprise, InfoFichier& f) {
     Probleme(f.nom + " : " + std::to_string(r.Grand(0, 4)) +
              " enregistrements n'ont pas la longueur " + std::to_string(f.longueur));
   }
-  r_->enregistrements += static_cast<uint64_t>(n - supprimes);
-  r_->supprimes += static_cast<uint64_t>(supprimes);
+  r_->records += static_cast<uint64_t>(n - supprimes);
+  r_->deleted += static_cast<uint64_t>(supprimes);
 }
 
 void Verificateur::Etats(InfoFichier& f) {
@@ -136,14 +136,14 @@ void Verificateur::Arbres() {
     const std::string table = BasePg::Table(LieuDe(entreprise), "b_", nom);
     const uint16_t longueur = static_cast<uint16_t>(r.Entier(i, 2));
     const char nature = r.Octets(i, 3).empty() ? 'P' : r.Octets(i, 3)[0];
-    ++r_->arbres;
+    ++r_->trees;
     try {
       Parametres p;
       p.Entier(longueur);
       Resultat n = b_.Lit(
           kOp, objet,
           "SELECT count(*), count(*) FILTER (WHERE octet_length(cle) <> $1) FROM " + table, p);
-      r_->cles += static_cast<uint64_t>(n.Grand(0, 0));
+      r_->keys += static_cast<uint64_t>(n.Grand(0, 0));
       if (n.Grand(0, 1) > 0) {
         Probleme(objet + " : " + std::to_string(n.Grand(0, 1)) + " clés n'ont pas la longueur " +
                  std::to_string(longueur));
@@ -268,7 +268,7 @@ void Verificateur::ChaineDEntete(const ChainageVerifPg&, const std::vector<uint3
       return;
     }
     proprietaire[no - 1] = h;
-    ++r_->lignes_chainees;
+    ++r_->chained_lines;
     if (precedent[no - 1] != prev) {
       Probleme(tete + " : le pointeur arrière de la ligne " + std::to_string(no) +
                " ne désigne pas " + std::to_string(prev));
@@ -281,7 +281,7 @@ void Verificateur::ChaineDEntete(const ChainageVerifPg&, const std::vector<uint3
 }
 
 void VerifieBase(BasePg& b, const std::vector<ChainageVerifPg>& chainages,
-                 isam::RapportVerif* rapport) {
+                 isam::FolderReport* rapport) {
   Exige(!b.DansLot() && !b.DansTransaction(), kOp, b.Nom(), "vérification pendant un lot");
   Verificateur v(b, rapport);
   v.Fichiers();
@@ -290,14 +290,14 @@ void VerifieBase(BasePg& b, const std::vector<ChainageVerifPg>& chainages,
 }
 
 std::vector<std::string> VerifieChainage(BasePg& b, const ChainageVerifPg& c) {
-  isam::RapportVerif r;
+  isam::FolderReport r;
   Verificateur v(b, &r);
   Parametres p;
   p.Texte(c.entreprise).Texte(c.entete).Texte(c.ligne);
   v.Fichiers(" WHERE entreprise IN ($1, '') AND nom IN ($2, $3)", p);
-  const auto fichiers = static_cast<std::ptrdiff_t>(r.problemes.size());
+  const auto fichiers = static_cast<std::ptrdiff_t>(r.problems.size());
   v.Chaine(c);
-  return {r.problemes.begin() + fichiers, r.problemes.end()};
+  return {r.problems.begin() + fichiers, r.problems.end()};
 }
 
 std::vector<ChainageVerifPg> ChainagesDeclares(BasePg& b) {

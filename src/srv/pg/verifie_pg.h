@@ -25,7 +25,7 @@ struct ChainageVerifPg {
 // Checks the store of b (every company) with the chainings given; problems go to the report.
 // Throws ErreurService when the server cannot be read at all.
 void VerifieBase(BasePg& b, const std::vector<ChainageVerifPg>& chainages,
-                 isam::RapportVerif* rapport);
+                 isam::FolderReport* rapport);
 
 // Checks one chaining alone, as VerifieBase does (its files looked up in the company, then at
 // the root), in the current transaction if any: what is wrong with it, each naming the header

@@ -186,10 +186,10 @@ std::string CheckMigration(const std::string& dir, const std::vector<uint64_t>& 
   const uint64_t h = Hash64(MigrationWorkload::State(Env::Default(), dir), 0);
   if (h != ref[0] && h != ref[1]) return "ni l'état d'avant la migration ni celui d'après";
   const bool after = h == ref[1];
-  RapportVerif r;
-  s = VerifieDossier(Env::Default(), dir, {MigrationWorkload::Chaining(dir, after)}, &r);
+  FolderReport r;
+  s = VerifyFolder(Env::Default(), dir, {MigrationWorkload::Chaining(dir, after)}, &r);
   if (!s.ok()) return s.message();
-  if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+  if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
   bool saved = false;
   for (const auto& e : std::filesystem::directory_iterator(dir)) {
     const std::string n = e.path().filename().string();
@@ -218,9 +218,9 @@ std::string CheckBase(const Options& o, const std::string& dir, uint64_t seed,
     if (!Attendu(Hash64(vesk::pg::EtatBase(*b), 0), ref, commits)) {
       return "état différent après " + std::to_string(commits) + " opérations validées";
     }
-    RapportVerif r;
+    FolderReport r;
     vesk::pg::VerifieBase(*b, vesk::pg::ChainagesDeclares(*b), &r);
-    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }
@@ -240,10 +240,10 @@ std::string Check(const Options& o, const std::string& dir, uint64_t seed,
     Workload w(d, seed);
     if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
       return "état différent après " + std::to_string(commits) + " opérations validées";
-    RapportVerif r;
-    Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
+    FolderReport r;
+    Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
     if (!s.ok()) return s.message();
-    if (!r.problemes.empty()) return "vérificateur : " + r.problemes.front();
+    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }

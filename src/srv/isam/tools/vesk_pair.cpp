@@ -158,21 +158,21 @@ int RunProcess(const Options& o, int me, const Ends& e) {
 
 int Verify(const Options& o) {
   Usager u = Ouvre(o, 1, 'Z');
-  RapportVerif r;
+  FolderReport r;
 #ifdef VESK_AVEC_PG
   if (u.base != nullptr) {
     vesk::pg::VerifieBase(*u.base, vesk::pg::ChainagesDeclares(*u.base), &r);
-    for (const std::string& p : r.problemes) std::printf("vérificateur : %s\n", p.c_str());
-    return static_cast<int>(r.problemes.size());
+    for (const std::string& p : r.problems) std::printf("vérificateur : %s\n", p.c_str());
+    return static_cast<int>(r.problems.size());
   }
 #endif
-  Status s = VerifieDossier(Env::Default(), o.dir, ChainagesDeclares(*u.dossier), &r);
+  Status s = VerifyFolder(Env::Default(), o.dir, DeclaredChains(*u.dossier), &r);
   if (!s.ok()) {
     std::printf("vérificateur : %s\n", s.message().c_str());
     return 1;
   }
-  for (const std::string& p : r.problemes) std::printf("vérificateur : %s\n", p.c_str());
-  return static_cast<int>(r.problemes.size());
+  for (const std::string& p : r.problems) std::printf("vérificateur : %s\n", p.c_str());
+  return static_cast<int>(r.problems.size());
 }
 
 // Forks B; this process is A. Returns the failures of both, or -1 when a process could not start.
