@@ -103,15 +103,6 @@ size_t Regenere(Contexte& contexte, Session& s, const std::string& dossier,
 
 }  // namespace
 
-std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
-                                              const fic::ModeleDictionnaire& modele) {
-  if (!modele.fichiers.contains(p.fichier)) {
-    return {"fichier " + p.fichier + " supprimé du dictionnaire"};
-  }
-  return fic::Changements(p.empreinte,
-                          fic::EmpreinteFichier(fic::PartiesFichier(modele, p.fichier), p.fichier));
-}
-
 std::string DossierProgrammes(const Contexte& contexte) {
   const std::optional<std::string>& d = contexte.Options().dossier_programmes;
   return d && !d->empty() ? *d : platform::JoinPath(contexte.Config().dossier, kDossierProgrammes);

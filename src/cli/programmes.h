@@ -54,11 +54,6 @@ void EcritRegistre(const std::string& dossier, const std::vector<ProgrammeEnregi
 // Adds programme to the record, replacing the one of the same name (compared without case).
 void Enregistre(std::vector<ProgrammeEnregistre>& programmes, ProgrammeEnregistre programme);
 
-// What changed in the dictionary modele (whole) under p, one text a kind: empty when p is up to
-// date (what `vesk perimes` lists).
-std::vector<std::string> ChangementsProgramme(const ProgrammeEnregistre& p,
-                                              const fic::ModeleDictionnaire& modele);
-
 // The folder of --output-dir: its value, or without one the data folder's PROGRAMMES.
 std::string DossierProgrammes(const Contexte& contexte);
 // Generates programme's program without screens (its dialog's answers as given), writes it to
