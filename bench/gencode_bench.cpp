@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <random>
@@ -110,6 +111,18 @@ void Serie(const char* titre, const std::function<double(int)>& mesure) {
   }
 }
 
+// The standard services over dossier, the dictionary opened.
+std::shared_ptr<AsS> OuvreDossier(const std::string& dossier) {
+  OptionsServices options;
+  options.config.dossier = dossier;
+  options.config.synchro = Synchro::kOff;
+  options.interface.ecran = [] { return std::make_unique<EcranBanc>(); };
+  InstalleServicesThread(CreateurStandard(options));
+  auto ass = AsS::Cree();
+  ass->OuvS();
+  return ass;
+}
+
 constexpr int kFichiersPerimes = 2000;
 constexpr int kProgrammesPerimes = 1000;
 constexpr int kGenerations = 20;
@@ -122,11 +135,11 @@ std::string DictionnairePerimes() {
     t += "\n[fichiers." + nom + "]\nrubriques = [\n";
     for (int r = 0; r < 12; ++r) {
       t += std::string("  { nom = \"RUBRIQUE ") + std::to_string(r) + "\", type = \"" +
-           (r % 3 == 1 ? "N\", decimales = 2, total = 9" : "A\", total = 12") + ", variable = \"V" +
+           (r % 3 == 1 ? "N\", decimales = 2, total = 9" : "A\", total = 12") + ", variable = \"W" +
            std::to_string(r) + "\" },\n";
     }
     t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
-         "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+         "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }
@@ -173,25 +186,21 @@ void Perimes(const std::string& dossier) {
               ms_perimes / ms_generations);
 }
 
-// seul_genps: only the data-entry program, on 1,000 fields repeated (for a profiler).
-int Principal(bool seul_genps) {
+// seul_genps: only the data-entry program, on that many fields (1,000: repeated 200 times),
+// for a profiler; 0: every measure.
+int Principal(int seul_genps) {
   namespace fs = std::filesystem;
   std::random_device aleatoire;
   const fs::path dossier =
       fs::temp_directory_path() / ("vesk-gencode-bench-" + std::to_string(aleatoire()));
   fs::create_directories(dossier);
-  OptionsServices options;
-  options.config.dossier = dossier.string();
-  options.config.synchro = Synchro::kOff;
-  options.interface.ecran = [] { return std::make_unique<EcranBanc>(); };
-  InstalleServicesThread(CreateurStandard(options));
-  auto ass = AsS::Cree();
-  ass->OuvS();
-  if (seul_genps) {
-    AjouteFichier("F1000", 1000);
-    for (int i = 0; i < 200; ++i) {
+  auto ass = OuvreDossier(dossier.string());
+  if (seul_genps > 0) {
+    const std::string nom = "F" + std::to_string(seul_genps);
+    AjouteFichier(nom, seul_genps);
+    for (int i = 0; i < (seul_genps == 1000 ? 200 : 1); ++i) {
       OublieEtatGen();
-      GenereSaisie(Etat(), {"F1000", "", "", ""}, nullptr);
+      GenereSaisie(Etat(), {nom, "", "", ""}, nullptr);
     }
     return 0;
   }
@@ -227,10 +236,18 @@ int Principal(bool seul_genps) {
       }
     });
   });
-  Perimes(dossier.string());
+  // perimes in a folder of its own: this one's files of 10,000 fields hold impossible lengths.
+  ass.reset();
+  OublieEtat();
+  const fs::path autre = dossier.string() + "-perimes";
+  fs::create_directories(autre);
+  ass = OuvreDossier(autre.string());
+  Perimes(autre.string());
+  ass.reset();
   OublieEtat();
   std::error_code ignore;
   fs::remove_all(dossier, ignore);
+  fs::remove_all(autre, ignore);
   return 0;
 }
 
@@ -239,7 +256,10 @@ int Principal(bool seul_genps) {
 
 int main(int argc, char** argv) {
   try {
-    return vesk::Principal(argc > 1 && std::string(argv[1]) == "--genps");
+    int seul_genps = 0;
+    if (argc > 1 && std::string(argv[1]) == "--genps")
+      seul_genps = argc > 2 ? std::atoi(argv[2]) : 1000;
+    return vesk::Principal(seul_genps);
   } catch (const vesk::ErreurService& e) {
     std::fprintf(stderr, "%s : %s : %s\n", e.Operation().c_str(), e.Objet().c_str(),
                  e.Message().c_str());

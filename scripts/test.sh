@@ -10,7 +10,10 @@
 #            lintian, installed and removed (scripts/test-paquet.sh)
 #   pg       the database store: a throwaway PostgreSQL server (scripts/postgres-local.sh), then
 #            the tests that need one, on the native build (build/)
-# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet] [pg]   (no argument: all six)
+#   site     the demo's site (`vesk site`) in headless Chromium, with its screenshots
+#            (scripts/test-site.sh; build/site-captures/), on the native build (build/)
+# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet] [pg] [site]   (no argument:
+# all seven)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
@@ -22,12 +25,12 @@ source scripts/deps.sh
 source scripts/wine-prefix.sh
 
 STAGES=("$@")
-[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet pg)
+[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet pg site)
 for s in "${STAGES[@]}"; do
   case "$s" in
-    native | asan | win | fuzz | paquet | pg) ;;
+    native | asan | win | fuzz | paquet | pg | site) ;;
     *)
-      echo "étape inconnue : $s (native, asan, win, fuzz, paquet ou pg)" >&2
+      echo "étape inconnue : $s (native, asan, win, fuzz, paquet, pg ou site)" >&2
       exit 2
       ;;
   esac
@@ -99,7 +102,7 @@ stage_asan() {
   start=$(date +%s)
   if build build-asan -DCMAKE_BUILD_TYPE=Debug -DVESK_SANITIZE=ON -DVESK_BENCH=OFF; then
     ASAN_OPTIONS=abort_on_error=0:detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-      run_ctest asan build-asan "$start"
+      LSAN_OPTIONS=suppressions="$ROOT/scripts/lsan.supp" run_ctest asan build-asan "$start"
   else
     record asan 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
   fi
@@ -216,6 +219,22 @@ stage_pg() {
     VESK_PG_URI=$uri run_ctest pg build "$start" -R '[Pp]ostgresql|pg_'
   fi
   stop_pg
+}
+
+# The site in a real browser: Chromium missing is a failure, never a skip.
+stage_site() {
+  local start line
+  start=$(date +%s)
+  if ! build build -DCMAKE_BUILD_TYPE=Debug; then
+    record site 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  bash "$ROOT/scripts/test-site.sh" "$ROOT/build/src/cli/vesk" "$ROOT/build/site-captures" |
+    tee "$ROOT/build/site.log"
+  line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$ROOT/build/site.log" | tail -1)
+  [ -n "$line" ] || line="0 passed, 1 failed"
+  record site "${line%% passed*}" "$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")" \
+    $(($(date +%s) - start)) "(journal : build/site.log ; captures : build/site-captures/)"
 }
 
 # Stops the stage's server and removes its folder (also when the script is interrupted).

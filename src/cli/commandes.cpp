@@ -117,6 +117,16 @@ constexpr Commande kCommandes[] = {
      "programmes enregistrés dans PROGRAMMES du dossier de données qui en sont faits, groupés "
      "par genre ; statut 1 quand rien ne l'utilise.",
      "--output", CommandeUsages, Argument::kNomFichier, "", "vesk usages CLNOM"},
+#ifndef _WIN32
+    {"site", "DOSSIER",
+     "Écrit le dictionnaire en site statique dans DOSSIER : pages, diagramme, recherche",
+     "Le dictionnaire en site à parcourir hors ligne (file://) : l'index des fichiers, domaines "
+     "et tables B-arbres, une page par fichier (rubriques, tables, chaînages, utilisations, "
+     "programmes enregistrés dans PROGRAMMES et s'ils sont périmés) et par domaine, le "
+     "diagramme de l'application dessiné par Graphviz, et une recherche. DOSSIER est créé ou "
+     "remplacé en entier, s'il est vide ou si c'est déjà un site ; rien d'autre n'est touché.",
+     "--output", CommandeSite, Argument::kDossier, "", "vesk site /tmp/site"},
+#endif
     {"export", "[FICHIER]",
      "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
      "Le dictionnaire entier en texte TOML (domaines, fichiers, rubriques, B-arbres, chaînages), "

@@ -127,6 +127,7 @@ int CommandeVerifie(Contexte& contexte);
 int CommandePerimes(Contexte& contexte);
 int CommandeRegenere(Contexte& contexte);
 int CommandeUsages(Contexte& contexte);
+int CommandeSite(Contexte& contexte);  // Linux builds only
 int CommandeAide(Contexte& contexte);
 int CommandeCopie(Contexte& contexte);  // built with the database store only
 int CommandeSql(Contexte& contexte);    // built with the database store only

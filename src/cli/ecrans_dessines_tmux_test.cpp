@@ -153,7 +153,13 @@ TEST_P(EcransDessines, EntFicFromItsNameToTheFieldList) {
   Envoie("Escape");
   Attend("Longueur Réelle");
   Envoie("Enter");
-  Attend("Enregistrement Précédent FACTUR");
+  // FACTUR's 766 records move from the company folder to the root with it: asked first.
+  Attend("Données de FACTUR à convertir");
+  EXPECT_NE(Ligne("FACTUR (01 -> racine) : 766 enregistrement(s)"), "") << Cadre();
+  Envoie("Enter");
+  Attend("F6 Confirmer - autre touche : Annuler");
+  Envoie("F6");
+  Attend("FACTUR écrit, données converties ; avant : SAUVEGARDE-");
   Envoie("Escape");
   EXPECT_EQ(Status(), "0");
   const std::string dico = Export();
@@ -215,6 +221,38 @@ TEST_P(EcransDessines, EntFicShowsTheUsesBeforeADeletionAndAsks) {
   const std::string dico = Export();
   EXPECT_NE(dico.find("[fichiers.CLIENT]"), std::string::npos) << dico;
   EXPECT_NE(dico.find("variable = \"CLCODE\""), std::string::npos) << dico;
+}
+
+// A field widened on a file with data: the plan over the screen, then the confirmation; a key
+// other than it writes nothing.
+TEST_P(EcransDessines, EntFicShowsTheMigrationPlanBeforeWriting) {
+  Lance("entfic", "ENTREE DE SPECIFICATIONS");
+  Tape("CLIENT");
+  Envoie("Enter");
+  Attend("MODIFICATION");
+  Envoie("Enter");
+  Envoie("Enter");
+  Attend("Champ No 1/ 8");
+  Envoie("F2");
+  Envoie("F2");
+  Attend("Champ No 3/ 8");
+  for (int i = 0; i < 2; ++i) Envoie("Enter");  // name and type: the total is next
+  Envoie("C-u");
+  Tape("24");
+  for (int i = 0; i < 5; ++i) Envoie("Enter");  // total, variable, example, domain, modification
+  Attend("Champ No 4/ 8");
+  Envoie("Escape");
+  Attend("Longueur Réelle");
+  Envoie("Enter");
+  Attend("Données de CLIENT à convertir");
+  Compare("entfic_migration");
+  Envoie("Enter");
+  Attend("F6 Confirmer - autre touche : Annuler");
+  Envoie("Escape");
+  Attend("Spécification de CLIENT inchangée : ses données ne sont pas converties");
+  Envoie("Escape");
+  EXPECT_EQ(Status(), "0");
+  EXPECT_NE(Export().find("total = 20, variable = \"CLVIL\""), std::string::npos);
 }
 
 // The B-tree screen: its six-letter name and one-letter nature seen whole, each replaced by

@@ -61,6 +61,49 @@ TEST_F(MigrationTest, AWiderFieldAndAnAmountInAnotherFormatKeepEveryValue) {
             std::string::npos);
 }
 
+// The file entry: CLVIL widened on the field list shows the plan and asks; any other key than
+// the confirmation writes nothing; the confirmation converts the records with the
+// specification; a narrowing whose values do not fit is refused, nothing written.
+TEST_F(MigrationTest, TheFileEntryShowsThePlanAndAsksBeforeWriting) {
+  const std::string avant = Lance("--data demo donnees CLIENT").sortie;
+  auto entfic = [&](const std::string& champs, const std::string& fin) {
+    Ecrit(dossier_ / "entfic.script", "NOMFIC = CLIENT\nDFE\nLONGENR\n" + champs +
+                                          "LF1 <Esc>\n"
+                                          "LONGENR\nok\n" +
+                                          fin + "NOMFIC <Esc>\n");
+    const Execution e = Lance("--data demo entfic --script entfic.script --transcript t.txt");
+    EXPECT_EQ(e.status, 0) << e.erreurs;
+    return Contenu(dossier_ / "t.txt");
+  };
+  const std::string elargit = "LF1 <F2>\nLF1 <F2>\nLF1\nLF2\nLF3 = 24\nLF5\nLF6\nLF10\nLF7\n";
+  std::string t = entfic(elargit, "confirm <Esc>\n");
+  EXPECT_NE(t.find("Boite «Données de CLIENT à convertir» «CLIENT (01) : 283 enregistrement(s) "
+                   "à convertir\\n  ~ CLVIL A 20 -> A 24\\n"),
+            std::string::npos)
+      << t;
+  EXPECT_NE(t.find("Spécification de CLIENT inchangée : ses données ne sont pas converties"),
+            std::string::npos)
+      << t;
+  EXPECT_EQ(Lance("--data demo export").sortie, texte_);
+
+  t = entfic("LF1 <F2>\nLF1\nLF2\nLF3 = 12\nLF5\nLF6\nLF10\nLF7\n", "");
+  EXPECT_NE(t.find("Boite «Migration refusée : CLIENT» «CLIENT (01) : 283 enregistrement(s) à "
+                   "convertir\\n  ! enregistrement 1, CLNOM : "),
+            std::string::npos)
+      << t;
+  EXPECT_NE(t.find("Spécification de CLIENT inchangée : migration refusée"), std::string::npos);
+  EXPECT_EQ(Lance("--data demo export").sortie, texte_);
+
+  t = entfic(elargit, "confirm <F6>\n");
+  EXPECT_NE(t.find("CLIENT écrit, données converties ; avant : SAUVEGARDE-"),
+            std::string::npos)
+      << t;
+  EXPECT_EQ(Lance("--data demo donnees CLIENT").sortie, avant);
+  EXPECT_EQ(Lance("--data demo verifie").status, 0);
+  EXPECT_NE(Lance("--data demo export").sortie.find("total = 24, variable = \"CLVIL\""),
+            std::string::npos);
+}
+
 TEST_F(MigrationTest, ValuesThatDoNotFitAreListedAndRefusedUnlessCut) {
   Ecrit(dossier_ / "d3.toml", Change(texte_, "CLNOM", "total = 30", "total = 12"));
   const std::string avant = Lance("--data demo donnees CLIENT").sortie;

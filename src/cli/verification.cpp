@@ -36,9 +36,10 @@ std::string Nom(const std::string& chemin) {
   return barre == std::string::npos ? chemin : chemin.substr(barre + 1);
 }
 
-// The folders that hold the data file of f (nom): the root, or each company folder.
-std::vector<std::string> Dossiers(const std::string& dossier, const std::string& nom,
-                                  const fic::Fichier& f) {
+}  // namespace
+
+std::vector<std::string> DossiersDonnees(const std::string& dossier, const std::string& nom,
+                                         const fic::Fichier& f) {
   std::vector<std::string> dossiers;
   const std::vector<std::string> candidats =
       f.entreprise ? isam::CompanyFolders(Env::Default(), dossier) : std::vector{dossier};
@@ -47,6 +48,8 @@ std::vector<std::string> Dossiers(const std::string& dossier, const std::string&
   }
   return dossiers;
 }
+
+namespace {
 
 // The values of record no by the field rules and domains of f.
 void ControleValeurs(const fic::ModeleDictionnaire& m, const fic::Fichier& f, uint32_t no,
@@ -272,7 +275,7 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
     if (f == nullptr) {
       throw ErreurService("Vérification", nom, "fichier non spécifié dans le dictionnaire");
     }
-    const std::vector<std::string> dossiers = Dossiers(dossier, nom, *f);
+    const std::vector<std::string> dossiers = DossiersDonnees(dossier, nom, *f);
     if (dossiers.empty()) {
       VerificationFichier sans;
       sans.fichier = nom;

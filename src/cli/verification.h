@@ -25,6 +25,11 @@ namespace vesk::cli {
 // the record's bytes.
 isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a);
 
+// The folders of the data folder dossier that hold the data file of f (nom): the root, or each
+// company folder when f depends on the company.
+std::vector<std::string> DossiersDonnees(const std::string& dossier, const std::string& nom,
+                                         const fic::Fichier& f);
+
 // The problems of one kind found in one file.
 struct GenreProbleme {
   std::string genre;  // "date impossible", "clé absente", "chaînage"...

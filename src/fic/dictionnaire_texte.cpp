@@ -1,5 +1,6 @@
 #include "fic/dictionnaire_texte.h"
 
+#include "fic/etape_migration.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/plan_migration.h"
 #include "srv/erreur_service.h"
@@ -41,15 +42,9 @@ void PrepareMigration(Session& s, const ModeleDictionnaire& m, std::string_view 
     // place is unknown, so no data is converted (docs/migration.md).
     return;
   }
-  *p = PlanifieMigration(ancien, m, o.tronque);
-  if (p->plan.fichiers.empty()) return;
   SuiviMuet muet;
   BilanMigration essai;
-  p->plan.essai = true;
-  s.Donnee().Migre(p->plan, suivi != nullptr ? *suivi : muet, essai);
-  p->plan.essai = false;
-  if (!DonneesTouchees(*p, essai)) {
-    p->plan.fichiers.clear();
+  if (!EssaieMigration(s, ancien, m, o.tronque, suivi != nullptr ? *suivi : muet, *p, essai)) {
     return;
   }
   bilan->plan = TextePlan(*p, essai);

@@ -6,7 +6,7 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
-#include "fic/boite_usages.h"
+#include "fic/boite_ecran.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
 #include "fic/lecture_dictionnaire.h"

@@ -8,9 +8,10 @@
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
 #include "core/lot.h"
-#include "fic/boite_usages.h"
+#include "fic/boite_ecran.h"
 #include "fic/controles.h"
 #include "fic/ent_champs.h"
+#include "fic/etape_migration.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/rubrique.h"
@@ -60,7 +61,8 @@ class EcranFic {
   void MontreUsagesFichier();
   void Outil(int f);
   void EditionFichier();
-  void Ecrit();
+  void EcritSelonDonnees();
+  void Ecrit(const MigrationEcran& migration);
   void Supprime();
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                          Enregistrement& e);
@@ -283,7 +285,7 @@ Suite EcranFic::ControleLongueur() {
                   "Longueur " + std::to_string(l) + " : un enregistrement fait " + limites, 0);
     } else {
       longenr_ = std::to_string(l);
-      Ecrit();
+      EcritSelonDonnees();
       return Suite::kCycle;
     }
   }
@@ -330,9 +332,31 @@ void EcranFic::EditionFichier() {
   if (!ecrits.empty()) message_ = "Edition écrite dans " + ecrits.front();
 }
 
+// A modified file whose layout changes while its data file holds records: the plan shown and
+// the user asked first; nothing is written unless the data is converted with it.
+void EcranFic::EcritSelonDonnees() {
+  MigrationEcran migration;
+  if (trouve_) {
+    const ModeleDictionnaire ancien = LitDictionnaire(etat_);
+    ModeleDictionnaire nouveau = ancien;
+    Fichier& f = nouveau.fichiers[nom_];
+    f.entreprise = dfe_ == "O";
+    f.longueur = ValeurNumerique(longenr_);
+    f.rubriques = table_.Rubriques();
+    Complete(etat_, nouveau);
+    migration = DemandeMigration(etat_, ancien, nouveau, nom_);
+    if (!migration.ecrit) {
+      message_ = migration.message;
+      return;
+    }
+  }
+  Ecrit(migration);
+}
+
 // The Fic record and its field lines, in one batch: a modified file's old record and lines
-// go first (its record number changes, as for every modification).
-void EcranFic::Ecrit() {
+// go first (its record number changes, as for every modification). The batch ends with the
+// migration of the data when one was accepted.
+void EcranFic::Ecrit(const MigrationEcran& migration) {
   LotDictionnaire lot(etat_);
   if (trouve_) {
     etat_.Donnee().LireEnr(fic_.fichier, e_);
@@ -345,7 +369,7 @@ void EcranFic::Ecrit() {
   etat_.fic.Affecte(kLongEnr, longenr_);
   InsereEnregistrement(etat_, fic_, etat_.fic[kNomFic]);
   table_.Sauve();
-  lot.Valide();
+  message_ = TermineLot(lot, migration, nom_);
 }
 
 // Removes the records of f one of whose fields champs names the file being deleted.

@@ -1,7 +1,7 @@
 // The file specification entry driven by scripts, whole cycles grouped by what they exercise:
 // creation, modification, the keys of the name, DFE and the field list, the length check,
 // deletion, and what is refused.
-#include "fic/boite_usages.h"
+#include "fic/boite_ecran.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
@@ -287,7 +287,7 @@ TEST(BoiteUsagesTest, ALongListIsCutAtAWholeLineAndALongLineEndsWithAnEllipsis) 
     fin = texte.find('\n', debut);
     lignes.push_back(texte.substr(debut, fin - debut));
   }
-  ASSERT_EQ(lignes.size(), kLignesBoiteUsages);
+  ASSERT_EQ(lignes.size(), kLignesBoite);
   EXPECT_EQ(lignes[12], "  T11 du fichier F");
   EXPECT_EQ(lignes[13], "… et 10 autres lignes : vesk usages F");
   u = u.Filtre([](const Usage& x) { return x.genre == GenreUsage::kProgrammes; });

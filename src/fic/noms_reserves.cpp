@@ -1,7 +1,7 @@
 #include "fic/noms_reserves.h"
 
-#include <algorithm>
-#include <unordered_map>
+#include <cstdint>
+#include <map>
 #include <utility>
 
 #include "core/cycle_saisie.h"
@@ -217,32 +217,58 @@ PorteeNoms Portee(const ModeleDictionnaire& m, std::string_view fichier,
 
 namespace {
 
-// What the variable v meets in w, another field's variable of the same file (or v itself).
-std::optional<std::string> ConflitAvec(std::string_view v, const std::string& w) {
-  if (w != v && text::EqualNoCase(w, v)) {
-    return "même nom que la variable " + w + " (le BASIC ignore la casse)";
-  }
-  if (text::EqualNoCase(v, "x" + w)) return "variable de saisie x" + w + "$ de la rubrique " + w;
-  if (text::EqualNoCase(w, "x" + std::string(v))) {
-    return "sa variable de saisie x" + std::string(v) + "$ serait la variable " + w;
-  }
-  return std::nullopt;
+// The fields' variables by their upper-case form, each with its places in field order: what a
+// variable meets among the others is found by lookups, not by a pass over them all.
+using IndexVariables = std::map<std::string, std::vector<size_t>>;
+
+IndexVariables Indexe(const std::vector<std::string>& variables) {
+  IndexVariables index;
+  for (size_t i = 0; i < variables.size(); ++i) index[text::UpperAscii(variables[i])].push_back(i);
+  return index;
 }
 
-// What v meets in the table of names or among the file's own names.
-std::optional<std::string> ConflitHorsRubriques(std::string_view v, const PorteeNoms& p) {
+// The first variable in field order that v meets: the same but for case, x + it is v, or it is
+// x + v; with what it meets, as the refusal says it.
+std::optional<std::string> ConflitRubriques(std::string_view v, const PorteeNoms& p,
+                                            const IndexVariables& index) {
+  const std::string haut = text::UpperAscii(v);
+  size_t premier = SIZE_MAX;
+  std::string role;
+  auto candidats = [&](const std::string& cle, auto&& message) {
+    const auto it = index.find(cle);
+    if (it == index.end()) return;
+    for (size_t i : it->second) {
+      if (i >= premier || p.variables[i] == v) continue;
+      premier = i;
+      role = message(p.variables[i]);
+    }
+  };
+  candidats(haut, [](const std::string& w) {
+    return "même nom que la variable " + w + " (le BASIC ignore la casse)";
+  });
+  if (haut.size() > 1 && haut[0] == 'X') {
+    candidats(haut.substr(1), [](const std::string& w) {
+      return "variable de saisie x" + w + "$ de la rubrique " + w;
+    });
+  }
+  candidats("X" + haut, [&](const std::string& w) {
+    return "sa variable de saisie x" + std::string(v) + "$ serait la variable " + w;
+  });
+  if (premier == SIZE_MAX) return std::nullopt;
+  return role;
+}
+
+std::optional<std::string> ConflitVariable(std::string_view v, const PorteeNoms& p,
+                                           const IndexVariables& index) {
   if (const NomReserve* r = Reserve(v, true)) return std::string(r->role);
-  return NomDuFichier(v, p, true);
+  if (auto role = NomDuFichier(v, p, true)) return role;
+  return ConflitRubriques(v, p, index);
 }
 
 }  // namespace
 
 std::optional<std::string> ConflitVariable(std::string_view v, const PorteeNoms& p) {
-  if (auto conflit = ConflitHorsRubriques(v, p)) return conflit;
-  for (const std::string& w : p.variables) {
-    if (auto conflit = ConflitAvec(v, w)) return conflit;
-  }
-  return std::nullopt;
+  return ConflitVariable(v, p, Indexe(p.variables));
 }
 
 std::optional<std::string> RefusVariable(std::string_view v, const PorteeNoms& p) {
@@ -291,30 +317,10 @@ std::optional<std::string> RefusProcedure(std::string_view nom, bool saisie, con
 }
 
 std::vector<std::pair<std::string, std::string>> ConflitsFichier(const PorteeNoms& p) {
-  // The variables by their upper-case form, each with its places: a variable meets only those
-  // of its own form, of its form without a leading X, and of X and its form (ConflitAvec), so
-  // a file's thousands of fields are checked in time linear in their number.
-  std::unordered_map<std::string, std::vector<size_t>> places;
-  for (size_t i = 0; i < p.variables.size(); ++i) {
-    places[text::UpperAscii(p.variables[i])].push_back(i);
-  }
-  const auto ajoute = [&](const std::string& forme, std::vector<size_t>& ou) {
-    const auto it = places.find(forme);
-    if (it != places.end()) ou.insert(ou.end(), it->second.begin(), it->second.end());
-  };
   std::vector<std::pair<std::string, std::string>> conflits;
+  const IndexVariables index = Indexe(p.variables);
   for (const std::string& v : p.variables) {
-    std::optional<std::string> conflit = ConflitHorsRubriques(v, p);
-    const std::string forme = text::UpperAscii(v);
-    std::vector<size_t> candidats;
-    ajoute(forme, candidats);
-    ajoute("X" + forme, candidats);
-    if (forme.starts_with('X')) ajoute(forme.substr(1), candidats);
-    std::sort(candidats.begin(), candidats.end());  // the first in field order, as ConflitVariable
-    for (size_t i = 0; !conflit && i < candidats.size(); ++i) {
-      conflit = ConflitAvec(v, p.variables[candidats[i]]);
-    }
-    if (conflit) conflits.emplace_back(v, std::move(*conflit));
+    if (auto conflit = ConflitVariable(v, p, index)) conflits.emplace_back(v, std::move(*conflit));
   }
   return conflits;
 }

@@ -338,7 +338,7 @@ std::string FichiersTouches(const PlanDictionnaire& p, const BilanMigration& bil
   return t;
 }
 
-std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan) {
+std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan, size_t premiers) {
   std::string t;
   for (size_t i = 0; i < p.plan.fichiers.size() && i < bilan.fichiers.size(); ++i) {
     const BilanMigration::Fichier& b = bilan.fichiers[i];
@@ -355,12 +355,14 @@ std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan) {
             : f.convertit ? " à convertir"
                           : "") +
            "\n";
-      for (const ProblemeMigration& pr : l.premiers) {
+      const size_t montres = std::min(premiers, l.premiers.size());
+      for (size_t k = 0; k < montres; ++k) {
+        const ProblemeMigration& pr = l.premiers[k];
         t += "  ! enregistrement " + std::to_string(pr.enregistrement) + ", " + pr.variable +
              " : " + pr.raison + "\n";
       }
-      if (l.problemes > static_cast<int64_t>(l.premiers.size())) {
-        t += "  ! ... et " + std::to_string(l.problemes - static_cast<int64_t>(l.premiers.size())) +
+      if (l.problemes > static_cast<int64_t>(montres)) {
+        t += "  ! ... et " + std::to_string(l.problemes - static_cast<int64_t>(montres)) +
              " autre(s)\n";
       }
     }

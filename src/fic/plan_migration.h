@@ -8,6 +8,7 @@
 #ifndef VESK_FIC_PLAN_MIGRATION_H_
 #define VESK_FIC_PLAN_MIGRATION_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -42,9 +43,11 @@ bool DonneesTouchees(const PlanDictionnaire& p, const BilanMigration& bilan);
 bool MigrationRefusee(const PlanDictionnaire& p, const BilanMigration& bilan);
 
 // The plan as text, after a dry run of the service: per file with data, its folders and
-// records, what changes, the values that do not fit (record, field, value), then the refusal
-// if any. Files without data are left out. Lines end with "\n".
-std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan);
+// records, what changes, the values that do not fit (record, field, value; the first premiers
+// of each folder, then how many others), then the refusal if any. Files without data are left
+// out. Lines end with "\n".
+std::string TextePlan(const PlanDictionnaire& p, const BilanMigration& bilan,
+                      size_t premiers = SIZE_MAX);
 // One line: the files with data whose layout changes ("CLIENT (01 : 291 enregistrements)").
 std::string FichiersTouches(const PlanDictionnaire& p, const BilanMigration& bilan);
 

@@ -43,7 +43,7 @@ class Tirage {
     const int fichiers = Entre(1, 3);
     for (int f = 0; f < fichiers; ++f) {
       const std::string nom = "F" + Nom(Entre(0, 5), false);
-      if (m.fichiers.contains(nom)) continue;
+      if (m.fichiers.contains(nom) || nom == "FIC") continue;  // FIC: the dictionary's own
       m.fichiers[nom] = Fichier(m);
       for (int t = 0, n = Entre(1, 4); t < n; ++t) {
         fic::BArbre& b = m.barbres["T" + Nom(5, false)];
