@@ -149,6 +149,7 @@ std::string DictionnairePerimes() {
 void Perimes(const std::string& dossier) {
   fic::ImporteDictionnaire(Etat(), DictionnairePerimes(), "banc.toml", false);
   const std::string programmes_dossier = dossier + "/PROGRAMMES";
+  std::filesystem::create_directories(programmes_dossier);
   {
     const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
     std::vector<cli::ProgrammeEnregistre> programmes;
@@ -251,11 +252,28 @@ int Principal(int seul_genps) {
   return 0;
 }
 
+// --perimes: only perimes against its peer, in a folder of its own.
+int SeulPerimes() {
+  namespace fs = std::filesystem;
+  std::random_device aleatoire;
+  const fs::path dossier =
+      fs::temp_directory_path() / ("vesk-gencode-perimes-" + std::to_string(aleatoire()));
+  fs::create_directories(dossier);
+  auto ass = OuvreDossier(dossier.string());
+  Perimes(dossier.string());
+  ass.reset();
+  OublieEtat();
+  std::error_code ignore;
+  fs::remove_all(dossier, ignore);
+  return 0;
+}
+
 }  // namespace
 }  // namespace vesk
 
 int main(int argc, char** argv) {
   try {
+    if (argc > 1 && std::string(argv[1]) == "--perimes") return vesk::SeulPerimes();
     int seul_genps = 0;
     if (argc > 1 && std::string(argv[1]) == "--genps")
       seul_genps = argc > 2 ? std::atoi(argv[2]) : 1000;
