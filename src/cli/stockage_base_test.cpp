@@ -404,7 +404,9 @@ TEST_F(VeskSurPostgresql, EntficDropsTheViewOfAFileItDeletes) {
   auto base = vesk::pg::OuvreBase(uri_, schemas_.back(), false);
   base->Lit("essai", "v_a_moi", "CREATE VIEW " + societe + ".v_a_moi AS SELECT 1 AS no",
             vesk::pg::Parametres());
-  std::ofstream(dossier_ / "efface.script") << "NOMFIC = FACLIG <F6>\nconfirm <F6>\nNOMFIC <Esc>\n";
+  // FACLIG is chained under FACTUR: its uses are shown, acknowledged, then the deletion confirmed.
+  std::ofstream(dossier_ / "efface.script")
+      << "NOMFIC = FACLIG <F6>\nok\nconfirm <F6>\nNOMFIC <Esc>\n";
   Reussit("--data base --script efface.script entfic");
   vesk::pg::Parametres p;
   p.Texte(societe);
