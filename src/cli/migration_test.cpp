@@ -95,8 +95,7 @@ TEST_F(MigrationTest, TheFileEntryShowsThePlanAndAsksBeforeWriting) {
   EXPECT_EQ(Lance("--data demo export").sortie, texte_);
 
   t = entfic(elargit, "confirm <F6>\n");
-  EXPECT_NE(t.find("CLIENT écrit, données converties ; avant : SAUVEGARDE-"),
-            std::string::npos)
+  EXPECT_NE(t.find("CLIENT écrit, données converties ; avant : SAUVEGARDE-"), std::string::npos)
       << t;
   EXPECT_EQ(Lance("--data demo donnees CLIENT").sortie, avant);
   EXPECT_EQ(Lance("--data demo verifie").status, 0);

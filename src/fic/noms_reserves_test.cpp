@@ -37,12 +37,12 @@ TEST(NomsReservesTest, AVariableMeetingANameOfTheProgramsIsRefusedNamingIt) {
            Cas{"finx", "étiquette Fin+suffixe du programme de saisie"},
            Cas{"DebSaisA1b", "étiquette DebSais+suffixe du programme de saisie"},
            Cas{"DesEcrCL12", "étiquette DesEcr+suffixe+écran de la saisie"},
-           Cas{"DesEcrCL0", ""},     // no screen 0
-           Cas{"DesEcr12", ""},      // a suffix begins with a letter
+           Cas{"DesEcrCL0", ""},  // no screen 0
+           Cas{"DesEcr12", ""},   // a suffix begins with a letter
            Cas{"MemEcrZ1", "étiquette MemEcr+suffixe+1 de la saisie"},
-           Cas{"MemEcrZ2", ""},      // only the initial screen is memorised
-           Cas{"Enregistre", ""},    // "egistre" is no suffix
-           Cas{"Finance", ""},       // nor "ance"
+           Cas{"MemEcrZ2", ""},    // only the initial screen is memorised
+           Cas{"Enregistre", ""},  // "egistre" is no suffix
+           Cas{"Finance", ""},     // nor "ance"
            // Names the file's entry gives its programs.
            Cas{"CLIENTD", "poignée CLIENTD% du fichier CLIENT"},
            Cas{"cli2t", "poignée CLI2T% du B-arbre CLI2"},
@@ -71,11 +71,13 @@ TEST(NomsReservesTest, ASuffixOrAProcedureThatWouldMakeTwoNamesMeetIsRefused) {
   // A dictionary stored before the check may hold FinCL and DesEcrZ3.
   const PorteeNoms p = Client({"CLNOM", "FinCL", "DesEcrZ3"});
   for (const Cas& c : {
-           Cas{"Mod", "Suffixe « Mod » refusé : étiquette EnrMod = variable locale EnrMod& du "
-                      "programme de saisie"},
+           Cas{"Mod",
+               "Suffixe « Mod » refusé : étiquette EnrMod = variable locale EnrMod& du "
+               "programme de saisie"},
            Cas{"cl", "Suffixe « cl » refusé : étiquette Fincl = variable FinCL d'une rubrique"},
-           Cas{"Z", "Suffixe « Z » refusé : étiquette DesEcrZ3 = variable DesEcrZ3 d'une "
-                    "rubrique"},
+           Cas{"Z",
+               "Suffixe « Z » refusé : étiquette DesEcrZ3 = variable DesEcrZ3 d'une "
+               "rubrique"},
            Cas{"Proc", "Suffixe « Proc » refusé : étiquette EnrProc = nom de la procédure"},
            Cas{"CT", ""},
        }) {
@@ -83,12 +85,15 @@ TEST(NomsReservesTest, ASuffixOrAProcedureThatWouldMakeTwoNamesMeetIsRefused) {
   }
   for (const Cas& c : {
            Cas{"Sai", "Nom de procédure « Sai » refusé : procédure des programmes générés"},
-           Cas{"ConsCLIENT", "Nom de procédure « ConsCLIENT » refusé : procédure de consultation "
-                             "ConsCLIENT du fichier CLIENT"},
-           Cas{"xclnom", "Nom de procédure « xclnom » refusé : variable de saisie xCLNOM$ de la "
-                         "rubrique CLNOM"},
-           Cas{"DebSaisX", "Nom de procédure « DebSaisX » refusé : étiquette DebSais+suffixe du "
-                           "programme de saisie"},
+           Cas{"ConsCLIENT",
+               "Nom de procédure « ConsCLIENT » refusé : procédure de consultation "
+               "ConsCLIENT du fichier CLIENT"},
+           Cas{"xclnom",
+               "Nom de procédure « xclnom » refusé : variable de saisie xCLNOM$ de la "
+               "rubrique CLNOM"},
+           Cas{"DebSaisX",
+               "Nom de procédure « DebSaisX » refusé : étiquette DebSais+suffixe du "
+               "programme de saisie"},
            Cas{"EntCLIENT", ""},
        }) {
     EXPECT_EQ(RefusProcedure(c.nom, true, p).value_or(""), c.refus) << c.nom;
@@ -108,7 +113,6 @@ TEST(NomsReservesTest, TheVariablesOfAStoredFileThatMeetANameAreListed) {
   EXPECT_EQ(conflits[1].second, "variable locale TR du programme de saisie");
   EXPECT_EQ(conflits[2].second, "même nom que la variable CLNOM (le BASIC ignore la casse)");
 }
-
 
 TEST(NomsReservesTest, TheListOfAFileSaysForEachVariableWhatItsOwnCheckSays) {
   // The list finds the meeting names through an index; each one must be the first in field
