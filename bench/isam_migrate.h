@@ -58,12 +58,7 @@ vesk::PlanMigration Plan() {
 Mesure Vesk(const fs::path& old_dir, const fs::path& dir) {
   fs::remove_all(dir);
   fs::copy(old_dir, dir, fs::copy_options::recursive);
-  int fds[2];
-  if (pipe(fds) != 0) Die("pipe");
-  pid_t pid = fork();
-  if (pid < 0) Die("fork");
-  if (pid == 0) {
-    close(fds[0]);
+  return rebuild::DansUnEnfant("migration Vesk", [&](Mesure* m) {
     auto d = std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(), dir.string(),
                                                           "", size_t{64} << 20);
     vesk::SrvDonneeImpl donnee(d);
@@ -75,24 +70,12 @@ Mesure Vesk(const fs::path& old_dir, const fs::path& dir) {
       donnee.Migre(Plan(), muet, bilan);
     } catch (const std::exception& e) {
       std::fprintf(stderr, "%s\n", e.what());
-      _exit(1);
+      return false;
     }
-    Mesure m{Now() - t0, 0,
-             bilan.fichiers.empty() ? 0 : uint64_t(bilan.fichiers[0].lieux[0].cles[0])};
+    *m = {Now() - t0, 0, bilan.fichiers.empty() ? 0 : uint64_t(bilan.fichiers[0].lieux[0].cles[0])};
     if (!bilan.refus.empty()) std::fprintf(stderr, "%s\n", bilan.refus.c_str());
-    if (write(fds[1], &m, sizeof m) != sizeof m || !bilan.refus.empty()) _exit(1);
-    _exit(0);
-  }
-  close(fds[1]);
-  Mesure m;
-  const bool lu = read(fds[0], &m, sizeof m) == sizeof m;
-  close(fds[0]);
-  int status = 0;
-  rusage u{};
-  wait4(pid, &status, 0, &u);
-  if (!lu || !WIFEXITED(status) || WEXITSTATUS(status) != 0) Die("migration Vesk");
-  m.peak_kib = u.ru_maxrss;
-  return m;
+    return bilan.refus.empty();
+  });
 }
 
 // The same old rows in SQLite with their two indexes (not timed), then the migration three
