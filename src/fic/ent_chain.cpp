@@ -1,10 +1,13 @@
 // The chaining entry: a line file, the positions of its backward and forward pointers, its
-// header file and the positions of the first- and last-line pointers.
+// header file and the positions of the first- and last-line pointers. Pointers moved over files
+// that hold records are written with the records' pointers carried to their new positions, once
+// the user has seen the plan and confirmed.
 #include <optional>
 #include <string>
 
 #include "core/cycle_saisie.h"
 #include "fic/controles.h"
+#include "fic/etape_migration.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
@@ -31,6 +34,7 @@ struct EcranChain {
   CycleSaisie cycle{etat, kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
+  std::string message;  // shown on the next screen
 };
 
 // Looks the file up in Fic (its record becomes current); its record length, or 0 when it is
@@ -107,8 +111,31 @@ void Supprime(EcranChain& d) {
   SupprimeEnregistrement(d.etat, d.chain, d.cycle.CleTrouvee(), d.s.e);
 }
 
-// Writes the chaining as a new record, the one found deleted first.
+// The dictionary as it will be once the screen's chaining is written.
+ModeleDictionnaire AvecChainage(EcranChain& d, const ModeleDictionnaire& ancien) {
+  ModeleDictionnaire nouveau = ancien;
+  if (d.s.trouve) nouveau.chainages.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
+  Chainage& c = nouveau.chainages[d.s.chainl];
+  c.entete = d.s.chaine;
+  c.arriere = ValeurNumerique(d.s.pnea);
+  c.avant = ValeurNumerique(d.s.pnes);
+  c.premier = ValeurNumerique(d.s.ppe);
+  c.dernier = ValeurNumerique(d.s.pde);
+  return nouveau;
+}
+
+// Writes the chaining as a new record, the one found deleted first; when its pointers move over
+// files that hold records, only once the user accepts the plan, and with the records converted.
 void Ecrit(EcranChain& d) {
+  const std::string fichiers =
+      d.s.chainl == d.s.chaine ? d.s.chainl : d.s.chainl + " et " + d.s.chaine;
+  const SujetMigration sujet{fichiers, d.s.chainl, "Chaînage " + d.s.chainl + " inchangé"};
+  const ModeleDictionnaire ancien = LitDictionnaire(d.etat);
+  const MigrationEcran migration = DemandeMigration(d.etat, ancien, AvecChainage(d, ancien), sujet);
+  if (!migration.ecrit) {
+    d.message = migration.message;
+    return;
+  }
   EcritEnregistrement(
       d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
@@ -116,7 +143,8 @@ void Ecrit(EcranChain& d) {
                                         &d.s.chaine, &d.s.ppe,  &d.s.pde};
         for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
         return d.etat.chain[kChainL];
-      });
+      },
+      [&](LotDictionnaire& lot) { d.message = TermineLot(d.etat, lot, migration, sujet); });
 }
 
 // The line file named on the key field must be specified; its positions are proposed.
@@ -171,6 +199,8 @@ void EntChain(Session& s, int16_t& touche) {
   d.s.chaine = fichier;
   do {
     d.cycle.NouvelEcran();
+    if (!d.message.empty()) d.etat.Saisie().Message("B", d.message);
+    d.message.clear();
   } while (SaisitEcran(d, touche));
 }
 
