@@ -23,8 +23,9 @@ std::vector<std::string> Lignes(const std::string& texte) {
   return lignes;
 }
 
-// A migration's progress on line "B" of the screen, every kPas units of a phase and at its
-// last: « Migration 01/CLIENT.DAT : 20000 / 1000000 ». The screen is not touched otherwise.
+// A migration's progress on line "B" of the screen, every kPas units of a phase (« Migration
+// 01/CLIENT.DAT : 20000 / 1000000 »), the line cleared at the phase's end. A small file shows
+// nothing; the screen is not touched otherwise.
 class SuiviEcran final : public SuiviProgression {
  public:
   explicit SuiviEcran(Session& s) : s_(s) {}
@@ -34,12 +35,15 @@ class SuiviEcran final : public SuiviProgression {
     montre_ = 0;
   }
   void Avance(int64_t fait) override {
-    if (fait - montre_ < kPas && fait != total_) return;
+    if (fait - montre_ < kPas) return;
     montre_ = fait;
     s_.Saisie().Message("B", libelle_ + " : " + std::to_string(fait) + " / " +
                                  std::to_string(std::max(fait, total_)));
   }
-  void Fin() override {}
+  void Fin() override {
+    if (montre_ != 0) s_.Saisie().Message("B", "");
+    montre_ = 0;
+  }
 
  private:
   static constexpr int64_t kPas = 10000;
