@@ -118,6 +118,7 @@ double Sqlite(const fs::path& dir, uint64_t n) {
 // bytes: first line at 0, last at 3): backward and forward pointers at 124 and 127, in the bytes
 // the migration copied. Setup of the check, not timed.
 constexpr uint32_t kLignesParEntete = 10, kPrecedent = 124, kSuivant = 127;
+constexpr uint64_t kNonPointable = 0x202020;
 void Chaine(const fs::path& dir) {
   using namespace vesk::isam;
   std::unique_ptr<DataFile> l, e;
@@ -146,7 +147,7 @@ void Chaine(const fs::path& dir) {
 
 // The engine's check of the migrated file, its two trees, every key against its record's, and
 // the chaining of its records under BENH.DAT.
-double VerifieVesk(const fs::path& dir, uint64_t* records) {
+double VerifieVesk(const fs::path& dir, bool chaine, uint64_t* records) {
   vesk::isam::FileToCheck f;
   f.data = (dir / "BEN.DAT").string();
   f.record_length = 136;
@@ -161,13 +162,22 @@ double VerifieVesk(const fs::path& dir, uint64_t* records) {
   vesk::isam::FileTally tally;
   const double t0 = Now();
   const vesk::isam::Status s = vesk::isam::VerifyFile(
-      vesk::isam::Env::Default(), f, [&](const vesk::isam::FileProblem&) { ++problems; }, &tally);
-  std::vector<std::string> chaine;
-  const vesk::isam::Status sc = vesk::isam::VerifyChain(
-      vesk::isam::Env::Default(), {(dir / "BENH.DAT").string(), f.data, 0, 3, kPrecedent, kSuivant},
-      &chaine);
+      vesk::isam::Env::Default(), f,
+      [&](const vesk::isam::FileProblem& p) {
+        if (++problems <= 5) std::fprintf(stderr, "%s : %s\n", p.kind.c_str(), p.text.c_str());
+      },
+      &tally);
+  std::vector<std::string> dans_chaine;
+  const vesk::isam::Status sc =
+      chaine ? vesk::isam::VerifyChain(
+                   vesk::isam::Env::Default(),
+                   {(dir / "BENH.DAT").string(), f.data, 0, 3, kPrecedent, kSuivant}, &dans_chaine)
+             : vesk::isam::Status::Ok();
   const double t = Now() - t0;
-  problems += chaine.size();
+  problems += dans_chaine.size();
+  for (size_t i = 0; i < dans_chaine.size() && i < 5; ++i) {
+    std::fprintf(stderr, "%s\n", dans_chaine[i].c_str());
+  }
   if (!sc.ok()) Die("vérification du chaînage : " + sc.message());
   if (!s.ok() || problems != 0)
     Die("vérification Vesk : " + std::to_string(problems) + " problème(s)");
@@ -208,14 +218,15 @@ void Taille(uint64_t n, const fs::path& root) {
   std::printf("ratio migrate vesk/sqlite=%.2f\n", v.seconds > 0 ? s / v.seconds : 0.0);
   uint64_t records = 0;
   double vv = 1e9, vs = 1e9;
-  Chaine(dir);
-  for (int fois = 0; fois < 3; ++fois) vv = std::min(vv, VerifieVesk(dir, &records));
+  // A pointer cannot designate record 2,105,376 (bytes 0x20 0x20 0x20 read as "no record",
+  // docs/file-formats.md): larger files are checked without the chaining.
+  const bool chaine = n < kNonPointable;
+  if (chaine) Chaine(dir);
+  for (int fois = 0; fois < 3; ++fois) vv = std::min(vv, VerifieVesk(dir, chaine, &records));
   vs = VerifieSqlite(old_dir);
   for (int fois = 1; fois < 3; ++fois) vs = std::min(vs, VerifieSqlite(old_dir));
-  std::printf(
-      "vérification de %llu enregistrements, 2 B-arbres et un chaînage : vesk %.3f s, sqlite %.3f "
-      "s\n",
-      static_cast<unsigned long long>(records), vv, vs);
+  std::printf("vérification de %llu enregistrements, 2 B-arbres%s : vesk %.3f s, sqlite %.3f s\n",
+              static_cast<unsigned long long>(records), chaine ? " et un chaînage" : "", vv, vs);
   std::printf("ratio verify vesk/sqlite=%.2f\n", vv > 0 ? vs / vv : 0.0);
   fs::remove_all(old_dir);
   fs::remove_all(dir);
