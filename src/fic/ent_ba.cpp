@@ -124,30 +124,21 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
 // Deletes the table found, under its key as stored (an old name may be in lower case).
 void Supprime(EcranBa& d) { SupprimeEnregistrement(d.etat, d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
-// The dictionary as it will be once the screen's table is written.
-ModeleDictionnaire AvecTable(EcranBa& d, const ModeleDictionnaire& ancien) {
-  ModeleDictionnaire nouveau = ancien;
-  if (d.s.trouve) nouveau.barbres.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
-  BArbre& b = nouveau.barbres[d.s.nomt];
+// The table of the screen put in the dictionary m.
+void AvecTable(EcranBa& d, ModeleDictionnaire& m) {
+  if (d.s.trouve) m.barbres.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
+  BArbre& b = m.barbres[d.s.nomt];
   b.fichier = d.s.nomd;
   b.nature = d.s.natt;
   b.cle = d.s.lcle;
   b.longueur = ValeurNumerique(d.s.longcle);
-  AnalyseCles(d.etat, nouveau);
-  return nouveau;
+  AnalyseCles(d.etat, m);
 }
 
 // Writes the table as a new record, the one found deleted first; when the change rebuilds the
 // trees of a file that holds records, only once the user accepts the plan, and with them.
 void Ecrit(EcranBa& d) {
-  const ModeleDictionnaire ancien = LitDictionnaire(d.etat);
-  const SujetMigration sujet{d.s.nomd, d.s.nomt, "Table " + d.s.nomt + " inchangée"};
-  const MigrationEcran migration = DemandeMigration(d.etat, ancien, AvecTable(d, ancien), sujet);
-  if (!migration.ecrit) {
-    d.message = migration.message;
-    return;
-  }
-  EcritEnregistrement(
+  d.message = EcritSelonDonnees(
       d.etat, d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& ba = d.etat.ba;
@@ -158,7 +149,8 @@ void Ecrit(EcranBa& d) {
         ba.Affecte(kLCle, d.s.lcle);
         return ba[kNomT];
       },
-      [&](LotDictionnaire& lot) { d.message = TermineLot(d.etat, lot, migration, sujet); });
+      [&d](ModeleDictionnaire& m) { AvecTable(d, m); },
+      {d.s.nomd, d.s.nomt, "Table " + d.s.nomt + " inchangée"});
 }
 
 // One screen from its key field: false when the user leaves, true when a table was deleted or

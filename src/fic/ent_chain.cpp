@@ -111,17 +111,15 @@ void Supprime(EcranChain& d) {
   SupprimeEnregistrement(d.etat, d.chain, d.cycle.CleTrouvee(), d.s.e);
 }
 
-// The dictionary as it will be once the screen's chaining is written.
-ModeleDictionnaire AvecChainage(EcranChain& d, const ModeleDictionnaire& ancien) {
-  ModeleDictionnaire nouveau = ancien;
-  if (d.s.trouve) nouveau.chainages.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
-  Chainage& c = nouveau.chainages[d.s.chainl];
+// The chaining of the screen put in the dictionary m.
+void AvecChainage(EcranChain& d, ModeleDictionnaire& m) {
+  if (d.s.trouve) m.chainages.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
+  Chainage& c = m.chainages[d.s.chainl];
   c.entete = d.s.chaine;
   c.arriere = ValeurNumerique(d.s.pnea);
   c.avant = ValeurNumerique(d.s.pnes);
   c.premier = ValeurNumerique(d.s.ppe);
   c.dernier = ValeurNumerique(d.s.pde);
-  return nouveau;
 }
 
 // Writes the chaining as a new record, the one found deleted first; when its pointers move over
@@ -129,14 +127,7 @@ ModeleDictionnaire AvecChainage(EcranChain& d, const ModeleDictionnaire& ancien)
 void Ecrit(EcranChain& d) {
   const std::string fichiers =
       d.s.chainl == d.s.chaine ? d.s.chainl : d.s.chainl + " et " + d.s.chaine;
-  const SujetMigration sujet{fichiers, d.s.chainl, "Chaînage " + d.s.chainl + " inchangé"};
-  const ModeleDictionnaire ancien = LitDictionnaire(d.etat);
-  const MigrationEcran migration = DemandeMigration(d.etat, ancien, AvecChainage(d, ancien), sujet);
-  if (!migration.ecrit) {
-    d.message = migration.message;
-    return;
-  }
-  EcritEnregistrement(
+  d.message = EcritSelonDonnees(
       d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
@@ -144,7 +135,8 @@ void Ecrit(EcranChain& d) {
         for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
         return d.etat.chain[kChainL];
       },
-      [&](LotDictionnaire& lot) { d.message = TermineLot(d.etat, lot, migration, sujet); });
+      [&d](ModeleDictionnaire& m) { AvecChainage(d, m); },
+      {fichiers, d.s.chainl, "Chaînage " + d.s.chainl + " inchangé"});
 }
 
 // The line file named on the key field must be specified; its positions are proposed.

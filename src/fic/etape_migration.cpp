@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/cycle_saisie.h"
 #include "fic/boite_ecran.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/srv_donnee.h"
 #include "srv/srv_message.h"
 #include "srv/suivi_progression.h"
@@ -99,6 +99,23 @@ std::string TermineLot(Session& s, LotDictionnaire& lot, const MigrationEcran& m
   lot.Migre(m.plan.plan, suivi, bilan);
   if (!bilan.refus.empty()) return sujet.inchange + " : migration refusée (" + bilan.refus + ")";
   return sujet.ecrit + " écrit, données converties ; avant : " + bilan.sauvegarde;
+}
+
+std::string EcritSelonDonnees(Session& s, const FichierCle& f, int32_t e,
+                              const std::function<void()>& supprime,
+                              const std::function<std::string()>& remplit,
+                              const std::function<void(ModeleDictionnaire&)>& modifie,
+                              const SujetMigration& sujet) {
+  const ModeleDictionnaire ancien = LitDictionnaire(s);
+  ModeleDictionnaire nouveau = ancien;
+  modifie(nouveau);
+  const MigrationEcran migration = DemandeMigration(s, ancien, nouveau, sujet);
+  if (!migration.ecrit) return migration.message;
+  std::string message;
+  EcritEnregistrement(s, f, e, supprime, remplit, [&](LotDictionnaire& lot) {
+    message = TermineLot(s, lot, migration, sujet);
+  });
+  return message;
 }
 
 }  // namespace vesk::fic

@@ -6,8 +6,10 @@
 #ifndef VESK_FIC_ETAPE_MIGRATION_H_
 #define VESK_FIC_ETAPE_MIGRATION_H_
 
+#include <functional>
 #include <string>
 
+#include "core/cycle_saisie.h"
 #include "core/lot.h"
 #include "core/session.h"
 #include "fic/modele_dictionnaire.h"
@@ -47,6 +49,15 @@ MigrationEcran DemandeMigration(Session& s, const ModeleDictionnaire& ancien,
 // screen ("" none).
 std::string TermineLot(Session& s, LotDictionnaire& lot, const MigrationEcran& m,
                        const SujetMigration& sujet);
+
+// Writes a screen's record as EcritEnregistrement does, after the step above for the change
+// that modifie makes to the dictionary in place: declined or refused, nothing is written. Gives
+// the message of the next screen ("" none).
+std::string EcritSelonDonnees(Session& s, const FichierCle& f, int32_t e,
+                              const std::function<void()>& supprime,
+                              const std::function<std::string()>& remplit,
+                              const std::function<void(ModeleDictionnaire&)>& modifie,
+                              const SujetMigration& sujet);
 
 }  // namespace vesk::fic
 
