@@ -1,6 +1,6 @@
 // The folder verifier on what it must find by itself: bytes past a data file's last record,
 // however far (a sparse file of terabytes is judged by its size, never read), and keys that are
-// not their record's.
+// not their record's, even where every record has one key and only their pairing is wrong.
 #include <filesystem>
 #include <fstream>
 
@@ -132,6 +132,52 @@ TEST_F(VerifyTest, AFileCheckedAloneHasOneKeyPerRecordInEveryTree) {
                   .ok());
   EXPECT_TRUE(vus.empty());
   EXPECT_EQ(trouves, std::vector<std::string>{"fichier"});
+}
+
+// Each key must be its own record's: keys swapped between two records, each record keeping one,
+// are both named; a record whose key cannot be built is named with the builder's reason, in
+// every tree that asks for it; a sound tree beside them gives nothing.
+TEST_F(VerifyTest, EveryKeyIsComparedWithItsOwnRecord) {
+  Clients();  // ALFA 1, BETA 2, GAMA 3 in CLI.DAB
+  int16_t s = 0;
+  barbre_->B_Arbre(false, "Cli2", 6, "S", s, "", true);
+  const int16_t f = proprios_.front()->fichier;
+  barbre_->InsS(s, "BETA  ", 1, f);
+  barbre_->InsS(s, "ALFA  ", 2, f);
+  barbre_->InsS(s, "GAMA  ", 3, f);
+  ASSERT_TRUE(dossier_->Ecrit().ok());
+  bool refuse_gama = false;
+  auto code = [&](std::string_view record, std::string* key) {
+    if (refuse_gama && record.starts_with("GAMA")) return Status::InvalidArgument("date fausse");
+    *key = std::string(record.substr(0, 4));
+    return Status::Ok();
+  };
+  const FileToCheck fv{
+      Path("CLI.DAT"), 20, {{Path("CLI.DAB"), code}, {Path("CLI2.DAB"), code}}, {}};
+  auto problems = [&] {
+    std::vector<std::string> out;
+    FileTally b;
+    EXPECT_TRUE(VerifyFile(
+                    Env::Default(), fv,
+                    [&](const FileProblem& p) {
+                      out.push_back(p.kind + " " + std::to_string(p.record) + " " + p.text);
+                    },
+                    &b)
+                    .ok());
+    return out;
+  };
+  EXPECT_EQ(problems(),
+            (std::vector<std::string>{
+                "clé fausse 2 CLI2.DAB : la clé « ALFA   » de l'enregistrement 2 de CLI.DAT n'est "
+                "pas celle de l'enregistrement (« BETA   »)",
+                "clé fausse 1 CLI2.DAB : la clé « BETA   » de l'enregistrement 1 de CLI.DAT n'est "
+                "pas celle de l'enregistrement (« ALFA   »)"}));
+  refuse_gama = true;
+  const std::vector<std::string> p = problems();
+  ASSERT_EQ(p.size(), 4u);
+  EXPECT_EQ(p[0], "clé fausse 3 CLI.DAB : clé de l'enregistrement 3 de CLI.DAT : date fausse");
+  EXPECT_TRUE(p[1].starts_with("clé fausse 2") && p[2].starts_with("clé fausse 1"));
+  EXPECT_EQ(p[3], "clé fausse 3 CLI2.DAB : clé de l'enregistrement 3 de CLI.DAT : date fausse");
 }
 
 }  // namespace
