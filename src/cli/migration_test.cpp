@@ -1,9 +1,11 @@
 // `vesk import --migrate` on the demo folder: a dictionary text whose layout of CLIENT changes is
 // refused without --migrate, planned with --dry-run, then migrated; the records read by
 // `vesk donnees` are the same before and after, field by field, and `vesk verifie` passes.
+#include <cstdio>
 #include <string>
 
 #include "cli/testing/binaire.h"
+#include "srv/isam/data_file.h"
 
 namespace vesk::cli::testing {
 namespace {
@@ -288,6 +290,40 @@ TEST_F(MigrationTest, AKeyFieldWidenedOnTheFileEntryChangesTheTablesKeyLength) {
   ASSERT_EQ(Lance("--data demo reconsba --tous").status, 0);
   const Execution v = Lance("--data demo verifie CLIENT");
   EXPECT_EQ(v.status, 0) << v.sortie;
+}
+
+// A migration of a file past 10,000 records shows its progress on the screen's line B: each
+// phase named with its size, the records every 10,000, the line cleared before the result.
+TEST_F(MigrationTest, ALargeFileShowsTheMigrationsProgressOnTheScreen) {
+  {
+    std::unique_ptr<isam::DataFile> f;
+    ASSERT_TRUE(isam::DataFile::Open(isam::Env::Default(),
+                                     (dossier_ / "demo" / "01" / "CLIENT.DAT").string(), 128, {},
+                                     &f)
+                    .ok());
+    std::string r(128, ' ');
+    ASSERT_TRUE(f->Read(1, r).ok());
+    for (uint32_t no = f->LastRecord() + 1; no <= 12000; ++no) {
+      char code[8];
+      std::snprintf(code, sizeof code, "Z%05u", no);
+      ASSERT_TRUE(f->Write(no, r.replace(0, 6, code)).ok());
+    }
+    ASSERT_TRUE(f->Flush().ok());
+  }
+  ASSERT_EQ(Lance("--data demo reconsba CLIENT").status, 0);
+  Ecrit(dossier_ / "ba.script",
+        "NOMT = CLI3\nNOMD\nNATT = S\nLCLE = [[CLPAYS,_,_]]\nok\nconfirm <F6>\nNOMT <Esc>\n");
+  ASSERT_EQ(Lance("--data demo entba CLIENT --script ba.script --transcript t.txt").status, 0);
+  const std::string t = Contenu(dossier_ / "t.txt");
+  size_t at = 0;
+  for (const char* ligne : {"Message B «Migration 01/CLIENT.DAT : 12000 à traiter»",
+                            "Message B «Migration 01/CLIENT.DAT : 10000 / 12000»", "Message B «»",
+                            "Message B «B-arbre CLI3 : 11983 à traiter»", "Message B «»",
+                            "Message B «CLI3 écrit, données converties"}) {
+    at = t.find(ligne, at);
+    ASSERT_NE(at, std::string::npos) << ligne << "\n" << t;
+  }
+  EXPECT_EQ(Lance("--data demo verifie CLIENT").status, 0);
 }
 
 }  // namespace

@@ -23,9 +23,10 @@ std::vector<std::string> Lignes(const std::string& texte) {
   return lignes;
 }
 
-// A migration's progress on line "B" of the screen, every kPas units of a phase (« Migration
-// 01/CLIENT.DAT : 20000 / 1000000 »), the line cleared at the phase's end. A small file shows
-// nothing; the screen is not touched otherwise.
+// A migration's progress on line "B" of the screen: a phase of at least kPas units is named
+// at its start (« B-arbre CLI3 : 300000 à traiter », all a tree's sort and writing show), then
+// every kPas units (« Migration 01/CLIENT.DAT : 20000 / 1000000 »), the line cleared at the phase's
+// end. A small file shows nothing; the screen is not touched otherwise.
 class SuiviEcran final : public SuiviProgression {
  public:
   explicit SuiviEcran(Session& s) : s_(s) {}
@@ -33,16 +34,20 @@ class SuiviEcran final : public SuiviProgression {
     libelle_ = libelle;
     total_ = total;
     montre_ = 0;
+    montree_ = total >= kPas;
+    if (montree_) s_.Saisie().Message("B", libelle_ + " : " + std::to_string(total) + " à traiter");
   }
   void Avance(int64_t fait) override {
     if (fait - montre_ < kPas) return;
     montre_ = fait;
+    montree_ = true;
     s_.Saisie().Message("B", libelle_ + " : " + std::to_string(fait) + " / " +
                                  std::to_string(std::max(fait, total_)));
   }
   void Fin() override {
-    if (montre_ != 0) s_.Saisie().Message("B", "");
+    if (montree_) s_.Saisie().Message("B", "");
     montre_ = 0;
+    montree_ = false;
   }
 
  private:
@@ -50,6 +55,7 @@ class SuiviEcran final : public SuiviProgression {
   Session& s_;
   std::string libelle_;
   int64_t total_ = 0, montre_ = 0;
+  bool montree_ = false;  // something of the phase is on the line
 };
 
 }  // namespace
