@@ -10,20 +10,18 @@
 #include "srv/erreur_service.h"
 #include "srv/isam/coding.h"
 #include "srv/isam/fault_env.h"
+#include "srv/isam/testing/engine.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
 
 namespace vesk::isam {
 namespace {
 
-constexpr char kDir[] = "/d";
+using testing::kDossierTest;
+constexpr const char* kDir = kDossierTest;
 
-// seuil: the redo log's checkpoint threshold (0: the default; 1: a checkpoint at every commit).
 std::shared_ptr<DossierDonnees> Folder(Env* env, bool full = true, uint64_t seuil = 0) {
-  auto d = std::make_shared<DossierDonnees>(env, kDir, "", 1 << 20);
-  d->Synchro(full);
-  if (seuil != 0) d->SeuilJournal(seuil);
-  return d;
+  return testing::DossierDe(env, full, seuil);
 }
 
 // The states a clean run goes through: [0] the empty files, [i] after step i.
@@ -249,7 +247,8 @@ TEST(DurabilityTest, ABatchCommitsOnceAndUndoesAFailedOperationAlone) {
 TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
   MemEnv mem;
   FaultEnv fault(&mem);
-  auto d = Folder(&fault);
+  // Synchronisation off: each commit writes its blocks to the files before the lock goes.
+  auto d = Folder(&fault, false);
   Workload w(d, 29);
   for (int i = 0; i < 5; ++i) w.Step();
   // The first file write of the next commit (after the state word and the redo log).

@@ -637,6 +637,16 @@ void Pager::DiscardChanges() {
   m.size = m.disk_size;
 }
 
+void Pager::MarkCommitted() {
+  Impl& m = *impl_;
+  for (Frame* f : m.Select(IsDirty, false)) {
+    f->dirty = false;
+    m.AddClean(1);
+  }
+  m.disk_size = m.size;
+  m.Trim();
+}
+
 uint64_t Pager::DiskSize() const { return impl_->disk_size; }
 
 void Pager::SetBlockHooks(SealHook seal, CheckHook check) {

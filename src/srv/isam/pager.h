@@ -171,6 +171,11 @@ class Pager {
   void RestoreSize(uint64_t size);
   // Forgets every change not yet flushed: the pager is back to the file's bytes and size.
   void DiscardChanges();
+  // The changed blocks are committed without being written here: the redo log holds their bytes
+  // and writes them to the file later. They become clean, and the file's size is taken to be
+  // the logical one; a block evicted meanwhile must read back through a file that shows them
+  // (the folder's PendingEnv).
+  void MarkCommitted();
   // Size of the file itself (what the last flush left).
   uint64_t DiskSize() const;
 

@@ -140,18 +140,48 @@ class RedoLog {
     uint64_t end = 0;
     uint64_t nonce = 0;
   };
-  // Makes the open transaction durable (sync true) or merely written (sync false), appending
-  // it at fin (a fin that does not match the redo log's header starts the redo log again).
-  // before_journal runs before the redo log is written (it raises the folder's `writing` flag).
-  // On a failure before the commit record the transaction is cut off the redo log (Abandon
-  // then forgets it); on a later one the redo log is hot: Recover must run before the files are
-  // read again.
-  Status Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log);
+  // Appends the open transaction at fin (a fin that does not match the redo log's header starts
+  // the redo log again), its commit record included, without syncing it; End() then gives where
+  // it ends. before_redo_log runs before the redo log is written (it raises the folder's
+  // `writing` flag). On a failure the transaction is cut off the redo log (Abandon then forgets
+  // it). One of three steps follows: SyncAppended (then WriteFiles), WriteFiles without a sync
+  // (synchronisation off), or LeavePending.
+  Status Append(Fin fin, const std::function<Status()>& before_redo_log);
+  // Syncs the redo log after Append: the transaction is durable. On a failure it is cut off the
+  // redo log (Abandon then forgets it); the files never saw it.
+  Status SyncAppended();
+  // Writes the appended transaction's blocks to its files (not synced) and ends it. A failure
+  // leaves the redo log hot: Recover must run before the files are read again.
+  Status WriteFiles();
+  // Ends the appended transaction without writing its files: it is pending (see the folder's
+  // state word), its blocks clean in the caches (Pager::MarkCommitted); ApplyPending writes it
+  // once the redo log is durable past it.
+  void LeavePending();
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();
+  // Syncs the redo log file: every transaction appended before, by any user, is durable. Not
+  // tried again after a failure (the system may have dropped the unwritten pages): the failure
+  // stays until the folder is recovered.
+  Status SyncLog();
+  // Writes to their files, in order and without syncing them, the complete transactions of the
+  // redo log (nonce) from offset from up to offset to (both where a transaction begins or ends).
+  // Corruption when they do not all read back whole.
+  Status ApplyPending(uint64_t nonce, uint64_t from, uint64_t to);
+  // The bytes those transactions give each file, latest last: visit is called for each block
+  // (file relative to the folder, block size, block number, bytes from its start up to the
+  // file's new end) and size for each file's size after them.
+  struct PendingVisit {
+    std::function<void(const std::string& file, uint32_t block_size, uint64_t block_no,
+                       std::string_view bytes)>
+        block;
+    std::function<void(const std::string& file, uint64_t size)> size;
+  };
+  Status ReadPending(uint64_t nonce, uint64_t from, uint64_t to, const PendingVisit& visit);
   // Where the last commit or checkpoint left the redo log's end; Size: its bytes in use.
   Fin End() const { return {at_, nonce_}; }
+  // Where the transaction appended last begins.
+  uint64_t AppendedAt() const { return txn_start_; }
   uint64_t Size() const { return at_; }
   // Counters for tests and benchmarks: syncs of the redo log and of the checkpoints made here.
   uint64_t syncs() const { return syncs_; }
@@ -187,10 +217,13 @@ class RedoLog {
   // transaction): its files leave it and its saved originals go.
   void ForgetOperation();
   Status PrepareFiles();
+  Status OpenFile();
   Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
   Status WritePending();
-  Status AppendTransaction(bool sync, Fin fin);
+  Status AppendTransaction(Fin fin);
+  // The redo log file and its size, its header checked to carry nonce.
+  Status OpenForReading(uint64_t nonce, uint64_t* size);
   Status CutOff(const Status& failure);
   void Forget();
   std::string Relative(const std::string& path) const;
@@ -215,6 +248,7 @@ class RedoLog {
   std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
+  Status sync_failed_;  // a sync of the redo log failed: none is tried again
   // The files this redo log's transactions named since the redo log started again (relative
   // paths), and whether those transactions are all of the redo log's (none by another user).
   std::set<std::string> named_;
@@ -223,4 +257,4 @@ class RedoLog {
 
 }  // namespace vesk::isam
 
-#endif  // VESK_SRV_ISAM_JOURNAL_H_
+#endif  // VESK_SRV_ISAM_REDO_LOG_H_
