@@ -34,9 +34,10 @@ std::string Texte() {
       const char* type = r % 5 == 1 ? "M" : r % 5 == 2 ? "D" : r % 5 == 3 ? "N" : "A";
       t += "  { nom = \"RUBRIQUE " + std::to_string(r) + "\", type = \"" + type +
            "\", total = " + (r % 5 == 2 ? "3" : "9") + (r % 5 == 1 ? ", decimales = 2" : "") +
-           ", variable = \"V" + std::to_string(r) + "\", exemple = \"x\" },\n";
+           ", variable = \"W" + std::to_string(r) + "\", exemple = \"x\" },\n";
     }
-    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom + "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+    t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
+         "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }
@@ -47,8 +48,7 @@ double Meilleur(const std::function<void()>& f) {
     const auto debut = std::chrono::steady_clock::now();
     f();
     meilleur = std::min(
-        meilleur,
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - debut).count());
+        meilleur, std::chrono::duration<double>(std::chrono::steady_clock::now() - debut).count());
   }
   return meilleur;
 }
@@ -67,8 +67,8 @@ int Lance() {
   std::string exporte;
   const double parse = Meilleur([&] { (void)toml::parse(texte); });
   const double import =
-      Meilleur([&] { fic::ImporteDictionnaire(texte, "banc.toml", /*essai=*/false); });
-  const double export_ = Meilleur([&] { exporte = fic::ExporteDictionnaire(); });
+      Meilleur([&] { fic::ImporteDictionnaire(Etat(), texte, "banc.toml", /*essai=*/false); });
+  const double export_ = Meilleur([&] { exporte = fic::ExporteDictionnaire(Etat()); });
   std::printf("dictionnaire %d fichiers x %d rubriques (%zu octets de texte)\n", kFichiers,
               kRubriques, texte.size());
   std::printf("import  %.3f s  ratio objectif/temps=%.2f  ratio toml++/import=%.2f\n", import,

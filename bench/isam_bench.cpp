@@ -14,6 +14,8 @@
 //                   [--repeat K] [--perf-fifo F --perf-phase P]
 //        isam_bench --durable [--records N] [--repeat K] [--writers W [--commits C]]
 //        isam_bench --rebuild [--records N]
+//        isam_bench --migrate [--records N] [--dir DIR]
+//        isam_bench --pg URI [--records N]   (a build with the database store)
 #include <lmdb.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -32,7 +34,11 @@
 #include <vector>
 
 #include "isam_durable.h"  // isam_bench --durable
+#include "isam_migrate.h"  // isam_bench --migrate
 #include "isam_rebuild.h"  // isam_bench --rebuild
+#ifdef VESK_AVEC_PG
+#include "isam_pg.h"  // isam_bench --pg URI
+#endif
 #include "srv/isam/dossier.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
@@ -562,6 +568,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::string(argv[i]) == "--durable") return durable::Main(argc, argv);
     if (std::string(argv[i]) == "--rebuild") return rebuild::Main(argc, argv);
+    if (std::string(argv[i]) == "--migrate") return migrate::Main(argc, argv);
+#ifdef VESK_AVEC_PG
+    if (std::string(argv[i]) == "--pg") return benchpg::Main(argc, argv);
+#endif
   }
   options = Parse(argc, argv);
   Data d = MakeData(options.records);

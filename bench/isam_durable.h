@@ -104,8 +104,8 @@ struct Owner : vesk::Proprietaire {
 // The bench's file in a Vesk folder, through the services.
 struct VeskFile {
   explicit VeskFile(const fs::path& dir, bool full)
-      : folder(std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(),
-                                                            dir.string())),
+      : folder(
+            std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(), dir.string())),
         donnee(folder),
         barbre(folder) {
     folder->Synchro(full);
@@ -239,9 +239,10 @@ inline void ReportSingle(const Options& o, const std::vector<Single>& runs) {
         "%-12s commit_single %8.3f s (%7.0f commits/s)  commit_batch %8.3f s (%9.0f inserts/s)\n",
         name, single, n / single, batch, records / batch);
   };
-  std::printf("isam_bench --durable : %llu enregistrements par lots de 1000, puis 1000 "
-              "validations d'une opération ; médianes de %d passages\n",
-              static_cast<unsigned long long>(o.records), o.repeat);
+  std::printf(
+      "isam_bench --durable : %llu enregistrements par lots de 1000, puis 1000 "
+      "validations d'une opération ; médianes de %d passages\n",
+      static_cast<unsigned long long>(o.records), o.repeat);
   line("vesk", &Single::vesk);
   line("sqlite", &Single::sqlite);
   line("sqlite_wal", &Single::wal);

@@ -86,22 +86,19 @@ struct Mesure {
   uint64_t keys = 0;
 };
 
-// Vesk's rebuild in a child process: its time (measured by the child) and its peak memory.
-Mesure Vesk(const fs::path& dir) {
+// mesure run in a child process, so that the peak memory is its own: its Mesure (time taken
+// by the child) with that peak. mesure returns false when it failed; quoi names it then.
+template <class F>
+Mesure DansUnEnfant(const char* quoi, F&& mesure) {
   int fds[2];
   if (pipe(fds) != 0) Die("pipe");
   pid_t pid = fork();
   if (pid < 0) Die("fork");
   if (pid == 0) {
     close(fds[0]);
-    auto d = std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(), dir.string(),
-                                                          "", size_t{64} << 20);
-    vesk::isam::RebuildResult r;
-    const double t0 = Now();
-    Status s = vesk::isam::Rebuild(*d, Plan(), nullptr, &r);
-    Mesure m{Now() - t0, 0, r.files.empty() ? 0 : r.files[0].keys[0]};
-    if (!s.ok()) std::fprintf(stderr, "%s\n", s.message().c_str());
-    if (write(fds[1], &m, sizeof m) != sizeof m || !s.ok()) _exit(1);
+    Mesure m;
+    const bool ok = mesure(&m);
+    if (write(fds[1], &m, sizeof m) != sizeof m || !ok) _exit(1);
     _exit(0);
   }
   close(fds[1]);
@@ -111,9 +108,23 @@ Mesure Vesk(const fs::path& dir) {
   int status = 0;
   rusage u{};
   wait4(pid, &status, 0, &u);
-  if (!lu || !WIFEXITED(status) || WEXITSTATUS(status) != 0) Die("reconstruction Vesk");
+  if (!lu || !WIFEXITED(status) || WEXITSTATUS(status) != 0) Die(quoi);
   m.peak_kib = u.ru_maxrss;
   return m;
+}
+
+// Vesk's rebuild in a child process: its time and its peak memory.
+Mesure Vesk(const fs::path& dir) {
+  return DansUnEnfant("reconstruction Vesk", [&](Mesure* m) {
+    auto d = std::make_shared<vesk::isam::DossierDonnees>(vesk::isam::Env::Default(), dir.string(),
+                                                          "", size_t{64} << 20);
+    vesk::isam::RebuildResult r;
+    const double t0 = Now();
+    Status s = vesk::isam::Rebuild(*d, Plan(), nullptr, &r);
+    *m = {Now() - t0, 0, r.files.empty() ? 0 : r.files[0].keys[0]};
+    if (!s.ok()) std::fprintf(stderr, "%s\n", s.message().c_str());
+    return s.ok();
+  });
 }
 
 void Exec(sqlite3* db, const char* q) {

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vesk::fic::ModeleDictionnaire modele;
   try {
     modele = vesk::fic::LitToml(texte, "fuzz.toml");
-    if (!vesk::fic::ControleModele(modele, "fuzz.toml").empty()) return 0;
+    if (!vesk::fic::ControleModele(vesk::Etat(), modele, "fuzz.toml").empty()) return 0;
   } catch (const vesk::ErreurService&) {
     return 0;
   }

@@ -68,7 +68,7 @@ void AsReplaceRecord(const std::string& bytes) {
   }
   *env.Contents("/f/VESK.REC") = bytes;
   bool found = false;
-  Status s = ReplaceSet::Recover(&env, "/f", "", &found);
+  Status s = ReplaceSet::Recover(&env, "/f", "", 0, &found);
   Require(found, "record not seen");
   bool left = false;
   Require(env.FileExists("/f/VESK.REC", &left).ok(), "mem");

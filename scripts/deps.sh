@@ -29,12 +29,12 @@ vesk_install() {
 # What building and running the native program needs.
 VESK_BUILD_PACKAGES=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev libinih-dev libtomlplusplus-dev libsqlite3-dev liblmdb-dev libncurses-dev libcairo2-dev
-  libpango1.0-dev fonts-liberation)
+  libpango1.0-dev fonts-liberation libpq-dev libgraphviz-dev libxml2-dev)
 # shellcheck disable=SC2034  # used by the scripts that source this file
 # What the tests need on top: sanitizers and libFuzzer (clang), the Windows cross-build and
 # Wine (widl and Wine's IDL files for the COM server; a virtual display and a screenshot tool
-# for its windows), PDF and terminal checks, and the Debian package (cpack's dependencies,
-# lintian, man).
+# for its windows), PDF and terminal checks, the Debian package (cpack's dependencies,
+# lintian, man), and a browser for the site.
 VESK_TEST_PACKAGES=("${VESK_BUILD_PACKAGES[@]}" clang libclang-rt-14-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev xvfb xauth imagemagick
-  poppler-utils tmux dpkg-dev file lintian man-db)
+  poppler-utils tmux dpkg-dev file lintian man-db postgresql chromium)

@@ -8,7 +8,12 @@
 #   paquet   Release build (build-release/, as scripts/run-demo.sh makes it): cmake --install in a
 #            temporary prefix, a consumer project against it, the Debian package checked by
 #            lintian, installed and removed (scripts/test-paquet.sh)
-# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet]   (no argument: all five)
+#   pg       the database store: a throwaway PostgreSQL server (scripts/postgres-local.sh), then
+#            the tests that need one, on the native build (build/)
+#   site     the demo's site (`vesk site`) in headless Chromium, with its screenshots
+#            (scripts/test-site.sh; build/site-captures/), on the native build (build/)
+# Usage: bash scripts/test.sh [native] [asan] [win] [fuzz] [paquet] [pg] [site]   (no argument:
+# all seven)
 # Ends with the line "N passed, M failed" over all stages; exit status 1 when anything failed.
 # VESK_FUZZ_SECONDS sets the run time of each fuzz target (default 20).
 set -u
@@ -20,12 +25,12 @@ source scripts/deps.sh
 source scripts/wine-prefix.sh
 
 STAGES=("$@")
-[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet)
+[ ${#STAGES[@]} -eq 0 ] && STAGES=(native asan win fuzz paquet pg site)
 for s in "${STAGES[@]}"; do
   case "$s" in
-    native | asan | win | fuzz | paquet) ;;
+    native | asan | win | fuzz | paquet | pg | site) ;;
     *)
-      echo "étape inconnue : $s (native, asan, win, fuzz ou paquet)" >&2
+      echo "étape inconnue : $s (native, asan, win, fuzz, paquet, pg ou site)" >&2
       exit 2
       ;;
   esac
@@ -57,10 +62,12 @@ build() {
   fi
 }
 
-# run_ctest STAGE DIR START: runs CTest and records its counts.
+# run_ctest STAGE DIR START [CTEST_ARGS...]: runs CTest and records its counts.
 run_ctest() {
   local stage=$1 dir=$2 start=$3 log="$ROOT/$2/ctest.log"
-  (cd "$ROOT/$dir" && ctest -j "$JOBS" --timeout 900 --output-on-failure) >"$log" 2>&1
+  [ $# -gt 3 ] && log="$ROOT/$dir/ctest-$stage.log"
+  shift 3
+  (cd "$ROOT/$dir" && ctest -j "$JOBS" --timeout 900 --output-on-failure "$@") >"$log" 2>&1
   local line total failed
   line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -1)
   if [ -n "$line" ]; then
@@ -77,7 +84,7 @@ run_ctest() {
     grep -E -A25 '^\[  FAILED  \]|Failure$|ERROR: AddressSanitizer|runtime error' "$log" |
       head -120
   fi
-  record "$stage" $((total - failed)) "$failed" $(($(date +%s) - start)) "(journal : $dir/ctest.log)"
+  record "$stage" $((total - failed)) "$failed" $(($(date +%s) - start)) "(journal : ${log#"$ROOT/"})"
 }
 
 stage_native() {
@@ -95,7 +102,7 @@ stage_asan() {
   start=$(date +%s)
   if build build-asan -DCMAKE_BUILD_TYPE=Debug -DVESK_SANITIZE=ON -DVESK_BENCH=OFF; then
     ASAN_OPTIONS=abort_on_error=0:detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-      run_ctest asan build-asan "$start"
+      LSAN_OPTIONS=suppressions="$ROOT/scripts/lsan.supp" run_ctest asan build-asan "$start"
   else
     record asan 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
   fi
@@ -195,13 +202,57 @@ stage_paquet() {
     $(($(date +%s) - start)) "(journal : build-release/paquet.log)"
 }
 
+# The database store's tests (their names hold "postgresql", "Postgresql" or "pg_"), against a
+# throwaway server whose folder is removed at the end.
+stage_pg() {
+  local start dir uri
+  start=$(date +%s)
+  if ! build build -DCMAKE_BUILD_TYPE=Debug; then
+    record pg 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  dir=$(mktemp -d /tmp/vesk-pg.XXXXXX)
+  PG_DIR=$dir
+  if ! uri=$(bash "$ROOT/scripts/postgres-local.sh" start "$dir" | tail -1) || [ -z "$uri" ]; then
+    record pg 0 1 $(($(date +%s) - start)) "(serveur PostgreSQL non démarré)"
+  else
+    VESK_PG_URI=$uri run_ctest pg build "$start" -R '[Pp]ostgresql|pg_'
+  fi
+  stop_pg
+}
+
+# The site in a real browser: Chromium missing is a failure, never a skip.
+stage_site() {
+  local start line
+  start=$(date +%s)
+  if ! build build -DCMAKE_BUILD_TYPE=Debug; then
+    record site 0 1 $(($(date +%s) - start)) "(échec de la compilation)"
+    return
+  fi
+  bash "$ROOT/scripts/test-site.sh" "$ROOT/build/src/cli/vesk" "$ROOT/build/site-captures" |
+    tee "$ROOT/build/site.log"
+  line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$ROOT/build/site.log" | tail -1)
+  [ -n "$line" ] || line="0 passed, 1 failed"
+  record site "${line%% passed*}" "$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")" \
+    $(($(date +%s) - start)) "(journal : build/site.log ; captures : build/site-captures/)"
+}
+
+# Stops the stage's server and removes its folder (also when the script is interrupted).
+PG_DIR=
+stop_pg() {
+  [ -n "$PG_DIR" ] || return 0
+  bash "$ROOT/scripts/postgres-local.sh" stop "$PG_DIR" >/dev/null 2>&1
+  rm -rf "$PG_DIR"
+  PG_DIR=
+}
+
 RUN_START=$(date +%s)
 vesk_install "${VESK_TEST_PACKAGES[@]}" || {
   echo "installation impossible"
   echo "0 passed, 1 failed"
   exit 1
 }
-trap vesk_wine_prefix_cleanup EXIT
+trap 'vesk_wine_prefix_cleanup; stop_pg' EXIT
 for s in "${STAGES[@]}"; do
   "stage_$s"
 done

@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "core/arithmetique.h"
+#include "core/portee_edition.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -18,8 +19,6 @@ namespace {
 constexpr std::string_view kArial = "Arial";
 constexpr std::string_view kProcedure = "LectBA";
 constexpr size_t kLargeurTexte = 150;
-
-std::string Champ(const Enregistrement& e, size_t i) { return std::string(text::Trim(e[i])); }
 
 // A whole number written in a record or a list (spaces around it ignored).
 int16_t Nombre(std::string_view texte, std::string_view objet) {
@@ -33,14 +32,14 @@ int16_t Nombre(std::string_view texte, std::string_view objet) {
 }
 
 // A text line in "Arial" "PS"; false when the user cancelled the listing.
-bool Ligne(std::string_view texte) {
-  Etat().Edition().ImprTexte(texte, "PS", kArial, "");
-  return !EditionAnnulee(Etat());
+bool Ligne(Session& s, std::string_view texte) {
+  s.Edition().ImprTexte(texte, "PS", kArial, "");
+  return !EditionAnnulee(s);
 }
 
 // The nine header values against their labels; false when cancelled.
-bool Entete(const std::string& valeurs) {
-  Session& etat = Etat();
+bool Entete(Session& s, const std::string& valeurs) {
+  Session& etat = s;
   SrvEdition& edition = etat.Edition();
   edition.DefEdt(kDescripteurLectBA);
   std::string libelles(kLibellesEntete), reste = valeurs, libelle, valeur;
@@ -51,58 +50,79 @@ bool Entete(const std::string& valeurs) {
     edition.EcrCol("R", libelle, "@", 0, -1, 0);
     edition.EcrCol("D", valeur, "@", 0, -1, 0);
     edition.FinLigne();
-    if (EditionAnnulee(Etat())) return false;
+    if (EditionAnnulee(s)) return false;
   }
   edition.FermeEdt("[]", true);
   return true;
 }
 
-// The [title, text] pairs of the B-tree service, each text folded; false when cancelled.
-bool Informations(int16_t arbre) {
-  Session& etat = Etat();
+// The [title, text] pairs of the B-tree service, each text folded; false when cancelled. The
+// answer of the tree's check goes to controle.
+bool Informations(Session& s, int16_t arbre, std::string& controle) {
+  Session& etat = s;
   std::string infos, paire, titre, texte;
   etat.BArbre().InfoBArbre(arbre, infos);
   while (infos != "[]") {
     etat.Liste().Extrait(infos, paire);
     etat.Liste().Element(paire, 1, titre);
     etat.Liste().Element(paire, 2, texte);
-    if (!Ligne(titre)) return false;
+    if (titre == kControleLectBA) controle = texte;
+    if (!Ligne(s, titre)) return false;
     for (const std::string& morceau : Plie(texte)) {
-      if (!Ligne(morceau)) return false;
+      if (!Ligne(s, morceau)) return false;
     }
   }
   return true;
 }
 
 // The body of the listing of the B-tree arbre; stops at once when the user cancels.
-void Corps(int16_t arbre) {
-  Session& etat = Etat();
+void Corps(Session& s, int16_t arbre, std::string& controle) {
+  Session& etat = s;
   std::string entete, noeuds, libres, numero;
   etat.BArbre().DescBArbre(arbre, entete, noeuds, libres);
-  if (!Entete(entete)) return;
-  if (!Ligne(std::string(kNoeudsLibres) + noeuds)) return;
-  if (!Ligne(kEnregistrementsLibres)) return;
+  if (!Entete(s, entete)) return;
+  if (!Ligne(s, std::string(kNoeudsLibres) + noeuds)) return;
+  if (!Ligne(s, kEnregistrementsLibres)) return;
   while (libres != "[]") {
     etat.Liste().Extrait(libres, numero);
-    if (!Ligne(numero)) return;
+    if (!Ligne(s, numero)) return;
   }
-  Informations(arbre);
+  Informations(s, arbre, controle);
 }
 
-// The listing of the B-tree arbre, closed after a cancellation or an error too.
-void Edite(int16_t arbre, const std::string& nom) {
-  Session& etat = Etat();
-  try {
-    etat.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "", "", "", 0, 0, true, true);
-    Corps(arbre);
-  } catch (...) {
-    try {
-      etat.Edition().Termine(0);  // the service abandons a listing left half-way
-    } catch (...) {               // the first error is the one reported
-    }
-    throw;
+// The listing of the B-tree arbre, closed after a cancellation or an error too; gives the
+// answer of its check. Landscape: a piece of 150 characters holds on one line.
+std::string Edite(Session& s, int16_t arbre, const std::string& nom) {
+  std::string controle;
+  PorteeEdition portee(s, "", true);
+  s.Edition().OuvEdt("LECTURE DU B-ARBRE " + nom, "", "H", "", "", 0, 0, true, true);
+  Corps(s, arbre, controle);
+  portee.Ferme();
+  return controle;
+}
+
+// The element of the open B-tree nom ("[NOM,handle]"), or the user's choice for an empty nom;
+// false when nothing was chosen.
+bool TrouveArbre(Session& s, const std::string& nom, std::string& element) {
+  std::string ouverts, e, n;
+  int32_t nombre = 0;
+  s.Donnee().ListeOuverts("B", ouverts, nombre);
+  if (nom.empty()) {
+    bool choisi = false;
+    s.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
+    return choisi;
   }
-  etat.Edition().Termine(0);
+  std::string noms;
+  while (ouverts != "[]") {
+    s.Liste().Extrait(ouverts, e);
+    s.Liste().Element(e, 1, n);
+    if (text::EqualNoCase(text::Trim(n), nom)) {
+      element = e;
+      return true;
+    }
+    noms += (noms.empty() ? "" : ", ") + std::string(text::Trim(n));
+  }
+  throw ErreurService(kProcedure, nom, "aucun B-arbre ouvert de ce nom (ouverts : " + noms + ")");
 }
 
 }  // namespace
@@ -122,54 +142,39 @@ std::vector<std::string> Plie(std::string_view texte) {
   return morceaux;
 }
 
-void OuvreTablesApplication() {
-  Session& etat = Etat();
-  std::vector<std::vector<std::string>> tables;
-  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](const std::string&, int32_t) {
-    tables.push_back({Champ(etat.ba, kNomT), Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
-                      Champ(etat.ba, kLongCle)});
-  });
-  for (const auto& t : tables) {
-    bool trouve = false;
-    etat.fic.Affecte(kNomFic, t[1]);
-    etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
-    const bool dependance = trouve && text::Trim(etat.fic[kDfe]) == "O";
+void OuvreTablesApplication(Session& s) {
+  const fic::ModeleDictionnaire m = fic::LitDictionnaire(s);
+  for (const auto& [table, b] : m.barbres) {
+    const fic::Fichier* f = m.ChercheFichier(b.fichier);
+    const bool dependance = f != nullptr && f->entreprise;
     try {
       bool existe = false;
-      etat.BArbre().Existe(dependance, t[0], existe);
+      s.BArbre().Existe(dependance, table, existe);
       if (!existe) continue;
       int16_t arbre = 0;
-      etat.BArbre().B_Arbre(dependance, t[0], Nombre(t[3], t[0]), t[2], arbre, t[1], false);
+      s.BArbre().B_Arbre(dependance, table, Convertit<int16_t>(b.longueur), b.nature, arbre,
+                         b.fichier, false);
     } catch (const ErreurService& e) {
-      etat.Anomalie().Signale("@ Table " + t[0] + " : " + e.what(), kProcedure);
+      s.Anomalie().Signale("@ Table " + table + " : " + e.what(), kProcedure);
     }
   }
 }
 
-void LectBA() {
-  Session& etat = Etat();
-  etat.Ecran().TitreEdition(kTitreLectBA);
-  try {
-    OuvreTablesApplication();
-    std::string ouverts, element, nom, numero;
-    int32_t nombre = 0;
-    etat.Donnee().ListeOuverts("B", ouverts, nombre);
-    bool choisi = false;
-    etat.Choix().Choix(kColonnesLectBA, kChoixLectBA, ouverts, choisi, element);
-    if (choisi) {
-      etat.Liste().Element(element, 1, nom);
-      etat.Liste().Element(element, 2, numero);
-      etat.Ecran().TitreEdition(std::string(kLectureLectBA) + nom);
-      Edite(Nombre(numero, nom), nom);
-    }
-  } catch (...) {
-    try {
-      etat.Ecran().FinTitreEdition();
-    } catch (...) {  // the first error is the one reported
-    }
-    throw;
+std::optional<Inspection> InspecteBArbre(Session& s, const std::string& nom) {
+  PorteeEdition portee(s, kTitreLectBA, false);  // the screen's title; the listing is Edite's
+  OuvreTablesApplication(s);
+  std::optional<Inspection> inspection;
+  std::string element, nom_arbre, numero;
+  if (TrouveArbre(s, nom, element)) {
+    s.Liste().Element(element, 1, nom_arbre);
+    s.Liste().Element(element, 2, numero);
+    s.Ecran().TitreEdition(std::string(kLectureLectBA) + nom_arbre);
+    inspection = Inspection{nom_arbre, Edite(s, Nombre(numero, nom_arbre), nom_arbre)};
   }
-  etat.Ecran().FinTitreEdition();
+  portee.Ferme();
+  return inspection;
 }
+
+void LectBA(Session& s) { InspecteBArbre(s, ""); }
 
 }  // namespace vesk::btree

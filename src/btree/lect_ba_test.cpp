@@ -3,6 +3,7 @@
 #include "btree/lect_ba.h"
 
 #include <fstream>
+#include <functional>
 
 #include "fic/testing/dictionnaire.h"
 #include "srv/isam/btree.h"
@@ -32,21 +33,24 @@ TEST(PlieTest, AtTheLastBarWithin150Characters) {
 constexpr char kDictionnaire[] = R"(version = 1
 [fichiers.ART]
 longueur = 16
-rubriques = [{ nom = "CODE", type = "A", total = 6, variable = "CODE" }]
+rubriques = [{ nom = "CODE", type = "A", total = 6, variable = "CODEA" }]
 [barbres.ART1]
 fichier = "ART"
 nature = "P"
-cle = "[[CODE,_,_]]"
+cle = "[[CODEA,_,_]]"
 [barbres.ART2]
 fichier = "ART"
 nature = "S"
-cle = "[[CODE,1,4]]"
+cle = "[[CODEA,1,4]]"
 )";
 
 class LectBATest : public fic::EditionEssai {
  protected:
-  // The tree nom of the folder, created with longueur and nature, holding n keys.
-  void Arbre(const std::string& nom, uint16_t longueur, char nature, int n) {
+  // The tree nom of the folder, created with longueur and nature, holding n keys ("K|1001",
+  // "K|1002"...; the first key holds a byte 1, the third and fourth start "Bé" and "B" with the
+  // undefined byte 0x81), or the keys made by cle_de.
+  void Arbre(const std::string& nom, uint16_t longueur, char nature, int n,
+             std::function<std::string(int)> cle_de = {}) {
     std::unique_ptr<isam::BTree> arbre;
     isam::BTreeOptions options;
     options.max_entries = 4;  // a deep tree from few keys
@@ -54,9 +58,10 @@ class LectBATest : public fic::EditionEssai {
                                   longueur, nature, "ART", true, options, &arbre)
                     .ok());
     for (int i = 1; i <= n; ++i) {
-      std::string cle = "K|" + std::to_string(1000 + i);
+      std::string cle = cle_de ? cle_de(i) : "K|" + std::to_string(1000 + i);
       cle.resize(longueur, ' ');
-      if (i == 1) cle[1] = '\x01';
+      if (!cle_de && i == 1) cle[1] = '\x01';
+      if (!cle_de && (i == 3 || i == 4)) cle.replace(0, 2, i == 3 ? "B\xE9" : "B\x81");
       ASSERT_TRUE(arbre->Insert(cle, static_cast<uint32_t>(i)).ok());
     }
     ASSERT_TRUE(arbre->Sync().ok());
@@ -65,7 +70,7 @@ class LectBATest : public fic::EditionEssai {
   std::string Lance(const std::string& script) {
     Ouvre(script);
     Importe(kDictionnaire);
-    LectBA();
+    LectBA(Etat());
     EXPECT_EQ(session_->Restantes(), 0u);
     return session_->Transcription();
   }
@@ -86,11 +91,41 @@ TEST_F(LectBATest, TheDictionaryTreesAndTheApplicationsThatExist) {
        {"| Longueur d'une Clé             | 6 ", "| Nature de la Table             | P ",
         "| Nombre de Clés                 | 40 ", "Liste des Noeuds Libres : []",
         "Liste des Nos Enregistrements Fichier de Données Libres Car Supprimés :",
-        "Fichier de Données Indexé", "ART.DAT (absent)", "Premières Clés", "K\\x011001|K\\x7C1002|",
-        "Contrôle du B-Arbre\nCorrect"}) {
+        "Fichier de Données Indexé", "ART.DAT (absent)", "Premières Clés",
+        "B\\x811004|Bé1003|K\\x011001|K\\x7C1002|", "Contrôle du B-Arbre\nCorrect"}) {
     EXPECT_NE(texte.find(part), std::string::npos) << part << "\n" << texte;
   }
   EXPECT_TRUE(Anomalies().empty());
+}
+
+// A tree named is listed without the choice; its first keys, exactly 150 characters, print on
+// one line of the (landscape) listing.
+TEST_F(LectBATest, ANamedTreeWithoutTheChoiceAndAPieceOf150CharactersOnOneLine) {
+  std::string dictionnaire = kDictionnaire;
+  dictionnaire.replace(dictionnaire.find("total = 6"), 9, "total = 15");
+  Arbre("ART1", 15, 'P', 12, [](int i) {
+    const std::string n = std::to_string(1000000000000 + i);
+    return "K" + n + (i == 1 ? "X" : "");  // 15, then 14 characters: 141 and 9 bars
+  });
+  Ouvre("");
+  Importe(dictionnaire);
+  std::optional<Inspection> inspection = InspecteBArbre(Etat(), "art1");
+  ASSERT_TRUE(inspection);
+  EXPECT_EQ(inspection->nom, "ART1");
+  EXPECT_EQ(inspection->controle, "Correct");
+  EXPECT_EQ(session_->Transcription().find("Choix"), std::string::npos);
+  std::string cles = "K1000000000001X";
+  for (int i = 2; i <= 10; ++i) cles += "|K" + std::to_string(1000000000000 + i);
+  ASSERT_EQ(cles.size(), 150u);
+  EXPECT_NE(Listing().find("Premières Clés\n" + cles + "\n"), std::string::npos) << Listing();
+  try {
+    InspecteBArbre(Etat(), "NOPE");
+    ADD_FAILURE() << "NOPE inspecté";
+  } catch (const ErreurService& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "LectBA (NOPE) : aucun B-arbre ouvert de ce nom (ouverts : FIC, DOM, BA, CHAIN, "
+              "ART1)");
+  }
 }
 
 TEST_F(LectBATest, NoChoiceListsNothing) {
@@ -109,7 +144,11 @@ TEST_F(LectBATest, ADamagedTreeShowsItsFault) {
     const std::string junk(200, '\xEE');
     f.write(junk.data(), static_cast<std::streamsize>(junk.size()));
   }
-  Lance("choose 5\n");
+  Ouvre("choose 5\n");
+  Importe(kDictionnaire);
+  const std::optional<Inspection> inspection = InspecteBArbre(Etat(), "");
+  ASSERT_TRUE(inspection);
+  EXPECT_NE(inspection->controle.find("endommagé"), std::string::npos) << inspection->controle;
   const std::string texte = Listing();
   const size_t controle = texte.find("Contrôle du B-Arbre\n");
   ASSERT_NE(controle, std::string::npos) << texte;

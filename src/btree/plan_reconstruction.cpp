@@ -5,10 +5,7 @@
 
 #include "btree/reconstruction.h"
 #include "core/dictionnaire.h"
-#include "core/etat_module.h"
 #include "fic/cle_enregistrement.h"
-#include "fic/controles.h"
-#include "fic/dictionnaire_texte.h"
 #include "srv/erreur_service.h"
 #include "srv/srv_donnee.h"
 #include "srv/text/utf8.h"
@@ -41,19 +38,17 @@ FichierAReconstruire PlanInterne(const FichierDictionnaire& f, bool choisi) {
 }
 
 // The tables of the file nom, each with the key builder of its key list over the file's fields.
-std::vector<BArbreAReconstruire> Arbres(const fic::ModeleDictionnaire& m, const std::string& nom,
-                                        const fic::TableChamps& champs) {
+std::vector<BArbreAReconstruire> Arbres(const fic::ModeleDictionnaire& m, const std::string& nom) {
   std::vector<BArbreAReconstruire> arbres;
-  for (const auto& [table, b] : m.barbres) {
-    if (b.fichier != nom) continue;
-    const fic::ResultatCle cle = fic::ControleListeCle(b.cle, champs);
+  for (const auto& [table, b] : m.TablesDe(nom)) {
+    const fic::ResultatCle& cle = b->analyse;
     if (!cle.valide) {
       throw ErreurService(kProcedure, table,
-                          "la liste de clé " + b.cle + " ne convient plus aux rubriques de " + nom +
-                              " (" + cle.message + ") : corriger la table d'abord");
+                          "la liste de clé " + b->cle + " ne convient plus aux rubriques de " +
+                              nom + " (" + cle.message + ") : corriger la table d'abord");
     }
-    std::vector<fic::TrancheCle> tranches = fic::TranchesCle(cle, champs);
-    arbres.push_back({table, cle.longueur, b.nature,
+    std::vector<fic::TrancheCle> tranches = cle.tranches;
+    arbres.push_back({table, cle.longueur, b->nature,
                       [tranches = std::move(tranches)](std::string_view enr, std::string& c) {
                         c = fic::CleEnregistrement(tranches, enr);
                       }});
@@ -67,8 +62,7 @@ FichierAReconstruire FichierApplication(const fic::ModeleDictionnaire& m, const 
   if (it == m.fichiers.end()) {
     throw ErreurService(kProcedure, nom, "fichier non spécifié dans le dictionnaire");
   }
-  const fic::TableChamps champs = fic::ConstruitChamps(it->second);
-  return {nom, it->second.entreprise, choisi, Arbres(m, nom, champs)};
+  return {nom, it->second.entreprise, choisi, Arbres(m, nom)};
 }
 
 int32_t Position(int64_t p, std::string_view quoi) {
@@ -81,7 +75,7 @@ int32_t Position(int64_t p, std::string_view quoi) {
 
 }  // namespace
 
-std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
+std::vector<Candidat> Candidats(Session& s, const fic::ModeleDictionnaire& modele) {
   std::vector<Candidat> candidats;
   for (const FichierDictionnaire& f : kFichiersDictionnaire) {
     candidats.push_back({text::UpperAscii(f.nom), false, {}});
@@ -90,7 +84,7 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
   for (const auto& [nom, f] : modele.fichiers) {
     if (Interne(nom) != nullptr) continue;
     bool existe = false;
-    Etat().Donnee().ExisteDonnee(f.entreprise, nom, existe);
+    s.Donnee().ExisteDonnee(f.entreprise, nom, existe);
     if (!existe) continue;
     Candidat c{nom, f.entreprise, {}};
     for (const auto& [table, b] : modele.barbres) {
@@ -101,7 +95,14 @@ std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele) {
   return candidats;
 }
 
-PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom) {
+FichierAReconstruire ArbresDuFichier(const fic::ModeleDictionnaire& modele,
+                                     const std::string& nom) {
+  if (const FichierDictionnaire* f = Interne(nom)) return PlanInterne(*f, true);
+  return FichierApplication(modele, nom, true);
+}
+
+PlanReconstruction PlanFichier(Session& s, const fic::ModeleDictionnaire& modele,
+                               const std::string& nom) {
   PlanReconstruction plan;
   if (const FichierDictionnaire* f = Interne(nom)) {
     plan.fichiers.push_back(PlanInterne(*f, true));
@@ -115,12 +116,12 @@ PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std:
   plan.fichiers.push_back(FichierApplication(modele, nom, true));
   const auto c = modele.chainages.find(nom);
   if (c == modele.chainages.end()) return plan;
-  const fic::ChainageTexte& ch = c->second;
+  const fic::Chainage& ch = c->second;
   size_t entete = 0;
   if (ch.entete != nom) {
     plan.fichiers.push_back(FichierApplication(modele, ch.entete, false));
     bool existe = false;
-    Etat().Donnee().ExisteDonnee(plan.fichiers.back().dependance_entreprise, ch.entete, existe);
+    s.Donnee().ExisteDonnee(plan.fichiers.back().dependance_entreprise, ch.entete, existe);
     if (!existe) {
       throw ErreurService(kProcedure, nom,
                           "le fichier entête de chaînage " + ch.entete +
@@ -144,14 +145,11 @@ std::vector<std::string> ChampsENonSuivis(const fic::ModeleDictionnaire& modele)
   }
   std::vector<std::string> champs;
   for (const auto& [nom, f] : modele.fichiers) {
-    const fic::TableChamps table = fic::ConstruitChamps(f);
-    const std::vector<int32_t> debuts = table.Debuts();
     const std::vector<int64_t>& suivis = pointeurs[nom];
-    for (int32_t i = 1; i <= table.Nombre(); ++i) {
-      if (table.Texte(i, fic::kColType) != "E") continue;
-      const int64_t debut = debuts[static_cast<size_t>(i - 1)];
-      if (std::find(suivis.begin(), suivis.end(), debut) != suivis.end()) continue;
-      champs.push_back(nom + "." + std::string(table.Texte(i, fic::kColVariable)));
+    for (const fic::Rubrique& r : f.rubriques) {
+      if (r.type != "E") continue;
+      if (std::find(suivis.begin(), suivis.end(), r.position) != suivis.end()) continue;
+      champs.push_back(nom + "." + r.variable);
     }
   }
   return champs;

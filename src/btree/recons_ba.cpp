@@ -4,8 +4,8 @@
 
 #include "btree/reconstruction.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
-#include "fic/dictionnaire_texte.h"
+#include "core/dictionnaire.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -81,15 +81,20 @@ class Progression {
 
 // Asks about the E fields no chaining follows (champs_e) when f has deleted records: which of
 // its records move is known only once it is compacted.
-bool ChampsEAcceptes(const std::vector<std::string>& champs_e, const FichierAReconstruire& f,
-                     const Interlocuteur& qui) {
+bool ChampsEAcceptes(Session& s, const std::vector<std::string>& champs_e,
+                     const FichierAReconstruire& f, const Interlocuteur& qui) {
   if (champs_e.empty()) return true;
   int32_t supprimes = 0;
-  Etat().Donnee().Supprimes(f.dependance_entreprise, f.nom, supprimes);
+  s.Donnee().Supprimes(f.dependance_entreprise, f.nom, supprimes);
   if (supprimes == 0) return true;
   std::string liste;
   for (const std::string& c : champs_e) liste += (liste.empty() ? "" : ", ") + c;
   return qui.confirme("Rubriques E hors chaînage non suivies : " + liste + " - Confirmez par F6");
+}
+
+// "1 clé", "0 clé", "2 clés": n and its word, plural from 2 on.
+std::string Compte(int64_t n, std::string_view un, std::string_view plusieurs) {
+  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
 }
 
 // The lines of the summary: what was rewritten, and each tree rebuilt with its keys.
@@ -99,28 +104,34 @@ std::vector<std::string> Lignes(const PlanReconstruction& plan, const BilanRecon
     const BilanReconstruction::Fichier& f = b.fichiers[i];
     const FichierAReconstruire& p = plan.fichiers[i];
     if (p.choisi) {
-      lignes.push_back(p.nom + " : " + std::to_string(f.gardes) + " enregistrements gardés, " +
-                       std::to_string(f.supprimes) + " supprimés");
+      lignes.push_back(p.nom + " : " +
+                       Compte(f.gardes, "enregistrement gardé", "enregistrements gardés") + ", " +
+                       Compte(f.supprimes, "supprimé", "supprimés"));
     } else if (f.reecrit) {
       lignes.push_back(p.nom + " réenregistré");
     }
     for (size_t t = 0; f.arbres_reconstruits && t < p.arbres.size(); ++t) {
-      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + std::to_string(f.cles[t]) + " clés");
+      lignes.push_back("B-Arbre " + p.arbres[t].nom + " : " + Compte(f.cles[t], "clé", "clés"));
     }
   }
   return lignes;
 }
 
 // The rebuild itself; a failure to write or put the new files in place is journalled.
-void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
+void Reconstruit(Session& s, const PlanReconstruction& plan, const Interlocuteur& qui,
                  BilanReconstruction& bilan) {
-  Session& etat = Etat();
   Progression progression(plan, qui);
   try {
-    etat.Donnee().Reconstruit(plan, std::ref(progression), bilan);
-  } catch (const ErreurService&) {
-    if (bilan.copie_echouee) {
-      etat.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    s.Donnee().Reconstruit(plan, std::ref(progression), bilan);
+  } catch (const ErreurService& e) {
+    if (!bilan.copie_echouee) throw;
+    // The journal line goes where the disk may be full too: its own failure is added to the
+    // first error, never put in its place.
+    try {
+      s.Journal().Ecrit(std::string(kTempNonRecopiee) + bilan.chemin, kProcedureCompaction);
+    } catch (const ErreurService& journal) {
+      throw ErreurService(e.Operation(), e.Objet(), e.Message() + " (et " + journal.Message() + ")",
+                          e.Endommage());
     }
     throw;
   }
@@ -128,10 +139,11 @@ void Reconstruit(const PlanReconstruction& plan, const Interlocuteur& qui,
 
 // The end of a file's rebuild: its refusal shown and reported as an anomaly, or its summary
 // lines, each tree's keys shown.
-void Conclut(const PlanReconstruction& plan, const Interlocuteur& qui, ResumeFichier& r) {
+void Conclut(Session& s, const PlanReconstruction& plan, const Interlocuteur& qui,
+             ResumeFichier& r) {
   if (!r.raison.empty()) {
     qui.message(r.raison);
-    Etat().Anomalie().Signale("@ " + r.raison, kProcedure);
+    s.Anomalie().Signale("@ " + r.raison, kProcedure);
     return;
   }
   r.fait = true;
@@ -147,61 +159,72 @@ double Secondes(std::chrono::steady_clock::time_point depuis) {
 
 }  // namespace
 
-ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
+ResumeFichier ReconstruitFichier(Session& s, const fic::ModeleDictionnaire& modele,
                                  const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui) {
   const auto debut = std::chrono::steady_clock::now();
   ResumeFichier r{nom, false, "", {}, {}, 0};
   PlanReconstruction plan;
   try {
-    plan = PlanFichier(modele, nom);
+    plan = PlanFichier(s, modele, nom);
   } catch (const ErreurService& e) {  // a table to correct: the other files go on
     r.raison = e.what();
   }
-  if (r.raison.empty() && !ChampsEAcceptes(champs_e, plan.fichiers.front(), qui)) {
+  if (r.raison.empty() && !ChampsEAcceptes(s, champs_e, plan.fichiers.front(), qui)) {
     // The user's choice, not an anomaly: said on line "B" and in the summary.
     qui.message("Fichier " + nom + " non reconstruit");
     r.raison = kENonConfirmees;
   } else {
     if (r.raison.empty()) {
-      Reconstruit(plan, qui, r.bilan);
+      Reconstruit(s, plan, qui, r.bilan);
       r.raison = r.bilan.refus;
     }
-    Conclut(plan, qui, r);
+    Conclut(s, plan, qui, r);
   }
   r.secondes = Secondes(debut);
   return r;
 }
 
-void ReConsBA() {
-  Session& etat = Etat();
-  etat.Saisie().InitEcran(0);
-  etat.Saisie().Titre(kTitreReconsBA);
-  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+std::vector<ResumeFichier> ReconstruitDictionnaire(Session& s, const Interlocuteur& qui) {
+  std::vector<ResumeFichier> resumes;
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle == 0) continue;  // Lfic has no tree
+    resumes.push_back(ReconstruitFichier(s, {}, {}, text::UpperAscii(f.nom), qui));
+  }
+  return resumes;
+}
+
+std::vector<ResumeFichier> ReConsBAEcran(Session& s) {
+  s.Saisie().InitEcran(0);
+  s.Saisie().Titre(kTitreReconsBA);
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
   std::string liste = "[]";
-  for (const Candidat& c : Candidats(modele)) {
+  for (const Candidat& c : Candidats(s, modele)) {
     std::string arbres;
     for (const std::string& a : c.arbres) arbres += (arbres.empty() ? "" : " ") + a;
-    etat.Liste().Ajoute(liste, "[" + c.nom + "," + arbres + "]");
+    s.Liste().Ajoute(liste, "[" + c.nom + "," + arbres + "]");
   }
   bool choisi = false;
   std::string elements, element, nom;
-  etat.Choix().ChoixMultiple(kColonnesReconsBA, kChoixReconsBA, liste, choisi, elements);
-  if (!choisi) return;
+  s.Choix().ChoixMultiple(kColonnesReconsBA, kChoixReconsBA, liste, choisi, elements);
+  std::vector<ResumeFichier> resumes;
+  if (!choisi) return resumes;
   Interlocuteur qui;
-  qui.message = [&etat](std::string_view texte) { etat.Saisie().Message("B", texte); };
-  qui.confirme = [&etat](const std::string& question) {
-    etat.Saisie().Message("B", question);
-    return Confirmation("B");
+  qui.message = [&s](std::string_view texte) { s.Saisie().Message("B", texte); };
+  qui.confirme = [&s](const std::string& question) {
+    s.Saisie().Message("B", question);
+    return Confirmation(s, "B");
   };
   const std::vector<std::string> champs_e = ChampsENonSuivis(modele);
   while (elements != "[]") {
-    etat.Liste().Extrait(elements, element);
-    etat.Liste().Element(element, 1, nom);
-    ReconstruitFichier(modele, champs_e, std::string(text::Trim(nom)), qui);
+    s.Liste().Extrait(elements, element);
+    s.Liste().Element(element, 1, nom);
+    resumes.push_back(ReconstruitFichier(s, modele, champs_e, std::string(text::Trim(nom)), qui));
   }
-  etat.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention),
-                         kInformation);
+  s.Message().Affiche(std::string(kTravauxPost) + "\n\n" + std::string(kAttention), kInformation);
+  return resumes;
 }
+
+void ReConsBA(Session& s) { ReConsBAEcran(s); }
 
 }  // namespace vesk::btree

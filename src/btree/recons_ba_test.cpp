@@ -5,7 +5,9 @@
 #include <filesystem>
 
 #include "btree/reconstruction.h"
+#include "core/dictionnaire.h"
 #include "core/proprietaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
@@ -112,15 +114,22 @@ class ReConsBATest : public fic::EditionEssai {
     }
     return out;
   }
-  // The folder checked with the chainings the dictionary describes.
+  // The folder checked with the chainings the dictionary describes, as its model gives them.
   void Verifie() {
-    std::vector<isam::ChainageVerif> chainages;
-    isam::RapportVerif r;
-    ASSERT_TRUE(
-        isam::ChainagesDuDictionnaire(isam::Env::Default(), dossier_.string(), {}, &chainages, &r)
-            .ok());
-    ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+    std::vector<isam::ChainToCheck> chainages;
+    const auto dat = [&](const std::string& nom) { return (dossier_ / (nom + ".DAT")).string(); };
+    for (const auto& [ligne, c] : fic::LitDictionnaire(Etat()).chainages) {
+      chainages.push_back({dat(c.entete), dat(ligne), uint32_t(c.premier - 1),
+                           uint32_t(c.dernier - 1), uint32_t(c.arriere - 1),
+                           uint32_t(c.avant - 1)});
+    }
+    const PositionsChainage& l = kChainageLficFic;
+    chainages.push_back({dat("FIC"), dat("LFIC"), uint32_t(l.premiere - 1),
+                         uint32_t(l.derniere - 1), uint32_t(l.precedente - 1),
+                         uint32_t(l.suivante - 1)});
+    isam::FolderReport r;
+    ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_.string(), chainages, &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << p;
   }
   std::string Journal() { return Contenu(dossier_ / "JOURNAL.LOG"); }
   // The data of the folder: its files but the logs.
@@ -142,7 +151,7 @@ TEST_F(ReConsBATest, TheLineFileIsCompactedAndItsHeadersFollow) {
   Facture("F2026002", "MARTIN", 2);         // lines 4-5
   SupprimeLigne("F2026001", 2);
   SupprimeLigne("F2026002", 4);
-  ReConsBA();
+  ReConsBA(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string t = session_->Transcription();
   size_t at = 0;
@@ -184,7 +193,7 @@ TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
   }
   e.BArbre().Supprime(sto1_, "S00001", 1, sto_.fichier);
   const auto avant = Donnees();
-  ReConsBA();
+  ReConsBA(Etat());
   std::string t = session_->Transcription();
   EXPECT_NE(t.find("Message B «Rubriques E hors chaînage non suivies : STOCK.STFAC - Confirmez "
                    "par F6»"),
@@ -193,7 +202,7 @@ TEST_F(ReConsBATest, EFieldsOutsideChainingsAreNamedAndConfirmed) {
   EXPECT_NE(t.find("Message B «Fichier STOCK non reconstruit»"), std::string::npos) << t;
   EXPECT_TRUE(Anomalies().empty()) << Anomalies().front().message;  // the user's choice
   EXPECT_EQ(Donnees(), avant);
-  ReConsBA();
+  ReConsBA(Etat());
   t = session_->Transcription();
   EXPECT_NE(t.find("«1 Nb Enregist Supprimés"), std::string::npos) << t;
   std::string texte;
@@ -208,12 +217,12 @@ TEST_F(ReConsBATest, APrimaryKeyTwiceLeavesTheFilesAsTheyWere) {
   Facture("F2026001", "DUPONT", 1);
   Facture("F2026002", "DUPONT", 1);
   // The secondary table on the client becomes primary.
-  fic::ModeleDictionnaire m = fic::LitDictionnaire();
+  fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
   m.barbres["FAC2"].nature = "P";
   m.barbres["FAC2"].cle = "[[FACLI,_,_]]";
-  fic::RemplaceDictionnaire(m);
+  fic::RemplaceDictionnaire(Etat(), m);
   const auto avant = Donnees();
-  ReConsBA();
+  ReConsBA(Etat());
   const std::string t = session_->Transcription();
   EXPECT_NE(t.find("B-Arbre FAC2 : clé « DUPONT » en double (enregistrements 1 et 2)"),
             std::string::npos)
@@ -236,7 +245,7 @@ TEST_F(ReConsBATest, AnAbsentHeaderFileSkipsItsLineFileOnly) {
     e.BArbre().Insere(sto1_, code, sto_.fichier, no);
   }
   const std::string lignes = Contenu(dossier_ / "FACLIG.DAT");
-  ReConsBA();
+  ReConsBA(Etat());
   const std::string t = session_->Transcription();
   EXPECT_NE(t.find("-> 6,7 «[[FACLIG,LIG1],[STOCK,STO1]]»"), std::string::npos) << t;
   const size_t refus = t.find("le fichier entête de chaînage FACTUR n'a pas de fichier de données");
@@ -251,16 +260,16 @@ TEST_F(ReConsBATest, AnAbsentHeaderFileSkipsItsLineFileOnly) {
 // the dictionary reads the same, and its Lfic-to-Fic chaining is sound.
 TEST_F(ReConsBATest, TheDictionaryFilesRebuildToTheSameDictionary) {
   Prepare("choose 1,2,3,4,5\nok\n");
-  fic::ModeleDictionnaire m = fic::LitDictionnaire();
+  fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
   m.fichiers.erase("STOCK");  // no E field left outside a chaining: no question
   m.barbres.erase("STO1");
-  fic::RemplaceDictionnaire(m);
-  const std::string avant = fic::ExporteDictionnaire();
-  ReConsBA();
+  fic::RemplaceDictionnaire(Etat(), m);
+  const std::string avant = fic::ExporteDictionnaire(Etat());
+  ReConsBA(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string t = session_->Transcription();
   EXPECT_NE(t.find("Message B «Réenregistrement Lignes de FIC»"), std::string::npos) << t;
-  EXPECT_EQ(fic::ExporteDictionnaire(), avant);
+  EXPECT_EQ(fic::ExporteDictionnaire(Etat()), avant);
   Verifie();
 }
 
@@ -308,7 +317,7 @@ TEST_F(ReConsBAPanneTest, ACopyThatFailsIsJournalledAndTheOldFilesStay) {
   const std::string fichier = platform::JoinPath(dossier_.string(), "FACLIG.DAT");
   const std::string avant = *memoire_->Contents(fichier);
   panne_->FailRenameAt(1);
-  EXPECT_REFUS(ReConsBA(), "échec simulé");
+  EXPECT_REFUS(ReConsBA(Etat()), "échec simulé");
   EXPECT_NE(Journal().find("CompEnrSup : Temp.Dat Non Recopiée sur " + fichier), std::string::npos)
       << Journal();
   EXPECT_EQ(*memoire_->Contents(fichier), avant);

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/session.h"
 #include "fic/modele_dictionnaire.h"
 #include "srv/reconstruction.h"
 #include "srv/suivi_progression.h"
@@ -44,12 +45,18 @@ struct Candidat {
   bool dependance = false;
   std::vector<std::string> arbres;
 };
-std::vector<Candidat> Candidats(const fic::ModeleDictionnaire& modele);
+std::vector<Candidat> Candidats(Session& s, const fic::ModeleDictionnaire& modele);
 
 // The plan of the file nom (a candidate): the file chosen, the header files of the chainings
 // whose line file it is, each with its trees and their key builders. An ErreurService when a
 // table's key list no longer fits its file's fields.
-PlanReconstruction PlanFichier(const fic::ModeleDictionnaire& modele, const std::string& nom);
+PlanReconstruction PlanFichier(Session& s, const fic::ModeleDictionnaire& modele,
+                               const std::string& nom);
+
+// The file nom (one of the dictionary's five, or a specified file) with its trees and the key
+// builder of each: what a rebuild builds each key with, and what a check compares each key of
+// the file's trees with. An ErreurService when a table's key list no longer fits its fields.
+FichierAReconstruire ArbresDuFichier(const fic::ModeleDictionnaire& modele, const std::string& nom);
 
 // The E fields the rebuild cannot follow: of every specified file, those that are not one of
 // the pointers of a chaining the file takes part in, as "FICHIER.VARIABLE". They depend on the
@@ -79,12 +86,21 @@ struct ResumeFichier {
 // records; a refusal (E fields not confirmed, a key twice, damage) is in the summary, the files
 // left as they were; an I/O failure is journalled ("Temp.Dat Non Recopiée sur " and the path,
 // under "CompEnrSup") and thrown.
-ResumeFichier ReconstruitFichier(const fic::ModeleDictionnaire& modele,
+ResumeFichier ReconstruitFichier(Session& s, const fic::ModeleDictionnaire& modele,
                                  const std::vector<std::string>& champs_e, const std::string& nom,
                                  const Interlocuteur& qui);
 
-// The command: its screen, the choice, each chosen file, the closing warning.
-void ReConsBA();
+// The command: its screen, the choice, each chosen file, the closing warning. Gives the
+// outcome of each file chosen, in the order rebuilt (none when nothing was chosen).
+std::vector<ResumeFichier> ReConsBAEcran(Session& s);
+// The same, for AsS.
+void ReConsBA(Session& s);
+
+// The way back for a dictionary whose trees are damaged or lost: the trees of Fic, Dom, Ba and
+// Chain rebuilt from their data files (compacted), without reading the old trees nor opening
+// the dictionary (OuvS is not called, nothing the trees hold is needed). A file that cannot be
+// rebuilt (a key twice, a damaged record) is in its summary, the others go on.
+std::vector<ResumeFichier> ReconstruitDictionnaire(Session& s, const Interlocuteur& qui);
 
 }  // namespace vesk::btree
 

@@ -34,6 +34,9 @@ constexpr Entree kFichiers[] = {
     {"CODE.DOM", "Les valeurs d'un domaine de définition, en texte."},
     {"EDITIONS/",
      "Les éditions (PDF ou texte), sauf si « editions » de vesk.ini en nomme un autre."},
+    {"PROGRAMMES/",
+     "Les programmes générés par --output-dir sans dossier, avec leur registre "
+     "vesk-programmes.toml (vesk perimes, vesk regenere)."},
     {"ANOMALIES.LOG",
      "Les anomalies signalées (« @ ... »), datées, avec la procédure qui les a rencontrées, et le "
      "détail des erreurs qui ont fini une commande."},
@@ -54,6 +57,8 @@ constexpr Entree kStatuts[] = {
     {"0", "Fait."},
     {"1", "Refusé ou échoué : le message dit pourquoi, rien n'est perdu."},
     {"2", "Erreur d'utilisation : commande, option ou argument (vesk help COMMANDE)."},
+    {"130", "Interrompu par Ctrl+C sur un écran : le terminal est rendu, rien d'écrit n'est "
+            "perdu."},
 };
 
 constexpr std::string_view kExemples[] = {

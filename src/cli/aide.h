@@ -17,6 +17,7 @@ namespace vesk::cli {
 inline constexpr int kStatutFait = 0;
 inline constexpr int kStatutEchec = 1;  // refused or failed: the message says why
 inline constexpr int kStatutUsage = 2;  // a mistake in the command line
+inline constexpr int kStatutInterruption = 130;  // Ctrl+C on a screen, as a shell gives SIGINT
 
 // `vesk --help`: usage, commands, options, environment, exit statuses.
 std::string AideGenerale();

@@ -7,10 +7,13 @@
 #include "cli/aide.h"
 #include "cli/chargement.h"
 #include "cli/commandes.h"
+#include "cli/flux_echappe.h"
 #include "cli/menu.h"
 #include "cli/messages.h"
 #include "cli/options.h"
+#include "core/dictionnaire.h"
 #include "srv/erreur_service.h"
+#include "srv/text/utf8.h"
 
 #ifndef VESK_VERSION
 #define VESK_VERSION "inconnue"
@@ -21,6 +24,26 @@ namespace vesk::cli {
 namespace {
 
 constexpr const char* kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
+
+// What the user needs to know beside an error: that the work is done all the same (a failure
+// past the commit point), or what repairs the damage it reports, when `vesk` has the command
+// for it: a dictionary tree that does not check (its checksum, its links, its count against its
+// file) or is lost is rebuilt from its data file by reconsba --dictionnaire, which reads nothing
+// of it.
+std::string Remede(const ErreurService& e) {
+  if (dynamic_cast<const ErreurApresValidation*>(&e) != nullptr) {
+    return "\n  (ce qui était demandé est fait : les fichiers seront mis à jour à la prochaine "
+           "ouverture du dossier)";
+  }
+  if (!e.Endommage()) return "";
+  for (const FichierDictionnaire& f : kFichiersDictionnaire) {
+    if (f.longueur_cle != 0 && e.Objet() == text::UpperAscii(f.nom) + ".DAB") {
+      return "\n  (vesk reconsba --dictionnaire reconstruit les B-arbres du dictionnaire depuis "
+             "ses fichiers)";
+    }
+  }
+  return "";
+}
 
 // The command named on the line (nullptr: none); an unknown one is a usage error.
 const Commande* CommandeDemandee(const OptionsLigne& options) {
@@ -88,7 +111,10 @@ int CommandeAide(Contexte& contexte) {
   return kStatutFait;
 }
 
-int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) {
+int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& flux_erreurs) {
+  // Every message goes out with its control characters made visible (flux_echappe.h).
+  TamponEchappe tampon(flux_erreurs.rdbuf());
+  std::ostream erreurs(&tampon);
   CLI::App app{kTitre, "vesk"};
   OptionsLigne options;
   std::optional<Configuration> config;
@@ -111,13 +137,16 @@ int Execute(int argc, char** argv, std::ostream& sortie, std::ostream& erreurs) 
     }
     ControleUsage(app, options, commande);
     return Lance(options, commande, sortie, erreurs, config);
+  } catch (const Interruption& e) {
+    erreurs << "vesk : " << e.Message() << "\n";
+    return kStatutInterruption;
   } catch (const ErreurUsage& e) {
     erreurs << "vesk : " << TexteUtilisateur(e) << "\n";
     erreurs << "Aide : vesk help" << (options.commande.empty() ? "" : " " + options.commande)
             << "\n";
     return kStatutUsage;
   } catch (const ErreurService& e) {
-    erreurs << "vesk : " << TexteUtilisateur(e) << GardeDetail(e, config) << "\n";
+    erreurs << "vesk : " << TexteUtilisateur(e) << GardeDetail(e, config) << Remede(e) << "\n";
   } catch (const std::exception& e) {
     erreurs << "vesk : erreur inattendue : " << e.what() << "\n";
   }

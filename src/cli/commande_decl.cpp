@@ -5,8 +5,10 @@
 
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "cli/programmes.h"
 #include "gencode/declaration.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/fichier_genere.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
@@ -18,9 +20,16 @@ namespace {
 
 constexpr std::string_view kTitreVisionneuse = "Génération de Code";
 
-// The generated text (lines preceded by CR LF) in the line ends and encoding asked for.
-std::string Convertit(std::string texte, const OptionsLigne& o) {
-  if (o.fin_de_ligne == FinDeLigne::kLf) {
+void NoteApplication(Contexte& contexte) {
+  if (!contexte.Config().application.empty()) return;
+  contexte.Erreurs() << "vesk : note : le dossier ne nomme pas son application, la routine "
+                        "d'ouverture n'en porte aucun nom (vesk config --set application=NOM)\n";
+}
+
+}  // namespace
+
+std::string ConvertitCode(std::string texte, Encodage encodage, FinDeLigne fin) {
+  if (fin == FinDeLigne::kLf) {
     std::string lf;
     lf.reserve(texte.size());
     for (size_t i = 0; i < texte.size(); ++i) {
@@ -29,13 +38,11 @@ std::string Convertit(std::string texte, const OptionsLigne& o) {
     }
     texte = std::move(lf);
   }
-  if (o.encodage == Encodage::kCp1252) {
+  if (encodage == Encodage::kCp1252) {
     texte = text::EncodeCp1252OrThrow(texte, "Génération de Code", "--encoding cp1252");
   }
   return texte;
 }
-
-}  // namespace
 
 int SortieCode(Contexte& contexte, std::string texte, size_t anomalies) {
   const OptionsLigne& o = contexte.Options();
@@ -43,7 +50,7 @@ int SortieCode(Contexte& contexte, std::string texte, size_t anomalies) {
     tui::Console console(tui::OuvreTerminal());
     tui::MontreTexte(console, kTitreVisionneuse, texte);
   } else {
-    contexte.Sortie() << Convertit(std::move(texte), o);
+    contexte.Sortie() << ConvertitCode(std::move(texte), o.encodage, o.fin_de_ligne);
   }
   if (anomalies > 0) {
     contexte.Erreurs() << "vesk : " << anomalies
@@ -55,19 +62,31 @@ int SortieCode(Contexte& contexte, std::string texte, size_t anomalies) {
 
 int CommandeDecl(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dossier_programmes) {
+    const std::string f = contexte.NomFichier();
+    const int statut = GenereDansDossier(contexte, {.nom = "Decl" + f,
+                                                    .generateur = "decl",
+                                                    .fichier = f,
+                                                    .encodage = o.encodage,
+                                                    .fin_de_ligne = o.fin_de_ligne});
+    NoteApplication(contexte);
+    return statut;
+  }
   std::string texte;
   size_t anomalies = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    DeclarationFichier(o.arguments.front());
-    texte = EtatGen().Texte();
-    anomalies = EtatGen().Anomalies().size();
+    // The generator itself reports an unknown file and goes on; the command refuses it first.
+    if (!ChercheFichier(composant->Session(), o.arguments.front())) {
+      throw ErreurService("Déclarations", NomFichier(o.arguments.front()),
+                          "fichier non spécifié dans le dictionnaire");
+    }
+    DeclarationFichier(composant->Session(), o.arguments.front());
+    texte = composant->Session().Gen().Texte();
+    anomalies = composant->Session().Gen().Anomalies().size();
     composant->Termine();
   }
-  if (contexte.Config().application.empty()) {
-    contexte.Erreurs() << "vesk : note : le dossier ne nomme pas son application, la routine "
-                          "d'ouverture n'en porte aucun nom (vesk config --set application=NOM)\n";
-  }
+  NoteApplication(contexte);
   return SortieCode(contexte, std::move(texte), anomalies);
 }
 

@@ -5,7 +5,7 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "cli/demo.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 
 namespace vesk::cli {
 
@@ -14,8 +14,8 @@ int CommandeDemo(Contexte& contexte) {
   // The demo's application files belong to a company: its own, unless one is configured.
   if (config.entreprise.empty()) config.entreprise = kEntrepriseDemo;
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, config);
-  RemplitDemo(config.dossier);
-  RemplitDonneesDemo();
+  RemplitDemo(composant->Session(), config.dossier);
+  RemplitDonneesDemo(composant->Session());
   composant->Termine();
   contexte.Sortie() << "Dictionnaire et données de démonstration prêts dans " << config.dossier
                     << " (entreprise " << config.entreprise << ")\n\n"

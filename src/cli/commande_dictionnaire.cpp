@@ -7,6 +7,8 @@
 #include "cli/commandes.h"
 #include "cli/composant.h"
 #include "fic/dictionnaire_texte.h"
+#include "platform/platform.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/tui/barre_progression.h"
 
@@ -37,7 +39,7 @@ int CommandeExport(Contexte& contexte) {
   std::string texte;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    texte = fic::ExporteDictionnaire();
+    texte = fic::ExporteDictionnaire(composant->Session());
     composant->Termine();
   }
   if (o.arguments.empty()) {
@@ -50,17 +52,39 @@ int CommandeExport(Contexte& contexte) {
 
 int CommandeImport(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.tronque && !o.migre) throw ErreurUsage("--truncate", "avec --migrate seulement");
   const std::string& chemin = o.arguments.front();
   const std::string texte = LitFichier(chemin);
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config());
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
-  const fic::BilanImport b = fic::ImporteDictionnaire(texte, chemin, o.essai, barre.get());
+  const fic::BilanImport b = fic::ImporteDictionnaire(composant->Session(), texte, chemin,
+                                                      {o.essai, o.migre, o.tronque}, barre.get());
   barre->Fin();
+  std::ostream& sortie = contexte.Sortie();
+  if (!b.plan.empty()) {
+    sortie << (o.essai ? "Plan de migration, rien n'est écrit :\n" : "Migration :\n") << b.plan;
+  }
+  // Past its commit point the import is made, even when its files could not all be written now:
+  // status 0, with the write error.
+  const std::string importe =
+      b.ecriture_differee.empty()
+          ? "Dictionnaire importé : "
+          : "Dictionnaire importé ; les fichiers seront mis à jour à la prochaine ouverture (" +
+                b.ecriture_differee + ") : ";
+  sortie << (o.essai ? "Texte correct, rien n'est écrit : " : importe) << b.domaines
+         << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques << " rubrique(s), "
+         << b.barbres << " B-arbre(s), " << b.chainages << " chaînage(s)\n";
+  if (!b.sauvegarde.empty()) {
+    sortie << "Anciens fichiers gardés dans "
+           << platform::JoinPath(contexte.Config().dossier, b.sauvegarde) << "\n";
+  }
+#ifdef VESK_AVEC_PG
+  // The typed views of a database follow the new layouts.
+  if (!o.essai && EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
+#endif
   composant->Termine();
-  contexte.Sortie() << (o.essai ? "Texte correct, rien n'est écrit : " : "Dictionnaire importé : ")
-                    << b.domaines << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques
-                    << " rubrique(s), " << b.barbres << " B-arbre(s), " << b.chainages
-                    << " chaînage(s)\n";
   return 0;
 }
 

@@ -7,6 +7,7 @@
 
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "cli/programmes.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/gen_pe.h"
 #include "gencode/gen_ps.h"
@@ -24,11 +25,12 @@ int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
   int32_t generations = 0;
   {
     std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
-    generations = EtatGen().Generations();
+    const EtatGenCode& gen = composant->Session().Gen();
+    generations = gen.Generations();
     genere(*composant);
-    generations = EtatGen().Generations() - generations;
-    texte = EtatGen().Texte();
-    anomalies = EtatGen().Anomalies().size();
+    generations = gen.Generations() - generations;
+    texte = gen.Texte();
+    anomalies = gen.Anomalies().size();
     composant->Termine();
   }
   if (generations == 0) {
@@ -38,16 +40,36 @@ int Genere(Contexte& contexte, const std::function<void(Composant&)>& genere) {
   return SortieCode(contexte, std::move(texte), anomalies);
 }
 
+// The file NOM of a generation into a folder, which has no screen to ask it.
+std::string NomAvecDossier(const Contexte& contexte) {
+  if (contexte.Options().arguments.empty()) {
+    throw ErreurUsage("--output-dir", "avec un nom de fichier seulement : vesk " +
+                                          contexte.Options().commande + " NOM --output-dir");
+  }
+  return contexte.NomFichier();
+}
+
 }  // namespace
 
 int CommandeGenPS(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dossier_programmes) {
+    const std::string f = NomAvecDossier(contexte);
+    return GenereDansDossier(contexte, {.nom = "Ent" + f,
+                                        .generateur = "genps",
+                                        .fichier = f,
+                                        .programme = "Ent" + f,
+                                        .titre = "Entrée Du Fichier " + f,
+                                        .suffixe = SuffixeDefaut(f),
+                                        .encodage = o.encodage,
+                                        .fin_de_ligne = o.fin_de_ligne});
+  }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {
       c.Ass().GenPS();
       return;
     }
-    GenereSaisie({text::UpperAscii(o.arguments.front()), "", "", ""}, [&] {
+    GenereSaisie(c.Session(), {text::UpperAscii(o.arguments.front()), "", "", ""}, [&] {
       contexte.Erreurs() << "vesk : " << kTropDeCles << " : l'écran initial prend une rubrique "
                          << "de plus\n";
     });
@@ -63,11 +85,21 @@ int CommandeGenPE(Contexte& contexte) {
     throw ErreurUsage(o.csv ? "--csv" : "--edition",
                       "avec un nom de fichier seulement : l'écran demande la sortie");
   }
+  if (o.dossier_programmes) {
+    const std::string f = NomAvecDossier(contexte);
+    return GenereDansDossier(contexte, {.nom = "Csv" + f,
+                                        .generateur = "genpe",
+                                        .fichier = f,
+                                        .programme = "Csv" + f,
+                                        .csv = !o.edition,
+                                        .encodage = o.encodage,
+                                        .fin_de_ligne = o.fin_de_ligne});
+  }
   return Genere(contexte, [&](Composant& c) {
     if (o.arguments.empty()) {
       c.Ass().GenPE();
     } else {
-      GenereEdition({text::UpperAscii(o.arguments.front()), "", !o.edition});
+      GenereEdition(c.Session(), {text::UpperAscii(o.arguments.front()), "", !o.edition});
     }
   });
 }

@@ -1,6 +1,7 @@
 // `vesk reconsba`: the B-tree reconstruction. Without a name, its screen (the choice of the
-// files, in a terminal or through --script); `vesk reconsba NOM...` or `--tous` rebuilds without
-// screens and writes a summary per file to the output.
+// files, in a terminal or through --script), then once the screen is closed a summary per file
+// on the output; `vesk reconsba NOM...` or `--tous` rebuilds without screens and writes the same
+// summary.
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
@@ -8,7 +9,9 @@
 #include "btree/reconstruction.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 #include "srv/tui/barre_progression.h"
@@ -50,9 +53,21 @@ std::string Resume(const btree::ResumeFichier& r) {
   return ligne + " (" + secondes + " s)";
 }
 
-int SansEcran(Contexte& contexte) {
+// The summary on the output, a line per file then the closing warning; 1 when a file was not
+// rebuilt.
+int EcritResumes(Contexte& contexte, const std::vector<btree::ResumeFichier>& resumes) {
+  int statut = 0;
+  for (const btree::ResumeFichier& r : resumes) {
+    contexte.Sortie() << Resume(r) << "\n";
+    if (!r.fait) statut = 1;
+  }
+  contexte.Sortie() << btree::kTravauxPost << " : " << btree::kAttention << "\n";
+  return statut;
+}
+
+int SansEcran(Contexte& contexte, Session& s) {
   const OptionsLigne& o = contexte.Options();
-  const fic::ModeleDictionnaire modele = fic::LitDictionnaire();
+  const fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
   btree::Interlocuteur qui;
   qui.message = [](std::string_view) {};  // the summary says the rest
   qui.confirme = [&](const std::string& question) {
@@ -65,15 +80,29 @@ int SansEcran(Contexte& contexte) {
   // A bar on the terminal while each file is rebuilt (nothing when stderr is not one).
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
   qui.suivi = barre.get();
-  const std::vector<std::string> noms = Noms(o, btree::Candidats(modele));
+  const std::vector<std::string> noms = Noms(o, btree::Candidats(s, modele));
   const std::vector<std::string> champs_e = btree::ChampsENonSuivis(modele);
-  int statut = 0;
+  std::vector<btree::ResumeFichier> resumes;
   for (const std::string& nom : noms) {
-    const btree::ResumeFichier r = btree::ReconstruitFichier(modele, champs_e, nom, qui);
+    resumes.push_back(btree::ReconstruitFichier(s, modele, champs_e, nom, qui));
+  }
+  return EcritResumes(contexte, resumes);
+}
+
+// --dictionnaire: the dictionary's trees rebuilt without opening the dictionary (it may not
+// open: a tree whose checksum fails, or whose count disagrees with its file).
+int Dictionnaire(Contexte& contexte) {
+  std::unique_ptr<Composant> composant = InstalleServices(contexte, contexte.Config());
+  btree::Interlocuteur qui;
+  qui.message = [](std::string_view) {};
+  qui.confirme = [](const std::string&) { return true; };
+  int statut = 0;
+  for (const btree::ResumeFichier& r : btree::ReconstruitDictionnaire(Etat(), qui)) {
     contexte.Sortie() << Resume(r) << "\n";
     if (!r.fait) statut = 1;
   }
-  contexte.Sortie() << btree::kTravauxPost << " : " << btree::kAttention << "\n";
+  composant->Termine();
+  contexte.TermineSortie();
   return statut;
 }
 
@@ -81,6 +110,13 @@ int SansEcran(Contexte& contexte) {
 
 int CommandeReConsBA(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
+  if (o.dictionnaire) {
+    if (o.tous || !o.arguments.empty() || o.force) {
+      throw ErreurService("Ligne de commande", "--dictionnaire",
+                          "seule : elle reconstruit les B-arbres du dictionnaire");
+    }
+    return Dictionnaire(contexte);
+  }
   if (o.tous && !o.arguments.empty()) {
     throw ErreurUsage("--tous", "des noms de fichiers ou --tous, pas les deux");
   }
@@ -92,11 +128,18 @@ int CommandeReConsBA(Contexte& contexte) {
   std::unique_ptr<Composant> composant = OuvreComposant(contexte, contexte.Config(), "", true);
   int statut = 0;
   if (ecran) {
-    composant->Ass().ReConsBA();
+    // The screen is closed before its summary is written: it stays on the terminal.
+    const std::vector<btree::ResumeFichier> resumes = btree::ReConsBAEcran(composant->Session());
+    composant->Termine();
+    if (resumes.empty()) {
+      contexte.Sortie() << "Aucun fichier choisi : rien n'est reconstruit.\n";
+    } else {
+      statut = EcritResumes(contexte, resumes);
+    }
   } else {
-    statut = SansEcran(contexte);
+    statut = SansEcran(contexte, composant->Session());
+    composant->Termine();
   }
-  composant->Termine();
   contexte.TermineSortie();
   return statut;
 }

@@ -40,19 +40,24 @@ constexpr Commande kCommandes[] = {
      "L'édition de l'application : la liste des fichiers spécifiés, puis les spécifications de "
      "chacun.",
      "--output", CommandeFicApp},
-    {"lectba", "",
+    {"lectba", "[NOM]",
      "Lecture d'un B-arbre ouvert : en-tête, noeuds libres, contrôle (PDF ; --output)",
      "La lecture d'un B-arbre ouvert (ceux du dictionnaire et de l'application) : son en-tête, "
-     "ses noeuds libres et le contrôle de ses clés, choisi sur un écran.",
-     "--script --transcript --output", CommandeLectBA},
+     "ses noeuds libres et le contrôle de ses clés. Sans NOM, le B-arbre est choisi sur un "
+     "écran ; avec NOM (CLI1, FIC...), sans écran ni terminal. Le code de sortie est 1 quand le "
+     "contrôle trouve le B-arbre endommagé.",
+     "--script --transcript --output", CommandeLectBA, Argument::kAucun, "",
+     "vesk lectba CLI1 --output cli1.txt"},
     {"reconsba", "[NOM...]",
      "Reconstruction des B-arbres : compactage, chaînages, B-arbres (écran ; NOM... ou --tous)",
      "La reconstruction des B-arbres : chaque fichier choisi est compacté (ses enregistrements "
      "supprimés retirés), les pointeurs de ses chaînages suivent, puis tous ses B-arbres sont "
      "reconstruits. Sans NOM ni --tous, l'écran de choix ; sinon sans écran, un résumé par "
-     "fichier sur la sortie et une barre de progression dans un terminal.",
-     "--script --transcript --output --tous --force", CommandeReConsBA, Argument::kNomFichier, "",
-     "vesk reconsba --tous"},
+     "fichier sur la sortie et une barre de progression dans un terminal. --dictionnaire "
+     "reconstruit les B-arbres du dictionnaire lui-même depuis ses fichiers, quand ils sont "
+     "endommagés ou perdus.",
+     "--script --transcript --output --tous --force --dictionnaire", CommandeReConsBA,
+     Argument::kNomFichier, "", "vesk reconsba --tous"},
     {"entba", "NOM", "Saisie des tables B-arbres du fichier NOM (écran)",
      "L'écran de saisie des tables B-arbres du fichier NOM : nom, nature, longueur et liste de "
      "la clé.",
@@ -78,30 +83,86 @@ constexpr Commande kCommandes[] = {
      "Les déclarations générées pour le fichier NOM : l'ouverture du fichier et de ses B-arbres, "
      "la lecture et l'écriture de ses enregistrements, ses variables. Dans un terminal, le "
      "visualiseur « Génération de Code » ; sinon la sortie.",
-     "--output --encoding --eol", CommandeDecl, Argument::kNomFichier, "",
+     "--output --output-dir --encoding --eol", CommandeDecl, Argument::kNomFichier, "",
      "vesk decl CLIENT --eol lf --output client.bas"},
     {"genps", "[NOM]", "Génère le programme de saisie du fichier NOM (écran sans NOM)",
      "Le programme de saisie d'un fichier : sans NOM, son écran de génération ; avec NOM, le "
      "programme du fichier NOM avec toutes les valeurs par défaut, sur la sortie.",
-     "--script --transcript --output --encoding --eol", CommandeGenPS, Argument::kNomFichier,
-     "Nom du fichier"},
+     "--script --transcript --output --output-dir --encoding --eol", CommandeGenPS,
+     Argument::kNomFichier, "Nom du fichier"},
     {"genpe", "[NOM]",
      "Génère le programme d'édition ou de sortie CSV du fichier NOM (--csv, --edition)",
      "Le programme d'édition ou de sortie CSV d'un fichier : sans NOM, son écran de génération ; "
      "avec NOM, le programme de sortie CSV du fichier NOM (--edition : l'édition imprimée) sur "
      "la sortie.",
-     "--script --transcript --output --encoding --eol --csv --edition", CommandeGenPE,
+     "--script --transcript --output --output-dir --encoding --eol --csv --edition", CommandeGenPE,
      Argument::kNomFichier, "Nom du fichier", "vesk genpe FACTUR --edition"},
+    {"perimes", "[DOSSIER]",
+     "Liste les programmes générés dans DOSSIER que le dictionnaire a changés, et ce qui a changé",
+     "Compare chaque programme enregistré dans DOSSIER (par --output-dir ; défaut : PROGRAMMES "
+     "du dossier de données) aux parties du dictionnaire dont il est fait : son fichier, ses "
+     "rubriques, ses tables, ses chaînages et ses domaines. Liste ceux qui ont changé, avec ce "
+     "qui a changé ; statut 1 s'il y en a.",
+     "--output", CommandePerimes, Argument::kDossier, "", "vesk perimes"},
+    {"regenere", "[DOSSIER]",
+     "Régénère les programmes périmés de DOSSIER avec leurs réponses enregistrées",
+     "Régénère chaque programme périmé de DOSSIER (défaut : PROGRAMMES du dossier de données) "
+     "avec les réponses, l'encodage et les fins de ligne enregistrés, et montre les lignes qui "
+     "ont changé dans chacun.",
+     "--output", CommandeRegenere, Argument::kDossier, "", "vesk regenere"},
+    {"usages", "NOM",
+     "Où NOM est utilisé : fichiers, rubriques, listes de clé, chaînages, domaines, programmes",
+     "Les utilisations de NOM, variable de rubrique, code de domaine, fichier ou table B-arbre : "
+     "les fichiers, rubriques, listes de clé, chaînages et domaines qui le nomment, et les "
+     "programmes enregistrés dans PROGRAMMES du dossier de données qui en sont faits, groupés "
+     "par genre ; statut 1 quand rien ne l'utilise.",
+     "--output", CommandeUsages, Argument::kNomFichier, "", "vesk usages CLNOM"},
+#ifndef _WIN32
+    {"site", "DOSSIER",
+     "Écrit le dictionnaire en site statique dans DOSSIER : pages, diagramme, recherche",
+     "Le dictionnaire en site à parcourir hors ligne (file://) : l'index des fichiers, domaines "
+     "et tables B-arbres, une page par fichier (rubriques, tables, chaînages, utilisations, "
+     "programmes enregistrés dans PROGRAMMES et s'ils sont périmés) et par domaine, le "
+     "diagramme de l'application dessiné par Graphviz, et une recherche. DOSSIER est créé ou "
+     "remplacé en entier, s'il est vide ou si c'est déjà un site ; rien d'autre n'est touché.",
+     "--output", CommandeSite, Argument::kDossier, "", "vesk site /tmp/site"},
+#endif
     {"export", "[FICHIER]",
      "Écrit le dictionnaire entier en texte TOML (sortie, --output ou FICHIER)",
      "Le dictionnaire entier en texte TOML (domaines, fichiers, rubriques, B-arbres, chaînages), "
      "à relire, comparer et réimporter.",
      "--output", CommandeExport, Argument::kFichier, "", "vesk export dico.toml"},
     {"import", "FICHIER",
-     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie)",
+     "Remplace le dictionnaire par le texte TOML de FICHIER (--dry-run : vérifie ; --migrate)",
      "Remplace le dictionnaire par le texte TOML de FICHIER, vérifié en entier puis écrit en un "
-     "seul lot : tout ou rien.",
-     "--dry-run", CommandeImport, Argument::kFichier, "", "vesk import --dry-run dico.toml"},
+     "seul lot : tout ou rien. Quand la disposition de fichiers qui ont des données change, "
+     "l'import est refusé, sauf --migrate : leurs données sont alors converties et mises en "
+     "place avec le dictionnaire, les anciens fichiers gardés dans un dossier de sauvegarde daté "
+     "(--dry-run --migrate montre le plan ; --truncate coupe les textes et arrondit les "
+     "décimales qui ne tiennent pas).",
+     "--dry-run --migrate --truncate", CommandeImport, Argument::kFichier, "",
+     "vesk import --dry-run --migrate dico.toml"},
+    {"donnees", "NOM",
+     "Écrit les enregistrements du fichier NOM lus par le dictionnaire (CSV ; --json)",
+     "Les enregistrements en service du fichier de données NOM, dans l'ordre de leurs numéros, "
+     "lus par les règles de ses rubriques : en CSV (défaut ; le séparateur de vesk.ini, les "
+     "variables en titres, les nombres avec leurs décimales après une virgule, les dates "
+     "jj/mm/aaaa, les booléens O ou N, les pointeurs par leur numéro d'enregistrement) ou en JSON "
+     "(--json : un objet par enregistrement). Un fichier qui dépend de l'entreprise est lu dans "
+     "le dossier de l'entreprise courante (--entreprise). Une valeur que les règles refusent "
+     "reste vide et est nommée sur la sortie d'erreur (statut 1).",
+     "--output --csv --json", CommandeDonnees, Argument::kNomFichier, "",
+     "vesk --entreprise 01 donnees CLIENT --output clients.csv"},
+    {"verifie", "[NOM...]",
+     "Vérifie les données des fichiers NOM (défaut : tous) d'après le dictionnaire (--json)",
+     "Les données de l'application vérifiées d'après le dictionnaire, par fichier et par dossier "
+     "d'entreprise : chaque enregistrement lu par les règles de ses rubriques et de leurs "
+     "domaines, chaque B-arbre avec exactement une clé par enregistrement en service, celle que "
+     "l'enregistrement donne, chaque chaînage entier, le fichier d'accord avec son en-tête. Un "
+     "bilan par fichier (enregistrements, problèmes par genre avec les premiers numéros "
+     "d'enregistrement) ; --json pour les outils. Rien n'est écrit : un dossier en lecture seule "
+     "se vérifie aussi. Le code de sortie est 1 au moindre problème.",
+     "--output --json", CommandeVerifie, Argument::kNomFichier, "", "vesk verifie CLIENT FACTUR"},
     {"config", "", "Affiche la configuration effective (vesk.ini et options), ou la change (--set)",
      "La configuration effective : vesk.ini du dossier de données et les options, au format de "
      "vesk.ini. Avec --set CLE=VALEUR, change cette clé dans vesk.ini (créé s'il manque) en "
@@ -112,6 +173,25 @@ constexpr Commande kCommandes[] = {
      "L'aide générale, ou celle de la commande COMMANDE : son usage, ses arguments et ses "
      "options.",
      "", CommandeAide, Argument::kCommande, "", "vesk help reconsba"},
+#ifdef VESK_AVEC_PG
+    {"copie", "SOURCE DESTINATION",
+     "Copie les données d'un dossier dans une base PostgreSQL vide, ou d'une base dans un dossier",
+     "Copie toutes les données d'une application, le dictionnaire compris (fichiers de données "
+     "avec leurs enregistrements supprimés, B-arbres, textes .DOM, de chaque entreprise), d'un "
+     "dossier de données dans une base PostgreSQL vide (postgresql://..., en une transaction), ou "
+     "d'une base dans un dossier sans données (les fichiers mis en place ensemble). Le mot de "
+     "passe vient de ~/.pgpass ou PGPASSWORD, jamais de l'adresse ; schema=NOM choisit le schéma "
+     "racine (vesk par défaut). Une barre de progression dans un terminal.",
+     "", CommandeCopie, Argument::kDossier, "",
+     "vesk copie /srv/appli postgresql://serveur/compta"},
+    {"sql", "vues|ddl", "Crée les vues SQL typées des données d'une base, ou les écrit en SQL",
+     "Sur des données dans une base PostgreSQL (stockage = postgresql://... dans vesk.ini) : "
+     "« vues » crée ou remplace, pour chaque fichier spécifié, la vue v_NOM de son schéma, une "
+     "colonne par rubrique nommée d'après sa variable (texte, nombre avec ses décimales, entier, "
+     "date, booléen), ainsi que les fonctions SQL qui décodent les enregistrements ; « ddl » écrit "
+     "ces fonctions et ces vues en SQL sans rien changer. import et entfic refont les vues.",
+     "--output", CommandeSql, Argument::kAucun, "", "vesk sql ddl --output vues.sql"},
+#endif
 };
 
 // The words of a usage or an option list, separated by spaces.

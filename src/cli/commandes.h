@@ -10,9 +10,14 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/options.h"
 #include "srv/config/configuration.h"
+
+namespace vesk {
+class Session;
+}  // namespace vesk
 
 namespace vesk::cli {
 
@@ -87,6 +92,9 @@ int Edite(Contexte& contexte, const std::function<void(Composant&)>& edite, std:
 // Shows generated code in the viewer "Génération de Code" in a terminal, otherwise writes it to
 // the output in the encoding and line ends asked for; 1 when the generation reported anomalies.
 int SortieCode(Contexte& contexte, std::string texte, size_t anomalies);
+// Generated code (lines preceded by CR LF) in the given line ends and encoding (ErreurService
+// when a character has no place in cp1252).
+std::string ConvertitCode(std::string texte, Encodage encodage, FinDeLigne fin);
 
 // The commands that exist, in menu order.
 std::span<const Commande> Commandes();
@@ -114,7 +122,19 @@ int CommandeGenPS(Contexte& contexte);
 int CommandeGenPE(Contexte& contexte);
 int CommandeExport(Contexte& contexte);
 int CommandeImport(Contexte& contexte);
+int CommandeDonnees(Contexte& contexte);
+int CommandeVerifie(Contexte& contexte);
+int CommandePerimes(Contexte& contexte);
+int CommandeRegenere(Contexte& contexte);
+int CommandeUsages(Contexte& contexte);
+int CommandeSite(Contexte& contexte);  // Linux builds only
 int CommandeAide(Contexte& contexte);
+int CommandeCopie(Contexte& contexte);  // built with the database store only
+int CommandeSql(Contexte& contexte);    // built with the database store only
+// Makes again the typed views of a database store from the dictionary of the open session (or,
+// ddl not null, writes their SQL there instead), and drops those of files that have none any
+// more; gives the number of views made and dropped. Built with the database store only.
+std::pair<size_t, size_t> RafraichitVues(Contexte& contexte, Session& session, std::string* ddl);
 
 }  // namespace vesk::cli
 

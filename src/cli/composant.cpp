@@ -9,6 +9,7 @@
 #include "srv/report/pdf/pdf_renderer.h"
 #endif
 #include "srv/hote/interface_hote.h"
+#include "srv/tui/barre_progression.h"
 
 namespace vesk::cli {
 
@@ -38,10 +39,9 @@ Composant::~Composant() {
 }
 
 void Composant::Ouvre(bool exige_dictionnaire) {
+  etat_ = &Etat();  // main's thread: the one lookup of the run
   if (exige_dictionnaire) {
-    bool existe = false;
-    Etat().Donnee().Existe("FIC.DAT", existe);
-    if (!existe) {
+    if (!DictionnaireExiste(*etat_)) {
       throw ErreurService("Ouverture du dictionnaire", dossier_,
                           "aucun dictionnaire dans ce dossier (vesk init le crée)");
     }
@@ -52,11 +52,12 @@ void Composant::Ouvre(bool exige_dictionnaire) {
 
 std::vector<std::string> Composant::EditionsEcrites() {
   std::vector<std::string> fichiers;
-  Etat().Edition().FichiersEcrits(fichiers);
+  etat_->Edition().FichiersEcrits(fichiers);
   return fichiers;
 }
 
 void Composant::Termine() {
+  etat_ = nullptr;
   OublieEtat();
   if (session_ != nullptr && session_->Restantes() > 0) {
     const script::Reponse* r = session_->Regarde();
@@ -77,6 +78,13 @@ void Composant::Termine() {
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
                                           const std::string& fichier_edition,
                                           bool exige_dictionnaire) {
+  std::unique_ptr<Composant> composant = InstalleServices(contexte, config, fichier_edition);
+  composant->Ouvre(exige_dictionnaire);
+  return composant;
+}
+
+std::unique_ptr<Composant> InstalleServices(Contexte& contexte, const Configuration& config,
+                                            const std::string& fichier_edition) {
   const OptionsLigne& o = contexte.Options();
   std::shared_ptr<script::Session> session;
   std::shared_ptr<std::ofstream> transcription;
@@ -100,15 +108,14 @@ std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuratio
   editions.flux = [&sortie = contexte.SortieStandard()](std::string_view texte) {
     sortie << texte;
   };
+  editions.suivi = tui::BarreSurErreurs;  // drawn only when the error stream is a terminal
 #ifndef _WIN32
   editions.pdf = report::MakePdfRenderer;  // Windows: text listings
 #endif
   options.interface.edition = Editions(config, std::move(editions));
   OublieEtat();
   InstalleServicesThread(CreateurStandard(std::move(options)));
-  auto composant = std::make_unique<Composant>(session, transcription, config.dossier);
-  composant->Ouvre(exige_dictionnaire);
-  return composant;
+  return std::make_unique<Composant>(session, transcription, config.dossier);
 }
 
 Configuration DossierCible(Contexte& contexte) {

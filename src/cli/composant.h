@@ -13,6 +13,7 @@
 
 #include "cli/commandes.h"
 #include "core/ass.h"
+#include "core/session.h"
 #include "srv/config/configuration.h"
 #include "srv/script/session.h"
 
@@ -29,6 +30,8 @@ class Composant {
   Composant& operator=(const Composant&) = delete;
 
   AsS& Ass() { return *ass_; }
+  // The session of main's thread, which the component's commands are given.
+  vesk::Session& Session() { return *etat_; }
   // Opens the dictionary (OuvS creates its files when they are absent; with exige_dictionnaire
   // a folder without a dictionary is an error instead).
   void Ouvre(bool exige_dictionnaire);
@@ -40,6 +43,7 @@ class Composant {
 
  private:
   std::shared_ptr<AsS> ass_;
+  vesk::Session* etat_ = nullptr;
   std::shared_ptr<script::Session> session_;
   std::shared_ptr<std::ofstream> transcription_;
   std::string dossier_;
@@ -51,6 +55,10 @@ class Composant {
 std::unique_ptr<Composant> OuvreComposant(Contexte& contexte, const Configuration& config,
                                           const std::string& fichier_edition = "",
                                           bool exige_dictionnaire = false);
+// The same services without opening the dictionary (Composant::Ouvre not called): for what
+// must work on a dictionary that does not open, its trees rebuilt from its files.
+std::unique_ptr<Composant> InstalleServices(Contexte& contexte, const Configuration& config,
+                                            const std::string& fichier_edition = "");
 
 // Creates the folder named by the command's only argument (or takes the configured data folder
 // when there is none) and gives the configuration of that folder.

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 
@@ -33,9 +34,11 @@ void EcritConfiguration(const std::string& dossier) {
 
 }  // namespace
 
-void RemplitDemo(const std::string& dossier) {
+void RemplitDemo(Session& s, const std::string& dossier) {
   EcritConfiguration(dossier);
-  const std::string actuel = fic::EcritToml(fic::LitDictionnaire());
+  fic::ModeleDictionnaire modele = fic::LitDictionnaire(s);
+  fic::LitDefinitions(s, modele);
+  const std::string actuel = fic::EcritToml(modele);
   const std::string demo = fic::EcritToml(fic::LitToml(kDemo, kNomDemo));
   if (actuel == demo) return;
   if (actuel != fic::EcritToml(fic::ModeleDictionnaire{})) {
@@ -43,7 +46,7 @@ void RemplitDemo(const std::string& dossier) {
                         "ce dossier contient déjà un autre dictionnaire : la démonstration ne le "
                         "remplace pas");
   }
-  fic::ImporteDictionnaire(kDemo, kNomDemo, false);
+  fic::ImporteDictionnaire(s, kDemo, kNomDemo, false);
 }
 
 }  // namespace vesk::cli

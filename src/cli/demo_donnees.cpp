@@ -7,8 +7,8 @@
 #include <random>
 
 #include "cli/demo.h"
-#include "core/etat_module.h"
 #include "core/proprietaire_texte.h"
+#include "core/session.h"
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
@@ -32,9 +32,10 @@ constexpr const char* kReglements[] = {"COMPT", "30J", "30FM", "45FM", "60J"};
 constexpr const char* kTva[] = {"N", "N", "N", "I", "R", "E"};
 constexpr int kClients = 300, kFactures = 800;
 
-std::string Fixe(std::string texte, size_t largeur) {
-  texte.resize(largeur, ' ');
-  return texte;
+// texte cut or padded to largeur characters (not bytes: "é" is two bytes of UTF-8 and one of
+// the record, so a field padded by bytes would shift every field after it).
+std::string Fixe(std::string_view texte, size_t largeur) {
+  return text::FixedWidth(texte, largeur);
 }
 
 // Bytes on disk as record text (every byte has its character, Windows-1252).
@@ -75,6 +76,9 @@ std::string Code(const char* prefixe, int n, size_t largeur) {
 // The owners of the demo's files live as long as the thread's module state, which keeps the
 // files open.
 struct Demo {
+  explicit Demo(Session& session) : s(session) {}
+
+  Session& s;
   ProprietaireTexte client{"CLIENT"}, facture{"FACTUR"}, ligne{"FACLIG"};
   int16_t cli1 = 0, cli2 = 0, fac1 = 0;
   std::vector<std::string> cles_cli2;  // the secondary key of each customer
@@ -83,7 +87,7 @@ struct Demo {
 };
 
 void Ouvre(Demo& d) {
-  Session& e = Etat();
+  Session& e = d.s;
   e.Donnee().Donnee(true, "CLIENT", 128, d.client.fichier, &d.client, "Clients", "", "", true);
   e.Donnee().Donnee(true, "FACTUR", 32, d.facture.fichier, &d.facture, "Factures", "", "", true);
   e.Donnee().Donnee(true, "FACLIG", 32, d.ligne.fichier, &d.ligne, "Lignes de factures", "", "",
@@ -95,7 +99,7 @@ void Ouvre(Demo& d) {
 }
 
 void Clients(Demo& d) {
-  Session& e = Etat();
+  Session& e = d.s;
   for (int i = 1; i <= kClients; ++i) {
     const int n = d.Tire(18), v = d.Tire(15);
     const std::string code = Code("C", i, 6);
@@ -114,7 +118,7 @@ void Clients(Demo& d) {
 // One invoice: its lines first drawn (their total is the invoice's amount), then the header
 // inserted and the lines chained under it.
 void Facture(Demo& d, int i) {
-  Session& e = Etat();
+  Session& e = d.s;
   const int nb = 1 + d.Tire(5);
   std::vector<std::string> lignes;
   double total = 0;
@@ -137,7 +141,7 @@ void Facture(Demo& d, int i) {
 // Some records given back: every 17th customer, every 23rd invoice with its lines, and the
 // first line of every 29th invoice.
 void Suppressions(Demo& d) {
-  Session& e = Etat();
+  Session& e = d.s;
   bool trouve = false;
   for (int i = 17; i <= kClients; i += 17) {
     const std::string code = Code("C", i, 6);
@@ -165,9 +169,8 @@ void Suppressions(Demo& d) {
 
 }  // namespace
 
-void RemplitDonneesDemo() {
-  Session& e = Etat();
-  auto demo = std::make_shared<Demo>();  // the owners of the files, kept while they are open
+void RemplitDonneesDemo(Session& e) {
+  auto demo = std::make_shared<Demo>(e);  // the owners of the files, kept while they are open
   e.Garde(demo);
   Demo& d = *demo;
   Ouvre(d);  // creates the absent files, empty, outside the batch

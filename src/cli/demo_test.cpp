@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <random>
 
+#include "cli/verification.h"
 #include "core/ass.h"
 #include "core/etat_module.h"
 #include "fic/dictionnaire_texte.h"
@@ -59,7 +60,7 @@ class DemoTest : public ::testing::Test {
 TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   for (int fois = 0; fois < 2; ++fois) {
     auto ass = Ouvre();
-    RemplitDemo(dossier_);
+    RemplitDemo(Etat(), dossier_);
   }
   auto ass = Ouvre();
   Session& etat = Etat();
@@ -89,12 +90,13 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
   EXPECT_EQ(somme, 71);
   OublieEtat();
 
-  isam::RapportVerif rapport;
-  ASSERT_TRUE(isam::VerifieDossier(isam::Env::Default(), dossier_,
-                                   {{dossier_ + "/FIC.DAT", dossier_ + "/LFIC.DAT", 12, 15, 0, 3}},
-                                   &rapport)
+  isam::FolderReport rapport;
+  const vesk::cli::ControlesDictionnaire controles =
+      vesk::cli::ControlesDuDossier(dossier_, &rapport);
+  ASSERT_TRUE(isam::VerifyFolder(isam::Env::Default(), dossier_, controles.chainages, &rapport,
+                                 controles.cles)
                   .ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
   EXPECT_TRUE(fs::exists(fs::path(dossier_) / "TVA.DOM"));
 }
 
@@ -103,7 +105,7 @@ TEST_F(DemoTest, FillsASoundDictionaryOnceEvenWhenRunTwice) {
 TEST_F(DemoTest, EmptyDataFilesAreFilledOnce) {
   for (int fois = 0; fois < 3; ++fois) {
     auto ass = Ouvre("01");
-    RemplitDemo(dossier_);
+    RemplitDemo(Etat(), dossier_);
     if (fois == 0) {
       for (const char* nom : {"CLIENT", "FACTUR", "FACLIG"}) {
         int16_t fichier = 0;
@@ -112,7 +114,7 @@ TEST_F(DemoTest, EmptyDataFilesAreFilledOnce) {
       }
       continue;
     }
-    RemplitDonneesDemo();
+    RemplitDonneesDemo(Etat());
     ass = Ouvre("01");
     int16_t arbre = 0, fichier = 0;
     Etat().Donnee().Donnee(true, "CLIENT", 128, fichier, nullptr, "", "", "", false);
@@ -128,16 +130,17 @@ TEST_F(DemoTest, EmptyDataFilesAreFilledOnce) {
 TEST_F(DemoTest, RefusesAFolderWithAnotherDictionary) {
   auto ass = Ouvre();
   fic::ImporteDictionnaire(
+      Etat(),
       "version = 1\n[fichiers.PAIE]\nrubriques = [{ nom = \"N\", type = \"A\", total = 8, "
       "variable = \"PNOM\" }]\n",
       "paie.toml", false);
   try {
-    RemplitDemo(dossier_);
+    RemplitDemo(Etat(), dossier_);
     FAIL() << "la démonstration a remplacé le dictionnaire";
   } catch (const ErreurService& e) {
     EXPECT_NE(std::string(e.what()).find("un autre dictionnaire"), std::string::npos) << e.what();
   }
-  EXPECT_NE(fic::ExporteDictionnaire().find("[fichiers.PAIE]"), std::string::npos);
+  EXPECT_NE(fic::ExporteDictionnaire(Etat()).find("[fichiers.PAIE]"), std::string::npos);
 }
 
 }  // namespace

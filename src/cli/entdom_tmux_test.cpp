@@ -248,8 +248,8 @@ namespace {
 TEST_F(EntDomTmux, ARebuildShowsItsProgressOnTheTerminalOnly) {
   std::ofstream(dossier_ / "grand.toml")
       << "version = 1\n[fichiers.GRAND]\nlongueur = 32\nrubriques = [{ nom = \"CODE\", type = "
-         "\"A\", total = 8, variable = \"CODE\" }]\n[barbres.GR1]\nfichier = \"GRAND\"\n"
-         "nature = \"P\"\ncle = \"[[CODE,_,_]]\"\n";
+         "\"A\", total = 8, variable = \"CODEA\" }]\n[barbres.GR1]\nfichier = \"GRAND\"\n"
+         "nature = \"P\"\ncle = \"[[CODEA,_,_]]\"\n";
   const std::string vesk = "cd " + dossier_.string() + " && " + VESK_BINAIRE;
   ASSERT_EQ(std::system((vesk + " init grand >/dev/null").c_str()), 0);
   ASSERT_EQ(std::system((vesk + " --data grand import grand.toml >/dev/null").c_str()), 0);

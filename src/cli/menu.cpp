@@ -19,7 +19,7 @@ namespace vesk::cli {
 
 namespace {
 
-constexpr std::string_view kColonnes = "[[G,8,Commande],[G,72,Description]]";
+constexpr std::string_view kColonnes = "[[G,8,Commande],[G,68,Description]]";
 constexpr std::string_view kTitre = "Vesk : Gestion des Fichiers et B-Arbre d'Application";
 
 // The commands offered: the screens and listings of the data folder.
@@ -31,9 +31,10 @@ bool DansLeMenu(const Commande& c) {
   return false;
 }
 
-// A list text cannot hold commas or brackets inside an element.
+// A description as the menu shows it: without its part in brackets, which names the command
+// line's options, and without the commas or brackets a list text cannot hold in an element.
 std::string Element(std::string_view texte) {
-  std::string propre(texte);
+  std::string propre(texte.substr(0, texte.find(" (")));
   for (char& c : propre) {
     if (c == ',') c = ';';
     if (c == '[' || c == ']') c = ' ';
@@ -83,6 +84,8 @@ void Lance(const Commande& commande, Contexte& contexte) {
     Contexte pour_commande(contexte.Config(), options, contexte.SortieStandard(),
                            contexte.Erreurs());
     commande.execute(pour_commande);
+  } catch (const Interruption&) {
+    throw;  // Ctrl+C leaves vesk, not only the command
   } catch (const ErreurService& e) {
     contexte.Erreurs() << "vesk : " << e.what() << "\n";
   }

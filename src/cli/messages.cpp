@@ -15,7 +15,7 @@ bool OperationInterne(std::string_view operation) {
 
 std::string TexteUtilisateur(const ErreurService& e) {
   const bool usage = dynamic_cast<const ErreurUsage*>(&e) != nullptr;
-  if (!usage && !OperationInterne(e.Operation())) return e.what();
+  if (!usage && !OperationInterne(e.Operation())) return e.Texte();
   if (e.Objet().empty()) return e.Message();
   return e.Objet() + " : " + e.Message();
 }

@@ -22,6 +22,10 @@ const OptionAide kOptions[] = {
      "Écrit le résultat dans FICHIER (« - » : la sortie standard) ; une édition va dans un "
      "fichier .pdf ou .txt, ou en texte sur la sortie standard",
      Genre::kFichier, "", false, &O::sortie},
+    {"--output-dir", "", "[DOSSIER]",
+     "Écrit le programme NOM.bas dans DOSSIER (sans valeur : PROGRAMMES du dossier de données) et "
+     "l'enregistre pour vesk perimes et vesk regenere",
+     Genre::kDossier, "", false, &O::dossier_programmes, nullptr, nullptr, nullptr, true},
     {"--script", "", "FICHIER", "Rejoue les réponses d'un script au lieu de lire le clavier",
      Genre::kFichier, "", false, &O::script},
     {"--transcript", "", "FICHIER",
@@ -31,8 +35,11 @@ const OptionAide kOptions[] = {
      Genre::kChoix, "utf8 cp1252", false, nullptr, &O::encodage_texte},
     {"--eol", "", "crlf|lf", "Fins de ligne du code généré : crlf (défaut) ou lf", Genre::kChoix,
      "crlf lf", false, nullptr, &O::fin_texte},
-    {"--csv", "", "", "Un programme de sortie au format CSV (défaut)", Genre::kDrapeau, "", false,
-     nullptr, nullptr, &O::csv},
+    {"--csv", "", "",
+     "Au format CSV (défaut) : le programme de sortie (genpe), les enregistrements (donnees)",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::csv},
+    {"--json", "", "", "Au format JSON : les enregistrements (donnees), le bilan (verifie)",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::json},
     {"--edition", "", "", "Un programme d'édition imprimée", Genre::kDrapeau, "", false, nullptr,
      nullptr, &O::edition},
     {"--tous", "", "", "Reconstruit tous les fichiers, sans écran", Genre::kDrapeau, "", false,
@@ -40,8 +47,17 @@ const OptionAide kOptions[] = {
     {"--force", "", "",
      "Compacte même quand des rubriques E ne suivent aucun chaînage (sans écran)", Genre::kDrapeau,
      "", false, nullptr, nullptr, &O::force},
-    {"--dry-run", "", "", "Vérifie le texte sans rien écrire", Genre::kDrapeau, "", false, nullptr,
-     nullptr, &O::essai},
+    {"--dictionnaire", "", "",
+     "Reconstruit les B-arbres du dictionnaire depuis ses fichiers, sans lire les anciens",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::dictionnaire},
+    {"--dry-run", "", "", "Vérifie le texte sans rien écrire (avec --migrate : le plan)",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::essai},
+    {"--migrate", "", "",
+     "Convertit les données des fichiers dont la disposition change, avec le dictionnaire",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::migre},
+    {"--truncate", "", "",
+     "Avec --migrate : coupe les textes et arrondit les décimales qui ne tiennent pas",
+     Genre::kDrapeau, "", false, nullptr, nullptr, &O::tronque},
     {"--application", "", "NOM", "Nom de l'application écrit dans vesk.ini", Genre::kTexte, "",
      false, &O::application},
     {"--set", "", "CLE=VALEUR",
@@ -81,6 +97,7 @@ void DeclareOptions(CLI::App& app, OptionsLigne& o) {
       continue;  // --version: declared by the application
     }
     if (!d.valeur.empty()) option->type_name(std::string(d.valeur));
+    if (d.valeur_facultative) option->expected(0, 1);
   }
   app.add_option("commande", o.commande, "La commande à exécuter (sans commande : le menu)");
   app.add_option("arguments", o.arguments, "Les arguments de la commande");

@@ -23,23 +23,28 @@ enum class Encodage { kUtf8, kCp1252 };
 enum class FinDeLigne { kCrLf, kLf };
 
 struct OptionsLigne {
-  std::optional<std::string> data;           // --data DIR
-  std::optional<std::string> entreprise;     // --entreprise NAME, over vesk.ini
-  std::optional<std::string> application;    // --application NAME (init)
-  std::optional<std::string> script;         // --script FILE (scripted screens)
-  std::optional<std::string> transcription;  // --transcript FILE (with --script)
-  std::optional<std::string> sortie;         // --output FILE ("-": standard output)
-  std::vector<std::string> reglages;         // --set key=value (config), in order
-  std::string encodage_texte = "utf8";       // --encoding, as typed
-  std::string fin_texte = "crlf";            // --eol, as typed
+  std::optional<std::string> data;                // --data DIR
+  std::optional<std::string> entreprise;          // --entreprise NAME, over vesk.ini
+  std::optional<std::string> application;         // --application NAME (init)
+  std::optional<std::string> script;              // --script FILE (scripted screens)
+  std::optional<std::string> transcription;       // --transcript FILE (with --script)
+  std::optional<std::string> sortie;              // --output FILE ("-": standard output)
+  std::optional<std::string> dossier_programmes;  // --output-dir [DIR] ("": the default)
+  std::vector<std::string> reglages;              // --set key=value (config), in order
+  std::string encodage_texte = "utf8";            // --encoding, as typed
+  std::string fin_texte = "crlf";                 // --eol, as typed
   Encodage encodage = Encodage::kUtf8;
   FinDeLigne fin_de_ligne = FinDeLigne::kCrLf;
   bool aide = false;                   // -h, --help
   bool essai = false;                  // --dry-run: check only (import)
-  bool csv = false;                    // --csv: genpe NOM writes a CSV export
+  bool migre = false;                  // --migrate: import converts the data that follows
+  bool tronque = false;                // --truncate: the migration cuts and rounds
+  bool csv = false;                    // --csv: genpe NOM writes a CSV export; donnees as CSV
+  bool json = false;                   // --json: donnees, verifie write JSON
   bool edition = false;                // --edition: genpe NOM writes a printed report
   bool tous = false;                   // --tous: reconsba rebuilds every file
   bool force = false;                  // --force: reconsba goes on past E fields it cannot follow
+  bool dictionnaire = false;           // --dictionnaire: reconsba rebuilds the dictionary's trees
   std::string commande;                // empty: the menu
   std::vector<std::string> arguments;  // what follows the command
 };
@@ -66,6 +71,7 @@ struct OptionAide {
   std::string OptionsLigne::*chaine = nullptr;
   bool OptionsLigne::*drapeau = nullptr;
   std::vector<std::string> OptionsLigne::*liste = nullptr;
+  bool valeur_facultative = false;  // the option may be given without its value
 };
 
 // Every option, in the order of the help.

@@ -4,51 +4,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "cli/testing/binaire.h"
+#include "cli/verification.h"
 #include "platform/platform.h"
 #include "srv/isam/verify.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Execution {
-  int status;
-  std::string sortie;
-  std::string erreurs;
-};
-
-std::string Contenu(const fs::path& chemin) {
-  std::ifstream in(chemin, std::ios::binary);
-  std::stringstream tout;
-  tout << in.rdbuf();
-  return tout.str();
-}
-
-class VeskTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dossier_ =
-        fs::temp_directory_path() / ("vesk_bin_" + std::to_string(vesk::platform::HorlogeNs()));
-    fs::create_directories(dossier_ / "donnees");
-  }
-  void TearDown() override { fs::remove_all(dossier_); }
-
-  // Runs `env vesk arguments` in the test folder (arguments are trusted shell words).
-  Execution Lance(const std::string& arguments, const std::string& env = "") {
-    std::string commande = "cd '" + dossier_.string() + "' && env -u VESK_DATA " + env + " '" +
-                           VESK_BINAIRE + "' " + arguments + " >sortie.txt 2>erreurs.txt";
-    int brut = std::system(commande.c_str());
-    int status = WIFEXITED(brut) ? WEXITSTATUS(brut) : -1;
-    return {status, Contenu(dossier_ / "sortie.txt"), Contenu(dossier_ / "erreurs.txt")};
-  }
-
-  fs::path dossier_;
-};
+using vesk::cli::testing::Contenu;
+using vesk::cli::testing::Execution;
+using vesk::cli::testing::VeskTest;
 
 TEST_F(VeskTest, HelpAndVersion) {
   Execution aide = Lance("--help");
@@ -205,9 +177,13 @@ TEST_F(VeskTest, DeclWritesTheDeclarationsOfAFileInTheAskedForm) {
                            "claration\n"),
             std::string::npos);
 
+  // Refused before the generator runs, as genps refuses it: no text, no anomaly.
   Execution inconnu = Lance("--data demo decl ABSENT");
   EXPECT_EQ(inconnu.status, 1);
-  EXPECT_NE(inconnu.erreurs.find("@ ABSENT@ Inconnu"), std::string::npos) << inconnu.erreurs;
+  EXPECT_NE(inconnu.erreurs.find("ABSENT : fichier non spécifié"), std::string::npos)
+      << inconnu.erreurs;
+  EXPECT_EQ(inconnu.erreurs.find("Inconnu"), std::string::npos) << inconnu.erreurs;
+  EXPECT_EQ(inconnu.sortie, "");
 }
 
 namespace {
@@ -219,11 +195,11 @@ std::string GrandDictionnaire(int n, const std::string& tag) {
     const std::string nom = tag + std::to_string(1000 + f);
     t += "[fichiers." + nom + "]\nrubriques = [\n";
     for (int r = 0; r < 20; ++r) {
-      t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"V" +
+      t += "{ nom = \"R" + std::to_string(r) + "\", type = \"A\", total = 4, variable = \"W" +
            std::to_string(r) + "\" },\n";
     }
     t += "]\n[barbres." + nom + "]\nfichier = \"" + nom +
-         "\"\nnature = \"P\"\ncle = \"[[V0,_,_]]\"\n";
+         "\"\nnature = \"P\"\ncle = \"[[W0,_,_]]\"\n";
   }
   return t;
 }
@@ -299,12 +275,12 @@ TEST_F(VeskTest, AnImportKilledAtAnyInstantLeavesTheOldOrTheNewDictionary) {
     const std::string apres = Lance("--data donnees export").sortie;
     ASSERT_TRUE(apres == ancien || apres == nouveau) << "tué après " << delai_ms << " ms";
     const std::string d = (dossier_ / "donnees").string();
-    vesk::isam::RapportVerif rapport;
-    ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d,
-                                           {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
-                                           &rapport)
+    vesk::isam::FolderReport rapport;
+    ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d,
+                                         {{d + "/FIC.DAT", d + "/LFIC.DAT", 12, 15, 0, 3}},
+                                         &rapport)
                     .ok());
-    ASSERT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
+    ASSERT_TRUE(rapport.problems.empty()) << rapport.problems.front();
     if (apres == nouveau) {
       ++nouveaux;
       ASSERT_EQ(Lance("--data donnees import ancien.toml").status, 0);
@@ -336,14 +312,53 @@ TEST_F(VeskTest, TheSpecificationListingsAndTheBTreeInspection) {
   Execution lecture = Lance("--data donnees --script lecture.script lectba --output dom.txt");
   EXPECT_EQ(lecture.status, 0) << lecture.erreurs;
   EXPECT_NE(Contenu(dossier_ / "dom.txt").find("PAYS|REGLT|TVA"), std::string::npos);
+  // A tree named: no screen, no terminal; its keys' accents as they are.
+  Execution nomme = Lance("--data donnees lectba cli2 --output cli2.txt </dev/null");
+  EXPECT_EQ(nomme.status, 0) << nomme.erreurs;
+  EXPECT_NE(Contenu(dossier_ / "cli2.txt").find("Bernard NéBarce|"), std::string::npos);
+  // Damaged: listed all the same, and the status says it.
+  {
+    std::fstream f(dossier_ / "donnees" / "01" / "CLI2.DAB",
+                   std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(4096 + 64);
+    f.write(std::string(200, '\xEE').data(), 200);
+  }
+  Execution abime = Lance("--data donnees lectba CLI2 --output abime.txt </dev/null");
+  EXPECT_EQ(abime.status, 1);
+  EXPECT_EQ(abime.sortie, "Édition écrite dans abime.txt\n");
+  EXPECT_EQ(abime.erreurs.rfind("vesk : B-arbre CLI2 endommagé : ", 0), 0u) << abime.erreurs;
+  Execution inconnu_b = Lance("--data donnees lectba NOPE </dev/null");
+  EXPECT_EQ(inconnu_b.status, 1);
+  EXPECT_NE(inconnu_b.erreurs.find("aucun B-arbre ouvert de ce nom (ouverts : FIC, DOM, BA"),
+            std::string::npos)
+      << inconnu_b.erreurs;
 
-  // The application's listing as PDF, read back.
+  // The application's listing as PDF, read back: named apart from the list of files, with an
+  // outline entry per file at its first page.
   Execution pdf = Lance("--data donnees ficapp");
   EXPECT_EQ(pdf.status, 0) << pdf.erreurs;
-  const std::string prefixe = "Édition écrite dans ";
+  const std::string prefixe = "Édition écrite dans donnees/EDITIONS/EDITION_APPLICATION_";
   ASSERT_EQ(pdf.sortie.rfind(prefixe, 0), 0u) << pdf.sortie;
-  const std::string chemin =
-      pdf.sortie.substr(prefixe.size(), pdf.sortie.size() - prefixe.size() - 1);
+  const size_t debut = pdf.sortie.find("donnees/");
+  const std::string chemin = pdf.sortie.substr(debut, pdf.sortie.size() - debut - 1);
+  if (std::system("pdftohtml -v >/dev/null 2>&1") == 0) {
+    ASSERT_EQ(std::system(("cd '" + dossier_.string() + "' && pdftohtml -xml -i -stdout '" +
+                           chemin + "' >plan.xml 2>/dev/null")
+                              .c_str()),
+              0);
+    EXPECT_NE(Contenu(dossier_ / "plan.xml")
+                  .find("<outline>\n<item page=\"1\">CLIENT</item>\n<item page=\"2\">FACLIG"
+                        "</item>\n<item page=\"3\">FACTUR</item>\n</outline>"),
+              std::string::npos)
+        << Contenu(dossier_ / "plan.xml");
+  }
+  // As text, a form feed before each file but the first (which follows the list).
+  ASSERT_EQ(Lance("--data donnees ficapp --output app.txt").status, 0);
+  const std::string app = Contenu(dossier_ / "app.txt");
+  EXPECT_EQ(std::count(app.begin(), app.end(), '\f'), 2);
+  EXPECT_LT(app.find("CLIENTD%"), app.find('\f'));
+  EXPECT_LT(app.find('\f'), app.find("FACLIGD%"));
+  EXPECT_LT(app.rfind('\f'), app.find("Longueur :  64 - No Canal : FACTURD%"));
   if (std::system("pdftotext -v >/dev/null 2>&1") == 0) {
     ASSERT_EQ(
         std::system(("cd '" + dossier_.string() + "' && pdftotext -layout '" + chemin + "' app.txt")
@@ -448,18 +463,27 @@ TEST_F(VeskTest, ReconsbaOnTheDemoData) {
   EXPECT_NE(lignes.sortie.find("Travaux post-reconstruction : Attention veuillez verifier"),
             std::string::npos);
   const std::string d = (dossier_ / "donnees").string();
-  std::vector<vesk::isam::ChainageVerif> chainages;
-  vesk::isam::RapportVerif rapport;
-  ASSERT_TRUE(vesk::isam::ChainagesDuDictionnaire(vesk::isam::Env::Default(), d, {d + "/01"},
-                                                  &chainages, &rapport)
+  vesk::isam::FolderReport rapport;
+  const vesk::cli::ControlesDictionnaire controles = vesk::cli::ControlesDuDossier(d, &rapport);
+  ASSERT_TRUE(vesk::isam::VerifyFolder(vesk::isam::Env::Default(), d, controles.chainages, &rapport,
+                                       controles.cles)
                   .ok());
-  ASSERT_TRUE(vesk::isam::VerifieDossier(vesk::isam::Env::Default(), d, chainages, &rapport).ok());
-  EXPECT_TRUE(rapport.problemes.empty()) << rapport.problemes.front();
-  EXPECT_EQ(rapport.supprimes, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
+  EXPECT_TRUE(rapport.problems.empty()) << rapport.problems.front();
+  EXPECT_EQ(rapport.deleted, 17u + 34u);  // CLIENT's and FACTUR's deleted records are left
 
   std::ofstream(dossier_ / "choix.script") << "choose 6\nok\n";
   Execution ecran = Lance("--data donnees --script choix.script --transcript choix.txt reconsba");
   EXPECT_EQ(ecran.status, 0) << ecran.erreurs;
+  // The summary once the screen is closed.
+  EXPECT_EQ(ecran.sortie.rfind("CLIENT : 283 enregistrements gardés, 17 supprimés ; B-Arbre CLI1 "
+                               ": 283 clés ; B-Arbre CLI2 : 283 clés (",
+                               0),
+            0u)
+      << ecran.sortie;
+  EXPECT_NE(ecran.sortie.find("\nTravaux post-reconstruction : Attention"), std::string::npos);
+  std::ofstream(dossier_ / "rien.script") << "choose none\n";
+  EXPECT_EQ(Lance("--data donnees --script rien.script reconsba").sortie,
+            "Aucun fichier choisi : rien n'est reconstruit.\n");
   const std::string t = Contenu(dossier_ / "choix.txt");
   EXPECT_NE(t.find("-> 6 «[[CLIENT,CLI1 CLI2]]»"), std::string::npos) << t;
   EXPECT_NE(t.find("Message B «17 Nb Enregist Supprimés"), std::string::npos) << t;

@@ -24,6 +24,22 @@ void OuvreArbre(Session& etat, const FichierDictionnaire& f, int16_t& arbre) {
   etat.BArbre().B_Arbre(false, f.nom, f.longueur_cle, "P", arbre, "", true);
 }
 
+// A dictionary tree must hold one key per live record of its file: a tree or file damaged, or
+// a tree lost and recreated, shows first as a difference of their counts, which every command
+// checks cheaply (from the headers) before it reads anything; the export checks key by key.
+void AccordArbre(Session& etat, const FichierDictionnaire& f, int16_t arbre, int16_t fichier) {
+  int64_t cles = 0;
+  int32_t vivants = 0;
+  etat.BArbre().Comptes(arbre, fichier, cles, vivants);
+  if (cles == vivants) return;
+  const std::string nom = text::UpperAscii(f.nom);
+  throw ErreurService("OuvS", nom + ".DAB",
+                      nom + ".DAB compte " + std::to_string(cles) + " clé(s) et " + nom + ".DAT " +
+                          std::to_string(vivants) +
+                          " enregistrement(s) : le dictionnaire est endommagé",
+                      true);
+}
+
 void Lit(Session& etat, int16_t fichier, int32_t e, Enregistrement& champs) {
   std::string texte;
   etat.Donnee().LireFichier(fichier, e, texte);
@@ -84,28 +100,62 @@ void AsS::OuvS() {
   const PositionsChainage& c = kChainageLficFic;
   etat.Chainage().Chainage(kFic.nom, kFic.longueur_enr, c.premiere, c.derniere, kLfic.nom,
                            kLfic.longueur_enr, c.precedente, c.suivante);
+  AccordArbre(etat, kFic, etat.fic_arbre, etat.fic_fichier);
+  AccordArbre(etat, kDom, etat.dom_arbre, etat.dom_fichier);
+  AccordArbre(etat, kBa, etat.ba_arbre, etat.ba_fichier);
+  AccordArbre(etat, kChain, etat.chain_arbre, etat.chain_fichier);
 }
 
-void AsS::LireFic(int32_t& e) { Lit(Etat(), Etat().fic_fichier, e, Etat().fic); }
-void AsS::EcrireFic(int32_t& e) { Ecrit(Etat(), Etat().fic_fichier, e, Etat().fic); }
-void AsS::LireLfic(int32_t& e) { Lit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
-void AsS::EcrireLfic(int32_t& e) { Ecrit(Etat(), Etat().lfic_fichier, e, Etat().lfic); }
-void AsS::LireDom(int32_t& e) { Lit(Etat(), Etat().dom_fichier, e, Etat().dom); }
-void AsS::EcrireDom(int32_t& e) { Ecrit(Etat(), Etat().dom_fichier, e, Etat().dom); }
-void AsS::LireBa(int32_t& e) { Lit(Etat(), Etat().ba_fichier, e, Etat().ba); }
-void AsS::EcrireBa(int32_t& e) { Ecrit(Etat(), Etat().ba_fichier, e, Etat().ba); }
-void AsS::LireChain(int32_t& e) { Lit(Etat(), Etat().chain_fichier, e, Etat().chain); }
-void AsS::EcrireChain(int32_t& e) { Ecrit(Etat(), Etat().chain_fichier, e, Etat().chain); }
+void AsS::LireFic(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.fic_fichier, e, s.fic);
+}
+void AsS::EcrireFic(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.fic_fichier, e, s.fic);
+}
+void AsS::LireLfic(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.lfic_fichier, e, s.lfic);
+}
+void AsS::EcrireLfic(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.lfic_fichier, e, s.lfic);
+}
+void AsS::LireDom(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.dom_fichier, e, s.dom);
+}
+void AsS::EcrireDom(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.dom_fichier, e, s.dom);
+}
+void AsS::LireBa(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.ba_fichier, e, s.ba);
+}
+void AsS::EcrireBa(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.ba_fichier, e, s.ba);
+}
+void AsS::LireChain(int32_t& e) {
+  Session& s = Etat();
+  Lit(s, s.chain_fichier, e, s.chain);
+}
+void AsS::EcrireChain(int32_t& e) {
+  Session& s = Etat();
+  Ecrit(s, s.chain_fichier, e, s.chain);
+}
 
-void AsS::EntDom() { ExecuteCommande(CommandeAsS::kEntDom, "EntDom"); }
-void AsS::EdtDom() { ExecuteCommande(CommandeAsS::kEdtDom, "EdtDom"); }
-void AsS::EntFic() { ExecuteCommande(CommandeAsS::kEntFic, "EntFic"); }
-void AsS::EdtLFic() { ExecuteCommande(CommandeAsS::kEdtLFic, "EdtLFic"); }
-void AsS::FicApp() { ExecuteCommande(CommandeAsS::kFicApp, "FicApp"); }
-void AsS::LectBA() { ExecuteCommande(CommandeAsS::kLectBA, "LectBA"); }
-void AsS::ReConsBA() { ExecuteCommande(CommandeAsS::kReConsBA, "ReConsBA"); }
-void AsS::GenPS() { ExecuteCommande(CommandeAsS::kGenPS, "GenPS"); }
-void AsS::GenPE() { ExecuteCommande(CommandeAsS::kGenPE, "GenPE"); }
+void AsS::EntDom() { ExecuteCommande(Etat(), CommandeAsS::kEntDom, "EntDom"); }
+void AsS::EdtDom() { ExecuteCommande(Etat(), CommandeAsS::kEdtDom, "EdtDom"); }
+void AsS::EntFic() { ExecuteCommande(Etat(), CommandeAsS::kEntFic, "EntFic"); }
+void AsS::EdtLFic() { ExecuteCommande(Etat(), CommandeAsS::kEdtLFic, "EdtLFic"); }
+void AsS::FicApp() { ExecuteCommande(Etat(), CommandeAsS::kFicApp, "FicApp"); }
+void AsS::LectBA() { ExecuteCommande(Etat(), CommandeAsS::kLectBA, "LectBA"); }
+void AsS::ReConsBA() { ExecuteCommande(Etat(), CommandeAsS::kReConsBA, "ReConsBA"); }
+void AsS::GenPS() { ExecuteCommande(Etat(), CommandeAsS::kGenPS, "GenPS"); }
+void AsS::GenPE() { ExecuteCommande(Etat(), CommandeAsS::kGenPE, "GenPE"); }
 void AsS::Util() {}
 
 int32_t AsS::IdMethode(std::string_view nom) {

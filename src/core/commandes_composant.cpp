@@ -32,7 +32,7 @@ void EnregistreCommande(CommandeAsS commande, ExecutionCommande execution) {
   table.executions.at(static_cast<size_t>(commande)) = execution;
 }
 
-void ExecuteCommande(CommandeAsS commande, std::string_view nom) {
+void ExecuteCommande(Session& s, CommandeAsS commande, std::string_view nom) {
   ExecutionCommande execution = nullptr;
   {
     Table& table = Commandes();
@@ -42,7 +42,7 @@ void ExecuteCommande(CommandeAsS commande, std::string_view nom) {
   if (execution == nullptr) {
     throw ErreurService(nom, "", "cette commande n'est pas encore disponible");
   }
-  execution();
+  execution(s);
 }
 
 void EnregistreOutil(OutilFichier outil, ExecutionOutil execution) {
@@ -51,7 +51,7 @@ void EnregistreOutil(OutilFichier outil, ExecutionOutil execution) {
   table.outils.at(static_cast<size_t>(outil)) = execution;
 }
 
-void ExecuteOutil(OutilFichier outil, std::string_view nom, std::string_view quoi) {
+void ExecuteOutil(Session& s, OutilFichier outil, std::string_view nom, std::string_view quoi) {
   ExecutionOutil execution = nullptr;
   {
     Table& table = Commandes();
@@ -59,7 +59,7 @@ void ExecuteOutil(OutilFichier outil, std::string_view nom, std::string_view quo
     execution = table.outils.at(static_cast<size_t>(outil));
   }
   if (execution == nullptr) throw ErreurService(quoi, nom, "cet outil n'est pas encore disponible");
-  execution(nom);
+  execution(s, nom);
 }
 
 }  // namespace vesk

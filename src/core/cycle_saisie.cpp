@@ -13,11 +13,12 @@ constexpr std::string_view kSansOption = "[]";
 
 }  // namespace
 
-CycleSaisie::CycleSaisie(EcranCycle ecran) : etat_(Etat()), ecran_(ecran) {
+CycleSaisie::CycleSaisie(Session& s, EcranCycle ecran) : etat_(s), ecran_(ecran) {
   SrvEcran& e = etat_.Ecran();
   e.ToucheRetour(retour_);
   e.ToucheDebut(debut_);
   e.ToucheSuppression(suppression_);
+  e.ToucheEchap(echap_);
 }
 
 void CycleSaisie::NouvelEcran() {
@@ -34,11 +35,13 @@ void CycleSaisie::MontrePrecedent(std::string_view cle) {
 
 bool CycleSaisie::SaisitCle(std::string& valeur, int16_t& touche) {
   etat_.Saisie().Sai(ecran_.cle, valeur, touche, 0, kSansOption, kLigne);
-  if (touche == retour_ || touche == debut_) return false;
+  if (touche == retour_ || touche == debut_ || touche == echap_) return false;
   return !text::TrimRight(valeur).empty();
 }
 
 bool CycleSaisie::Cherche(const FichierCle& f, std::string_view cle, int32_t& e) {
+  cle_trouvee_ = cle;
+  if (ecran_.nom) return ChercheNom(etat_, f, cle, e, &cle_trouvee_);
   bool trouve = false;
   etat_.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
   e = 0;
@@ -55,14 +58,14 @@ bool CycleSaisie::AfficheMode(bool trouve, int16_t touche_cle, std::string& lett
   return suppression;
 }
 
-bool CycleSaisie::ConfirmeSuppression() { return Confirmation(kLigne); }
+bool CycleSaisie::ConfirmeSuppression() { return Confirmation(etat_, kLigne); }
 
 bool CycleSaisie::SaisitChamps(std::span<const ChampCycle> champs, int16_t& touche) {
   size_t i = 0;
   while (i < champs.size()) {
     const ChampCycle& c = champs[i];
     etat_.Saisie().Sai(c.cle, *c.valeur, touche, 0, c.options, kLigne);
-    if (touche == debut_) return false;
+    if (Abandonne(touche)) return false;
     if (touche == retour_) {
       if (c.retour < 0) return false;
       if (static_cast<size_t>(c.retour) >= champs.size()) ErreurIndice(c.retour, champs.size());
@@ -100,20 +103,20 @@ bool CycleSaisie::SaisitEcran(const EtapesEcran& e, std::span<const ChampCycle> 
   }
 }
 
-int32_t EcritEnregistrement(const FichierCle& f, int32_t e, const std::function<void()>& supprime,
+int32_t EcritEnregistrement(Session& s, const FichierCle& f, int32_t e,
+                            const std::function<void()>& supprime,
                             const std::function<std::string()>& remplit) {
-  LotDictionnaire lot;
+  LotDictionnaire lot(s);
   if (e != 0) {
-    Etat().Donnee().LireEnr(f.fichier, e);
+    s.Donnee().LireEnr(f.fichier, e);
     supprime();
   }
-  const int32_t nouveau = InsereEnregistrement(f, remplit());
+  const int32_t nouveau = InsereEnregistrement(s, f, remplit());
   lot.Valide();
   return nouveau;
 }
 
-bool Confirmation(std::string_view ligne) {
-  Session& etat = Etat();
+bool Confirmation(Session& etat, std::string_view ligne) {
   int16_t confirme = 0, touche = 0, confirmation = 0;
   etat.Ecran().ValeurConfirmation(confirme);
   etat.Saisie().Confirme(confirme, touche, ligne);
@@ -121,26 +124,25 @@ bool Confirmation(std::string_view ligne) {
   return touche == confirmation && confirme != 0;
 }
 
-void AfficheTrouve(const Enregistrement& e, std::span<const ChampTrouve> champs) {
+void AfficheTrouve(Session& s, const Enregistrement& e, std::span<const ChampTrouve> champs) {
   for (const ChampTrouve& c : champs) {
-    Etat().Saisie().Affiche(c.cle, e[c.champ]);
+    s.Saisie().Affiche(c.cle, e[c.champ]);
     *c.valeur = std::string(text::TrimRight(e[c.champ]));
   }
 }
 
-void SupprimeEnregistrement(const FichierCle& f, std::string_view cle, int32_t e) {
-  Etat().BArbre().Supprime(f.arbre, cle, e, f.fichier);
+void SupprimeEnregistrement(Session& s, const FichierCle& f, std::string_view cle, int32_t e) {
+  s.BArbre().Supprime(f.arbre, cle, e, f.fichier);
 }
 
-int32_t InsereEnregistrement(const FichierCle& f, std::string_view cle) {
+int32_t InsereEnregistrement(Session& s, const FichierCle& f, std::string_view cle) {
   int32_t e = 0;
-  Etat().BArbre().Insere(f.arbre, cle, f.fichier, e);
+  s.BArbre().Insere(f.arbre, cle, f.fichier, e);
   return e;
 }
 
-void ParcourtCles(const FichierCle& f,
+void ParcourtCles(Session& etat, const FichierCle& f,
                   const std::function<void(const std::string& cle, int32_t e)>& lit) {
-  Session& etat = Etat();
   bool trouve = false;
   std::string cle;
   for (etat.BArbre().PremCle(f.arbre, f.fichier, trouve, cle); trouve;
@@ -149,6 +151,29 @@ void ParcourtCles(const FichierCle& f,
     etat.Donnee().NoEnrCourant(f.fichier, e);
     lit(cle, e);
   }
+}
+
+bool ChercheNom(Session& etat, const FichierCle& f, std::string_view cle, int32_t& e,
+                std::string* stockee) {
+  bool trouve = false;
+  e = 0;
+  etat.BArbre().Recherche(f.arbre, cle, f.fichier, trouve);
+  if (trouve) {
+    etat.Donnee().NoEnrCourant(f.fichier, e);
+    if (stockee != nullptr) *stockee = cle;
+    return true;
+  }
+  const std::string voulu = text::UpperAscii(text::TrimRight(cle));
+  std::string trouvee;
+  ParcourtCles(etat, f, [&](const std::string& k, int32_t no) {
+    if (e != 0 || text::UpperAscii(text::TrimRight(k)) != voulu) return;
+    e = no;
+    trouvee = k;
+  });
+  if (e == 0) return false;
+  etat.Donnee().LireEnr(f.fichier, e);
+  if (stockee != nullptr) *stockee = trouvee;
+  return true;
 }
 
 bool LettresEtChiffres(std::string_view texte) {

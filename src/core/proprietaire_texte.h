@@ -1,7 +1,9 @@
 // ProprietaireTexte: the owner of one data file whose current fields are a single text, the
-// whole record, read and written through the calling thread's data-file service. What a host
-// or a test uses to write an application's records as a generated program writes them (the
-// demo's data, the rebuild's tests). Thread rules: the thread that opened the file.
+// whole record, read and written through the calling thread's data-file service: an owner is
+// called back by the services, like AsS's record methods, and looks the thread's session up
+// (Etat()) as they do. What a host or a test uses to write an application's records as a
+// generated program writes them (the demo's data, the rebuild's tests). Thread rules: the thread
+// that opened the file.
 #ifndef VESK_CORE_PROPRIETAIRE_TEXTE_H_
 #define VESK_CORE_PROPRIETAIRE_TEXTE_H_
 

@@ -1,5 +1,6 @@
 #include "core/session.h"
 
+#include <string>
 #include <utility>
 
 #include "core/etat_module.h"
@@ -63,6 +64,12 @@ SrvEcran& Session::Ecran() { return Service(ecran_, &FabriqueServices::CreeEcran
 SrvChoix& Session::Choix() { return Service(choix_, &FabriqueServices::CreeChoix); }
 SrvMessage& Session::Message() { return Service(message_, &FabriqueServices::CreeMessage); }
 SrvJournal& Session::Journal() { return Service(journal_, &FabriqueServices::CreeJournal); }
+
+bool DictionnaireExiste(Session& s) {
+  bool existe = false;
+  s.Donnee().Existe(std::string(kFic.nom) + ".DAT", existe);
+  return existe;
+}
 
 bool EditionAnnulee(Session& s) {
   int16_t annule = 0;

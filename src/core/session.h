@@ -89,6 +89,10 @@ class Session {
   std::vector<std::shared_ptr<void>> gardes_;
 };
 
+// Whether the session's data folder holds a dictionary (its file Fic): AsS::OuvS creates one where
+// there is none.
+bool DictionnaireExiste(Session& s);
+
 // True once the user has cancelled the listing in progress (the session's SrvEcran::Annule is
 // not 0): the one cancellation check of the component's listings.
 bool EditionAnnulee(Session& s);

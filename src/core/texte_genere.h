@@ -9,6 +9,7 @@
 #define VESK_CORE_TEXTE_GENERE_H_
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,10 @@ class EtatGenCode {
   const std::string& Nce() const { return nce_; }
   void AffecteNce(std::string_view nce) { nce_ = nce; }
 
+  // The section identifiers the report generator has written comments under in the generation
+  // in progress.
+  std::set<std::string>& Identifiants() { return identifiants_; }
+
   // Count of recorded lines (kept from one generation to the next).
   int32_t NbInst() const { return nb_inst_; }
   // Upper bound of the instruction record (-1 before the first InitGenCode).
@@ -69,6 +74,7 @@ class EtatGenCode {
  private:
   std::string texte_;
   std::string nce_;
+  std::set<std::string> identifiants_;
   std::vector<AnomalieGeneree> anomalies_;
   TableBornee<LigneInst> inst_;
   int32_t nb_inst_ = 0;

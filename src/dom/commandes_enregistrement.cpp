@@ -10,18 +10,18 @@ namespace vesk::dom {
 namespace {
 
 // AsS::EntDom starts the screen with an empty code and a key code of 0.
-void EntDomAsS() {
+void EntDomAsS(Session& s) {
   std::string code;
   int16_t touche = 0;
-  EntDom(code, touche);
+  EntDom(s, code, touche);
 }
 
 // The domain entry started by the field list on a new domain code: on a copy of the code (its
 // first argument comes back as the mode letter).
-void EntDomCode(std::string_view code) {
+void EntDomCode(Session& s, std::string_view code) {
   std::string copie(code);
   int16_t touche = 0;
-  EntDom(copie, touche);
+  EntDom(s, copie, touche);
 }
 
 const bool kEnregistre = [] {

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "core/session.h"
+
 namespace vesk::dom {
 
 inline constexpr const char kTitreSaisie[] = "ENTREE DES DEFINITIONS DE DOMAINE - Ecran Initial";
@@ -26,12 +28,11 @@ inline constexpr const char kDescripteurEdition[] =
 // on return the mode letter of the last lookup ("I" found, "B" new); touche: the key that ended
 // the last entry. Returns when the user leaves from the code field (back key, start key or an
 // empty code).
-void EntDom(std::string& code, int16_t& touche);
+void EntDom(Session& s, std::string& code, int16_t& touche);
 
 // The listing of every domain in code order, each followed by the lines of its definition file
 // (FDD.DOM), or "Inconnu" when that file does not exist. Always ends with SrvEdition::Termine(0).
-void EdtDom();
-
+void EdtDom(Session& s);
 
 }  // namespace vesk::dom
 

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "core/portee_edition.h"
 #include "dom/dom.h"
 #include "srv/text/utf8.h"
 
@@ -28,7 +28,7 @@ bool ImprimeDefinition(Session& etat, const std::string& nom) {
       etat.Donnee().LireLigne(handle, ligne);
       Colonne(etat.Edition(), "NOMDOM", ligne);
       etat.Edition().FinLigne();
-      annule = EditionAnnulee(Etat());
+      annule = EditionAnnulee(etat);
       if (annule) break;
     }
   } catch (...) {
@@ -51,7 +51,7 @@ bool ImprimeDomaine(Session& etat) {
   Colonne(edition, "NOMDOM", etat.dom[kNomDom]);
   Colonne(edition, "FDD", fichier);
   edition.FinLigne();
-  if (EditionAnnulee(Etat())) return false;
+  if (EditionAnnulee(etat)) return false;
   edition.Saute(1);
   bool existe = false;
   etat.Donnee().Existe(fichier, existe);
@@ -60,7 +60,7 @@ bool ImprimeDomaine(Session& etat) {
   } else {
     Colonne(edition, "FDD", "Inconnu");
     edition.FinLigne();
-    if (EditionAnnulee(Etat())) return false;
+    if (EditionAnnulee(etat)) return false;
   }
   edition.Saute(2);
   return true;
@@ -75,7 +75,7 @@ void ImprimeDomaines(Session& etat) {
   edition.OuvEdt(kTitreEdition, application.empty() ? "" : "Application " + application, "", "", "",
                  0, 0, true, true);
   edition.DefEdt(kDescripteurEdition);
-  if (EditionAnnulee(Etat())) return;  // cancelled before the first domain: Termine only
+  if (EditionAnnulee(etat)) return;  // cancelled before the first domain: Termine only
   bool trouve = true;
   std::string cle;
   while (trouve && ImprimeDomaine(etat)) {
@@ -86,8 +86,7 @@ void ImprimeDomaines(Session& etat) {
 
 }  // namespace
 
-void EdtDom() {
-  Session& etat = Etat();
+void EdtDom(Session& etat) {
   bool trouve = false;
   std::string cle;
   etat.BArbre().PremCle(etat.dom_arbre, etat.dom_fichier, trouve, cle);
@@ -95,21 +94,9 @@ void EdtDom() {
     etat.Edition().Termine(0);
     return;
   }
-  etat.Ecran().TitreEdition(kTitreEdition);
-  try {
-    ImprimeDomaines(etat);
-    etat.Edition().Termine(0);
-  } catch (...) {
-    // The closing call is made on this path too; the edition service abandons a listing left
-    // half-way (its frame never closed), and the title is taken down. The error goes on.
-    try {
-      etat.Edition().Termine(0);
-      etat.Ecran().FinTitreEdition();
-    } catch (...) {  // the first error is the one reported
-    }
-    throw;
-  }
-  etat.Ecran().FinTitreEdition();
+  PorteeEdition portee(etat, kTitreEdition, true);
+  ImprimeDomaines(etat);
+  portee.Ferme();
 }
 
 }  // namespace vesk::dom

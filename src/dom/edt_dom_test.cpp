@@ -9,7 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class EdtDomTest : public DomTest {
+class EdtDomTest : public DomainesEssai {
  protected:
   // Writes a domain directly, as the entry screen would.
   void Domaine(const std::string& code, const std::string& nom, const std::string& fdd) {

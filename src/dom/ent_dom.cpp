@@ -2,7 +2,7 @@
 #include <optional>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "dom/dom.h"
 #include "srv/text/utf8.h"
 
@@ -34,8 +34,10 @@ struct Saisie {
 
 // What survives from one screen to the next, and the screen itself.
 struct EcranDom {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranDom(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle dom{etat.dom_fichier, etat.dom_arbre};
   int32_t dernier = 0;  // the record written last by this screen, 0 when none
   Saisie s;
@@ -45,6 +47,8 @@ struct EcranDom {
 void NouvelEcran(EcranDom& d) {
   d.s = Saisie{};
   d.cycle.NouvelEcran();
+  d.etat.Saisie().RegleChamp(
+      "FDD", "Obligatoire : le fichier de définition NOM.DOM, 8 lettres ou chiffres au plus");
   if (d.dernier != 0) {
     d.etat.Donnee().LireEnr(d.dom.fichier, d.dernier);
     d.cycle.MontrePrecedent(d.etat.dom[kCoDom]);
@@ -59,13 +63,13 @@ void Cherche(EcranDom& d) {
   d.s.trouve = d.cycle.Cherche(d.dom, dom[kCoDom], d.s.e);
   if (!d.s.trouve) return;
   const ChampTrouve champs[] = {{"NOMDOM", kNomDom, &d.s.nom}, {"FDD", kFdd, &d.s.fdd}};
-  AfficheTrouve(dom, champs);
+  AfficheTrouve(d.etat, dom, champs);
 }
 
 // Deletes the domain found (for a deletion, and before a modified domain is written again).
 void Supprime(EcranDom& d) {
   d.etat.dom.Affecte(kCoDom, d.s.code);
-  SupprimeEnregistrement(d.dom, d.etat.dom[kCoDom], d.s.e);
+  SupprimeEnregistrement(d.etat, d.dom, d.etat.dom[kCoDom], d.s.e);
   d.dernier = 0;
 }
 
@@ -73,7 +77,7 @@ void Supprime(EcranDom& d) {
 void Ecrit(EcranDom& d) {
   const int32_t trouve = d.s.trouve ? d.s.e : 0;
   d.dernier = EcritEnregistrement(
-      d.dom, trouve, [&d] { Supprime(d); },
+      d.etat, d.dom, trouve, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& dom = d.etat.dom;
         dom.Affecte(kCoDom, d.s.code);
@@ -102,8 +106,8 @@ bool SaisitEcran(EcranDom& d, std::string& code_initial, int16_t& touche) {
 
 }  // namespace
 
-void EntDom(std::string& code_initial, int16_t& touche) {
-  EcranDom d;
+void EntDom(Session& s, std::string& code_initial, int16_t& touche) {
+  EcranDom d(s);
   do {
     NouvelEcran(d);
   } while (SaisitEcran(d, code_initial, touche));

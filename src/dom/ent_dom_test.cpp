@@ -11,7 +11,7 @@
 namespace vesk::dom {
 namespace {
 
-using EntDomTest = DomTest;
+using EntDomTest = DomainesEssai;
 
 constexpr char kEcran[] =
     "InitEcran\n"
@@ -20,7 +20,9 @@ constexpr char kEcran[] =
     "  CODOM «CODE DU DOMAINE DE DEFINITION» A 20\n"
     "  NOMDOM «NOM DU DOMAINE» A 40\n"
     "  FDD «NOM FICHIER DE DEFINITION (.DOM)» A 8\n"
-    "MessChamp CODOM B «Suppression : Confirmez par F6»\n";
+    "MessChamp CODOM B «Suppression : Confirmez par F6»\n"
+    "RegleChamp FDD «Obligatoire : le fichier de définition NOM.DOM, 8 lettres ou chiffres au "
+    "plus»\n";
 
 std::string Precedent(const std::string& code) {
   return "Message B «Enregistrement Précédent " + code + std::string(20 - code.size(), ' ') + "»\n";
@@ -139,11 +141,12 @@ TEST_F(EntDomTest, TheModeLetterIsCarriedIntoTheNextCodeEntry) {
   Ouvre("CODOM = TVA\nNOMDOM = Taux\nFDD = TVA\n");
   std::string code;
   int16_t touche = 0;
-  EXPECT_THROW(EntDom(code, touche), ErreurService);  // the script runs out on the next code
+  EXPECT_THROW(EntDom(Etat(), code, touche),
+               ErreurService);  // the script runs out on the next code
 
   Ouvre("CODOM\nNOMDOM <Up>\nCODOM = NEUF\nNOMDOM <Up>\nCODOM <Up>\n");
   code = "TVA";  // the caller's starting code
-  EntDom(code, touche);
+  EntDom(Etat(), code, touche);
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string t = session_->Transcription();
   EXPECT_EQ(Compte(t, "Sai CODOM «TVA» -> «TVA» <Enter>\n"), 1u) << t;

@@ -2,23 +2,9 @@
 
 #include <algorithm>
 
-#include "core/arithmetique.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
-
-std::vector<TrancheCle> TranchesCle(const ResultatCle& cle, const TableChamps& champs) {
-  const std::vector<int32_t> debuts = champs.Debuts();
-  std::vector<TrancheCle> tranches;
-  for (const PartieCle& p : cle.parties) {
-    const int32_t interne = champs.LongueurInterne(p.ligne);
-    const int32_t debut = debuts.at(static_cast<size_t>(p.ligne - 1)) - 1;
-    const int32_t fin = std::min<int32_t>(p.fin, interne);
-    const int32_t longueur = std::max<int32_t>(0, fin - p.debut + 1);
-    tranches.push_back({Somme<int32_t>(debut, p.debut - 1), longueur});
-  }
-  return tranches;
-}
 
 std::string CleEnregistrement(const std::vector<TrancheCle>& tranches,
                               std::string_view enregistrement) {

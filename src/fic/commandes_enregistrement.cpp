@@ -2,6 +2,7 @@
 // (every program that links the editor compiles this file: see vesk_library).
 #include "core/commandes_composant.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 
 namespace vesk::fic {
 
@@ -9,12 +10,14 @@ namespace {
 
 const bool kEnregistre = [] {
   EnregistreCommande(CommandeAsS::kEntFic, EntFic);
-  EnregistreCommande(CommandeAsS::kEdtLFic, [] {
+  EnregistreCommande(CommandeAsS::kEdtLFic, [](Session& s) {
     std::string liste = "[]";
-    EdtLFic(true, liste);
+    EdtLFic(s, LitDictionnaire(s), true, liste);
   });
   EnregistreCommande(CommandeAsS::kFicApp, FicApp);
-  EnregistreOutil(OutilFichier::kEdition, [](std::string_view nom) { EdtFic(nom, true); });
+  EnregistreOutil(OutilFichier::kEdition, [](Session& s, std::string_view nom) {
+    EdtFic(s, LitDictionnaire(s), nom, true);
+  });
   return true;
 }();
 

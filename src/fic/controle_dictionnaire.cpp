@@ -1,13 +1,15 @@
 // The checks of a dictionary model before it is written: what an entry screen would refuse is
 // refused here too, with the line of the text and the reason.
-#include <set>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/srv_barbre.h"
 #include "srv/srv_donnee.h"
@@ -71,7 +73,7 @@ bool Variable(std::string_view v) {
 }
 
 void ControleDomaines(const ModeleDictionnaire& m, Fautes& f) {
-  std::map<std::string, const DomaineTexte*> par_fichier;
+  std::map<std::string, const Domaine*> par_fichier;
   for (const auto& [code, d] : m.domaines) {
     if (text::TrimRight(code).empty()) f.Ajoute(d.ligne, "code de domaine vide");
     f.Texte(d.ligne, "code de domaine", code, kLargeurDomaine, true);
@@ -89,11 +91,13 @@ void ControleDomaines(const ModeleDictionnaire& m, Fautes& f) {
   }
 }
 
-// The limits of one field's total and decimals, and its internal format when it is chosen.
-void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
+// The limits of one field's total and decimals, and its internal format when it is chosen. The
+// text's numbers are 64-bit: each is checked whole before it is narrowed to the rules' 32 bits,
+// or 4294967298 decimals would pass for 2.
+void ControleTaille(const Rubrique& r, const RegleType& regle, Fautes& f) {
   const char type = regle.type;
   const int64_t d = r.decimales.value_or(0);
-  if (r.decimales && !DecimalesValides(type, static_cast<int32_t>(d))) {
+  if (r.decimales && (d < 0 || d > kTotalMax || !DecimalesValides(type, static_cast<int32_t>(d)))) {
     f.Ajoute(r.ligne,
              "décimales " + std::to_string(d) +
                  (regle.decimales ? " : de 0 à 15" : " : un champ " + r.type + " n'en a pas"));
@@ -101,7 +105,8 @@ void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   }
   if (!r.total && regle.total_fixe == 0) return f.Ajoute(r.ligne, "total absent");
   const int64_t t = r.total.value_or(regle.total_fixe);
-  if (t > kTotalMax || !TotalValide(type, static_cast<int32_t>(t), static_cast<int32_t>(d))) {
+  if (t < 1 || t > kTotalMax ||
+      !TotalValide(type, static_cast<int32_t>(t), static_cast<int32_t>(d))) {
     std::string limites = regle.total_fixe > 0 ? std::to_string(regle.total_fixe)
                           : !regle.decimales   ? "de 1 à 32767"
                           : d > 0              ? "de " + std::to_string(d + 2) + " à 17"
@@ -119,7 +124,7 @@ void ControleTaille(const RubriqueTexte& r, const RegleType& regle, Fautes& f) {
   }
 }
 
-void ControleRubrique(const RubriqueTexte& r, Fautes& f) {
+void ControleRubrique(const Rubrique& r, Fautes& f) {
   if (text::TrimRight(r.nom).empty()) f.Ajoute(r.ligne, "nom de rubrique vide");
   f.Texte(r.ligne, "nom de rubrique", r.nom, kLargeurNomRubrique, true);
   if (!Variable(r.variable) || r.variable.size() > kLargeurVariable) {
@@ -143,7 +148,7 @@ void ControleRubrique(const RubriqueTexte& r, Fautes& f) {
   ControleTaille(r, *regle, f);
 }
 
-void ControleLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
+void ControleLongueur(const Fichier& fichier, int64_t reelle, Fautes& f) {
   const std::string limites = "de " + std::to_string(kLongueurEnrMin) + " à " +
                               std::to_string(kLongueurEnrMax) + " caractères";
   if (reelle > kLongueurEnrMax) {
@@ -168,13 +173,26 @@ void ControleLongueur(const FichierTexte& fichier, int64_t reelle, Fautes& f) {
   }
 }
 
-// Checks a file and its fields; true when its field table can be built.
-bool ControleFichier(const std::string& nom, const FichierTexte& fichier, Fautes& f) {
+// A variable that meets a name of the programs generated for the file.
+void ControleNomsReserves(const Fichier& fichier, const PorteeNoms& portee, Fautes& f) {
+  for (const Rubrique& r : fichier.rubriques) {
+    if (!Variable(r.variable)) continue;
+    if (std::optional<std::string> conflit = ConflitVariable(r.variable, portee)) {
+      f.Ajoute(r.ligne, "variable « " + r.variable + " » de la rubrique « " + r.nom +
+                            " » refusée : " + *conflit);
+    }
+  }
+}
+
+// Checks a file and its fields; gives the file completed when its fields can be placed.
+std::optional<Fichier> ControleFichier(Session& s, const std::string& nom, const Fichier& fichier,
+                                       const PorteeNoms& portee, Fautes& f) {
   const size_t avant = f.Nombre();
   f.Nom(fichier.ligne, "nom de fichier", nom, kLargeurNomFichier);
+  if (auto refus = NomDuDictionnaire("nom de fichier", nom)) f.Ajoute(fichier.ligne, *refus);
   if (fichier.rubriques.empty()) f.Ajoute(fichier.ligne, "fichier " + nom + " sans rubrique");
-  std::map<std::string, const RubriqueTexte*> variables;
-  for (const RubriqueTexte& r : fichier.rubriques) {
+  std::map<std::string, const Rubrique*> variables;
+  for (const Rubrique& r : fichier.rubriques) {
     ControleRubrique(r, f);
     auto [it, nouvelle] = variables.emplace(r.variable, &r);
     if (!nouvelle) {
@@ -183,15 +201,22 @@ bool ControleFichier(const std::string& nom, const FichierTexte& fichier, Fautes
                             ")");
     }
   }
-  if (f.Nombre() != avant) return false;
-  const int64_t reelle = ConstruitChamps(fichier).LongueurReelle();
-  ControleLongueur(fichier, reelle, f);
-  return f.Nombre() == avant;
+  ControleNomsReserves(fichier, portee, f);
+  if (f.Nombre() != avant) return std::nullopt;
+  Fichier complet = fichier;
+  CompleteFichier(s, complet);
+  ControleLongueur(fichier, complet.LongueurReelle(), f);
+  if (f.Nombre() != avant) return std::nullopt;
+  return complet;
 }
 
-void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m,
-                    const std::set<std::string>& valides, Fautes& f) {
+// The files whose fields pass their checks, completed.
+using Valides = std::map<std::string, Fichier>;
+
+void ControleBArbre(Session& s, const std::string& nom, const BArbre& b,
+                    const ModeleDictionnaire& m, const Valides& valides, Fautes& f) {
   f.Nom(b.ligne, "table", nom, kLargeurNomFichier);
+  if (auto refus = NomDuDictionnaire("nom de table", nom)) f.Ajoute(b.ligne, *refus);
   if (b.nature != "P" && b.nature != "S") {
     f.Ajoute(b.ligne, "nature « " + b.nature + " » : P (primaire) ou S (secondaire)");
   }
@@ -200,13 +225,8 @@ void ControleBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDi
     return f.Ajoute(b.ligne, "table " + nom + " : fichier « " + b.fichier + " » non spécifié");
   }
   if (!valides.contains(b.fichier)) return;
-  const ResultatCle r = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
-  if (!r.valide) f.Ajoute(b.ligne, r.message.empty() ? "liste de clé vide" : r.message);
-}
-
-int64_t LongueurEnregistrement(const FichierTexte& fichier) {
-  if (fichier.longueur) return *fichier.longueur;
-  return LongueurProposee(ConstruitChamps(fichier).LongueurReelle());
+  const ResultatCle r = ControleListeCle(s, b.cle, valides.at(b.fichier).rubriques);
+  if (!r.valide) f.Ajoute(b.ligne, r.message);
 }
 
 void ControlePositions(int32_t ligne, const char* noms[2], int64_t premiere, int64_t seconde,
@@ -222,8 +242,8 @@ void ControlePositions(int32_t ligne, const char* noms[2], int64_t premiere, int
   }
 }
 
-void ControleChainage(const std::string& nom, const ChainageTexte& c, const ModeleDictionnaire& m,
-                      const std::set<std::string>& valides, Fautes& f) {
+void ControleChainage(const std::string& nom, const Chainage& c, const ModeleDictionnaire& m,
+                      const Valides& valides, Fautes& f) {
   bool connus = true;
   for (const std::string& fichier : {nom, c.entete}) {
     if (m.fichiers.contains(fichier)) continue;
@@ -233,50 +253,27 @@ void ControleChainage(const std::string& nom, const ChainageTexte& c, const Mode
   if (!connus || !valides.contains(nom) || !valides.contains(c.entete)) return;
   const char* ligne[2] = {"arriere", "avant"};
   const char* entete[2] = {"premier", "dernier"};
-  ControlePositions(c.ligne, ligne, c.arriere, c.avant, LongueurEnregistrement(m.fichiers.at(nom)),
-                    f);
-  ControlePositions(c.ligne, entete, c.premier, c.dernier,
-                    LongueurEnregistrement(m.fichiers.at(c.entete)), f);
+  ControlePositions(c.ligne, ligne, c.arriere, c.avant, valides.at(nom).Longueur(), f);
+  ControlePositions(c.ligne, entete, c.premier, c.dernier, valides.at(c.entete).Longueur(), f);
 }
 
 }  // namespace
 
-std::vector<std::string> ControleModele(const ModeleDictionnaire& m, std::string_view nom) {
+std::vector<std::string> ControleModele(Session& s, const ModeleDictionnaire& m,
+                                        std::string_view nom) {
   Fautes f(nom);
   ControleDomaines(m, f);
-  std::set<std::string> valides;  // the files whose field table can be built
+  Valides valides;
+  // The application's name is the screen service's, which an import may run without: the
+  // opening routine's name is left to the generators' report.
   for (const auto& [n, fichier] : m.fichiers) {
-    if (ControleFichier(n, fichier, f)) valides.insert(n);
+    if (std::optional<Fichier> complet = ControleFichier(s, n, fichier, Portee(m, n, ""), f)) {
+      valides.emplace(n, std::move(*complet));
+    }
   }
-  for (const auto& [n, b] : m.barbres) ControleBArbre(n, b, m, valides, f);
+  for (const auto& [n, b] : m.barbres) ControleBArbre(s, n, b, m, valides, f);
   for (const auto& [n, c] : m.chainages) ControleChainage(n, c, m, valides, f);
   return std::move(f).Liste();
-}
-
-TableChamps ConstruitChamps(const FichierTexte& fichier) {
-  TableChamps table;
-  for (const RubriqueTexte& r : fichier.rubriques) {
-    const RegleType& regle = *ChercheType(r.type);
-    const auto total = static_cast<int16_t>(r.total.value_or(regle.total_fixe));
-    const auto decimales = static_cast<int16_t>(r.decimales.value_or(0));
-    const FormatInterne fi = CalculeFormat(regle.type, total, decimales, [&] {
-      return r.format.value_or(std::string(kReponseEntier));
-    });
-    std::string exemple;
-    if (r.exemple) {
-      exemple = *r.exemple;
-    } else {
-      std::string date;  // the screen service's default date, asked only for a D field
-      if (regle.type == 'D') Etat().Ecran().DateDefaut(date);
-      exemple = ExempleDefaut(regle.type, r.nom, total, decimales, fi.format, date);
-    }
-    table.Ajoute({r.nom, r.type, TableChamps::Taille(total), TableChamps::Taille(decimales),
-                  r.variable, exemple,
-                  r.modification.value_or(std::string(ModificationDefaut(regle.type))),
-                  std::string(1, fi.format), TableChamps::Taille(fi.longueur),
-                  r.domaine.value_or(DomaineDefaut(regle.type, decimales, fi.format))});
-  }
-  return table;
 }
 
 }  // namespace vesk::fic

@@ -2,6 +2,7 @@
 // against reference texts, then the cases a dictionary can hold (no table, long keys, blank
 // domains, long variables, unknown types and files).
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
 #include "fic/testing/dictionnaire.h"
 
@@ -18,7 +19,7 @@ TEST_F(EdtFicTest, TheDemoFilesAsTheyArePrinted) {
   auto ass = Ouvre();
   Importe(std::string(kDemo));
   for (const char* nom : {"CLIENT", "FACLIG", "FACTUR"}) {
-    EdtFic(nom, true);
+    EdtFic(Etat(), LitDictionnaire(Etat()), nom, true);
     const std::string texte = Listing();
     EXPECT_NE(texte.find(std::string("EDITION SPECIFICATIONS FICHIER ") + nom + ".DAT"),
               std::string::npos);
@@ -31,7 +32,7 @@ TEST_F(EdtFicTest, TheDemoFilesAsTheyArePrinted) {
 TEST_F(EdtFicTest, TablesAndChainingsOfTheFileOnly) {
   auto ass = Ouvre();
   Importe(std::string(kDemo));
-  EdtFic("CLIENT", true);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "CLIENT", true);
   std::string texte = Listing();
   EXPECT_NE(texte.find("Longueur :  128 - No Canal : CLIENTD%"), std::string::npos);
   EXPECT_NE(texte.find("Dépendance Par Entreprise"), std::string::npos);
@@ -43,7 +44,7 @@ TEST_F(EdtFicTest, TablesAndChainingsOfTheFileOnly) {
   EXPECT_EQ(Compte(texte, "Chaînage de"), 0);
   // Both ends of a chaining print it, once.
   for (const char* nom : {"FACLIG", "FACTUR"}) {
-    EdtFic(nom, true);
+    EdtFic(Etat(), LitDictionnaire(Etat()), nom, true);
     texte = Listing();
     EXPECT_EQ(Compte(texte, "Chaînage de : FACLIG.dat (FACLIGD%) - Entête : FACTUR.dat (FACTURD%)"),
               1)
@@ -81,7 +82,7 @@ cle = "[[VARIABLENUMERO01,1,9],[VARIABLENUMERO02,1,9],[VARIABLENUMERO03,1,9],[VA
 TEST_F(EdtFicTest, FileWithoutTablesLongVariablesAndBlankDomains) {
   auto ass = Ouvre();
   Importe(kDictionnaire);
-  EdtFic("SEUL", true);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "SEUL", true);
   const std::string texte = Listing();
   EXPECT_NE(texte.find("Longueur :  64 - No Canal : SEULD%"), std::string::npos);
   EXPECT_NE(texte.find("Indépendant des Entreprises"), std::string::npos);
@@ -98,7 +99,7 @@ TEST_F(EdtFicTest, FileWithoutTablesLongVariablesAndBlankDomains) {
 TEST_F(EdtFicTest, KeyPastTheWidthContinuesUnderItsFirstElement) {
   auto ass = Ouvre();
   Importe(kDictionnaire);
-  EdtFic("LONG", true);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "LONG", true);
   const std::string texte = Listing();
   const std::string debut = "Construction de la Clé : ";
   size_t p = texte.find(debut);
@@ -119,7 +120,7 @@ TEST_F(EdtFicTest, KeyPastTheWidthContinuesUnderItsFirstElement) {
 TEST_F(EdtFicTest, UnknownFileAndUnknownTypeAreAnomalies) {
   auto ass = Ouvre();
   Importe(kDictionnaire);
-  EdtFic("NOPE", true);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "NOPE", true);
   ASSERT_EQ(Anomalies().size(), 1u);
   EXPECT_EQ(Anomalies()[0].message, "@ NOPE Inexistant ");
   EXPECT_EQ(Anomalies()[0].procedure, "EdtFic");
@@ -128,11 +129,11 @@ TEST_F(EdtFicTest, UnknownFileAndUnknownTypeAreAnomalies) {
 
   // A type the rules do not know (written by another tool): the line is printed without a
   // type name and the listing goes on.
-  TableChamps t;
+  TableChamps t(Etat());
   ASSERT_TRUE(t.ChargeFichier("SEUL"));
   t.Affecte(2, kColType, "X");
   t.Sauve();
-  EdtFic("SEUL", true);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "SEUL", true);
   ASSERT_EQ(Anomalies().size(), 2u);
   EXPECT_EQ(Anomalies()[1].message, "@ X Inconnu");
   EXPECT_NE(Listing().find("DT$"), std::string::npos);
@@ -142,8 +143,8 @@ TEST_F(EdtFicTest, InsideAnotherListingNeitherTitleNorClosing) {
   auto ass = Ouvre();
   Importe(kDictionnaire);
   Etat().Edition().OuvEdt("AUTRE", "", "", "", "", 0, 0, true, true);
-  EdtFic("SEUL", false);
-  EdtFic("LONG", false);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "SEUL", false);
+  EdtFic(Etat(), LitDictionnaire(Etat()), "LONG", false);
   EXPECT_TRUE(termines_->empty());
   Etat().Edition().Termine(0);
   const std::string texte = Listing();

@@ -2,6 +2,7 @@
 // demo against reference texts, the side-by-side tables and chainings, an empty dictionary,
 // and cancellation.
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
 
 namespace vesk::fic {
@@ -17,7 +18,7 @@ TEST_F(EdtLFicTest, TheDemoFilesWithTheirTablesAndChainings) {
   Ouvre();
   Importe(std::string(kDemo));
   std::string liste = "[]";
-  EXPECT_TRUE(EdtLFic(true, liste));
+  EXPECT_TRUE(EdtLFic(Etat(), LitDictionnaire(Etat()), true, liste));
   EXPECT_EQ(liste, "[CLIENT,FACLIG,FACTUR]");
   EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   EXPECT_EQ(session_->Transcription(),
@@ -73,7 +74,7 @@ TEST_F(EdtLFicTest, TablesAndChainingsSideBySideTheChainingOnTheFirstLine) {
   Ouvre();
   Importe(kDictionnaire);
   std::string liste = "[]";
-  EdtLFic(true, liste);
+  EdtLFic(Etat(), LitDictionnaire(Etat()), true, liste);
   const std::string texte = Listing();
   // Three tables, one chaining where X is both files: "Ligne" first, on X's first line.
   const std::vector<std::string> x = Lignes(texte, "| X1 ");
@@ -98,12 +99,12 @@ TEST_F(EdtLFicTest, TablesAndChainingsSideBySideTheChainingOnTheFirstLine) {
 TEST_F(EdtLFicTest, AnEmptyDictionaryOpensNothing) {
   Ouvre();
   std::string liste = "[INCHANGEE]";
-  EXPECT_FALSE(EdtLFic(true, liste));
+  EXPECT_FALSE(EdtLFic(Etat(), LitDictionnaire(Etat()), true, liste));
   EXPECT_EQ(liste, "[INCHANGEE]");
   EXPECT_TRUE(termines_->empty());
   EXPECT_EQ(session_->Transcription(), "");
   // The application's listing still makes its closing call, and writes nothing.
-  FicApp();
+  FicApp(Etat());
   EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   EXPECT_TRUE(dynamic_cast<SrvEditionImpl&>(Etat().Edition()).Ecrits().empty());
   EXPECT_FALSE(std::filesystem::exists(dossier_ / "EDITIONS"));
@@ -112,7 +113,7 @@ TEST_F(EdtLFicTest, AnEmptyDictionaryOpensNothing) {
 TEST_F(EdtLFicTest, TheApplicationListingTheListThenEachSpecification) {
   Ouvre();
   Importe(std::string(kDemo));
-  FicApp();
+  FicApp(Etat());
   EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   EXPECT_EQ(session_->Transcription(),
             "TitreEdition «EDITION LISTE DES FICHIERS SPECIFIES»\nFinTitreEdition\n");
@@ -133,7 +134,7 @@ TEST_F(EdtLFicTest, CancellationStopsAfterTheLineOrFileInProgress) {
   annule_au_ = 3;  // the second line of the list
   Ouvre();
   Importe(std::string(kDemo));
-  FicApp();
+  FicApp(Etat());
   EXPECT_EQ(*termines_, std::vector<int16_t>{0});
   std::string texte = Listing();
   EXPECT_NE(texte.find("| CLI1 "), std::string::npos);
@@ -143,7 +144,7 @@ TEST_F(EdtLFicTest, CancellationStopsAfterTheLineOrFileInProgress) {
   // Cancelled inside the first specification: the other files are not printed.
   annule_au_ = 25;
   Ouvre();
-  FicApp();
+  FicApp(Etat());
   texte = Listing();
   EXPECT_NE(texte.find("CLIENTD%"), std::string::npos);
   EXPECT_EQ(texte.find("FACLIGD%"), std::string::npos);
@@ -153,7 +154,7 @@ TEST_F(EdtLFicTest, LeftOpenForTheCaller) {
   Ouvre();
   Importe(kDictionnaire);
   std::string liste = "[]";
-  EXPECT_TRUE(EdtLFic(false, liste));
+  EXPECT_TRUE(EdtLFic(Etat(), LitDictionnaire(Etat()), false, liste));
   EXPECT_EQ(liste, "[X,Y]");
   EXPECT_TRUE(termines_->empty());
   EXPECT_EQ(session_->Transcription(), "TitreEdition «EDITION LISTE DES FICHIERS SPECIFIES»\n");

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
 #include "fic/table_champs.h"
@@ -14,7 +13,7 @@ namespace vesk::fic {
 
 namespace {
 
-constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression};
+constexpr EcranCycle kEcran{kTitreBa, kDescripteurBa, "NOMT", kAideSuppression, true};
 constexpr std::string_view kNatures = "[P,S]";
 constexpr std::string_view kLibellesNatures = "[Primaire,Secondaire]";
 
@@ -26,11 +25,13 @@ struct Saisie {
 };
 
 struct EcranBa {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranBa(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
-  TableChamps champs;  // the fields of the file NOMD names, which the key list is built of
+  TableChamps champs{etat};  // the fields of the file NOMD names, which the key list is built of
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -40,13 +41,25 @@ void NouvelEcran(EcranBa& d) {
   d.cycle.NouvelEcran();
   d.etat.Saisie().MessChamp("NATT", "N", kAideNature, 0);
   d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
+  d.etat.Saisie().RegleChamp("NOMD",
+                             "Nom d'un fichier spécifié du dictionnaire (6 lettres ou chiffres)");
+  d.etat.Saisie().RegleChamp(
+      "NATT", "P : table primaire (clés uniques) - S : secondaire (clés en double admises)");
 }
 
-// The table name names a B-tree file and a variable of the generated programs.
-std::optional<std::string> ControleNomT(const std::string& nom) {
-  if (LettresEtChiffres(text::TrimRight(nom))) return std::nullopt;
-  return "Nom de table « " + std::string(text::TrimRight(nom)) +
-         " » refusé : lettres (sans accent) et chiffres seulement";
+// The table name names a B-tree file and a variable of the generated programs: letters and
+// digits, not a name of the dictionary's own files, taken in upper case.
+std::optional<std::string> ControleNomT(Session& s, std::string& nom) {
+  const std::string_view texte = text::TrimRight(nom);
+  if (!LettresEtChiffres(texte)) {
+    return "Nom de table « " + std::string(texte) +
+           " » refusé : lettres (sans accent) et chiffres seulement";
+  }
+  if (auto refus = NomDuDictionnaire("Nom de table", nom)) return refus;
+  const std::string haut = text::UpperAscii(texte);
+  if (haut != texte) s.Saisie().Affiche("NOMT", haut);
+  nom = haut;
+  return std::nullopt;
 }
 
 // Looks the table up; a table found is shown as read and its texts entered without padding.
@@ -59,14 +72,16 @@ void Cherche(EcranBa& d) {
                                 {"NATT", kNatT, &d.s.natt},
                                 {"LONGCLE", kLongCle, &d.s.longcle},
                                 {"LCLE", kLCle, &d.s.lcle}};
-  AfficheTrouve(ba, champs);
+  AfficheTrouve(d.etat, ba, champs);
 }
 
-// NOMD must be a specified file; its fields become the screen's field table.
-std::optional<std::string> ControleNomD(EcranBa& d, const std::string& nom) {
-  if (text::TrimRight(nom).empty() || !d.champs.ChargeFichier(text::TrimRight(nom))) {
-    return std::string();
-  }
+// NOMD must be a specified file (silent otherwise); its fields become the screen's field table
+// and its name is taken in upper case.
+std::optional<std::string> ControleNomD(EcranBa& d) {
+  const std::string haut = text::UpperAscii(text::TrimRight(d.s.nomd));
+  if (haut != text::TrimRight(d.s.nomd)) d.etat.Saisie().Affiche("NOMD", haut);
+  d.s.nomd = haut;
+  if (d.s.nomd.empty() || !d.champs.ChargeFichier(d.s.nomd)) return std::string();
   return std::nullopt;
 }
 
@@ -79,7 +94,7 @@ std::optional<std::string> ControleNatT(EcranBa& d) {
     std::string libelle;
     liste.Element(kLibellesNatures, position, libelle);
     d.etat.Saisie().MessChamp("NATT", "N", libelle, 0);
-    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.champs);
+    if (d.s.lcle.empty() && !d.s.trouve) d.s.lcle = ListeCleDefaut(d.etat, d.champs.Rubriques());
     return std::nullopt;
   }
   return std::string();
@@ -93,22 +108,20 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
     return "Liste de " + std::to_string(text::CountChars(d.s.lcle)) +
            " caractères : " + std::to_string(largeur) + " au plus";
   }
-  const ResultatCle r = ControleListeCle(d.s.lcle, d.champs);
+  const ResultatCle r = ControleListeCle(d.etat, d.s.lcle, d.champs.Rubriques());
   if (!r.valide) return r.message;
   d.s.longcle = std::to_string(r.longueur);
   d.etat.Saisie().Affiche("LONGCLE", d.s.longcle);
   return std::nullopt;
 }
 
-void Supprime(EcranBa& d) {
-  d.etat.ba.Affecte(kNomT, d.s.nomt);
-  SupprimeEnregistrement(d.ba, d.etat.ba[kNomT], d.s.e);
-}
+// Deletes the table found, under its key as stored (an old name may be in lower case).
+void Supprime(EcranBa& d) { SupprimeEnregistrement(d.etat, d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
 // Writes the table as a new record, the one found deleted first.
 void Ecrit(EcranBa& d) {
   EcritEnregistrement(
-      d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& ba = d.etat.ba;
         ba.Affecte(kNomT, d.s.nomt);
@@ -124,14 +137,14 @@ void Ecrit(EcranBa& d) {
 // written.
 bool SaisitEcran(EcranBa& d, int16_t& touche) {
   const ChampCycle champs[] = {
-      {"NOMD", &d.s.nomd, -1, [&d](const std::string& nom) { return ControleNomD(d, nom); }},
+      {"NOMD", &d.s.nomd, -1, [&d](const std::string&) { return ControleNomD(d); }},
       {"NATT", &d.s.natt, 0, [&d](const std::string&) { return ControleNatT(d); }},
       {"LCLE", &d.s.lcle, 1, [&d](const std::string&) { return ControleLCle(d); }},
   };
   EtapesEcran etapes;
   etapes.cle = &d.s.nomt;
   etapes.controle_cle = [&d] {
-    std::optional<std::string> refus = ControleNomT(d.s.nomt);
+    std::optional<std::string> refus = ControleNomT(d.etat, d.s.nomt);
     if (refus) d.etat.Saisie().MessChamp("NOMT", "B", *refus, 0);
     return !refus;
   };
@@ -146,8 +159,8 @@ bool SaisitEcran(EcranBa& d, int16_t& touche) {
 
 }  // namespace
 
-void EntBa(int16_t& touche) {
-  EcranBa d;
+void EntBa(Session& s, int16_t& touche) {
+  EcranBa d(s);
   do {
     NouvelEcran(d);
   } while (SaisitEcran(d, touche));

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "fic/controles.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
 #include "srv/text/utf8.h"
 
@@ -14,7 +14,7 @@ namespace vesk::fic {
 
 namespace {
 
-constexpr EcranCycle kEcran{kTitreChain, kDescripteurChain, "CHAINL", kAideSuppressionChain};
+constexpr EcranCycle kEcran{kTitreChain, kDescripteurChain, "CHAINL", kAideSuppressionChain, true};
 
 // The six values, kept from one screen to the next, and what the lookup found.
 struct Saisie {
@@ -25,8 +25,10 @@ struct Saisie {
 };
 
 struct EcranChain {
-  Session& etat = Etat();
-  CycleSaisie cycle{kEcran};
+  explicit EcranChain(Session& s) : etat(s) {}
+
+  Session& etat;
+  CycleSaisie cycle{etat, kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
 };
@@ -35,15 +37,23 @@ struct EcranChain {
 // not specified.
 int32_t LongueurFichier(Session& etat, std::string_view nom) {
   etat.fic.Affecte(kNomFic, text::TrimRight(nom));
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
-  return trouve ? ValeurNumerique(etat.fic[kLongEnr]) : 0;
+  int32_t e = 0;
+  const bool trouve = ChercheNom(etat, {etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e);
+  return trouve ? LongueurEnr(etat.fic) : 0;
+}
+
+// A file name of the screen (CHAINL, CHAINE) taken in upper case, shown again when typed in
+// lower case.
+void Majuscules(Session& s, std::string_view cle, std::string& nom) {
+  const std::string haut = text::UpperAscii(text::TrimRight(nom));
+  if (haut != text::TrimRight(nom)) s.Saisie().Affiche(cle, haut);
+  nom = haut;
 }
 
 // The start positions of the first two E fields of the current Fic record's file (a table of
 // the screen's own: the module's field table is not touched); "" where there are fewer.
-void ProposePositions(std::string& premiere, std::string& seconde) {
-  TableChamps table;
+void ProposePositions(Session& s, std::string& premiere, std::string& seconde) {
+  TableChamps table(s);
   table.Charge();
   const std::vector<int32_t> debuts = table.Debuts();
   std::string* cibles[] = {&premiere, &seconde};
@@ -62,7 +72,18 @@ void Cherche(EcranChain& d) {
   const ChampTrouve champs[] = {{"CHAINL", kChainL, &d.s.chainl}, {"CHAINE", kChainE, &d.s.chaine},
                                 {"PNEA", kPnea, &d.s.pnea},       {"PNES", kPnes, &d.s.pnes},
                                 {"PPE", kPpe, &d.s.ppe},          {"PDE", kPde, &d.s.pde}};
-  AfficheTrouve(chain, champs);
+  AfficheTrouve(d.etat, chain, champs);
+  Majuscules(d.etat, "CHAINL", d.s.chainl);
+}
+
+// The rule of two pointer positions of the file nom, stated while they are entered (a position
+// outside the record is refused without a message).
+void ReglesPositions(Session& s, std::string_view premiere, std::string_view seconde,
+                     int32_t longueur, const std::string& nom, std::string_view pair) {
+  const std::string regle = "Position de 1 à " + std::to_string(longueur) +
+                            " : l'enregistrement de " + nom + " en a " + std::to_string(longueur);
+  s.Saisie().RegleChamp(premiere, regle);
+  s.Saisie().RegleChamp(seconde, regle + ", pas avant " + std::string(pair));
 }
 
 // A position accepted when it lies in the record (and not before its pair's first).
@@ -73,21 +94,23 @@ std::optional<std::string> Position(const std::string& v, int32_t longueur,
 }
 
 std::optional<std::string> ControleChaine(EcranChain& d) {
+  Majuscules(d.etat, "CHAINE", d.s.chaine);
   d.s.longueur_entete = LongueurFichier(d.etat, d.s.chaine);
   if (d.s.longueur_entete == 0) return std::string(kFichierInconnu);
-  if (!d.s.trouve) ProposePositions(d.s.ppe, d.s.pde);
+  ReglesPositions(d.etat, "PPE", "PDE", d.s.longueur_entete, d.s.chaine, "le pointeur du premier");
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.ppe, d.s.pde);
   return std::nullopt;
 }
 
+// Deletes the chaining found, under its key as stored (an old name may be in lower case).
 void Supprime(EcranChain& d) {
-  d.etat.chain.Affecte(kChainL, d.s.chainl);
-  SupprimeEnregistrement(d.chain, d.etat.chain[kChainL], d.s.e);
+  SupprimeEnregistrement(d.etat, d.chain, d.cycle.CleTrouvee(), d.s.e);
 }
 
 // Writes the chaining as a new record, the one found deleted first.
 void Ecrit(EcranChain& d) {
   EcritEnregistrement(
-      d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
+      d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
                                         &d.s.chaine, &d.s.ppe,  &d.s.pde};
@@ -103,7 +126,8 @@ bool ControleLigne(EcranChain& d) {
     d.etat.Saisie().MessChamp("CHAINL", "B", kFichierInconnu, 0);
     return false;
   }
-  if (!d.s.trouve) ProposePositions(d.s.pnea, d.s.pnes);
+  ReglesPositions(d.etat, "PNEA", "PNES", d.s.longueur_ligne, d.s.chainl, "le pointeur arrière");
+  if (!d.s.trouve) ProposePositions(d.etat, d.s.pnea, d.s.pnes);
   return true;
 }
 
@@ -124,6 +148,10 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
   };
   EtapesEcran etapes;
   etapes.cle = &s.chainl;
+  etapes.controle_cle = [&d, &s] {
+    Majuscules(d.etat, "CHAINL", s.chainl);
+    return true;
+  };
   etapes.cherche = [&d] {
     Cherche(d);
     return d.s.trouve;
@@ -136,8 +164,8 @@ bool SaisitEcran(EcranChain& d, int16_t& touche) {
 
 }  // namespace
 
-void EntChain(int16_t& touche) {
-  EcranChain d;
+void EntChain(Session& s, int16_t& touche) {
+  EcranChain d(s);
   const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
   d.s.chainl = fichier;
   d.s.chaine = fichier;

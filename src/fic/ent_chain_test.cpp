@@ -24,7 +24,7 @@ rubriques = [
 ]
 [fichiers.SEUL]
 longueur = 16
-rubriques = [{ nom = "Code", type = "A", total = 4, variable = "CODE" }]
+rubriques = [{ nom = "Code", type = "A", total = 4, variable = "CODEA" }]
 )";
 
 class EntChainTest : public DossierEssai {
@@ -44,7 +44,7 @@ class EntChainTest : public DossierEssai {
     etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
     EXPECT_TRUE(trouve);
     int16_t touche = 0;
-    EntChain(touche);
+    EntChain(Etat(), touche);
     EXPECT_EQ(session_->Restantes(), 0u);
     std::string t;
     std::istringstream lignes(session_->Transcription());

@@ -6,8 +6,11 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "fic/boite_ecran.h"
 #include "fic/controles.h"
+#include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
+#include "fic/noms_reserves.h"
 #include "fic/rubrique.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
@@ -16,6 +19,9 @@ namespace vesk::fic {
 
 namespace {
 
+constexpr std::string_view kRegleVariable =
+    "Une lettre puis des lettres et des chiffres (sans accent), unique dans le fichier";
+
 constexpr std::string_view kB = "B";
 constexpr std::string_view kN = "N";
 
@@ -23,8 +29,8 @@ constexpr std::string_view kN = "N";
 struct Touches {
   int16_t retour = 0, debut = 0, echap = 0;
   int16_t f[8] = {};  // f[1] .. f[7]
-  Touches() {
-    SrvEcran& e = Etat().Ecran();
+  explicit Touches(Session& s) {
+    SrvEcran& e = s.Ecran();
     e.ToucheRetour(retour);
     e.ToucheDebut(debut);
     e.ToucheEchap(echap);
@@ -74,8 +80,8 @@ bool Montant(const std::string& type) { return type == "M" || type == "N"; }
 
 class EcranChamps {
  public:
-  EcranChamps(TableChamps& table, std::string_view fichier)
-      : etat_(Etat()), t_(table), fichier_(fichier) {}
+  EcranChamps(Session& s, TableChamps& table, std::string_view fichier)
+      : etat_(s), t_(table), fichier_(fichier), k_(s) {}
   void Lance(int32_t depart, bool premier, std::string_view message);
 
  private:
@@ -101,6 +107,7 @@ class EcranChamps {
   void Choisit();
   void Duplique();
   void SupprimeRestants();
+  bool SuppressionAcceptee(int32_t de, int32_t a);
   int32_t FinLigne() const;
 
   Session& etat_;
@@ -190,8 +197,12 @@ Suite EcranChamps::SaisitNom() {
     }
     const int f = k_.Fonction(touche);
     if (f == 6) {  // the line is deleted, not stored; nothing to delete on the new line
-      if (!nouvelle) t_.Supprime(n_);
-      mode_ = "Pred Sup";
+      if (nouvelle) {
+        mode_ = "Pred Sup";
+      } else if (SuppressionAcceptee(n_, n_)) {
+        t_.Supprime(n_);
+        mode_ = "Pred Sup";
+      }
       return Suite::kLigne;
     }
     const std::string propre(text::TrimRight(nom));
@@ -246,15 +257,39 @@ void EcranChamps::SupprimeRestants() {
   std::string reponse = "N";
   int16_t touche = 0;
   etat_.Saisie().Sai("LF1", reponse, touche, 0, "[O,N]", kB);
-  if (reponse != "O") return;
+  if (reponse != "O" || !SuppressionAcceptee(n_ + 1, t_.Nombre())) return;
   while (t_.Nombre() > n_) t_.Supprime(n_ + 1);
 }
 
+// Whether rows de to a may go: when the stored dictionary or a recorded program uses their
+// fields, the uses are shown and the user asked; "N" keeps every one of them.
+bool EcranChamps::SuppressionAcceptee(int32_t de, int32_t a) {
+  const ModeleDictionnaire modele = LitDictionnaire(etat_);
+  const std::vector<ProgrammeUtilise> programmes = ProgrammesDuThread();
+  Usages usages;
+  for (int32_t i = de; i <= a; ++i) {
+    const std::string variable(t_.Texte(i, kColVariable));
+    const Usages de_la_rubrique = UsagesRubrique(modele, fichier_, variable, programmes);
+    for (const Usage& u : de_la_rubrique.Liste()) usages.Ajoute(u);
+  }
+  if (usages.Vide()) return true;
+  const std::string variable(de == a ? t_.Texte(de, kColVariable) : "");
+  MontreUsages(etat_, usages, de == a ? "Usages de " + variable : "Usages des champs supprimés",
+               variable);
+  const std::string question = de == a ? "Supprimer " + variable + " malgré ses usages : "
+                                       : "Supprimer ces champs malgré leurs usages : ";
+  etat_.Saisie().MessChamp("LF1", kN, question, 0);
+  std::string reponse = "N";
+  int16_t touche = 0;
+  etat_.Saisie().Sai("LF1", reponse, touche, 0, "[O,N]", kB);
+  return reponse == "O";
+}
+
 // The row of a grid element: its position in the grid.
-int32_t Rang(const std::string& grille, const std::string& element) {
+int32_t Rang(SrvListe& liste, const std::string& grille, const std::string& element) {
   std::string reste = grille, e;
   for (int32_t i = 1; reste != "[]"; ++i) {
-    Etat().Liste().Extrait(reste, e);
+    liste.Extrait(reste, e);
     if (e == element) return i;
   }
   return 0;
@@ -267,8 +302,8 @@ void EcranChamps::Choisit() {
   std::string element;
   etat_.Choix().Choix(kColonnesGrille, "CHOIX D'UN CHAMP - Fichier : " + fichier_, grille, choisi,
                       element);
-  if (!choisi || Rang(grille, element) == 0) return;
-  n_ = Rang(grille, element);
+  if (!choisi || Rang(etat_.Liste(), grille, element) == 0) return;
+  n_ = Rang(etat_.Liste(), grille, element);
   mode_ = "Modif Choix";
 }
 
@@ -283,7 +318,7 @@ void EcranChamps::Duplique() {
   std::vector<int32_t> rangs;
   for (std::string e; elements != "[]";) {
     etat_.Liste().Extrait(elements, e);
-    if (int32_t r = Rang(grille, e)) rangs.push_back(r);
+    if (int32_t r = Rang(etat_.Liste(), grille, e)) rangs.push_back(r);
   }
   n_ = t_.Duplique(n_, rangs);
   mode_ = "Modif Dupli";
@@ -332,15 +367,18 @@ std::optional<Etape> EcranChamps::Saisit(Etape e, int16_t& touche) {
             "[" + std::string(kListeTypes) + "," + std::string(kLibellesTypes) + "]", kB);
       return ApresType();
     case Etape::kDecimales: {
+      s.RegleChamp("LF4", "De 0 à " + std::to_string(kDecimalesMax) + " décimales");
       s.Sai("LF4", l_.decimales, touche, 0, "[]", kB);
       const std::string_view d = text::Trim(l_.decimales);
       if (d.empty() || d.size() > 2 || !DecimalesValides(type, ValeurNumerique(d))) return {};
       return Suivante(e);
     }
     case Etape::kTotal:
+      s.RegleChamp("LF3", RegleTotal(type, ValeurNumerique(l_.decimales)));
       s.Sai("LF3", l_.total, touche, 0, "[]", kB);
       return ApresTotal();
     case Etape::kVariable:
+      s.RegleChamp("LF5", kRegleVariable);
       s.Sai("LF5", l_.variable, touche, 0, "[]", kB);
       return ApresVariable();
     case Etape::kExemple:
@@ -424,11 +462,16 @@ std::optional<Etape> EcranChamps::ApresTotal() {
   return Suivante(Etape::kTotal);
 }
 
-// A letter then letters and digits, used by no other field of the file.
+// A letter then letters and digits, used by no other field of the file, that meets no name of
+// the programs generated for the file.
 std::optional<Etape> EcranChamps::ApresVariable() {
   l_.variable = text::TrimRight(l_.variable);
   const std::string& v = l_.variable;
-  if (!LettresEtChiffres(v) || !((v[0] >= 'A' && v[0] <= 'Z') || (v[0] >= 'a' && v[0] <= 'z'))) {
+  if (!LettresEtChiffres(v)) return {};  // silent: the rule stands above the key line
+  if (v[0] >= '0' && v[0] <= '9') {
+    etat_.Saisie().MessChamp(
+        "LF5", kB,
+        "Variable « " + v + " » refusée : la première lettre d'une variable est une lettre", 0);
     return {};
   }
   for (int32_t i = 1; i <= t_.Nombre(); ++i) {
@@ -437,6 +480,15 @@ std::optional<Etape> EcranChamps::ApresVariable() {
                              "Variable " + v + " déjà prise par le champ " + std::to_string(i) +
                                  " (" + std::string(t_.Texte(i, kColNom)) + ")",
                              0);
+    return {};
+  }
+  PorteeNoms portee{fichier_, TablesDuFichier(etat_, fichier_), {v}, ""};
+  etat_.Ecran().NomApplication(portee.application);
+  for (int32_t i = 1; i <= t_.Nombre(); ++i) {
+    if (i != n_) portee.variables.emplace_back(t_.Texte(i, kColVariable));
+  }
+  if (std::optional<std::string> refus = RefusVariable(v, portee)) {
+    etat_.Saisie().MessChamp("LF5", kB, *refus, 0);
     return {};
   }
   return Suivante(Etape::kVariable);
@@ -460,7 +512,7 @@ std::optional<Etape> EcranChamps::ApresDomaine(int16_t& touche) {
   if (l_.domaine.empty()) {
     s.MessChamp("LF10", kN, "Domaine Prédéfini Primitif", 0);
   } else if (!DomaineImplicite(l_.domaine) && !DomaineConnu(l_.domaine)) {
-    ExecuteOutil(OutilFichier::kDomaine, l_.domaine, "Saisie des domaines");
+    ExecuteOutil(etat_, OutilFichier::kDomaine, l_.domaine, "Saisie des domaines");
     Dessine();
   }
   return Suivante(Etape::kDomaine);
@@ -474,17 +526,16 @@ bool EcranChamps::DomaineConnu(const std::string& code) {
 }
 
 void EcranChamps::Stocke() {
-  const TableChamps::Ligne ligne = {
-      l_.nom,
-      l_.type,
-      TableChamps::Taille(static_cast<int16_t>(ValeurNumerique(l_.total))),
-      TableChamps::Taille(static_cast<int16_t>(ValeurNumerique(l_.decimales))),
-      l_.variable,
-      l_.exemple,
-      l_.modification,
-      std::string(1, l_.format.format),
-      TableChamps::Taille(l_.format.longueur),
-      l_.domaine};
+  const TableChamps::Ligne ligne = {l_.nom,
+                                    l_.type,
+                                    t_.Taille(static_cast<int16_t>(ValeurNumerique(l_.total))),
+                                    t_.Taille(static_cast<int16_t>(ValeurNumerique(l_.decimales))),
+                                    l_.variable,
+                                    l_.exemple,
+                                    l_.modification,
+                                    std::string(1, l_.format.format),
+                                    t_.Taille(l_.format.longueur),
+                                    l_.domaine};
   if (n_ > t_.Nombre()) {
     t_.Ajoute(ligne);
   } else {
@@ -506,9 +557,9 @@ int32_t VariableEnDouble(const TableChamps& table, int32_t& autre) {
   return 0;
 }
 
-void EntChamps(TableChamps& table, std::string_view nom, int32_t depart, bool premier,
+void EntChamps(Session& s, TableChamps& table, std::string_view nom, int32_t depart, bool premier,
                std::string_view message) {
-  EcranChamps(table, nom).Lance(depart, premier, message);
+  EcranChamps(s, table, nom).Lance(depart, premier, message);
 }
 
 }  // namespace vesk::fic

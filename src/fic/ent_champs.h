@@ -25,7 +25,7 @@ inline constexpr std::string_view kAideTouches =
 // premier: the list opens on an existing file's first field, shown "Modif Premier"; message:
 // shown on line "B" of the first line, "" none). Returns when the user ends the list: F1, Esc
 // on the name, or an empty name on the new line.
-void EntChamps(TableChamps& table, std::string_view nom, int32_t depart, bool premier,
+void EntChamps(Session& s, TableChamps& table, std::string_view nom, int32_t depart, bool premier,
                std::string_view message = "");
 
 // The first row whose variable another row before it already uses, or 0: the file cannot be

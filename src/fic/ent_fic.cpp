@@ -7,11 +7,13 @@
 
 #include "core/commandes_composant.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
 #include "core/lot.h"
+#include "fic/boite_ecran.h"
 #include "fic/controles.h"
 #include "fic/ent_champs.h"
+#include "fic/etape_migration.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/rubrique.h"
 #include "fic/table_champs.h"
 #include "srv/srv_donnee.h"
@@ -23,7 +25,7 @@ namespace {
 
 constexpr std::string_view kB = "B";
 constexpr std::string_view kAideOptions = "[A la Rubrique DEPENDANCE Options :]";
-constexpr EcranCycle kEcran{kTitreFic, kDescripteurFic, "NOMFIC", kAideSuppression};
+constexpr EcranCycle kEcran{kTitreFic, kDescripteurFic, "NOMFIC", kAideSuppression, true};
 
 // Where a step of the cycle leads.
 enum class Suite { kQuitte, kCycle, kNom, kDfe, kLongueur, kChamps };
@@ -34,7 +36,7 @@ std::string Compte(size_t n, std::string_view mot) {
 
 class EcranFic {
  public:
-  EcranFic() {
+  explicit EcranFic(Session& s) : etat_(s) {
     SrvEcran& e = etat_.Ecran();
     e.ToucheEchap(echap_);
     for (int i = 1; i <= 5; ++i) f_[i] = 0;
@@ -56,15 +58,17 @@ class EcranFic {
   Suite ChampsEtLongueur();
   Suite ControleLongueur();
   Suite Abandon();
+  void MontreUsagesFichier();
   void Outil(int f);
   void EditionFichier();
-  void Ecrit();
+  void EcritSelonDonnees();
+  void Ecrit(const MigrationEcran& migration);
   void Supprime();
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                          Enregistrement& e);
 
-  Session& etat_ = Etat();
-  CycleSaisie cycle_{kEcran};
+  Session& etat_;
+  CycleSaisie cycle_{etat_, kEcran};
   const FichierCle fic_{etat_.fic_fichier, etat_.fic_arbre};
   int16_t echap_ = 0;
   int16_t f_[6] = {};
@@ -73,7 +77,7 @@ class EcranFic {
   bool trouve_ = false;
   int32_t e_ = 0;
   int16_t touche_ = 0;
-  TableChamps table_;  // the fields of the file being specified
+  TableChamps table_{etat_};  // the fields of the file being specified
 };
 
 void EcranFic::NouvelEcran() {
@@ -140,7 +144,12 @@ Suite EcranFic::SaisitNom() {
         "Nom de fichier « " + nom + " » refusé : lettres (sans accent) et chiffres seulement", 0);
     return Suite::kNom;
   }
+  if (const auto refus = NomDuDictionnaire("Nom de fichier", nom)) {
+    s.MessChamp("NOMFIC", kB, *refus, 0);
+    return Suite::kNom;
+  }
   nom_ = text::UpperAscii(nom);
+  if (nom_ != nom) s.Affiche("NOMFIC", nom_);  // typed in lower case: shown as taken
   etat_.fic.Affecte(kNomFic, nom_);
   trouve_ = cycle_.Cherche(fic_, etat_.fic[kNomFic], e_);
   dfe_ = trouve_ ? std::string(text::TrimRight(etat_.fic[kDfe])) : "N";
@@ -150,6 +159,7 @@ Suite EcranFic::SaisitNom() {
     s.Affiche("LONGENR", etat_.fic[kLongEnr]);
   }
   if (cycle_.AfficheMode(trouve_, touche_, lettre_)) {
+    MontreUsagesFichier();
     if (!cycle_.ConfirmeSuppression()) return Suite::kNom;
     Supprime();
     return Suite::kCycle;
@@ -157,17 +167,25 @@ Suite EcranFic::SaisitNom() {
   return Suite::kDfe;
 }
 
+// Before the confirmation of a deletion, what the file's deletion leaves without it (its tables,
+// chainings, the programs recorded from it), when anything; the file's record current again.
+void EcranFic::MontreUsagesFichier() {
+  const Usages usages = UsagesFichier(LitDictionnaire(etat_), nom_, ProgrammesDuThread());
+  etat_.Donnee().LireEnr(fic_.fichier, e_);
+  if (!usages.Vide()) MontreUsages(etat_, usages, "Usages de " + nom_, nom_);
+}
+
 // The help of the dependence field: the tools of an existing file, F1 for a new one.
-std::string AideDfe(bool trouve, const std::string& nom) {
+std::string AideDfe(SrvListe& l, bool trouve, const std::string& nom) {
   const std::string liste =
       trouve ? "[- F2 : Aller à la Saisie des B-Arbres,- F3 : Aller à la Saisie des Chainage,- F4 "
                ": Aller à la Genération des Déclarations de " +
                    nom + ",- F5 : Aller à l'Edition du Fichier]"
              : "[- F1 : Conserver les Derniers Champs]";
   std::string aide, reste = std::string(kAideOptions), element;
-  Etat().Liste().Extrait(reste, aide);
+  l.Extrait(reste, aide);
   for (reste = liste; reste != "[]";) {
-    Etat().Liste().Extrait(reste, element);
+    l.Extrait(reste, element);
     aide += " " + element;
   }
   return aide;
@@ -176,9 +194,9 @@ std::string AideDfe(bool trouve, const std::string& nom) {
 // DFE: F2 to F5 start a tool of an existing file; F1 keeps the last fields for a new one; any
 // other key reloads the field table (emptied, then the file's lines for an existing file).
 Suite EcranFic::SaisitDfe() {
-  etat_.Saisie().Message("I", AideDfe(trouve_, nom_));
+  etat_.Saisie().Message("I", AideDfe(etat_.Liste(), trouve_, nom_));
   etat_.Saisie().Sai("DFE", dfe_, touche_, 0, "[]", kB);
-  if (touche_ == cycle_.ToucheRetour() || touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  if (touche_ == cycle_.ToucheRetour() || cycle_.Abandonne(touche_)) return Suite::kNom;
   for (int f = 2; f <= 5 && trouve_; ++f) {
     if (touche_ != f_[f]) continue;
     Outil(f);
@@ -194,7 +212,7 @@ Suite EcranFic::SaisitDfe() {
 Suite EcranFic::SaisitLongueur() {
   etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
   if (touche_ == cycle_.ToucheRetour()) return Suite::kDfe;
-  if (touche_ == cycle_.ToucheDebut()) return Suite::kNom;
+  if (cycle_.Abandonne(touche_)) return Suite::kNom;
   return Suite::kChamps;
 }
 
@@ -211,7 +229,7 @@ Suite EcranFic::ChampsEtLongueur() {
   bool premier = trouve_ && t.Nombre() > 0;
   std::string message;
   for (;;) {
-    EntChamps(t, nom_, depart, premier, message);
+    EntChamps(etat_, t, nom_, depart, premier, message);
     premier = false;
     message.clear();
     MontreEntete();
@@ -219,7 +237,7 @@ Suite EcranFic::ChampsEtLongueur() {
     if (t.Nombre() == 0) {
       etat_.Saisie().MessChamp("LONGENR", kB, "Aucune Rubrique", 0);
       etat_.Saisie().Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-      if (touche_ == cycle_.ToucheDebut()) return Abandon();
+      if (cycle_.Abandonne(touche_)) return Abandon();
     } else if (const int32_t i = VariableEnDouble(t, autre)) {
       message = "Variable " + std::string(t.Texte(i, kColVariable)) + " en double : champs " +
                 std::to_string(autre) + " et " + std::to_string(i);
@@ -245,7 +263,7 @@ Suite EcranFic::ControleLongueur() {
         "LONGENR", kB,
         "Longueur Réelle " + std::to_string(reelle) + " : un enregistrement fait " + limites, 0);
     s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-    return touche_ == cycle_.ToucheDebut() ? Abandon() : Suite::kChamps;
+    return cycle_.Abandonne(touche_) ? Abandon() : Suite::kChamps;
   }
   if (!trouve_ || ValeurNumerique(longenr_) < reelle) {
     longenr_ = std::to_string(LongueurProposee(reelle));
@@ -254,7 +272,7 @@ Suite EcranFic::ControleLongueur() {
   s.MessChamp("LONGENR", kB, "Longueur Réelle " + std::to_string(reelle), 0);
   for (;;) {
     s.Sai("LONGENR", longenr_, touche_, 0, "[]", kB);
-    if (touche_ == cycle_.ToucheDebut()) return Abandon();
+    if (cycle_.Abandonne(touche_)) return Abandon();
     if (touche_ == cycle_.ToucheRetour()) return Suite::kChamps;
     const int32_t l = ValeurNumerique(longenr_);
     if (l < reelle) {
@@ -267,7 +285,7 @@ Suite EcranFic::ControleLongueur() {
                   "Longueur " + std::to_string(l) + " : un enregistrement fait " + limites, 0);
     } else {
       longenr_ = std::to_string(l);
-      Ecrit();
+      EcritSelonDonnees();
       return Suite::kCycle;
     }
   }
@@ -276,13 +294,13 @@ Suite EcranFic::ControleLongueur() {
 void EcranFic::Outil(int f) {
   switch (f) {
     case 2:
-      EntBa(touche_);
+      EntBa(etat_, touche_);
       break;
     case 3:
-      EntChain(touche_);
+      EntChain(etat_, touche_);
       break;
     case 4:
-      ExecuteOutil(OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
+      ExecuteOutil(etat_, OutilFichier::kDeclarations, nom_, "Génération des Déclarations");
       break;
     default:
       EditionFichier();
@@ -303,7 +321,7 @@ void EcranFic::EditionFichier() {
   etat_.Edition().SortieSuivante(sortie);
   etat_.Ecran().TitreEdition("EDITION DES SPECIFICATIONS DU FICHIER");
   try {
-    ExecuteOutil(OutilFichier::kEdition, nom_, "Edition du Fichier");
+    ExecuteOutil(etat_, OutilFichier::kEdition, nom_, "Edition du Fichier");
   } catch (...) {
     etat_.Ecran().FinTitreEdition();
     throw;
@@ -314,48 +332,70 @@ void EcranFic::EditionFichier() {
   if (!ecrits.empty()) message_ = "Edition écrite dans " + ecrits.front();
 }
 
+// A modified file whose layout changes while its data file holds records: the plan shown and
+// the user asked first; nothing is written unless the data is converted with it.
+void EcranFic::EcritSelonDonnees() {
+  MigrationEcran migration;
+  if (trouve_) {
+    const ModeleDictionnaire ancien = LitDictionnaire(etat_);
+    ModeleDictionnaire nouveau = ancien;
+    Fichier& f = nouveau.fichiers[nom_];
+    f.entreprise = dfe_ == "O";
+    f.longueur = ValeurNumerique(longenr_);
+    f.rubriques = table_.Rubriques();
+    Complete(etat_, nouveau);
+    migration = DemandeMigration(etat_, ancien, nouveau, nom_);
+    if (!migration.ecrit) {
+      message_ = migration.message;
+      return;
+    }
+  }
+  Ecrit(migration);
+}
+
 // The Fic record and its field lines, in one batch: a modified file's old record and lines
-// go first (its record number changes, as for every modification).
-void EcranFic::Ecrit() {
-  LotDictionnaire lot;
+// go first (its record number changes, as for every modification). The batch ends with the
+// migration of the data when one was accepted.
+void EcranFic::Ecrit(const MigrationEcran& migration) {
+  LotDictionnaire lot(etat_);
   if (trouve_) {
     etat_.Donnee().LireEnr(fic_.fichier, e_);
     etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
-    SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+    SupprimeEnregistrement(etat_, fic_, etat_.fic[kNomFic], e_);
   }
   etat_.fic.Efface();
   etat_.fic.Affecte(kNomFic, nom_);
   etat_.fic.Affecte(kDfe, dfe_);
   etat_.fic.Affecte(kLongEnr, longenr_);
-  InsereEnregistrement(fic_, etat_.fic[kNomFic]);
+  InsereEnregistrement(etat_, fic_, etat_.fic[kNomFic]);
   table_.Sauve();
-  lot.Valide();
+  message_ = TermineLot(lot, migration, nom_);
 }
 
 // Removes the records of f one of whose fields champs names the file being deleted.
 size_t EcranFic::SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                                  Enregistrement& e) {
   std::vector<std::pair<std::string, int32_t>> cibles;
-  ParcourtCles(f, [&](const std::string& cle, int32_t no) {
+  ParcourtCles(etat_, f, [&](const std::string& cle, int32_t no) {
     for (size_t c : champs) {
-      if (text::TrimRight(e[c]) == nom_) {
+      if (text::UpperAscii(text::TrimRight(e[c])) == nom_) {
         cibles.emplace_back(cle, no);
         return;
       }
     }
   });
-  for (const auto& [cle, no] : cibles) SupprimeEnregistrement(f, cle, no);
+  for (const auto& [cle, no] : cibles) SupprimeEnregistrement(etat_, f, cle, no);
   return cibles.size();
 }
 
 // A confirmed deletion removes, in one batch, the file's lines, its record and key, and the
 // B-tree tables and chainings that name it; the next screen says what went.
 void EcranFic::Supprime() {
-  TableChamps lignes;
+  TableChamps lignes(etat_);
   lignes.Charge();
-  LotDictionnaire lot;
+  LotDictionnaire lot(etat_);
   etat_.Chainage().SupprimeLignes(etat_.lfic_fichier);
-  SupprimeEnregistrement(fic_, etat_.fic[kNomFic], e_);
+  SupprimeEnregistrement(etat_, fic_, etat_.fic[kNomFic], e_);
   const size_t barbres = SupprimeNommant({etat_.ba_fichier, etat_.ba_arbre}, {kNomD}, etat_.ba);
   const size_t chainages =
       SupprimeNommant({etat_.chain_fichier, etat_.chain_arbre}, {kChainL, kChainE}, etat_.chain);
@@ -366,8 +406,8 @@ void EcranFic::Supprime() {
 
 }  // namespace
 
-void EntFic() {
-  EcranFic ecran;
+void EntFic(Session& s) {
+  EcranFic ecran(s);
   while (ecran.UnFichier()) {
   }
 }

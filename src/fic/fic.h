@@ -9,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
+
 namespace vesk::fic {
 
 inline constexpr std::string_view kTitreFic = "ENTREE DE SPECIFICATIONS DE TYPE FICHIER";
@@ -42,39 +45,41 @@ inline constexpr std::string_view kDescripteurSpecifications =
     "[CODOM,CODE DOMAINE,A,20,G],[@POSITION,[DEB,DEBUT,N,5,0,D],[FIN,FIN,N,5,0,D]]],[]]";
 
 // The file specification entry "ENTREE DE SPECIFICATIONS DE TYPE FICHIER", cycle after cycle
-// until Esc on the name. The field table and the current Fic record stay between calls.
-void EntFic();
+// until Esc on the name. The current Fic record stays between calls.
+void EntFic(Session& s);
 
 // The B-tree table entry "SAISIE DES TABLES B-ARBRES ": the tables of the current Fic record's
 // file (or of any file named on NOMD), their key lists checked against that file's fields.
-void EntBa(int16_t& touche);
+void EntBa(Session& s, int16_t& touche);
 
 // The chaining entry "SAISIE DES CHAINAGES DE FICHIERS ": which line file is chained to which
 // header file, through which pointer positions.
-void EntChain(int16_t& touche);
+void EntChain(Session& s, int16_t& touche);
 
 inline constexpr std::string_view kTitreLFic = "EDITION LISTE DES FICHIERS SPECIFIES";
+// The name of the files of FicApp's listing (its title is the list's).
+inline constexpr std::string_view kNomFicApp = "EDITION APPLICATION";
 inline constexpr std::string_view kDescripteurLFic =
     "[PS,30,[[NOMFIC,Fichier Donnée,A,6,G],[DFE,Entreprise,B,C],[@B-Arbres,[NAT,Nature,A,10,G],"
     "[BA,Fichier,A,10,G]],[@Chainage,[NF,Nature,A,6,G],[@Dépendance,[CHN,Nature,A,10,G],"
     "[CHF,Fichier,A,10,G]]]],[]]";
 
 // The listing of the specified files in name order, each with its dependence, its B-tree
-// tables and its chainings; liste receives the names printed ("[NOM1,NOM2]"). termine: the
-// listing service's closing call is made here; otherwise the listing stays open for the
-// caller, who closes it and takes down the screen's title. An empty dictionary opens nothing
-// and leaves liste as it was: false.
-bool EdtLFic(bool termine, std::string& liste);
+// tables and its chainings, from the dictionary m; liste receives the names printed
+// ("[NOM1,NOM2]"). termine: the listing is closed here, and the screen's title taken down;
+// otherwise the listing stays open for the caller, who closes it (FicApp). An empty dictionary
+// opens nothing and leaves liste as it was: false.
+bool EdtLFic(Session& s, const ModeleDictionnaire& m, bool termine, std::string& liste);
 
 // The application's listing: the specified files, then each file's specification on a page of
 // its own, in one listing.
-void FicApp();
+void FicApp(Session& s);
 
 // The specification listing of the file nom: its length, company dependence, B-tree tables,
-// chainings and fields. seul: a listing of its own, opened with its title and closed at the
-// end; otherwise its lines go on in the caller's listing. A file that does not exist is an
-// anomaly under "EdtFic" and prints nothing.
-void EdtFic(std::string_view nom, bool seul);
+// chainings and fields, from the dictionary m. seul: a listing of its own, opened with its title
+// and closed at the end; otherwise its lines go on in the caller's listing. A file that does not
+// exist is an anomaly under "EdtFic" and prints nothing.
+void EdtFic(Session& s, const ModeleDictionnaire& m, std::string_view nom, bool seul);
 
 }  // namespace vesk::fic
 

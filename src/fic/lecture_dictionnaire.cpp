@@ -1,13 +1,18 @@
-// The dictionary's records and definition files, read into the model and written from it.
+#include "fic/lecture_dictionnaire.h"
+
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "core/arithmetique.h"
 #include "core/cycle_saisie.h"
-#include "core/etat_module.h"
-#include "core/lot.h"
+#include "core/dictionnaire.h"
 #include "fic/controles.h"
-#include "fic/dictionnaire_texte.h"
 #include "fic/rubrique.h"
+#include "fic/table_champs.h"
+#include "srv/erreur_service.h"
+#include "srv/srv_donnee.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
@@ -16,8 +21,8 @@ namespace {
 
 std::string Champ(const Enregistrement& e, size_t i) { return std::string(text::TrimRight(e[i])); }
 
-std::vector<std::string> LignesDefinition(const std::string& fdd) {
-  SrvDonnee& d = Etat().Donnee();
+std::vector<std::string> LignesDefinition(Session& s, const std::string& fdd) {
+  SrvDonnee& d = s.Donnee();
   int16_t h = 0;
   d.OuvLect(fdd + ".DOM", h);
   std::vector<std::string> lignes;
@@ -30,177 +35,175 @@ std::vector<std::string> LignesDefinition(const std::string& fdd) {
   return lignes;
 }
 
-DomaineTexte LitDomaine() {
-  Session& etat = Etat();
-  DomaineTexte d;
-  d.nom = Champ(etat.dom, kNomDom);
-  d.fichier = Champ(etat.dom, kFdd);
-  bool existe = false;
-  if (!d.fichier.empty()) etat.Donnee().Existe(d.fichier + ".DOM", existe);
-  if (existe) d.definition = LignesDefinition(d.fichier);
-  return d;
-}
-
-RubriqueTexte LitRubrique(const TableChamps& t, int32_t i) {
-  RubriqueTexte r;
-  r.nom = std::string(t.Texte(i, kColNom));
-  r.type = std::string(t.Texte(i, kColType));
-  r.total = t.Total(i);
-  const char type = r.type.empty() ? ' ' : r.type[0];
-  if (type == 'M' || type == 'N') r.decimales = t.Decimales(i);
-  r.variable = std::string(t.Texte(i, kColVariable));
-  r.exemple = std::string(t.Texte(i, kColExemple));
-  r.modification = std::string(t.Texte(i, kColModification));
-  r.domaine = std::string(t.Texte(i, kColDomaine));
-  if (FormatDemande(type, t.Total(i), t.Decimales(i))) {
-    r.format = std::string(t.Texte(i, kColFormat));
-  }
-  return r;
-}
-
-FichierTexte LitFichier() {
-  Session& etat = Etat();
-  FichierTexte f;
-  f.entreprise = etat.fic[kDfe] == "O";
-  f.longueur = ValeurNumerique(Champ(etat.fic, kLongEnr));
-  TableChamps table;
+// The file of the current Fic record, with its fields from its Lfic chain.
+Fichier LitFichier(Session& s) {
+  Fichier f;
+  f.entreprise = s.fic[kDfe] == "O";
+  f.longueur = LongueurEnr(s.fic);
+  TableChamps table(s);
   table.Charge();
-  for (int32_t i = 1; i <= table.Nombre(); ++i) f.rubriques.push_back(LitRubrique(table, i));
+  f.rubriques = table.Rubriques();
   return f;
 }
 
-// The keys and record numbers of every record of a dictionary file.
-std::vector<std::pair<std::string, int32_t>> Cles(int16_t arbre, int16_t fichier) {
-  std::vector<std::pair<std::string, int32_t>> cles;
-  ParcourtCles({fichier, arbre},
-               [&](const std::string& cle, int32_t e) { cles.emplace_back(cle, e); });
-  return cles;
+BArbre LitBArbre(const Enregistrement& ba) {
+  BArbre b;
+  b.fichier = Champ(ba, kNomD);
+  b.nature = Champ(ba, kNatT);
+  b.cle = Champ(ba, kLCle);
+  b.longueur = ValeurNumerique(ba[kLongCle]);
+  return b;
 }
 
-// Removes every record of the four indexed files, with the field lines of each Fic record.
-void VideDictionnaire() {
-  Session& etat = Etat();
-  for (const auto& [cle, e] : Cles(etat.fic_arbre, etat.fic_fichier)) {
-    etat.Donnee().LireEnr(etat.fic_fichier, e);
-    etat.Chainage().SupprimeLignes(etat.lfic_fichier);
-    etat.BArbre().Supprime(etat.fic_arbre, cle, e, etat.fic_fichier);
+// The current record fields of the session, put back after a walk of the dictionary.
+struct EnregistrementsCourants {
+  explicit EnregistrementsCourants(Session& s)
+      : s_(s), fic_(s.fic), lfic_(s.lfic), dom_(s.dom), ba_(s.ba), chain_(s.chain) {}
+  ~EnregistrementsCourants() {
+    s_.fic = fic_;
+    s_.lfic = lfic_;
+    s_.dom = dom_;
+    s_.ba = ba_;
+    s_.chain = chain_;
   }
-  const std::pair<int16_t, int16_t> autres[] = {{etat.dom_arbre, etat.dom_fichier},
-                                                {etat.ba_arbre, etat.ba_fichier},
-                                                {etat.chain_arbre, etat.chain_fichier}};
-  for (const auto& [arbre, fichier] : autres) {
-    for (const auto& [cle, e] : Cles(arbre, fichier))
-      etat.BArbre().Supprime(arbre, cle, e, fichier);
-  }
-}
+  EnregistrementsCourants(const EnregistrementsCourants&) = delete;
+  EnregistrementsCourants& operator=(const EnregistrementsCourants&) = delete;
 
-void EcritDefinitions(const ModeleDictionnaire& m) {
-  for (const auto& [code, d] : m.domaines) {
-    const std::string nom = d.fichier + ".DOM";
-    if (d.definition) {
-      Etat().Donnee().EcritTexte(nom, *d.definition);
-    } else {
-      Etat().Donnee().SupprimeTexte(nom);
+ private:
+  Session& s_;
+  Enregistrement fic_, lfic_, dom_, ba_, chain_;
+};
+
+// Walks the tree of a dictionary file and calls lit with each record in the current fields,
+// checking that the tree indexes the file whole: each key is its record's key field, each
+// record is reached once, and as many as the file has live records. A leaf that lost an entry,
+// or a record whose key field was damaged, would otherwise give a dictionary with a piece
+// missing (a table without its file) or a name no screen accepts.
+void ParcourtEntier(Session& s, const FichierCle& f, const Enregistrement& champs,
+                    const FichierDictionnaire& quoi, const std::function<void()>& lit) {
+  const std::string arbre = text::UpperAscii(quoi.nom) + ".DAB";
+  const std::string donnees = text::UpperAscii(quoi.nom) + ".DAT";
+  // A key that is not its record's names the data file: which of the two is damaged cannot be
+  // told, and rebuilding the tree would only copy the record's key.
+  auto endommage = [&](const std::string& pourquoi, const std::string& objet) {
+    throw ErreurService("Lecture du dictionnaire", objet,
+                        pourquoi + " : le dictionnaire est endommagé", true);
+  };
+  std::set<int32_t> vus;
+  ParcourtCles(s, f, [&](const std::string& cle, int32_t e) {
+    if (text::TrimRight(cle) != text::TrimRight(champs[0])) {
+      endommage("la clé « " + std::string(text::TrimRight(cle)) + " » renvoie à l'enregistrement " +
+                    std::to_string(e) + " de " + donnees + ", dont la clé est « " +
+                    std::string(text::TrimRight(champs[0])) + " »",
+                donnees);
     }
+    if (!vus.insert(e).second) {
+      endommage("deux clés renvoient à l'enregistrement " + std::to_string(e) + " de " + donnees,
+                arbre);
+    }
+    lit();
+  });
+  int64_t cles = 0;
+  int32_t vivants = 0;
+  s.BArbre().Comptes(f.arbre, f.fichier, cles, vivants);
+  if (static_cast<int64_t>(vus.size()) != vivants) {
+    endommage(std::to_string(vus.size()) + " clé(s) parcourue(s) pour " + std::to_string(vivants) +
+                  " enregistrement(s) en service dans " + donnees,
+              arbre);
   }
-}
-
-void Insere(Enregistrement& e, int16_t arbre, int16_t fichier) {
-  int32_t no = 0;
-  Etat().BArbre().Insere(arbre, e[0], fichier, no);
-}
-
-void EcritFichier(const std::string& nom, const FichierTexte& f) {
-  Session& etat = Etat();
-  const TableChamps table = ConstruitChamps(f);
-  etat.fic.Efface();
-  etat.fic.Affecte(kNomFic, nom);
-  etat.fic.Affecte(kDfe, f.entreprise ? "O" : "N");
-  const int64_t longueur = f.longueur ? *f.longueur : LongueurProposee(table.LongueurReelle());
-  etat.fic.Affecte(kLongEnr, std::to_string(longueur));
-  Insere(etat.fic, etat.fic_arbre, etat.fic_fichier);
-  table.Sauve();
-}
-
-void EcritBArbre(const std::string& nom, const BArbreTexte& b, const ModeleDictionnaire& m) {
-  Session& etat = Etat();
-  const ResultatCle cle = ControleListeCle(b.cle, ConstruitChamps(m.fichiers.at(b.fichier)));
-  etat.ba.Efface();
-  etat.ba.Affecte(kNomT, nom);
-  etat.ba.Affecte(kNomD, b.fichier);
-  etat.ba.Affecte(kNatT, b.nature);
-  etat.ba.Affecte(kLongCle, std::to_string(cle.longueur));
-  etat.ba.Affecte(kLCle, b.cle);
-  Insere(etat.ba, etat.ba_arbre, etat.ba_fichier);
-}
-
-void EcritChainage(const std::string& nom, const ChainageTexte& c) {
-  Session& etat = Etat();
-  const std::string champs[] = {nom,      std::to_string(c.arriere), std::to_string(c.avant),
-                                c.entete, std::to_string(c.premier), std::to_string(c.dernier)};
-  etat.chain.Efface();
-  for (size_t i = 0; i < std::size(champs); ++i) etat.chain.Affecte(i, champs[i]);
-  Insere(etat.chain, etat.chain_arbre, etat.chain_fichier);
 }
 
 }  // namespace
 
-void RemplaceDictionnaire(const ModeleDictionnaire& m, SuiviProgression* suivi) {
-  Session& etat = Etat();
-  SuiviMuet muet;
-  SuiviProgression& s = suivi != nullptr ? *suivi : muet;
-  int64_t fait = 0;
-  auto avance = [&] { s.Avance(++fait); };
-  EcritDefinitions(m);
-  LotDictionnaire lot;
-  VideDictionnaire();
-  s.Debut("Import du dictionnaire", static_cast<int64_t>(m.domaines.size() + m.fichiers.size() +
-                                                         m.barbres.size() + m.chainages.size()));
-  for (const auto& [code, d] : m.domaines) {
-    etat.dom.Efface();
-    etat.dom.Affecte(kCoDom, code);
-    etat.dom.Affecte(kNomDom, d.nom);
-    etat.dom.Affecte(kFdd, d.fichier);
-    Insere(etat.dom, etat.dom_arbre, etat.dom_fichier);
-    avance();
+int32_t LongueurEnr(const Enregistrement& fic) {
+  const std::string texte(text::Trim(fic[kLongEnr]));
+  int32_t valeur = 0;
+  for (char c : texte) {
+    if (c < '0' || c > '9') {
+      throw ErreurService("Fic", Champ(fic, kNomFic) + ".dat",
+                          "longueur d'enregistrement « " + texte +
+                              " » illisible : des chiffres décimaux sont attendus");
+    }
+    valeur = Somme<int32_t>(Produit<int32_t>(valeur, 10), c - '0');
   }
-  for (const auto& [nom, f] : m.fichiers) {
-    EcritFichier(nom, f);
-    avance();
-  }
-  for (const auto& [nom, b] : m.barbres) {
-    EcritBArbre(nom, b, m);
-    avance();
-  }
-  for (const auto& [nom, c] : m.chainages) {
-    EcritChainage(nom, c);
-    avance();
-  }
-  s.Fin();
-  lot.Valide();
+  return valeur;
 }
 
-ModeleDictionnaire LitDictionnaire() {
-  Session& etat = Etat();
+Chainage ChainageDe(const Enregistrement& chain) {
+  return {Champ(chain, kChainE),         ValeurNumerique(chain[kPnea]),
+          ValeurNumerique(chain[kPnes]), ValeurNumerique(chain[kPpe]),
+          ValeurNumerique(chain[kPde]),  0};
+}
+
+ModeleDictionnaire LitDictionnaire(Session& s) {
+  EnregistrementsCourants courants(s);
   ModeleDictionnaire m;
-  using Cle = const std::string&;
-  ParcourtCles({etat.dom_fichier, etat.dom_arbre},
-               [&](Cle, int32_t) { m.domaines[Champ(etat.dom, kCoDom)] = LitDomaine(); });
-  ParcourtCles({etat.fic_fichier, etat.fic_arbre},
-               [&](Cle, int32_t) { m.fichiers[Champ(etat.fic, kNomFic)] = LitFichier(); });
-  ParcourtCles({etat.ba_fichier, etat.ba_arbre}, [&](Cle, int32_t) {
-    m.barbres[Champ(etat.ba, kNomT)] = {Champ(etat.ba, kNomD), Champ(etat.ba, kNatT),
-                                        Champ(etat.ba, kLCle), 0};
+  ParcourtEntier(s, {s.dom_fichier, s.dom_arbre}, s.dom, kDom, [&] {
+    m.domaines[Champ(s.dom, kCoDom)] = {Champ(s.dom, kNomDom), Champ(s.dom, kFdd), {}, 0};
   });
-  ParcourtCles({etat.chain_fichier, etat.chain_arbre}, [&](Cle, int32_t) {
-    m.chainages[Champ(etat.chain, kChainL)] = {Champ(etat.chain, kChainE),
-                                               ValeurNumerique(Champ(etat.chain, kPnea)),
-                                               ValeurNumerique(Champ(etat.chain, kPnes)),
-                                               ValeurNumerique(Champ(etat.chain, kPpe)),
-                                               ValeurNumerique(Champ(etat.chain, kPde)),
-                                               0};
-  });
+  ParcourtEntier(s, {s.fic_fichier, s.fic_arbre}, s.fic, kFic,
+                 [&] { m.fichiers[Champ(s.fic, kNomFic)] = LitFichier(s); });
+  ParcourtEntier(s, {s.ba_fichier, s.ba_arbre}, s.ba, kBa,
+                 [&] { m.barbres[Champ(s.ba, kNomT)] = LitBArbre(s.ba); });
+  ParcourtEntier(s, {s.chain_fichier, s.chain_arbre}, s.chain, kChain,
+                 [&] { m.chainages[Champ(s.chain, kChainL)] = ChainageDe(s.chain); });
+  AnalyseCles(s, m);
   return m;
+}
+
+void LitDefinitions(Session& s, ModeleDictionnaire& m) {
+  for (auto& [code, d] : m.domaines) {
+    bool existe = false;
+    if (!d.fichier.empty()) s.Donnee().Existe(d.fichier + ".DOM", existe);
+    if (existe) d.definition = LignesDefinition(s, d.fichier);
+  }
+}
+
+void CompleteFichier(Session& s, Fichier& f) {
+  for (Rubrique& r : f.rubriques) {
+    const RegleType& regle = *ChercheType(r.type);
+    if (!r.total) r.total = regle.total_fixe;
+    const int16_t total = r.Total(), decimales = r.Decimales();
+    r.interne = CalculeFormat(regle.type, total, decimales,
+                              [&] { return r.format.value_or(std::string(kReponseEntier)); });
+    if (!r.exemple) {
+      std::string date;  // the screen service's default date, asked only for a date field
+      if (regle.type == 'D') s.Ecran().DateDefaut(date);
+      r.exemple = ExempleDefaut(regle.type, r.nom, total, decimales, r.interne.format, date);
+    }
+    if (!r.modification) r.modification = std::string(ModificationDefaut(regle.type));
+    if (!r.domaine) r.domaine = DomaineDefaut(regle.type, decimales, r.interne.format);
+  }
+  PlaceRubriques(f.rubriques);
+  // The proposed length, when the text gives none and the fields fit in a record (the checks
+  // refuse the others).
+  const int32_t reelle = f.LongueurReelle();
+  if (!f.longueur && reelle >= 1 && reelle <= kLongueurEnrMax) {
+    f.longueur = LongueurProposee(reelle);
+  }
+}
+
+void AnalyseCles(Session& s, ModeleDictionnaire& m) {
+  for (auto& [nom, b] : m.barbres) {
+    const Fichier* f = m.ChercheFichier(b.fichier);
+    b.analyse = f != nullptr ? ControleListeCle(s, b.cle, f->rubriques) : ResultatCle{};
+  }
+}
+
+void Complete(Session& s, ModeleDictionnaire& m) {
+  for (auto& [nom, f] : m.fichiers) CompleteFichier(s, f);
+  AnalyseCles(s, m);
+  for (auto& [nom, b] : m.barbres) {
+    if (b.analyse.valide) b.longueur = b.analyse.longueur;
+  }
+}
+
+std::vector<std::string> TablesDuFichier(Session& s, std::string_view nom) {
+  std::vector<std::string> tables;
+  ParcourtCles(s, {s.ba_fichier, s.ba_arbre}, [&](const std::string&, int32_t) {
+    if (Champ(s.ba, kNomD) == nom) tables.push_back(Champ(s.ba, kNomT));
+  });
+  return tables;
 }
 
 }  // namespace vesk::fic

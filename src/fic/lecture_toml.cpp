@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fic/dictionnaire_texte.h"
+#include "fic/faute_toml.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -92,7 +93,7 @@ void LitDomaines(const toml::table& t, Lecteur& l, ModeleDictionnaire& m) {
     if (d == nullptr) continue;
     const int32_t ligne = Ligne(v);
     l.Connues(*d, {"nom", "fichier", "definition"}, "dans un domaine");
-    DomaineTexte dom;
+    Domaine dom;
     dom.ligne = ligne;
     dom.nom = l.Texte(*d, "nom", ligne, false).value_or("");
     dom.fichier = l.Texte(*d, "fichier", ligne, true).value_or("");
@@ -113,12 +114,12 @@ void LitDomaines(const toml::table& t, Lecteur& l, ModeleDictionnaire& m) {
   }
 }
 
-RubriqueTexte LitRubrique(const toml::table& r, int32_t ligne, Lecteur& l) {
+Rubrique LitRubrique(const toml::table& r, int32_t ligne, Lecteur& l) {
   l.Connues(r,
             {"nom", "type", "total", "decimales", "variable", "exemple", "modification", "domaine",
              "format"},
             "dans une rubrique");
-  RubriqueTexte rub;
+  Rubrique rub;
   rub.ligne = ligne;
   rub.nom = l.Texte(r, "nom", ligne, true).value_or("");
   rub.type = l.Texte(r, "type", ligne, true).value_or("");
@@ -139,7 +140,7 @@ void LitFichiers(const toml::table& t, Lecteur& l, ModeleDictionnaire& m) {
     if (f == nullptr) continue;
     const int32_t ligne = Ligne(v);
     l.Connues(*f, {"entreprise", "longueur", "rubriques"}, "dans un fichier");
-    FichierTexte fic;
+    Fichier fic;
     fic.ligne = ligne;
     if (const toml::node* e = f->get("entreprise")) {
       if (e->is_boolean())
@@ -169,7 +170,7 @@ void LitBArbres(const toml::table& t, Lecteur& l, ModeleDictionnaire& m) {
     if (b == nullptr) continue;
     const int32_t ligne = Ligne(v);
     l.Connues(*b, {"fichier", "nature", "cle"}, "dans une table B-arbre");
-    BArbreTexte ba;
+    BArbre ba;
     ba.ligne = ligne;
     ba.fichier = text::UpperAscii(l.Texte(*b, "fichier", ligne, true).value_or(""));
     ba.nature = l.Texte(*b, "nature", ligne, true).value_or("");
@@ -185,7 +186,7 @@ void LitChainages(const toml::table& t, Lecteur& l, ModeleDictionnaire& m) {
     if (c == nullptr) continue;
     const int32_t ligne = Ligne(v);
     l.Connues(*c, {"entete", "arriere", "avant", "premier", "dernier"}, "dans un chaînage");
-    ChainageTexte ch;
+    Chainage ch;
     ch.ligne = ligne;
     ch.entete = text::UpperAscii(l.Texte(*c, "entete", ligne, true).value_or(""));
     ch.arriere = l.Entier(*c, "arriere", ligne, true).value_or(0);
@@ -308,7 +309,7 @@ ModeleDictionnaire LitToml(std::string_view texte, std::string_view nom) {
     racine = toml::parse(ascii, std::string(nom));
   } catch (const toml::parse_error& e) {
     RefuseTexte(nom, {std::string(nom) + ":" + std::to_string(e.source().begin.line) + " : " +
-                      std::string(e.description())});
+                      TraduitFauteToml(e.description())});
   }
   Lecteur l(nom);
   ModeleDictionnaire m;

@@ -66,6 +66,24 @@ bool TotalValide(char type, int32_t total, int32_t decimales) {
   return total >= 1 && total <= kTotalMax;
 }
 
+std::string RegleTotal(char type, int32_t decimales) {
+  const std::string t(1, type);
+  if (Montant(type) && decimales > 0) {
+    return t + " avec " + std::to_string(decimales) + " décimale" + (decimales > 1 ? "s" : "") +
+           " : de " + std::to_string(decimales + 2) + " à " + std::to_string(kTotalMaxDecimales) +
+           " caractères, signe et point compris";
+  }
+  if (Montant(type)) {
+    return t + " sans décimale : de 1 à " + std::to_string(kTotalMaxEntier) +
+           " caractères, signe compris";
+  }
+  const RegleType* r = ChercheType(t);
+  if (r != nullptr && r->total_fixe > 0) {
+    return t + " : " + std::to_string(r->total_fixe) + " caractères";
+  }
+  return t + " : de 1 à " + std::to_string(kTotalMax) + " caractères";
+}
+
 bool FormatDemande(char type, int16_t total, int16_t decimales) {
   return type == 'M' && decimales == 0 && total == 5;
 }
@@ -144,6 +162,8 @@ int32_t LongueurProposee(int32_t longueur_reelle) {
     throw ErreurService("LongueurProposee", std::to_string(longueur_reelle),
                         "longueur réelle hors de 1.." + std::to_string(kLongueurEnrMax));
   }
+  // 1, 2 and 4 are below the engine's smallest record: 8, the power of two above it.
+  if (longueur_reelle < kLongueurEnrMin) return 8;
   int32_t p = 1;
   while (p < longueur_reelle) p = Produit<int32_t>(p, 2);
   return p > kLongueurEnrMax ? kLongueurEnrMax : p;

@@ -53,6 +53,9 @@ bool DecimalesValides(char type, int32_t decimales);
 // The limits on the total: M or N with decimals d, d + 2 to 17; M or N without, 1 to 16; D, E,
 // B their fixed total; the others 1 to 32767.
 bool TotalValide(char type, int32_t total, int32_t decimales);
+// The limits of TotalValide in the screen's words: "M avec 2 décimales : de 4 à 17 caractères,
+// signe et point compris".
+std::string RegleTotal(char type, int32_t decimales);
 
 // Internal format ('A', 'I', 'S' or 'D') and internal length in bytes.
 struct FormatInterne {
@@ -79,9 +82,9 @@ std::string_view ModificationDefaut(char type);
 // Whether code is one of the default domains of the rules ("a¬Nul", "Ns¬Nul", "liste"...).
 bool DomaineImplicite(std::string_view code);
 
-// The proposed record length: the smallest power of two not below the real length (1 gives 1,
-// 100 gives 128, 129 gives 256), never above the engine's largest record (32767). The real
-// length must be at least 1.
+// The proposed record length: the smallest power of two not below the real length (100 gives
+// 128, 129 gives 256), never below the engine's smallest record (1 to 4 give 8) nor above its
+// largest (32767). The real length must be at least 1.
 int32_t LongueurProposee(int32_t longueur_reelle);
 
 }  // namespace vesk::fic

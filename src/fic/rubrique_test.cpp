@@ -84,8 +84,10 @@ TEST(Rubrique, DefaultsProposedFromTheType) {
   EXPECT_FALSE(DomaineImplicite("TVA"));
 }
 
-TEST(Rubrique, ProposedLengthIsTheNextPowerOfTwo) {
-  EXPECT_EQ(LongueurProposee(1), 1);
+TEST(Rubrique, ProposedLengthIsTheNextPowerOfTwoTheEngineStores) {
+  EXPECT_EQ(LongueurProposee(1), 8);  // not 1, 2 or 4: below the engine's 5
+  EXPECT_EQ(LongueurProposee(4), 8);
+  EXPECT_EQ(LongueurProposee(5), 8);
   EXPECT_EQ(LongueurProposee(100), 128);
   EXPECT_EQ(LongueurProposee(128), 128);
   EXPECT_EQ(LongueurProposee(129), 256);

@@ -1,7 +1,8 @@
 #include "fic/table_champs.h"
 
-#include "core/etat_module.h"
+#include "core/cycle_saisie.h"
 #include "core/lot.h"
+#include "fic/rubrique.h"
 #include "srv/text/utf8.h"
 
 namespace vesk::fic {
@@ -40,33 +41,30 @@ std::string_view TableChamps::Texte(int32_t i, int c) const {
 
 namespace {
 
-int16_t Decode(const std::string& taille) {
+int16_t Decode(Session& s, const std::string& taille) {
   int16_t v = 0;
-  Etat().Texte().DecodeTaille(taille, v);
+  s.Texte().DecodeTaille(taille, v);
   return v;
 }
 
 }  // namespace
 
-int16_t TableChamps::Total(int32_t i) const { return Decode(Cellule(i, kColTotal)); }
-int16_t TableChamps::Decimales(int32_t i) const { return Decode(Cellule(i, kColDecimales)); }
-int16_t TableChamps::LongueurInterne(int32_t i) const { return Decode(Cellule(i, kColLongueur)); }
+int16_t TableChamps::Total(int32_t i) const { return Decode(*s_, Cellule(i, kColTotal)); }
+int16_t TableChamps::Decimales(int32_t i) const { return Decode(*s_, Cellule(i, kColDecimales)); }
+int16_t TableChamps::LongueurInterne(int32_t i) const {
+  return Decode(*s_, Cellule(i, kColLongueur));
+}
 
-std::string TableChamps::Taille(int16_t valeur) {
+std::string TableChamps::Taille(int16_t valeur) const {
   std::string taille;
-  Etat().Texte().EncodeTaille(valeur, taille);
+  s_->Texte().EncodeTaille(valeur, taille);
   return taille;
 }
 
 std::vector<int32_t> TableChamps::Debuts() const {
-  std::vector<int32_t> debuts;
-  debuts.reserve(static_cast<size_t>(nombre_));
-  int32_t debut = 1;
-  for (int32_t i = 1; i <= nombre_; ++i) {
-    debuts.push_back(debut);
-    debut = Somme<int32_t>(debut, LongueurInterne(i));
-  }
-  return debuts;
+  std::vector<int16_t> longueurs;
+  for (int32_t i = 1; i <= nombre_; ++i) longueurs.push_back(LongueurInterne(i));
+  return Positions(longueurs);
 }
 
 int32_t TableChamps::LongueurReelle() const {
@@ -138,7 +136,7 @@ int32_t TableChamps::Duplique(int32_t courant, std::span<const int32_t> choisies
 }
 
 std::string TableChamps::Grille() const {
-  Session& etat = Etat();
+  Session& etat = *s_;
   const std::vector<int32_t> debuts = Debuts();
   std::string grille = "[]";
   for (int32_t i = 1; i <= nombre_; ++i) {
@@ -161,8 +159,41 @@ std::string TableChamps::Grille() const {
   return grille;
 }
 
+std::vector<Rubrique> TableChamps::Rubriques() const {
+  std::vector<Rubrique> rubriques;
+  for (int32_t i = 1; i <= nombre_; ++i) {
+    Rubrique r;
+    r.nom = std::string(Texte(i, kColNom));
+    r.type = std::string(Texte(i, kColType));
+    r.total = Total(i);
+    const char type = r.Type();
+    if (type == 'M' || type == 'N') r.decimales = Decimales(i);
+    r.variable = std::string(Texte(i, kColVariable));
+    r.exemple = std::string(Texte(i, kColExemple));
+    r.modification = std::string(Texte(i, kColModification));
+    r.domaine = std::string(Texte(i, kColDomaine));
+    const std::string_view format = Texte(i, kColFormat);
+    if (FormatDemande(type, Total(i), Decimales(i))) r.format = std::string(format);
+    r.interne = {format.empty() ? ' ' : format[0], LongueurInterne(i)};
+    rubriques.push_back(std::move(r));
+  }
+  PlaceRubriques(rubriques);
+  return rubriques;
+}
+
+TableChamps TableChamps::De(Session& s, const Fichier& fichier) {
+  TableChamps table(s);
+  for (const Rubrique& r : fichier.rubriques) {
+    table.Ajoute({r.nom, r.type, table.Taille(r.Total()), table.Taille(r.Decimales()), r.variable,
+                  r.exemple.value_or(""), r.modification.value_or(""),
+                  std::string(1, r.interne.format), table.Taille(r.interne.longueur),
+                  r.domaine.value_or("")});
+  }
+  return table;
+}
+
 void TableChamps::Charge() {
-  Session& etat = Etat();
+  Session& etat = *s_;
   nombre_ = 0;
   int32_t e = 0;
   etat.Chainage().PremLigne(etat.lfic_fichier, e);
@@ -177,18 +208,18 @@ void TableChamps::Charge() {
 }
 
 bool TableChamps::ChargeFichier(std::string_view nom) {
-  Session& etat = Etat();
+  Session& etat = *s_;
   etat.fic.Affecte(kNomFic, nom);
-  bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, etat.fic[kNomFic], etat.fic_fichier, trouve);
-  if (!trouve) return false;
+  int32_t e = 0;
+  if (!vesk::ChercheNom(etat, {etat.fic_fichier, etat.fic_arbre}, etat.fic[kNomFic], e))
+    return false;
   Charge();
   return true;
 }
 
 void TableChamps::Sauve() const {
-  Session& etat = Etat();
-  LotDictionnaire lot;
+  Session& etat = *s_;
+  LotDictionnaire lot(etat);
   etat.Chainage().SupprimeLignes(etat.lfic_fichier);
   for (int32_t i = 1; i <= nombre_; ++i) {
     etat.lfic.Efface();

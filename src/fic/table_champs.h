@@ -3,7 +3,7 @@
 // decimals, internal length) hold the coded sizes of the record and are decoded through the
 // text service for arithmetic. The table loads from and saves to the Lfic chain of a Fic record,
 // builds the field grid, finds fields, inserts, deletes and duplicates rows. Every row index is
-// checked and the count is a checked 16-bit integer. Used on the calling thread's module state.
+// checked and the count is a checked 16-bit integer. Works on the session it is made with.
 #ifndef VESK_FIC_TABLE_CHAMPS_H_
 #define VESK_FIC_TABLE_CHAMPS_H_
 
@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "core/arithmetique.h"
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
 
 namespace vesk::fic {
 
@@ -42,6 +44,8 @@ class TableChamps {
  public:
   using Ligne = std::array<std::string, kNbColonnes>;
 
+  explicit TableChamps(Session& s) : s_(&s) {}
+
   int16_t Nombre() const { return nombre_; }
   // Column c (1..10) of row i (1..Nombre()).
   const std::string& Cellule(int32_t i, int c) const;
@@ -55,7 +59,7 @@ class TableChamps {
   int16_t Total(int32_t i) const;
   int16_t Decimales(int32_t i) const;
   int16_t LongueurInterne(int32_t i) const;
-  static std::string Taille(int16_t valeur);
+  std::string Taille(int16_t valeur) const;
 
   // Start position of each row (index i - 1) and the real length: the sum of the internal
   // lengths, in checked arithmetic.
@@ -87,6 +91,14 @@ class TableChamps {
   // internal format and length, end. "[]" when the table is empty.
   std::string Grille() const;
 
+  // The rows as the dictionary model's fields: sizes decoded, the internal format and length as
+  // the rows hold them, placed in the record. A field gives its decimals only when it is an M
+  // or an N, and its internal format only when it was asked (FormatDemande), as the dictionary
+  // text writes them.
+  std::vector<Rubrique> Rubriques() const;
+  // The rows of a complete file's fields, coded as their Lfic records hold them.
+  static TableChamps De(Session& s, const Fichier& fichier);
+
   // Loads the fields of the current Fic record from its Lfic chain (the record was found by a
   // B-tree search). Loads the fields of the file nom; false when nom is not in Fic.
   void Charge();
@@ -99,6 +111,7 @@ class TableChamps {
   size_t Indice(int32_t i) const;
   static int IndiceLfic(int c);
 
+  Session* s_;
   TableBornee<Ligne> lignes_;
   int16_t nombre_ = 0;
 };

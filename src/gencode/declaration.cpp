@@ -1,10 +1,12 @@
 #include "gencode/declaration.h"
 
+#include <span>
 #include <string>
 
 #include "core/arithmetique.h"
-#include "core/etat_module.h"
+#include "fic/lecture_dictionnaire.h"
 #include "gencode/disposition.h"
+#include "gencode/fichier_genere.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
@@ -20,15 +22,15 @@ constexpr std::string_view kProcLectEcr = "DéclarationLectEcrFich";
 constexpr std::string_view kProcVar = "DéclarationVarFich";
 constexpr int kLargeurNomFic = 6;
 
-std::string SansBlancs(std::string_view texte) {
+std::string SansBlancs(Session& s, std::string_view texte) {
   std::string r;
-  Etat().Texte().SupBlancs(texte, r);
+  s.Texte().SupBlancs(texte, r);
   return r;
 }
 
-std::string Nombre(double valeur) {
+std::string Nombre(Session& s, double valeur) {
   std::string r;
-  Etat().Texte().NumTexte(valeur, r);
+  s.Texte().NumTexte(valeur, r);
   return r;
 }
 
@@ -42,221 +44,190 @@ std::string CleFic(std::string_view nom) {
 }
 
 // Searches the file in Fic: its record becomes current when found.
-bool ChercheFic(std::string_view nom) {
-  Session& etat = Etat();
+bool ChercheFic(Session& s, std::string_view nom) {
+  Session& etat = s;
   bool trouve = false;
-  etat.BArbre().Recherche(etat.fic_arbre, CleFic(SansBlancs(nom)), etat.fic_fichier, trouve);
+  etat.BArbre().Recherche(etat.fic_arbre, CleFic(SansBlancs(s, nom)), etat.fic_fichier, trouve);
   return trouve;
 }
 
-// Searches the file in Fic and reports it under procedure when it is missing.
-bool ChercheOuSignale(std::string_view nom, std::string_view procedure) {
-  const bool trouve = ChercheFic(nom);
-  if (!trouve) SignaleAnomalieGen("@ " + SansBlancs(nom) + "@ Inconnu ", procedure);
+// The file the session's current Fic record describes (the one a search found last), as the
+// dictionary m gives it; null when the record is blank. A file missing from Fic leaves the
+// record as it was: the generator goes on with it.
+const fic::Fichier* Courant(Session& s, const fic::ModeleDictionnaire& m) {
+  return m.ChercheFichier(text::TrimRight(s.fic[kNomFic]));
+}
+
+// Searches the file in Fic and reports it under procedure when it is missing; true when found
+// (it is then the current file).
+bool ChercheOuSignale(Session& s, std::string_view nom, std::string_view procedure) {
+  const bool trouve = ChercheFic(s, nom);
+  if (!trouve) SignaleAnomalieGen(s, "@ " + SansBlancs(s, nom) + "@ Inconnu ", procedure);
   return trouve;
 }
 
-std::string Application() {
+std::string Application(Session& s) {
   std::string app;
-  Etat().Ecran().NomApplication(app);
+  s.Ecran().NomApplication(app);
   return app;
 }
 
-// "True" when the current Fic record depends on the company, else "False".
-std::string Dependance() { return Etat().fic[kDfe] == "O" ? "True" : "False"; }
-
-void Commentaire(std::string_view texte) { GenRem(texte, kColonneCalculee, ""); }
-
-// Calls f for each field line of the Fic record just found, in chain order (the line is then
-// the current Lfic record). A file missing from Fic has no current record: no lines.
-template <typename F>
-void PourChaqueRubrique(bool trouve, F f) {
-  if (!trouve) return;
-  Session& etat = Etat();
-  int32_t no = 0;
-  etat.Chainage().PremLigne(etat.lfic_fichier, no);
-  while (no != 0) {
-    f();
-    etat.Chainage().SuivLigne(etat.lfic_fichier, no);
-  }
+// "True" when the file depends on the company, else "False" (none does not).
+std::string Dependance(const fic::Fichier* f) {
+  return f != nullptr && f->entreprise ? "True" : "False";
 }
 
-// Calls f for each Ba record, in key order, whose NOMD is the current NOMFIC (as stored).
-template <typename F>
-void PourChaqueBArbre(F f) {
-  Session& etat = Etat();
-  bool trouve = false;
-  std::string cle;
-  etat.BArbre().PremCle(etat.ba_arbre, etat.ba_fichier, trouve, cle);
-  while (trouve) {
-    if (etat.ba[kNomD] == etat.fic[kNomFic]) f();
-    etat.BArbre().SuivCle(etat.ba_arbre, etat.ba_fichier, trouve, cle);
-  }
+void Commentaire(Session& s, std::string_view texte) { GenRem(s, texte, kColonneCalculee, ""); }
+
+// The fields of the current file when the search found it, in their order; none otherwise.
+std::span<const fic::Rubrique> Rubriques(bool trouve, const fic::Fichier* f) {
+  if (!trouve || f == nullptr) return {};
+  return f->rubriques;
 }
 
-// Variable name and decoded internal size of the current field line.
-std::string Variable() { return SansBlancs(Etat().lfic[kLf5]); }
-int16_t TailleInterne() {
-  int16_t n = 0;
-  Etat().Texte().DecodeTaille(Etat().lfic[kLongueurInterne], n);
-  return n;
-}
+// The record length of the current file (0 when there is none).
+int32_t Longueur(const fic::Fichier* f) { return f == nullptr ? 0 : f->Longueur(); }
 
-// LONGENR of the current Fic record as a number: decimal digits between blanks; blank is 0.
-int32_t LongueurEnregistrement(std::string_view fichier) {
-  const std::string texte = SansBlancs(Etat().fic[kLongEnr]);
-  int32_t valeur = 0;
-  for (char c : texte) {
-    if (c < '0' || c > '9') {
-      throw ErreurService(kProcFichier, std::string(fichier) + ".dat",
-                          "longueur d'enregistrement « " + texte +
-                              " » illisible : des chiffres décimaux sont attendus");
-    }
-    valeur = Somme<int32_t>(Produit<int32_t>(valeur, 10), c - '0');
-  }
-  return valeur;
-}
-
-// One chaining record taken (the current Chain record).
-void EcritChainage(bool& entete_ecrit) {
-  Session& etat = Etat();
-  const std::string ligne = SansBlancs(etat.chain[kChainL]);
-  const std::string entete = SansBlancs(etat.chain[kChainE]);
-  const std::string pnea = SansBlancs(etat.chain[kPnea]);
-  const std::string pnes = SansBlancs(etat.chain[kPnes]);
-  const std::string ppe = SansBlancs(etat.chain[kPpe]);
-  const std::string pde = SansBlancs(etat.chain[kPde]);
-  GenLigneVide();
+// One chaining of the file: the line file ligne under its header file.
+void EcritChainage(Session& s, const fic::ModeleDictionnaire& m, const std::string& ligne,
+                   const fic::Chainage& c, bool& entete_ecrit) {
+  const std::string& entete = c.entete;
+  GenLigneVide(s);
   if (!entete_ecrit) {
-    Commentaire("Chainage des Fichiers " + Application());
+    Commentaire(s, "Chainage des Fichiers " + Application(s));
     entete_ecrit = true;
   }
-  Commentaire("Chainage de " + ligne + ".dat" + " - Entête : " + entete + ".dat");
-  if (!ChercheFic(entete)) {
-    SignaleAnomalieGen("@ " + entete + "@ Fichier Entête de Chainage Inconnu ", kProcFichier);
+  Commentaire(s, "Chainage de " + ligne + ".dat" + " - Entête : " + entete + ".dat");
+  if (!ChercheFic(s, entete)) {
+    SignaleAnomalieGen(s, "@ " + entete + "@ Fichier Entête de Chainage Inconnu ", kProcFichier);
   }
-  const std::string lh = Nombre(LongueurEnregistrement(entete));
-  if (!ChercheFic(ligne)) {
-    SignaleAnomalieGen("@ " + ligne + "@ Fichier Ligne de Chainage Inconnu ", kProcFichier);
+  const std::string lh = Nombre(s, Longueur(Courant(s, m)));
+  if (!ChercheFic(s, ligne)) {
+    SignaleAnomalieGen(s, "@ " + ligne + "@ Fichier Ligne de Chainage Inconnu ", kProcFichier);
   }
-  const std::string ll = Nombre(LongueurEnregistrement(ligne));
-  std::string q(kQ);
-  GenInst("Call Chainage(CP + " + q + entete + q + "," + lh + "," + ppe + "," + pde + ",CP + " + q +
-          ligne + q + "," + ll + "," + pnea + "," + pnes + ")");
+  const std::string ll = Nombre(s, Longueur(Courant(s, m)));
+  const std::string q(kQ);
+  GenInst(s, "Call Chainage(CP + " + q + entete + q + "," + lh + "," + std::to_string(c.premier) +
+                 "," + std::to_string(c.dernier) + ",CP + " + q + ligne + q + "," + ll + "," +
+                 std::to_string(c.arriere) + "," + std::to_string(c.avant) + ")");
 }
 
-void EcritLecture(const std::string& nom, bool trouve) {
-  Commentaire(nom + ".dat");
-  Commentaire("Lecture");
-  GenInst("Sub Lire" + nom + "(E as Long)");
-  Commentaire("Déclaration");
-  GenInst("Dim T as String");
-  Commentaire("Lecture du Fichier");
-  GenInst("Call LireFichier(" + nom + "D%,E,T)");
-  Commentaire("Distribution dans les Variables");
-  int16_t position = 0;
-  PourChaqueRubrique(trouve, [&] {
-    const int16_t taille = TailleInterne();
-    GenInst(Variable() + " = Mid(T," + Nombre(Somme<int16_t>(position, 1)) + "," + Nombre(taille) +
-            ")");
-    position = Somme<int16_t>(position, taille);
-  });
-  GenInst("End Sub");
+void EcritLecture(Session& s, const std::string& nom, std::span<const fic::Rubrique> rubriques) {
+  Commentaire(s, nom + ".dat");
+  Commentaire(s, "Lecture");
+  GenInst(s, "Sub Lire" + nom + "(E as Long)");
+  Commentaire(s, "Déclaration");
+  GenInst(s, "Dim T as String");
+  Commentaire(s, "Lecture du Fichier");
+  GenInst(s, "Call LireFichier(" + nom + "D%,E,T)");
+  Commentaire(s, "Distribution dans les Variables");
+  for (const fic::Rubrique& r : rubriques) {
+    // The generated program counts positions in 16 bits: one past them ends the generation.
+    GenInst(s, SansBlancs(s, r.variable) + " = Mid(T," + Nombre(s, Convertit<int16_t>(r.position)) +
+                   "," + Nombre(s, r.interne.longueur) + ")");
+    Convertit<int16_t>(r.Fin());
+  }
+  GenInst(s, "End Sub");
 }
 
-void EcritEcriture(const std::string& nom, bool trouve) {
-  Commentaire("Ecriture");
-  GenInst("Sub Ecrire" + nom + "(E as Long)");
-  Commentaire("Déclaration");
-  GenInst("Dim T as String");
-  Commentaire("Constitution de l'Enregistrement");
+void EcritEcriture(Session& s, const std::string& nom, std::span<const fic::Rubrique> rubriques) {
+  Commentaire(s, "Ecriture");
+  GenInst(s, "Sub Ecrire" + nom + "(E as Long)");
+  Commentaire(s, "Déclaration");
+  GenInst(s, "Dim T as String");
+  Commentaire(s, "Constitution de l'Enregistrement");
   std::string joint;
-  bool premier = true;
-  PourChaqueRubrique(trouve, [&] {
-    if (!premier) joint.append(" + ");
-    joint.append(Variable());
-    premier = false;
-  });
-  GenInst("T = " + joint);
-  Commentaire("Ecriture du Fichier");
-  GenInst("Call EcrireFichier(" + nom + "D%,E,T)");
-  GenInst("End Sub");
-  GenLigneVide();
+  for (const fic::Rubrique& r : rubriques) {
+    if (!joint.empty()) joint.append(" + ");
+    joint.append(SansBlancs(s, r.variable));
+  }
+  GenInst(s, "T = " + joint);
+  Commentaire(s, "Ecriture du Fichier");
+  GenInst(s, "Call EcrireFichier(" + nom + "D%,E,T)");
+  GenInst(s, "End Sub");
+  GenLigneVide(s);
 }
 
 }  // namespace
 
-void DeclarationFichier(std::string_view nom) {
-  InitGenCode();
-  GenTitre("Ouverture des Fichiers et B-Arbres", "=", "");
-  GenInst("Sub Ouv" + Application());
-  DeclarationOuvFich_BArbre(nom);
+void DeclarationFichier(Session& s, std::string_view nom) {
+  const fic::ModeleDictionnaire m = fic::LitDictionnaire(s);
+  InitGenCode(s);
+  GenTitre(s, "Ouverture des Fichiers et B-Arbres", "=", "");
+  GenInst(s, "Sub Ouv" + Application(s));
+  DeclarationOuvFich_BArbre(s, m, nom);
   bool entete_ecrit = false;
-  DeclarationChainage(nom, entete_ecrit);
-  GenInst("End Sub");
-  GenLigneVide();
-  GenTitre("Lecture/Ecriture des Fichiers", "=", "");
-  DeclarationLectEcrFich(nom);
-  GenTitre("Déclaration des Variables des Fichiers", "=", "");
-  DeclarationVarFich(nom);
-  if (!ChercheFic(nom)) SignaleAnomalieGen("@ " + SansBlancs(nom) + "@ Inconnu ", kProcFichier);
-  TermineGenCode();
+  DeclarationChainage(s, m, nom, entete_ecrit);
+  GenInst(s, "End Sub");
+  GenLigneVide(s);
+  GenTitre(s, "Lecture/Ecriture des Fichiers", "=", "");
+  DeclarationLectEcrFich(s, m, nom);
+  GenTitre(s, "Déclaration des Variables des Fichiers", "=", "");
+  DeclarationVarFich(s, m, nom);
+  SignaleNomsReserves(s, m, nom, kProcFichier);
+  if (!ChercheFic(s, nom)) {
+    SignaleAnomalieGen(s, "@ " + SansBlancs(s, nom) + "@ Inconnu ", kProcFichier);
+  }
+  TermineGenCode(s);
 }
 
-void DeclarationOuvFich_BArbre(std::string_view nom) {
-  const std::string n = SansBlancs(nom);
+void DeclarationOuvFich_BArbre(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom) {
+  const std::string n = SansBlancs(s, nom);
   const std::string q(kQ);
-  Commentaire("Ouverture Fichier et B-Arbres " + Application());
-  const bool trouve = ChercheOuSignale(nom, kProcOuv);
-  Commentaire(n + ".dat");
-  Commentaire("Ouverture du Fichier " + n + ".dat");
-  const std::string c = Dependance();
-  GenInst("Call Donnee(" + c + "," + q + n + q + "," + SansBlancs(Etat().fic[kLongEnr]) + "," + n +
-          "D%,DllApl)");
-  Commentaire("Initialisation des Variables du Fichier");
-  PourChaqueRubrique(trouve,
-                     [] { GenInst(Variable() + " = Space(" + Nombre(TailleInterne()) + ")"); });
-  PourChaqueBArbre([&] {
-    const Session& etat = Etat();
-    const std::string b = SansBlancs(etat.ba[kNomT]);
-    Commentaire("Ouverture du B-Arbre " + b + ".dab");
-    GenInst("Call B_Arbre(" + c + "," + q + b + q + "," + SansBlancs(etat.ba[kLongCle]) + "," + q +
-            SansBlancs(etat.ba[kNatT]) + q + "," + b + "T%)");
-  });
-}
-
-void DeclarationChainage(std::string_view nom, bool& entete_ecrit) {
-  Session& etat = Etat();
-  const std::string cle = CleFic(SansBlancs(nom));
-  bool trouve = false;
-  std::string cle_chain;
-  etat.BArbre().PremCle(etat.chain_arbre, etat.chain_fichier, trouve, cle_chain);
-  while (trouve) {
-    if (etat.chain[kChainL] == cle || etat.chain[kChainE] == cle) EcritChainage(entete_ecrit);
-    etat.BArbre().SuivCle(etat.chain_arbre, etat.chain_fichier, trouve, cle_chain);
+  Commentaire(s, "Ouverture Fichier et B-Arbres " + Application(s));
+  const bool trouve = ChercheOuSignale(s, nom, kProcOuv);
+  const fic::Fichier* f = Courant(s, m);
+  Commentaire(s, n + ".dat");
+  Commentaire(s, "Ouverture du Fichier " + n + ".dat");
+  const std::string c = Dependance(f);
+  GenInst(s, "Call Donnee(" + c + "," + q + n + q + "," +
+                 (f != nullptr ? std::to_string(f->Longueur()) : "") + "," + n + "D%,DllApl)");
+  Commentaire(s, "Initialisation des Variables du Fichier");
+  for (const fic::Rubrique& r : Rubriques(trouve, f)) {
+    GenInst(s, SansBlancs(s, r.variable) + " = Space(" + Nombre(s, r.interne.longueur) + ")");
+  }
+  if (f == nullptr) return;
+  for (const auto& [table, b] : m.TablesDe(text::TrimRight(s.fic[kNomFic]))) {
+    Commentaire(s, "Ouverture du B-Arbre " + table + ".dab");
+    GenInst(s, "Call B_Arbre(" + c + "," + q + table + q + "," + std::to_string(b->longueur) + "," +
+                   q + SansBlancs(s, b->nature) + q + "," + table + "T%)");
   }
 }
 
-void DeclarationLectEcrFich(std::string_view nom) {
-  const bool trouve = ChercheOuSignale(nom, kProcLectEcr);
-  const std::string n = SansBlancs(nom);
-  EcritLecture(n, trouve);
-  EcritEcriture(n, trouve);
+void DeclarationChainage(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                         bool& entete_ecrit) {
+  const std::string n = SansBlancs(s, nom);
+  for (const auto& [ligne, c] : m.chainages) {
+    if (ligne == n || c.entete == n) EcritChainage(s, m, ligne, c, entete_ecrit);
+  }
 }
 
-void DeclarationVarFich(std::string_view nom) {
-  const bool trouve = ChercheOuSignale(nom, kProcVar);
-  const std::string n = SansBlancs(nom);
-  Commentaire("Fichier " + n + ".dat");
+void DeclarationLectEcrFich(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom) {
+  const bool trouve = ChercheOuSignale(s, nom, kProcLectEcr);
+  const std::span<const fic::Rubrique> rubriques = Rubriques(trouve, Courant(s, m));
+  const std::string n = SansBlancs(s, nom);
+  EcritLecture(s, n, rubriques);
+  EcritEcriture(s, n, rubriques);
+}
+
+void DeclarationVarFich(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom) {
+  const bool trouve = ChercheOuSignale(s, nom, kProcVar);
+  const fic::Fichier* f = Courant(s, m);
+  const std::string n = SansBlancs(s, nom);
+  Commentaire(s, "Fichier " + n + ".dat");
   std::string liste;
   auto ajoute = [&liste](std::string_view element) {
     if (!liste.empty()) liste.append(", ");
     liste.append(element);
   };
-  PourChaqueBArbre([&] { ajoute(SansBlancs(Etat().ba[kNomT]) + "T As Integer"); });
+  for (const auto& [table, b] : m.TablesDe(text::TrimRight(s.fic[kNomFic]))) {
+    ajoute(table + "T As Integer");
+  }
   ajoute(n + "D As Integer");
-  PourChaqueRubrique(trouve, [&] { ajoute(Variable() + " As String"); });
-  GenInst("Public " + liste);
+  for (const fic::Rubrique& r : Rubriques(trouve, f)) {
+    ajoute(SansBlancs(s, r.variable) + " As String");
+  }
+  GenInst(s, "Public " + liste);
 }
 
 }  // namespace vesk

@@ -9,6 +9,8 @@
 
 #include "core/etat_module.h"
 #include "gencode/etat_gencode.h"
+#include "gencode/gen_pe.h"
+#include "gencode/gen_ps.h"
 #include "gencode/testing/generateurs.h"
 #include "gencode/testing/structure_programme.h"
 #include "srv/erreur_service.h"
@@ -27,7 +29,7 @@ class DeclarationTest : public DictionnaireEssai {
     AjouteBArbre("CLI1", "CLIENT", "P", "12");
   }
   std::vector<std::string> Genere(std::string_view nom) {
-    DeclarationFichier(nom);
+    DeclarationFichier(Etat(), nom);
     const std::string& texte = EtatGen().Texte();
     EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return Lignes(texte);
@@ -216,7 +218,7 @@ TEST_F(DeclarationTest, PositionsPast32767AreAnOverflow) {
   AjouteFichier("GROS", "", "40000");
   AjouteRubrique("GROS", "A", 20000);
   AjouteRubrique("GROS", "B", 20000);
-  EXPECT_THROW(DeclarationFichier("GROS"), ErreurService);
+  EXPECT_THROW(DeclarationFichier(Etat(), "GROS"), ErreurService);
   const std::vector<std::string> l = Lignes(EtatGen().Texte());
   EXPECT_NE(Ligne(l, "B = Mid(T,20001,20000)"), "");
   EXPECT_FALSE(Contient(l, "Sub EcrireGROS"));
@@ -226,18 +228,49 @@ TEST_F(DeclarationTest, UnreadableRecordLengthOfAChainedFileIsAnError) {
   AjouteFichier("CDE", "", "6x");
   AjouteChainage("CDE", "1", "4", "CDE", "13", "16");
   try {
-    DeclarationFichier("CDE");
+    DeclarationFichier(Etat(), "CDE");
     FAIL();
   } catch (const ErreurService& e) {
     EXPECT_NE(e.Message().find("« 6x »"), std::string::npos) << e.Message();
   }
 }
 
+// A dictionary stored before reserved names were refused: each generator reports the field's
+// variable under its own name and still writes its text.
+TEST_F(DeclarationTest, AStoredReservedNameIsReportedByEveryGenerator) {
+  Client();
+  AjouteRubrique("CLIENT", "Code", 4);
+  AjouteRubrique("CLIENT", "tr", 4);
+  DeclarationFichier(Etat(), "CLIENT");
+  GenereSaisie(Etat(), {"CLIENT", "", "", ""}, nullptr);
+  GenereEdition(Etat(), {"CLIENT", "", true});
+  const std::string code = "@ Code@ Nom Réservé : paramètre Code$ du programme de saisie";
+  const std::string x = "@ tr@ Nom Réservé : variable locale TR du programme de saisie";
+  const Signalements attendu = {{code, "DéclarationFichier"},
+                                {x, "DéclarationFichier"},
+                                {code, "GenPs"},
+                                {x, "GenPs"},
+                                {code, "GenPe"},
+                                {x, "GenPe"}};
+  EXPECT_EQ(Rapports(), attendu);
+  EXPECT_EQ(EtatGen().Anomalies().size(), 2u);  // those of the last generation
+  EXPECT_NE(EtatGen().Texte().find("Call DecodeVarCsv(E$ ,Code$, "), std::string::npos);
+  // A demand made without the dialog is checked as the dialog checks it.
+  GenereSaisie(Etat(), {"CLIENT", "Sai", "", "Mod"}, nullptr);
+  const std::vector<AnomalieGeneree>& a = EtatGen().Anomalies();
+  ASSERT_EQ(a.size(), 4u);
+  EXPECT_EQ(a[2].message,
+            "@ CLIENT@ Nom de procédure « Sai » refusé : procédure des programmes générés");
+  EXPECT_EQ(a[3].message,
+            "@ CLIENT@ Suffixe « Mod » refusé : étiquette EnrMod = variable locale EnrMod& du "
+            "programme de saisie");
+}
+
 TEST_F(DeclarationTest, SecondGenerationGivesTheSameText) {
   Client();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   const std::string premier = EtatGen().Texte();
-  DeclarationFichier("CLIENT");
+  DeclarationFichier(Etat(), "CLIENT");
   EXPECT_EQ(EtatGen().Texte(), premier);
   EXPECT_EQ(EtatGen().Generations(), 2);
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "core/arithmetique.h"
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/tampon.h"
 #include "srv/erreur_service.h"
@@ -39,9 +39,9 @@ bool Parmi(std::string_view t, std::initializer_list<std::string_view> types) {
 }
 
 // Column of an ordinary instruction, from the last recorded entry.
-int16_t ColonneInstruction() {
-  const std::string t = TypeDernier();
-  const int16_t i = DecalDernier();
+int16_t ColonneInstruction(Session& s) {
+  const std::string t = TypeDernier(s);
+  const int16_t i = DecalDernier(s);
   if (Parmi(t, {"SUB", "REM", "FOR"})) return Somme<int16_t>(i, 4);
   if (t == "IF") return Somme<int16_t>(i, 3);
   if (Parmi(t, {"END IF", "NEXT"})) return Difference<int16_t>(i, 4);
@@ -50,9 +50,9 @@ int16_t ColonneInstruction() {
 }
 
 // Column of a computed comment, from the last recorded entry.
-int16_t ColonneCommentaire() {
-  const std::string t = TypeDernier();
-  const int16_t i = DecalDernier();
+int16_t ColonneCommentaire(Session& s) {
+  const std::string t = TypeDernier(s);
+  const int16_t i = DecalDernier(s);
   if (Parmi(t, {"SUB", "REM", "FOR"})) return Somme<int16_t>(i, 4);
   if (Parmi(t, {"IF", "ELSE"})) return Somme<int16_t>(i, 3);
   if (t == "WHILE") return Somme<int16_t>(i, 6);
@@ -61,11 +61,12 @@ int16_t ColonneCommentaire() {
 }
 
 // The column d as leading spaces; a negative column ends the generation.
-std::string Espaces(int16_t d, bool calculee, std::string_view operation, std::string_view ligne) {
+std::string Espaces(Session& s, int16_t d, bool calculee, std::string_view operation,
+                    std::string_view ligne) {
   if (d < 0 && calculee) {
     throw ErreurService(operation, ligne,
                         "colonne calculée négative (" + std::to_string(d) + ") après une ligne « " +
-                            TypeDernier() + " » en colonne " + std::to_string(DecalDernier()) +
+                            TypeDernier(s) + " » en colonne " + std::to_string(DecalDernier(s)) +
                             " : la génération est arrêtée");
   }
   if (d < 0) {
@@ -79,13 +80,13 @@ std::string Espaces(int16_t d, bool calculee, std::string_view operation, std::s
 // The one backward search of the instruction record: the indentation of the most recent entry
 // whose member champ is valeur; when there is none, the anomaly "@valeur@ " + message under
 // procedure, and the indentation of entry 0.
-int16_t RechDecal(std::string LigneInst::*champ, std::string_view valeur, std::string_view message,
-                  std::string_view procedure) {
-  const EtatGenCode& etat = EtatGen();
+int16_t RechDecal(Session& s, std::string LigneInst::*champ, std::string_view valeur,
+                  std::string_view message, std::string_view procedure) {
+  const EtatGenCode& etat = s.Gen();
   int32_t j = etat.NbInst();
   while (j >= 1 && etat.Inst(j).*champ != valeur) --j;
   if (j < 1) {
-    SignaleAnomalieGen("@" + std::string(valeur) + "@ " + std::string(message), procedure);
+    SignaleAnomalieGen(s, "@" + std::string(valeur) + "@ " + std::string(message), procedure);
     j = 0;
   }
   return etat.Inst(j).indentation;
@@ -93,76 +94,78 @@ int16_t RechDecal(std::string LigneInst::*champ, std::string_view valeur, std::s
 
 }  // namespace
 
-std::string TypeInst(std::string_view ligne) {
-  const std::string s = SansEspacesMajuscules(ligne);
+std::string TypeInst(Session& s, std::string_view ligne) {
+  const std::string t = SansEspacesMajuscules(ligne);
   bool oui = false;
-  Etat().Texte().FinitPar(s, ":", oui);  // the text service also refuses a line not in UTF-8
+  s.Texte().FinitPar(t, ":", oui);  // the text service also refuses a line not in UTF-8
   if (oui) return std::string(kEtiquette);
-  if (s.starts_with("IF") && s.ends_with("THEN")) return "IF";
+  if (t.starts_with("IF") && t.ends_with("THEN")) return "IF";
   for (std::string_view mot : kMotsCles) {
-    if (s.starts_with(mot)) return std::string(mot);
+    if (t.starts_with(mot)) return std::string(mot);
   }
   return std::string(kInst);
 }
 
-std::string TypeDernier() {
-  const EtatGenCode& etat = EtatGen();
+std::string TypeDernier(Session& s) {
+  const EtatGenCode& etat = s.Gen();
   return etat.Inst(etat.NbInst()).type;
 }
 
-int16_t DecalDernier() {
-  const EtatGenCode& etat = EtatGen();
+int16_t DecalDernier(Session& s) {
+  const EtatGenCode& etat = s.Gen();
   return etat.Inst(etat.NbInst()).indentation;
 }
 
-int16_t RechDecalPrecedent(std::string_view type) {
-  return RechDecal(&LigneInst::type, type, "Type Instruction non Retrouvé ", "RechDecalPrecedent");
+int16_t RechDecalPrecedent(Session& s, std::string_view type) {
+  return RechDecal(s, &LigneInst::type, type, "Type Instruction non Retrouvé ",
+                   "RechDecalPrecedent");
 }
 
-int16_t RechDecalId(std::string_view identifiant) {
-  return RechDecal(&LigneInst::identifiant, identifiant, "Identification Spécifique non Retrouvé ",
-                   "RechDecalId");
+int16_t RechDecalId(Session& s, std::string_view identifiant) {
+  return RechDecal(s, &LigneInst::identifiant, identifiant,
+                   "Identification Spécifique non Retrouvé ", "RechDecalId");
 }
 
-void EcrireLigne(std::string_view ligne, std::string_view identifiant) {
-  EtatGenCode& etat = EtatGen();
+void EcrireLigne(Session& s, std::string_view ligne, std::string_view identifiant) {
+  EtatGenCode& etat = s.Gen();
   etat.PrepareEcriture("EcrireLigne");
   std::string nue;
-  Etat().Texte().SupBlancs(ligne, nue);
+  s.Texte().SupBlancs(ligne, nue);
   if (!nue.empty()) {
-    std::string type = TypeInst(ligne);
+    std::string type = TypeInst(s, ligne);
     if (type != kEtiquette) {
       etat.Enregistre({EspacesEnTete(ligne), std::move(type), std::string(identifiant)});
     }
   }
-  AjouteLigneFeuille(ligne);
+  AjouteLigneFeuille(s, ligne);
 }
 
-void GenInst(std::string_view instruction) {
-  const std::string k = TypeInst(instruction);
+void GenInst(Session& s, std::string_view instruction) {
+  const std::string k = TypeInst(s, instruction);
   int16_t d = 0;
   if (Parmi(k, {"ELSE", "END IF"})) {
-    d = RechDecalPrecedent("IF");
+    d = RechDecalPrecedent(s, "IF");
   } else if (k == "WEND") {
-    d = RechDecalPrecedent("WHILE");
+    d = RechDecalPrecedent(s, "WHILE");
   } else if (k == "NEXT") {
-    d = RechDecalPrecedent("FOR");
+    d = RechDecalPrecedent(s, "FOR");
   } else if (Parmi(k, {"EXIT SUB", "END SUB"})) {
-    d = RechDecalPrecedent("SUB");
+    d = RechDecalPrecedent(s, "SUB");
   } else if (k != kEtiquette) {
-    d = ColonneInstruction();
+    d = ColonneInstruction(s);
   }
-  std::string ligne = Espaces(d, true, "GenInst", instruction);
+  std::string ligne = Espaces(s, d, true, "GenInst", instruction);
   ligne.append(instruction);
-  EcrireLigne(ligne, "");
+  EcrireLigne(s, ligne, "");
 }
 
-void GenRem(std::string_view commentaire, int16_t colonne, std::string_view identifiant) {
-  const int16_t d = colonne == kColonneCalculee ? ColonneCommentaire() : colonne;
-  std::string ligne = Espaces(d, colonne == kColonneCalculee, "GenRem", commentaire);
+void GenRem(Session& s, std::string_view commentaire, int16_t colonne,
+            std::string_view identifiant) {
+  const int16_t d = colonne == kColonneCalculee ? ColonneCommentaire(s) : colonne;
+  std::string ligne = Espaces(s, d, colonne == kColonneCalculee, "GenRem", commentaire);
   ligne.append("Rem ");
   ligne.append(commentaire);
-  EcrireLigne(ligne, identifiant);
+  EcrireLigne(s, ligne, identifiant);
 }
 
 }  // namespace vesk

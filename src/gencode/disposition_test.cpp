@@ -34,11 +34,11 @@ struct Cas {
 void Joue(const Pas& p) {
   switch (p.genre) {
     case Pas::kInst:
-      return GenInst(p.texte);
+      return GenInst(Etat(), p.texte);
     case Pas::kRem:
-      return GenRem(p.texte, p.colonne, p.id);
+      return GenRem(Etat(), p.texte, p.colonne, p.id);
     case Pas::kBrut:
-      return EcrireLigne(p.texte, p.id);
+      return EcrireLigne(Etat(), p.texte, p.id);
   }
 }
 
@@ -114,7 +114,7 @@ class DispositionTest : public ServicesEssai, public ::testing::WithParamInterfa
 
 TEST_P(DispositionTest, PlacesEachLine) {
   const Cas& c = GetParam();
-  InitGenCode();
+  InitGenCode(Etat());
   for (const Pas& p : c.pas) Joue(p);
   std::vector<std::string> lignes = Lignes(EtatGen().Texte());
   ASSERT_FALSE(lignes.empty());
@@ -151,25 +151,25 @@ TEST_F(DispositionServicesTest, ClassifiesLines) {
       {"", "Inst"},
       {"DebSais: ", "Inst"},
   };
-  for (const auto& [ligne, type] : attendus) EXPECT_EQ(TypeInst(ligne), type) << ligne;
+  for (const auto& [ligne, type] : attendus) EXPECT_EQ(TypeInst(Etat(), ligne), type) << ligne;
 }
 
 TEST_F(DispositionServicesTest, FindsSectionsByKindAndIdentifier) {
-  InitGenCode();
-  EXPECT_EQ(TypeDernier(), "");
-  EXPECT_EQ(DecalDernier(), 0);
-  GenRem("Primaire", 6, "Primaire");
-  GenInst("A = 1");
-  GenInst("If A Then");
-  GenRem("Autre", 2, "Primaire");
-  GenInst("B = 1");
-  EXPECT_EQ(TypeDernier(), "Inst");
-  EXPECT_EQ(DecalDernier(), 6);
-  EXPECT_EQ(RechDecalPrecedent("IF"), 10);
-  EXPECT_EQ(RechDecalId("Primaire"), 2);
+  InitGenCode(Etat());
+  EXPECT_EQ(TypeDernier(Etat()), "");
+  EXPECT_EQ(DecalDernier(Etat()), 0);
+  GenRem(Etat(), "Primaire", 6, "Primaire");
+  GenInst(Etat(), "A = 1");
+  GenInst(Etat(), "If A Then");
+  GenRem(Etat(), "Autre", 2, "Primaire");
+  GenInst(Etat(), "B = 1");
+  EXPECT_EQ(TypeDernier(Etat()), "Inst");
+  EXPECT_EQ(DecalDernier(Etat()), 6);
+  EXPECT_EQ(RechDecalPrecedent(Etat(), "IF"), 10);
+  EXPECT_EQ(RechDecalId(Etat(), "Primaire"), 2);
   EXPECT_TRUE(signalements_->empty());
-  EXPECT_EQ(RechDecalId("Absent"), 0);
-  EXPECT_EQ(RechDecalPrecedent("if"), 0);  // kinds compare exactly
+  EXPECT_EQ(RechDecalId(Etat(), "Absent"), 0);
+  EXPECT_EQ(RechDecalPrecedent(Etat(), "if"), 0);  // kinds compare exactly
   const Signalements attendu = {{"@Absent@ Identification Spécifique non Retrouvé ", "RechDecalId"},
                                 {"@if@ Type Instruction non Retrouvé ", "RechDecalPrecedent"}};
   EXPECT_EQ(*signalements_, attendu);
@@ -178,41 +178,41 @@ TEST_F(DispositionServicesTest, FindsSectionsByKindAndIdentifier) {
 // An instruction after an End If at column 0 would go to column -4: the generation ends with
 // an error and keeps what was written.
 TEST_F(DispositionServicesTest, NegativeColumnEndsTheGenerationKeepingTheLines) {
-  InitGenCode();
-  GenTrait("=");
-  GenInst("End If");
+  InitGenCode(Etat());
+  GenTrait(Etat(), "=");
+  GenInst(Etat(), "End If");
   const std::string avant = EtatGen().Texte();
   try {
-    GenInst("A = 1");
+    GenInst(Etat(), "A = 1");
     FAIL() << "une colonne négative doit arrêter la génération";
   } catch (const ErreurService& e) {
     EXPECT_EQ(e.Operation(), "GenInst");
     EXPECT_NE(e.Message().find("négative (-4)"), std::string::npos) << e.Message();
   }
-  EXPECT_THROW(GenRem("Commentaire", -2, ""), ErreurService);
+  EXPECT_THROW(GenRem(Etat(), "Commentaire", -2, ""), ErreurService);
   EXPECT_EQ(EtatGen().Texte(), avant);
   EXPECT_EQ(EtatGen().NbInst(), 2);
 }
 
 TEST_F(DispositionServicesTest, ColumnOverflowEndsTheGeneration) {
-  InitGenCode();
-  GenRem("Loin", 32765, "");
-  EXPECT_EQ(DecalDernier(), 32765);
-  EXPECT_THROW(GenInst("A = 1"), ErreurService);
-  EXPECT_THROW(GenRem("B", kColonneCalculee, ""), ErreurService);
+  InitGenCode(Etat());
+  GenRem(Etat(), "Loin", 32765, "");
+  EXPECT_EQ(DecalDernier(Etat()), 32765);
+  EXPECT_THROW(GenInst(Etat(), "A = 1"), ErreurService);
+  EXPECT_THROW(GenRem(Etat(), "B", kColonneCalculee, ""), ErreurService);
   EXPECT_EQ(Lignes(EtatGen().Texte()).size(), 2u);
 }
 
 TEST_F(DispositionServicesTest, RecordDoublesWhenFull) {
-  InitGenCode();
+  InitGenCode(Etat());
   EXPECT_EQ(EtatGen().BorneInst(), 10);
-  for (int i = 0; i < 10; ++i) GenInst("A = " + std::to_string(i));
+  for (int i = 0; i < 10; ++i) GenInst(Etat(), "A = " + std::to_string(i));
   EXPECT_EQ(EtatGen().NbInst(), 10);
   EXPECT_EQ(EtatGen().BorneInst(), 10);
-  GenLigneVide();  // enlarges even though a blank line is not recorded
+  GenLigneVide(Etat());  // enlarges even though a blank line is not recorded
   EXPECT_EQ(EtatGen().BorneInst(), 20);
   EXPECT_EQ(EtatGen().NbInst(), 10);
-  GenInst("B = 1");
+  GenInst(Etat(), "B = 1");
   EXPECT_EQ(EtatGen().Inst(11).type, "Inst");
   EXPECT_EQ(EtatGen().Inst(1).type, "Inst");  // entries kept
   EXPECT_EQ(EtatGen().Inst(0).type, "");
@@ -224,25 +224,25 @@ TEST_F(DispositionServicesTest, RecordDoublesWhenFull) {
 // that of a fresh record.
 TEST_F(DispositionServicesTest, SecondGenerationLaidOutAsTheFirst) {
   auto genere = [] {
-    InitGenCode();
-    GenTitre("Essai", "=", "");
-    GenInst("Sub X");
-    GenInst("If A Then");
-    GenInst("B = 1");
-    GenInst("End If");
-    for (int i = 0; i < 12; ++i) GenRem("Ligne " + std::to_string(i), 0, "");
-    GenInst("End Sub");
+    InitGenCode(Etat());
+    GenTitre(Etat(), "Essai", "=", "");
+    GenInst(Etat(), "Sub X");
+    GenInst(Etat(), "If A Then");
+    GenInst(Etat(), "B = 1");
+    GenInst(Etat(), "End If");
+    for (int i = 0; i < 12; ++i) GenRem(Etat(), "Ligne " + std::to_string(i), 0, "");
+    GenInst(Etat(), "End Sub");
     return EtatGen().Texte();
   };
   const std::string premier = genere();
   const int32_t compte = EtatGen().NbInst();
   EXPECT_EQ(compte, 20);
-  InitGenCode();
+  InitGenCode(Etat());
   EXPECT_EQ(EtatGen().NbInst(), compte);
   EXPECT_EQ(EtatGen().BorneInst(), 10);
   EXPECT_EQ(EtatGen().Texte(), "");
-  EXPECT_THROW(TypeDernier(), ErreurService);
-  EXPECT_THROW(GenInst("A = 1"), ErreurService);
+  EXPECT_THROW(TypeDernier(Etat()), ErreurService);
+  EXPECT_THROW(GenInst(Etat(), "A = 1"), ErreurService);
   EXPECT_EQ(genere(), premier);
   EXPECT_EQ(EtatGen().NbInst(), 2 * compte);
   EXPECT_EQ(EtatGen().BorneInst(), 40);
@@ -251,7 +251,7 @@ TEST_F(DispositionServicesTest, SecondGenerationLaidOutAsTheFirst) {
 
 TEST_F(DispositionServicesTest, WritingBeforeAnyGenerationIsAnError) {
   try {
-    EcrireLigne("A = 1", "");
+    EcrireLigne(Etat(), "A = 1", "");
     FAIL();
   } catch (const ErreurService& e) {
     EXPECT_EQ(e.Operation(), "EcrireLigne");

@@ -1,14 +1,14 @@
 // What a host does with the generated code: the display of the form "Génération de Code", shown
 // when a generation starts and told when one is complete; one per process or per thread. The
 // state it shows is the session's (core/texte_genere.h), readable by the host after the command
-// through EtatGen() (core/etat_module.h). Thread rules: the display hook is installed under a
+// through s.Gen() (core/etat_module.h). Thread rules: the display hook is installed under a
 // lock; a display is called on the generating thread.
 #ifndef VESK_GENCODE_ETAT_GENCODE_H_
 #define VESK_GENCODE_ETAT_GENCODE_H_
 
 #include <memory>
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "core/texte_genere.h"
 
 namespace vesk {
@@ -22,7 +22,7 @@ class AffichageGenCode {
   // emptied right after (a display that keeps the state sees it empty from then on).
   virtual void Montre(const EtatGenCode& etat) = 0;
   // TermineGenCode: the generation wrote its last line. A generation ended by an error does
-  // not come here: its error reaches the host, which may still read EtatGen().
+  // not come here: its error reaches the host, which may still read s.Gen().
   virtual void Termine(const EtatGenCode& etat) = 0;
 };
 

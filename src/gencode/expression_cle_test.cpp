@@ -6,6 +6,8 @@
 #include <random>
 
 #include "fic/cle_enregistrement.h"
+#include "fic/controles.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/testing/dictionnaire.h"
 #include "gencode/programme_saisie.h"
 
@@ -65,23 +67,22 @@ class ExpressionCleTest : public fic::DossierEssai {};
 TEST_F(ExpressionCleTest, TheGeneratedKeyAndTheRebuildsKeyAreTheSame) {
   Ouvre();
   Importe(kDictionnaire);
-  ASSERT_TRUE(ChercheFichier("F"));
+  const fic::ModeleDictionnaire m = fic::LitDictionnaire(Etat());
+  const fic::Fichier& f = m.fichiers.at("F");
   ProgrammeSaisie p;
-  p.champs = LitChamps();
-  const fic::TableChamps table =
-      fic::ConstruitChamps(fic::LitToml(kDictionnaire, "essai").fichiers.at("F"));
+  p.champs = ChampsProgramme(f);
   std::mt19937 aleatoire(11);
   for (const char* liste :
        {"[[NOM,_,_]]", "[[NOM,3,7],[DAT,_,_]]", "[[MT,_,_],[VILLE,2,8]]", "[[MT,1,9],[NOM,10,10]]",
         "[[MT,5,9]]", "[[ENT,_,_],[ENT,2,_]]", "[[VILLE,_,4],[NOM,_,_],[DAT,2,3]]"}) {
-    const fic::ResultatCle controle = fic::ControleListeCle(liste, table);
-    ASSERT_TRUE(controle.valide) << liste;
-    const std::vector<fic::TrancheCle> tranches = fic::TranchesCle(controle, table);
-    const std::string expression = ExpressionCle(p, liste);
+    const TableProgramme table{"T", liste, fic::ControleListeCle(Etat(), liste, f.rubriques)};
+    ASSERT_TRUE(table.analyse.valide) << liste;
+    const std::string expression = ExpressionCle(p, table);
     for (int essai = 0; essai < 20; ++essai) {
-      std::string enr(table.LongueurReelle() + 5, ' ');
+      std::string enr(static_cast<size_t>(f.LongueurReelle() + 5), ' ');
       for (char& c : enr) c = static_cast<char>('A' + aleatoire() % 26);
-      EXPECT_EQ(fic::CleEnregistrement(tranches, enr), Evalue(expression, p.champs, enr))
+      EXPECT_EQ(fic::CleEnregistrement(table.analyse.tranches, enr),
+                Evalue(expression, p.champs, enr))
           << liste << " : " << expression;
     }
   }

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 
+#include "core/etat_module.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 

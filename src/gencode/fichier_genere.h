@@ -1,6 +1,6 @@
-// The data file a generator writes a program for, as the dictionary describes it: its record
-// in Fic, its fields, its primary tables, and the entry of its name on a generator's screen.
-// Runs on the calling thread's module state; one thread at a time.
+// The data file a generator writes a program for, as the dictionary describes it (the model,
+// fic/modele_dictionnaire.h): its record in Fic, its fields, its primary tables, and the entry
+// of its name on a generator's screen. Works on the session it is given.
 #ifndef VESK_GENCODE_FICHIER_GENERE_H_
 #define VESK_GENCODE_FICHIER_GENERE_H_
 
@@ -8,6 +8,10 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
+#include "fic/noms_reserves.h"
 
 namespace vesk {
 
@@ -28,11 +32,21 @@ struct ChampProgramme {
 // A file's name as Fic holds it: without blanks, in capitals.
 std::string NomFichier(std::string_view texte);
 // Searches the file in Fic: its record becomes current when found.
-bool ChercheFichier(std::string_view nom);
-// The fields of the current Fic record, in the order of their lines.
-std::vector<ChampProgramme> LitChamps();
+bool ChercheFichier(Session& s, std::string_view nom);
+// The fields of the file, in their order.
+std::vector<ChampProgramme> ChampsProgramme(const fic::Fichier& f);
 // The primary B-tree tables of the file nom, in the order of the tables.
-std::vector<std::string> TablesPrimaires(std::string_view nom);
+std::vector<std::string> TablesPrimaires(const fic::ModeleDictionnaire& m, std::string_view nom);
+
+// Reports, under procedure, each field variable of the file nom that meets a name of the
+// generated programs ("@ Code@ Nom Réservé : ..."): a dictionary stored before such names were
+// refused may hold one. The generation goes on.
+void SignaleNomsReserves(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                         std::string_view procedure);
+
+// The names the programs of the file nom take from the dictionary m (fic/noms_reserves.h), with
+// the application's name of the screen service, for the dialogs' checks.
+fic::PorteeNoms PorteeFichier(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom);
 
 // The keys of a generator's screen, asked of the screen service.
 struct TouchesDialogue {
@@ -41,7 +55,7 @@ struct TouchesDialogue {
   int16_t echap = 0;
 };
 // Opens a generator's screen (its title and fields) and gives its keys.
-TouchesDialogue OuvreDialogue(std::string_view titre, std::string_view descripteur);
+TouchesDialogue OuvreDialogue(Session& s, std::string_view titre, std::string_view descripteur);
 // A name a generated program can carry (a procedure, a label's suffix): a letter, then letters
 // and digits.
 bool NomProgramme(std::string_view nom);
@@ -50,7 +64,8 @@ bool NomProgramme(std::string_view nom);
 // primary table is given: an unknown name is asked again, one without a primary table with
 // "Aucune Table Primaire"; the back and start keys ask it again. False when the user leaves
 // (an empty name, or Esc).
-bool SaisitFichier(std::string& nfic, std::string_view aide);
+bool SaisitFichier(Session& s, const fic::ModeleDictionnaire& m, std::string& nfic,
+                   std::string_view aide);
 
 }  // namespace vesk
 

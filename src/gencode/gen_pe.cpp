@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/cycle_saisie.h"
-#include "core/etat_module.h"
+#include "fic/lecture_dictionnaire.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/fichier_genere.h"
@@ -32,10 +31,10 @@ struct Colonne {
 };
 
 std::string SansBlancs(std::string_view texte) { return std::string(text::Trim(texte)); }
-// The fields of the current Fic record, in the order of their lines.
-std::vector<Colonne> Colonnes() {
+// The fields of the file, in their order.
+std::vector<Colonne> Colonnes(const fic::Fichier& f) {
   std::vector<Colonne> colonnes;
-  for (const ChampProgramme& c : LitChamps()) {
+  for (const ChampProgramme& c : ChampsProgramme(f)) {
     colonnes.push_back({c.cle, c.nom, std::string(1, c.type), SansBlancs(std::string(1, c.format)),
                         c.total, c.decimales});
   }
@@ -52,25 +51,23 @@ struct Edition {
   std::vector<Colonne> colonnes;
 };
 
-// The section identifiers written so far in this generation.
-thread_local std::set<std::string> identifiants;
-
 // A comment at the computed column; one that carries a section's identifier lines up with the
 // first comment of that section, when there is one.
-void Rem(std::string_view texte, std::string_view id = "") {
+void Rem(Session& s, std::string_view texte, std::string_view id = "") {
+  std::set<std::string>& identifiants = s.Gen().Identifiants();
   const std::string cle(id);
   if (!id.empty() && identifiants.count(cle) > 0) {
-    GenRem(texte, RechDecalId(id), id);
+    GenRem(s, texte, RechDecalId(s, id), id);
     return;
   }
-  GenRem(texte, kColonneCalculee, id);
+  GenRem(s, texte, kColonneCalculee, id);
   if (!id.empty()) identifiants.insert(cle);
 }
 
 // A name for the CSV header: without its ";".
-std::string NomCsv(std::string_view nom) {
+std::string NomCsv(Session& s, std::string_view nom) {
   std::string propre;
-  Etat().Texte().Remplace(nom, ";", "", propre);
+  s.Texte().Remplace(nom, ";", "", propre);
   return propre;
 }
 
@@ -88,113 +85,116 @@ std::string DescriptionColonne(const Colonne& c) {
 }
 
 // The line that opens the report's frame; gives U, the amount columns ("[]" when none).
-std::string CadreEdition(const Edition& e) {
+std::string CadreEdition(Session& s, const Edition& e) {
   std::string descriptions, u;
   for (const Colonne& c : e.colonnes) {
     if (c.type == "E") continue;
     descriptions += (descriptions.empty() ? "" : ",") + DescriptionColonne(c);
     if (c.type == "M") u += (u.empty() ? "" : ",") + c.variable;
   }
-  GenInst("Call Cadredt(" + std::string(kQ) + "[PS,1,[" + descriptions + "],[]]" + std::string(kQ) +
-          ")");
+  GenInst(s, "Call Cadredt(" + std::string(kQ) + "[PS,1,[" + descriptions + "],[]]" +
+                 std::string(kQ) + ")");
   return "[" + u + "]";
 }
 
-void Entete(const Edition& e) {
-  GenTitre(e.csv ? "Sortie du Fichier " + e.fichier + " au Format Csv"
+void Entete(Session& s, const Edition& e) {
+  GenTitre(s,
+           e.csv ? "Sortie du Fichier " + e.fichier + " au Format Csv"
                  : "Edition du Fichier " + e.fichier,
            "=", "");
-  GenInst("Sub " + e.programme);
-  Rem("Déclaration", "Init");
-  GenInst("Dim Exist As Boolean, NoFic As Integer, E$ , V$, A$");
-  GenLigneVide();
-  Rem(e.csv ? "Initialisation des Fichiers pour la Sortie" : "Initialisation de l'Edition", "Init");
-  Rem("Lecture de la Première Clé");
-  GenInst("Call PremCle(" + e.p + "," + e.d + ",EXIST)");
-  Rem("Saut à Fin de Programme si Fichier Vide");
-  GenInst("If Not(Exist) then Goto Fin");
+  GenInst(s, "Sub " + e.programme);
+  Rem(s, "Déclaration", "Init");
+  GenInst(s, "Dim Exist As Boolean, NoFic As Integer, E$ , V$, A$");
+  GenLigneVide(s);
+  Rem(s, e.csv ? "Initialisation des Fichiers pour la Sortie" : "Initialisation de l'Edition",
+      "Init");
+  Rem(s, "Lecture de la Première Clé");
+  GenInst(s, "Call PremCle(" + e.p + "," + e.d + ",EXIST)");
+  Rem(s, "Saut à Fin de Programme si Fichier Vide");
+  GenInst(s, "If Not(Exist) then Goto Fin");
   if (!e.csv) {
-    Rem("Nom Condensé de l'Edition");
-    GenInst("NCE$=" + std::string(kQ) + EtatGen().Nce() + std::string(kQ));
+    Rem(s, "Nom Condensé de l'Edition");
+    GenInst(s, "NCE$=" + std::string(kQ) + s.Gen().Nce() + std::string(kQ));
   }
-  GenLigneVide();
-  Rem("Entete de l'Edition", "Init");
+  GenLigneVide(s);
+  Rem(s, "Entete de l'Edition", "Init");
 }
 
-void OuvertureCsv(const Edition& e) {
-  Rem("Ouverture du Fichier Csv");
-  GenInst("Call OuvseqO(DirEnt + Cp +" + std::string(kQ) + e.fichier + ".Csv" + std::string(kQ) +
-          ",NoFic)");
+void OuvertureCsv(Session& s, const Edition& e) {
+  Rem(s, "Ouverture du Fichier Csv");
+  GenInst(s, "Call OuvseqO(DirEnt + Cp +" + std::string(kQ) + e.fichier + ".Csv" + std::string(kQ) +
+                 ",NoFic)");
   std::string separateur, h;
-  Etat().Journal().SeparateurCsv(separateur);
+  s.Journal().SeparateurCsv(separateur);
   for (const Colonne& c : e.colonnes) {
     if (c.type == "E") continue;
-    h += (h.empty() ? "" : separateur) + NomCsv(c.nom);
+    h += (h.empty() ? "" : separateur) + NomCsv(s, c.nom);
   }
-  Rem("Ecriture de l'Entete dans le Fichier Csv");
-  GenInst("Call EcrireFichSeq(NoFic, " + std::string(kQ) + h + std::string(kQ) + ")");
+  Rem(s, "Ecriture de l'Entete dans le Fichier Csv");
+  GenInst(s, "Call EcrireFichSeq(NoFic, " + std::string(kQ) + h + std::string(kQ) + ")");
 }
 
-std::string OuvertureEdition(const Edition& e) {
-  Rem("Ouverture de l'Edition");
-  GenInst("Call OuvEdt(FAUX,rien,rien,NCE$)");
-  Rem("Titre de l'Edition");
-  GenInst("Call EdTitre((NCE)," + std::string(kQ) + "G" + std::string(kQ) + ")");
-  Rem("Cadre d'Edition");
-  const std::string u = CadreEdition(e);
-  GenInst("If Abandon Goto FinEdt");
+std::string OuvertureEdition(Session& s, const Edition& e) {
+  Rem(s, "Ouverture de l'Edition");
+  GenInst(s, "Call OuvEdt(FAUX,rien,rien,NCE$)");
+  Rem(s, "Titre de l'Edition");
+  GenInst(s, "Call EdTitre((NCE)," + std::string(kQ) + "G" + std::string(kQ) + ")");
+  Rem(s, "Cadre d'Edition");
+  const std::string u = CadreEdition(s, e);
+  GenInst(s, "If Abandon Goto FinEdt");
   return u;
 }
 
 // The line that hands one field of the record to the CSV line or the report's line.
-void Affectation(const Edition& e, const Colonne& c) {
+void Affectation(Session& s, const Edition& e, const Colonne& c) {
   const std::string v = c.variable;
   if (e.csv) {
-    GenInst("Call DecodeVarCsv(E$ ," + v + "$, " + std::string(kQ) + c.type + std::string(kQ) +
-            ", " + std::string(kQ) + c.codage + std::string(kQ) + ", " +
-            std::to_string(c.decimales) + ")");
+    GenInst(s, "Call DecodeVarCsv(E$ ," + v + "$, " + std::string(kQ) + c.type + std::string(kQ) +
+                   ", " + std::string(kQ) + c.codage + std::string(kQ) + ", " +
+                   std::to_string(c.decimales) + ")");
   } else if (c.type != "M") {
-    GenInst("Call ACol(" + std::string(kQ) + v + std::string(kQ) + "," + v + "$)");
+    GenInst(s, "Call ACol(" + std::string(kQ) + v + std::string(kQ) + "," + v + "$)");
   } else if (c.codage == "D") {
-    GenInst("Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CV" + c.codage + "(" + v +
-            "$))");
+    GenInst(s, "Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CV" + c.codage + "(" + v +
+                   "$))");
   } else {
-    GenInst("Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CDBL(CV" + c.codage + "(" +
-            v + "$)))");
+    GenInst(s, "Call AColM(" + std::string(kQ) + v + std::string(kQ) + ",CDBL(CV" + c.codage + "(" +
+                   v + "$)))");
   }
 }
 
-void Iteration(const Edition& e) {
-  GenLigneVide();
-  Rem("Itération d'Edition", "Init");
-  Rem("Itération");
-  GenInst("While Exist");
-  Rem(e.csv ? "Adjonction a la ligne d'un enregistrement du Fichier Csv"
+void Iteration(Session& s, const Edition& e) {
+  GenLigneVide(s);
+  Rem(s, "Itération d'Edition", "Init");
+  Rem(s, "Itération");
+  GenInst(s, "While Exist");
+  Rem(s,
+      e.csv ? "Adjonction a la ligne d'un enregistrement du Fichier Csv"
             : "Edition  d'un Enregistrement",
       "Edt");
-  Rem(e.csv ? "" : "Affectation au Tampon d'Edition");
+  Rem(s, e.csv ? "" : "Affectation au Tampon d'Edition");
   if (e.csv) {
-    Rem("Initialisation");
-    GenInst("E$ = " + std::string(kQ) + std::string(kQ));
-    Rem("Affectation");
+    Rem(s, "Initialisation");
+    GenInst(s, "E$ = " + std::string(kQ) + std::string(kQ));
+    Rem(s, "Affectation");
   }
-  for (const Colonne& c : e.colonnes) Affectation(e, c);
+  for (const Colonne& c : e.colonnes) Affectation(s, e, c);
   if (e.csv) {
-    GenLigneVide();
-    Rem("Ecriture de l'Enregistrement dans le Fichier Csv");
-    GenInst("Call EcrireFichSeq(NoFic, E$)");
+    GenLigneVide(s);
+    Rem(s, "Ecriture de l'Enregistrement dans le Fichier Csv");
+    GenInst(s, "Call EcrireFichSeq(NoFic, E$)");
   } else {
-    Rem("Edition");
-    GenInst("CALL ELC");
-    GenInst("IF ABANDON GOTO FINEDT");
-    Rem("Saut de Ligne");
-    GenInst("CALL LVT(1)");
+    Rem(s, "Edition");
+    GenInst(s, "CALL ELC");
+    GenInst(s, "IF ABANDON GOTO FINEDT");
+    Rem(s, "Saut de Ligne");
+    GenInst(s, "CALL LVT(1)");
   }
-  GenLigneVide();
-  Rem("Lecture de l'Enregistrement Suivant", "Edt");
-  GenInst("Call SuivCle(" + e.p + "," + e.d + ",Exist)");
-  GenInst("WEND");
-  GenLigneVide();
+  GenLigneVide(s);
+  Rem(s, "Lecture de l'Enregistrement Suivant", "Edt");
+  GenInst(s, "Call SuivCle(" + e.p + "," + e.d + ",Exist)");
+  GenInst(s, "WEND");
+  GenLigneVide(s);
 }
 
 // The totals line: each amount column totalled once ([key,1]), the label "Totaux", then the
@@ -210,44 +210,44 @@ std::string Totaux(const Edition& e) {
   return "[[[" + pieces + ",Totaux]]," + premiere + "+" + derniere + "]";
 }
 
-void Cloture(const Edition& e, const std::string& u) {
+void Cloture(Session& s, const Edition& e, const std::string& u) {
   if (e.csv) {
-    Rem("Cloture du Fichier Csv", "Init");
-    GenInst("Call CloDonnee(NoFic)");
+    Rem(s, "Cloture du Fichier Csv", "Init");
+    GenInst(s, "Call CloDonnee(NoFic)");
   } else {
-    Rem("Fin du Cadre", "Init");
-    GenInst("CALL EDTFINCADRE(" + std::string(kQ) + u + std::string(kQ) + ")");
+    Rem(s, "Fin du Cadre", "Init");
+    GenInst(s, "CALL EDTFINCADRE(" + std::string(kQ) + u + std::string(kQ) + ")");
     if (u != "[]") {
-      Rem("Totaux des Colonnes");
-      GenInst("CALL EDTOTAL(" + std::string(kQ) + Totaux(e) + std::string(kQ) + ")");
-      Rem("Soulignage des Colonnes");
-      GenInst("CALL EDTFINCOL(" + std::string(kQ) + u + std::string(kQ) + ")");
+      Rem(s, "Totaux des Colonnes");
+      GenInst(s, "CALL EDTOTAL(" + std::string(kQ) + Totaux(e) + std::string(kQ) + ")");
+      Rem(s, "Soulignage des Colonnes");
+      GenInst(s, "CALL EDTFINCOL(" + std::string(kQ) + u + std::string(kQ) + ")");
     }
-    GenLigneVide();
-    EcrireLigne("FinEdt:", "");
-    Rem("Cloture de l'Edition", "Init");
-    GenInst("CALL CLOEDT");
+    GenLigneVide(s);
+    EcrireLigne(s, "FinEdt:", "");
+    Rem(s, "Cloture de l'Edition", "Init");
+    GenInst(s, "CALL CLOEDT");
   }
-  EcrireLigne("Fin:", "");
-  GenInst("End Sub");
+  EcrireLigne(s, "Fin:", "");
+  GenInst(s, "End Sub");
 }
 
-void Genere(const Edition& e) {
-  identifiants.clear();
-  Entete(e);
+void Genere(Session& s, const Edition& e) {
+  s.Gen().Identifiants().clear();
+  Entete(s, e);
   std::string u = "[]";
   if (e.csv) {
-    OuvertureCsv(e);
+    OuvertureCsv(s, e);
   } else {
-    u = OuvertureEdition(e);
+    u = OuvertureEdition(s, e);
   }
-  Iteration(e);
-  Cloture(e, u);
-  TermineGenCode();
+  Iteration(s, e);
+  Cloture(s, e, u);
+  TermineGenCode(s);
 }
 
-// The file's handles and columns; the file must be current in Fic, with its primary table.
-Edition Prepare(const DemandeEdition& demande, const std::string& table) {
+// The file's handles and columns.
+Edition Prepare(const fic::Fichier& f, const DemandeEdition& demande, const std::string& table) {
   Edition e;
   e.fichier = NomFichier(demande.fichier);
   e.programme = SansBlancs(demande.programme);
@@ -255,20 +255,32 @@ Edition Prepare(const DemandeEdition& demande, const std::string& table) {
   e.csv = demande.csv;
   e.p = table + "T%";
   e.d = e.fichier + "D%";
-  e.colonnes = Colonnes();
+  e.colonnes = Colonnes(f);
   return e;
 }
 
+// The refusal of a procedure's name typed on NPROG ("" when accepted, or empty: asked again):
+// a letter then letters and digits, meeting no name of the program (fic/noms_reserves.h).
+std::string RefusNprog(Session& s, const fic::ModeleDictionnaire& m, const std::string& nprog,
+                       const std::string& nfic) {
+  const std::string nom = SansBlancs(nprog);
+  if (nom.empty()) return "";
+  if (!NomProgramme(nom)) {
+    return "Nom de procédure « " + nom + " » refusé : une lettre puis des lettres et des chiffres";
+  }
+  return fic::RefusProcedure(nom, false, PorteeFichier(s, m, nfic)).value_or("");
+}
+
 // The dialog, field after field with the back and start keys; false when the user leaves.
-bool DialogueEdition(DemandeEdition& demande) {
-  const auto [retour, debut, echap] = OuvreDialogue(kTitreGenPE, kDescripteurGenPE);
-  SrvSaisie& saisie = Etat().Saisie();
+bool DialogueEdition(Session& s, const fic::ModeleDictionnaire& m, DemandeEdition& demande) {
+  const auto [retour, debut, echap] = OuvreDialogue(s, kTitreGenPE, kDescripteurGenPE);
+  SrvSaisie& saisie = s.Saisie();
   std::string nfic, nprog, scsv = "O";
   int etape = 1;
   while (etape <= 3) {
     int16_t touche = 0;
     if (etape == 1) {
-      if (!SaisitFichier(nfic, "")) return false;
+      if (!SaisitFichier(s, m, nfic, "")) return false;
       etape = 2;
       continue;
     }
@@ -280,11 +292,9 @@ bool DialogueEdition(DemandeEdition& demande) {
       etape = 1;
     } else if (touche == retour) {
       etape = 2;
-    } else if (etape == 2 && !SansBlancs(nprog).empty() && !NomProgramme(nprog)) {
-      saisie.MessChamp("NPROG", "B",
-                       "Nom de procédure « " + SansBlancs(nprog) +
-                           " » refusé : une lettre puis des lettres et des chiffres",
-                       0);
+    } else if (const std::string refus = etape == 2 ? RefusNprog(s, m, nprog, nfic) : "";
+               !refus.empty()) {
+      saisie.MessChamp("NPROG", "B", refus, 0);
     } else if (etape == 3 || !SansBlancs(nprog).empty()) {
       if (etape == 2) saisie.MessChamp("NPROG", "B", "", 0);
       ++etape;
@@ -296,29 +306,40 @@ bool DialogueEdition(DemandeEdition& demande) {
 
 }  // namespace
 
-std::string TablePrimaire(std::string_view nom, std::string_view procedure) {
-  const std::vector<std::string> tables = TablesPrimaires(nom);
-  if (tables.size() > 1) SignaleAnomalieGen("@ Plusieurs Table Primaire", procedure);
+std::string TablePrimaire(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                          std::string_view procedure) {
+  const std::vector<std::string> tables = TablesPrimaires(m, nom);
+  if (tables.size() > 1) SignaleAnomalieGen(s, "@ Plusieurs Table Primaire", procedure);
   return tables.empty() ? "" : tables.back();
 }
 
-void GenereEdition(const DemandeEdition& demande) {
+void GenereEdition(Session& s, const fic::ModeleDictionnaire& m, const DemandeEdition& demande) {
   const std::string nom = NomFichier(demande.fichier);
-  if (!ChercheFichier(nom)) {
+  const fic::Fichier* f = m.ChercheFichier(nom);
+  if (!ChercheFichier(s, nom) || f == nullptr) {
     throw ErreurService("GenPE", nom, "fichier non spécifié dans le dictionnaire");
   }
-  if (TablesPrimaires(nom).empty()) {
+  if (TablesPrimaires(m, nom).empty()) {
     throw ErreurService("GenPE", nom, std::string(kAucuneTablePrimaire));
   }
-  InitGenCode();
-  const std::string table = TablePrimaire(nom, kProcedure);
-  ChercheFichier(nom);  // the Fic record again, for the walk of its lines
-  Genere(Prepare(demande, table));
+  InitGenCode(s);
+  const std::string table = TablePrimaire(s, m, nom, kProcedure);
+  const Edition e = Prepare(*f, demande, table);
+  SignaleNomsReserves(s, m, nom, kProcedure);
+  if (auto refus = fic::RefusProcedure(e.programme, false, PorteeFichier(s, m, nom))) {
+    SignaleAnomalieGen(s, "@ " + nom + "@ " + *refus, kProcedure);
+  }
+  Genere(s, e);
 }
 
-void GenPE() {
+void GenereEdition(Session& s, const DemandeEdition& demande) {
+  GenereEdition(s, fic::LitDictionnaire(s), demande);
+}
+
+void GenPE(Session& s) {
+  const fic::ModeleDictionnaire m = fic::LitDictionnaire(s);
   DemandeEdition demande;
-  if (DialogueEdition(demande)) GenereEdition(demande);
+  if (DialogueEdition(s, m, demande)) GenereEdition(s, m, demande);
 }
 
 }  // namespace vesk

@@ -8,6 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
+
 namespace vesk {
 
 inline constexpr std::string_view kTitreGenPE =
@@ -26,15 +29,18 @@ struct DemandeEdition {
 
 // The screen "Generateur de Programme d'Edition ou Sortie au Format Csv", then the generation.
 // An empty NFIC (or Esc) ends it without generating.
-void GenPE();
+void GenPE(Session& s);
 
 // Generates the program for demande without screens. The file must be in Fic with a primary
 // B-tree table: otherwise an ErreurService naming it.
-void GenereEdition(const DemandeEdition& demande);
+void GenereEdition(Session& s, const DemandeEdition& demande);
+// The same from the dictionary m, read already.
+void GenereEdition(Session& s, const fic::ModeleDictionnaire& m, const DemandeEdition& demande);
 
 // The name of the primary B-tree table of the file nom (a NOMFIC of Fic), "" when it has none;
 // several give the anomaly "@ Plusieurs Table Primaire" under procedure and the last is taken.
-std::string TablePrimaire(std::string_view nom, std::string_view procedure);
+std::string TablePrimaire(Session& s, const fic::ModeleDictionnaire& m, std::string_view nom,
+                          std::string_view procedure);
 
 }  // namespace vesk
 

@@ -68,7 +68,7 @@ class GenPETest : public fic::EditionEssai {
     Importe(kDictionnaire);
   }
   std::string Genere(const std::string& fichier, bool csv, const std::string& programme = "") {
-    GenereEdition({fichier, programme, csv});
+    GenereEdition(Etat(), {fichier, programme, csv});
     const std::string texte = EtatGen().Texte();
     EXPECT_EQ(DecritDefauts(DefautsStructure(texte)), "");
     return texte;
@@ -133,8 +133,8 @@ TEST_F(GenPETest, WithoutAmountsNoTotalsAndTheDefaults) {
 }
 
 TEST_F(GenPETest, PrimaryTablesNoneOrSeveral) {
-  EXPECT_REFUS(GenereEdition({"SANS", "", true}), "Aucune Table Primaire");
-  EXPECT_REFUS(GenereEdition({"NOPE", "", true}), "fichier non spécifié");
+  EXPECT_REFUS(GenereEdition(Etat(), {"SANS", "", true}), "Aucune Table Primaire");
+  EXPECT_REFUS(GenereEdition(Etat(), {"NOPE", "", true}), "fichier non spécifié");
   Genere("DOUBLE", true);
   ASSERT_EQ(EtatGen().Anomalies().size(), 1u);
   EXPECT_EQ(EtatGen().Anomalies()[0].message, "@ Plusieurs Table Primaire");
@@ -143,12 +143,13 @@ TEST_F(GenPETest, PrimaryTablesNoneOrSeveral) {
 
 TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   // An unknown file asked again without a message, one without a primary table with it; the
-  // back key on NPROG goes to NFIC, on SCSV to NPROG; an empty NPROG is asked again.
+  // back key on NPROG goes to NFIC, on SCSV to NPROG; an empty NPROG is asked again, and one
+  // that is a label of the program is refused.
   Ouvre(
       "NFIC = NOPE\nNFIC = SANS\nNFIC = texte\nNPROG <Up>\nNFIC\nNPROG =\nNPROG = Edt T\n"
-      "NPROG = EdtT\n"
+      "NPROG = FinEdt\nNPROG = EdtT\n"
       "SCSV = N <Up>\nNPROG\nSCSV = N\n");
-  GenPE();
+  GenPE(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string t = session_->Transcription();
   EXPECT_TRUE(Contient(t, "Titre «Generateur de Programme d'Edition ou Sortie au Format Csv»"));
@@ -156,15 +157,19 @@ TEST_F(GenPETest, TheScreenAsksAgainAndGoesBack) {
   EXPECT_TRUE(Contient(t, "Sai NPROG «CsvTEXTE»")) << t;
   EXPECT_TRUE(Contient(t, "Sai SCSV «O»")) << t;
   EXPECT_TRUE(Contient(t, "MessChamp NPROG B «Nom de procédure « Edt T » refusé")) << t;
+  EXPECT_TRUE(Contient(t,
+                       "MessChamp NPROG B «Nom de procédure « FinEdt » refusé : étiquette "
+                       "FinEdt du programme d'édition»"))
+      << t;
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Sub EdtT\r\n"));
   EXPECT_TRUE(Contient(EtatGen().Texte(), "Edition du Fichier TEXTE"));
 
   // An empty name, or Esc, ends it without generating.
   const int32_t generations = EtatGen().Generations();
   Ouvre("NFIC =\n");
-  GenPE();
+  GenPE(Etat());
   Ouvre("NFIC = TEXTE\nNPROG <Esc>\n");
-  GenPE();
+  GenPE(Etat());
   EXPECT_EQ(EtatGen().Generations(), generations);
 }
 

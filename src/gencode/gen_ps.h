@@ -11,6 +11,9 @@
 #include <string>
 #include <string_view>
 
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
+
 namespace vesk {
 
 inline constexpr std::string_view kTitreGenPS = "Générateur de Programme de Saisie";
@@ -31,13 +34,17 @@ struct DemandeSaisie {
 
 // The screen "Générateur de Programme de Saisie", then the generation. An empty NFIC (or Esc)
 // ends it without generating.
-void GenPS();
+void GenPS(Session& s);
 
 // Generates the program of demande without screens. The file must be in Fic with a primary
 // B-tree table (an ErreurService naming it otherwise). trop_de_cles is called when the primary
 // key's fields fill the initial screen (it then takes one more field). Sets the thread's NCE to
 // the file's name.
-void GenereSaisie(const DemandeSaisie& demande, const std::function<void()>& trop_de_cles);
+void GenereSaisie(Session& s, const DemandeSaisie& demande,
+                  const std::function<void()>& trop_de_cles);
+// The same from the dictionary m, read already.
+void GenereSaisie(Session& s, const fic::ModeleDictionnaire& m, const DemandeSaisie& demande,
+                  const std::function<void()>& trop_de_cles);
 
 // The default label suffix of a file: its first and last characters ("CLIENT": "CT").
 std::string SuffixeDefaut(std::string_view fichier);

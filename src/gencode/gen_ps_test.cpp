@@ -6,7 +6,9 @@
 #include "fic/testing/dictionnaire.h"
 #include "gencode/etat_gencode.h"
 #include "gencode/programme_saisie.h"
+#include "gencode/testing/generateurs.h"
 #include "gencode/testing/structure_programme.h"
+#include "srv/text/utf8.h"
 #include "srv/tui/descripteur.h"
 
 namespace vesk {
@@ -59,12 +61,12 @@ cle = "[[PACODE,_,_]]"
 std::string Large(int n, int k) {
   std::string t = "version = 1\n[fichiers.LARGE]\nlongueur = 256\nrubriques = [\n";
   for (int i = 1; i <= n; ++i) {
-    t += "  { nom = \"R" + std::to_string(i) + "\", type = \"A\", total = 4, variable = \"V" +
+    t += "  { nom = \"R" + std::to_string(i) + "\", type = \"A\", total = 4, variable = \"W" +
          std::to_string(i) + "\" },\n";
   }
   t += "]\n[barbres.LARGE1]\nfichier = \"LARGE\"\nnature = \"P\"\ncle = \"[";
   for (int i = 1; i <= k; ++i)
-    t += std::string(i > 1 ? "," : "") + "[V" + std::to_string(i) + ",1,1]";
+    t += std::string(i > 1 ? "," : "") + "[W" + std::to_string(i) + ",1,1]";
   return t + "]\"\n";
 }
 
@@ -76,7 +78,7 @@ class GenPSTest : public fic::EditionEssai {
     Ouvre();
   }
   std::string Genere(const std::string& fichier, bool* trop = nullptr) {
-    GenereSaisie({fichier, "", "", ""}, [trop] {
+    GenereSaisie(Etat(), {fichier, "", "", ""}, [trop] {
       if (trop != nullptr) *trop = true;
     });
     const std::string texte = EtatGen().Texte();
@@ -161,8 +163,43 @@ TEST_F(GenPSTest, AKeyFieldIsEnteredWhateverItsModificationType) {
   const std::string t = Genere("SYS");
   EXPECT_TRUE(Contient(t, "Call Sai(\"SN\",xSN$,TR)"));
   EXPECT_TRUE(Contient(t, "If LEN(xSN$)=0 OR TR=FH OR TR=PH Then Goto FinSS"));
-  EXPECT_TRUE(Contient(t, "Goto EnrSS\r\n"));  // no field outside the key is entered
+  // The jump back to the initial screen goes to the first field outside the key, computed.
+  EXPECT_TRUE(Contient(t, "Goto SC\r\n"));
   EXPECT_TRUE(Contient(t, "xSC$=<<<<<< A Faire >>>>>>"));
+  // Only key fields: the jump goes to the writing.
+  Importe(
+      "version = 1\n[fichiers.SYS]\nlongueur = 16\nrubriques = [\n"
+      "  { nom = \"NUMERO\", type = \"A\", total = 4, variable = \"SN\" },\n"
+      "]\n[barbres.SYS1]\nfichier = \"SYS\"\nnature = \"P\"\ncle = \"[[SN,_,_]]\"\n");
+  EXPECT_TRUE(Contient(Genere("SYS"), "Goto EnrSS\r\n"));
+}
+
+// A first screen whose fields outside the key are all filled by the system: going back up
+// from the second screen (Ecrm true) jumps to the first of them, whose label leads on to the
+// memorisation, never to the writing.
+TEST_F(GenPSTest, TheJumpBackToTheInitialScreenNeverWritesTheRecord) {
+  std::string t =
+      "version = 1\n[fichiers.SSS]\nlongueur = 128\nrubriques = [\n"
+      "  { nom = \"K\", type = \"A\", total = 2, variable = \"K\" },\n";
+  for (int i = 2; i <= 38; ++i) {
+    t += "  { nom = \"R" + std::to_string(i) + "\", type = \"A\", total = 2, variable = \"" +
+         (i <= 35 ? "S" : "U") + std::to_string(i) + "\", modification = \"" +
+         (i <= 35 ? "S" : "U") + "\" },\n";
+  }
+  Importe(t + "]\n[barbres.SSS1]\nfichier = \"SSS\"\nnature = \"P\"\ncle = \"[[K,_,_]]\"\n");
+  const std::string programme = Genere("SSS");
+  const std::vector<std::string> lignes = Lignes(programme);
+  const auto saut = std::find_if(lignes.begin(), lignes.end(), [](const std::string& l) {
+    return text::Trim(l) == "Rem Saut à la Rubrique Hors Clé Primaire";
+  });
+  ASSERT_NE(saut, lignes.end()) << programme;
+  EXPECT_EQ(text::Trim(*(saut + 1)), "Goto S2");
+  // From S2's label to the memorisation of the initial screen, nothing but labels.
+  const auto s2 = std::find(lignes.begin(), lignes.end(), "S2:");
+  const auto mem = std::find(lignes.begin(), lignes.end(), "MemEcrSS1:");
+  ASSERT_LT(s2, mem);
+  for (auto l = s2; l != mem; ++l) EXPECT_EQ(l->back(), ':') << *l;
+  EXPECT_TRUE(Contient(programme, "MultEcr=Vrai"));
 }
 
 TEST_F(GenPSTest, ThirtyFiveFieldsOneScreenThirtySixTwo) {
@@ -176,7 +213,7 @@ TEST_F(GenPSTest, ThirtyFiveFieldsOneScreenThirtySixTwo) {
   EXPECT_TRUE(Contient(t, "DesEcrLE2:"));
   EXPECT_TRUE(Contient(t, "Else If TR=F2 Then Goto MemEcrLE1"));
   EXPECT_TRUE(Contient(t, "Call Titre(\"Entrée Du Fichier LARGE - No2\")"));
-  EXPECT_TRUE(Contient(t, "If TR=FH Then Goto DesEcrLE1 Else If TR=PH Then Goto V36"));
+  EXPECT_TRUE(Contient(t, "If TR=FH Then Goto DesEcrLE1 Else If TR=PH Then Goto W36"));
   EXPECT_EQ(Compte(t, "F2 Ecran Suivant"), 1);
 }
 
@@ -214,11 +251,12 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
   Ouvre(
       "NFIC = NOPE\nNFIC = pays\nNProg <Up>\nNFIC\nNProg = 1x\nNProg = SaisPays\nTProg\n"
       "CodLab <Up>\nTProg = Les pays\nCodLab = Z\n");
-  GenPS();
+  GenPS(Etat());
   EXPECT_EQ(session_->Restantes(), 0u);
   const std::string s = session_->Transcription();
   EXPECT_TRUE(Contient(s, "Titre «Générateur de Programme de Saisie»")) << s;
   EXPECT_TRUE(Contient(s, "MessChamp NFIC N «Fichier de Plus Haut Niveau (Entête Chaînage)»"));
+  EXPECT_TRUE(Contient(s, "Affiche NFIC «PAYS»")) << s;  // typed in lower case
   EXPECT_TRUE(Contient(s, "Sai NProg «EntPAYS»")) << s;
   EXPECT_TRUE(Contient(s, "Sai TProg «Entrée Du Fichier PAYS»")) << s;
   EXPECT_TRUE(Contient(s, "Sai CodLab «PS»")) << s;
@@ -234,16 +272,38 @@ TEST_F(GenPSTest, TheDialogItsDefaultsAndItsKeys) {
           "\"A\", total = 2, variable = \"NC\" }]\n");
   const int32_t generations = EtatGen().Generations();
   Ouvre("NFIC = NUE\nNFIC <Esc>\n");
-  GenPS();
+  GenPS(Etat());
   EXPECT_TRUE(Contient(session_->Transcription(), "MessChamp NFIC B «Aucune Table Primaire»"));
   EXPECT_EQ(EtatGen().Generations(), generations);
-  EXPECT_REFUS(GenereSaisie({"NUE", "", "", ""}, nullptr), "Aucune Table Primaire");
+  EXPECT_REFUS(GenereSaisie(Etat(), {"NUE", "", "", ""}, nullptr), "Aucune Table Primaire");
+}
+
+// A procedure's name or a label suffix that would make two names of the program meet is
+// refused on its line, naming what it meets.
+TEST_F(GenPSTest, TheDialogRefusesNamesThatWouldMeet) {
+  Importe(kDictionnaire);
+  Ouvre(
+      "NFIC = PAYS\nNProg = ConsPAYS\nNProg = EnrZ\nNProg = SaisPays\nTProg\nCodLab = Mod\n"
+      "CodLab = Z\n");
+  GenPS(Etat());
+  EXPECT_EQ(session_->Restantes(), 0u);
+  const std::string s = session_->Transcription();
+  for (const char* refus : {"NProg B «Nom de procédure « ConsPAYS » refusé : procédure de "
+                            "consultation ConsPAYS du fichier PAYS»",
+                            "NProg B «Nom de procédure « EnrZ » refusé : étiquette Enr+suffixe du "
+                            "programme de saisie»",
+                            "CodLab B «Suffixe « Mod » refusé : étiquette EnrMod = variable locale "
+                            "EnrMod& du programme de saisie»"}) {
+    EXPECT_TRUE(Contient(s, std::string("MessChamp ") + refus)) << refus << "\n" << s;
+  }
+  EXPECT_TRUE(Contient(EtatGen().Texte(), "DebSaisZ:"));
+  EXPECT_TRUE(EtatGen().Anomalies().empty());
 }
 
 TEST_F(GenPSTest, SeveralPrimaryTablesTheLastOneIsUsed) {
   Importe(std::string(kDictionnaire) +
           "[barbres.PAY9]\nfichier = \"PAYS\"\nnature = \"P\"\ncle = \"[[PANOM,_,_]]\"\n");
-  GenereSaisie({"PAYS", "", "", ""}, nullptr);
+  GenereSaisie(Etat(), {"PAYS", "", "", ""}, nullptr);
   ASSERT_EQ(EtatGen().Anomalies().size(), 1u);
   EXPECT_EQ(EtatGen().Anomalies()[0].message, "@ Plusieurs Table Primaire");
   EXPECT_EQ(EtatGen().Anomalies()[0].procedure, "GenPs");

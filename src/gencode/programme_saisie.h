@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "core/session.h"
+#include "fic/modele_dictionnaire.h"
 #include "gencode/fichier_genere.h"
 
 namespace vesk {
@@ -17,10 +19,11 @@ namespace vesk {
 // At most this many fields on one entry screen.
 inline constexpr size_t kChampsParEcran = 35;
 
-// One B-tree table of the file and its key list.
+// One B-tree table of the file and its key list, parsed against the file's fields.
 struct TableProgramme {
   std::string nom;
   std::string cle;  // the key list, "[[VAR,debut,fin],...]"
+  fic::ResultatCle analyse;
 };
 
 struct ProgrammeSaisie {
@@ -50,22 +53,23 @@ std::vector<std::vector<size_t>> RepartitEcrans(const std::vector<ChampProgramme
                                                 const std::vector<size_t>& cles, bool& trop);
 
 // The screen pieces. ecran: 1 for the initial screen.
-void DessineEcran(const ProgrammeSaisie& p, size_t ecran);
-void AfficheDonnees(const ProgrammeSaisie& p, const std::vector<size_t>& champs);
+void DessineEcran(Session& s, const ProgrammeSaisie& p, size_t ecran);
+void AfficheDonnees(Session& s, const ProgrammeSaisie& p, const std::vector<size_t>& champs);
 // The entry of the fields of screen ecran: its key fields (cles true) or its other fields.
-void SaisitChamps(const ProgrammeSaisie& p, size_t ecran, bool cles);
-// The label of the entry of the first field of screen 1 outside the key; the writing's label
-// when there is none.
+void SaisitChamps(Session& s, const ProgrammeSaisie& p, size_t ecran, bool cles);
+// The label of the entry of the first field of screen 1 outside the key, whatever its
+// modification type (an "S" field's label leads on to the fields after it); the writing's
+// label when every field is a key field.
 std::string PremierHorsCle(const ProgrammeSaisie& p);
 
 // The record buffer, both ways, for field i.
-void VersTampon(const ChampProgramme& c);
-void DepuisTampon(const ChampProgramme& c);
+void VersTampon(Session& s, const ChampProgramme& c);
+void DepuisTampon(Session& s, const ChampProgramme& c);
 // "Affectation du Tampon" of the key's fields, then "Cle$=" its parts.
-void CalculeCle(const ProgrammeSaisie& p, const std::string& liste);
+void CalculeCle(Session& s, const ProgrammeSaisie& p, const TableProgramme& table);
 // The parts of a key list joined by "+": a whole field its record variable, a part of it
 // "MID$(" variable "," start "," length ")".
-std::string ExpressionCle(const ProgrammeSaisie& p, const std::string& liste);
+std::string ExpressionCle(const ProgrammeSaisie& p, const TableProgramme& table);
 
 }  // namespace vesk
 

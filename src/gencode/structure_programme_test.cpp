@@ -98,5 +98,55 @@ TEST(StructureProgrammeTest, BlockIfNeedsThenAtTheEnd) {
   EXPECT_EQ(DefautsStructure("Sub X\n  Sub Y\n  End Sub\nEnd Sub").size(), 1u);
 }
 
+// Only fields' variables, declared names and the fixed names are assigned; a Dim is the
+// procedure's own, a Public the program's.
+// A closing line takes the column of the most recent line of its opening kind, even one already
+// closed; a line's kind is the keyword it begins with ("Formule" opens like For).
+TEST(StructureProgrammeTest, ClosingLinesAndLabelsStandWhereTheLayoutPutsThem) {
+  const std::string texte = Programme({
+      "    Sub OuvF",
+      "        If A Then",
+      "           X = 1",
+      "        Else",
+      "           If B Then",
+      "           End If",
+      "        End If",
+      "  Debut:",
+      "        Formule = 1",
+      "        Next",
+      "    End Sub",
+      "    Wend",
+  });
+  std::vector<int32_t> lignes;
+  for (const DefautStructure& d : DefautsColonnes(texte)) lignes.push_back(d.ligne);
+  EXPECT_EQ(lignes, (std::vector<int32_t>{8, 9, 13})) << DecritDefauts(DefautsColonnes(texte));
+  EXPECT_EQ(DecritDefauts(DefautsColonnes(Programme({"    If A Then", "    End If"}))), "");
+}
+
+TEST(StructureProgrammeTest, ReportsAssignmentsToUndeclaredNames) {
+  const std::string texte = Programme({
+      "Public CLNOMT As Integer, Total As Long",  // 2
+      "Sub EntCLIENT(Code$)",                     // 3
+      "    Dim X$, EcrM As Boolean, V?$",         // 4
+      "    LSET CLNOM$=xCLNOM$ : x = 1",          // 5
+      "    Ecrm=Vrai: Code$ = \"\"",              // 6
+      "    V12$=CLNOM$: NCE$=\"A\"",              // 7
+      "    If Cle Then Autre$ = 1 Else X$=\"\"",  // 8: Autre
+      "    For I = 1 To 2: Next",                 // 9: I
+      "    LSET Inconnu$=CLNOM$",                 // 10: Inconnu
+      "    Total& = CLNOMT%",                     // 11
+      "End Sub",                                  // 12
+      "Sub Autre",                                // 13
+      "    X$ = \"\"",                            // 14: X is EntCLIENT's
+      "    If A = B Then",                        // 15: a comparison
+      "    End If",
+      "End Sub",
+  });
+  std::vector<int32_t> lignes;
+  for (const DefautStructure& d : DefautsAffectations(texte, {"CLNOM"})) lignes.push_back(d.ligne);
+  EXPECT_EQ(lignes, (std::vector<int32_t>{8, 9, 10, 14}))
+      << DecritDefauts(DefautsAffectations(texte, {"CLNOM"}));
+}
+
 }  // namespace
 }  // namespace vesk

@@ -1,6 +1,6 @@
 #include "gencode/tampon.h"
 
-#include "core/etat_module.h"
+#include "core/session.h"
 #include "gencode/disposition.h"
 #include "gencode/etat_gencode.h"
 
@@ -13,56 +13,56 @@ constexpr int kEspacesTitre = 33;
 
 }  // namespace
 
-void InitGenCode() {
-  EtatGenCode& etat = EtatGen();  // the form, created on the thread's first use
+void InitGenCode(Session& s) {
+  EtatGenCode& etat = s.Gen();  // the form, created on the thread's first use
   if (auto affichage = AffichageCourant()) affichage->Montre(etat);
   etat.VideTexte();
   etat.RecreeInst();
 }
 
-void TermineGenCode() {
-  if (auto affichage = AffichageCourant()) affichage->Termine(EtatGen());
+void TermineGenCode(Session& s) {
+  if (auto affichage = AffichageCourant()) affichage->Termine(s.Gen());
 }
 
-void AjouteLigneFeuille(std::string_view ligne) { EtatGen().AjouteTexte(ligne); }
+void AjouteLigneFeuille(Session& s, std::string_view ligne) { s.Gen().AjouteTexte(ligne); }
 
-void SignaleAnomalieGen(std::string_view message, std::string_view procedure) {
-  EtatGen().AjouteAnomalie(message, procedure);
-  Etat().Anomalie().Signale(message, procedure);
+void SignaleAnomalieGen(Session& s, std::string_view message, std::string_view procedure) {
+  s.Gen().AjouteAnomalie(message, procedure);
+  s.Anomalie().Signale(message, procedure);
 }
 
-void GenTrait(std::string_view caractere) {
+void GenTrait(Session& s, std::string_view caractere) {
   std::string ligne = "Rem ";
   ligne.reserve(ligne.size() + caractere.size() * kLargeurTrait);
   for (int i = 0; i < kLargeurTrait; ++i) ligne.append(caractere);
-  EcrireLigne(ligne, "");
+  EcrireLigne(s, ligne, "");
 }
 
-void GenLigneVide() { EcrireLigne("", ""); }
+void GenLigneVide(Session& s) { EcrireLigne(s, "", ""); }
 
-void GenTitre(std::string_view titre, std::string_view haut, std::string_view bas) {
-  GenTrait(haut);
+void GenTitre(Session& s, std::string_view titre, std::string_view haut, std::string_view bas) {
+  GenTrait(s, haut);
   std::string ajuste;
-  Etat().Texte().Justifie(titre, kLargeurTitre, true, ajuste);
+  s.Texte().Justifie(titre, kLargeurTitre, true, ajuste);
   std::string ligne(haut);
   ligne.append(kEspacesTitre, ' ');
   ligne.append(ajuste);
   ligne.append(" ");
   ligne.append(haut);
-  GenRem(ligne, 0, "");
-  GenTrait(bas.empty() ? haut : bas);
+  GenRem(s, ligne, 0, "");
+  GenTrait(s, bas.empty() ? haut : bas);
 }
 
-void GenCartouche(std::string_view titre, std::string& liste) {
-  GenTitre(titre, "=", "-");
-  GenRem("", 0, "");
+void GenCartouche(Session& s, std::string_view titre, std::string& liste) {
+  GenTitre(s, titre, "=", "-");
+  GenRem(s, "", 0, "");
   std::string element;
   while (liste != "[]") {
-    Etat().Liste().Extrait(liste, element);
-    GenRem(element, 0, "");
+    s.Liste().Extrait(liste, element);
+    GenRem(s, element, 0, "");
   }
-  GenRem("", 0, "");
-  GenTrait("=");
+  GenRem(s, "", 0, "");
+  GenTrait(s, "=");
 }
 
 }  // namespace vesk

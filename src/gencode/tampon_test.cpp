@@ -16,33 +16,33 @@ class TamponTest : public ServicesEssai {};
 std::string Regle(char c) { return "Rem " + std::string(76, c); }
 
 TEST_F(TamponTest, EachLineIsPrecededByCrLf) {
-  InitGenCode();
+  InitGenCode(Etat());
   EXPECT_EQ(EtatGen().Texte(), "");
-  GenInst("A = 1");
-  GenLigneVide();
-  GenInst("B = 2");
+  GenInst(Etat(), "A = 1");
+  GenLigneVide(Etat());
+  GenInst(Etat(), "B = 2");
   EXPECT_EQ(EtatGen().Texte(), "\r\nA = 1\r\n\r\nB = 2");
-  InitGenCode();
+  InitGenCode(Etat());
   EXPECT_EQ(EtatGen().Texte(), "");
   EXPECT_EQ(EtatGen().Generations(), 2);
 }
 
 TEST_F(TamponTest, RuleLineAtColumnZero) {
-  InitGenCode();
-  GenInst("Sub X");
-  GenTrait("-");
+  InitGenCode(Etat());
+  GenInst(Etat(), "Sub X");
+  GenTrait(Etat(), "-");
   EXPECT_EQ(Lignes(EtatGen().Texte()).back(), Regle('-'));
   EXPECT_EQ(Regle('-').size(), 80u);
-  EXPECT_EQ(TypeDernier(), "REM");
-  EXPECT_EQ(DecalDernier(), 0);
-  GenTrait("ab");  // a longer rule text is repeated as it stands
+  EXPECT_EQ(TypeDernier(Etat()), "REM");
+  EXPECT_EQ(DecalDernier(Etat()), 0);
+  GenTrait(Etat(), "ab");  // a longer rule text is repeated as it stands
   EXPECT_EQ(Lignes(EtatGen().Texte()).back().size(), 4u + 152u);
 }
 
 TEST_F(TamponTest, TitleBoxOfThreeLines) {
-  InitGenCode();
-  GenTitre("Lecture des Fichiers", "=", "-");
-  GenTitre("Génération de la Saisie", "*", "");
+  InitGenCode(Etat());
+  GenTitre(Etat(), "Lecture des Fichiers", "=", "-");
+  GenTitre(Etat(), "Génération de la Saisie", "*", "");
   const std::vector<std::string> lignes = Lignes(EtatGen().Texte());
   ASSERT_EQ(lignes.size(), 7u);
   EXPECT_EQ(lignes[1], Regle('='));
@@ -58,17 +58,17 @@ TEST_F(TamponTest, TitleBoxOfThreeLines) {
 }
 
 TEST_F(TamponTest, LongTitleIsFittedToFortyCharacters) {
-  InitGenCode();
+  InitGenCode(Etat());
   const std::string titre(45, 'T');
-  GenTitre(titre, "=", "");
+  GenTitre(Etat(), titre, "=", "");
   EXPECT_EQ(Lignes(EtatGen().Texte())[2],
             "Rem =" + std::string(33, ' ') + std::string(40, 'T') + " =");
 }
 
 TEST_F(TamponTest, CartoucheConsumesItsList) {
-  InitGenCode();
+  InitGenCode(Etat());
   std::string liste = "[Programme de Saisie,Fichier CLIENT, avec espaces ]";
-  GenCartouche("Saisie", liste);
+  GenCartouche(Etat(), "Saisie", liste);
   EXPECT_EQ(liste, "[]");
   const std::vector<std::string> lignes = Lignes(EtatGen().Texte());
   ASSERT_EQ(lignes.size(), 10u);
@@ -83,17 +83,17 @@ TEST_F(TamponTest, CartoucheConsumesItsList) {
   EXPECT_EQ(EtatGen().NbInst(), 9);
 
   std::string vide = "[]";
-  GenCartouche("Vide", vide);
+  GenCartouche(Etat(), "Vide", vide);
   EXPECT_EQ(Lignes(EtatGen().Texte()).size(), 10u + 6u);
 }
 
 TEST_F(TamponTest, MalformedListEndsTheGenerationAfterTheTitle) {
-  InitGenCode();
+  InitGenCode(Etat());
   std::string liste = "[un,[deux]";
-  EXPECT_THROW(GenCartouche("Titre", liste), ErreurService);
+  EXPECT_THROW(GenCartouche(Etat(), "Titre", liste), ErreurService);
   EXPECT_EQ(Lignes(EtatGen().Texte()).size(), 5u);  // title box and the empty comment
   std::string pas_une_liste;
-  EXPECT_THROW(GenCartouche("Titre", pas_une_liste), ErreurService);
+  EXPECT_THROW(GenCartouche(Etat(), "Titre", pas_une_liste), ErreurService);
 }
 
 class AffichageEssai : public AffichageGenCode {
@@ -117,11 +117,11 @@ class AffichageEssai : public AffichageGenCode {
 TEST_F(TamponTest, HostSeesTheFormBeforeItIsEmptiedAndTheAnomalies) {
   auto affichage = std::make_shared<AffichageEssai>();
   InstalleAffichageGenCodeThread(affichage);
-  InitGenCode();
-  GenInst("A = 1");
-  GenInst("End If");
-  TermineGenCode();
-  InitGenCode();
+  InitGenCode(Etat());
+  GenInst(Etat(), "A = 1");
+  GenInst(Etat(), "End If");
+  TermineGenCode(Etat());
+  InitGenCode(Etat());
   InstalleAffichageGenCodeThread(nullptr);
   ASSERT_EQ(affichage->montres.size(), 2u);
   EXPECT_EQ(affichage->montres[0].texte, "");

@@ -68,7 +68,13 @@ class File {
   virtual const std::string& Path() const = 0;
 };
 
-IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out);
+// Whether an opening follows a symbolic link named by the path's last part. kRefuse opens the
+// path only when it is not a link (O_NOFOLLOW; on Windows, not a reparse point): what is written
+// then never lands where a link points, and a dangling link is never created through.
+enum class Links { kFollow, kRefuse };
+
+IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out,
+                  Links links = Links::kFollow);
 IoStatus FileExists(const std::string& path, bool* exists);
 IoStatus IsDirectory(const std::string& path, bool* is_dir);
 // Whether path itself is a symbolic link (or, on Windows, a reparse point such as a junction);

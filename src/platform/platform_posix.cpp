@@ -249,8 +249,8 @@ class PosixFile : public File {
 
 }  // namespace
 
-IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out) {
-  int flags = O_CLOEXEC;
+IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out, Links links) {
+  int flags = O_CLOEXEC | (links == Links::kRefuse ? O_NOFOLLOW : 0);
   switch (mode) {
     case OpenMode::kRead:
       flags |= O_RDONLY;
@@ -266,6 +266,9 @@ IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>*
       break;
   }
   int fd = ::open(path.c_str(), flags, 0644);
+  if (fd < 0 && errno == ELOOP && links == Links::kRefuse) {
+    return IoStatus{Code::kAccess, ELOOP, "ouverture de " + path + " : lien symbolique refusé"};
+  }
   if (fd < 0) return FromErrno(errno, "ouverture de", path);
   struct stat st;
   if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {

@@ -133,6 +133,29 @@ TEST_F(PlatformTest, OpenModesAndTheirErrors) {
   EXPECT_NE(st.message.find("dossier"), std::string::npos) << st.message;
 }
 
+#ifndef _WIN32
+// Refusing links, no mode opens a path that is a link: neither a file's nor a dangling one,
+// which would otherwise be created where it points.
+TEST_F(PlatformTest, ALinkIsNeverOpenedThroughWhenLinksAreRefused) {
+  Write(P("cible.dat"), "à garder");
+  fs::create_symlink(root_path_ / "cible.dat", root_path_ / "lien.dat");
+  fs::create_symlink(root_path_ / "nulle-part.dat", root_path_ / "pendant.dat");
+  for (OpenMode mode :
+       {OpenMode::kRead, OpenMode::kReadWrite, OpenMode::kCreate, OpenMode::kCreateAlways}) {
+    for (const char* lien : {"lien.dat", "pendant.dat"}) {
+      std::unique_ptr<File> file;
+      IoStatus st = OpenFile(P(lien), mode, &file, Links::kRefuse);
+      EXPECT_EQ(st.code, Code::kAccess) << lien;
+      EXPECT_NE(st.message.find("lien symbolique refusé"), std::string::npos) << st.message;
+    }
+  }
+  EXPECT_EQ(ReadAll(P("cible.dat")), "à garder");
+  EXPECT_FALSE(fs::exists(root_path_ / "nulle-part.dat"));
+  std::unique_ptr<File> file;
+  EXPECT_TRUE(OpenFile(P("cible.dat"), OpenMode::kReadWrite, &file, Links::kRefuse).ok());
+}
+#endif
+
 TEST_F(PlatformTest, ExistsRemoveAndRenameOverAnExistingFile) {
   bool exists = true;
   ASSERT_TRUE(FileExists(P("a.dat"), &exists).ok());

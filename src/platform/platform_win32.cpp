@@ -341,7 +341,7 @@ std::wstring Large(std::string_view texte) {
 
 std::string Etroit(std::wstring_view texte) { return ToUtf8(texte); }
 
-IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out) {
+IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>* out, Links links) {
   std::wstring wide;
   if (!ToWide(path, &wide)) return BadPath(path);
   DWORD access = GENERIC_READ | GENERIC_WRITE;
@@ -359,9 +359,12 @@ IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>*
       disposition = CREATE_ALWAYS;
       break;
   }
+  // Refusing links, the reparse point itself is opened (not its target) and then refused.
+  const DWORD flags =
+      FILE_ATTRIBUTE_NORMAL | (links == Links::kRefuse ? FILE_FLAG_OPEN_REPARSE_POINT : DWORD{0});
   HANDLE handle =
       ::CreateFileW(wide.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+                    nullptr, disposition, flags, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     DWORD err = ::GetLastError();
     bool is_dir = false;
@@ -370,6 +373,12 @@ IoStatus OpenFile(const std::string& path, OpenMode mode, std::unique_ptr<File>*
                       "ouverture de " + path + " : c'est un dossier"};
     }
     return FromError(err, "ouverture de", path);
+  }
+  BY_HANDLE_FILE_INFORMATION info;
+  if (links == Links::kRefuse && ::GetFileInformationByHandle(handle, &info) &&
+      (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    ::CloseHandle(handle);
+    return IoStatus{Code::kAccess, 0, "ouverture de " + path + " : lien symbolique refusé"};
   }
   *out = std::make_unique<Win32File>(handle, path, mode == OpenMode::kRead);
   return IoStatus::Ok();

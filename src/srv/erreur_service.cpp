@@ -20,10 +20,12 @@ std::string Compose(std::string_view operation, std::string_view objet, std::str
 }  // namespace
 
 ErreurService::ErreurService(std::string_view operation, std::string_view objet,
-                             std::string_view message)
+                             std::string_view message, bool endommage)
     : std::runtime_error(Compose(operation, objet, message)),
+      texte_(Compose(operation, objet, message)),
       operation_(operation),
       objet_(objet),
-      message_(message) {}
+      message_(message),
+      endommage_(endommage) {}
 
 }  // namespace vesk

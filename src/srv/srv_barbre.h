@@ -31,7 +31,9 @@ class SrvBArbre {
                         std::string_view filtre) = 0;
   // Opens (creating when absent and creation is true) the B-tree nom of keys of longueur_cle
   // characters and nature "P" (unique keys) or "S" (duplicates allowed). fichier_indexe: the
-  // name of the data file indexed, recorded in the header ("" when not known yet).
+  // name of the data file indexed, recorded in the header ("" when not known yet: the data file
+  // of the same name). An absent tree whose data file holds live records is not created empty
+  // (an error naming both: it is rebuilt from the records).
   virtual void B_Arbre(bool dependance_entreprise, std::string_view nom, int16_t longueur_cle,
                        std::string_view nature, int16_t& arbre, std::string_view fichier_indexe,
                        bool creation) = 0;
@@ -57,6 +59,10 @@ class SrvBArbre {
   // writing no record: how a program indexes a record that Insere created through its primary
   // tree. Supprime on the secondary tree takes the key out again.
   virtual void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) = 0;
+  // The keys the tree counts in its header and the live records of the data file fichier, as
+  // last committed, without a walk: on a primary tree they are equal, and a difference is the
+  // cheap sign of a damaged tree or file.
+  virtual void Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) = 0;
 };
 
 }  // namespace vesk

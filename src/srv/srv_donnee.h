@@ -5,12 +5,15 @@
 #define VESK_SRV_SRV_DONNEE_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "srv/migration.h"
 #include "srv/proprietaire.h"
 #include "srv/reconstruction.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk {
 
@@ -42,6 +45,13 @@ class SrvDonnee {
   virtual void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) = 0;
   // Reads the text of record no_enr, of exactly the record length.
   virtual void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) = 0;
+  // Calls visite with each live record of the data file, in record order: its number and its
+  // text (of exactly the record length), until visite gives false. The whole walk reads one
+  // committed state of the folder, under its shared lock (writers wait until it ends): visite
+  // must not change the folder. Nothing of the owner is called.
+  virtual void ParcourtEnregistrements(
+      int16_t fichier,
+      const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) = 0;
   // Number of the record found by the last B-tree search or walk on this file (0: none).
   virtual void NoEnrCourant(int16_t fichier, int32_t& no_enr) = 0;
   // Opens the text file nom ("TVA.DOM": letters and digits, a dot, an extension) for reading.
@@ -66,7 +76,9 @@ class SrvDonnee {
   // Batches: the modifying operations made between DebutLot and FinLot, on every file of the
   // folder, are committed together at FinLot, all or nothing (also against a crash); the folder
   // stays locked for other processes until then. AnnuleLot undoes them instead and ends the
-  // batch. Batches nest: only the outermost FinLot commits, and AnnuleLot ends them all.
+  // batch. Batches nest: only the outermost FinLot commits, and AnnuleLot ends them all. A
+  // FinLot (or an operation) that fails past the commit point throws ErreurApresValidation:
+  // the batch holds, and the next opening of the folder writes its files.
   virtual void DebutLot() = 0;
   virtual void FinLot() = 0;
   virtual void AnnuleLot() = 0;
@@ -84,6 +96,15 @@ class SrvDonnee {
   // filled (copie_echouee: the old files stay). Outside any batch.
   virtual void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                            BilanReconstruction& bilan) = 0;
+  // A layout migration (migration.h). With plan.essai, outside any batch: reads the files and
+  // tells in bilan what the migration would convert and which values do not fit; nothing is
+  // written. Otherwise it ends the outermost batch (the new dictionary, written in it): the
+  // converted files and their trees are written aside and put in place together with the
+  // batch's changes, all or nothing, the old files moved into a dated backup folder. A refusal
+  // for what the files hold is given in bilan.refus (the batch undone, the files as they were);
+  // any other failure throws ErreurService, the batch undone unless bilan.en_place (then only
+  // the cleaning failed, finished by the next user). suivi shows how far it is.
+  virtual void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) = 0;
 };
 
 }  // namespace vesk

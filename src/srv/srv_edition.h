@@ -53,7 +53,8 @@ class SrvEdition {
   // ("Arial" and "" as Liberation Sans, "Times New Roman", "Courier New"). options: G, C or D
   // (left, centre, right), S (underline) and R (a continuation: its leading spaces stand for as
   // many characters of the text line above, so it starts under them in any font), e.g. "CS"
-  // ("" left). A line wider than the page wraps. Inside a frame it interrupts the frame; the next line repeats the headings.
+  // ("" left). A line wider than the page wraps. Inside a frame it interrupts the frame; the next
+  // line repeats the headings.
   virtual void ImprTexte(std::string_view texte, std::string_view style, std::string_view police,
                          std::string_view options) = 0;
   // Prints the current line of the frame; prints nothing when no column was written since the
@@ -67,6 +68,14 @@ class SrvEdition {
   // "TXT", "PDF+TXT", or "ECRAN", its text shown to the user in the viewer at Termine and no file
   // written. Used by that listing only; an output the service cannot give is refused here.
   virtual void SortieSuivante(std::string_view sortie) = 0;
+  // Marks where what comes next starts with titre, an entry of the document's outline: a
+  // bookmark of the PDF pointing at the page of the next line printed (the text output has no
+  // outline). The printed text is not changed.
+  virtual void Signet(std::string_view titre) = 0;
+  // The name the files of the next listing take in the listings folder, in place of its title
+  // ("<NOM>_<AAAAMMJJ>_<HHMMSS>"), so that two listings of the same title can be told apart.
+  // Used by that listing only; ignored when a path is imposed.
+  virtual void NomSuivant(std::string_view nom) = 0;
   // The paths of the files the last listing wrote at its Termine (none when it was abandoned or
   // nothing was printed), for the host to tell the user where they are.
   virtual void FichiersEcrits(std::vector<std::string>& fichiers) = 0;

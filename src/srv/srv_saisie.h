@@ -44,6 +44,10 @@ class SrvSaisie {
   // "I" the screen's line. touche is not used.
   virtual void MessChamp(std::string_view cle, std::string_view ligne, std::string_view message,
                          int16_t touche) = 0;
+  // The rule the value of field cle must follow, in the screen's words, shown on a line of its
+  // own while the field is entered ("" none), so that a value refused without a message is
+  // still understood. Kept until the next InitEcran or DefChamps.
+  virtual void RegleChamp(std::string_view cle, std::string_view regle) = 0;
   // Starts a new, empty entry screen: no title, no field, empty lines. touche: 0.
   virtual void InitEcran(int16_t touche) = 0;
   // Shows texte on line ligne ("B" bottom line, "N" the current field's message line, "I"

@@ -80,6 +80,7 @@ class ComposantEssai : public ::testing::Test {
     OptionsServices options;
     options.config.dossier = dossier_.string();
     options.config.synchro = Synchro::kOff;
+    options.env = env_;
     options.interface = Interface(session_);
     InstalleServicesThread(CreateurStandard(options));
     auto ass = AsS::Cree();
@@ -102,6 +103,9 @@ class ComposantEssai : public ::testing::Test {
   }
 
   std::filesystem::path dossier_;
+  // The files of the data folder: null, on disk; a test that never looks at the disk may give
+  // an in-memory Env before Ouvre.
+  isam::Env* env_ = nullptr;
   std::shared_ptr<script::Session> session_;
   // The object that opened the dictionary, kept: destroying it would close the dictionary.
   std::shared_ptr<AsS> ouvert_;

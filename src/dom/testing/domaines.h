@@ -69,7 +69,7 @@ class EditionNotee : public SrvEditionImpl {
   std::shared_ptr<std::vector<int16_t>> termines_;
 };
 
-class DomTest : public ComposantEssai {
+class DomainesEssai : public ComposantEssai {
  protected:
   // The screens answered by script, Annule turning true at the annule_au-th poll (0: never).
   std::shared_ptr<AsS> Ouvre(const std::string& script, int annule_au = 0) {

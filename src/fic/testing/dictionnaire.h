@@ -15,6 +15,8 @@
 #include "core/testing/composant.h"
 #include "dom/testing/domaines.h"
 #include "fic/dictionnaire_texte.h"
+#include "fic/lecture_dictionnaire.h"
+#include "fic/table_champs.h"
 #include "srv/log/srv_anomalie_impl.h"
 
 namespace vesk::fic {
@@ -23,7 +25,9 @@ namespace vesk::fic {
 class DossierEssai : public ComposantEssai {
  protected:
   // Replaces the open dictionary by the text.
-  void Importe(const std::string& texte) { ImporteDictionnaire(texte, "essai.toml", false); }
+  void Importe(const std::string& texte) {
+    ImporteDictionnaire(Etat(), texte, "essai.toml", false);
+  }
 };
 
 // The fixture of the listing tests: listings written as text, the closing calls noted.
@@ -66,6 +70,16 @@ class EditionEssai : public DossierEssai {
   std::shared_ptr<std::vector<int16_t>> termines_;
   int annule_au_ = 0;  // the user cancels the listing at this poll of Annule (0: never)
 };
+
+// A file read from a text, the field rules' defaults applied and its fields placed (as the
+// import writes it), and its field table.
+inline Fichier FichierComplet(Fichier f) {
+  CompleteFichier(Etat(), f);
+  return f;
+}
+inline TableChamps TableComplete(const Fichier& f) {
+  return TableChamps::De(Etat(), FichierComplet(f));
+}
 
 // Expects statement to throw ErreurService whose text holds part.
 #define EXPECT_REFUS(statement, part)                                             \

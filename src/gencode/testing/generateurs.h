@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/ass.h"
+#include "core/etat_module.h"
 
 namespace vesk {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "srv/text/utf8.h"
@@ -254,22 +255,172 @@ std::vector<DefautStructure> Analyse::Fin() {
   return std::move(defauts_);
 }
 
-}  // namespace
+// The names a program assigns, and the names it may assign: its procedures' parameters and
+// Dim declarations (per procedure), its Public declarations, the fields' variables, and the
+// names its fixed lines use undeclared.
+class Affectations {
+ public:
+  explicit Affectations(const std::vector<std::string>& champs) {
+    for (const char* nom : {"NCE", "CODE", "VRAI", "FAUX", "RIEN", "DIRENT", "CP", "ABANDON", "F1",
+                            "F2", "F3", "F4", "F5", "F6", "F7", "FH", "PH", "CR"}) {
+      globales_.insert(nom);
+    }
+    for (const std::string& v : champs) {
+      globales_.insert(text::UpperAscii(v));
+      globales_.insert("X" + text::UpperAscii(v));
+    }
+  }
 
-std::vector<DefautStructure> DefautsStructure(std::string_view programme) {
-  Analyse v;
+  void Ligne(std::string_view texte, int32_t numero) {
+    ligne_ = numero;
+    for (std::string_view inst : Instructions(texte)) Instruction(inst);
+  }
+  std::vector<DefautStructure> Fin() && { return std::move(defauts_); }
+
+ private:
+  void Instruction(std::string_view inst) {
+    const std::vector<std::string_view> mots = Mots(inst);
+    if (mots.empty()) return;
+    size_t k = 0;
+    const std::string premier = text::UpperAscii(mots[0]);
+    const bool publique = premier == "PUBLIC" || premier == "PRIVATE" || premier == "STATIC";
+    if (publique && mots.size() > 1) k = 1;
+    const std::string mot = text::UpperAscii(mots[k]);
+    if (mot == "SUB" || mot == "FUNCTION") {
+      locales_.clear();
+      for (size_t i = k + 2; i < mots.size(); ++i) Declare(mots, i, locales_);
+    } else if (mot == "DIM" || publique) {
+      std::set<std::string>& cible = publique ? globales_ : locales_;
+      const size_t debut = mot == "DIM" ? k + 1 : k;
+      for (size_t i = debut; i < mots.size(); ++i) {
+        if (i == debut || mots[i - 1] == ",") Declare(mots, i, cible);
+      }
+      if (inst.find("V?$") != std::string_view::npos) v_numerotees_ = true;
+    } else if (mot == "IF" || mot == "ELSEIF") {
+      const std::string haut = text::UpperAscii(inst);
+      const size_t then = haut.find(" THEN ");
+      if (then != std::string::npos) Instruction(Nettoie(inst.substr(then + 6)));
+    } else {
+      Affectation(inst);
+    }
+  }
+  // mots[i] names a declared variable (the words As and types aside).
+  static void Declare(const std::vector<std::string_view>& mots, size_t i,
+                      std::set<std::string>& cible) {
+    const std::string nom = text::UpperAscii(mots[i]);
+    if (nom != "AS" && nom != "," && nom != "\"") cible.insert(nom);
+  }
+  void Affectation(std::string_view inst) {
+    std::string_view reste = inst;
+    const std::string haut = text::UpperAscii(inst.substr(0, 5));
+    if (haut == "LSET " || haut == "RSET ") reste = Nettoie(reste.substr(5));
+    if (text::UpperAscii(reste.substr(0, 4)) == "LET ") reste = Nettoie(reste.substr(4));
+    if (text::UpperAscii(reste.substr(0, 4)) == "FOR ") reste = Nettoie(reste.substr(4));
+    size_t i = 0;
+    while (i < reste.size() && EstMot(reste[i])) ++i;
+    if (i == 0 || !EstLettre(reste[0])) return;
+    const std::string nom = text::UpperAscii(reste.substr(0, i));
+    while (i < reste.size() &&
+           std::string_view("$%&!# ").find(reste[i]) != std::string_view::npos) {
+      ++i;
+    }
+    if (i >= reste.size() || reste[i] != '=') return;
+    if (Permis(nom)) return;
+    defauts_.push_back({ligne_, "affectation à « " + std::string(Nettoie(reste.substr(0, i))) +
+                                    " », ni variable d'une rubrique ni variable déclarée"});
+  }
+  bool Permis(const std::string& nom) const {
+    if (globales_.contains(nom) || locales_.contains(nom)) return true;
+    return v_numerotees_ && nom.size() > 1 && nom[0] == 'V' &&
+           nom.find_first_not_of("0123456789", 1) == std::string::npos;
+  }
+
+  int32_t ligne_ = 0;
+  std::set<std::string> globales_, locales_;
+  bool v_numerotees_ = false;
+  std::vector<DefautStructure> defauts_;
+};
+
+// Calls ligne(text, number) for each line of programme (CR LF or LF), from 1.
+template <typename Fonction>
+void ParcourtLignes(std::string_view programme, Fonction ligne) {
   int32_t numero = 0;
   size_t debut = 0;
   while (true) {
     const size_t fin = programme.find('\n', debut);
-    std::string_view ligne =
-        programme.substr(debut, fin == std::string_view::npos ? fin : fin - debut);
-    if (!ligne.empty() && ligne.back() == '\r') ligne.remove_suffix(1);
-    v.Ligne(ligne, ++numero);
-    if (fin == std::string_view::npos) break;
+    std::string_view l = programme.substr(debut, fin == std::string_view::npos ? fin : fin - debut);
+    if (!l.empty() && l.back() == '\r') l.remove_suffix(1);
+    ligne(l, ++numero);
+    if (fin == std::string_view::npos) return;
     debut = fin + 1;
   }
+}
+
+// The kind a layout rule gives a line (leading spaces removed, not empty): "Etiquette" for a
+// line ending in ":", "IF" for one ending in "Then", else the first keyword it begins with
+// (upper-cased), "" for an ordinary instruction.
+std::string GenreDisposition(std::string_view ligne) {
+  const std::string haut = text::UpperAscii(Nettoie(ligne));
+  if (haut.ends_with(":")) return "Etiquette";
+  if (haut.ends_with("THEN")) return "IF";
+  for (const char* mot :
+       {"REM", "ELSE", "END IF", "SUB", "FOR", "NEXT", "WHILE", "WEND", "EXIT SUB", "END SUB"}) {
+    if (haut.starts_with(mot)) return mot;
+  }
+  return "";
+}
+
+// The kind whose most recent line gives a closing line its column ("" for another kind).
+std::string_view Ouvrant(std::string_view genre) {
+  if (genre == "ELSE" || genre == "END IF") return "IF";
+  if (genre == "WEND") return "WHILE";
+  if (genre == "NEXT") return "FOR";
+  if (genre == "EXIT SUB" || genre == "END SUB") return "SUB";
+  return "";
+}
+
+}  // namespace
+
+std::vector<DefautStructure> DefautsColonnes(std::string_view programme) {
+  std::vector<DefautStructure> defauts;
+  std::map<std::string, int32_t> colonnes;  // by kind, the column of its most recent line
+  ParcourtLignes(programme, [&](std::string_view l, int32_t n) {
+    if (Nettoie(l).empty()) return;
+    const int32_t colonne = static_cast<int32_t>(l.find_first_not_of(' '));
+    const std::string genre = GenreDisposition(l);
+    if (genre == "Etiquette") {
+      if (colonne != 0) {
+        defauts.push_back({n, "étiquette « " + std::string(Nettoie(l)) + " » en colonne " +
+                                  std::to_string(colonne) + " au lieu de 0"});
+      }
+      return;
+    }
+    if (const std::string_view o = Ouvrant(genre); !o.empty()) {
+      const auto c = colonnes.find(std::string(o));
+      const int32_t voulue = c == colonnes.end() ? 0 : c->second;
+      if (colonne != voulue) {
+        defauts.push_back({n, "« " + std::string(Nettoie(l)) + " » en colonne " +
+                                  std::to_string(colonne) + " au lieu de " +
+                                  std::to_string(voulue) + " (celle du dernier " + std::string(o) +
+                                  ")"});
+      }
+    }
+    colonnes[genre] = colonne;
+  });
+  return defauts;
+}
+
+std::vector<DefautStructure> DefautsStructure(std::string_view programme) {
+  Analyse v;
+  ParcourtLignes(programme, [&](std::string_view l, int32_t n) { v.Ligne(l, n); });
   return v.Fin();
+}
+
+std::vector<DefautStructure> DefautsAffectations(std::string_view programme,
+                                                 const std::vector<std::string>& champs) {
+  Affectations a(champs);
+  ParcourtLignes(programme, [&](std::string_view l, int32_t n) { a.Ligne(Nettoie(l), n); });
+  return std::move(a).Fin();
 }
 
 std::string DecritDefauts(const std::vector<DefautStructure>& defauts) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "platform/platform.h"
+#include "srv/config/stockage.h"
 #include "srv/erreur_service.h"
 #include "srv/text/utf8.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::string_view kOperation = "Lecture de la configuration";
 constexpr std::string_view kClesConnues =
-    "application, entreprise, editions, separateur_csv, synchro, script";
+    "application, entreprise, editions, separateur_csv, synchro, script, stockage";
 constexpr std::string_view kBlancs = " \t\r\n";
 
 bool EstBlanc(char c) { return kBlancs.find(c) != std::string_view::npos; }
@@ -66,6 +67,13 @@ std::string Affecte(Configuration& config, const std::string& cle, std::string_v
     if (valeur.empty()) return refus + "un fichier est attendu";
     if (ContientControle(valeur)) return refus + "caractère de contrôle";
     config.script = valeur;
+  } else if (cle == "stockage") {
+    if (!valeur.empty()) {
+      AdresseBase adresse;
+      std::string pourquoi = AnalyseAdresseBase(valeur, adresse);
+      if (!pourquoi.empty()) return refus + pourquoi;
+    }
+    config.stockage = valeur;
   } else {
     return "clé inconnue " + Cite(cle) + " (clés reconnues : " + std::string(kClesConnues) + ")";
   }
@@ -122,6 +130,7 @@ std::string DecritConfiguration(const Configuration& config) {
   out += "separateur_csv = " + valeur(config.separateur_csv) + "\n";
   out += "synchro = " + std::string(NomSynchro(config.synchro)) + "\n";
   if (!config.script.empty()) out += "script = " + valeur(config.Chemin(config.script)) + "\n";
+  if (!config.stockage.empty()) out += "stockage = " + valeur(config.stockage) + "\n";
   return out;
 }
 

@@ -1,7 +1,7 @@
 // The configuration of one run: the data folder and the values of vesk.ini (application,
-// entreprise, editions, separateur_csv, synchro, script), overridden by the host's own options.
-// Plain data and checks only (standard library), so every host shares the same rules; a reader
-// object is used by one thread at a time.
+// entreprise, editions, separateur_csv, synchro, script, stockage), overridden by the host's own
+// options. Plain data and checks only (standard library), so every host shares the same rules; a
+// reader object is used by one thread at a time.
 //
 // File format (vesk.ini in the data folder, UTF-8, LF or CR LF):
 //   - `key = value` (or `key : value`) lines; keys are compared without regard to case;
@@ -41,6 +41,9 @@ struct Configuration {
   // A script answering the screens, for the hosts without a command line (the COM server;
   // `vesk` has --script); empty: none.
   std::string script;
+  // Where the data files, B-trees and text files live: empty for the data folder, else a
+  // PostgreSQL URI without password (stockage.h, docs/postgresql.md).
+  std::string stockage;
 
   // A path of the configuration: as written when absolute, else under the data folder.
   std::string Chemin(std::string_view chemin) const;

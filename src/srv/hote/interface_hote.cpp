@@ -66,6 +66,7 @@ std::function<std::unique_ptr<SrvEdition>()> Editions(const Configuration& confi
     c.annule = hote.annule;
     c.visionne = hote.visionne;
     c.flux = hote.flux;
+    c.suivi = hote.suivi;
     if (hote.pdf) {
       c.pdf = hote.pdf();
     } else {

@@ -32,8 +32,9 @@ struct EditionsHote {
   std::string fichier;           // a file imposed on every listing ("": none)
   std::function<bool()> annule;  // the user's cancellation (EditionAnnuleeDuThread)
   std::function<void(std::string_view titre, std::string_view texte)> visionne;  // "ECRAN"
-  std::function<void(std::string_view texte)> flux;        // the text of a listing imposed as "-"
-  std::function<std::unique_ptr<report::Renderer>()> pdf;  // empty: text listings only
+  std::function<void(std::string_view texte)> flux;          // the text of a listing imposed as "-"
+  std::function<std::unique_ptr<report::Renderer>()> pdf;    // empty: text listings only
+  std::function<std::unique_ptr<SuiviProgression>()> suivi;  // the writing's progress; empty: none
 };
 
 // The listing service: listings in config's listings folder, PDF through hote.pdf or, where

@@ -45,13 +45,19 @@ Status BTree::Impl::LeftmostLeaf(uint32_t* leaf, const char** leaf_node) {
   return Status::Ok();
 }
 
-Status BTree::Impl::EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record) {
+Status BTree::Impl::BrokenChain(uint32_t leaf) const {
+  return Corrupt("chaînage des feuilles rompu au noeud " + std::to_string(leaf));
+}
+
+Status BTree::Impl::EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record,
+                            const char* after_key, uint32_t after_record) {
   // Only the root leaf may be empty, so one hop is the rule; more means a damaged chain.
   for (uint32_t hops = 0; hops <= allocated; ++hops) {
     const char* n = nullptr;
     VESK_RETURN_IF_ERROR(ReadNode(leaf, 0, &n));
     if (slot < Count(n)) {
       const char* e = Entry(n, leaf_stride, slot);
+      if (after_key != nullptr && !After(e, after_key, after_record)) return BrokenChain(leaf);
       if (key != nullptr) key->assign(e, key_len);
       *record = Record(e);
       hint_leaf = leaf;
@@ -63,7 +69,7 @@ Status BTree::Impl::EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint
     slot = 0;
     if (leaf == 0) return Status::NotFound("fin du B-arbre " + path);
   }
-  return Corrupt("chaînage des feuilles sans fin");
+  return BrokenChain(leaf);
 }
 
 Status BTree::Find(std::string_view key, uint32_t* record) {
@@ -102,7 +108,10 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
   if (key.size() != m.key_len) return m.CheckKey(key, 1);
   // A walk asks for the entry after the one it was just given: when the tree has not changed
   // since, that entry is still at the hint. In a 'P' tree the key alone names it, and the walk
-  // may pass any record number (a primary walk passes the largest).
+  // may pass any record number (a primary walk passes the largest). Whatever the path, the
+  // entry given comes after (key, record): a walk only goes forward, so that a damaged tree
+  // (a leaf linked back to itself, entries out of order) ends it with Corruption, never in a
+  // loop.
   if (m.hint_mods == m.mods && m.ReadNode(m.hint_leaf, 0, &n).ok() && m.hint_slot < Count(n)) {
     const char* e = Impl::Entry(n, m.leaf_stride, m.hint_slot);
     uint32_t r = m.Record(e);
@@ -110,12 +119,13 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
       uint32_t slot = r <= record ? m.hint_slot + 1 : m.hint_slot;
       if (slot < Count(n)) {  // the usual case: the next entry is in the same leaf
         const char* next = Impl::Entry(n, m.leaf_stride, slot);
+        if (!m.After(next, key.data(), record)) return m.BrokenChain(m.hint_leaf);
         if (found_key != nullptr) found_key->assign(next, m.key_len);
         *found_record = m.Record(next);
         m.hint_slot = slot;
         return Status::Ok();
       }
-      return m.EntryAt(m.hint_leaf, slot, found_key, found_record);
+      return m.EntryAt(m.hint_leaf, slot, found_key, found_record, key.data(), record);
     }
   }
   VESK_RETURN_IF_ERROR(m.Descend(key.data(), record, &leaf, &n));
@@ -131,7 +141,7 @@ Status BTree::SeekAfter(std::string_view key, uint32_t record, std::string* foun
       if (std::memcmp(e, key.data(), m.key_len) == 0 && m.Record(e) <= record) ++pos;
     }
   }
-  return m.EntryAt(leaf, pos, found_key, found_record);
+  return m.EntryAt(leaf, pos, found_key, found_record, key.data(), record);
 }
 
 uint32_t BTree::RecordAhead(uint32_t distance) {
@@ -157,18 +167,30 @@ Status BTree::ForEach(const std::function<bool(std::string_view key, uint32_t re
   uint32_t leaf = 0;
   const char* n = nullptr;
   VESK_RETURN_IF_ERROR(m.LeftmostLeaf(&leaf, &n));
+  // The last entry of the leaves visited: the next leaf's first entry must come after it, or
+  // its link led back (each entry would be visited again and again).
+  std::string last;
+  uint32_t last_record = 0;
   for (uint32_t hops = 0; hops <= m.allocated; ++hops) {
     for (uint32_t i = 0;; ++i) {
       // Fetched again after each visit: visit may read through the pager.
       VESK_RETURN_IF_ERROR(m.ReadNode(leaf, 0, &n));
       if (i >= Count(n)) break;
       const char* e = Impl::Entry(n, m.leaf_stride, i);
+      if (i == 0 && !last.empty() && !m.After(e, last.data(), last_record)) {
+        return m.BrokenChain(leaf);
+      }
       if (!visit(std::string_view(e, m.key_len), m.Record(e))) return Status::Ok();
+    }
+    if (Count(n) > 0) {
+      const char* e = Impl::Entry(n, m.leaf_stride, Count(n) - 1);
+      last.assign(e, m.key_len);
+      last_record = m.Record(e);
     }
     leaf = Link(n);
     if (leaf == 0) return Status::Ok();
   }
-  return m.Corrupt("chaînage des feuilles sans fin");
+  return m.BrokenChain(leaf);
 }
 
 }  // namespace vesk::isam

@@ -34,6 +34,8 @@ inline uint64_t ToBigEndian(uint64_t v) {
 
 // CRC-32 (IEEE 802.3, reflected, polynomial 0xEDB88320), as zlib computes it.
 uint32_t Crc32(const char* data, size_t n);
+// The checksum of node n (node_len bytes) without its checksum field; never 0.
+uint32_t NodeChecksum(const char* n, size_t node_len);
 
 // ---- File header (node 0) ----
 inline constexpr char kMagic[8] = {'V', 'E', 'S', 'K', '-', 'D', 'A', 'B'};
@@ -181,6 +183,12 @@ struct BTree::Impl {
     uint32_t r = Record(entry);
     return r < record ? -1 : (r > record ? 1 : 0);
   }
+  // Whether entry comes strictly after (key, record) in (key, record) order, whatever the
+  // nature: a walk's next entry must, or the leaf chain sent it back (a damaged link).
+  bool After(const char* entry, const char* key, uint32_t record) const {
+    int c = CompareKeys(entry, key);
+    return c > 0 || (c == 0 && Record(entry) > record);
+  }
   // First position whose entry is >= (key, record), or > it when strict.
   uint32_t Search(const char* n, uint32_t stride, const char* key, uint32_t record,
                   bool strict) const {
@@ -212,7 +220,12 @@ struct BTree::Impl {
                  bool ask_leaf = true);
   Status LeftmostLeaf(uint32_t* leaf, const char** leaf_node);
   // The entry at (leaf, slot), moving on to the following leaves when slot is past the end.
-  Status EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record);
+  // With after_key, the entry must come after (after_key, after_record) (After): a walk that a
+  // damaged leaf link would send back, or round for ever, gets Corruption instead.
+  Status EntryAt(uint32_t leaf, uint32_t slot, std::string* key, uint32_t* record,
+                 const char* after_key = nullptr, uint32_t after_record = 0);
+  // Corruption for a leaf link that leads back or out of order, from leaf.
+  Status BrokenChain(uint32_t leaf) const;
 
   // ---- btree_insert.cpp / btree_erase.cpp ----
   // Checks a change of (key, record) may be made, and finds the leaf where the pair is or

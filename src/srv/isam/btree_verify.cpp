@@ -221,6 +221,12 @@ Status BTree::Stats(BTreeStats* stats) {
       if (level > 0) {
         for (uint32_t i = 0; i <= Count(n); ++i) next.push_back(m.Child(n, i));
       }
+      // A tree has no more nodes than the file: more children than that means inner nodes
+      // that share them, and the next levels would grow without end.
+      if (next.size() > m.allocated) {
+        return m.Corrupt("noeuds internes partageant leurs enfants au niveau " +
+                         std::to_string(level));
+      }
     }
     held += keys;
     stats->keys_per_level.push_back(keys);

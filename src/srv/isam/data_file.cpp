@@ -33,6 +33,8 @@ std::string RecordName(uint32_t no, const std::string& path) {
 
 }  // namespace
 
+uint32_t DataHeaderChecksum(const char* in) { return Checksum(in, kChecksumOffset); }
+
 void EncodeDataHeader(const DataHeader& h, char* out) {
   std::memset(out, 0, kDataHeaderSize);
   std::memcpy(out, kDataMagic.data(), kDataMagic.size());
@@ -140,7 +142,8 @@ Status DataFile::Open(Env* env, const std::string& path, uint32_t record_length,
           " demandée, le fichier a des enregistrements de " + std::to_string(header.record_length));
     }
   }
-  std::unique_ptr<DataFile> file(new DataFile(std::move(pager), header, options.read_only));
+  const bool read_only = options.read_only || !pager->Writable();
+  std::unique_ptr<DataFile> file(new DataFile(std::move(pager), header, read_only));
   VESK_RETURN_IF_ERROR(file->CheckSize(header));
   *out = std::move(file);
   return Status::Ok();
@@ -199,6 +202,10 @@ Status DataFile::CheckNumber(uint32_t no, uint32_t last, std::string_view op) co
 }
 
 Status DataFile::CheckWritable() const {
+  if (read_only_ && !pager_->ReadOnlyReason().empty()) {
+    return Status::InvalidArgument(Path() + " ne peut être écrit (dossier en lecture seule : " +
+                                   pager_->ReadOnlyReason() + ")");
+  }
   if (read_only_) return Status::InvalidArgument(Path() + " est ouvert en lecture seule");
   if (pager_->Failed()) {
     return Status::IOError(Path() + " : une écriture a échoué, le fichier doit être rouvert");
@@ -351,11 +358,18 @@ Status DataFile::DeletedRecords(std::vector<uint32_t>* records) {
   return Status::Ok();
 }
 
+uint64_t DataFile::TailBytes() const {
+  const uint64_t from = Slot(header_.last_record + 1);
+  const uint64_t size = pager_->Size();
+  return size > from ? size - from : 0;
+}
+
 Status DataFile::TailIsZero(bool* zero) {
-  uint64_t from = Slot(header_.last_record + 1);
-  uint64_t size = pager_->Size();
-  std::string tail(size > from ? std::min<uint64_t>(size - from, uint64_t{1} << 20) : 0, '\0');
-  VESK_RETURN_IF_ERROR(pager_->Read(from, tail));
+  const uint64_t n = TailBytes();
+  *zero = n == 0;
+  if (n == 0 || n > kMaxTail) return Status::Ok();
+  std::string tail(n, '\0');
+  VESK_RETURN_IF_ERROR(pager_->Read(Slot(header_.last_record + 1), tail));
   *zero = AllZero(tail);
   return Status::Ok();
 }

@@ -30,6 +30,9 @@ inline constexpr char kSlotLive = 1, kSlotDeleted = 2;  // state bytes of versio
 inline constexpr std::string_view kDataMagic = "VESKDAT\x1A";
 inline constexpr std::string_view kDeletedMark = "*SUP*";
 inline constexpr size_t kLabelLength = 80;
+// The most bytes a data file may hold after its last record (all 0): growth ahead by an earlier
+// engine. The engine itself writes files to their exact end.
+inline constexpr uint64_t kMaxTail = uint64_t{1} << 20;
 
 // The values of a data file's header.
 struct DataHeader {
@@ -45,6 +48,8 @@ struct DataHeader {
 // The header bytes of h (checksum included) into out (kDataHeaderSize bytes); and back, with
 // Corruption naming path when the magic, the version, the size or the checksum is wrong.
 void EncodeDataHeader(const DataHeader& h, char* out);
+// The checksum of a header's first 124 bytes, as stored at offset 124.
+uint32_t DataHeaderChecksum(const char* in);
 Status DecodeDataHeader(const char* in, const std::string& path, DataHeader* h);
 
 // Record slots, for the tools that read or write a data file's bytes directly (the rebuild):
@@ -118,8 +123,12 @@ class DataFile {
   // its first 5 bytes (version 1).
   Status MarkDeleted(uint32_t no);
   Status IsDeleted(uint32_t no, bool* deleted);
-  // Whether the bytes after the last record (growth ahead, up to 1 MiB of them) are all 0.
+  // Whether the bytes after the last record are growth ahead: at most kMaxTail of them, all 0.
+  // A longer tail is not read (a sparse file of terabytes would take hours): its length alone
+  // makes it damage.
   Status TailIsZero(bool* zero);
+  // How many bytes lie after the last record's slot.
+  uint64_t TailBytes() const;
   // Numbers of the deleted records, in order (reads the whole file).
   Status DeletedRecords(std::vector<uint32_t>* records);
 
@@ -153,9 +162,12 @@ class DataFile {
   // The bytes of slot no (its state byte, in version 2, then its record) where they lie: in the
   // cache when the slot sits in one block, otherwise copied. Valid until the next call. The
   // slot viewed last is given again (a lookup's deletion check, then the owner's read): its
-  // place holds while no block left the cache.
+  // place holds while no block left the cache. Number 0 is never a slot: it goes to FindSlot,
+  // which refuses it (a fresh handle has viewed_no_ 0 and no place, and a damaged B-tree entry
+  // may name record 0).
   Status ViewSlot(uint32_t no, const char** slot) {
-    if (no == viewed_no_ && no <= header_.last_record && pager_->Generation() == viewed_gen_) {
+    if (no != 0 && no == viewed_no_ && no <= header_.last_record &&
+        pager_->Generation() == viewed_gen_) {
       *slot = viewed_;
       return Status::Ok();
     }

@@ -4,12 +4,13 @@ namespace vesk::isam {
 
 namespace {
 
-// The platform's own files.
+// The platform's own files. A file of the engine is never opened through a symbolic link
+// (docs/file-formats.md): nothing is ever read or written where a link of the folder points.
 class PlatformEnv : public Env {
  public:
   platform::IoStatus OpenFile(const std::string& path, platform::OpenMode mode,
                               std::unique_ptr<platform::File>* out) override {
-    return platform::OpenFile(path, mode, out);
+    return platform::OpenFile(path, mode, out, platform::Links::kRefuse);
   }
   platform::IoStatus FileExists(const std::string& path, bool* exists) override {
     return platform::FileExists(path, exists);

@@ -2,8 +2,10 @@
 
 #include <exception>
 #include <limits>
+#include <optional>
 
 #include "srv/isam/names.h"
+#include "srv/isam/redo_log_internal.h"
 #include "srv/isam/replace_set.h"
 
 namespace vesk::isam {
@@ -119,8 +121,9 @@ Status DossierDonnees::AjouteFichier(std::unique_ptr<FichierOuvert> f, int16_t* 
 
 Status DossierDonnees::AjouteArbre(std::unique_ptr<ArbreOuvert> a, int16_t* handle) {
   BTree* t = a->arbre.get();
-  // A tree just created is on stable storage before any operation uses it.
-  VESK_RETURN_IF_ERROR(t->Sync());
+  // A tree just created is on stable storage before any operation uses it (one opened for
+  // reading, in a folder that cannot be written, has nothing to sync).
+  if (t->pager()->Writable()) VESK_RETURN_IF_ERROR(t->Sync());
   VESK_RETURN_IF_ERROR(Add(arbres_, std::move(a), handle, "B-arbres"));
   redo_log_->Watch({t->pager(), nullptr, [t] { return t->Reload(); }, [t] { t->Mark(); },
                     [t] { t->RestoreMark(); }});
@@ -180,6 +183,7 @@ void DossierDonnees::RecalculePointeurs() {
 // Without redo log and lock file there is nothing to do (and nothing is created yet).
 Status DossierDonnees::Demarre() {
   if (demarre_) return panne_;
+  VESK_RETURN_IF_ERROR(SansLiens());
   bool lock = false, redo_log = false;
   VESK_RETURN_IF_ERROR(
       Status::FromIo(env_->FileExists(platform::JoinPath(dossier_, kLockName), &lock)));
@@ -190,9 +194,17 @@ Status DossierDonnees::Demarre() {
     return Status::Ok();
   }
   VESK_RETURN_IF_ERROR(OuvreVerrou());
-  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
   FolderLock::State st;
-  Status s = Recupere(&st);
+  Status s;
+  if (verrou_->LectureSeule()) {
+    // Read without writing: nothing to recover, or a refusal saying who can.
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kShared, delai_verrou_ms_));
+    s = verrou_->Read(&st);
+    if (s.ok()) s = SansReprise(st);
+  } else {
+    VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
+    s = Recupere(&st);
+  }
   Status u = verrou_->Unlock();
   VESK_RETURN_IF_ERROR(s);
   VESK_RETURN_IF_ERROR(u);
@@ -200,6 +212,51 @@ Status DossierDonnees::Demarre() {
   remplacements_vus_ = st.replacements;
   demarre_ = true;
   return Status::Ok();
+}
+
+// The first open of a folder, before anything is written: no entry of the folder, nor of a
+// company sub-folder, is a symbolic link. The engine opens its files without following links,
+// so that nothing is ever written through one; a folder that holds one is refused whole, naming
+// it, so that a folder that passed its first open never meets a link later (in a recovery).
+Status DossierDonnees::SansLiens() {
+  auto refus = [this](const std::string& chemin) {
+    return Status::InvalidArgument(
+        "dossier de données " + dossier_ + " : " + chemin +
+        " est un lien symbolique (refusé : les fichiers d'un dossier de données et ses dossiers "
+        "d'entreprise ne sont jamais des liens ; le remplacer par le fichier ou le dossier "
+        "lui-même)");
+  };
+  std::vector<std::string> noms;
+  platform::IoStatus io = env_->ListDirectory(dossier_, &noms);
+  if (io.code == platform::Code::kNotFound) return Status::Ok();  // created by the first file
+  VESK_RETURN_IF_ERROR(Status::FromIo(io));
+  for (const std::string& nom : noms) {
+    const std::string chemin = platform::JoinPath(dossier_, nom);
+    bool lien = false;
+    VESK_RETURN_IF_ERROR(Status::FromIo(env_->IsLink(chemin, &lien)));
+    if (lien) return refus(chemin);
+    std::vector<std::string> dedans;
+    if (!CheckName(nom, "entreprise").ok() || !env_->ListDirectory(chemin, &dedans).ok()) continue;
+    for (const std::string& n : dedans) {
+      VESK_RETURN_IF_ERROR(Status::FromIo(env_->IsLink(platform::JoinPath(chemin, n), &lien)));
+      if (lien) return refus(platform::JoinPath(chemin, n));
+    }
+  }
+  return Status::Ok();
+}
+
+// In a folder that cannot be written, the state it is in must need no recovery: a writer that
+// died in a commit or a replacement left work only a user who can write may finish.
+Status DossierDonnees::SansReprise(const FolderLock::State& st) {
+  bool record = false;
+  VESK_RETURN_IF_ERROR(Status::FromIo(
+      env_->FileExists(platform::JoinPath(dossier_, std::string(kReplaceName)), &record)));
+  if (!st.writing && !st.replacing && !record) return Status::Ok();
+  return Status::InvalidArgument(
+      "le dossier " + dossier_ +
+      " attend une reprise (un programme s'est arrêté pendant une écriture) et ne peut être "
+      "écrit : un utilisateur qui a le droit d'y écrire doit l'ouvrir une fois (" +
+      verrou_->RefusEcriture().message() + ")");
 }
 
 Status DossierDonnees::OuvreVerrou() {
@@ -214,7 +271,10 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   VESK_RETURN_IF_ERROR(verrou_->Read(st));
   bool replaced = false;
   if (st->replacing || !demarre_) {
-    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, &replaced));
+    // Without the flag no replacement was begun here: a record found is not followed.
+    const std::optional<uint64_t> cle =
+        st->replacing ? std::optional<uint64_t>(st->replace_nonce) : std::nullopt;
+    VESK_RETURN_IF_ERROR(ReplaceSet::Recover(env_, dossier_, entreprise_, cle, &replaced));
   }
   bool changed = false;
   VESK_RETURN_IF_ERROR(RedoLog::Recover(env_, dossier_, &changed));
@@ -239,7 +299,7 @@ Status DossierDonnees::Reouvre() {
     f->courant = 0;
   }
   for (auto& a : arbres_) {
-    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env_));
+    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env()));
     a->curseur = false;
   }
   return Status::Ok();
@@ -256,6 +316,7 @@ Status DossierDonnees::RechargeTout() {
 Status DossierDonnees::Valide() {
   FolderLock::State st;
   VESK_RETURN_IF_ERROR(verrou_->Read(&st));
+  if (verrou_->LectureSeule()) VESK_RETURN_IF_ERROR(SansReprise(st));
   if (st.writing || st.replacing) {
     FolderLock::Held held = verrou_->held();
     VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
@@ -282,17 +343,42 @@ Status DossierDonnees::DebutRemplacement() {
     return Status::InvalidArgument("dossier " + dossier_ +
                                    " : remplacement de fichiers pendant une opération ou un lot");
   }
+  return Remplacement(false);
+}
+
+Status DossierDonnees::DebutRemplacementLot() {
+  if (profondeur_ > 0 || lot_ == 0) {
+    return Status::InvalidArgument("dossier " + dossier_ +
+                                   " : migration hors d'un lot ou pendant une opération");
+  }
+  return Remplacement(true);
+}
+
+// The exclusive lock, kept until the end; what is pending committed (unless a batch goes with
+// the set), the redo log emptied (every file then holds the last commit, synced), and the
+// state word's `replacing` flag raised.
+Status DossierDonnees::Remplacement(bool garde_lot) {
   VESK_RETURN_IF_ERROR(Demarre());
   VESK_RETURN_IF_ERROR(OuvreVerrou());
-  VESK_RETURN_IF_ERROR(verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_));
-  Status s = Commit();
+  Status s;
+  if (verrou_->held() != FolderLock::Held::kExclusive) {
+    // A batch that only read holds the shared lock: let go first, as its first write would.
+    if (garde_lot && lectures_ == 0) s = verrou_->Unlock();
+    if (s.ok()) s = verrou_->Lock(FolderLock::Held::kExclusive, delai_verrou_ms_);
+    if (s.ok()) s = Valide();
+  }
+  if (s.ok() && !garde_lot) s = Commit();
   if (s.ok()) s = Valide();
   FolderLock::State st;
   if (s.ok()) s = verrou_->Read(&st);
   if (s.ok()) s = VideJournal(&st, false, true);  // every file synced, the redo log cut
   if (s.ok()) {
     st.replacing = true;
+    st.replace_nonce = nonce_remplacement_ = redo_log::NewNonce();
     s = verrou_->Write(st);
+    // The key is durable before the record that it checks exists: a record is followed only
+    // under the flag and with the key of this word.
+    if (s.ok()) s = verrou_->Sync();
   }
   if (!s.ok()) Relache();
   remplacement_ = s.ok();
@@ -314,6 +400,27 @@ Status DossierDonnees::FinRemplacement(bool remplace, bool reste) {
   if (s.ok()) remplacements_vus_ = st.replacements;
   Relache();
   return s;
+}
+
+Status DossierDonnees::FichiersLot(std::vector<std::string>* chemins) {
+  return redo_log_->TransactionPaths(chemins);
+}
+
+Status DossierDonnees::EcritLotACote() { return redo_log_->WriteAside(ReplaceSet::AsidePath); }
+
+Status DossierDonnees::FinRemplacementLot(bool remplace, bool reste) {
+  lot_ = 0;
+  redo_log_->SetBatch(false);
+  Status s;
+  if (remplace) {
+    redo_log_->Abandon();  // its changes are the files put in place, which Reouvre reads
+  } else if (redo_log_->Open()) {
+    // Outside a batch, undoing the operation undoes the whole transaction: the batch.
+    s = redo_log_->RollbackOperation();
+    if (!s.ok()) panne_ = s;
+  }
+  Status f = FinRemplacement(remplace, reste);
+  return s.ok() ? f : s;
 }
 
 void DossierDonnees::Relache() {

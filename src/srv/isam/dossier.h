@@ -163,6 +163,10 @@ class DossierDonnees {
   bool DansLot() const { return lot_ > 0; }
   // Commits the open batch's operations now (the batch goes on).
   Status Ecrit();
+  // Whether the last commit that failed did so past its commit point: what it changed holds
+  // (the redo log has it), but its files could not be written now; the next opening of the
+  // folder writes them. The status it returned is the first failure.
+  bool ApresValidation() const { return apres_validation_; }
   // The first use of the folder now: a commit that a writer which died left in the redo log is
   // finished (and the redo log emptied) before anyone reads the files.
   Status Reprise() { return Demarre(); }
@@ -185,6 +189,19 @@ class DossierDonnees {
   // batches are refused: they would write into files about to be replaced.
   Status DebutRemplacement();
   Status FinRemplacement(bool remplace, bool reste);
+  // The key of the replacement begun by DebutRemplacement, which its record is checked with.
+  uint64_t NonceRemplacement() const { return nonce_remplacement_; }
+  // The same for a migration, which ends the outermost batch instead of following it: the
+  // batch's changes are not committed through the redo log but written beside their files
+  // (EcritLotACote: T.NEUF holds T as committed plus the batch's blocks) and put in place with
+  // the set. DebutRemplacementLot is refused outside a batch or inside an operation; it keeps
+  // the batch open (operations are refused until the end). FichiersLot gives the paths of the
+  // files the batch changed. FinRemplacementLot ends the batch and the replacement: the batch's
+  // changes were put in place with the set (remplace), or they are undone.
+  Status DebutRemplacementLot();
+  Status FichiersLot(std::vector<std::string>* chemins);
+  Status EcritLotACote();
+  Status FinRemplacementLot(bool remplace, bool reste);
 
  private:
   template <typename T>
@@ -192,9 +209,12 @@ class DossierDonnees {
     if (handle < 1 || static_cast<size_t>(handle) > v.size()) return nullptr;
     return v[handle - 1].get();
   }
+  Status Remplacement(bool garde_lot);
   Status PrendLecture();
   void RelacheLecture();
   Status Demarre();
+  Status SansLiens();
+  Status SansReprise(const FolderLock::State& st);
   Status OuvreVerrou();
   Status Valide();
   Status Recupere(FolderLock::State* st);
@@ -204,6 +224,7 @@ class DossierDonnees {
   // groupe: the exclusive lock is released right after, so that a durable commit may wait for
   // its sync outside it (AttendDurable).
   Status Commit(bool groupe = false);
+  Status TermineCommit(FolderLock::State* st);
   Status EcritDirect(FolderLock::State* st, bool avant);
   Status VideJournal(FolderLock::State* st, bool keep, bool sync);
   Status Publie(const FolderLock::Synced& fin);
@@ -212,6 +233,7 @@ class DossierDonnees {
   Status Applique(FolderLock::State* st);
   Status RafraichitVue(const FolderLock::State& st);
   Status Echec(const Status& s);
+  Status EchecApresValidation(const Status& s);
   void Relache();
   void RecalculePointeurs();
 
@@ -231,7 +253,9 @@ class DossierDonnees {
   uint64_t compteur_vu_ = 0;
   uint64_t remplacements_vus_ = 0;
   bool remplacement_ = false;  // between DebutRemplacement and FinRemplacement: no operation
-  Status panne_;               // a commit failed and could not be undone: every use is refused
+  uint64_t nonce_remplacement_ = 0;
+  Status panne_;  // a commit failed and could not be undone: every use is refused
+  bool apres_validation_ = false;
   std::unique_ptr<RedoLog> redo_log_;
   std::unique_ptr<FolderLock> verrou_;
   // The files seen through the pending commits, and the part of the redo log it shows.

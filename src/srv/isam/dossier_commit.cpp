@@ -22,9 +22,10 @@ constexpr uint64_t kGroupeMax = uint64_t{1} << 20;
 // the redo log before anything is read or appended. A grouped commit (groupe: the lock is
 // released right after, synchronisation full, a small transaction) stays pending; any other is
 // synced (unless synchronisation is off and nothing of others waits before it) and written to
-// its files with the pending ones before it. Past the threshold the redo log is emptied by a
-// checkpoint, synchronised unless every commit it holds was made without synchronisation.
+// its files with the pending ones before it. A failure before the commit point forgets the
+// transaction (Echec); one after it keeps it (EchecApresValidation).
 Status DossierDonnees::Commit(bool groupe) {
+  apres_validation_ = false;
   if (!redo_log_->Open()) return Status::Ok();
   FolderLock::State st;
   Status s = verrou_->Read(&st);
@@ -44,45 +45,44 @@ Status DossierDonnees::Commit(bool groupe) {
   const bool avant = st.Pending() && st.redo_log_nonce == redo_log_->End().nonce;
   if (!avant) st.applied = debut;
   const bool direct = !groupe || !synchro_full_ || redo_log_->End().end - debut > kGroupeMax;
+  if (direct && (synchro_full_ || avant)) {
+    s = redo_log_->SyncAppended();  // the commit point
+    if (!s.ok()) return Echec(s);
+  }
   if (direct) {
     s = EcritDirect(&st, avant);
   } else {
     redo_log_->LeavePending();
     attente_ = {redo_log_->End().nonce, redo_log_->End().end};
   }
-  if (!s.ok()) return Echec(s);
-  st.redo_log_end = redo_log_->End().end;
-  st.redo_log_nonce = redo_log_->End().nonce;
-  st.durable = st.durable || synchro_full_;
-  if (redo_log_->Size() > seuil_journal_) {
-    Status c = VideJournal(&st, true, st.durable);
-    if (!c.ok()) {
-      // The commit holds (its redo log is written); the redo log is replayed at once, and the
-      // folder fails only if that fails too.
-      Status ignored = Echec(c);
-      (void)ignored;
-      return panne_;
-    }
-    attente_ = {};  // made durable by the checkpoint
-  }
-  st.writing = false;
-  compteur_vu_ = st.counter;
-  s = verrou_->Write(st);
-  if (s.ok()) s = RafraichitVue(st);
-  return s;
+  if (s.ok()) s = TermineCommit(&st);
+  return s.ok() ? s : EchecApresValidation(s);
 }
 
-// A direct commit: the redo log synced (unless synchronisation is off and nothing waits before
-// the transaction), the pending transactions of others before it written, then its own blocks.
+// The end of a commit, past its commit point: the state word says where the redo log ends, and
+// past the threshold the redo log is emptied by a checkpoint, synchronised unless every commit
+// it holds was made without synchronisation.
+Status DossierDonnees::TermineCommit(FolderLock::State* st) {
+  st->redo_log_end = redo_log_->End().end;
+  st->redo_log_nonce = redo_log_->End().nonce;
+  st->durable = st->durable || synchro_full_;
+  if (redo_log_->Size() > seuil_journal_) {
+    VESK_RETURN_IF_ERROR(VideJournal(st, true, st->durable));
+    attente_ = {};  // made durable by the checkpoint
+  }
+  st->writing = false;
+  compteur_vu_ = st->counter;
+  VESK_RETURN_IF_ERROR(verrou_->Write(*st));
+  return RafraichitVue(*st);
+}
+
+// A direct commit, its redo log synced when it had to be: the sync word moved, the pending
+// transactions of others before it written, then its own blocks.
 Status DossierDonnees::EcritDirect(FolderLock::State* st, bool avant) {
   const RedoLog::Fin fin = redo_log_->End();
-  if (synchro_full_ || avant) {
-    VESK_RETURN_IF_ERROR(redo_log_->SyncAppended());
-    VESK_RETURN_IF_ERROR(Publie({fin.nonce, fin.end}));
-  }
+  if (synchro_full_ || avant) VESK_RETURN_IF_ERROR(Publie({fin.nonce, fin.end}));
   if (avant) {
-    VESK_RETURN_IF_ERROR(
-        redo_log_->ApplyPending(fin.nonce, st->applied, redo_log_->AppendedAt()));
+    VESK_RETURN_IF_ERROR(redo_log_->ApplyPending(fin.nonce, st->applied, redo_log_->AppendedAt()));
   }
   VESK_RETURN_IF_ERROR(redo_log_->WriteFiles());
   st->applied = fin.end;
@@ -186,8 +186,8 @@ Status DossierDonnees::Applique(FolderLock::State* st) {
 // gives: those read since the last time are added, or all are read again when the files took
 // some of them or the redo log started again.
 Status DossierDonnees::RafraichitVue(const FolderLock::State& st) {
-  const Plage voulue = st.Pending() ? Plage{st.redo_log_nonce, st.applied, st.redo_log_end}
-                                    : Plage{};
+  const Plage voulue =
+      st.Pending() ? Plage{st.redo_log_nonce, st.applied, st.redo_log_end} : Plage{};
   if (voulue == vue_plage_) return Status::Ok();
   uint64_t from = voulue.applied;
   if (voulue.nonce != 0 && voulue.nonce == vue_plage_.nonce &&
@@ -209,6 +209,20 @@ Status DossierDonnees::RafraichitVue(const FolderLock::State& st) {
   }
   vue_plage_ = voulue;
   return Status::Ok();
+}
+
+// A failure past the commit point (the files' writes, the checkpoint, the flag lowered): the
+// transaction holds, its redo log written. The redo log is replayed at once through fresh
+// handles and the handles reopened (a handle whose write failed refuses every later one); when
+// that works the files hold the commit and nothing failed. Otherwise the `writing` flag stays
+// raised, the next user replays it, and the first failure is returned with ApresValidation()
+// true: the commit is made, its files brought up to date at the next opening.
+Status DossierDonnees::EchecApresValidation(const Status& s) {
+  Status ignored = Echec(s);
+  (void)ignored;
+  if (panne_.ok() && Reouvre().ok()) return Status::Ok();
+  apres_validation_ = true;
+  return s;
 }
 
 // A commit failed: the changes are forgotten, the files brought to the last commit from the

@@ -51,9 +51,9 @@ void ExpectBeforeOrAfter(MemEnv* mem, const std::vector<std::string>& states, in
   bool before = now == states[done];
   bool after = done + 1 < static_cast<int>(states.size()) && now == states[done + 1];
   EXPECT_TRUE(before || after) << what << " : état ni avant ni après l'étape " << done + 1;
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(mem, kDir, ChainagesDeclares(*d), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << what << " : " << p;
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(mem, kDir, DeclaredChains(*d), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << what << " : " << p;
 }
 
 // Runs steps until one fails or all are done; returns the steps done.
@@ -244,45 +244,69 @@ TEST(DurabilityTest, ABatchCommitsOnceAndUndoesAFailedOperationAlone) {
   }
 }
 
-TEST(DurabilityTest, AHandleWhoseWriteFailedRefusesWritesUntilReopened) {
-  MemEnv mem;
-  FaultEnv fault(&mem);
-  // Synchronisation off: each commit writes its blocks to the files before the lock goes.
-  auto d = Folder(&fault, false);
-  Workload w(d, 29);
-  for (int i = 0; i < 5; ++i) w.Step();
-  // The first file write of the next commit (after the state word and the redo log).
-  fault.FailAt(FaultEnv::Op::kWrite, 3, platform::Code::kIoError);
-  EXPECT_THROW(w.Step(), ErreurService);
-  int refused = 0;
-  for (int i = 0; i < 5; ++i) {
-    try {
-      w.Step();
-    } catch (const ErreurService& e) {
-      ++refused;
-      EXPECT_NE(std::string(e.what()).find("échoué"), std::string::npos) << e.what();
+// A write of the files that fails past the commit point (after the state word and the redo
+// log) never undoes the commit. Once (the disk had room again), the redo log is replayed at once,
+// the handles reopened, and nothing failed: the step and the next ones are made. For good (a
+// disk that stays full), the step fails with ErreurApresValidation carrying the first error, and
+// the next opening, on a disk with room, finds the step made.
+TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
+  constexpr int kSteps = 10;
+  std::vector<std::string> states = Reference(kSteps, 29);
+  for (const bool plein : {false, true}) {
+    MemEnv mem;
+    FaultEnv fault(&mem);
+    // Synchronisation off: each commit writes its blocks to the files before the lock goes.
+    auto d = Folder(&fault, false);
+    Workload w(d, 29);
+    for (int i = 0; i < 5; ++i) w.Step();
+    if (plein) {
+      fault.FailFrom(FaultEnv::Op::kWrite, 3, platform::Code::kNoSpace);
+      try {
+        w.Step();
+        ADD_FAILURE() << "l'étape 6 n'a pas échoué sur un disque plein";
+      } catch (const ErreurApresValidation& e) {
+        EXPECT_NE(std::string(e.what()).find("disque plein"), std::string::npos) << e.what();
+      }
+      d.reset();
+      auto again = Folder(&mem);
+      Workload w2(again, 29);
+      EXPECT_EQ(Workload::State(*again), states[6]);
+    } else {
+      fault.FailAt(FaultEnv::Op::kWrite, 3, platform::Code::kIoError);
+      for (int i = 5; i < kSteps; ++i) ASSERT_NO_THROW(w.Step()) << "étape " << i + 1;
+      EXPECT_EQ(Workload::State(*d), states[kSteps]);
+      w.CheckModel();
+      d.reset();
     }
+    FolderReport r;
+    auto again = Folder(&mem);
+    ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*again), &r).ok());
+    EXPECT_TRUE(r.problems.empty()) << plein;
   }
-  EXPECT_GT(refused, 0);
-  d.reset();
-  auto again = Folder(&mem);
-  Workload w2(again, 29);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*again), &r).ok());
-  EXPECT_TRUE(r.problemes.empty());
 }
 
 TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
   MemEnv mem;
+  // The writes and syncs of step 9 (a commit that waits for its sync, the lock released).
+  uint64_t ops = 0;
+  {
+    MemEnv dry;
+    FaultEnv fault(&dry);
+    Workload w(Folder(&fault), 31);
+    for (int i = 0; i < 8; ++i) w.Step();
+    ops = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync);
+    w.Step();
+    ops = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync) - ops;
+  }
   {
     FaultEnv fault(&mem);
     auto d = Folder(&fault);
     Workload w(d, 31);
     for (int i = 0; i < 8; ++i) w.Step();
-    // The power goes at the first file write of step 9 (after the state word, the redo log and
-    // its sync): its transaction is in the redo log, and the files hold only what reached them
-    // synced (no checkpoint ran yet): the redo log alone brings them to any commit.
-    fault.PowerLossAt(4, FaultEnv::Loss::kDrop, 1);
+    // The power goes at the last write of step 9, the sync word's, after the redo log's sync:
+    // its transaction is in the redo log, and the files hold only what reached them synced (no
+    // checkpoint ran yet): the redo log alone brings them to any commit.
+    fault.PowerLossAt(ops, FaultEnv::Loss::kDrop, 1);
     EXPECT_THROW(w.Step(), ErreurService);
     fault.Reboot();
   }
@@ -312,9 +336,9 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
     Workload w(d, 0);
     EXPECT_EQ(Workload::State(*d), states[expected]) << "journal de " << bytes.size();
     EXPECT_TRUE(copy.Contents(jpath)->empty());
-    RapportVerif r;
-    ASSERT_TRUE(VerifieDossier(&copy, kDir, ChainagesDeclares(*d), &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << bytes.size() << " : " << p;
+    FolderReport r;
+    ASSERT_TRUE(VerifyFolder(&copy, kDir, DeclaredChains(*d), &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << bytes.size() << " : " << p;
   }
 }
 
@@ -335,9 +359,9 @@ TEST(DurabilityTest, ADamagedNodeIsReportedNamingTheFileNeverRepaired) {
   Workload w(d, 37);
   EXPECT_NE(Workload::State(*d).find("CLI.DAB endommagé : noeud 1 : somme de contrôle"),
             std::string::npos);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(&mem, kDir, ChainagesDeclares(*d), &r).ok());
-  EXPECT_FALSE(r.problemes.empty());
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(&mem, kDir, DeclaredChains(*d), &r).ok());
+  EXPECT_FALSE(r.problems.empty());
   EXPECT_EQ(*mem.Contents(path), damaged);  // nothing was changed
 }
 
@@ -393,9 +417,9 @@ TEST(DurabilityTest, AWriterWaitingTooLongGetsFolderLockedAndCachesFollowOtherUs
   }
   a.CheckModel();  // each sees the other's commits: its caches were dropped when needed
   b.CheckModel();
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir.str(), ChainagesDeclares(*one), &r).ok());
-  for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(Env::Default(), dir.str(), DeclaredChains(*one), &r).ok());
+  for (const std::string& p : r.problems) ADD_FAILURE() << p;
 }
 
 TEST(DurabilityTest, AReadingBatchKeepsItsSharedLockUntilItEnds) {

@@ -78,6 +78,7 @@ void FaultEnv::FailAt(Op kind, uint64_t n, Code code) {
   fail_kind_ = kind;
   fail_at_ = n == 0 ? 0 : Count(kind) + n;
   fail_code_ = code;
+  fail_on_ = false;
 }
 
 void FaultEnv::PowerLossAt(uint64_t n, Loss loss, uint64_t seed) {
@@ -100,8 +101,8 @@ IoStatus FaultEnv::Before(Op kind, const std::string& path) {
     return IoStatus{Code::kIoError, EIO, "panne de courant simulée : " + path};
   }
   if (fail_at_ != 0 && (fail_kind_ == Op::kAny || fail_kind_ == kind) &&
-      Count(fail_kind_) == fail_at_) {
-    fail_at_ = 0;
+      (fail_on_ ? Count(fail_kind_) >= fail_at_ : Count(fail_kind_) == fail_at_)) {
+    if (!fail_on_) fail_at_ = 0;
     bool full = fail_code_ == Code::kNoSpace;
     return IoStatus{
         fail_code_, full ? ENOSPC : EIO,

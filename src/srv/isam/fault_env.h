@@ -32,6 +32,11 @@ class FaultEnv : public Env {
   // The n-th operation of kind from now on (1 = the next one) fails with code (kIoError or
   // kNoSpace) and does nothing; the others succeed.
   void FailAt(Op kind, uint64_t n, platform::Code code);
+  // The same, and every later operation of kind fails too (a disk that filled stays full).
+  void FailFrom(Op kind, uint64_t n, platform::Code code) {
+    FailAt(kind, n, code);
+    fail_on_ = true;
+  }
   // The n-th rename from now on (1 = the next one) fails with kIoError and renames nothing.
   void FailRenameAt(uint64_t n) { rename_fail_at_ = n == 0 ? 0 : renames_ + n; }
   // At the n-th write or sync from now on, the power goes: that operation and every later one
@@ -75,6 +80,7 @@ class FaultEnv : public Env {
   Op fail_kind_ = Op::kAny;
   uint64_t fail_at_ = 0;  // 0: none
   platform::Code fail_code_ = platform::Code::kIoError;
+  bool fail_on_ = false;  // the failure stays once it came
   uint64_t loss_at_ = 0;  // in writes + syncs; 0: none
   Loss loss_ = Loss::kDrop;
   uint64_t seed_ = 0;

@@ -10,7 +10,8 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-// 24, then 40, then 48 bytes before the redo log's end, the replacements and `applied`.
+// 24, then 40, 48 and 56 bytes before the redo log's end, the replacements, the replacement key
+// and `applied`.
 constexpr size_t kStateSize = 64;
 // The sync word: nonce, end and their checksum.
 constexpr uint64_t kSyncedAt = 64;
@@ -23,19 +24,41 @@ constexpr char kWriting = 1, kPending = 2;
 
 Status FolderLock::Open(Env* env, const std::string& dossier, std::unique_ptr<FolderLock>* out) {
   std::unique_ptr<platform::File> file;
-  platform::IoStatus io =
-      env->OpenFile(platform::JoinPath(dossier, kLockName), platform::OpenMode::kCreate, &file);
+  const std::string path = platform::JoinPath(dossier, kLockName);
+  platform::IoStatus io = env->OpenFile(path, platform::OpenMode::kCreate, &file);
+  if (io.code == platform::Code::kAccess) {
+    bool exists = false;
+    platform::IoStatus lu = env->FileExists(path, &exists);
+    if (lu.ok() && exists) lu = env->OpenFile(path, platform::OpenMode::kRead, &file);
+    if (lu.ok()) {
+      out->reset(new FolderLock(dossier, std::move(file), io.message));
+      return Status::Ok();
+    }
+  }
   if (!io.ok()) {
     return Status::IOError("fichier de verrouillage du dossier " + dossier +
                            " impossible à ouvrir : " + io.message);
   }
-  out->reset(new FolderLock(dossier, std::move(file)));
+  out->reset(new FolderLock(dossier, std::move(file), ""));
   return Status::Ok();
+}
+
+Status FolderLock::RefusEcriture() const {
+  return Status::InvalidArgument(
+      "le dossier " + dossier_ +
+      " ne peut être écrit (dossier en lecture seule : " + lecture_seule_ +
+      ") : seules les commandes qui lisent y sont "
+      "possibles");
 }
 
 Status FolderLock::Lock(Held kind, int timeout_ms) {
   if (kind == held_) return Status::Ok();
   if (kind == Held::kNone) return Unlock();
+  if (kind == Held::kExclusive && LectureSeule()) return RefusEcriture();
+  if (!file_) {  // nothing to lock: no writer ever used this folder, and none can write it
+    held_ = kind;
+    return Status::Ok();
+  }
   platform::IoStatus io = file_->Lock(
       kind == Held::kShared ? platform::LockKind::kShared : platform::LockKind::kExclusive,
       timeout_ms);
@@ -52,12 +75,17 @@ Status FolderLock::Lock(Held kind, int timeout_ms) {
 Status FolderLock::Unlock() {
   if (held_ == Held::kNone) return Status::Ok();
   held_ = Held::kNone;
+  if (!file_) return Status::Ok();
   return Status::FromIo(file_->Unlock());
 }
 
 Status FolderLock::Read(State* state) {
   char b[kStateSize] = {};
   size_t got = 0;
+  if (!file_) {
+    *state = State{};
+    return Status::Ok();
+  }
   VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
   *state = State{};
   if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
@@ -73,11 +101,14 @@ Status FolderLock::Read(State* state) {
   if (got < 48) return Status::Ok();
   state->replacements = GetLe(b + 40, 8);
   if (got < 56) return Status::Ok();
-  state->applied = GetLe(b + 48, 8);
+  state->replace_nonce = GetLe(b + 48, 8);
+  if (got < kStateSize) return Status::Ok();
+  state->applied = GetLe(b + 56, 8);
   return Status::Ok();
 }
 
 Status FolderLock::Write(const State& state) {
+  if (LectureSeule()) return RefusEcriture();
   char b[kStateSize] = {};
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
@@ -87,22 +118,27 @@ Status FolderLock::Write(const State& state) {
   PutLe(b + 24, state.redo_log_end, 8);
   PutLe(b + 32, state.redo_log_nonce, 8);
   PutLe(b + 40, state.replacements, 8);
-  PutLe(b + 48, state.applied, 8);
+  PutLe(b + 48, state.replace_nonce, 8);
+  PutLe(b + 56, state.applied, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }
 
 Status FolderLock::LockSync() {
+  if (!file_) return Status::Ok();
   platform::IoStatus io = file_->LockAside(-1);
   if (!io.ok()) {
-    return Status::IOError("verrou de synchronisation du dossier " + dossier_ + " : " +
-                           io.message);
+    return Status::IOError("verrou de synchronisation du dossier " + dossier_ + " : " + io.message);
   }
   return Status::Ok();
 }
 
-Status FolderLock::UnlockSync() { return Status::FromIo(file_->UnlockAside()); }
+Status FolderLock::UnlockSync() {
+  return file_ ? Status::FromIo(file_->UnlockAside()) : Status::Ok();
+}
 
 Status FolderLock::ReadSynced(Synced* synced) {
+  *synced = Synced{};
+  if (!file_) return Status::Ok();
   char b[kSyncedSize] = {};
   size_t got = 0;
   VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(kSyncedAt, b, &got)));
@@ -115,11 +151,17 @@ Status FolderLock::ReadSynced(Synced* synced) {
 }
 
 Status FolderLock::WriteSynced(const Synced& synced) {
+  if (LectureSeule()) return RefusEcriture();
   char b[kSyncedSize] = {};
   PutLe(b, synced.nonce, 8);
   PutLe(b + 8, synced.end, 8);
   PutLe(b + 16, Hash64(std::span<const char>(b, 16), kSyncedSeed), 8);
   return Status::FromIo(file_->WriteAt(kSyncedAt, std::span<const char>(b, kSyncedSize)));
+}
+
+Status FolderLock::Sync() {
+  if (LectureSeule()) return RefusEcriture();
+  return Status::FromIo(file_->Sync());
 }
 
 }  // namespace vesk::isam

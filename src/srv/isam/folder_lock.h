@@ -37,6 +37,9 @@ class FolderLock {
     bool replacing = false;
     // Sets of files replaced in the folder: a user whose count is behind reopens its files.
     uint64_t replacements = 0;
+    // The key of the replacement record (replace_set.h): drawn when a replacement begins, so
+    // that only a record this folder's rebuild wrote is ever followed.
+    uint64_t replace_nonce = 0;
     // The redo log holds a transaction committed with synchronisation full (its files' writes
     // not synced): the redo log may be emptied only by a synchronised checkpoint.
     bool durable = false;
@@ -57,8 +60,15 @@ class FolderLock {
     bool Covers(uint64_t n, uint64_t e) const { return nonce == n && end >= e && n != 0; }
   };
 
-  // Opens (creating) the lock file of dossier.
+  // Opens (creating) the lock file of dossier. A folder the user may not write (its modes, a
+  // read-only mount) gives a lock for readers only: its file opened for reading (a shared lock
+  // takes nothing but read access), or none when it does not exist (no writer ever used the
+  // folder); taking it exclusive, or writing the state word, is refused naming the folder.
   static Status Open(Env* env, const std::string& dossier, std::unique_ptr<FolderLock>* out);
+  // True for a lock of a folder that cannot be written (see Open).
+  bool LectureSeule() const { return !lecture_seule_.empty(); }
+  // The refusal of what would write into such a folder.
+  Status RefusEcriture() const;
 
   // Takes the lock (converting the one held), waiting up to timeout_ms; Locked naming the
   // folder when it is still taken by another user.
@@ -69,6 +79,8 @@ class FolderLock {
   // The state word; an absent or short one reads as zeros (and applied as redo_log_end).
   Status Read(State* state);
   Status Write(const State& state);
+  // Forces the state word to stable storage (before a replacement record names its key).
+  Status Sync();
 
   // The sync lock, beside the main lock and independent of it: exclusive, waited for without a
   // time limit (it is held for one sync of the redo log at most). Never wait for the main lock
@@ -79,11 +91,14 @@ class FolderLock {
   Status WriteSynced(const Synced& synced);
 
  private:
-  FolderLock(std::string dossier, std::unique_ptr<platform::File> file)
-      : dossier_(std::move(dossier)), file_(std::move(file)) {}
+  FolderLock(std::string dossier, std::unique_ptr<platform::File> file, std::string lecture_seule)
+      : dossier_(std::move(dossier)),
+        file_(std::move(file)),
+        lecture_seule_(std::move(lecture_seule)) {}
 
   std::string dossier_;
-  std::unique_ptr<platform::File> file_;
+  std::unique_ptr<platform::File> file_;  // null: a read-only folder without lock file
+  std::string lecture_seule_;             // why the folder cannot be written ("" when it can)
   Held held_ = Held::kNone;
 };
 

@@ -48,9 +48,9 @@ struct Pair {
 void ExpectSound(Env* env, const std::string& what) {
   auto d = DossierDe(env);
   Workload w(d, 0);
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(env, kDossierTest, ChainagesDeclares(*d), &r).ok()) << what;
-  for (const std::string& p : r.problemes) ADD_FAILURE() << what << " : " << p;
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(env, kDossierTest, DeclaredChains(*d), &r).ok()) << what;
+  for (const std::string& p : r.problems) ADD_FAILURE() << what << " : " << p;
 }
 
 TEST(GroupCommitTest, UsersSeeEachOthersWaitingCommitsAndShareOneSync) {
@@ -60,9 +60,10 @@ TEST(GroupCommitTest, UsersSeeEachOthersWaitingCommitsAndShareOneSync) {
   for (int i = 0; i < 40; ++i) {
     p.wa->Step();  // appended, waiting for its sync
     p.wb->Step();  // made over A's waiting commit
-    // Each sees both commits before any sync.
-    Workload reader(p.b, 0, 'A');
+    // A third user sees both commits before any sync.
+    Workload reader(DossierDe(&mem), 0, 'A');
     EXPECT_EQ(reader.Vue('A'), p.wa->Vue('A')) << "étape " << i;
+    EXPECT_EQ(reader.Vue('B'), p.wb->Vue('B')) << "étape " << i;
     const uint64_t syncs = p.a->Syncs() + p.b->Syncs();
     ASSERT_TRUE(p.a->AttendDurable().ok());
     ASSERT_TRUE(p.b->AttendDurable().ok());

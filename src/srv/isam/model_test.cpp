@@ -173,7 +173,7 @@ class ModelTest : public EngineTest {
       }
       if (HasFailure()) FAIL() << "graine " << seed << ", pas " << step;
     }
-    Verifie();
+    Verify();
   }
 
   std::mt19937 rng_;

@@ -49,6 +49,7 @@ struct Pager::Impl {
   std::unique_ptr<platform::File> file;
   std::string path;
   bool writable = false;
+  std::string read_only_reason;  // why a file opened for writing was opened for reading only
   uint32_t block_size = 0;
   int shift = 0;
   std::shared_ptr<CachePool> pool;
@@ -140,6 +141,11 @@ struct Pager::Impl {
 };
 
 Status Pager::Impl::CheckWritable() const {
+  if (!writable && !read_only_reason.empty()) {
+    return Status::InvalidArgument(
+        "écriture refusée : " + path +
+        " ne peut être écrit (dossier en lecture seule : " + read_only_reason + ")");
+  }
   if (!writable)
     return Status::InvalidArgument("écriture refusée : fichier ouvert en lecture seule : " + path);
   if (failed) {
@@ -369,7 +375,17 @@ Status Pager::Open(Env* env, const std::string& path, platform::OpenMode mode, u
   impl->writable = mode != platform::OpenMode::kRead;
   impl->block_size = block_size;
   while ((1u << impl->shift) < block_size) ++impl->shift;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(path, mode, &impl->file)));
+  platform::IoStatus io = env->OpenFile(path, mode, &impl->file);
+  if (io.code == platform::Code::kAccess && mode == platform::OpenMode::kReadWrite) {
+    // A folder the user may not write (its modes, a read-only mount) is still read: the file
+    // is opened for reading, and every write is refused saying why.
+    if (env->OpenFile(path, platform::OpenMode::kRead, &impl->file).ok()) {
+      impl->writable = false;
+      impl->read_only_reason = io.message;
+      io = platform::IoStatus::Ok();
+    }
+  }
+  VESK_RETURN_IF_ERROR(Status::FromIo(io));
   if (!pool) pool = std::make_shared<CachePool>(std::max<size_t>(cache_blocks, 1) * block_size);
   impl->pool = std::move(pool);
   impl->member.impl = impl.get();
@@ -664,6 +680,9 @@ void Pager::DropCache() {
     if (m.file->Size(&size).ok()) m.size = m.disk_size = size;
   }
 }
+
+bool Pager::Writable() const { return impl_->writable; }
+const std::string& Pager::ReadOnlyReason() const { return impl_->read_only_reason; }
 
 Status Pager::Reattach() {
   Impl& m = *impl_;

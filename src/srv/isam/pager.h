@@ -113,6 +113,11 @@ class Pager {
   // Once a write or sync of the file failed, every further write, flush and sync fails too:
   // a failed sync is never tried again (the kernel may have dropped the unwritten pages).
   bool Failed() const;
+  // Whether writes are taken: false for a file opened for reading, or opened so because it
+  // could not be opened for writing (a folder the user may not write).
+  bool Writable() const;
+  // Why a file asked for writing was opened for reading only ("" otherwise).
+  const std::string& ReadOnlyReason() const;
 
   uint32_t BlockSize() const;
   const std::string& Path() const;

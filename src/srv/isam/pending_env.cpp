@@ -25,8 +25,9 @@ class PendingFile : public platform::File {
     IoStatus s = base_->ReadAt(offset, out, &got);
     *read = got;
     if (!s.ok()) return s;
-    const size_t n =
-        offset >= p->size ? 0 : static_cast<size_t>(std::min<uint64_t>(out.size(), p->size - offset));
+    const size_t n = offset >= p->size
+                         ? 0
+                         : static_cast<size_t>(std::min<uint64_t>(out.size(), p->size - offset));
     if (got < n) std::memset(out.data() + got, 0, n - got);
     Overlay(*p, offset, out.first(n));
     *read = n;
@@ -123,8 +124,6 @@ IoStatus PendingEnv::CreateDirectories(const std::string& path) {
 IoStatus PendingEnv::ListDirectory(const std::string& path, std::vector<std::string>* names) {
   return base_->ListDirectory(path, names);
 }
-IoStatus PendingEnv::SyncDirectory(const std::string& path) {
-  return base_->SyncDirectory(path);
-}
+IoStatus PendingEnv::SyncDirectory(const std::string& path) { return base_->SyncDirectory(path); }
 
 }  // namespace vesk::isam

@@ -36,8 +36,7 @@ class PendingEnv : public Env {
   bool Empty() const { return files_.empty(); }
   // A pending block of file (relative to the folder): its bytes from the block's start up to the
   // file's end, replacing those given before; and the file's size after the transaction.
-  void AddBlock(const std::string& file, uint32_t block_size, uint64_t no,
-                std::string_view bytes);
+  void AddBlock(const std::string& file, uint32_t block_size, uint64_t no, std::string_view bytes);
   void SetSize(const std::string& file, uint64_t size);
   // The pending bytes of a file (relative to the folder), null when none.
   const Blocks* Find(const std::string& relative) const;

@@ -8,12 +8,14 @@
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
 #include "srv/isam/replace_set.h"
+#include "srv/isam/tree_build.h"
+#include "srv/isam/verify.h"
 
 namespace vesk::isam {
 
 namespace {
 
-constexpr size_t kChunk = size_t{1} << 20;  // bytes read or written at a time
+constexpr size_t kChunk = size_t{1} << 20;  // bytes written at a time
 
 // A pointer field of a file's records that holds record numbers of the file `into`.
 struct Remap {
@@ -22,16 +24,10 @@ struct Remap {
   const char* role = "";
 };
 
-// The entries of one tree: keys and records packed (key, then record, little-endian), and the
-// order they sort in.
+// One tree to build and where its new file goes.
 struct TreeWork {
-  const BArbreAReconstruire* def = nullptr;
-  uint16_t key_length = 0;
-  char nature = 'P';
+  TreeBuild build;
   std::string path;
-  std::string packed;
-  size_t count = 0;
-  std::vector<std::pair<uint64_t, uint32_t>> order;  // (8 key bytes, big-endian; entry)
 };
 
 struct FileWork {
@@ -46,19 +42,6 @@ struct FileWork {
   std::vector<TreeWork> trees;  // built when the file is chosen or rewritten
   bool build_trees = false;
 };
-
-uint64_t BigEndian8(const char* p, size_t n) {
-  uint64_t v = 0;
-  for (size_t i = 0; i < 8; ++i) v = v << 8 | (i < n ? static_cast<unsigned char>(p[i]) : 0u);
-  return v;
-}
-
-std::string Shown(std::string_view bytes) {
-  std::string text;
-  DecodeBytes(bytes, &text);
-  const size_t end = text.find_last_not_of(' ');
-  return end == std::string::npos ? std::string() : text.substr(0, end + 1);
-}
 
 class Rebuilder {
  public:
@@ -80,14 +63,13 @@ class Rebuilder {
   Status MapRecords(FileWork& w);
   Status CountsAgree(const FileWork& w, uint64_t deleted) const;
   Status PlanChains();
+  Status ChainSound(const ChainageAReconstruire& c) const;
   std::vector<std::string> Targets() const;
   Status Scan(size_t i);
   Status TakeSlot(size_t i, uint32_t no, const char* slot, std::string* out, uint32_t* next_no);
   Status Renumber(const FileWork& w, uint32_t no, char* record) const;
-  Status Key(const TreeWork& t, std::string_view record);
   Status AddKeys(FileWork& w, const char* record, uint32_t no);
   Status BuildTree(size_t i, size_t t);
-  Status SortAndCheck(const FileWork& w, TreeWork& tw) const;
   Status Tell(RebuildEvent e) const { return observer_ ? observer_(e) : Status::Ok(); }
 
   DossierDonnees& dossier_;
@@ -97,57 +79,12 @@ class Rebuilder {
   RebuildResult* result_;
   ReplaceSet set_;
   std::vector<FileWork> work_;
-  std::string key_;
-  std::string text_, key_text_;
 };
 
 Status Rebuilder::ReadHeader(FileWork& w) {
   VESK_RETURN_IF_ERROR(
       dossier_.Chemin(w.def->dependance_entreprise, w.def->nom, ".DAT", false, &w.path));
-  std::unique_ptr<platform::File> f;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env_->OpenFile(w.path, platform::OpenMode::kRead, &f)));
-  char bytes[kDataHeaderSize];
-  size_t got = 0;
-  VESK_RETURN_IF_ERROR(Status::FromIo(f->ReadAt(0, bytes, &got)));
-  if (got < kDataHeaderSize) {
-    return Status::Corruption(w.path + " : fichier trop court pour contenir un en-tête");
-  }
-  VESK_RETURN_IF_ERROR(DecodeDataHeader(bytes, w.path, &w.header));
-  uint64_t size = 0;
-  VESK_RETURN_IF_ERROR(Status::FromIo(f->Size(&size)));
-  if (size < SlotOffset(w.header, w.header.last_record + 1)) {
-    return Status::Corruption(w.path + " : fichier tronqué (" + std::to_string(size) +
-                              " octets pour " + std::to_string(w.header.last_record) +
-                              " enregistrements)");
-  }
-  return Status::Ok();
-}
-
-// Reads the slots of w in chunks and calls visit(no, slot) for each, in order.
-template <typename Visit>
-Status ForEachSlot(Env* env, const FileWork& w, Visit visit) {
-  std::unique_ptr<platform::File> f;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env->OpenFile(w.path, platform::OpenMode::kRead, &f)));
-  const uint32_t slot = SlotLength(w.header);
-  const uint32_t per_chunk = std::max<uint32_t>(1, static_cast<uint32_t>(kChunk / slot));
-  std::string buffer(size_t{per_chunk} * slot, '\0');
-  for (uint32_t first = 1; first <= w.header.last_record; first += per_chunk) {
-    const uint32_t n = std::min(per_chunk, w.header.last_record - first + 1);
-    size_t got = 0;
-    std::span<char> part(buffer.data(), size_t{n} * slot);
-    VESK_RETURN_IF_ERROR(Status::FromIo(f->ReadAt(SlotOffset(w.header, first), part, &got)));
-    if (got != part.size()) return Status::Corruption(w.path + " : fichier tronqué");
-    for (uint32_t k = 0; k < n; ++k) {
-      const char* s = &buffer[k * slot];
-      if (!SlotSound(w.header, s)) {
-        return Status::Corruption(
-            "enregistrement " + std::to_string(first + k) + " de " + w.path + " : octet d'état " +
-            std::to_string(static_cast<unsigned char>(s[0])) + " inconnu (fichier endommagé)");
-      }
-      VESK_RETURN_IF_ERROR(visit(first + k, s));
-    }
-  }
-  return Status::Ok();
+  return ReadDataHeader(env_, w.path, &w.header);
 }
 
 // The new numbers of a chosen file's live records: each takes its number minus the deleted
@@ -156,7 +93,7 @@ Status Rebuilder::MapRecords(FileWork& w) {
   w.map.assign(size_t{w.header.last_record} + 1, 0);
   w.back.assign(1, 0);
   uint32_t next = 1;
-  VESK_RETURN_IF_ERROR(ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
+  VESK_RETURN_IF_ERROR(ForEachSlot(env_, w.path, w.header, [&](uint32_t no, const char* slot) {
     if (!SlotDeleted(w.header, slot)) {
       w.map[no] = next++;
       w.back.push_back(no);
@@ -186,6 +123,7 @@ Status Rebuilder::PlanChains() {
     FileWork& line = work_[c.ligne];
     if (!line.moves) continue;
     FileWork& header = work_[c.entete];
+    VESK_RETURN_IF_ERROR(ChainSound(c));
     // Positions count from 1 in the plan, offsets from 0 in the records.
     auto offset = [](int32_t position) { return static_cast<uint32_t>(position - 1); };
     line.remaps.push_back({offset(c.pos_precedente), c.ligne, "pointeur précédent"});
@@ -204,6 +142,24 @@ Status Rebuilder::PlanChains() {
     }
   }
   return Status::Ok();
+}
+
+// The lines of a chaining are renumbered only when they are chained as the chaining says:
+// renumbering a chain that does not check (a line chained twice, a backward pointer that
+// disagrees, a live line under no header) would leave lines unchained for good. Refused,
+// naming the header record, and nothing is written.
+Status Rebuilder::ChainSound(const ChainageAReconstruire& c) const {
+  const ChainToCheck v{work_[c.entete].path,
+                       work_[c.ligne].path,
+                       static_cast<uint32_t>(c.pos_premiere - 1),
+                       static_cast<uint32_t>(c.pos_derniere - 1),
+                       static_cast<uint32_t>(c.pos_precedente - 1),
+                       static_cast<uint32_t>(c.pos_suivante - 1)};
+  std::vector<std::string> problems;
+  VESK_RETURN_IF_ERROR(VerifyChain(env_, v, &problems));
+  if (problems.empty()) return Status::Ok();
+  result_->refused = true;
+  return Status::Corruption(ChainRefusal(problems));
 }
 
 Status Rebuilder::Prepare() {
@@ -229,11 +185,7 @@ Status Rebuilder::Prepare() {
         return Status::InvalidArgument("B-arbre " + t.nom +
                                        " : longueur de clé ou nature impossible");
       }
-      TreeWork tw;
-      tw.def = &t;
-      tw.key_length = static_cast<uint16_t>(t.longueur_cle);
-      tw.nature = t.nature[0];
-      tw.packed.reserve(live * (tw.key_length + 4u));
+      TreeWork tw{TreeBuild(t, live), ""};
       VESK_RETURN_IF_ERROR(
           dossier_.Chemin(w.def->dependance_entreprise, t.nom, ".DAB", true, &tw.path));
       w.trees.push_back(std::move(tw));
@@ -269,40 +221,16 @@ Status Rebuilder::Renumber(const FileWork& w, uint32_t no, char* record) const {
   return Status::Ok();
 }
 
-// The key of a record into key_: the plan's builder takes the record as text and gives the key
-// as text, which is written back as bytes padded to the tree's length. What the builder throws
-// is kept for the caller and stops the rebuild.
-Status Rebuilder::Key(const TreeWork& t, std::string_view record) {
-  try {
-    DecodeBytes(record, &text_);
-    key_text_.clear();
-    t.def->cle(text_, key_text_);
-  } catch (...) {
-    result_->key_error = std::current_exception();
-    return Status::InvalidArgument("clé de " + t.def->nom);
-  }
-  return EncodeFixed(key_text_, t.key_length, "clé de " + t.def->nom, &key_);
-}
-
+// The keys of a live record into its file's trees. What a key builder throws is kept for the
+// caller and stops the rebuild.
 Status Rebuilder::AddKeys(FileWork& w, const char* record, uint32_t no) {
   const std::string_view bytes(record, w.header.record_length);
   for (TreeWork& t : w.trees) {
-    VESK_RETURN_IF_ERROR(Key(t, bytes));
-    t.packed += key_;
-    char r[4];
-    std::memcpy(r, &no, 4);
-    t.packed.append(r, 4);
-    ++t.count;
+    Status s = t.build.Add(bytes, no);
+    if (t.build.error()) result_->key_error = t.build.error();
+    VESK_RETURN_IF_ERROR(s);
   }
   return Status::Ok();
-}
-
-// Appends a slot of the new file (always of the current version) to out: its state byte and
-// the record's bytes; gives where the record's copy begins.
-char* NewSlot(std::string* out, bool deleted, const char* record, uint32_t length) {
-  out->push_back(deleted ? kSlotDeleted : kSlotLive);
-  out->append(record, length);
-  return out->data() + out->size() - length;
 }
 
 // One slot of file i as it stands: appended to out (the new file's bytes) unless removed; keys
@@ -353,7 +281,7 @@ Status Rebuilder::Scan(size_t i) {
   std::string buffer;
   uint64_t at = kDataHeaderSize;
   uint32_t next_no = 1;
-  Status s = ForEachSlot(env_, w, [&](uint32_t no, const char* slot) {
+  Status s = ForEachSlot(env_, w.path, w.header, [&](uint32_t no, const char* slot) {
     VESK_RETURN_IF_ERROR(TakeSlot(i, no, slot, &buffer, &next_no));
     if (buffer.size() < kChunk) return Status::Ok();
     VESK_RETURN_IF_ERROR(Status::FromIo(out->WriteAt(at, buffer)));
@@ -381,106 +309,14 @@ Status Rebuilder::Scan(size_t i) {
   return Tell({RebuildEvent::Kind::kWritten, i, 0, 0, 0, 0, w.moves});
 }
 
-using Order = std::vector<std::pair<uint64_t, uint32_t>>;
-
-// Sorts by the 64-bit first member, stable (entries of equal value keep their order): radix
-// passes of 16 bits, from the lowest, each skipped when every entry has the same digit.
-void RadixSort(Order& v) {
-  Order tmp(v.size());
-  std::vector<size_t> count(size_t{1} << 16);
-  for (int shift = 0; shift < 64; shift += 16) {
-    std::fill(count.begin(), count.end(), 0);
-    for (const auto& e : v) ++count[(e.first >> shift) & 0xFFFF];
-    if (count[(v.front().first >> shift) & 0xFFFF] == v.size()) continue;
-    size_t at = 0;
-    for (size_t& c : count) {
-      const size_t n = c;
-      c = at;
-      at += n;
-    }
-    for (const auto& e : v) tmp[count[(e.first >> shift) & 0xFFFF]++] = e;
-    v.swap(tmp);
-  }
-}
-
-// The bytes all keys of a tree share at their start: the sort compares from there on.
-size_t CommonPrefix(const TreeWork& t) {
-  const size_t k = t.key_length, stride = k + 4;
-  size_t common = k;
-  const char* first = t.packed.data();
-  for (size_t e = 1; e < t.count && common > 0; ++e) {
-    const char* key = first + e * stride;
-    size_t i = 0;
-    while (i < common && key[i] == first[i]) ++i;
-    common = i;
-  }
-  return common;
-}
-
-// Sorts a tree's entries in the tree's order (key bytes unsigned, then record on a secondary
-// tree, records coming in ascending order); a primary key met twice is refused with both
-// records as the file numbers them now. Each entry sorts by the 8 bytes after the prefix all
-// keys share, the rest of the key compared only between equal ones.
-Status Rebuilder::SortAndCheck(const FileWork& w, TreeWork& t) const {
-  const size_t k = t.key_length, stride = k + 4;
-  const size_t from = t.count == 0 ? 0 : CommonPrefix(t);
-  const size_t rest = k - from > 8 ? k - from - 8 : 0;
-  const char* base = t.packed.data();
-  t.order.resize(t.count);
-  for (size_t e = 0; e < t.count; ++e) {
-    t.order[e] = {BigEndian8(base + e * stride + from, k - from), static_cast<uint32_t>(e)};
-  }
-  if (t.count > 0) RadixSort(t.order);
-  if (rest > 0) {  // runs of equal 8 bytes sorted by the rest of the key, then by entry
-    auto less = [&](const std::pair<uint64_t, uint32_t>& a,
-                    const std::pair<uint64_t, uint32_t>& b) {
-      const int c = std::memcmp(base + a.second * stride + from + 8,
-                                base + b.second * stride + from + 8, rest);
-      return c != 0 ? c < 0 : a.second < b.second;
-    };
-    for (size_t i = 0, j = 0; i < t.count; i = j) {
-      for (j = i + 1; j < t.count && t.order[j].first == t.order[i].first;) ++j;
-      if (j - i > 1) std::sort(t.order.begin() + i, t.order.begin() + j, less);
-    }
-  }
-  if (t.nature != 'P') return Status::Ok();
-  for (size_t e = 1; e < t.count; ++e) {
-    const char* a = base + t.order[e - 1].second * stride;
-    const char* b = base + t.order[e].second * stride;
-    if (t.order[e - 1].first != t.order[e].first || std::memcmp(a, b, k) != 0) continue;
-    uint32_t ra = 0, rb = 0;
-    std::memcpy(&ra, a + k, 4);
-    std::memcpy(&rb, b + k, 4);
-    if (w.moves) {
-      ra = w.back[ra];
-      rb = w.back[rb];
-    }
-    return Status::Duplicate("B-Arbre " + t.def->nom + " : clé « " + Shown({a, k}) +
-                             " » en double (enregistrements " + std::to_string(ra) + " et " +
-                             std::to_string(rb) + ")");
-  }
-  return Status::Ok();
-}
-
 Status Rebuilder::BuildTree(size_t i, size_t t) {
   FileWork& w = work_[i];
   TreeWork& tw = w.trees[t];
-  VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kTree, i, t, 0, 0, tw.count, w.moves}));
-  VESK_RETURN_IF_ERROR(SortAndCheck(w, tw));
-  const std::string aside = ReplaceSet::AsidePath(tw.path);
-  std::unique_ptr<BTree> tree;
-  VESK_RETURN_IF_ERROR(
-      BTree::Open(env_, aside, tw.key_length, tw.nature, UpperAscii(w.def->nom), true, &tree));
-  const size_t stride = tw.key_length + 4u;
-  VESK_RETURN_IF_ERROR(tree->Load(tw.count, [&](size_t e, const char** key, uint32_t* record) {
-    const char* entry = tw.packed.data() + tw.order[e].second * stride;
-    *key = entry;
-    std::memcpy(record, entry + tw.key_length, 4);
-  }));
-  VESK_RETURN_IF_ERROR(tree->Sync());
-  result_->files[i].keys[t] = tw.count;
-  tw.packed = std::string();
-  tw.order = {};
+  VESK_RETURN_IF_ERROR(Tell({RebuildEvent::Kind::kTree, i, t, 0, 0, tw.build.count(), w.moves}));
+  VESK_RETURN_IF_ERROR(tw.build.Sort(w.moves ? &w.back : nullptr));
+  const uint64_t keys = tw.build.count();
+  VESK_RETURN_IF_ERROR(tw.build.Write(env_, ReplaceSet::AsidePath(tw.path), w.def->nom));
+  result_->files[i].keys[t] = keys;
   return Status::Ok();
 }
 
@@ -491,7 +327,7 @@ Status Rebuilder::Run() {
     result_->files[i].keys.assign(work_[i].def->arbres.size(), 0);
   }
   if (s.ok()) {
-    s = set_.Begin(Targets());
+    s = set_.Begin(Targets(), dossier_.NonceRemplacement());
     if (s.ok()) s = RunBegun();
     result_->in_place = set_.Committed();
     if (!s.ok() && !result_->in_place) {

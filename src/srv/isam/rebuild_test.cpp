@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <sstream>
 
@@ -145,7 +146,7 @@ TEST_F(RebuildTest, CompactionRenumbersInOrderAndRebuildsEveryTree) {
   }
   std::stable_sort(attendu.begin(), attendu.end());
   EXPECT_EQ(Cles(cli2_, *cli_), attendu);
-  Verifie();
+  Verify();
 }
 
 // Records that only the engine's count tells live, kept by the compaction: one made only of
@@ -189,7 +190,7 @@ TEST_F(RebuildTest, LiveRecordsOfAnyBytesAreKeptAndFormerFilesUpgraded) {
   ASSERT_TRUE(v1->Read(2, r).ok());
   EXPECT_EQ(r, "ancien 3");
   v1.reset();
-  Verifie();
+  Verify();
 }
 
 // Keys of 20 bytes over two letters (long shared runs, many equal), on a secondary tree: the
@@ -236,7 +237,7 @@ TEST_F(RebuildTest, NothingDeletedKeepsTheFileAndEverythingDeletedEmptiesIt) {
   EXPECT_TRUE(Cles(cli1_, *cli_).empty());
   Client("A00003", "TROIS     ");  // the file goes on from record 1
   EXPECT_EQ(Cles(cli1_, *cli_), (std::vector<std::pair<std::string, int32_t>>{{"A00003", 1}}));
-  Verifie();
+  Verify();
 }
 
 // The line file chosen: its lines move, their pointers and the headers' first and last
@@ -262,7 +263,7 @@ TEST_F(RebuildTest, ChainedLinesMoveWithTheirHeaders) {
     lignes.push_back(lig_->champs.substr(6, 2) + "@" + std::to_string(no));
   }
   EXPECT_EQ(lignes, (std::vector<std::string>{"b0@4", "b1@5", "b2@6", "b3@7"}));
-  Verifie();
+  Verify();
 }
 
 // A primary key found twice, or a pointer to a deleted record: refused, named, and every file
@@ -285,19 +286,37 @@ TEST_F(RebuildTest, RefusalsLeaveTheFolderAsItWas) {
   EXPECT_FALSE(std::filesystem::exists(root_ / "CLI3.DAB"));
   EXPECT_FALSE(std::filesystem::exists(root_ / "CLI.DAT.NEUF"));
   EXPECT_FALSE(std::filesystem::exists(root_ / "VESK.REC"));
+}
 
-  Facture("F0000001");
-  Ligne("l1");
-  Ligne("l2");
-  ASSERT_TRUE(dossier_->Ecrit().ok());
-  FichierOuvert* f = dossier_->Fichier(lig_->fichier);
-  ASSERT_TRUE(f->fichier->MarkDeleted(2).ok());  // line 2 still chained: damage
-  ASSERT_TRUE(dossier_->Ecrit().ok());
-  s = Reconstruit(PlanLignes());
-  EXPECT_TRUE(s.IsCorruption());
-  EXPECT_NE(s.message().find("pointeur suivant de l'enregistrement 1"), std::string::npos)
-      << s.message();
-  EXPECT_FALSE(result_.copy_failed);
+// Lines are renumbered only along chains that check, as the verifier checks them: a chain that
+// does not (here the lines of the invoice record 1) is refused naming its header record, with
+// every file left as it was, whatever --force was answered.
+TEST_F(RebuildTest, ChainsThatDoNotCheckAreNeverRenumbered) {
+  const std::pair<std::function<void(DataFile&)>, const char*> cas[] = {
+      {[](DataFile& f) { ASSERT_TRUE(f.MarkDeleted(2).ok()); },  // line 2 deleted, still chained
+       "en-tête 1 : la ligne 2 est supprimée"},
+      {[](DataFile& f) {  // line 3's backward pointer names line 9
+         ASSERT_TRUE(f.WritePart(3, 0, std::string_view("\0\0\x09", 3)).ok());
+       },
+       "en-tête 1 : le pointeur arrière de la ligne 3 ne désigne pas 2"},
+  };
+  for (const auto& [dommage, message] : cas) {
+    Reopen();
+    for (const char* f : {"FAC.DAT", "FAC1.DAB", "LIG.DAT"}) std::filesystem::remove(root_ / f);
+    Ouvrir();
+    Facture("F0000001");
+    for (const char* l : {"l1", "l2", "l3", "l4"}) Ligne(l);
+    chainage_->SupprimeLigne(lig_->fichier, 4);  // a deletion: the lines move
+    ASSERT_TRUE(dossier_->Ecrit().ok());
+    dommage(*dossier_->Fichier(lig_->fichier)->fichier);
+    ASSERT_TRUE(dossier_->Ecrit().ok());
+    const std::string avant = Contenu(root_ / "LIG.DAT") + Contenu(root_ / "FAC.DAT");
+    Status s = Reconstruit(PlanLignes());
+    EXPECT_TRUE(s.IsCorruption()) << message;
+    EXPECT_NE(s.message().find(message), std::string::npos) << s.message();
+    EXPECT_TRUE(result_.refused);
+    EXPECT_EQ(Contenu(root_ / "LIG.DAT") + Contenu(root_ / "FAC.DAT"), avant);
+  }
 }
 
 // While the rebuild runs, another user of the folder waits for the lock and, past its wait, is
@@ -491,7 +510,7 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     }
     if (result.copy_failed) ++copies;
     bool found = false;  // what the next user does: the folder ends whole
-    ASSERT_TRUE(ReplaceSet::Recover(&env, "d", "", &found).ok()) << n;
+    ASSERT_TRUE(ReplaceSet::Recover(&env, "d", "", dossier->NonceRemplacement(), &found).ok()) << n;
     EXPECT_EQ(base.Contents(P("CLI.DAT.NEUF")), nullptr) << n;
     ASSERT_LT(n, 500u);
   }

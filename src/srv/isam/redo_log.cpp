@@ -373,9 +373,9 @@ Status RedoLog::SyncLog() {
   Status s = Io(file_->Sync());
   ++syncs_;
   if (!s.ok()) {
-    sync_failed_ = Status::IOError("le journal " + path_ +
-                                   " n'a pu être synchronisé, le dossier doit être rouvert : " +
-                                   s.message());
+    sync_failed_ =
+        Status::IOError("le journal " + path_ +
+                        " n'a pu être synchronisé, le dossier doit être rouvert : " + s.message());
   }
   return s;
 }
@@ -388,6 +388,42 @@ Status RedoLog::PrepareFiles() {
   }
   for (size_t i = 0; i < txn_entries_.size(); ++i) {
     VESK_RETURN_IF_ERROR(txn_entries_[i]->w.pager->PrepareFlush(true));
+  }
+  return Status::Ok();
+}
+
+Status RedoLog::TransactionPaths(std::vector<std::string>* paths) {
+  paths->clear();
+  if (txn_entries_.empty()) return Status::Ok();
+  VESK_RETURN_IF_ERROR(PrepareFiles());
+  for (Entry* e : txn_entries_) paths->push_back(e->w.pager->Path());
+  return Status::Ok();
+}
+
+Status RedoLog::WriteAside(const std::function<std::string(const std::string& path)>& aside) {
+  VESK_RETURN_IF_ERROR(PrepareFiles());
+  std::string buffer;
+  for (Entry* e : txn_entries_) {
+    Pager* pager = e->w.pager;
+    std::unique_ptr<platform::File> in, out;
+    VESK_RETURN_IF_ERROR(Io(env_->OpenFile(pager->Path(), platform::OpenMode::kRead, &in)));
+    VESK_RETURN_IF_ERROR(
+        Io(env_->OpenFile(aside(pager->Path()), platform::OpenMode::kCreateAlways, &out)));
+    const uint64_t size = std::min(pager->DiskSize(), pager->Size());
+    for (uint64_t at = 0; at < size; at += kPendingBytes) {
+      buffer.resize(static_cast<size_t>(std::min<uint64_t>(kPendingBytes, size - at)));
+      size_t got = 0;
+      VESK_RETURN_IF_ERROR(Io(in->ReadAt(at, buffer, &got)));
+      if (got != buffer.size()) return Status::IOError(pager->Path() + " : lecture courte");
+      VESK_RETURN_IF_ERROR(Io(out->WriteAt(at, buffer)));
+    }
+    Status s;
+    pager->ForEachDirty([&](uint64_t no, std::span<const char> bytes) {
+      if (s.ok() && !bytes.empty()) s = Io(out->WriteAt(no * pager->BlockSize(), bytes));
+    });
+    VESK_RETURN_IF_ERROR(s);
+    VESK_RETURN_IF_ERROR(Io(out->Truncate(pager->Size())));
+    VESK_RETURN_IF_ERROR(Io(out->Sync()));
   }
   return Status::Ok();
 }

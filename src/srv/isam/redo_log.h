@@ -6,11 +6,17 @@
 // transaction is open or the redo log is written.
 //
 // A commit appends the new bytes of every block it changed, each file's new size and a commit
-// record to the redo log, syncs the redo log once (the commit point), then writes the blocks to
-// the files without syncing them. The files are synced only by a checkpoint, which then empties
-// the redo log: at a size threshold (the redo log starts again under a new header, its bytes kept
-// to be overwritten), when the folder is closed (cut to 0), and by recovery (cut to 0). Where
-// the redo log ends, and the nonce of its records, live in the folder's state word.
+// record to the redo log. A direct commit (synchronisation off, a large batch) then syncs the
+// redo log (the commit point; not with off) and writes the blocks to the files without syncing
+// them. A grouped commit (synchronisation full, a small transaction) leaves them pending: the
+// lock is released, and one sync of the redo log, made by whichever waiting user takes the sync
+// lock first, makes durable every transaction appended before it began (the folder's sync word
+// says how far); the pending blocks reach the files later, under the exclusive lock of any user.
+// Meanwhile every user sees them through the redo log (PendingEnv). The files are synced only
+// by a checkpoint, which then empties the redo log: at a size threshold (the redo log starts
+// again under a new header, its bytes kept to be overwritten), when the folder is closed (cut to
+// 0), and by recovery (cut to 0). Where the redo log ends, how far its transactions are in the
+// files (`applied`), and the nonce of its records, live in the folder's state word.
 //
 // Invariants
 //   I1. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
@@ -18,7 +24,8 @@
 //       after a crash, a state that the redo log's complete transactions bring to it).
 //   I2. A transaction's blocks reach its files only after its commit record is in the redo log
 //       (synced, with synchronisation full; written, with synchronisation off: enough against a
-//       killed process, whose written bytes the system keeps).
+//       killed process, whose written bytes the system keeps). Pending transactions reach their
+//       files in the redo log's order, and only those the sync word covers.
 //   I3. A transaction counts when its records and its commit record, which counts them and
 //       gives the offset where they begin, all carry valid checksums (seeded with the redo log's
 //       nonce plus the record's offset, so that no record counts elsewhere or in another
@@ -37,6 +44,11 @@
 //   I7. No byte past the end counts: it is a zero of the file's growth, a record of an earlier
 //       nonce (the redo log started again since), or the remains of a cut-off transaction, whose
 //       commit record names a first offset where no transaction begins any more.
+//   I8. A commit with synchronisation full is reported only once a sync of the redo log that
+//       began after its commit record was written has ended (its own, or another user's that
+//       the sync word records with an end at or past its own). The sync word is moved only
+//       after such a sync, under the sync lock, and never past the end the state word gave
+//       before the sync began. The sync lock is never held while the main lock is waited for.
 //
 // States and transitions
 //
@@ -45,17 +57,22 @@
 //   IDLE ── Capture (first change of a block) ──▶ OPEN ──┐ EndOperation: OPEN again
 //    ▲ ▲                                           │ ◀───┘ (between a batch's operations)
 //    │ └── RollbackOperation (whole transaction) ──┤
-//    │                                             │ Commit: flag raised, records appended,
-//    │                                             ▼         commit record, redo log synced
-//    │                                         COMMITTED ── a failure before the commit
-//    │                                             │        record: cut off ──▶ IDLE (undone)
-//    │                                             │ blocks written to the files (no sync)
+//    │                                             │ Append: flag raised, records appended,
+//    │                                             ▼         commit record (no sync)
+//    │                                         APPENDED ── a failure, or a failed sync of a
+//    │                          LeavePending ┌─────┤       direct commit: cut off ──▶ IDLE
+//    │                                       ▼     │ SyncAppended (full) or none (off)
+//    │  PENDING: lock released, flag lowered;      ▼
+//    │  the user waits for a sync (its own   COMMITTED
+//    │  or another's: AttendDurable), then         │ blocks written to the files (no sync),
+//    │  any exclusive locker writes it ──────────▶ │ pending ones before them (ApplyPending)
 //    ├──────────────────────────────────────── WRITTEN ── a failure ──▶ HOT
-//    │                                             │ Checkpoint (threshold, close):
-//    │                                             ▼ files synced, redo log emptied and synced
-//    ├──────────────────────────────────────── CLEAN
+//    │                                             │ Checkpoint (threshold, close): pending
+//    │                                             ▼ ones synced and written, files synced,
+//    ├──────────────────────────────────────── CLEAN  redo log emptied and synced
 //    │
-//    │   HOT: a complete transaction in the redo log, its files maybe half written
+//    │   HOT: a complete transaction in the redo log, its files maybe half written; also a
+//    │     │  failed sync of pending transactions (the flag raised again)
 //    │     │ Recover (the next locker, at once, or the first use of the folder)
 //    │     ▼
 //    └── REPLAYED: complete transactions written again, files synced, redo log emptied, synced
@@ -64,8 +81,9 @@
 //
 // A redo log of version 1 or 2 (a rollback log of an earlier engine) found by Recover is
 // rolled back or dropped as that engine would have; the next commit writes version 3.
-// Syncs per commit with synchronisation full: 1 (the redo log), plus the checkpoints' syncs
-// (one per file changed and one for the redo log) once per threshold.
+// Syncs per commit with synchronisation full: at most 1 (the redo log; fewer when several
+// processes commit at once), plus the checkpoints' syncs (one per file changed and one for the
+// redo log) once per threshold.
 #ifndef VESK_SRV_ISAM_REDO_LOG_H_
 #define VESK_SRV_ISAM_REDO_LOG_H_
 
@@ -178,6 +196,15 @@ class RedoLog {
     std::function<void(const std::string& file, uint64_t size)> size;
   };
   Status ReadPending(uint64_t nonce, uint64_t from, uint64_t to, const PendingVisit& visit);
+  // The paths of the files the open transaction changed (blocks and lazy bytes completed: the
+  // headers of the files it changed are among them).
+  Status TransactionPaths(std::vector<std::string>* paths);
+  // Writes the open transaction beside its files instead of committing it: for each file F it
+  // changed, aside(F) receives F's bytes as they are on disk, then the transaction's blocks, and
+  // takes its new size; each is synced. The transaction stays open (Abandon then forgets it).
+  // For a replacement of files (replace_set.h) that carries a batch with it: the files must
+  // hold the last commit (a checkpoint made since it).
+  Status WriteAside(const std::function<std::string(const std::string& path)>& aside);
   // Where the last commit or checkpoint left the redo log's end; Size: its bytes in use.
   Fin End() const { return {at_, nonce_}; }
   // Where the transaction appended last begins.

@@ -11,7 +11,10 @@ namespace vesk::isam {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'R', 'E', 'C', '\x1A'};
-constexpr uint16_t kVersion = 1;
+// Version 2 adds, per target, whether it is removed, and the backup folder after the targets;
+// a record of version 1 (no removal, no backup) is still read.
+constexpr uint16_t kVersion = 2;
+constexpr char kExisted = 1, kRemoved = 2;
 constexpr size_t kStateAt = 10;
 constexpr size_t kHead = 16;
 constexpr char kWriting = 'W', kDone = 'D';
@@ -22,46 +25,64 @@ std::string Path(const std::string& dossier) {
   return platform::JoinPath(dossier, std::string(kReplaceName));
 }
 
-// The record's bytes, its state byte left out of the checksum (it alone changes afterwards).
-std::string Encode(const Targets& targets, char state) {
+// The record's bytes, its state byte left out of the checksum (it alone changes afterwards),
+// the checksum keyed with cle.
+std::string Encode(const Targets& targets, const std::string& backup, char state, uint64_t cle) {
   std::string b(kMagic, sizeof kMagic);
   AppendLe(b, kVersion, 2);
   b.push_back(state);
   b.push_back('\0');
   AppendLe(b, targets.size(), 4);
   for (const ReplaceSet::Target& t : targets) {
-    b.push_back(t.existed ? 1 : 0);
+    b.push_back(static_cast<char>((t.existed ? kExisted : 0) | (t.removed ? kRemoved : 0)));
     AppendLe(b, t.relative.size(), 2);
     b += t.relative;
   }
+  AppendLe(b, backup.size(), 2);
+  b += backup;
   std::string hashed = b;
   hashed[kStateAt] = '\0';
-  AppendLe(b, Hash64(hashed, 0), 8);
+  AppendLe(b, Hash64(hashed, cle), 8);
   return b;
 }
 
-// The targets and state of a record; false when it does not check (cut while written).
-bool Decode(const std::string& b, Targets* targets, char* state) {
+// A length-prefixed text at *at of the record's body (which ends at end); false past the end.
+bool Text(const std::string& b, size_t end, size_t* at, std::string* out) {
+  if (*at + 2 > end) return false;
+  const size_t len = GetLe(b.data() + *at, 2);
+  *at += 2;
+  if (*at + len > end) return false;
+  *out = b.substr(*at, len);
+  *at += len;
+  return true;
+}
+
+// The targets, backup and state of a record; false when it does not check with cle (cut while
+// written, or not written by this folder's replacement).
+bool Decode(const std::string& b, uint64_t cle, Targets* targets, std::string* backup,
+            char* state) {
   if (b.size() < kHead + 8 || b.compare(0, 8, std::string(kMagic, 8)) != 0) return false;
   std::string hashed = b.substr(0, b.size() - 8);
   hashed[kStateAt] = '\0';
-  if (GetLe(b.data() + b.size() - 8, 8) != Hash64(hashed, 0)) return false;
-  if (GetLe(b.data() + 8, 2) != kVersion) return false;
+  if (GetLe(b.data() + b.size() - 8, 8) != Hash64(hashed, cle)) return false;
+  const uint64_t version = GetLe(b.data() + 8, 2);
+  if (version != 1 && version != kVersion) return false;
   *state = b[kStateAt];
   const uint64_t count = GetLe(b.data() + 12, 4);
+  const size_t end = b.size() - 8;
   size_t at = kHead;
   for (uint64_t i = 0; i < count; ++i) {
-    if (at + 3 > b.size() - 8) return false;
+    if (at + 1 > end) return false;
     ReplaceSet::Target t;
-    t.existed = b[at] != 0;
-    const size_t len = GetLe(b.data() + at + 1, 2);
-    at += 3;
-    if (at + len > b.size() - 8) return false;
-    t.relative = b.substr(at, len);
-    at += len;
+    const char flags = b[at++];
+    t.existed = (flags & kExisted) != 0;
+    t.removed = version >= 2 && (flags & kRemoved) != 0;
+    if (!Text(b, end, &at, &t.relative)) return false;
     targets->push_back(std::move(t));
   }
-  return at == b.size() - 8;
+  backup->clear();
+  if (version >= 2 && !Text(b, end, &at, backup)) return false;
+  return at == end;
 }
 
 std::string Folder(const std::string& path) {
@@ -100,7 +121,7 @@ Status Undo(Env* env, const std::string& dossier, const Targets& targets) {
     Status s;
     if (Exists(env, old, &s)) {
       s = Io(env->RenameFile(old, full));
-    } else if (!t.existed && Exists(env, full, &s)) {
+    } else if (!t.existed && !t.removed && Exists(env, full, &s)) {
       s = Io(env->RemoveFile(full));  // put in place, but the target did not exist before
     }
     if (Exists(env, aside, &s)) s = Io(env->RemoveFile(aside));
@@ -110,14 +131,35 @@ Status Undo(Env* env, const std::string& dossier, const Targets& targets) {
   return RemoveRecord(env, dossier);
 }
 
-// The new set is the folder's: the old files go, then the record. Nothing needs syncing: a
-// removal a crash undoes leaves the record in state DONE, and the next user finishes again.
-Status Finish(Env* env, const std::string& dossier, const Targets& targets) {
+// The new set is the folder's: the old files go (into the backup folder when there is one),
+// then the record. Nothing else needs syncing: a removal a crash undoes leaves the record in
+// state DONE, and the next user finishes again. Moves into the backup are made durable before
+// the record goes (R5).
+Status Finish(Env* env, const std::string& dossier, const Targets& targets,
+              const std::string& backup) {
+  std::set<std::string> folders;
   for (const auto& t : targets) {
     const std::string old = platform::JoinPath(dossier, t.relative) + std::string(kOldSuffix);
     Status s;
-    if (Exists(env, old, &s)) s = Io(env->RemoveFile(old));
-    VESK_RETURN_IF_ERROR(s);
+    if (!Exists(env, old, &s)) {
+      VESK_RETURN_IF_ERROR(s);
+      continue;
+    }
+    if (backup.empty()) {
+      VESK_RETURN_IF_ERROR(Io(env->RemoveFile(old)));
+      continue;
+    }
+    const std::string kept = platform::JoinPath(platform::JoinPath(dossier, backup), t.relative);
+    folders.insert(Folder(kept));
+    VESK_RETURN_IF_ERROR(Io(env->CreateDirectories(Folder(kept))));
+    VESK_RETURN_IF_ERROR(Io(env->RenameFile(old, kept)));
+  }
+  if (!folders.empty()) {
+    folders.insert(dossier);
+    for (const std::string& f : folders) VESK_RETURN_IF_ERROR(Io(env->SyncDirectory(f)));
+    for (const auto& t : targets) {
+      VESK_RETURN_IF_ERROR(Io(env->SyncDirectory(Folder(platform::JoinPath(dossier, t.relative)))));
+    }
   }
   return Io(env->RemoveFile(Path(dossier)));
 }
@@ -154,33 +196,51 @@ ReplaceSet::~ReplaceSet() {
   }
 }
 
-Status ReplaceSet::Begin(const std::vector<std::string>& targets) {
+Status ReplaceSet::AddTarget(const std::string& path, bool removed) {
+  if (!InsideFolder(dossier_, path) || !SafeRelative(path.substr(dossier_.size() + 1))) {
+    return Status::InvalidArgument(path + " : hors du dossier de données " + dossier_);
+  }
+  Target t{path.substr(dossier_.size() + 1), false, removed};
+  for (const Target& before : targets_) {
+    if (before.relative == t.relative) {
+      return Status::InvalidArgument(path + " : fichier nommé deux fois dans un remplacement");
+    }
+  }
+  Status s;
+  t.existed = Exists(env_, path, &s);
+  VESK_RETURN_IF_ERROR(s);
+  if (removed && !t.existed) return Status::Ok();  // nothing to take away
+  // A file left beside it would be taken for the set's own (put back, or removed).
+  for (const std::string& beside : {AsidePath(path), path + std::string(kOldSuffix)}) {
+    if (Exists(env_, beside, &s)) {
+      return Status::InvalidArgument(beside + " existe déjà : le retirer avant de reconstruire");
+    }
+    VESK_RETURN_IF_ERROR(s);
+  }
+  targets_.push_back(std::move(t));
+  return Status::Ok();
+}
+
+Status ReplaceSet::Begin(const std::vector<std::string>& targets, uint64_t cle,
+                         const std::vector<std::string>& removed, const std::string& backup) {
   if (open_) return Status::InvalidArgument("remplacement de fichiers déjà commencé");
+  cle_ = cle;
   targets_.clear();
   committed_ = false;
-  for (const std::string& path : targets) {
-    if (!InsideFolder(dossier_, path) || !SafeRelative(path.substr(dossier_.size() + 1))) {
-      return Status::InvalidArgument(path + " : hors du dossier de données " + dossier_);
-    }
-    Target t{path.substr(dossier_.size() + 1), false};
-    for (const Target& before : targets_) {
-      if (before.relative == t.relative) {
-        return Status::InvalidArgument(path + " : fichier nommé deux fois dans un remplacement");
-      }
-    }
+  backup_ = backup;
+  for (const std::string& path : targets) VESK_RETURN_IF_ERROR(AddTarget(path, false));
+  for (const std::string& path : removed) VESK_RETURN_IF_ERROR(AddTarget(path, true));
+  if (!backup_.empty()) {
     Status s;
-    t.existed = Exists(env_, path, &s);
-    VESK_RETURN_IF_ERROR(s);
-    // A file left beside it would be taken for the set's own (put back, or removed).
-    for (const std::string& beside : {AsidePath(path), path + std::string(kOldSuffix)}) {
-      if (Exists(env_, beside, &s)) {
-        return Status::InvalidArgument(beside + " existe déjà : le retirer avant de reconstruire");
-      }
-      VESK_RETURN_IF_ERROR(s);
+    if (!SafeRelative(backup_) || backup_.find_first_of("/\\") != std::string::npos) {
+      return Status::InvalidArgument(backup_ + " : dossier de sauvegarde hors du dossier");
     }
-    targets_.push_back(std::move(t));
+    if (Exists(env_, platform::JoinPath(dossier_, backup_), &s)) {
+      return Status::InvalidArgument(backup_ + " : le dossier de sauvegarde existe déjà");
+    }
+    VESK_RETURN_IF_ERROR(s);
   }
-  VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, kWriting)));
+  VESK_RETURN_IF_ERROR(WriteRecord(env_, dossier_, Encode(targets_, backup_, kWriting, cle_)));
   open_ = true;
   return Status::Ok();
 }
@@ -198,7 +258,7 @@ Status ReplaceSet::Commit() {
   for (size_t i = 0; s.ok() && i < targets_.size(); ++i) {
     const std::string full = platform::JoinPath(dossier_, targets_[i].relative);
     if (targets_[i].existed) s = Io(env_->RenameFile(full, full + std::string(kOldSuffix)));
-    if (s.ok()) s = Io(env_->RenameFile(AsidePath(full), full));
+    if (s.ok() && !targets_[i].removed) s = Io(env_->RenameFile(AsidePath(full), full));
   }
   if (s.ok()) s = SyncFolders(env_, dossier_, targets_);
   if (s.ok()) s = WriteState(kDone);
@@ -213,7 +273,7 @@ Status ReplaceSet::Commit() {
   }
   open_ = false;
   committed_ = true;
-  return Finish(env_, dossier_, targets_);
+  return Finish(env_, dossier_, targets_, backup_);
 }
 
 Status ReplaceSet::Abandon() {
@@ -253,7 +313,7 @@ Status LeftBeside(Env* env, const std::string& dossier, const std::string& entre
 }  // namespace
 
 Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::string& entreprise,
-                           bool* found) {
+                           std::optional<uint64_t> cle, bool* found) {
   *found = false;
   Status s;
   if (!Exists(env, Path(dossier), &s)) return s;
@@ -261,8 +321,9 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::stri
   std::string bytes;
   VESK_RETURN_IF_ERROR(ReadRecord(env, dossier, &bytes));
   Targets targets;
+  std::string backup;
   char state = 0;
-  if (!Decode(bytes, &targets, &state)) {  // R3
+  if (!cle || !Decode(bytes, *cle, &targets, &backup, &state)) {  // R3
     std::string beside;
     VESK_RETURN_IF_ERROR(LeftBeside(env, dossier, entreprise, &beside));
     if (beside.empty()) return RemoveRecord(env, dossier);
@@ -276,7 +337,12 @@ Status ReplaceSet::Recover(Env* env, const std::string& dossier, const std::stri
     }
     VESK_RETURN_IF_ERROR(redo_log::SansLien(env, dossier, t.relative));
   }
-  if (state == kDone) return Finish(env, dossier, targets);
+  if (!backup.empty() &&
+      (!SafeRelative(backup) || backup.find_first_of("/\\") != std::string::npos)) {
+    return Status::Corruption(Path(dossier) + " : le dossier de sauvegarde " + backup +
+                              " est hors du dossier de données ; rien n'est remplacé");
+  }
+  if (state == kDone) return Finish(env, dossier, targets, backup);
   if (state == kWriting) return Undo(env, dossier, targets);
   return Status::Corruption(Path(dossier) + " : état " + std::to_string(state) + " inconnu");
 }

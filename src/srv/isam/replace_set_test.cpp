@@ -23,6 +23,8 @@ std::string P(std::string_view rel) {
 }
 
 const std::vector<std::string> kTargets = {P("A.DAT"), P("A.DAB"), P("01/B.DAT")};
+// The folder's replacement key, as its state word holds it.
+constexpr uint64_t kCle = 0x5EC7E7C1E;
 
 std::string Read(Env& env, const std::string& path) {
   std::unique_ptr<platform::File> f;
@@ -59,7 +61,7 @@ void OldSet(Env& env) {
 // Begins the set, writes the aside files and commits.
 Status Replace(Env& env) {
   ReplaceSet set(&env, kDir);
-  VESK_RETURN_IF_ERROR(set.Begin(kTargets));
+  VESK_RETURN_IF_ERROR(set.Begin(kTargets, kCle));
   for (const std::string& t : kTargets) {
     VESK_RETURN_IF_ERROR(Status::FromIo(Write(env, ReplaceSet::AsidePath(t), "neuf " + t)));
   }
@@ -88,7 +90,7 @@ TEST(ReplaceSet, CommitPutsTheNewSetInPlaceAndAbandonKeepsTheOld) {
   OldSet(env);
   {
     ReplaceSet set(&env, kDir);
-    ASSERT_TRUE(set.Begin(kTargets).ok());
+    ASSERT_TRUE(set.Begin(kTargets, kCle).ok());
     ASSERT_TRUE(Write(env, P("A.DAT.NEUF"), "neuf").ok());
     ASSERT_TRUE(set.Abandon().ok());
   }
@@ -99,13 +101,13 @@ TEST(ReplaceSet, CommitPutsTheNewSetInPlaceAndAbandonKeepsTheOld) {
   EXPECT_EQ(Read(env, P("01/B.DAT")), "neuf " + P("01/B.DAT"));
   MemEnv other;
   ReplaceSet set(&other, kDir);
-  EXPECT_FALSE(set.Begin({"e/X.DAT"}).ok());
-  EXPECT_FALSE(set.Begin({P("../X.DAT")}).ok());
-  EXPECT_FALSE(set.Begin({P("A.DAT"), P("A.DAT")}).ok());  // its .ANC would be overwritten
+  EXPECT_FALSE(set.Begin({"e/X.DAT"}, kCle).ok());
+  EXPECT_FALSE(set.Begin({P("../X.DAT")}, kCle).ok());
+  EXPECT_FALSE(set.Begin({P("A.DAT"), P("A.DAT")}, kCle).ok());  // its .ANC would be overwritten
   // A file already beside a target would be taken for the set's own: refused, left alone.
   ASSERT_TRUE(Write(env, P("A.DAB.ANC"), "à garder").ok());
   ReplaceSet again(&env, kDir);
-  Status s = again.Begin(kTargets);
+  Status s = again.Begin(kTargets, kCle);
   EXPECT_NE(s.message().find("A.DAB.ANC existe déjà"), std::string::npos) << s.message();
   EXPECT_EQ(Read(env, P("A.DAB.ANC")), "à garder");
 }
@@ -141,23 +143,25 @@ TEST(ReplaceSet, APowerLossAtAnyStepLeavesOneSetAfterRecovery) {
     }
     env.Reboot();
     bool found = false;
-    Status r = ReplaceSet::Recover(&env, kDir, "01", &found);
+    Status r = ReplaceSet::Recover(&env, kDir, "01", kCle, &found);
     ASSERT_TRUE(r.ok()) << n << ": " << r.message();
     ExpectOneSet(env, "panne " + std::to_string(n));
     ASSERT_LT(n, 200u);
   }
 }
 
-// A record as the format gives it (docs/file-formats.md), in state W, naming one path.
-std::string Record(const std::string& path) {
+// A record as the format gives it (docs/file-formats.md), in state W, naming one path (that
+// existed, or not), its checksum keyed with cle.
+std::string Record(const std::string& path, uint64_t cle = kCle, bool existed = true) {
   std::string b("VESKREC\x1A", 8);
-  b += std::string("\x01\x00W\x00\x01\x00\x00\x00\x01", 9);
+  b += std::string("\x01\x00W\x00\x01\x00\x00\x00", 8);
+  b.push_back(existed ? 1 : 0);
   b.push_back(static_cast<char>(path.size()));
   b.push_back('\0');
   b += path;
   std::string hashed = b;
   hashed[10] = '\0';
-  uint64_t h = Hash64(hashed, 0);
+  uint64_t h = Hash64(hashed, cle);
   for (int i = 0; i < 8; ++i) b.push_back(static_cast<char>(h >> (8 * i)));
   return b;
 }
@@ -169,30 +173,47 @@ TEST(ReplaceSet, RecoverDropsCutRecordsAndRefusesPathsOutsideTheFolder) {
   OldSet(env);
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT").substr(0, 20)).ok());
   bool found = false;
-  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", &found).ok());
+  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", kCle, &found).ok());
   EXPECT_TRUE(found);
   EXPECT_FALSE(Exists(env, P("VESK.REC")));
 
   // Damaged after the aside files were made (one in the company's sub-folder): kept, named.
   ASSERT_TRUE(Write(env, P("01/B.DAT.NEUF"), "neuf").ok());
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT").substr(0, 20)).ok());
-  Status abime = ReplaceSet::Recover(&env, kDir, "01", &found);
+  Status abime = ReplaceSet::Recover(&env, kDir, "01", kCle, &found);
   EXPECT_NE(abime.message().find("B.DAT.NEUF existe"), std::string::npos) << abime.message();
   EXPECT_TRUE(Exists(env, P("VESK.REC")) && Exists(env, P("01/B.DAT.NEUF")));
   ASSERT_TRUE(env.RemoveFile(P("01/B.DAT.NEUF")).ok());
 
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("../A.DAT")).ok());
-  Status s = ReplaceSet::Recover(&env, kDir, "01", &found);
+  Status s = ReplaceSet::Recover(&env, kDir, "01", kCle, &found);
   EXPECT_TRUE(s.IsCorruption()) << s.message();
   EXPECT_TRUE(Exists(env, P("VESK.REC")));
 
   ASSERT_TRUE(env.RenameFile(P("A.DAT"), P("A.DAT.ANC")).ok());
   ASSERT_TRUE(Write(env, P("A.DAT"), "neuf").ok());
   ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT")).ok());
-  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", &found).ok());
+  ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", kCle, &found).ok());
   EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT");
   EXPECT_FALSE(Exists(env, P("A.DAT.ANC")));
   EXPECT_FALSE(Exists(env, P("VESK.REC")));
+}
+
+// A record that does not check with the folder's key was not written by its rebuild: made by
+// hand (with the key of another folder, none, or while no replacement was announced), it is
+// dropped and never renames or removes a file, even one it says the set created.
+TEST(ReplaceSet, ARecordWithoutTheFoldersKeyTouchesNothing) {
+  const std::pair<uint64_t, std::optional<uint64_t>> cas[] = {
+      {0, kCle}, {kCle + 1, kCle}, {kCle, std::nullopt}};
+  for (const auto& [ecrite, attendue] : cas) {
+    MemEnv env;
+    OldSet(env);
+    ASSERT_TRUE(Write(env, P("VESK.REC"), Record("A.DAT", ecrite, false)).ok());
+    bool found = false;
+    ASSERT_TRUE(ReplaceSet::Recover(&env, kDir, "01", attendue, &found).ok());
+    EXPECT_EQ(Read(env, P("A.DAT")), "ancien A.DAT") << ecrite;
+    EXPECT_FALSE(Exists(env, P("VESK.REC")));
+  }
 }
 
 }  // namespace

@@ -2,6 +2,14 @@
 
 namespace vesk::isam {
 
+void ArbreVideRefuse(std::string_view objet, std::string_view fichier, int64_t vivants) {
+  throw ErreurService("B_Arbre", objet,
+                      std::string(objet) + " absent alors que " + std::string(fichier) +
+                          ".DAT contient " + std::to_string(vivants) +
+                          " enregistrement(s) : il doit être reconstruit, il n'est pas recréé vide",
+                      true);
+}
+
 void FichierAbsent(int16_t handle, std::string_view operation) {
   throw ErreurService(operation, "fichier " + std::to_string(handle),
                       "aucun fichier de données ouvert sous ce numéro");
@@ -13,7 +21,12 @@ void ArbreAbsent(int16_t handle, std::string_view operation) {
 }
 
 void ExigeEcriture(const FichierOuvert& f, std::string_view operation) {
-  Exige(!f.fichier->ReadOnly(), operation, f.objet, "fichier ouvert en lecture seule");
+  if (!f.fichier->ReadOnly()) return;
+  const std::string& raison = f.fichier->pager()->ReadOnlyReason();
+  throw ErreurService(
+      operation, f.objet,
+      raison.empty() ? "fichier ouvert en lecture seule"
+                     : "le fichier ne peut être écrit (dossier en lecture seule : " + raison + ")");
 }
 
 void ExigeVivant(FichierOuvert& f, int32_t no, std::string_view operation) {

@@ -14,11 +14,24 @@
 
 namespace vesk::isam {
 
-// Throws ErreurService(operation, objet, message of s) unless s is ok.
+// Throws ErreurService(operation, objet, message of s) unless s is ok; a Corruption makes it an
+// error of a damaged object.
 inline void Verifie(const Status& s, std::string_view operation, std::string_view objet) {
-  if (!s.ok()) throw ErreurService(operation, objet, s.message());
+  if (!s.ok()) throw ErreurService(operation, objet, s.message(), s.IsCorruption());
 }
 
+// Verifie for the end of an operation or a batch: a failure past the commit point is an
+// ErreurApresValidation (the commit holds).
+inline void VerifieValidation(const DossierDonnees& d, const Status& s, std::string_view operation,
+                              std::string_view objet) {
+  if (!s.ok() && d.ApresValidation()) throw ErreurApresValidation(operation, objet, s.message());
+  Verifie(s, operation, objet);
+}
+
+// The refusal to create the tree objet ("CLI2.DAB") absent beside the data file fichier
+// ("CLIENT") holding vivants live records: it would come back empty and hide them (both stores).
+[[noreturn]] void ArbreVideRefuse(std::string_view objet, std::string_view fichier,
+                                  int64_t vivants);
 [[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
 [[noreturn]] void ArbreAbsent(int16_t handle, std::string_view operation);
 inline FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle,
@@ -60,7 +73,7 @@ class Operation {
   Operation& operator=(const Operation&) = delete;
   void Fin(std::string_view objet) {
     fini_ = true;
-    Verifie(d_.Sort(), operation_, objet);
+    VerifieValidation(d_, d_.Sort(), operation_, objet);
   }
 
  private:
@@ -82,6 +95,26 @@ class Lecture {
  private:
   DossierDonnees& d_;
 };
+
+// Runs ouvre, the opening of the file at path, under the folder's lock: exclusive when the file
+// is to be created (absent, and creation asked), so that two users never create it at once;
+// shared when it exists, so that no commit of another user is half-written while the header is
+// read. An absent file not to be created needs no lock: its opening only says it is absent.
+template <typename F>
+void SousVerrou(DossierDonnees& d, bool creation, const std::string& path,
+                std::string_view operation, F&& ouvre) {
+  bool present = false;
+  Verifie(Status::FromIo(d.env()->FileExists(path, &present)), operation, path);
+  if (!present && !creation) return ouvre();
+  if (present) {
+    Lecture lecture(d, operation);
+    ouvre();
+    return;
+  }
+  Operation op(d, operation);
+  ouvre();
+  op.Fin(path);
+}
 
 }  // namespace vesk::isam
 

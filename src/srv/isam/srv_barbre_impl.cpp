@@ -53,13 +53,15 @@ void SrvBArbreImpl::Cle(ArbreOuvert& a, std::string_view cle, std::string_view o
 
 void SrvBArbreImpl::LitEnregistrement(ArbreOuvert& a, FichierOuvert& f, uint32_t no,
                                       std::string_view op) {
+  // A damaged tree may name any number, 0 included: each is checked before the record is read.
   bool deleted = false;
-  Status s = f.fichier->IsDeleted(no, &deleted);
+  Status s = no == 0 ? Status::NotFound("") : f.fichier->IsDeleted(no, &deleted);
   if (s.IsNotFound() || deleted ||
       no > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())) {
     throw ErreurService(op, a.objet,
                         "le B-arbre renvoie à l'enregistrement " + std::to_string(no) + " de " +
-                            f.objet + (deleted ? ", qui est supprimé" : ", absent du fichier"));
+                            f.objet + (deleted ? ", qui est supprimé" : ", absent du fichier"),
+                        true);
   }
   Verifie(s, op, f.objet);
   isam::AppelleProprietaire(f, true, static_cast<int32_t>(no), op);
@@ -115,15 +117,56 @@ void SrvBArbreImpl::B_Arbre(bool dependance_entreprise, std::string_view nom, in
   isam::BTreeOptions options;
   options.cache_bytes = dossier_->CacheBlocs() * 4096;
   options.pool = dossier_->Cache();
-  Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
-                            indexe, creation, options, &a->arbre),
-          kOp, objet);
+  // Opened under the folder's lock, as every read: a header read while another process commits
+  // could count nodes whose blocks are not written yet.
+  isam::SousVerrou(*dossier_, creation, path, kOp, [&] {
+    if (creation)
+      SansArbreVide(dependance_entreprise, indexe.empty() ? upper : indexe, path, objet);
+    Verifie(isam::BTree::Open(dossier_->env(), path, static_cast<uint16_t>(longueur_cle), n[0],
+                              indexe, creation, options, &a->arbre),
+            kOp, objet);
+  });
   isam::BTreeHeader header;
   Verifie(a->arbre->Header(&header), kOp, objet);
   a->fichier_indexe = indexe.empty() ? isam::UpperAscii(header.indexed_file) : indexe;
   int16_t h = 0;
   Verifie(dossier_->AjouteArbre(std::move(a), &h), kOp, objet);
   arbre = h;
+}
+
+// A tree that is absent is created empty only when its data file has no live record: a tree
+// lost beside a file that holds records would otherwise come back empty, and every record
+// would silently vanish from the walks. It is rebuilt instead.
+void SrvBArbreImpl::SansArbreVide(bool dependance, const std::string& fichier,
+                                  const std::string& path, const std::string& objet) {
+  constexpr std::string_view kOp = "B_Arbre";
+  bool present = false;
+  Verifie(isam::Status::FromIo(dossier_->env()->FileExists(path, &present)), kOp, objet);
+  if (present) return;
+  std::string donnees;
+  Verifie(dossier_->Chemin(dependance, fichier, ".DAT", false, &donnees), kOp, objet);
+  bool existe = false;
+  Verifie(isam::Status::FromIo(dossier_->env()->FileExists(donnees, &existe)), kOp, objet);
+  if (!existe) return;
+  isam::Lecture lecture(*dossier_, kOp);
+  std::unique_ptr<isam::DataFile> d;
+  isam::DataFile::Options options;
+  options.read_only = true;
+  options.cache_blocks = 4;
+  Verifie(isam::DataFile::Open(dossier_->env(), donnees, 0, options, &d), kOp, fichier + ".DAT");
+  const uint32_t vivants = d->LastRecord() - d->Deleted();
+  if (vivants != 0) isam::ArbreVideRefuse(objet, fichier, vivants);
+}
+
+void SrvBArbreImpl::Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) {
+  constexpr std::string_view kOp = "Comptes";
+  isam::Lecture lecture(*dossier_, kOp);
+  ArbreOuvert& a = isam::ArbreOuErreur(*dossier_, arbre, kOp);
+  FichierOuvert& f = FichierDe(a, fichier, kOp);
+  isam::BTreeHeader h;
+  Verifie(a.arbre->Header(&h), kOp, a.objet);
+  cles = static_cast<int64_t>(h.keys);
+  vivants = static_cast<int32_t>(f.fichier->LastRecord() - f.fichier->Deleted());
 }
 
 void SrvBArbreImpl::Insere(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr) {

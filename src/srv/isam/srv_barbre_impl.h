@@ -31,8 +31,12 @@ class SrvBArbreImpl : public SrvBArbre {
                   std::string& enregistrements_libres) override;
   void InfoBArbre(int16_t arbre, std::string& infos) override;
   void InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) override;
+  void Comptes(int16_t arbre, int16_t fichier, int64_t& cles, int32_t& vivants) override;
 
  private:
+  // Refuses to create the absent tree path when the data file it indexes holds live records.
+  void SansArbreVide(bool dependance, const std::string& fichier, const std::string& path,
+                     const std::string& objet);
   // The tree and the data file of an operation, checked to belong together.
   isam::FichierOuvert& FichierDe(isam::ArbreOuvert& a, int16_t fichier, std::string_view op);
   // The key as Windows-1252 bytes completed with spaces to the key length, into key_.

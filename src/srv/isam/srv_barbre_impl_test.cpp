@@ -51,7 +51,7 @@ TEST_F(SrvBArbreTest, InsereWritesThroughTheOwnerAndRechercheReadsBack) {
   donnee_->NoEnrCourant(dom_->fichier, no);
   EXPECT_EQ(no, 0);
   EXPECT_EQ(Cles(), (std::vector<std::string>{"TVA   ", "ÉCO   "}));  // byte order: É is 0xC9
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvBArbreTest, ARefusedKeyWritesNothing) {
@@ -67,7 +67,7 @@ TEST_F(SrvBArbreTest, ARefusedKeyWritesNothing) {
   int32_t n = 0;
   barbre_->ListeEnr(arbre_, n, liste, "");
   EXPECT_EQ(liste, "[1]");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvBArbreTest, HandlesAndArgumentsAreChecked) {
@@ -86,7 +86,7 @@ TEST_F(SrvBArbreTest, HandlesAndArgumentsAreChecked) {
   Proprio& autre = Ouvre("Autre", 30);
   barbre_->B_Arbre(false, "Dom3", 6, "S", h, "Dom", true);
   EXPECT_ERREUR(barbre_->Recherche(h, "A", autre.fichier, trouve), "indexe DOM.DAT");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvBArbreTest, WalksSurviveInsertsAndDeletesUnderThem) {
@@ -110,7 +110,7 @@ TEST_F(SrvBArbreTest, WalksSurviveInsertsAndDeletesUnderThem) {
   barbre_->Recherche(arbre_, "A", dom_->fichier, trouve);
   barbre_->SuivCle(arbre_, dom_->fichier, trouve, cle);
   EXPECT_EQ(cle, "B     ");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvBArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
@@ -142,7 +142,7 @@ TEST_F(SrvBArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   EXPECT_NE(infos.find("[Fichier de Données Indexé,DOM.DAT]"), std::string::npos) << infos;
   EXPECT_NE(infos.find("2 clés pour 2 enregistrements : en accord"), std::string::npos);
   EXPECT_NE(infos.find("[Contrôle du B-Arbre,Correct]"), std::string::npos);
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvBArbreTest, SecondaryTreesKeepDuplicatesAndFindTheFirst) {
@@ -173,7 +173,7 @@ TEST_F(SrvBArbreTest, SecondaryTreesKeepDuplicatesAndFindTheFirst) {
   barbre_->ListeEnr(sec, n, liste, "");
   EXPECT_EQ(liste, "[2,6]");
   EXPECT_ERREUR(barbre_->ListeEnr(sec, n, liste, "TROPLONG"), "plus long que 4");
-  Verifie();
+  Verify();
 }
 
 }  // namespace

@@ -3,10 +3,13 @@
 #include <cstdio>
 #include <functional>
 
+#include "srv/isam/infos_lisibles.h"
 #include "srv/isam/names.h"
 #include "srv/isam/service_util.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/list/liste.h"
+#include "srv/text/cp1252.h"
+#include "srv/text/utf8.h"
 
 namespace vesk {
 
@@ -122,12 +125,14 @@ void InfosDonnees(isam::DataFile& data, const isam::BTreeHeader& h, size_t suppr
                   const std::function<void(std::string_view, std::string_view)>& add) {
   const uint32_t live = data.LastRecord() - data.Deleted();
   add("Enregistrements du Fichier de Données",
-      std::to_string(data.LastRecord()) + " utilisés|" + std::to_string(live) + " en service|" +
-          std::to_string(supprimes) + " supprimés|longueur " + std::to_string(data.RecordLength()));
+      Compte(data.LastRecord(), "utilisé", "utilisés") + "|" + std::to_string(live) +
+          " en service|" + Compte(supprimes, "supprimé", "supprimés") + "|longueur " +
+          std::to_string(data.RecordLength()));
   add("Taille du Fichier de Données", Octets(data.FileBytes()));
   if (h.nature == 'P') {
     add("Clés et Enregistrements en Service",
-        std::to_string(h.keys) + " clés pour " + std::to_string(live) + " enregistrements" +
+        Compte(h.keys, "clé", "clés") + " pour " +
+            Compte(live, "enregistrement", "enregistrements") +
             (h.keys == live ? " : en accord" : " : en désaccord, reconstruire le B-arbre"));
   }
 }
@@ -142,23 +147,6 @@ void InfosNoeuds(const isam::BTreeStats& st, const Ajout& add) {
   add("Noeuds par Niveau", ParNiveau(st.nodes_per_level));
   add("Noeuds Libres", std::to_string(st.free_nodes));
   add("Taille du Fichier B-Arbre", Octets(st.file_bytes));
-}
-
-// A key as a listing can carry it: its padding taken off, and each byte that is not printable
-// ASCII (binary parts, accents of another code page) and each of the characters that separate
-// keys and list elements (| , [ ] and the backslash) written as \xHH.
-std::string CleLisible(std::string_view cle) {
-  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : cle) {
-    if (c >= 0x20 && c < 0x7F && c != '|' && c != ',' && c != '[' && c != ']' && c != '\\') {
-      out += static_cast<char>(c);
-    } else {
-      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
-    }
-  }
-  return out;
 }
 
 constexpr size_t kPremieresCles = 10;
@@ -227,6 +215,39 @@ void SrvBArbreImpl::InfoBArbre(int16_t arbre, std::string& infos) {
       stats.ok() ? Controle(*a.arbre, data, deleted) : "illisible : " + stats.message());
   lu_.reset();
   infos = std::move(out);
+}
+
+namespace {
+
+// Whether a byte of a key is a Windows-1252 character a listing shows as itself: a printable
+// one, apart from the characters that separate keys and list elements (| , [ ] and the
+// backslash). Control bytes, the five bytes Windows-1252 leaves undefined, the no-break space
+// and the soft hyphen are not.
+bool Imprimable(unsigned char c) {
+  if (c < 0x20 || c == 0x7F || c == 0xA0 || c == 0xAD) return false;
+  if (c == '|' || c == ',' || c == '[' || c == ']' || c == '\\') return false;
+  const char32_t cp = text::Cp1252ToCodePoint(c);
+  return cp < 0x80 || cp > 0x9F;
+}
+
+}  // namespace
+
+std::string CleLisible(std::string_view cle) {
+  while (!cle.empty() && cle.back() == ' ') cle.remove_suffix(1);
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : cle) {
+    if (Imprimable(c)) {
+      text::AppendUtf8(text::Cp1252ToCodePoint(c), &out);
+    } else {
+      out += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
+    }
+  }
+  return out;
+}
+
+std::string Compte(uint64_t n, std::string_view un, std::string_view plusieurs) {
+  return std::to_string(n) + " " + std::string(n > 1 ? plusieurs : un);
 }
 
 }  // namespace vesk

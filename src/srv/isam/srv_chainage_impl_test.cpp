@@ -81,7 +81,7 @@ TEST_F(SrvChainageTest, LinesAreAddedLastAndWalkedInOrder) {
   fic_->champs.replace(12, 6, "      ");
   donnee_->EcrireFichier(fic_->fichier, 1, fic_->champs);
   EXPECT_EQ(Lignes().size(), 3u);
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvChainageTest, LinesAreRemovedOneByOneOrAll) {
@@ -100,7 +100,7 @@ TEST_F(SrvChainageTest, LinesAreRemovedOneByOneOrAll) {
   EXPECT_TRUE(Lignes().empty());
   Cherche("FOU");
   EXPECT_EQ(Lignes(), std::vector<std::string>{"f    "});
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvChainageTest, DeclarationsAndCallsAreChecked) {
@@ -114,7 +114,7 @@ TEST_F(SrvChainageTest, DeclarationsAndCallsAreChecked) {
   EXPECT_ERREUR(chainage_->Chainage("Fic", 32, 13, 16, "Fic", 32, 1, 4), "différer");
   Entete("CLI");
   EXPECT_ERREUR(chainage_->SuivLigne(lfic_->fichier, no), "commencent à 1");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvChainageTest, DamagedPointersAreReportedNeverFollowedForever) {
@@ -142,9 +142,9 @@ TEST_F(SrvChainageTest, DamagedPointersAreReportedNeverFollowedForever) {
   EXPECT_ERREUR(chainage_->SupprimeLignes(lfic_->fichier), "désaccord");
   // The verifier sees the damage too.
   ASSERT_TRUE(dossier_->Ecrit().ok());
-  RapportVerif r;
-  ASSERT_TRUE(VerifieDossier(Env::Default(), dir_, ChainagesDeclares(*dossier_), &r).ok());
-  EXPECT_FALSE(r.problemes.empty());
+  FolderReport r;
+  ASSERT_TRUE(VerifyFolder(Env::Default(), dir_, DeclaredChains(*dossier_), &r).ok());
+  EXPECT_FALSE(r.problems.empty());
 }
 
 }  // namespace

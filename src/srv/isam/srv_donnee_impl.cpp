@@ -123,9 +123,13 @@ void SrvDonneeImpl::Donnee(bool dependance_entreprise, std::string_view nom, int
   options.label = std::string_view(label).substr(0, end == std::string::npos ? 0 : end + 1);
   options.cache_blocks = dossier_->CacheBlocs();
   options.pool = dossier_->Cache();
-  Verifie(isam::DataFile::Open(dossier_->env(), path, static_cast<uint32_t>(longueur_enr), options,
-                               &f->fichier),
-          kOp, objet);
+  // Opened under the folder's lock, as every read: a header read while another process commits
+  // could count records whose blocks are not written yet ("fichier tronqué").
+  isam::SousVerrou(*dossier_, creation, path, kOp, [&] {
+    Verifie(isam::DataFile::Open(dossier_->env(), path, static_cast<uint32_t>(longueur_enr),
+                                 options, &f->fichier),
+            kOp, objet);
+  });
   int16_t h = 0;
   Verifie(dossier_->AjouteFichier(std::move(f), &h), kOp, objet);
   fichier = h;
@@ -177,6 +181,24 @@ void SrvDonneeImpl::LireFichier(int16_t fichier, int32_t no_enr, std::string& te
   const char* bytes = nullptr;
   Verifie(f.fichier->View(static_cast<uint32_t>(no_enr), &bytes), kOp, f.objet);
   isam::DecodeBytes(std::string_view(bytes, f.fichier->RecordLength()), &texte);
+}
+
+void SrvDonneeImpl::ParcourtEnregistrements(
+    int16_t fichier, const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) {
+  constexpr std::string_view kOp = "ParcourtEnregistrements";
+  isam::Lecture lecture(*dossier_, kOp);
+  FichierOuvert& f = isam::FichierOuErreur(*dossier_, fichier, kOp);
+  isam::DataFile& d = *f.fichier;
+  std::string texte;
+  for (uint32_t no = 1; no <= d.LastRecord(); ++no) {
+    bool supprime = false;
+    Verifie(d.IsDeleted(no, &supprime), kOp, f.objet);
+    if (supprime) continue;
+    const char* bytes = nullptr;
+    Verifie(d.View(no, &bytes), kOp, f.objet);
+    isam::DecodeBytes(std::string_view(bytes, d.RecordLength()), &texte);
+    if (!visite(static_cast<int32_t>(no), texte)) return;
+  }
 }
 
 void SrvDonneeImpl::NoEnrCourant(int16_t fichier, int32_t& no_enr) {
@@ -256,6 +278,9 @@ void SrvDonneeImpl::EcritTexte(std::string_view nom, const std::vector<std::stri
     octets += text::EncodeCp1252OrThrow(ligne, kOp, path);
     octets += "\r\n";
   }
+  // A writer of the folder: under its exclusive lock (in a folder that cannot be written, the
+  // refusal says so before anything is tried).
+  isam::Operation op(*dossier_, kOp);
   isam::Env* env = dossier_->env();
   const std::string aside = path + ".NEW";
   std::unique_ptr<platform::File> f;
@@ -272,6 +297,7 @@ void SrvDonneeImpl::EcritTexte(std::string_view nom, const std::vector<std::stri
   if (env == isam::Env::Default()) {
     Verifie(Status::FromIo(platform::SyncDirectory(dossier_->Dossier())), kOp, dossier_->Dossier());
   }
+  op.Fin(path);
 }
 
 void SrvDonneeImpl::SupprimeTexte(std::string_view nom) {
@@ -279,12 +305,16 @@ void SrvDonneeImpl::SupprimeTexte(std::string_view nom) {
   bool existe = false;
   std::string path = CheminTexte(nom, kOp, &existe);
   if (!existe) return;
+  isam::Operation op(*dossier_, kOp);
   Verifie(Status::FromIo(dossier_->env()->RemoveFile(path)), kOp, path);
+  op.Fin(path);
 }
 
 void SrvDonneeImpl::DebutLot() { Verifie(dossier_->DebutLot(), "DebutLot", dossier_->Dossier()); }
 
-void SrvDonneeImpl::FinLot() { Verifie(dossier_->FinLot(), "FinLot", dossier_->Dossier()); }
+void SrvDonneeImpl::FinLot() {
+  isam::VerifieValidation(*dossier_, dossier_->FinLot(), "FinLot", dossier_->Dossier());
+}
 
 void SrvDonneeImpl::AnnuleLot() {
   Verifie(dossier_->AnnuleLot(), "AnnuleLot", dossier_->Dossier());

@@ -22,6 +22,9 @@ class SrvDonneeImpl : public SrvDonnee {
               std::string_view methode, std::string_view mode, bool creation) override;
   void EcrireFichier(int16_t fichier, int32_t no_enr, std::string_view texte) override;
   void LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) override;
+  void ParcourtEnregistrements(
+      int16_t fichier,
+      const std::function<bool(int32_t no_enr, std::string_view texte)>& visite) override;
   void NoEnrCourant(int16_t fichier, int32_t& no_enr) override;
   void OuvLect(std::string_view nom, int16_t& handle) override;
   void FinFich(int16_t handle, bool& fin) override;
@@ -37,6 +40,7 @@ class SrvDonneeImpl : public SrvDonnee {
   void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) override;
   void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                    BilanReconstruction& bilan) override;
+  void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) override;
 
   isam::DossierDonnees& Dossier() { return *dossier_; }
 

@@ -32,7 +32,7 @@ TEST_F(SrvDonneeTest, RecordsAreCompletedWithSpacesAndStoredUpperCase) {
   int16_t again = 0;
   donnee_->Donnee(false, "FIC", 32, again, nullptr, "", "", "", false);
   EXPECT_EQ(again, p.fichier);
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvDonneeTest, BadWritesAreRefusedAndChangeNothing) {
@@ -52,7 +52,7 @@ TEST_F(SrvDonneeTest, BadWritesAreRefusedAndChangeNothing) {
   EXPECT_ERREUR(donnee_->LireEnr(p.fichier, 5), "au-delà de la fin");
   int32_t no = -1;
   EXPECT_ERREUR(donnee_->NoEnrCourant(0, no), "aucun fichier");
-  Verifie();
+  Verify();
 }
 
 TEST_F(SrvDonneeTest, OpenRefusesBadNamesLengthsModesAndOwners) {
@@ -101,7 +101,7 @@ TEST_F(SrvDonneeTest, CompanyFilesLiveInTheCompanyFolder) {
   Reopen("Ent1");
   Proprio& p = Ouvre("Cpt", 16, true);
   donnee_->EcrireFichier(p.fichier, 1, "compte");
-  Verifie();
+  Verify();
   EXPECT_TRUE(std::filesystem::exists(root_ / "ENT1" / "CPT.DAT"));
   EXPECT_FALSE(std::filesystem::exists(root_ / "CPT.DAT"));
 }
@@ -194,7 +194,7 @@ TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
   barbre_->Recherche(arbre, "BBB", p.fichier, trouve);
   EXPECT_FALSE(trouve);
   EXPECT_ERREUR(donnee_->FinLot(), "sans début de lot");
-  Verifie();
+  Verify();
 
   donnee_->DebutLot();
   insere("DDD");
@@ -206,7 +206,7 @@ TEST_F(LotTest, AnnuleLotUndoesEveryOperationOfTheBatch) {
   EXPECT_TRUE(trouve);
   barbre_->Recherche(arbre, "CCC", q.fichier, trouve);
   EXPECT_FALSE(trouve);
-  Verifie();
+  Verify();
 }
 
 TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
@@ -233,6 +233,35 @@ TEST_F(LotTest, TextFilesAreWrittenWholeInWindows1252AndRemoved) {
   donnee_->SupprimeTexte("TVA.DOM");
   donnee_->SupprimeTexte("TVA.DOM");
   EXPECT_FALSE(std::filesystem::exists(root_ / "TVA.DOM"));
+}
+
+// A file or a tree is opened under the folder's lock: while another user holds it to commit
+// (here a batch, which keeps it to its end), an opening waits, and never reads a header whose
+// records or nodes are not written yet.
+TEST_F(LotTest, OpeningWaitsForAWriterToFinish) {
+  Proprio& p = Ouvre("Dom", 16);
+  int16_t arbre = 0;
+  barbre_->B_Arbre(false, "Dom", 6, "P", arbre, "", true);
+  p.champs = "AAA";
+  int32_t no = 0;
+  barbre_->Insere(arbre, "AAA", p.fichier, no);
+  donnee_->DebutLot();
+  p.champs = "BBB";
+  barbre_->Insere(arbre, "BBB", p.fichier, no);
+
+  auto autre = std::make_shared<DossierDonnees>(Env::Default(), dir_, "", 1 << 20);
+  autre->DelaiVerrou(20);
+  SrvDonneeImpl donnee(autre);
+  SrvBArbreImpl barbre(autre);
+  int16_t f = 0, a = 0;
+  EXPECT_ERREUR(donnee.Donnee(false, "Dom", 16, f, nullptr, "", "", "", true), "verrouillé");
+  EXPECT_ERREUR(barbre.B_Arbre(false, "Dom", 6, "P", a, "", true), "verrouillé");
+  donnee_->FinLot();
+  donnee.Donnee(false, "Dom", 16, f, nullptr, "", "", "", true);
+  barbre.B_Arbre(false, "Dom", 6, "P", a, "", true);
+  std::string texte;
+  donnee.LireFichier(f, 2, texte);
+  EXPECT_EQ(texte.substr(0, 3), "BBB");
 }
 
 }  // namespace

@@ -44,30 +44,54 @@ struct DataInfo {
 
 class Verifier {
  public:
-  Verifier(Env* env, RapportVerif* r) : env_(env), r_(r) {}
+  Verifier(Env* env, FolderReport* r, const std::vector<KeyToCheck>& keys)
+      : env_(env), r_(r), keys_(keys) {}
 
   void Folder(const std::string& dir, const std::string& root);
-  void Chain(const ChainageVerif& c);
+  void Chain(const ChainToCheck& c);
+  void File(const FileToCheck& f);
+  // Problems go to sink (all of them) instead of the report; every tree holds one key per
+  // live record; visit sees each live record.
+  void Alone(const std::function<void(const FileProblem&)>& sink,
+             std::function<void(uint32_t, std::string_view)> visit) {
+    sink_ = sink;
+    visit_ = std::move(visit);
+    strict_ = true;
+  }
+  // Reads the data file at path (its problems reported) before a chaining is checked.
+  void Load(const std::string& path) { Data(path); }
 
  private:
-  void Problem(const std::string& p) {
-    if (r_->problemes.size() < kMaxProblems) {
-      r_->problemes.push_back(p);
-    } else if (r_->problemes.size() == kMaxProblems) {
-      r_->problemes.push_back("... (les problèmes suivants ne sont pas listés)");
+  void Problem(const std::string& p, std::string_view kind = kKindFile, uint32_t no = 0) {
+    if (sink_) {
+      sink_({std::string(kind), no, p});
+    } else if (r_->problems.size() < kMaxProblems) {
+      r_->problems.push_back(p);
+    } else if (r_->problems.size() == kMaxProblems) {
+      r_->problems.push_back("... (les problèmes suivants ne sont pas listés)");
     }
   }
   DataInfo* Data(const std::string& path);
   void ScanData(DataInfo& d);
   void Tree(const std::string& path, const std::string& dir, const std::string& root);
+  std::unique_ptr<BTree> OpenTree(const std::string& path, const std::string& name, BTreeHeader* h);
   uint32_t Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what);
-  void ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+  void ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
                      const std::string& what, std::vector<uint32_t>& owner);
-  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d);
+  void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
+               const KeyToCheck* check);
+  void KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name, std::string_view key,
+             uint32_t no);
 
   Env* env_;
-  RapportVerif* r_;
+  FolderReport* r_;
+  const std::vector<KeyToCheck>& keys_;
+  std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
+  std::function<void(const FileProblem&)> sink_;
+  std::function<void(uint32_t, std::string_view)> visit_;
+  bool strict_ = false;
+  uint32_t length_ = 0;  // the record length asked of the data files (0: theirs)
 };
 
 DataInfo* Verifier::Data(const std::string& path) {
@@ -77,12 +101,12 @@ DataInfo* Verifier::Data(const std::string& path) {
   d->name = BaseName(path);
   DataFile::Options options;
   options.read_only = true;
-  Status s = DataFile::Open(env_, path, 0, options, &d->file);
+  Status s = DataFile::Open(env_, path, length_, options, &d->file);
   DataInfo* out = nullptr;
   if (!s.ok()) {
     Problem(d->name + " : " + s.message());
   } else {
-    ++r_->fichiers;
+    ++r_->files;
     ScanData(*d);
     out = d.get();
   }
@@ -115,44 +139,61 @@ void Verifier::ScanData(DataInfo& d) {
     } else if (f.Header().version < 2 &&
                std::all_of(rec.begin(), rec.end(), [](char c) { return c == 0; })) {
       Problem(d.name + " : l'enregistrement " + std::to_string(no) +
-              " est fait de caractères de code 0 avant la fin des données");
+                  " est fait de caractères de code 0 avant la fin des données",
+              kKindFile, no);
+    } else if (visit_) {
+      visit_(no, rec);
     }
   }
   if (deleted != f.Deleted()) {
     Problem(d.name + " : " + std::to_string(deleted) + " enregistrements marqués supprimés, " +
             std::to_string(f.Deleted()) + " comptés dans l'en-tête");
   }
+  // The whole file is checked against its header: a tail longer than growth ahead is damage by
+  // its length (never read: it may be terabytes of holes), a shorter one must be zeros.
   bool zero = true;
   Status s = f.TailIsZero(&zero);
-  if (!s.ok() || !zero) {
-    Problem(d.name + " : " +
-            (s.ok() ? "données au-delà du dernier enregistrement (" + std::to_string(last) + ")"
-                    : s.message()));
+  if (!s.ok()) {
+    Problem(d.name + " : " + s.message());
+  } else if (f.TailBytes() > kMaxTail) {
+    Problem(d.name + " : " + std::to_string(f.TailBytes()) +
+            " octets au-delà du dernier enregistrement (" + std::to_string(last) +
+            "), plus que les " + std::to_string(kMaxTail) + " octets de zéros admis");
+  } else if (!zero) {
+    Problem(d.name + " : données au-delà du dernier enregistrement (" + std::to_string(last) + ")");
   }
-  r_->enregistrements += last - deleted;
-  r_->supprimes += deleted;
+  r_->records += last - deleted;
+  r_->deleted += deleted;
+}
+
+// Opens the tree at path and checks its own invariants; null when it cannot be read.
+std::unique_ptr<BTree> Verifier::OpenTree(const std::string& path, const std::string& name,
+                                          BTreeHeader* h) {
+  std::unique_ptr<BTree> tree;
+  Status s = BTree::OpenAsMade(env_, path, BTreeOptions{}, &tree);
+  if (!s.ok()) {
+    Problem(name + " : " + s.message(), kKindTree);
+    return nullptr;
+  }
+  ++r_->trees;
+  std::vector<std::string> problems;
+  s = tree->Verify(&problems);
+  if (!s.ok()) problems.push_back(s.message());
+  for (const std::string& p : problems) Problem(name + " : " + p, kKindTree);
+  s = tree->Header(h);
+  if (!s.ok()) {
+    Problem(name + " : " + s.message(), kKindTree);
+    return nullptr;
+  }
+  r_->keys += h->keys;
+  return tree;
 }
 
 void Verifier::Tree(const std::string& path, const std::string& dir, const std::string& root) {
   std::string name = BaseName(path);
-  std::unique_ptr<BTree> tree;
-  Status s = BTree::OpenAsMade(env_, path, BTreeOptions{}, &tree);
-  if (!s.ok()) {
-    Problem(name + " : " + s.message());
-    return;
-  }
-  ++r_->arbres;
-  std::vector<std::string> problems;
-  s = tree->Verify(&problems);
-  if (!s.ok()) problems.push_back(s.message());
-  for (const std::string& p : problems) Problem(name + " : " + p);
   BTreeHeader h;
-  s = tree->Header(&h);
-  if (!s.ok()) {
-    Problem(name + " : " + s.message());
-    return;
-  }
-  r_->cles += h.keys;
+  std::unique_ptr<BTree> tree = OpenTree(path, name, &h);
+  if (tree == nullptr) return;
   std::string data_name = h.indexed_file.empty() ? Stem(name) : UpperAscii(h.indexed_file);
   std::string data_path = platform::JoinPath(dir, data_name + ".DAT");
   if (!Exists(env_, data_path) && dir != root)
@@ -161,30 +202,65 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
     if (!h.indexed_file.empty()) Problem(name + " : fichier indexé " + data_name + ".DAT absent");
     return;
   }
-  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d);
+  const KeyToCheck* check = nullptr;
+  for (const KeyToCheck& c : keys_) {
+    if (c.tree == path) check = &c;
+  }
+  if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, check);
 }
 
-void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d) {
+// The key of record no must be what check builds from its bytes, padded with spaces.
+void Verifier::KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name,
+                     std::string_view key, uint32_t no) {
+  record_.resize(d.file->RecordLength());
+  Status s = d.file->Read(no, record_);
+  if (s.ok()) s = check.make_key(record_, &expected_);
+  if (!s.ok()) {
+    Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
+                s.message(),
+            kKindWrongKey, no);
+    return;
+  }
+  if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
+  if (expected_ == key) return;
+  std::string shown, want;
+  DecodeBytes(key, &shown);
+  DecodeBytes(expected_, &want);
+  Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
+              d.name + " n'est pas celle de l'enregistrement (« " + want + " »)",
+          kKindWrongKey, no);
+}
+
+void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
+                       const KeyToCheck* check) {
+  // A primary tree, and every tree of a file checked alone, holds one key per live record.
+  const bool une = nature == 'P' || strict_;
   std::vector<uint8_t> seen(d.deleted.size(), 0);
-  Status s = tree.ForEach([&](std::string_view, uint32_t no) {
+  Status s = tree.ForEach([&](std::string_view key, uint32_t no) {
     if (no < 1 || no > d.deleted.size()) {
       Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
-              ", au-delà de la fin de " + d.name);
+                  ", au-delà de la fin de " + d.name,
+              kKindOrphanKey, no);
     } else if (d.deleted[no - 1]) {
       Problem(name + " : une clé renvoie à l'enregistrement supprimé " + std::to_string(no) +
-              " de " + d.name);
-    } else if (nature == 'P' && seen[no - 1]++) {
+                  " de " + d.name,
+              kKindOrphanKey, no);
+    } else if (une && seen[no - 1]++) {
       Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
-              " a plusieurs clés");
+                  " a plusieurs clés",
+              kKindManyKeys, no);
+    } else if (check != nullptr) {
+      KeyOf(*check, d, name, key, no);
     }
     return true;
   });
-  if (!s.ok()) Problem(name + " : " + s.message());
-  if (nature != 'P') return;
+  if (!s.ok()) Problem(name + " : " + s.message(), kKindTree);
+  if (!une) return;
   for (size_t i = 0; i < seen.size(); ++i) {
     if (!d.deleted[i] && !seen[i]) {
       Problem(name + " : l'enregistrement " + std::to_string(i + 1) + " de " + d.name +
-              " n'a pas de clé");
+                  " n'a pas de clé",
+              kKindNoKey, static_cast<uint32_t>(i + 1));
     }
   }
 }
@@ -204,16 +280,16 @@ void Verifier::Folder(const std::string& dir, const std::string& root) {
   }
 }
 
-void Verifier::Chain(const ChainageVerif& c) {
-  DataInfo* e = Exists(env_, c.entete) ? Data(c.entete) : nullptr;
-  DataInfo* l = Exists(env_, c.ligne) ? Data(c.ligne) : nullptr;
-  const std::string what = "chaînage " + BaseName(c.ligne) + " sous " + BaseName(c.entete);
+void Verifier::Chain(const ChainToCheck& c) {
+  DataInfo* e = Exists(env_, c.header) ? Data(c.header) : nullptr;
+  DataInfo* l = Exists(env_, c.line) ? Data(c.line) : nullptr;
+  const std::string what = "chaînage " + BaseName(c.line) + " sous " + BaseName(c.header);
   if (e == nullptr || l == nullptr) {
     Problem(what + " : fichier absent ou illisible");
     return;
   }
   uint32_t le = e->file->RecordLength(), ll = l->file->RecordLength();
-  if (std::max(c.premiere, c.derniere) + 3 > le || std::max(c.precedente, c.suivante) + 3 > ll) {
+  if (std::max(c.first, c.last) + 3 > le || std::max(c.previous, c.next) + 3 > ll) {
     Problem(what + " : position de pointeur hors de l'enregistrement");
     return;
   }
@@ -228,6 +304,30 @@ void Verifier::Chain(const ChainageVerif& c) {
   }
 }
 
+void Verifier::File(const FileToCheck& f) {
+  length_ = f.record_length;
+  DataInfo* d = Data(f.data);
+  if (d == nullptr) return;
+  for (const KeyToCheck& c : f.trees) {
+    const std::string name = BaseName(c.tree);
+    if (!Exists(env_, c.tree)) {
+      if (r_->records > 0) {
+        Problem(name + " : B-arbre absent, " + d->name + " a des enregistrements en service",
+                kKindTree);
+      }
+      continue;
+    }
+    BTreeHeader h;
+    std::unique_ptr<BTree> tree = OpenTree(c.tree, name, &h);
+    if (tree == nullptr) continue;
+    if (!h.indexed_file.empty() && UpperAscii(h.indexed_file) != Stem(d->name)) {
+      Problem(name + " : indexe " + UpperAscii(h.indexed_file) + ".DAT, pas " + d->name, kKindTree);
+      continue;
+    }
+    Entries(*tree, name, h.nature, *d, &c);
+  }
+}
+
 uint32_t Verifier::Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::string& what) {
   char p[3] = {};
   Status s = d.file->ReadPart(no, at, p);
@@ -237,12 +337,11 @@ uint32_t Verifier::Pointer(DataInfo& d, uint32_t no, uint32_t at, const std::str
 
 // The lines chained under header h: each live, chained once, its backward pointer on the line
 // before it, the header's last-line pointer on the last. owner receives each line's header.
-void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, uint32_t h,
+void Verifier::ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, uint32_t h,
                              const std::string& what, std::vector<uint32_t>& owner) {
   const std::string head = what + ", en-tête " + std::to_string(h);
   uint32_t prev = 0;
-  for (uint32_t no = Pointer(e, h, c.premiere, what); no != 0;
-       no = Pointer(l, no, c.suivante, what)) {
+  for (uint32_t no = Pointer(e, h, c.first, what); no != 0; no = Pointer(l, no, c.next, what)) {
     if (no > owner.size() || l.deleted[no - 1] || owner[no - 1] != 0) {
       Problem(head + " : la ligne " + std::to_string(no) +
               (no > owner.size() ? " est au-delà de la fin du fichier"
@@ -252,45 +351,75 @@ void Verifier::ChainOfHeader(const ChainageVerif& c, DataInfo& e, DataInfo& l, u
       return;  // the walk stops; no second report for the end
     }
     owner[no - 1] = h;
-    ++r_->lignes_chainees;
-    if (Pointer(l, no, c.precedente, what) != prev) {
+    ++r_->chained_lines;
+    if (Pointer(l, no, c.previous, what) != prev) {
       Problem(head + " : le pointeur arrière de la ligne " + std::to_string(no) +
               " ne désigne pas " + std::to_string(prev));
     }
     prev = no;
   }
-  if (Pointer(e, h, c.derniere, what) != prev) {
+  if (Pointer(e, h, c.last, what) != prev) {
     Problem(head + " : le pointeur de dernière ligne ne désigne pas " + std::to_string(prev));
   }
 }
 
 }  // namespace
 
-std::vector<std::string> SousDossiers(Env* env, const std::string& dossier) {
+std::vector<std::string> CompanyFolders(Env* env, const std::string& dir) {
   std::vector<std::string> names, out;
-  if (!env->ListDirectory(dossier, &names).ok()) return out;
+  if (!env->ListDirectory(dir, &names).ok()) return out;
   for (const std::string& n : names) {
     if (n.find('.') != std::string::npos || !CheckName(n, "entreprise").ok()) continue;
     std::vector<std::string> inside;
-    std::string path = platform::JoinPath(dossier, n);
+    std::string path = platform::JoinPath(dir, n);
     if (env->ListDirectory(path, &inside).ok()) out.push_back(path);
   }
   return out;
 }
 
-Status VerifieDossier(Env* env, const std::string& dossier,
-                      const std::vector<ChainageVerif>& chainages, RapportVerif* rapport) {
+Status VerifyFolder(Env* env, const std::string& dir, const std::vector<ChainToCheck>& chains,
+                    FolderReport* report, const std::vector<KeyToCheck>& keys) {
   std::vector<std::string> names;
-  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dossier, &names)));
-  Verifier v(env, rapport);
-  v.Folder(dossier, dossier);
-  for (const std::string& sub : SousDossiers(env, dossier)) v.Folder(sub, dossier);
-  for (const ChainageVerif& c : chainages) v.Chain(c);
+  VESK_RETURN_IF_ERROR(Status::FromIo(env->ListDirectory(dir, &names)));
+  Verifier v(env, report, keys);
+  v.Folder(dir, dir);
+  for (const std::string& sub : CompanyFolders(env, dir)) v.Folder(sub, dir);
+  for (const ChainToCheck& c : chains) v.Chain(c);
   return Status::Ok();
 }
 
-std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
-  std::vector<ChainageVerif> out;
+Status VerifyFile(Env* env, const FileToCheck& f,
+                  const std::function<void(const FileProblem&)>& problem, FileTally* tally) {
+  FolderReport r;
+  Verifier v(env, &r, f.trees);
+  v.Alone(problem, f.on_record);
+  v.File(f);
+  *tally = {r.records, r.deleted, r.keys};
+  return Status::Ok();
+}
+
+Status VerifyChain(Env* env, const ChainToCheck& chain, std::vector<std::string>* problems) {
+  FolderReport r;
+  Verifier v(env, &r, {});
+  v.Load(chain.header);
+  v.Load(chain.line);
+  const size_t before = r.problems.size();
+  v.Chain(chain);
+  problems->assign(r.problems.begin() + static_cast<std::ptrdiff_t>(before), r.problems.end());
+  return Status::Ok();
+}
+
+std::string ChainRefusal(const std::vector<std::string>& problems) {
+  std::string refusal = problems.front();
+  if (problems.size() > 1) {
+    refusal += " (et " + std::to_string(problems.size() - 1) + " autre(s) problème(s))";
+  }
+  return refusal +
+         " : les lignes ne peuvent être renumérotées sans être perdues ; rien n'est écrit";
+}
+
+std::vector<ChainToCheck> DeclaredChains(DossierDonnees& d) {
+  std::vector<ChainToCheck> out;
   for (const ChainageOuvert& c : d.Chainages()) {
     FichierOuvert* e = d.Fichier(c.entete);
     FichierOuvert* l = d.Fichier(c.ligne);
@@ -299,72 +428,6 @@ std::vector<ChainageVerif> ChainagesDeclares(DossierDonnees& d) {
         {e->fichier->Path(), l->fichier->Path(), c.premiere, c.derniere, c.precedente, c.suivante});
   }
   return out;
-}
-
-namespace {
-
-// The number written in decimal in bytes (spaces around it allowed), 0 when it is not one.
-uint32_t Decimal(std::string_view bytes) {
-  uint32_t v = 0;
-  bool digit = false;
-  for (char c : bytes) {
-    if (c == ' ') continue;
-    if (c < '0' || c > '9' || v > 100000) return 0;
-    v = v * 10 + static_cast<uint32_t>(c - '0');
-    digit = true;
-  }
-  return digit ? v : 0;
-}
-
-std::string Trimmed(std::string_view s) {
-  size_t end = s.find_last_not_of(' ');
-  return std::string(end == std::string_view::npos ? "" : s.substr(0, end + 1));
-}
-
-}  // namespace
-
-Status ChainagesDuDictionnaire(Env* env, const std::string& dossier,
-                               const std::vector<std::string>& sous_dossiers,
-                               std::vector<ChainageVerif>* chainages, RapportVerif* rapport) {
-  std::string fic = platform::JoinPath(dossier, "FIC.DAT");
-  std::string lfic = platform::JoinPath(dossier, "LFIC.DAT");
-  if (Exists(env, fic) && Exists(env, lfic)) chainages->push_back({fic, lfic, 12, 15, 0, 3});
-  std::string chain = platform::JoinPath(dossier, "CHAIN.DAT");
-  if (!Exists(env, chain)) return Status::Ok();
-  std::unique_ptr<DataFile> f;
-  DataFile::Options options;
-  options.read_only = true;
-  VESK_RETURN_IF_ERROR(DataFile::Open(env, chain, 0, options, &f));
-  if (f->RecordLength() < 32) return Status::Corruption(chain + " : enregistrements trop courts");
-  std::string rec(f->RecordLength(), '\0');
-  std::vector<std::string> folders = {dossier};
-  folders.insert(folders.end(), sous_dossiers.begin(), sous_dossiers.end());
-  for (uint32_t no = 1; no <= f->LastRecord(); ++no) {
-    VESK_RETURN_IF_ERROR(f->Read(no, rec));
-    std::string_view r(rec);
-    bool supprime = false;
-    VESK_RETURN_IF_ERROR(f->IsDeleted(no, &supprime));
-    if (supprime) continue;
-    std::string ligne = UpperAscii(Trimmed(r.substr(0, 6)));
-    std::string entete = UpperAscii(Trimmed(r.substr(16, 6)));
-    uint32_t pos[4] = {Decimal(r.substr(22, 5)), Decimal(r.substr(27, 5)), Decimal(r.substr(6, 5)),
-                       Decimal(r.substr(11, 5))};
-    if (!CheckName(ligne, "fichier").ok() || !CheckName(entete, "fichier").ok() ||
-        std::find(std::begin(pos), std::end(pos), 0u) != std::end(pos)) {
-      rapport->problemes.push_back("CHAIN.DAT : l'enregistrement " + std::to_string(no) +
-                                   " ne décrit pas un chaînage");
-      continue;
-    }
-    for (const std::string& dir : folders) {
-      std::string e = platform::JoinPath(dir, entete + ".DAT");
-      std::string l = platform::JoinPath(dir, ligne + ".DAT");
-      if (!Exists(env, e)) e = platform::JoinPath(dossier, entete + ".DAT");
-      if (Exists(env, l) && Exists(env, e)) {
-        chainages->push_back({e, l, pos[0] - 1, pos[1] - 1, pos[2] - 1, pos[3] - 1});
-      }
-    }
-  }
-  return Status::Ok();
 }
 
 }  // namespace vesk::isam

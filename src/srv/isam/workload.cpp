@@ -48,10 +48,16 @@ struct Workload::Owner : Proprietaire {
 };
 
 Workload::Workload(std::shared_ptr<DossierDonnees> dossier, uint64_t seed, char prefix)
-    : dossier_(std::move(dossier)),
-      donnee_(std::make_unique<SrvDonneeImpl>(dossier_)),
-      barbre_(std::make_unique<SrvBArbreImpl>(dossier_)),
-      chainage_(std::make_unique<SrvChainageImpl>(dossier_)),
+    : Workload(std::make_unique<SrvDonneeImpl>(dossier), std::make_unique<SrvBArbreImpl>(dossier),
+               std::make_unique<SrvChainageImpl>(dossier), seed, prefix) {
+  dossier_ = std::move(dossier);
+}
+
+Workload::Workload(std::unique_ptr<SrvDonnee> donnee, std::unique_ptr<SrvBArbre> barbre,
+                   std::unique_ptr<SrvChainage> chainage, uint64_t seed, char prefix)
+    : donnee_(std::move(donnee)),
+      barbre_(std::move(barbre)),
+      chainage_(std::move(chainage)),
       owner_(std::make_unique<Owner>(donnee_.get())),
       rng_(seed),
       prefix_(prefix) {

@@ -28,6 +28,9 @@ class Workload {
   // Opens (creating) the files of dossier and declares the chaining. prefix (one letter) starts
   // every customer key, so that several workloads may share a folder.
   Workload(std::shared_ptr<DossierDonnees> dossier, uint64_t seed, char prefix = 'C');
+  // The same over services of any store (a database's): dossier() is then not available.
+  Workload(std::unique_ptr<SrvDonnee> donnee, std::unique_ptr<SrvBArbre> barbre,
+           std::unique_ptr<SrvChainage> chainage, uint64_t seed, char prefix = 'C');
   ~Workload();
 
   // Performs the next step: one modifying operation (after the reads it needs). When it throws,
@@ -71,9 +74,9 @@ class Workload {
   std::string NewKey();
 
   std::shared_ptr<DossierDonnees> dossier_;
-  std::unique_ptr<SrvDonneeImpl> donnee_;
-  std::unique_ptr<SrvBArbreImpl> barbre_;
-  std::unique_ptr<SrvChainageImpl> chainage_;
+  std::unique_ptr<SrvDonnee> donnee_;
+  std::unique_ptr<SrvBArbre> barbre_;
+  std::unique_ptr<SrvChainage> chainage_;
   std::unique_ptr<Owner> owner_;
   std::mt19937_64 rng_;
   char prefix_;

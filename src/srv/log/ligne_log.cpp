@@ -60,7 +60,10 @@ std::string LigneLog(std::string_view horodatage, std::string_view procedure,
 void AjouteLigne(const std::string& chemin, std::string_view ligne, bool synchro,
                  std::string_view operation) {
   std::unique_ptr<platform::File> fichier;
-  Verifie(platform::OpenFile(chemin, platform::OpenMode::kCreate, &fichier), operation, chemin);
+  // A log of the data folder is one of its files: never written through a link.
+  Verifie(
+      platform::OpenFile(chemin, platform::OpenMode::kCreate, &fichier, platform::Links::kRefuse),
+      operation, chemin);
   Verifie(fichier->Lock(platform::LockKind::kExclusive, kAttenteVerrouMs), operation, chemin);
   uint64_t fin = 0;
   platform::IoStatus status = fichier->Size(&fin);

@@ -97,7 +97,15 @@ void Paginator::NewPage() {
   lines_ = 0;
 }
 
+void Paginator::PlaceBookmarks() {
+  for (std::string& t : pending_) outline_.push_back({std::move(t), pages_.size() - 1});
+  pending_.clear();
+}
+
+void Paginator::Bookmark(std::string title) { pending_.push_back(std::move(title)); }
+
 void Paginator::OpenBox() {
+  PlaceBookmarks();
   Block block;
   block.kind = Block::Kind::kFrame;
   block.frame.frame = frame_;
@@ -124,6 +132,7 @@ void Paginator::PlaceLine(std::vector<Segment> line) {
     if (!Fits(kFrameExtra + (headings_->rows + 1) * lh, headings_->rows + 1)) NewPage();
     OpenBox();
   }
+  PlaceBookmarks();
   Box().lines.push_back(std::move(line));
   used_ += lh;
   ++lines_;
@@ -182,6 +191,7 @@ void Paginator::Text(TextLine line) {
   const double lh = LineHeight(line.style.size);
   for (std::string& piece : Wrap(line.text, info_.CharsPerLine(line.style.size), true)) {
     if (!Fits(lh, 1)) NewPage();
+    PlaceBookmarks();
     Block block;
     block.kind = Block::Kind::kText;
     block.text = line;
@@ -224,7 +234,8 @@ Document Paginator::Finish() {
   if (box_open_) Box().rule_below = true;
   box_open_ = false;
   if (pages_.size() > 1 && PageEmpty()) pages_.pop_back();  // left by a final page break
-  return Document{info_, std::move(pages_)};
+  PlaceBookmarks();  // marked after the last line: the last page
+  return Document{info_, std::move(pages_), std::move(outline_)};
 }
 
 }  // namespace vesk::report

@@ -103,9 +103,17 @@ struct DocumentInfo {
   int CharsPerLine(char size) const;
 };
 
+// An entry of the document's outline: a title and the page (from 0) where what it names
+// starts.
+struct Signet {
+  std::string title;
+  size_t page = 0;
+};
+
 struct Document {
   DocumentInfo info;
   std::vector<Page> pages;
+  std::vector<Signet> outline;  // in the order marked
 };
 
 // One filled line of a frame: per column, its text already cut into lines, and the text
@@ -128,6 +136,8 @@ class Paginator {
   void Blank(int count);
   void PageBreak();
   void CloseFrame(bool rule);
+  // An outline entry for what comes next: it points at the page of the next line placed.
+  void Bookmark(std::string title);
   Document Finish();
 
  private:
@@ -140,10 +150,14 @@ class Paginator {
   void PlaceLine(std::vector<Segment> line);
   void ApplyRepeat(Row& row);
   void AddBlock(Block block, double height);
+  // The bookmarks waiting for a line point at the current page.
+  void PlaceBookmarks();
 
   DocumentInfo info_;
   int lines_per_page_;
   std::vector<Page> pages_;
+  std::vector<Signet> outline_;
+  std::vector<std::string> pending_;  // bookmarks marked before any line followed them
   double used_ = 0;
   int lines_ = 0;
   std::shared_ptr<const Descriptor> frame_;

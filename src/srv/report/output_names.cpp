@@ -125,10 +125,11 @@ std::vector<std::string> NommeSorties(const Sorties& sorties, const std::string&
 
 bool EstPdf(std::string_view chemin) { return Extension(chemin) == ".pdf"; }
 
-void EcritAtomique(Renderer& rendu, const Document& document, const std::string& chemin) {
+void EcritAtomique(Renderer& rendu, const Document& document, const std::string& chemin,
+                   SuiviProgression& suivi) {
   const std::string provisoire = chemin + ".tmp";
   try {
-    rendu.Write(document, provisoire);
+    rendu.Write(document, provisoire, suivi);
   } catch (const ErreurService& e) {
     platform::RemoveFile(provisoire);
     throw ErreurService("Termine", chemin, e.Message());

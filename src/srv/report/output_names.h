@@ -37,7 +37,8 @@ std::vector<std::string> NommeSorties(const Sorties& sorties, const std::string&
 std::string NomDeTitre(std::string_view titre);
 bool EstPdf(std::string_view chemin);
 // Writes through a temporary file renamed over chemin: a reader never sees half a listing.
-void EcritAtomique(Renderer& rendu, const Document& document, const std::string& chemin);
+void EcritAtomique(Renderer& rendu, const Document& document, const std::string& chemin,
+                   SuiviProgression& suivi);
 
 // "31/12/2026 14:05".
 std::string TexteDate(const platform::DateHeure& heure);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "srv/report/layout.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk::report {
 
@@ -18,8 +19,10 @@ class Renderer {
   virtual std::string Format() const = 0;
   virtual std::string Extension() const = 0;
   // Writes the whole document to path (replacing it); throws ErreurService("Termine", path,
-  // ...) when the file cannot be written.
-  virtual void Write(const Document& document, const std::string& path) = 0;
+  // ...) when the file cannot be written. suivi is told the pages drawn so far (Avance) in the
+  // phase its caller began.
+  virtual void Write(const Document& document, const std::string& path,
+                     SuiviProgression& suivi) = 0;
 };
 
 // The plain-text renderer: the same pages in monospace, frames drawn with "+", "-" and "|",

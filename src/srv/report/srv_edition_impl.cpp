@@ -16,7 +16,7 @@ using report::Column;
 namespace {
 
 struct Evenement {
-  enum class Genre { kCadre, kRangee, kTexte, kBlancs, kPage, kFerme };
+  enum class Genre { kCadre, kRangee, kTexte, kBlancs, kPage, kFerme, kSignet };
   Genre genre = Genre::kPage;
   std::shared_ptr<const report::Descriptor> cadre;
   report::Row rangee;
@@ -46,8 +46,28 @@ void Rejoue(const Evenement& ev, report::Paginator& pages) {
     case Evenement::Genre::kFerme:
       pages.CloseFrame(ev.trait);
       break;
+    case Evenement::Genre::kSignet:
+      pages.Bookmark(ev.texte.text);
+      break;
   }
 }
+
+// A phase of the writing, shown while it lasts (Fin even when the writing fails).
+class PhaseSuivie {
+ public:
+  PhaseSuivie(SuiviProgression& suivi, std::string_view libelle, int64_t total) : suivi_(suivi) {
+    suivi_.Debut(libelle, total);
+  }
+  ~PhaseSuivie() { suivi_.Fin(); }
+  PhaseSuivie(const PhaseSuivie&) = delete;
+  PhaseSuivie& operator=(const PhaseSuivie&) = delete;
+
+ private:
+  SuiviProgression& suivi_;
+};
+
+// Calls laid out between two reports of the layout's progress.
+constexpr int64_t kEvenementsParAvance = 4096;
 
 // The last line of a listing the user cancelled.
 report::TextLine LigneInterruption() {
@@ -89,6 +109,7 @@ struct SrvEditionImpl::Cellule {
 
 struct SrvEditionImpl::Edition {
   report::DocumentInfo info;
+  std::string nom;       // of its files in the listings folder ("": from the title)
   char orientation = 0;  // 'V', 'H', 0: from the widest frame
   report::Sorties sorties;
   bool ecran = false;  // shown to the user, not written
@@ -164,6 +185,7 @@ void SrvEditionImpl::OuvEdt(std::string_view titre, std::string_view sous_titre,
   const std::string_view impose =
       config_.fichier_impose.empty() ? fichier : std::string_view(config_.fichier_impose);
   const std::string suivante = std::exchange(sortie_suivante_, std::string());
+  e->nom = std::exchange(nom_suivant_, std::string());
   if (sortie.empty() && suivante == "ECRAN") {
     e->ecran = true;
   } else if (impose == kFluxTexte && config_.flux) {
@@ -338,6 +360,7 @@ void SrvEditionImpl::FermeEdt(std::string_view liste, bool trait) {
 
 void SrvEditionImpl::Termine(int16_t valeur) {
   ecrits_.clear();
+  nom_suivant_.clear();  // given for a listing that was never opened
   if (!edition_) return;
   std::unique_ptr<Edition> e = std::move(edition_);
   if (valeur != 0) return;  // abandoned: nothing is written
@@ -349,14 +372,26 @@ void SrvEditionImpl::Termine(int16_t valeur) {
   Ecrit(*e);
 }
 
-void SrvEditionImpl::Ecrit(const Edition& e) {
+report::Document SrvEditionImpl::MetEnPage(const Edition& e, SuiviProgression& suivi) const {
   report::DocumentInfo info = e.info;
   info.landscape =
       e.orientation == 'H' || (e.orientation == 0 && e.largeur_cadres > info.BodyWidth() + 1e-6);
   report::Paginator pages(info, e.lignes_page);
-  for (const Evenement& ev : e.evenements) Rejoue(ev, pages);
+  const PhaseSuivie phase(suivi, "Mise en page", static_cast<int64_t>(e.evenements.size()));
+  int64_t faits = 0;
+  for (const Evenement& ev : e.evenements) {
+    Rejoue(ev, pages);
+    if (++faits % kEvenementsParAvance == 0) suivi.Avance(faits);
+  }
+  suivi.Avance(faits);
   if (e.interrompue) pages.Text(LigneInterruption());
-  const report::Document document = pages.Finish();
+  return pages.Finish();
+}
+
+void SrvEditionImpl::Ecrit(const Edition& e) {
+  const std::unique_ptr<SuiviProgression> suivi =
+      config_.suivi ? config_.suivi() : std::make_unique<SuiviMuet>();
+  const report::Document document = MetEnPage(e, *suivi);
   if (e.ecran) {
     config_.visionne(e.info.title, report::RenderText(document));
     return;
@@ -367,13 +402,27 @@ void SrvEditionImpl::Ecrit(const Edition& e) {
     return;
   }
   const std::unique_ptr<report::Renderer> texte = report::MakeTextRenderer();
-  const std::vector<std::string> chemins =
-      report::NommeSorties(e.sorties, config_.dossier, e.info.title, e.heure);
+  const std::vector<std::string> chemins = report::NommeSorties(
+      e.sorties, config_.dossier, e.nom.empty() ? e.info.title : e.nom, e.heure);
   for (const std::string& chemin : chemins) {
     const bool pdf = report::EstPdf(chemin);
-    report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin);
+    const PhaseSuivie phase(*suivi, "Écriture " + chemin.substr(chemin.find_last_of("/\\") + 1),
+                            static_cast<int64_t>(document.pages.size()));
+    report::EcritAtomique(pdf ? *config_.pdf : *texte, document, chemin, *suivi);
     ecrits_.push_back(chemin);
   }
+}
+
+void SrvEditionImpl::Signet(std::string_view titre) {
+  Edition& e = ExigeOuverte("Signet");
+  ExigeTexte("Signet", e.info.title, "signet", titre);
+  if (e.interrompue) return;
+  e.Ajoute(Evenement::Genre::kSignet).texte.text = std::string(titre);
+}
+
+void SrvEditionImpl::NomSuivant(std::string_view nom) {
+  ExigeTexte("NomSuivant", nom, "nom", nom);
+  nom_suivant_ = std::string(nom);
 }
 
 void SrvEditionImpl::SortieSuivante(std::string_view sortie) {

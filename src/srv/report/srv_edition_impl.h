@@ -14,6 +14,7 @@
 #include "srv/report/layout.h"
 #include "srv/report/renderer.h"
 #include "srv/srv_edition.h"
+#include "srv/suivi_progression.h"
 
 namespace vesk {
 
@@ -39,6 +40,9 @@ struct ConfigEdition {
   std::function<void(std::string_view texte)> flux;
   // Shows a listing's text to the user (output "ECRAN"); empty: that output is refused.
   std::function<void(std::string_view titre, std::string_view texte)> visionne;
+  // Makes what shows how far the writing of a listing is (its layout, then the pages of each
+  // file); empty: nothing is shown.
+  std::function<std::unique_ptr<SuiviProgression>()> suivi;
 };
 
 class SrvEditionImpl : public SrvEdition {
@@ -60,6 +64,8 @@ class SrvEditionImpl : public SrvEdition {
   void Saute(int16_t nombre) override;
   void SautPage() override;
   void SortieSuivante(std::string_view sortie) override;
+  void Signet(std::string_view titre) override;
+  void NomSuivant(std::string_view nom) override;
 
   // Paths of the files written by the last Termine (empty when nothing was written).
   const std::vector<std::string>& Ecrits() const { return ecrits_; }
@@ -77,11 +83,13 @@ class SrvEditionImpl : public SrvEdition {
   std::string Valeur(const report::Column& col, std::string_view texte, bool brut) const;
   report::Row Rangee(const Edition& e) const;
   void Ecrit(const Edition& e);
+  report::Document MetEnPage(const Edition& e, SuiviProgression& suivi) const;
 
   ConfigEdition config_;
   std::unique_ptr<Edition> edition_;
   std::vector<std::string> ecrits_;
   std::string sortie_suivante_;  // imposed on the next listing by SortieSuivante
+  std::string nom_suivant_;      // given to the next listing by NomSuivant
 };
 
 }  // namespace vesk

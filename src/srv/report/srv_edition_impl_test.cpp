@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -336,6 +337,67 @@ TEST_F(SrvEditionTest, WriteFailureIsAnErrorAndFreesTheService) {
   s->OuvEdt("T", "", "", "", (dir_ / "ok.txt").string(), 0, 0, false, false);
   s->Termine(0);
   EXPECT_EQ(s->Ecrits().size(), 1u);
+}
+
+// What a progress display is told: each phase as "label total -> last units done" once it ends.
+class SuiviNote : public SuiviProgression {
+ public:
+  explicit SuiviNote(std::shared_ptr<std::vector<std::string>> notes) : notes_(std::move(notes)) {}
+  void Debut(std::string_view libelle, int64_t total) override {
+    EXPECT_TRUE(phase_.empty()) << "phase " << phase_ << " never ended";
+    phase_ = std::string(libelle) + " " + std::to_string(total);
+    fait_ = -1;
+  }
+  void Avance(int64_t fait) override {
+    EXPECT_GE(fait, fait_) << phase_;
+    fait_ = fait;
+  }
+  void Fin() override {
+    notes_->push_back(phase_ + " -> " + std::to_string(fait_));
+    phase_.clear();
+  }
+
+ private:
+  std::shared_ptr<std::vector<std::string>> notes_;
+  std::string phase_;
+  int64_t fait_ = -1;
+};
+
+// A listing tells its layout, call by call, then its pages, file by file; a failed write still
+// ends its phase, so that a bar on the terminal is erased.
+TEST_F(SrvEditionTest, TheWritingOfAListingToldPhaseByPhase) {
+  auto notes = std::make_shared<std::vector<std::string>>();
+  auto service = [&](std::string sortie) {
+    ConfigEdition c;
+    c.dossier = (dir_ / "EDITIONS").string();
+    c.sortie = std::move(sortie);
+    c.suivi = [notes] { return std::make_unique<SuiviNote>(notes); };
+    return std::make_unique<SrvEditionImpl>(std::move(c));
+  };
+  auto s = service("TXT");
+  s->OuvEdt("DOMAINES", "", "", "", "", 0, 12, false, true);
+  s->DefEdt(kDomaines);
+  for (int i = 0; i < 20; ++i) Domaine(*s, "D" + std::to_string(i), "Nom", "F.DOM", {"a", "b"});
+  s->FermeEdt("[]", true);
+  s->Termine(0);
+  ASSERT_EQ(notes->size(), 2u);
+  const std::string mise_en_page = (*notes)[0];
+  const size_t fleche = mise_en_page.find(" -> ");
+  EXPECT_EQ(mise_en_page.substr(0, 13), "Mise en page ");
+  EXPECT_EQ(mise_en_page.substr(13, fleche - 13), mise_en_page.substr(fleche + 4));
+  const std::string fichier = fs::path(s->Ecrits().at(0)).filename().string();
+  const std::string texte = Texte(*s);
+  const std::string pages = std::to_string(std::count(texte.begin(), texte.end(), '\f') + 1);
+  EXPECT_EQ((*notes)[1], "Écriture " + fichier + " " + pages + " -> " + pages);
+  EXPECT_GT(std::stoi(pages), 5);
+
+  notes->clear();
+  fs::create_directories(dir_ / "bloque.txt.tmp");  // the temporary file cannot be made
+  s = service("TXT");
+  s->OuvEdt("T", "", "", "", (dir_ / "bloque.txt").string(), 0, 0, false, false);
+  EXPECT_THROW(s->Termine(0), ErreurService);
+  ASSERT_EQ(notes->size(), 2u);
+  EXPECT_EQ((*notes)[1].rfind("Écriture bloque.txt ", 0), 0u) << (*notes)[1];
 }
 
 }  // namespace

@@ -155,8 +155,9 @@ class TextRenderer : public Renderer {
  public:
   std::string Format() const override { return "TXT"; }
   std::string Extension() const override { return ".txt"; }
-  void Write(const Document& document, const std::string& path) override {
+  void Write(const Document& document, const std::string& path, SuiviProgression& suivi) override {
     const std::string text = RenderText(document);
+    suivi.Avance(static_cast<int64_t>(document.pages.size()));
     std::unique_ptr<platform::File> file;
     platform::IoStatus s = platform::OpenFile(path, platform::OpenMode::kCreateAlways, &file);
     if (s.ok()) s = file->WriteAt(0, std::span<const char>(text.data(), text.size()));

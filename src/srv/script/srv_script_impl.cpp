@@ -121,6 +121,12 @@ void SrvSaisieScript::MessChamp(std::string_view cle, std::string_view ligne,
   session_->Note("MessChamp " + std::string(cle) + " " + std::string(ligne) + " " + Cite(message));
 }
 
+void SrvSaisieScript::RegleChamp(std::string_view cle, std::string_view regle) {
+  Index("RegleChamp", cle);
+  Valide("RegleChamp", cle, regle);
+  session_->Note("RegleChamp " + std::string(cle) + " " + Cite(regle));
+}
+
 void SrvSaisieScript::InitEcran(int16_t touche) {
   (void)touche;
   champs_.clear();

@@ -30,6 +30,7 @@ class SrvSaisieScript : public SrvSaisie {
   void AffMode(std::string_view cle, std::string_view lettre, std::string_view mode) override;
   void MessChamp(std::string_view cle, std::string_view ligne, std::string_view message,
                  int16_t touche) override;
+  void RegleChamp(std::string_view cle, std::string_view regle) override;
   void InitEcran(int16_t touche) override;
   void Message(std::string_view ligne, std::string_view texte) override;
   void Titre(std::string_view titre) override;

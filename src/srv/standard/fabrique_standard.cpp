@@ -8,6 +8,11 @@
 #include "srv/list/srv_liste_impl.h"
 #include "srv/log/srv_journal_impl.h"
 #include "srv/text/srv_texte_impl.h"
+#ifdef VESK_AVEC_PG
+#include "srv/pg/srv_barbre_pg.h"
+#include "srv/pg/srv_chainage_pg.h"
+#include "srv/pg/srv_donnee_pg.h"
+#endif
 
 namespace vesk {
 
@@ -42,13 +47,46 @@ std::shared_ptr<isam::DossierDonnees> FabriqueStandard::PartageDossier() {
 
 isam::DossierDonnees& FabriqueStandard::Dossier() { return *PartageDossier(); }
 
+#ifdef VESK_AVEC_PG
+// The thread's database store, when `stockage` names one (docs/postgresql.md).
+std::shared_ptr<pg::BasePg> FabriqueStandard::PartageBase() {
+  if (base_ == nullptr) {
+    AdresseBase adresse;
+    const std::string pourquoi = AnalyseAdresseBase(options_.config.stockage, adresse);
+    if (!pourquoi.empty()) throw ErreurService("Ouverture du stockage", "stockage", pourquoi);
+    base_ = std::make_shared<pg::BasePg>(adresse, options_.config.entreprise);
+    base_->Synchro(options_.config.synchro == Synchro::kFull);
+  }
+  return base_;
+}
+#endif
+
+bool FabriqueStandard::SurBase() const {
+  if (options_.config.stockage.empty()) return false;
+#ifndef VESK_AVEC_PG
+  throw ErreurService("Ouverture du stockage", options_.config.stockage,
+                      "ce programme est construit sans le stockage PostgreSQL (option VESK_PG)");
+#endif
+  return true;
+}
+
+#ifdef VESK_AVEC_PG
+#define VESK_SUR_BASE(Service) \
+  if (SurBase()) return std::make_unique<Service>(PartageBase())
+#else
+#define VESK_SUR_BASE(Service) (void)SurBase()
+#endif
+
 std::unique_ptr<SrvDonnee> FabriqueStandard::CreeDonnee() {
+  VESK_SUR_BASE(SrvDonneePg);
   return std::make_unique<SrvDonneeImpl>(PartageDossier());
 }
 std::unique_ptr<SrvBArbre> FabriqueStandard::CreeBArbre() {
+  VESK_SUR_BASE(SrvBArbrePg);
   return std::make_unique<SrvBArbreImpl>(PartageDossier());
 }
 std::unique_ptr<SrvChainage> FabriqueStandard::CreeChainage() {
+  VESK_SUR_BASE(SrvChainagePg);
   return std::make_unique<SrvChainageImpl>(PartageDossier());
 }
 std::unique_ptr<SrvTexte> FabriqueStandard::CreeTexte() { return std::make_unique<SrvTexteImpl>(); }

@@ -1,6 +1,7 @@
 // FabriqueStandard: the service library as hosts install it, one factory per thread. It makes
-// the storage services over one data folder (they share the thread's open files), the text,
-// list, anomaly and journal services from the configuration, and takes the screen and listing
+// the storage services over one data folder, or over the database store that the
+// configuration's `stockage` names (they share the thread's open files), the text, list,
+// anomaly and journal services from the configuration, and takes the screen and listing
 // services from the host, which knows whether they run in a terminal, from a script or in a
 // window. Thread rules: a factory and what it makes belong to one thread.
 #ifndef VESK_SRV_STANDARD_FABRIQUE_STANDARD_H_
@@ -18,6 +19,9 @@ namespace vesk {
 
 namespace isam {
 class DossierDonnees;
+}
+namespace pg {
+class BasePg;
 }
 
 // The services that depend on how the host meets its user: screens, choices, messages and
@@ -60,9 +64,13 @@ class FabriqueStandard : public FabriqueServices {
 
  private:
   std::shared_ptr<isam::DossierDonnees> PartageDossier();
+  std::shared_ptr<pg::BasePg> PartageBase();
+  // Whether the data live in a database store (an error when this program has none).
+  bool SurBase() const;
 
   OptionsServices options_;
   std::shared_ptr<isam::DossierDonnees> dossier_;
+  std::shared_ptr<pg::BasePg> base_;
 };
 
 // A creator of FabriqueStandard for InstalleServices: every thread gets its own factory made

@@ -1,5 +1,7 @@
 #include "srv/tui/console.h"
 
+#include "srv/erreur_service.h"
+
 namespace vesk::tui {
 
 Console::Console(std::unique_ptr<Terminal> terminal)
@@ -16,6 +18,7 @@ Touche Console::LitTouche(int attente_ms) {
   } else {
     t = terminal_->LitTouche(attente_ms);
   }
+  if (t.code == kInterruption) throw Interruption();
   if (t.code == kEchap) {
     Touche suite = terminal_->LitTouche(delai_echap_);
     if (suite.code == kCaractere && suite.caractere >= U'1' && suite.caractere <= U'7') {

@@ -22,7 +22,7 @@ class Console {
   void Peint();
   // Reads a key (attente_ms as Terminal::LitTouche). Esc followed within the Esc delay by a
   // digit 1 to 7 gives F1 to F7. On kRedimension the grid has taken the new size: the caller
-  // redraws.
+  // redraws. Ctrl+C throws Interruption: every screen is left at once.
   Touche LitTouche(int attente_ms = -1);
   // How long a digit after Esc is awaited (milliseconds).
   void DelaiEchap(int ms) { delai_echap_ = ms; }

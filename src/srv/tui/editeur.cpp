@@ -5,34 +5,45 @@
 namespace vesk::tui {
 
 Editeur::Editeur(Champ champ, std::u32string texte)
-    : champ_(std::move(champ)), texte_(std::move(texte)), curseur_(texte_.size()) {}
+    : champ_(std::move(champ)),
+      texte_(std::move(texte)),
+      curseur_(texte_.size()),
+      neuf_(!texte_.empty()) {}
 
 void Editeur::Remplace(std::u32string texte) {
   texte_ = std::move(texte);
   curseur_ = texte_.size();
+  neuf_ = false;
 }
 
+// A fresh text is replaced: the character is typed into an empty field.
 std::optional<std::string> Editeur::Tape(char32_t c) {
   c = NormaliseCaractere(champ_, c);
-  std::u32string candidat = texte_;
-  if (insertion_ || curseur_ >= candidat.size()) {
+  std::u32string candidat = neuf_ ? std::u32string() : texte_;
+  const size_t curseur = neuf_ ? 0 : curseur_;
+  if (insertion_ || curseur >= candidat.size()) {
     if (candidat.size() >= static_cast<size_t>(champ_.longueur)) {
       return "champ plein : " + std::to_string(champ_.longueur) + " caractère(s) au plus";
     }
-    candidat.insert(curseur_, 1, c);
+    candidat.insert(curseur, 1, c);
   } else {
-    candidat[curseur_] = c;
+    candidat[curseur] = c;
   }
   if (auto refus = RefusTexte(champ_, candidat, false)) return refus;
   texte_ = std::move(candidat);
-  ++curseur_;
+  curseur_ = curseur + 1;
+  neuf_ = false;
   return std::nullopt;
 }
 
 std::optional<std::string> Editeur::Applique(const Touche& t) {
+  if (t.code == kCaractere) return Tape(t.caractere);
+  if (t.code != kInsertion) neuf_ = false;
   switch (t.code) {
-    case kCaractere:
-      return Tape(t.caractere);
+    case kEfface:
+      texte_.clear();
+      curseur_ = 0;
+      break;
     case kGauche:
       if (curseur_ > 0) --curseur_;
       break;

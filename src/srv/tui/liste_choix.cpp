@@ -8,10 +8,12 @@ namespace vesk::tui {
 
 namespace {
 
-// texte fitted to largeur with the column's alignment (cut when longer: display only).
+// texte fitted to largeur with the column's alignment (cut when longer, its last character
+// then "…": display only).
 std::u32string Aligne(std::u32string texte, int largeur, char alignement) {
   size_t l = static_cast<size_t>(largeur);
-  if (texte.size() >= l) return texte.substr(0, l);
+  if (texte.size() > l) return texte.substr(0, l - 1) + U"…";
+  if (texte.size() == l) return texte;
   size_t reste = l - texte.size();
   size_t gauche = alignement == 'D' ? reste : alignement == 'C' ? reste / 2 : 0;
   return std::u32string(gauche, U' ') + texte + std::u32string(reste - gauche, U' ');
@@ -49,25 +51,41 @@ std::u32string ListeChoix::Cellule(size_t ligne, size_t colonne) const {
   return colonne < c.size() ? VersPoints(c[colonne]) : std::u32string();
 }
 
+int ListeChoix::Largeur(const Grille& g) const {
+  int largeur = multiple_ ? 2 : 0;
+  for (const Colonne& c : colonnes_) largeur += c.largeur + 1;
+  return std::clamp(std::max(largeur + 1, static_cast<int>(Longueur(titre_)) + 4), 20, g.Largeur());
+}
+
+std::vector<std::u32string> ListeChoix::LignesBas(const Grille& g) const {
+  std::string bas = message_;
+  if (bas.empty() && !recherche_.empty()) bas = "Recherche : " + VersUtf8(recherche_);
+  if (bas.empty()) {
+    bas = multiple_ ? "↑↓ PgUp PgDn Début Fin - Espace Marquer - Entrée Choisir - Échap Abandon"
+                    : "↑↓ PgUp PgDn Début Fin - Entrée Choisir - Échap Abandon - Lettres : "
+                      "Recherche";
+  }
+  return Plie(bas, Largeur(g) - 2);
+}
+
 int ListeChoix::Hauteur(const Grille& g) const {
-  // Box: top border, headings, lines, bottom line, bottom border; one line above and below.
-  int max = std::max(g.Hauteur() - 6, 1);
+  // Box: top border, headings, lines, bottom lines, bottom border; one line above and below.
+  int max = std::max(g.Hauteur() - 5 - static_cast<int>(LignesBas(g).size()), 1);
   return std::clamp(static_cast<int>(elements_.size()), 1, max);
 }
 
 void ListeChoix::Dessine(Grille& g) {
-  int largeur = multiple_ ? 2 : 0;
-  for (const Colonne& c : colonnes_) largeur += c.largeur + 1;
-  largeur =
-      std::clamp(std::max(largeur + 1, static_cast<int>(Longueur(titre_)) + 4), 20, g.Largeur());
-  int hauteur = Hauteur(g);
+  const int largeur = Largeur(g);
+  const int hauteur = Hauteur(g);
+  const std::vector<std::u32string> bas = LignesBas(g);
+  const int pied = static_cast<int>(bas.size());
   int gauche = (g.Largeur() - largeur) / 2;
   int haut = 1;
   if (courant_ < haut_) haut_ = courant_;
   if (courant_ >= haut_ + hauteur) haut_ = courant_ - hauteur + 1;
-  for (int l = haut; l < haut + hauteur + 4; ++l) g.Remplit(l, gauche, largeur, U' ');
+  for (int l = haut; l < haut + hauteur + 3 + pied; ++l) g.Remplit(l, gauche, largeur, U' ');
   g.Remplit(haut, gauche, largeur, U'─');
-  g.Remplit(haut + hauteur + 3, gauche, largeur, U'─');
+  g.Remplit(haut + hauteur + 2 + pied, gauche, largeur, U'─');
   g.EcritUtf8(haut, gauche + 2, " " + titre_ + " ", kGras);
   int x = gauche + 1 + (multiple_ ? 2 : 0);
   for (const Colonne& c : colonnes_) {
@@ -85,13 +103,7 @@ void ListeChoix::Dessine(Grille& g) {
     }
     if (n == courant_) g.Marque(y, gauche + 1, largeur - 2, kInverse);
   }
-  std::string bas = message_;
-  if (bas.empty() && !recherche_.empty()) bas = "Recherche : " + VersUtf8(recherche_);
-  if (bas.empty()) {
-    bas = multiple_ ? "Espace Marquer - Entrée Choisir - Échap Abandon"
-                    : "Entrée Choisir - Échap Abandon - Lettres : Recherche";
-  }
-  g.EcritUtf8(haut + hauteur + 2, gauche + 1, bas);
+  for (int i = 0; i < pied; ++i) g.Ecrit(haut + hauteur + 2 + i, gauche + 1, bas[i]);
   g.CacheCurseur();
 }
 

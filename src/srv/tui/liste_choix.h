@@ -31,6 +31,9 @@ class ListeChoix {
   size_t Courant() const { return courant_; }
 
  private:
+  int Largeur(const Grille& g) const;
+  // The keys of the list (or its message), folded to the box.
+  std::vector<std::u32string> LignesBas(const Grille& g) const;
   int Hauteur(const Grille& g) const;
   void Cherche(char32_t c);
   void Deplace(long delta);

@@ -104,21 +104,29 @@ TEST(Visionneuse, ScrollsSearchesAndCloses) {
   EXPECT_EQ(g.Ligne(0), " Génération de Code - ligne 1 / 101");
   EXPECT_EQ(g.Ligne(1), "");  // the text starts with a line end
   EXPECT_EQ(g.Ligne(2), "Rem ligne 1");
+  // The keys on two lines at 80 columns, the last one the sideways scrolling: 9 lines of text.
+  EXPECT_EQ(g.Ligne(10), "Échap Fermer - F2 Rechercher - F3 Suivant - F4 Enregistrer");
+  EXPECT_EQ(g.Ligne(11), "- ↑↓ PgUp PgDn Début Fin - ←→ Défiler");
   v.Applique(Touche::De(kPageBas), g);
   v.Applique(Touche::De(kBas), g);
-  EXPECT_EQ(v.PremiereLigne(), 10u);
+  EXPECT_EQ(v.PremiereLigne(), 9u);
   v.Applique(Touche::De(kFin), g);
-  EXPECT_EQ(v.PremiereLigne(), 91u);  // the last page is full
+  EXPECT_EQ(v.PremiereLigne(), 92u);  // the last page is full
   v.Applique(Touche::De(kF1 + 1), g);
   for (char c : std::string("LIGNE 5")) v.Applique(Touche::Car(static_cast<char32_t>(c)), g);
   v.Applique(Touche::De(kEntree), g);  // from line 92 on, round to line 5
   EXPECT_EQ(v.PremiereLigne(), 5u);
   v.Applique(Touche::De(kF1 + 2), g);  // next: ligne 50
   EXPECT_EQ(v.PremiereLigne(), 50u);
-  v.Applique(Touche::De(kF1 + 1), g);
+  v.Applique(Touche::De(kF1 + 1), g);  // the last search, replaced by what is typed
   v.Applique(Touche::Car(U'z'), g);
   v.Applique(Touche::De(kEntree), g);
-  EXPECT_EQ(v.MessageBas(), "« LIGNE 5z » introuvable");
+  EXPECT_EQ(v.MessageBas(), "« z » introuvable");
+  v.Applique(Touche::De(kF1 + 1), g);  // End goes into it: typing adds
+  v.Applique(Touche::De(kFin), g);
+  v.Applique(Touche::Car(U'z'), g);
+  v.Applique(Touche::De(kEntree), g);
+  EXPECT_EQ(v.MessageBas(), "« zz » introuvable");
   EXPECT_FALSE(v.Applique(Touche::De(kEchap), g));
 }
 

@@ -12,13 +12,11 @@ namespace vesk::tui {
 
 namespace {
 
-constexpr int kPremiereLigneChamps = 2;
-
 void Valide(std::string_view operation, std::string_view objet, std::string_view texte) {
   VersPointsStrict(texte, operation, objet);
 }
 
-// The options of a field as its message: "U Utilisateur - R ... (↓ Liste)".
+// The options of a field as its message: "U Utilisateur - R ..." (Down shows their list).
 std::string TexteOptions(const Options& o) {
   if (o.valeurs.empty()) return {};
   std::string texte;
@@ -27,7 +25,7 @@ std::string TexteOptions(const Options& o) {
     texte += o.valeurs[i];
     if (!o.libelles.empty()) texte += " " + o.libelles[i];
   }
-  return texte + " (↓ Liste)";
+  return texte;
 }
 
 Touche ToucheInitiale(int16_t code) {
@@ -116,7 +114,9 @@ void SrvSaisieImpl::Sai(std::string_view cle, std::string& valeur, int16_t& touc
   touche = Edite(ed, opts, initiale);
   valeur = VersUtf8(ed.Texte());
   etats_[i].valeur = valeur;
+  etats_[i].entre = true;
   edition_ = nullptr;
+  ligne_b_.clear();  // a message lasts until the end of the next entry
   Redessine();
 }
 
@@ -159,6 +159,8 @@ void SrvSaisieImpl::Confirme(int16_t& confirme, int16_t& touche, std::string_vie
     } else {
       touche = t.code;
     }
+    confirmation_ = false;
+    Redessine();
     return;
   }
 }
@@ -191,8 +193,18 @@ void SrvSaisieImpl::MessChamp(std::string_view cle, std::string_view ligne,
   if (ligne == "N") {
     etats_[i].message = std::string(message);
   } else {
+    // Given before the field's first entry, it is the field's hint: a deletion's confirmation
+    // shows it again.
+    if (ligne == "B" && !etats_[i].entre) etats_[i].aide_b = std::string(message);
     EcritLigne("MessChamp", ligne, std::string(message));
   }
+  Redessine();
+}
+
+void SrvSaisieImpl::RegleChamp(std::string_view cle, std::string_view regle) {
+  size_t i = Index("RegleChamp", cle);
+  Valide("RegleChamp", cle, regle);
+  etats_[i].regle = std::string(regle);
   Redessine();
 }
 
@@ -234,98 +246,6 @@ void SrvSaisieImpl::Titre(std::string_view titre) {
   Valide("Titre", "", titre);
   titre_ = std::string(titre);
   Redessine();
-}
-
-std::vector<SrvSaisieImpl::Place> SrvSaisieImpl::Places(const Grille& g) const {
-  std::vector<Place> places(champs_.size());
-  std::map<int, int> largeur_libelles;
-  int ligne = -1;
-  for (size_t i = 0; i < champs_.size(); ++i) {
-    ligne = champs_[i].ligne > 0 ? champs_[i].ligne - 1 : ligne + 1;
-    places[i].ligne = ligne;
-    places[i].colonne_libelle = champs_[i].colonne - 1;
-    int& l = largeur_libelles[places[i].colonne_libelle];
-    l = std::max(l, static_cast<int>(Longueur(champs_[i].libelle)));
-  }
-  for (size_t i = 0; i < champs_.size(); ++i) {
-    Place& p = places[i];
-    int voulu = std::min(champs_[i].longueur, 10);
-    p.colonne_boite = p.colonne_libelle + largeur_libelles[p.colonne_libelle] + 2;
-    if (g.Largeur() - p.colonne_boite < voulu) p.colonne_boite = std::max(0, g.Largeur() - voulu);
-    p.visible = std::max(1, std::min(champs_[i].longueur, g.Largeur() - p.colonne_boite));
-  }
-  return places;
-}
-
-void SrvSaisieImpl::PlaceMessage(Grille& g, size_t i, const Place& p, int y, int x) {
-  (void)p;
-  bool courant = courant_ == i;
-  std::string message = etats_[i].message;
-  if (courant && !refus_.empty() && ligne_refus_ == "N") message = refus_;
-  if (courant && message.empty()) message = aide_options_;
-  if (message.empty()) return;
-  int longueur = static_cast<int>(Longueur(message));
-  if (x + longueur <= g.Largeur() || !courant) {
-    g.EcritUtf8(y, x, message);
-  } else {
-    g.EcritUtf8(g.Hauteur() - 2, 0, message);
-  }
-}
-
-void SrvSaisieImpl::DessineChamp(Grille& g, size_t i, const Place& p, int y) {
-  const Champ& c = champs_[i];
-  bool courant = courant_ == i;
-  g.EcritUtf8(y, p.colonne_libelle, c.libelle, courant ? kGras : kNormal);
-  uint8_t attr = courant ? (kSouligne | kGras) : kSouligne;
-  g.Remplit(y, p.colonne_boite, p.visible, U' ', attr);
-  if (courant && edition_ != nullptr) {
-    size_t debut = edition_->Debut(p.visible);
-    g.Ecrit(y, p.colonne_boite, std::u32string_view(edition_->Texte()).substr(debut, p.visible),
-            attr);
-    g.PlaceCurseur(y, p.colonne_boite + static_cast<int>(edition_->Curseur() - debut));
-  } else {
-    std::u32string valeur = VersPoints(etats_[i].valeur);
-    g.Ecrit(y, p.colonne_boite, std::u32string_view(valeur).substr(0, p.visible), attr);
-  }
-  int x = p.colonne_boite + p.visible + 1;
-  if (!etats_[i].mode.empty()) {
-    uint8_t a = etats_[i].lettre == "B" ? (kGras | kInverse) : kGras;
-    x = g.EcritUtf8(y, x, etats_[i].mode, a) + 1;
-  }
-  PlaceMessage(g, i, p, y, x);
-}
-
-void SrvSaisieImpl::Dessine(Grille& g) {
-  const int largeur = g.Largeur();
-  const int hauteur = g.Hauteur();
-  g.Remplit(0, 0, largeur, U' ', kInverse);
-  g.EcritUtf8(0, 1, titre_, kInverse | kGras);
-  if (edition_ != nullptr) {
-    g.EcritUtf8(0, largeur - 5, edition_->Insertion() ? "Ins" : "Rfp", kInverse);
-  }
-  g.EcritUtf8(1, 0, !refus_.empty() && ligne_refus_ == "I" ? refus_ : ligne_i_);
-  g.EcritUtf8(hauteur - 1, 0, !refus_.empty() && ligne_refus_ == "B" ? refus_ : ligne_b_,
-              confirmation_ ? kGras : kNormal);
-  const int zone = std::max(hauteur - 4, 1);
-  std::vector<Place> places = Places(g);
-  int derniere = 0;
-  for (const Place& p : places) derniere = std::max(derniere, p.ligne);
-  if (derniere < zone) decalage_ = 0;
-  if (courant_) {
-    int l = places[*courant_].ligne;
-    if (l < decalage_) decalage_ = l;
-    if (l >= decalage_ + zone) decalage_ = l - zone + 1;
-  }
-  decalage_ = std::min(decalage_, std::max(derniere - zone + 1, 0));
-  for (size_t i = 0; i < champs_.size(); ++i) {
-    int y = kPremiereLigneChamps + places[i].ligne - decalage_;
-    if (y < kPremiereLigneChamps || y >= kPremiereLigneChamps + zone) continue;
-    DessineChamp(g, i, places[i], y);
-  }
-  if (decalage_ > 0) g.Ecrit(kPremiereLigneChamps, largeur - 1, U"↑", kGras);
-  if (derniere >= decalage_ + zone) {
-    g.Ecrit(kPremiereLigneChamps + zone - 1, largeur - 1, U"↓", kGras);
-  }
 }
 
 }  // namespace vesk::tui

@@ -114,7 +114,9 @@ TEST_F(SaisieTest, RefusesCharactersOutsideWindows1252OnTheMessageLine) {
   // The refusal was shown on line B before Enter cleared it: replay to see it.
   e_.terminal->Tape("€Ω");
   EXPECT_THROW(Entre("NOMDOM"), ErreurService);  // no more keys after the refusal
-  EXPECT_NE(e_.Ligne(23).find("« Ω » (U+03A9) refusé"), std::string::npos) << e_.Ligne(23);
+  EXPECT_EQ(e_.Ligne(22),
+            "caractère « Ω » (U+03A9) refusé : le jeu Windows-1252 des fichiers ne le");
+  EXPECT_EQ(e_.Ligne(23), "contient pas");
   EXPECT_NE(e_.Ligne(3).find("€"), std::string::npos);
 }
 
@@ -168,30 +170,101 @@ TEST_F(SaisieTest, OptionsAreChosenFromAListAndEnforced) {
   EXPECT_THROW(Entre("LF7", "", "[[U,R],[Seul]]"), ErreurService);
 }
 
+constexpr std::string_view kFic =
+    "[[NOMFIC,NOM DU FICHIER,A,6],[DFE,DEPENDANCE PAR ENTREPRISE,B],"
+    "[LONGENR,LONGUEUR DE L'ENREGISTREMENT,N0,5]]";
+
+TEST_F(SaisieTest, AValueThatFillsItsFieldIsSeenWholeAndTypedOver) {
+  Ecran(kFic);
+  EXPECT_THROW(Entre("NOMFIC", "FACTUR"), ErreurService);  // no key: the screen as drawn
+  EXPECT_EQ(e_.Ligne(2), "NOM DU FICHIER                FACTUR");
+  const Grille& g = e_.terminal->Peinte();
+  EXPECT_EQ(g.CurseurColonne(), 30 + 6);             // after the sixth letter
+  EXPECT_EQ(g.At(2, 30).attr & kInverse, kInverse);  // selected: typing replaces it
+  EXPECT_EQ(g.At(2, 36).attr & kSouligne, 0);        // the cursor's cell is not the box's
+  e_.terminal->Tape("O");
+  e_.terminal->Appuie(kEntree);
+  EXPECT_EQ(Entre("DFE", "N"), "O");
+  e_.terminal->Tape("CLI");
+  e_.terminal->Appuie(kEntree);
+  EXPECT_EQ(Entre("NOMFIC", "FACTUR"), "CLI");
+}
+
+TEST_F(SaisieTest, AMessageOnBLastsUntilTheNextEntryAndTheHintComesBackToConfirm) {
+  Ecran(kFic);
+  saisie_.MessChamp("NOMFIC", "B", "Suppression : Confirmez par F6", 0);
+  saisie_.Message("B", "Enregistrement Précédent CLIENT");
+  EXPECT_EQ(e_.Ligne(23), "Enregistrement Précédent CLIENT");
+  e_.terminal->Tape("Fic-1");
+  e_.terminal->Appuie(kEntree);
+  Entre("NOMFIC");
+  EXPECT_EQ(e_.Ligne(23), "");  // the entry is over
+  saisie_.MessChamp("NOMFIC", "B", "Nom de fichier « Fic-1 » refusé", 0);
+  e_.terminal->Appuie(kF1 + 5);
+  EXPECT_EQ(Entre("NOMFIC"), "");  // the refusal is shown while the name is entered again...
+  EXPECT_EQ(e_.Ligne(23), "");     // ...and goes with its entry
+  int16_t confirme = -1;
+  saisie_.RegleChamp("DFE", "O ou N");
+  EXPECT_THROW(saisie_.Confirme(confirme, touche_, "B"), ErreurService);  // no key: as drawn
+  EXPECT_EQ(e_.Ligne(23), "Suppression : Confirmez par F6");
+  EXPECT_EQ(e_.terminal->Peinte().At(23, 0).attr & kGras, kGras);
+  EXPECT_EQ(e_.Ligne(22), "F6 Confirmer - autre touche : Annuler");
+  EXPECT_EQ(e_.Texte().find("O ou N"), std::string::npos);  // DFE is not being entered
+}
+
+TEST_F(SaisieTest, TheRuleOfTheFieldEnteredStandsAboveTheKeyLine) {
+  Ecran(kFic);
+  saisie_.RegleChamp("LONGENR", "Longueur de 5 à 32767");
+  EXPECT_THROW(Entre("LONGENR", "32"), ErreurService);
+  EXPECT_EQ(e_.Ligne(21), "Longueur de 5 à 32767");
+  EXPECT_EQ(e_.Ligne(22), "Entrée Valider - ↑ Retour - PgUp Début - Échap Abandon - Ctrl+U Vider");
+  EXPECT_THROW(Entre("DFE", "N"), ErreurService);
+  EXPECT_EQ(e_.Texte().find("Longueur de 5"), std::string::npos);
+}
+
+TEST_F(SaisieTest, CtrlCInterruptsAnEntryAConfirmationAndAChoice) {
+  Ecran(kFic);
+  e_.terminal->Tape("AB");
+  e_.terminal->Appuie(kInterruption);
+  EXPECT_THROW(Entre("NOMFIC"), Interruption);
+  int16_t confirme = -1;
+  e_.terminal->Appuie(kInterruption);
+  EXPECT_THROW(saisie_.Confirme(confirme, touche_, "B"), Interruption);
+  e_.terminal->Appuie(kBas);
+  e_.terminal->Appuie(kInterruption);
+  EXPECT_THROW(Entre("DFE", "", "[O,N]"), Interruption);
+}
+
 class SaisieEtroite : public SaisieTest {
  protected:
   SaisieEtroite() : SaisieTest(80, 12) {}
 };
 
-TEST_F(SaisieEtroite, WideFieldScrollsInsideItsBox) {
-  Ecran("[[TXT,TEXTE LONG,A,100]]");
+class SaisieEtroite60 : public SaisieTest {
+ protected:
+  SaisieEtroite60() : SaisieTest(60, 12) {}
+};
+
+TEST_F(SaisieEtroite, AWideFieldTakesTheLinesItNeeds) {
+  Ecran("[[TXT,TEXTE LONG,A,100],[FIN,FIN,A,1]]");
   std::string cent;
   for (int i = 0; i < 100; ++i) cent += static_cast<char>('0' + i % 10);
   e_.terminal->Tape(cent + "X");  // the 101st character is refused
   e_.terminal->Appuie(kEntree);
   EXPECT_EQ(Entre("TXT"), cent);
-  // The box takes the 68 columns after the label; while typing it showed the end of the text.
-  std::string ligne = e_.Ligne(2);
-  EXPECT_EQ(ligne.substr(0, 12), "TEXTE LONG  ");
-  EXPECT_EQ(ligne.size(), 80u);
-  e_.terminal->Tape("Y");
-  e_.terminal->Appuie(kOrigine);
+  // The box takes the 68 columns after the label, then a second line: the whole value shows.
+  EXPECT_EQ(e_.Ligne(2), "TEXTE LONG  " + cent.substr(0, 68));
+  EXPECT_EQ(e_.Ligne(3), std::string(12, ' ') + cent.substr(68));
+  EXPECT_EQ(e_.Ligne(4), "FIN");
+  // Home, then Z in the full field: refused; Delete, then Z at the start of the value.
+  for (int16_t k : {kOrigine, kDroite, kSuppr}) e_.terminal->Appuie(k);
   e_.terminal->Tape("Z");
-  EXPECT_THROW(Entre("TXT", cent.substr(0, 98)), ErreurService);
+  e_.terminal->Appuie(kFin);
+  EXPECT_THROW(Entre("TXT", cent), ErreurService);
   const Grille& g = e_.terminal->Peinte();
-  EXPECT_EQ(g.CurseurLigne(), 2);
-  EXPECT_EQ(g.CurseurColonne(), 13);  // after Z at the start of the box
-  EXPECT_EQ(e_.Ligne(2).substr(12, 5), "Z0123");
+  EXPECT_EQ(e_.Ligne(2).substr(12, 5), "0Z234");
+  EXPECT_EQ(g.CurseurLigne(), 3);  // after the last character, on the second line
+  EXPECT_EQ(g.CurseurColonne(), 12 + 100 - 68);
 }
 
 TEST_F(SaisieEtroite, TallScreenScrollsToTheCurrentField) {
@@ -203,11 +276,13 @@ TEST_F(SaisieEtroite, TallScreenScrollsToTheCurrentField) {
   EXPECT_EQ(e_.Ligne(2), "CHAMP 1");
   e_.terminal->Appuie(kEntree);
   Entre("F30");
-  EXPECT_EQ(e_.Ligne(9).substr(0, 8), "CHAMP 30");
-  EXPECT_EQ(e_.Ligne(2).substr(0, 8), "CHAMP 23");
+  // Once the entry is over, nine lines between the title and information lines and the "B"
+  // line (while it lasted, the key line took two of them).
+  EXPECT_EQ(e_.Ligne(10).substr(0, 8), "CHAMP 30");
+  EXPECT_EQ(e_.Ligne(2).substr(0, 8), "CHAMP 22");
 }
 
-TEST_F(SaisieEtroite, LongHelpGoesToTheLineAboveTheBottom) {
+TEST_F(SaisieEtroite60, ALongHelpGoesUnderTheFieldsFoldedBetweenItsElements) {
   Ecran("[[LF1,NOM DE LA RUBRIQUE,A,40,,1],[LF2,TYPE DE LA RUBRIQUE,A,1,,1]]");
   const std::string aide =
       "(F1 Enr - F2 Suiv - F3 Choix - F4 Adj - F5 Ins Après - F6 Sup - F7 Dup Après)";
@@ -217,8 +292,12 @@ TEST_F(SaisieEtroite, LongHelpGoesToTheLineAboveTheBottom) {
   Entre("LF1", "", "[]", "N");
   e_.terminal->Tape("Z");
   EXPECT_THROW(Entre("LF1", "", "[]", "N"), ErreurService);
-  EXPECT_EQ(e_.Ligne(10), aide);
-  EXPECT_EQ(e_.Ligne(3), "TYPE DE LA RUBRIQUE    (A,M,N,D,E,B,L)");
+  // At the bottom, above the key line and line "B".
+  EXPECT_EQ(e_.Ligne(7), "(F1 Enr - F2 Suiv - F3 Choix - F4 Adj - F5 Ins Après");
+  EXPECT_EQ(e_.Ligne(8), "- F6 Sup - F7 Dup Après)");
+  EXPECT_EQ(e_.Ligne(9), "Entrée Valider - ↑ Retour - PgUp Début - Échap Abandon");
+  // LF1 takes two lines at this width: 40 characters and the cursor after them.
+  EXPECT_EQ(e_.Ligne(4), "TYPE DE LA RUBRIQUE    (A,M,N,D,E,B,L)") << e_.Texte();
 }
 
 TEST_F(SaisieTest, RedrawsAfterAResize) {
@@ -237,6 +316,7 @@ TEST_F(SaisieTest, ConfirmeGivesTheKeyPressed) {
   e_.terminal->Appuie(kF1 + 5);
   saisie_.Confirme(confirme, touche_, "B");
   EXPECT_EQ(touche_, kF1 + 5);
+  EXPECT_EQ(e_.Ligne(22), "");  // the confirmation over, its key line goes
   EXPECT_EQ(confirme, -1);
   e_.terminal->Tape("n");
   saisie_.Confirme(confirme, touche_, "B");

@@ -2,10 +2,13 @@
 #define NCURSES_WIDECHAR 1
 #include <curses.h>
 #include <langinfo.h>
+#include <term.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "srv/erreur_service.h"
 #include "srv/tui/terminal.h"
@@ -79,6 +82,41 @@ Touche ToucheCaractere(wint_t c) {
   return Touche::Car(static_cast<char32_t>(c));
 }
 
+// The screens draw UTF-8 (box lines, arrows, accents): a locale of another character set is
+// refused rather than fed bytes it would show as garbage.
+void ExigeLocaleUtf8() {
+  std::setlocale(LC_ALL, "");
+  const std::string jeu = nl_langinfo(CODESET);
+  if (jeu == "UTF-8") return;
+  const char* locale = std::setlocale(LC_CTYPE, nullptr);
+  throw ErreurService("OuvreTerminal", "locale",
+                      "jeu de caractères « " + jeu + " » de la locale « " +
+                          (locale != nullptr ? locale : "") +
+                          " » : les écrans demandent une locale UTF-8 (export LANG=C.UTF-8 par "
+                          "exemple)");
+}
+
+// A terminal that cannot place the cursor (TERM=dumb) is refused as an unknown one is.
+void ExigeAdressage() {
+  const char* term = std::getenv("TERM");
+  const std::string nom = term != nullptr ? term : "";
+  int erreur = 0;
+  if (nom.empty() || setupterm(nullptr, STDOUT_FILENO, &erreur) != OK) {
+    throw ErreurService("OuvreTerminal", "TERM",
+                        "type de terminal « " + nom + " » inconnu : vérifier la variable TERM");
+  }
+  char cup[] = "cup";
+  const char* adresse = tigetstr(cup);
+  const bool adressable = adresse != nullptr && adresse != reinterpret_cast<char*>(-1);
+  del_curterm(cur_term);
+  if (!adressable) {
+    throw ErreurService("OuvreTerminal", "TERM",
+                        "type de terminal « " + nom +
+                            " » sans adressage du curseur : écrans impossibles "
+                            "(TERM=xterm-256color par exemple)");
+  }
+}
+
 class TerminalCurses : public Terminal {
  public:
   TerminalCurses() {
@@ -87,8 +125,8 @@ class TerminalCurses : public Terminal {
                           "l'entrée ou la sortie standard n'est pas un "
                           "terminal : écrans interactifs impossibles");
     }
-    std::setlocale(LC_ALL, "");
-    if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_CTYPE, "C.UTF-8");
+    ExigeLocaleUtf8();
+    ExigeAdressage();
     ecran_ = newterm(nullptr, stdout, stdin);
     if (ecran_ == nullptr) {
       throw ErreurService("OuvreTerminal", "TERM",

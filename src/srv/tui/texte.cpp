@@ -1,5 +1,7 @@
 #include "srv/tui/texte.h"
 
+#include <algorithm>
+
 #include "srv/erreur_service.h"
 #include "srv/text/cp1252.h"
 #include "srv/text/utf8.h"
@@ -54,5 +56,52 @@ char32_t Minuscule(char32_t c) {
 }
 
 size_t Longueur(std::string_view utf8) { return text::CountChars(utf8); }
+
+namespace {
+
+// The parts of a text that are never separated: its elements (each but the first starting at
+// the "-" of a " - "), an element wider than largeur cut into words.
+std::vector<std::u32string> Morceaux(std::u32string_view texte, size_t largeur) {
+  std::vector<std::u32string_view> elements;
+  for (size_t p = texte.find(U" - "); p != std::u32string_view::npos; p = texte.find(U" - ")) {
+    elements.push_back(texte.substr(0, p));
+    texte.remove_prefix(p + 1);
+  }
+  elements.push_back(texte);
+  std::vector<std::u32string> morceaux;
+  for (std::u32string_view e : elements) {
+    if (e.size() <= largeur) {
+      morceaux.emplace_back(e);
+      continue;
+    }
+    for (size_t p = e.find(U' '); !e.empty(); p = e.find(U' ')) {
+      std::u32string_view mot = e.substr(0, p);
+      for (; mot.size() > largeur; mot.remove_prefix(largeur)) {
+        morceaux.emplace_back(mot.substr(0, largeur));
+      }
+      if (!mot.empty()) morceaux.emplace_back(mot);
+      e.remove_prefix(p == std::u32string_view::npos ? e.size() : p + 1);
+    }
+  }
+  return morceaux;
+}
+
+}  // namespace
+
+std::vector<std::u32string> Plie(std::string_view utf8, int largeur) {
+  std::vector<std::u32string> lignes;
+  const std::u32string texte = VersPoints(utf8);
+  if (texte.empty()) return lignes;
+  const size_t l = static_cast<size_t>(std::max(largeur, 1));
+  for (std::u32string& m : Morceaux(texte, l)) {
+    if (!lignes.empty() && lignes.back().size() + 1 + m.size() <= l) {
+      lignes.back() += U' ';
+      lignes.back() += m;
+    } else {
+      lignes.push_back(std::move(m));
+    }
+  }
+  return lignes;
+}
 
 }  // namespace vesk::tui

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk::tui {
 
@@ -24,6 +25,11 @@ std::string DecritCaractere(char32_t c);
 char32_t Minuscule(char32_t c);
 // Number of characters of a UTF-8 text.
 size_t Longueur(std::string_view utf8);
+// A help or message text folded to lines of at most largeur characters, never cutting an
+// element: the text is broken before each " - " that separates its elements, the elements are
+// put side by side while they fit, and only an element wider than a line is broken between
+// words (a word wider than a line, at the width). "" gives no line.
+std::vector<std::u32string> Plie(std::string_view utf8, int largeur);
 
 }  // namespace vesk::tui
 

@@ -15,9 +15,11 @@ namespace vesk::tui {
 enum CodeTouche : int16_t {
   kAucune = 0,     // nothing read (time out)
   kCaractere = 1,  // a printable character, in Touche::caractere
+  kInterruption = 3,  // Ctrl+C: the command ends at once (tui::Interruption)
   kRetourArriere = 8,
   kTabulation = 9,
   kEntree = 13,
+  kEfface = 21,  // Ctrl+U: clears the field being entered
   kEchap = 27,
   kHaut = 256,
   kBas = 257,

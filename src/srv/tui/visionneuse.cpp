@@ -10,7 +10,8 @@ namespace vesk::tui {
 namespace {
 
 constexpr std::string_view kAide =
-    "Échap Fermer - F2 Rechercher - F3 Suivant - F4 Enregistrer - ↑↓ PgUp PgDn Début Fin";
+    "Échap Fermer - F2 Rechercher - F3 Suivant - F4 Enregistrer - ↑↓ PgUp PgDn Début Fin - ←→ "
+    "Défiler";
 
 Champ ChampLigne(std::string cle) {
   Champ c;
@@ -45,9 +46,17 @@ Visionneuse::Visionneuse(std::string titre, std::string texte)
   }
 }
 
+int Visionneuse::Hauteur(const Grille& g) const {
+  const int aide =
+      saisie_ == Saisie::kAucune
+          ? static_cast<int>(Plie(message_.empty() ? kAide : message_, g.Largeur()).size())
+          : 1;
+  return std::max(g.Hauteur() - 1 - aide, 1);
+}
+
 void Visionneuse::Dessine(Grille& g) {
   g.Efface();
-  const int hauteur = std::max(g.Hauteur() - 2, 1);
+  const int hauteur = Hauteur(g);
   g.Remplit(0, 0, g.Largeur(), U' ', kInverse);
   std::string entete =
       titre_ + " - ligne " + std::to_string(haut_ + 1) + " / " + std::to_string(lignes_.size());
@@ -59,8 +68,11 @@ void Visionneuse::Dessine(Grille& g) {
     if (trouvee_ == n) g.Marque(1 + i, 0, g.Largeur(), kGras);
   }
   int bas = g.Hauteur() - 1;
-  if (saisie_ == Saisie::kAucune) {
-    g.EcritUtf8(bas, 0, message_.empty() ? std::string(kAide) : message_);
+  if (saisie_ == Saisie::kAucune) {  // the keys, on as many lines as they need
+    int y = 1 + hauteur;
+    for (const std::u32string& l : Plie(message_.empty() ? kAide : message_, g.Largeur())) {
+      g.Ecrit(y++, 0, l);
+    }
     return;
   }
   std::string invite = saisie_ == Saisie::kRecherche ? "Rechercher : "
@@ -73,7 +85,7 @@ void Visionneuse::Dessine(Grille& g) {
 }
 
 void Visionneuse::Deplace(long delta, const Grille& g) {
-  long hauteur = std::max(g.Hauteur() - 2, 1);
+  long hauteur = Hauteur(g);
   long max = std::max(static_cast<long>(lignes_.size()) - hauteur, 0L);
   haut_ = static_cast<size_t>(std::clamp(static_cast<long>(haut_) + delta, 0L, max));
 }
@@ -149,7 +161,7 @@ bool Visionneuse::Applique(const Touche& t, const Grille& g) {
   message_.clear();
   if (t.code == kEchap) return false;
   const long tout = static_cast<long>(lignes_.size());
-  if (std::optional<long> delta = Deplacement(t.code, std::max(g.Hauteur() - 3, 1), tout)) {
+  if (std::optional<long> delta = Deplacement(t.code, std::max(Hauteur(g) - 1, 1), tout)) {
     Deplace(*delta, g);
   } else {
     AppliqueCommande(t.code);

@@ -30,6 +30,8 @@ class Visionneuse {
  private:
   enum class Saisie { kAucune, kRecherche, kFichier, kRemplacer };
 
+  // Lines of text shown: the screen less the title and the key lines.
+  int Hauteur(const Grille& g) const;
   bool AppliqueSaisie(const Touche& t);
   // A key other than a movement: scroll sideways (Left, Right), search again (F3), enter a
   // search (F2) or a file name to save to (F4).

@@ -99,11 +99,11 @@ class EngineTest : public ::testing::Test {
   }
 
   // Flushes everything and runs the verifier; the test fails on any problem.
-  void Verifie() {
+  void Verify() {
     ASSERT_TRUE(dossier_->Ecrit().ok());
-    RapportVerif r;
-    ASSERT_TRUE(VerifieDossier(Env::Default(), dir_, ChainagesDeclares(*dossier_), &r).ok());
-    for (const std::string& p : r.problemes) ADD_FAILURE() << p;
+    FolderReport r;
+    ASSERT_TRUE(VerifyFolder(Env::Default(), dir_, DeclaredChains(*dossier_), &r).ok());
+    for (const std::string& p : r.problems) ADD_FAILURE() << p;
   }
 
   std::string Path(std::string_view name) const { return platform::JoinPath(dir_, name); }

@@ -6,19 +6,29 @@
 // lost or overwritten by the other) and the parent runs the folder verifier.
 // Prints the failures found and, last, "operations N failures F" (N: the workload operations of
 // both processes; each also commits as many counter writes).
-// usage: vesk-pair [--steps S] [--seed X] [--dir D] [--synchro full|off]
+// With --pg URI the two processes share a database store instead (a root schema of its own on
+// the server of URI).
+// usage: vesk-pair [--steps S] [--seed X] [--dir D] [--synchro full|off] [--pg URI]
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <string>
 
 #include "srv/erreur_service.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
+#ifdef VESK_AVEC_PG
+#include "srv/pg/outils_pg.h"
+#include "srv/pg/srv_donnee_pg.h"
+#include "srv/pg/verifie_pg.h"
+#endif
 
 namespace {
 
@@ -30,7 +40,37 @@ struct Options {
   uint64_t seed = 1;
   std::string dir;
   bool full = false;
+  std::string pg;      // the server of a database store ("": the folder)
+  std::string schema;  // its root schema
 };
+
+// The workload and the data service of one process: over the folder, or over the store of
+// --pg.
+struct Usager {
+  std::shared_ptr<DossierDonnees> dossier;
+  std::unique_ptr<Workload> workload;
+  std::unique_ptr<vesk::SrvDonnee> srv;
+#ifdef VESK_AVEC_PG
+  std::shared_ptr<vesk::pg::BasePg> base;
+#endif
+};
+
+Usager Ouvre(const Options& o, uint64_t seed, char letter) {
+  Usager u;
+#ifdef VESK_AVEC_PG
+  if (!o.pg.empty()) {
+    u.base = vesk::pg::OuvreBase(o.pg, o.schema, o.full);
+    u.workload = vesk::pg::WorkloadBase(u.base, seed, letter);
+    u.srv = std::make_unique<vesk::SrvDonneePg>(u.base);
+    return u;
+  }
+#endif
+  u.dossier = std::make_shared<DossierDonnees>(Env::Default(), o.dir);
+  u.dossier->Synchro(o.full);
+  u.workload = std::make_unique<Workload>(u.dossier, seed, letter);
+  u.srv = std::make_unique<SrvDonneeImpl>(u.dossier);
+  return u;
+}
 
 constexpr char kCounters[] = "Cpt";
 constexpr int16_t kCounterLength = 12;
@@ -41,7 +81,7 @@ struct Ends {
   int tell = -1, hear = -1, done = -1, wait = -1;
 };
 
-int16_t OpenCounters(SrvDonneeImpl& srv) {
+int16_t OpenCounters(vesk::SrvDonnee& srv) {
   int16_t f = 0;
   srv.Donnee(false, kCounters, kCounterLength, f, nullptr, "Compteurs", "", "", true);
   return f;
@@ -49,13 +89,11 @@ int16_t OpenCounters(SrvDonneeImpl& srv) {
 
 // Creates the workload's files and the counters file (records 1 and 2 at zero) before the two
 // processes start, so that neither creates a file the other is opening.
-void Prepare(const std::string& dir) {
-  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir);
-  Workload w(d, 1, 'Z');
-  SrvDonneeImpl srv(d);
-  int16_t f = OpenCounters(srv);
-  srv.EcrireFichier(f, 1, "0");
-  srv.EcrireFichier(f, 2, "0");
+void Prepare(const Options& o) {
+  Usager u = Ouvre(o, 1, 'Z');
+  int16_t f = OpenCounters(*u.srv);
+  u.srv->EcrireFichier(f, 1, "0");
+  u.srv->EcrireFichier(f, 2, "0");
 }
 
 // The last count the other process told, or known when nothing new came.
@@ -69,12 +107,11 @@ long Heard(int fd, long known) {
 int Process(const Options& o, int me, const Ends& e) {
   const char letter = me == 1 ? 'A' : 'B';
   int failures = 0;
-  auto d = std::make_shared<DossierDonnees>(Env::Default(), o.dir);
-  d->Synchro(o.full);
+  Usager u = Ouvre(o, o.seed * 2 + static_cast<uint64_t>(me), letter);
   // A empties its redo log every few commits, so that checkpoints fall between B's commits.
-  if (me == 1) d->SeuilJournal(uint64_t{64} << 10);
-  Workload w(d, o.seed * 2 + static_cast<uint64_t>(me), letter);
-  SrvDonneeImpl srv(d);
+  if (me == 1 && u.dossier != nullptr) u.dossier->SeuilJournal(uint64_t{64} << 10);
+  Workload& w = *u.workload;
+  vesk::SrvDonnee& srv = *u.srv;
   int16_t f = OpenCounters(srv);
   long told = 0;
   std::string text;
@@ -86,11 +123,20 @@ int Process(const Options& o, int me, const Ends& e) {
     }
     w.Step();
     srv.EcrireFichier(f, me, std::to_string(i));
-    // A full pipe only drops a count: the other then checks against an older one.
-    if (write(e.tell, &i, sizeof i) < 0 && errno != EAGAIN) return failures + 1;
+    // A full pipe only drops a count: the other then checks against an older one. A pipe
+    // without reader (EPIPE: SIGPIPE is ignored) means the other process ended early; its own
+    // message says why.
+    if (write(e.tell, &i, sizeof i) < 0 && errno != EAGAIN) {
+      std::printf("%c : l'autre processus ne lit plus (%s) à l'opération %ld\n", letter,
+                  std::strerror(errno), i);
+      return failures + 1;
+    }
   }
   char c = 'x';
-  if (write(e.done, &c, 1) != 1 || read(e.wait, &c, 1) != 1) return failures + 1;
+  if (write(e.done, &c, 1) != 1 || read(e.wait, &c, 1) != 1) {
+    std::printf("%c : l'autre processus s'est arrêté avant la fin\n", letter);
+    return failures + 1;
+  }
   w.CheckModel();
   srv.LireFichier(f, 3 - me, text);
   if (std::stol(text) != o.steps && failures++ < 10) {
@@ -102,23 +148,31 @@ int Process(const Options& o, int me, const Ends& e) {
 int RunProcess(const Options& o, int me, const Ends& e) {
   try {
     return Process(o, me, e);
-  } catch (const vesk::ErreurService& err) {
+  } catch (const std::exception& err) {
+    // ErreurService, and whatever else the workload throws (a counter that does not read as
+    // a number): the process names itself and the reason.
     std::printf("%c : %s\n", me == 1 ? 'A' : 'B', err.what());
     return 1;
   }
 }
 
-int Verify(const std::string& dir) {
-  auto d = std::make_shared<DossierDonnees>(Env::Default(), dir);
-  Workload w(d, 1, 'Z');
-  RapportVerif r;
-  Status s = VerifieDossier(Env::Default(), dir, ChainagesDeclares(*d), &r);
+int Verify(const Options& o) {
+  Usager u = Ouvre(o, 1, 'Z');
+  FolderReport r;
+#ifdef VESK_AVEC_PG
+  if (u.base != nullptr) {
+    vesk::pg::VerifieBase(*u.base, vesk::pg::ChainagesDeclares(*u.base), &r);
+    for (const std::string& p : r.problems) std::printf("vérificateur : %s\n", p.c_str());
+    return static_cast<int>(r.problems.size());
+  }
+#endif
+  Status s = VerifyFolder(Env::Default(), o.dir, DeclaredChains(*u.dossier), &r);
   if (!s.ok()) {
     std::printf("vérificateur : %s\n", s.message().c_str());
     return 1;
   }
-  for (const std::string& p : r.problemes) std::printf("vérificateur : %s\n", p.c_str());
-  return static_cast<int>(r.problemes.size());
+  for (const std::string& p : r.problems) std::printf("vérificateur : %s\n", p.c_str());
+  return static_cast<int>(r.problems.size());
 }
 
 // Forks B; this process is A. Returns the failures of both, or -1 when a process could not start.
@@ -136,13 +190,19 @@ int Pair(const Options& o) {
   for (int fd : others[child ? 1 : 0]) close(fd);
   Ends e = child ? Ends{ba[1], ab[0], done[1], go[0]} : Ends{ab[1], ba[0], go[1], done[0]};
   int failures = RunProcess(o, child ? 2 : 1, e);
-  if (child) _exit(failures > 100 ? 100 : failures);
+  if (child) {
+    std::fflush(stdout);  // _exit flushes nothing: the child's messages would be lost
+    _exit(failures > 100 ? 100 : failures);
+  }
   for (int fd : {e.tell, e.hear, e.done, e.wait}) close(fd);
   int status = 0;
   if (waitpid(pid, &status, 0) != pid) return -1;
   if (!WIFEXITED(status)) {
-    std::printf("B : arrêté (%d)\n", status);
+    std::printf("B : arrêté par le signal %d\n", WIFSIGNALED(status) ? WTERMSIG(status) : status);
     return failures + 1;
+  }
+  if (WEXITSTATUS(status) != 0) {
+    std::printf("B : %d défaillance(s)\n", WEXITSTATUS(status));
   }
   return failures + WEXITSTATUS(status);
 }
@@ -158,6 +218,10 @@ bool Parse(int argc, char** argv, Options* o) {
       o->dir = v;
     else if (k == "--synchro")
       o->full = v == "full";
+#ifdef VESK_AVEC_PG
+    else if (k == "--pg")
+      o->pg = v;
+#endif
     else
       return false;
   }
@@ -167,10 +231,14 @@ bool Parse(int argc, char** argv, Options* o) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A process whose partner died gets EPIPE on its pipe, and reports it, instead of dying of
+  // SIGPIPE without a word.
+  std::signal(SIGPIPE, SIG_IGN);
   Options o;
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
-                 "usage : vesk-pair [--steps S] [--seed X] [--dir D] [--synchro full|off]\n");
+                 "usage : vesk-pair [--steps S] [--seed X] [--dir D] [--synchro full|off] "
+                 "[--pg URI]\n");
     return 2;
   }
   namespace fs = std::filesystem;
@@ -180,16 +248,23 @@ int main(int argc, char** argv) {
   }
   fs::remove_all(o.dir);
   fs::create_directories(o.dir);
+  o.schema = "vesk_pair_" + std::to_string(getpid());
   int failures = 0;
   try {
-    Prepare(o.dir);
+#ifdef VESK_AVEC_PG
+    if (!o.pg.empty()) vesk::pg::EffaceSchemas(o.pg, o.schema);
+#endif
+    Prepare(o);
     std::fflush(stdout);  // nothing buffered is written twice by the fork
     failures = Pair(o);
     if (failures < 0) {
       std::fprintf(stderr, "vesk-pair : processus non démarré\n");
       return 2;
     }
-    failures += Verify(o.dir);
+    failures += Verify(o);
+#ifdef VESK_AVEC_PG
+    if (!o.pg.empty()) vesk::pg::EffaceSchemas(o.pg, o.schema);
+#endif
   } catch (const vesk::ErreurService& e) {
     std::printf("%s\n", e.what());
     ++failures;

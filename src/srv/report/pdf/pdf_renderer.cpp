@@ -240,7 +240,7 @@ class PdfRenderer : public Renderer {
   std::string Format() const override { return "PDF"; }
   std::string Extension() const override { return ".pdf"; }
 
-  void Write(const Document& doc, const std::string& path) override {
+  void Write(const Document& doc, const std::string& path, SuiviProgression& suivi) override {
     Owned<cairo_surface_t> surface(
         cairo_pdf_surface_create(path.c_str(), doc.info.PageWidth(), doc.info.PageHeight()));
     Check(cairo_surface_status(surface.get()), path);
@@ -252,6 +252,12 @@ class PdfRenderer : public Renderer {
       for (size_t i = 0; i < doc.pages.size(); ++i) {
         drawer.Draw(i);
         cairo_show_page(cr.get());
+        suivi.Avance(static_cast<int64_t>(i + 1));
+      }
+      for (const Signet& s : doc.outline) {  // the document's bookmarks, at their pages
+        const std::string page = "page=" + std::to_string(s.page + 1);
+        cairo_pdf_surface_add_outline(surface.get(), CAIRO_PDF_OUTLINE_ROOT, s.title.c_str(),
+                                      page.c_str(), static_cast<cairo_pdf_outline_flags_t>(0));
       }
       Check(cairo_status(cr.get()), path);
     }
