@@ -232,6 +232,14 @@ std::string CheckBase(const Options& o, const std::string& dir, uint64_t seed,
 }
 #endif
 
+// The folder verifier's first problem with dir, open as d; an empty string when none.
+std::string Verifie(const std::string& dir, DossierDonnees& d) {
+  FolderReport r;
+  Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(d), &r);
+  if (!s.ok()) return s.message();
+  return r.problems.empty() ? "" : "vérificateur : " + r.problems.front();
+}
+
 // Reopens dir and checks it; an empty string when all is well.
 std::string Check(const Options& o, const std::string& dir, uint64_t seed,
                   const std::vector<uint64_t>& ref, int commits) {
@@ -244,10 +252,7 @@ std::string Check(const Options& o, const std::string& dir, uint64_t seed,
     Workload w(d, seed);
     if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
       return "état différent après " + std::to_string(commits) + " opérations validées";
-    FolderReport r;
-    Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
-    if (!s.ok()) return s.message();
-    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
+    return Verifie(dir, *d);
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }
@@ -342,10 +347,7 @@ std::string CheckLettres(const std::string& dir, const std::vector<uint64_t> ref
                std::to_string(commits[i]) + " opérations validées";
       }
     }
-    FolderReport r;
-    Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
-    if (!s.ok()) return s.message();
-    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
+    return Verifie(dir, *d);
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }
