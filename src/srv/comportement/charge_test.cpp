@@ -1,6 +1,9 @@
 // A long seeded sequence of operations (customers, their secondary keys, chained lines,
 // renamings, removals) leaves every store in the same state, to the byte, as the engine's
 // workload in memory.
+#include <chrono>
+#include <thread>
+
 #include "srv/comportement/magasin_essai.h"
 #include "srv/isam/env.h"
 #include "srv/isam/workload.h"
@@ -43,6 +46,33 @@ TEST_P(ChargeTest, TheWorkloadLeavesTheSameStateOnEveryStore) {
   pg::EffaceSchemas(ServeurEssai(), schema);
 #endif
 }
+
+#ifdef VESK_AVEC_PG
+// A writer killed after sending its commit leaves its session on the server until the server
+// has run it: a state read meanwhile must wait for that transaction, not mix the tables read
+// before it ends with those read after.
+TEST(EtatBaseTest, WaitsForAWriterStillInItsTransaction) {
+  if (ServeurEssai().empty()) GTEST_SKIP() << "VESK_PG_URI ne désigne aucun serveur PostgreSQL";
+  const std::string schema = "essai_" + Aleatoire();
+  {
+    auto ecrivain = pg::OuvreBase(ServeurEssai(), schema, false);
+    std::unique_ptr<isam::Workload> w = pg::WorkloadBase(ecrivain, 7);
+    for (int i = 0; i < 10; ++i) w->Step();
+    auto lecteur = pg::OuvreBase(ServeurEssai(), schema, false);
+    std::unique_ptr<isam::Workload> ouvre = pg::WorkloadBase(lecteur, 7);
+    ecrivain->DebutLot();
+    for (int i = 0; i < 4; ++i) w->Step();
+    std::thread fin([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+      ecrivain->FinLot();
+    });
+    const std::string vu = pg::EtatBase(*lecteur);
+    fin.join();
+    EXPECT_EQ(vu, pg::EtatBase(*ecrivain));
+  }
+  pg::EffaceSchemas(ServeurEssai(), schema);
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Stockages, ChargeTest, ::testing::ValuesIn(Stockages()), NomDuStockage);
 

@@ -13,6 +13,38 @@ std::string AvecSchema(const std::string& uri, const std::string& schema) {
   return uri + (uri.find('?') == std::string::npos ? "?" : "&") + "schema=" + schema;
 }
 
+// The state, read as it stands.
+std::string Etat(BasePg& b) {
+  constexpr std::string_view kOp = "État";
+  std::string out;
+  for (int16_t h = 1; h <= b.NombreFichiers(); ++h) {
+    FichierPg& f = *b.Fichier(h);
+    Resultat r = b.Lit(kOp, f.objet,
+                       "SELECT coalesce(max(no), 0)::bigint, count(*) FILTER (WHERE supprime) "
+                       "FROM " +
+                           f.table,
+                       Parametres());
+    out +=
+        f.objet + " " + std::to_string(r.Grand(0, 0)) + "/" + std::to_string(r.Grand(0, 1)) + "\n";
+    Resultat e =
+        b.Lit(kOp, f.objet, "SELECT octets FROM " + f.table + " ORDER BY no", Parametres());
+    for (int i = 0; i < e.Lignes(); ++i) {
+      out += e.Octets(i, 0);
+      out += "\n";
+    }
+  }
+  for (int16_t h = 1; h <= b.NombreArbres(); ++h) {
+    ArbrePg& a = *b.Arbre(h);
+    out += a.objet + "\n";
+    Resultat r =
+        b.Lit(kOp, a.objet, "SELECT cle, no FROM " + a.table + " ORDER BY cle, no", Parametres());
+    for (int i = 0; i < r.Lignes(); ++i) {
+      out += std::string(r.Octets(i, 0)) + " " + std::to_string(r.Entier(i, 1)) + "\n";
+    }
+  }
+  return out;
+}
+
 }  // namespace
 
 std::shared_ptr<BasePg> OuvreBase(const std::string& uri, const std::string& schema,
@@ -53,31 +85,10 @@ std::unique_ptr<isam::Workload> WorkloadBase(const std::shared_ptr<BasePg>& base
 std::string EtatBase(BasePg& b) {
   constexpr std::string_view kOp = "État";
   std::string out;
-  for (int16_t h = 1; h <= b.NombreFichiers(); ++h) {
-    FichierPg& f = *b.Fichier(h);
-    Resultat r = b.Lit(kOp, f.objet,
-                       "SELECT coalesce(max(no), 0)::bigint, count(*) FILTER (WHERE supprime) "
-                       "FROM " +
-                           f.table,
-                       Parametres());
-    out +=
-        f.objet + " " + std::to_string(r.Grand(0, 0)) + "/" + std::to_string(r.Grand(0, 1)) + "\n";
-    Resultat e =
-        b.Lit(kOp, f.objet, "SELECT octets FROM " + f.table + " ORDER BY no", Parametres());
-    for (int i = 0; i < e.Lignes(); ++i) {
-      out += e.Octets(i, 0);
-      out += "\n";
-    }
-  }
-  for (int16_t h = 1; h <= b.NombreArbres(); ++h) {
-    ArbrePg& a = *b.Arbre(h);
-    out += a.objet + "\n";
-    Resultat r =
-        b.Lit(kOp, a.objet, "SELECT cle, no FROM " + a.table + " ORDER BY cle, no", Parametres());
-    for (int i = 0; i < r.Lignes(); ++i) {
-      out += std::string(r.Octets(i, 0)) + " " + std::to_string(r.Entier(i, 1)) + "\n";
-    }
-  }
+  // Under the store's lock, in one transaction: a writer whose program died after sending its
+  // commit keeps its session on the server until the server has run it, and tables read while
+  // it commits would mix the state before it with the state after it.
+  b.Transaction(kOp, b.Nom(), [&] { out = Etat(b); });
   return out;
 }
 

@@ -23,7 +23,8 @@ void EffaceSchemas(const std::string& uri, const std::string& schema);
 std::unique_ptr<isam::Workload> WorkloadBase(const std::shared_ptr<BasePg>& base, uint64_t seed,
                                              char prefixe = 'C');
 // Every record of the open data files and every entry of the open B-trees, in handle order,
-// as isam::Workload::State writes them.
+// as isam::Workload::State writes them; read in one transaction under the store's lock, so
+// that a writer still committing (its program killed meanwhile) is waited for.
 std::string EtatBase(BasePg& b);
 
 }  // namespace vesk::pg
