@@ -376,6 +376,7 @@ Status RedoLog::SyncLog() {
     sync_failed_ =
         Status::IOError("le journal " + path_ +
                         " n'a pu être synchronisé, le dossier doit être rouvert : " + s.message());
+    return sync_failed_;
   }
   return s;
 }
