@@ -256,7 +256,8 @@ TEST_P(EcransDessines, EntFicShowsTheMigrationPlanBeforeWriting) {
 }
 
 // The B-tree screen: its six-letter name and one-letter nature seen whole, each replaced by
-// what is typed over it; a lower-case name taken in upper case; Esc on the name leaves.
+// what is typed over it; a lower-case name taken in upper case; CLI2 made primary over CLIENT's
+// records, whose key two clients share: the plan refused, nothing written; Esc leaves.
 TEST_P(EcransDessines, EntBaTypedOverAndStored) {
   Lance("entba CLIENT", "SAISIE DES TABLES B-ARBRES");
   Compare("entba");
@@ -275,12 +276,16 @@ TEST_P(EcransDessines, EntBaTypedOverAndStored) {
   EXPECT_TRUE(Ligne("NATURE DU B-ARBRE").find(" S ") != std::string::npos) << Cadre();
   Tape("P");
   Envoie("Enter");
-  Envoie("Enter");  // LCLE: the table written, a new screen on CLIENT
-  Cadre();
+  Envoie("Enter");  // LCLE: CLIENT's trees would be rebuilt, but two clients share a key
+  Attend("Migration refusée : CLIENT");
+  EXPECT_NE(Ligne("B-arbres reconstruits : CLI1 CLI2"), "") << Cadre();
+  EXPECT_NE(Ligne("Migration refusée : B-Arbre CLI2 : clé « "), "") << Cadre();
+  Envoie("Enter");  // nothing written, a new screen on CLIENT
+  Attend("Table CLI2 inchangée : migration refusée");
   Envoie("Escape");
   EXPECT_EQ(Status(), "0");
   const std::string dico = Export();
-  EXPECT_NE(dico.find("[barbres.CLI2]\nfichier = \"CLIENT\"\nnature = \"P\""), std::string::npos)
+  EXPECT_NE(dico.find("[barbres.CLI2]\nfichier = \"CLIENT\"\nnature = \"S\""), std::string::npos)
       << dico;
 }
 

@@ -112,8 +112,9 @@ TEST_F(EntDomTmux, TheMenuRunsTheChosenCommandAndComesBack) {
   EXPECT_EQ(Status(), "0\n");
 }
 
-// `vesk entba` on the demo creates a secondary table on the terminal; the declarations of the
-// file then open it with its computed key length.
+// `vesk entba` on the demo creates a secondary table on the terminal, its tree built from
+// CLIENT's records once confirmed; the declarations of the file then open it with its computed
+// key length.
 TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
   ASSERT_EQ(
       std::system(
@@ -139,7 +140,11 @@ TEST_F(EntDomTmux, EntersASecondaryTableThenFindsItInTheDeclarations) {
   Envoie(effacement);
   Tape("[[CLVIL,_,_],[CLDCRE,_,_]]");
   Envoie("Enter");
-  Attend("Suppression : Confirmez par F6");  // a new screen
+  Attend("Données de CLIENT à convertir");  // CLIENT holds records: its trees are rebuilt
+  Envoie("Enter");
+  Attend("F6 Confirmer - autre touche : Annuler");
+  Envoie("F6");
+  Attend("CLI3 écrit, données converties");  // a new screen
   Envoie("Up");
   EXPECT_EQ(Status(), "0\n");
   std::string decl = vesk::testing::SortieCommande(

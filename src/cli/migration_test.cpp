@@ -229,5 +229,66 @@ TEST_F(MigrationTest, EachCompanyFolderIsMigratedWithItsOwnRecords) {
       << v.sortie;
 }
 
+// The B-tree and chaining screens take the same step as the file entry: a key list changed or a
+// new table over CLIENT's records rebuilds its trees once confirmed; pointers moved over
+// FACLIG's records carry their bytes, and a pointer over a field other than E is refused.
+TEST_F(MigrationTest, TheTableAndChainingScreensShowThePlanAndAskBeforeWriting) {
+  const std::string autre_liste = "LCLE = [[CLVIL,1,5],[CLNOM,1,10]]\nok\n";
+  Ecrit(dossier_ / "ba.script", "NOMT = CLI2\nNOMD\nNATT\n" + autre_liste +
+                                    "confirm <Esc>\nNOMT = CLI2\nNOMD\nNATT\n" + autre_liste +
+                                    "confirm <F6>\nNOMT = CLI3\nNOMD\nNATT = S\n"
+                                    "LCLE = [[CLPAYS,_,_]]\nok\nconfirm <F6>\nNOMT <Esc>\n");
+  ASSERT_EQ(Lance("--data demo entba CLIENT --script ba.script --transcript t.txt").status, 0);
+  std::string t = Contenu(dossier_ / "t.txt");
+  for (const char* ligne :
+       {"Boite «Données de CLIENT à convertir» «CLIENT (01) : 283 enregistrement(s)\\n  "
+        "B-arbres reconstruits : CLI1 CLI2» -> ok",
+        "Message B «Table CLI2 inchangée : ses données ne sont pas converties»",
+        "Message B «CLI2 écrit, données converties ; avant : SAUVEGARDE-",
+        "B-arbres reconstruits : CLI1 CLI2 CLI3» -> ok",
+        "Message B «CLI3 écrit, données converties ; avant : SAUVEGARDE-"}) {
+    EXPECT_NE(t.find(ligne), std::string::npos) << ligne << "\n" << t;
+  }
+  Execution v = Lance("--data demo verifie CLIENT");
+  EXPECT_EQ(v.status, 0) << v.sortie;
+  EXPECT_NE(v.sortie.find("3 B-arbre(s) (849 clé(s))"), std::string::npos) << v.sortie;
+
+  const std::string lignes = Lance("--data demo donnees FACLIG").sortie;
+  Ecrit(dossier_ / "chain.script",
+        "CHAINL = FACLIG\nPNEA\nPNES = 7\nCHAINE\nPPE\nPDE\nok\n"
+        "CHAINL = FACLIG\nPNEA\nPNES = 30\nCHAINE\nPPE\nPDE\nok\nconfirm <F6>\nCHAINL <Esc>\n");
+  ASSERT_EQ(Lance("--data demo entchain FACLIG --script chain.script --transcript t.txt").status,
+            0);
+  t = Contenu(dossier_ / "t.txt");
+  for (const char* ligne :
+       {"Boite «Migration refusée : FACLIG et FACTUR» «FACLIG (01) : 2278 enregistrement(s) à "
+        "convertir\\n  ~ pointeur suivant FACLIG sous FACTUR : position 4 -> 7\\n  ! pointeur "
+        "suivant en position 7 sur FLART (A 10) : refusé»",
+        "Message B «Chaînage FACLIG inchangé : migration refusée»",
+        "~ pointeur suivant FACLIG sous FACTUR : position 4 -> 30» -> ok",
+        "Message B «FACLIG écrit, données converties ; avant : SAUVEGARDE-"}) {
+    EXPECT_NE(t.find(ligne), std::string::npos) << ligne << "\n" << t;
+  }
+  v = Lance("--data demo verifie");
+  EXPECT_EQ(v.status, 0) << v.sortie;  // the chains are walked through the new position
+  EXPECT_EQ(Lance("--data demo donnees FACLIG").sortie, lignes);
+}
+
+// A field of a key widened on the file entry changes the key length of its table with the
+// specification: the table's record and its rebuilt tree agree, so that a later rebuild from
+// the dictionary keeps whole keys.
+TEST_F(MigrationTest, AKeyFieldWidenedOnTheFileEntryChangesTheTablesKeyLength) {
+  Ecrit(dossier_ / "fic.script",
+        "NOMFIC = CLIENT\nDFE\nLONGENR\nLF1\nLF2\nLF3 = 7\nLF5\nLF6\nLF10\nLF7\nLF1 <Esc>\n"
+        "LONGENR\nok\nconfirm <F6>\nNOMFIC <Esc>\n");
+  ASSERT_EQ(Lance("--data demo entfic --script fic.script").status, 0);
+  Ecrit(dossier_ / "ba.script", "NOMT = CLI1\nNOMD <Esc>\nNOMT <Esc>\n");
+  ASSERT_EQ(Lance("--data demo entba CLIENT --script ba.script --transcript t.txt").status, 0);
+  EXPECT_NE(Contenu(dossier_ / "t.txt").find("Affiche LONGCLE «7    »"), std::string::npos);
+  ASSERT_EQ(Lance("--data demo reconsba --tous").status, 0);
+  const Execution v = Lance("--data demo verifie CLIENT");
+  EXPECT_EQ(v.status, 0) << v.sortie;
+}
+
 }  // namespace
 }  // namespace vesk::cli::testing

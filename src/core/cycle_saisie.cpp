@@ -105,14 +105,19 @@ bool CycleSaisie::SaisitEcran(const EtapesEcran& e, std::span<const ChampCycle> 
 
 int32_t EcritEnregistrement(Session& s, const FichierCle& f, int32_t e,
                             const std::function<void()>& supprime,
-                            const std::function<std::string()>& remplit) {
+                            const std::function<std::string()>& remplit,
+                            const std::function<void(LotDictionnaire&)>& termine) {
   LotDictionnaire lot(s);
   if (e != 0) {
     s.Donnee().LireEnr(f.fichier, e);
     supprime();
   }
   const int32_t nouveau = InsereEnregistrement(s, f, remplit());
-  lot.Valide();
+  if (termine) {
+    termine(lot);
+  } else {
+    lot.Valide();
+  }
   return nouveau;
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/lot.h"
 #include "core/session.h"
 
 namespace vesk {
@@ -136,10 +137,13 @@ void SupprimeEnregistrement(Session& s, const FichierCle& f, std::string_view cl
 int32_t InsereEnregistrement(Session& s, const FichierCle& f, std::string_view cle);
 // Writes a screen's record in one batch, so that a crash cannot lose a modified record: the
 // record e found by the lookup (0: none) read again and deleted by supprime, then the current
-// fields filled by remplit, which gives their key, inserted. Gives the new record's number.
+// fields filled by remplit, which gives their key, inserted. The batch is committed, or ended
+// by termine when one is given (a migration ends it with the data). Gives the new record's
+// number.
 int32_t EcritEnregistrement(Session& s, const FichierCle& f, int32_t e,
                             const std::function<void()>& supprime,
-                            const std::function<std::string()>& remplit);
+                            const std::function<std::string()>& remplit,
+                            const std::function<void(LotDictionnaire&)>& termine = {});
 
 // Calls lit(key, record number) for every record of f in key order, the record being the
 // file's current fields during the call.

@@ -1,11 +1,14 @@
 // The B-tree table entry: a table's name, its data file, its nature and its key list, the key
-// length always computed from the list.
+// length always computed from the list. A table changed over a file that holds records is
+// written with the file's trees rebuilt, once the user has seen the plan and confirmed.
 #include <optional>
 #include <string>
 
 #include "core/cycle_saisie.h"
 #include "fic/controles.h"
+#include "fic/etape_migration.h"
 #include "fic/fic.h"
+#include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
 #include "srv/text/utf8.h"
 
@@ -32,6 +35,7 @@ struct EcranBa {
   const FichierCle ba{etat.ba_fichier, etat.ba_arbre};
   Saisie s;
   TableChamps champs{etat};  // the fields of the file NOMD names, which the key list is built of
+  std::string message;       // shown on the next screen
 };
 
 // A new screen: the names of the current file, nature P, no key list; the field messages.
@@ -39,6 +43,8 @@ void NouvelEcran(EcranBa& d) {
   const std::string fichier(text::TrimRight(d.etat.fic[kNomFic]));
   d.s = Saisie{fichier, fichier, "P", "", ""};
   d.cycle.NouvelEcran();
+  if (!d.message.empty()) d.etat.Saisie().Message("B", d.message);
+  d.message.clear();
   d.etat.Saisie().MessChamp("NATT", "N", kAideNature, 0);
   d.etat.Saisie().MessChamp("LCLE", "N", kAideListeCle, 0);
   d.etat.Saisie().RegleChamp("NOMD",
@@ -118,9 +124,21 @@ std::optional<std::string> ControleLCle(EcranBa& d) {
 // Deletes the table found, under its key as stored (an old name may be in lower case).
 void Supprime(EcranBa& d) { SupprimeEnregistrement(d.etat, d.ba, d.cycle.CleTrouvee(), d.s.e); }
 
-// Writes the table as a new record, the one found deleted first.
+// The table of the screen put in the dictionary m.
+void AvecTable(EcranBa& d, ModeleDictionnaire& m) {
+  if (d.s.trouve) m.barbres.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
+  BArbre& b = m.barbres[d.s.nomt];
+  b.fichier = d.s.nomd;
+  b.nature = d.s.natt;
+  b.cle = d.s.lcle;
+  b.longueur = ValeurNumerique(d.s.longcle);
+  AnalyseCles(d.etat, m);
+}
+
+// Writes the table as a new record, the one found deleted first; when the change rebuilds the
+// trees of a file that holds records, only once the user accepts the plan, and with them.
 void Ecrit(EcranBa& d) {
-  EcritEnregistrement(
+  d.message = EcritSelonDonnees(
       d.etat, d.ba, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         Enregistrement& ba = d.etat.ba;
@@ -130,7 +148,9 @@ void Ecrit(EcranBa& d) {
         ba.Affecte(kLongCle, d.s.longcle);
         ba.Affecte(kLCle, d.s.lcle);
         return ba[kNomT];
-      });
+      },
+      [&d](ModeleDictionnaire& m) { AvecTable(d, m); },
+      {d.s.nomd, d.s.nomt, "Table " + d.s.nomt + " inchangée"});
 }
 
 // One screen from its key field: false when the user leaves, true when a table was deleted or

@@ -1,10 +1,13 @@
 // The chaining entry: a line file, the positions of its backward and forward pointers, its
-// header file and the positions of the first- and last-line pointers.
+// header file and the positions of the first- and last-line pointers. Pointers moved over files
+// that hold records are written with the records' pointers carried to their new positions, once
+// the user has seen the plan and confirmed.
 #include <optional>
 #include <string>
 
 #include "core/cycle_saisie.h"
 #include "fic/controles.h"
+#include "fic/etape_migration.h"
 #include "fic/fic.h"
 #include "fic/lecture_dictionnaire.h"
 #include "fic/table_champs.h"
@@ -31,6 +34,7 @@ struct EcranChain {
   CycleSaisie cycle{etat, kEcran};
   const FichierCle chain{etat.chain_fichier, etat.chain_arbre};
   Saisie s;
+  std::string message;  // shown on the next screen
 };
 
 // Looks the file up in Fic (its record becomes current); its record length, or 0 when it is
@@ -107,16 +111,32 @@ void Supprime(EcranChain& d) {
   SupprimeEnregistrement(d.etat, d.chain, d.cycle.CleTrouvee(), d.s.e);
 }
 
-// Writes the chaining as a new record, the one found deleted first.
+// The chaining of the screen put in the dictionary m.
+void AvecChainage(EcranChain& d, ModeleDictionnaire& m) {
+  if (d.s.trouve) m.chainages.erase(std::string(text::TrimRight(d.cycle.CleTrouvee())));
+  Chainage& c = m.chainages[d.s.chainl];
+  c.entete = d.s.chaine;
+  c.arriere = ValeurNumerique(d.s.pnea);
+  c.avant = ValeurNumerique(d.s.pnes);
+  c.premier = ValeurNumerique(d.s.ppe);
+  c.dernier = ValeurNumerique(d.s.pde);
+}
+
+// Writes the chaining as a new record, the one found deleted first; when its pointers move over
+// files that hold records, only once the user accepts the plan, and with the records converted.
 void Ecrit(EcranChain& d) {
-  EcritEnregistrement(
+  const std::string fichiers =
+      d.s.chainl == d.s.chaine ? d.s.chainl : d.s.chainl + " et " + d.s.chaine;
+  d.message = EcritSelonDonnees(
       d.etat, d.chain, d.s.trouve ? d.s.e : 0, [&d] { Supprime(d); },
       [&d] {
         const std::string* valeurs[] = {&d.s.chainl, &d.s.pnea, &d.s.pnes,
                                         &d.s.chaine, &d.s.ppe,  &d.s.pde};
         for (size_t i = 0; i < 6; ++i) d.etat.chain.Affecte(i, *valeurs[i]);
         return d.etat.chain[kChainL];
-      });
+      },
+      [&d](ModeleDictionnaire& m) { AvecChainage(d, m); },
+      {fichiers, d.s.chainl, "Chaînage " + d.s.chainl + " inchangé"});
 }
 
 // The line file named on the key field must be specified; its positions are proposed.
@@ -171,6 +191,8 @@ void EntChain(Session& s, int16_t& touche) {
   d.s.chaine = fichier;
   do {
     d.cycle.NouvelEcran();
+    if (!d.message.empty()) d.etat.Saisie().Message("B", d.message);
+    d.message.clear();
   } while (SaisitEcran(d, touche));
 }
 

@@ -62,7 +62,8 @@ class EcranFic {
   void Outil(int f);
   void EditionFichier();
   void EcritSelonDonnees();
-  void Ecrit(const MigrationEcran& migration);
+  void Ecrit(const MigrationEcran& migration,
+             const std::vector<std::pair<std::string, int64_t>>& longueurs);
   void Supprime();
   size_t SupprimeNommant(const FichierCle& f, std::initializer_list<size_t> champs,
                          Enregistrement& e);
@@ -336,6 +337,7 @@ void EcranFic::EditionFichier() {
 // the user asked first; nothing is written unless the data is converted with it.
 void EcranFic::EcritSelonDonnees() {
   MigrationEcran migration;
+  std::vector<std::pair<std::string, int64_t>> longueurs;
   if (trouve_) {
     const ModeleDictionnaire ancien = LitDictionnaire(etat_);
     ModeleDictionnaire nouveau = ancien;
@@ -344,19 +346,26 @@ void EcranFic::EcritSelonDonnees() {
     f.longueur = ValeurNumerique(longenr_);
     f.rubriques = table_.Rubriques();
     Complete(etat_, nouveau);
-    migration = DemandeMigration(etat_, ancien, nouveau, nom_);
+    for (const auto& [table, b] : nouveau.TablesDe(nom_)) {
+      if (b->longueur != ancien.barbres.at(table).longueur)
+        longueurs.emplace_back(table, b->longueur);
+    }
+    migration = DemandeMigration(etat_, ancien, nouveau,
+                                 {nom_, nom_, "Spécification de " + nom_ + " inchangée"});
     if (!migration.ecrit) {
       message_ = migration.message;
       return;
     }
   }
-  Ecrit(migration);
+  Ecrit(migration, longueurs);
 }
 
 // The Fic record and its field lines, in one batch: a modified file's old record and lines
-// go first (its record number changes, as for every modification). The batch ends with the
+// go first (its record number changes, as for every modification); the key length of the
+// file's tables that the fields change (longueurs) follows them. The batch ends with the
 // migration of the data when one was accepted.
-void EcranFic::Ecrit(const MigrationEcran& migration) {
+void EcranFic::Ecrit(const MigrationEcran& migration,
+                     const std::vector<std::pair<std::string, int64_t>>& longueurs) {
   LotDictionnaire lot(etat_);
   if (trouve_) {
     etat_.Donnee().LireEnr(fic_.fichier, e_);
@@ -369,7 +378,14 @@ void EcranFic::Ecrit(const MigrationEcran& migration) {
   etat_.fic.Affecte(kLongEnr, longenr_);
   InsereEnregistrement(etat_, fic_, etat_.fic[kNomFic]);
   table_.Sauve();
-  message_ = TermineLot(lot, migration, nom_);
+  for (const auto& [table, longueur] : longueurs) {
+    int32_t e = 0;
+    if (!ChercheNom(etat_, {etat_.ba_fichier, etat_.ba_arbre}, table, e)) continue;
+    etat_.ba.Affecte(kLongCle, std::to_string(longueur));
+    etat_.Donnee().EcrireFichier(etat_.ba_fichier, e, etat_.ba.Joint());
+  }
+  message_ =
+      TermineLot(etat_, lot, migration, {nom_, nom_, "Spécification de " + nom_ + " inchangée"});
 }
 
 // Removes the records of f one of whose fields champs names the file being deleted.

@@ -6,8 +6,10 @@
 #ifndef VESK_FIC_ETAPE_MIGRATION_H_
 #define VESK_FIC_ETAPE_MIGRATION_H_
 
+#include <functional>
 #include <string>
 
+#include "core/cycle_saisie.h"
 #include "core/lot.h"
 #include "core/session.h"
 #include "fic/modele_dictionnaire.h"
@@ -28,15 +30,34 @@ struct MigrationEcran {
   std::string message;    // when nothing is written: for line "B" of the next screen
 };
 
-// The step of the file nom: when the change from ancien to nouveau alters the layout of files
-// that hold records, the plan in a box, then the confirmation on line "B" (a migration that
-// cannot be made: the box only, and nothing written).
+// What a screen writes, named in its messages.
+struct SujetMigration {
+  std::string fichier;   // the data file the box is titled after ("CLIENT")
+  std::string ecrit;     // what is written ("CLIENT", "CLI1", "FACLIG")
+  std::string inchange;  // what stays ("Spécification de CLIENT inchangée", "Table CLI1
+                         // inchangée", "Chaînage FACLIG inchangé")
+};
+
+// The step of a screen about to write sujet: when the change from ancien to nouveau alters the
+// layout of files that hold records, the plan in a box, then the confirmation on line "B" (a
+// migration that cannot be made: the box only, and nothing written).
 MigrationEcran DemandeMigration(Session& s, const ModeleDictionnaire& ancien,
-                                const ModeleDictionnaire& nouveau, const std::string& nom);
+                                const ModeleDictionnaire& nouveau, const SujetMigration& sujet);
 
 // Ends lot: committed, or ended by the migration the user accepted (its batch's changes and the
-// converted files put in place together). Gives the message of the next screen ("" none).
-std::string TermineLot(LotDictionnaire& lot, const MigrationEcran& m, const std::string& nom);
+// converted files put in place together; its progress on line "B"). Gives the message of the next
+// screen ("" none).
+std::string TermineLot(Session& s, LotDictionnaire& lot, const MigrationEcran& m,
+                       const SujetMigration& sujet);
+
+// Writes a screen's record as EcritEnregistrement does, after the step above for the change
+// that modifie makes to the dictionary in place: declined or refused, nothing is written. Gives
+// the message of the next screen ("" none).
+std::string EcritSelonDonnees(Session& s, const FichierCle& f, int32_t e,
+                              const std::function<void()>& supprime,
+                              const std::function<std::string()>& remplit,
+                              const std::function<void(ModeleDictionnaire&)>& modifie,
+                              const SujetMigration& sujet);
 
 }  // namespace vesk::fic
 

@@ -135,20 +135,36 @@ Chainage ChainageDe(const Enregistrement& chain) {
           ValeurNumerique(chain[kPde]),  0};
 }
 
-ModeleDictionnaire LitDictionnaire(Session& s) {
+namespace {
+
+// The dictionary, with the fields of every file (seul null) or of the file *seul only.
+ModeleDictionnaire Lit(Session& s, const std::string* seul) {
   EnregistrementsCourants courants(s);
   ModeleDictionnaire m;
   ParcourtEntier(s, {s.dom_fichier, s.dom_arbre}, s.dom, kDom, [&] {
     m.domaines[Champ(s.dom, kCoDom)] = {Champ(s.dom, kNomDom), Champ(s.dom, kFdd), {}, 0};
   });
-  ParcourtEntier(s, {s.fic_fichier, s.fic_arbre}, s.fic, kFic,
-                 [&] { m.fichiers[Champ(s.fic, kNomFic)] = LitFichier(s); });
+  ParcourtEntier(s, {s.fic_fichier, s.fic_arbre}, s.fic, kFic, [&] {
+    const std::string nom = Champ(s.fic, kNomFic);
+    m.fichiers[nom] = seul == nullptr || text::UpperAscii(nom) == text::UpperAscii(*seul)
+                          ? LitFichier(s)
+                          : Fichier{s.fic[kDfe] == "O", LongueurEnr(s.fic), {}, 0};
+  });
   ParcourtEntier(s, {s.ba_fichier, s.ba_arbre}, s.ba, kBa,
                  [&] { m.barbres[Champ(s.ba, kNomT)] = LitBArbre(s.ba); });
   ParcourtEntier(s, {s.chain_fichier, s.chain_arbre}, s.chain, kChain,
                  [&] { m.chainages[Champ(s.chain, kChainL)] = ChainageDe(s.chain); });
   AnalyseCles(s, m);
   return m;
+}
+
+}  // namespace
+
+ModeleDictionnaire LitDictionnaire(Session& s) { return Lit(s, nullptr); }
+
+ModeleDictionnaire LitDictionnairePour(Session& s, std::string_view nom) {
+  const std::string seul(nom);
+  return Lit(s, &seul);
 }
 
 void LitDefinitions(Session& s, ModeleDictionnaire& m) {

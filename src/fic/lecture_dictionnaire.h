@@ -19,6 +19,10 @@ namespace vesk::fic {
 // left unread: LitDefinitions), files with their fields, tables with their key lists parsed,
 // chainings. The session's current records are as they were before the call.
 ModeleDictionnaire LitDictionnaire(Session& s);
+// The dictionary as LitDictionnaire reads it, but with the fields of the file nom only (the other
+// files without fields, the key lists of their tables not parsed): everything a program of nom
+// is made from (PartiesFichier), without walking the field lines of every file.
+ModeleDictionnaire LitDictionnairePour(Session& s, std::string_view nom);
 // Reads the lines of every domain's definition file into the model (absent: no file).
 void LitDefinitions(Session& s, ModeleDictionnaire& m);
 // The names of the tables of the file nom in the B-tree dictionary, in table order (only the

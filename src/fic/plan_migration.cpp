@@ -181,9 +181,10 @@ bool Chainages(const ModeleDictionnaire& a, const ModeleDictionnaire& n,
                            " -> " + std::to_string(position));
     }
     if (const ChampDonnee* c = Recouvre(dn, position)) {
-      r.refus.push_back("le pointeur " + role + " en position " + std::to_string(position) +
-                        " recouvre la rubrique " + c->variable + " (" + Decrit(c->codage) +
-                        ") : corriger le chaînage");
+      // Short enough for a line of the screens' box: the move above names the chaining.
+      r.refus.push_back("pointeur " + role.substr(0, role.find(' ')) + " en position " +
+                        std::to_string(position) + " sur " + c->variable + " (" +
+                        Decrit(c->codage) + ") : refusé");
     }
     PieceMigration p;
     p.variable = "pointeur " + role;

@@ -151,7 +151,7 @@ void EcritEcriture(Session& s, const std::string& nom, std::span<const fic::Rubr
 }  // namespace
 
 void DeclarationFichier(Session& s, std::string_view nom) {
-  const fic::ModeleDictionnaire m = fic::LitDictionnaire(s);
+  const fic::ModeleDictionnaire m = fic::LitDictionnairePour(s, nom);
   InitGenCode(s);
   GenTitre(s, "Ouverture des Fichiers et B-Arbres", "=", "");
   GenInst(s, "Sub Ouv" + Application(s));

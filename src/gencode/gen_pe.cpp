@@ -333,7 +333,7 @@ void GenereEdition(Session& s, const fic::ModeleDictionnaire& m, const DemandeEd
 }
 
 void GenereEdition(Session& s, const DemandeEdition& demande) {
-  GenereEdition(s, fic::LitDictionnaire(s), demande);
+  GenereEdition(s, fic::LitDictionnairePour(s, demande.fichier), demande);
 }
 
 void GenPE(Session& s) {

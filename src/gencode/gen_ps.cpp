@@ -563,7 +563,7 @@ void GenereSaisie(Session& s, const fic::ModeleDictionnaire& m, const DemandeSai
 
 void GenereSaisie(Session& s, const DemandeSaisie& demande,
                   const std::function<void()>& trop_de_cles) {
-  GenereSaisie(s, fic::LitDictionnaire(s), demande, trop_de_cles);
+  GenereSaisie(s, fic::LitDictionnairePour(s, demande.fichier), demande, trop_de_cles);
 }
 
 void GenPS(Session& s) {

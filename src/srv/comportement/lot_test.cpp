@@ -79,6 +79,40 @@ TEST_P(LotTest, ARefusedOperationLeavesTheBatchGoing) {
   Verifie();
 }
 
+// Many inserts in one batch refuse exactly the keys that exist, whoever wrote them and when
+// (another user before the batch, the batch itself): a key deleted in the batch, one whose
+// owner failed, and those of a cancelled batch are free again.
+TEST_P(LotTest, ManyInsertsInABatchRefuseExactlyTheKeysThatExist) {
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  Proprio p(&autre->Donnee(), "Dom");
+  autre->Donnee().Donnee(false, "Dom", 16, p.fichier, &p, "", "", "", false);
+  int16_t arbre = 0;
+  autre->BArbre().B_Arbre(false, "Dom", 6, "P", arbre, "", false);
+  p.champs = "ZZZ autre";
+  int32_t no = 0;
+  autre->BArbre().Insere(arbre, "ZZZ", p.fichier, no);
+  auto cle = [](int i) { return "K" + std::to_string(1000 + i); };
+  Donnee().DebutLot();
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(Insere(cle(i)), i + 2);
+  EXPECT_ERREUR(Insere("ZZZ"), "la clé \"ZZZ\" existe déjà : rien n'est écrit");
+  EXPECT_ERREUR(Insere(cle(7)), "existe déjà");
+  BArbre().Supprime(arbre_, cle(7), 9, dom_->fichier);
+  EXPECT_EQ(Insere(cle(7)), 302);
+  EXPECT_ERREUR(Insere(cle(400), std::string(20, 'x')), "plus long que 16");
+  EXPECT_EQ(Insere(cle(400)), 303);
+  Donnee().FinLot();
+  Donnee().DebutLot();
+  for (int i = 500; i < 800; ++i) Insere(cle(i));
+  Donnee().AnnuleLot();
+  Donnee().DebutLot();
+  EXPECT_EQ(Insere(cle(500)), 304);
+  EXPECT_ERREUR(Insere(cle(299)), "existe déjà");
+  Donnee().FinLot();
+  EXPECT_TRUE(Trouve(cle(7)));
+  EXPECT_FALSE(Trouve(cle(501)));
+  Verifie();
+}
+
 // A writer waits for the store's lock at most its delay, then fails; once the first user's
 // batch ends, it writes after it.
 TEST_P(LotTest, ASecondWriterWaitsForTheBatchOfTheFirst) {

@@ -303,6 +303,7 @@ void BasePg::Entre(std::string_view operation) {
 }
 
 void BasePg::FinTransaction() {
+  ++epoque_;
   transaction_ = false;
   verrou_ = false;
   point_ = false;
@@ -335,6 +336,8 @@ void BasePg::Sort(std::string_view operation, std::string_view objet, bool succe
 }
 
 void BasePg::Abandonne(std::string_view operation) {
+  // What the operation already sent is undone: what was learnt since may no longer hold.
+  if (point_ || !compensations_.empty()) ++epoque_;
   file_.clear();
   for (auto it = derniers_.rbegin(); it != derniers_.rend(); ++it) it->first->dernier = it->second;
   derniers_.clear();
@@ -366,6 +369,7 @@ void BasePg::Abandonne(std::string_view operation) {
 }
 
 void BasePg::Echoue(const ErreurPg& e, std::string_view operation, std::string_view objet) {
+  ++epoque_;
   std::string message = e.Verrou() ? "fichier verrouillé : la base " + Nom() +
                                          " est utilisée par un autre programme (attente de " +
                                          std::to_string(delai_verrou_ms_) + " ms dépassée)"
@@ -422,6 +426,7 @@ void BasePg::AnnuleLot() {
 }
 
 void BasePg::Annule() {
+  ++epoque_;
   gache_.clear();
   // What was read ahead may hold the batch's writes.
   for (auto& f : fichiers_) ++f->version;

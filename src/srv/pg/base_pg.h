@@ -124,6 +124,9 @@ class BasePg {
   void FinLot();
   void AnnuleLot();
   bool DansLot() const { return lot_ > 0; }
+  // A number that changes whenever what this thread learnt of the store under its lock may no
+  // longer hold (the lock released, an operation undone); 0 while the lock is not held.
+  uint64_t Epoque() const { return verrou_ ? epoque_ : 0; }
   bool DansTransaction() const { return transaction_; }
 
   // Runs f inside a transaction of its own holding the store's lock, outside any batch
@@ -194,6 +197,7 @@ class BasePg {
   int32_t cle_verrou_ = 0;                  // the store's lock: (kClasseVerrou, cle_verrou_)
   bool transaction_ = false;                // BEGIN sent
   bool verrou_ = false;                     // the lock asked in this transaction
+  uint64_t epoque_ = 1;
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;

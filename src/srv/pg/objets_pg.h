@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "srv/proprietaire.h"
@@ -66,7 +67,16 @@ struct ArbrePg {
   int16_t fichier_avance = 0;
   uint64_t version_arbre = 0, version_fichier = 0;
   bool fin_lue = false;  // the read ahead reached the end of the tree
-  int lot_lecture = 0;   // how many entries the next fetch asks for
+  // Every key of a primary tree, loaded by a batch that inserts many keys and kept by this
+  // thread's own inserts and deletions while it holds the store's lock: Insere then refuses a
+  // key that exists without asking the server. Valid in BasePg::Epoque() cles_epoque only.
+  std::unordered_set<std::string> cles;
+  uint64_t cles_epoque = 0;
+  // Keys Insere asked the server about in epoch essais_epoque, and the tree's size estimated
+  // at the first of them (entries).
+  int64_t essais = 0;
+  uint64_t essais_epoque = 0;
+  int64_t taille_estimee = 0;
 };
 
 // A text file read whole when opened.

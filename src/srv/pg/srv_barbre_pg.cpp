@@ -18,9 +18,13 @@ using pg::Parametres;
 
 namespace {
 
-// How many entries a walk reads ahead: the first fetch, and the most of one fetch.
-constexpr int kAvanceMin = 8;
-constexpr int kAvanceMax = 512;
+// How many entries a walk reads ahead at each fetch.
+constexpr int kAvance = 1000;
+// Entries of a tree read for the price of one round trip: a batch reads every key of a primary
+// tree once it has asked the server about that many keys per this many entries of the tree.
+constexpr int64_t kEntreesParAllerRetour = 1024;
+// A tree of more entries than this never has its keys read (their memory).
+constexpr int64_t kClesLuesMax = 1000000;
 
 std::string Trim(std::string_view s) {
   const size_t end = s.find_last_not_of(' ');
@@ -164,22 +168,7 @@ void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, i
   }
   Cle(a, cle, kOp);
   // The key goes in first, under the next record number: a refused key leaves both as they were.
-  Parametres p;
-  p.Octets(key_);
-  pg::Resultat r =
-      base_->Lit(kOp, a.objet,
-                 "INSERT INTO " + a.table + " (cle, no) SELECT $1, coalesce(max(no), 0) + 1 FROM " +
-                     f.table + " ON CONFLICT DO NOTHING RETURNING no",
-                 p);
-  if (r.Lignes() == 0) {
-    throw ErreurService(kOp, a.objet,
-                        "la clé \"" + Montre(key_) + "\" existe déjà : rien n'est écrit");
-  }
-  const int32_t no = r.Entier(0, 0);
-  base_->NoteDernier(f, no - 1);
-  Parametres undo;
-  undo.Octets(key_).Entier(no);
-  base_->Compense("DELETE FROM " + a.table + " WHERE cle = $1 AND no = $2", std::move(undo));
+  const int32_t no = ConnaitCles(a, kOp) ? InsereConnue(a, f, kOp) : InsereServeur(a, f, kOp);
   base_->Touche(a);
   pg::AppelleEcrire(f, no, kOp);
   if (base_->Dernier(f, kOp) < no) {
@@ -187,9 +176,73 @@ void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, i
         kOp, f.objet,
         "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " + std::to_string(no));
   }
+  if (a.cles_epoque == base_->Epoque()) a.cles.insert(key_);
   f.courant = no;
   no_enr = no;
   op.Fin(a.objet);
+}
+
+int32_t SrvBArbrePg::InsereServeur(ArbrePg& a, FichierPg& f, std::string_view op) {
+  std::vector<pg::Requete> q(1);
+  q[0].sql = "INSERT INTO " + a.table + " (cle, no) SELECT $1, coalesce(max(no), 0) + 1 FROM " +
+             f.table + " ON CONFLICT DO NOTHING RETURNING no";
+  q[0].parametres.Octets(key_);
+  // A batch's first insert into a primary tree learns the tree's size with it.
+  const uint64_t epoque = base_->Epoque();
+  const bool premier = a.nature == 'P' && base_->DansLot() && a.essais_epoque != epoque;
+  if (premier) {
+    q.emplace_back();
+    q[1].sql = "SELECT coalesce(pg_relation_size(to_regclass($1::text)), 0) / " +
+               std::to_string(a.longueur_cle + 36);
+    q[1].parametres.Texte(a.table);
+  }
+  std::vector<pg::Resultat> r = base_->Lit(op, a.objet, q);
+  if (premier) {
+    a.essais_epoque = epoque;
+    a.essais = 0;
+    a.taille_estimee = r[1].Grand(0, 0);
+  }
+  ++a.essais;
+  if (r[0].Lignes() == 0) {
+    throw ErreurService(op, a.objet,
+                        "la clé \"" + Montre(key_) + "\" existe déjà : rien n'est écrit");
+  }
+  const int32_t no = r[0].Entier(0, 0);
+  base_->NoteDernier(f, no - 1);
+  Parametres undo;
+  undo.Octets(key_).Entier(no);
+  base_->Compense("DELETE FROM " + a.table + " WHERE cle = $1 AND no = $2", std::move(undo));
+  return no;
+}
+
+int32_t SrvBArbrePg::InsereConnue(ArbrePg& a, FichierPg& f, std::string_view op) {
+  if (a.cles.contains(key_)) {
+    throw ErreurService(op, a.objet,
+                        "la clé \"" + Montre(key_) + "\" existe déjà : rien n'est écrit");
+  }
+  const int64_t no = base_->Dernier(f, op) + 1;
+  // A plain insert: should the tree hold the key after all (written by a program that does not
+  // take the store's lock), the server refuses it and the batch is undone, nothing lost.
+  Parametres p;
+  p.Octets(key_).Entier(static_cast<int32_t>(no));
+  base_->Ecrit("INSERT INTO " + a.table + " (cle, no) VALUES ($1, $2)", std::move(p));
+  return static_cast<int32_t>(no);
+}
+
+bool SrvBArbrePg::ConnaitCles(ArbrePg& a, std::string_view op) {
+  const uint64_t epoque = base_->Epoque();
+  if (a.nature != 'P' || !base_->DansLot() || epoque == 0) return false;
+  if (a.cles_epoque == epoque) return true;
+  if (a.essais_epoque != epoque || a.essais == 0 || a.taille_estimee > kClesLuesMax ||
+      a.essais * kEntreesParAllerRetour < a.taille_estimee) {
+    return false;
+  }
+  const pg::Resultat r = base_->Lit(op, a.objet, "SELECT cle FROM " + a.table, Parametres());
+  a.cles.clear();
+  a.cles.reserve(static_cast<size_t>(r.Lignes()));
+  for (int i = 0; i < r.Lignes(); ++i) a.cles.emplace(r.Octets(i, 0));
+  a.cles_epoque = epoque;
+  return true;
 }
 
 void SrvBArbrePg::InsS(int16_t arbre, std::string_view cle, int32_t no_enr, int16_t fichier) {
@@ -253,8 +306,6 @@ void SrvBArbrePg::Recherche(int16_t arbre, std::string_view cle, int16_t fichier
 
 void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool premier,
                             std::string_view op) {
-  a.lot_lecture =
-      premier ? kAvanceMin : std::min(kAvanceMax, std::max(kAvanceMin, a.lot_lecture * 2));
   Parametres p;
   std::string ou;
   if (!premier) {
@@ -271,7 +322,7 @@ void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool prem
   pg::Resultat r = base_->Lit(op, a.objet,
                               "SELECT b.cle, b.no, d.supprime, d.octets FROM " + a.table +
                                   " b LEFT JOIN " + f.table + " d ON d.no = b.no" + ou +
-                                  " ORDER BY b.cle, b.no LIMIT " + std::to_string(a.lot_lecture),
+                                  " ORDER BY b.cle, b.no LIMIT " + std::to_string(kAvance),
                               p);
   a.avance.clear();
   for (int i = 0; i < r.Lignes(); ++i) {
@@ -285,7 +336,7 @@ void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool prem
     }
     a.avance.push_back(std::move(e));
   }
-  a.fin_lue = r.Lignes() < a.lot_lecture;
+  a.fin_lue = r.Lignes() < kAvance;
   a.fichier_avance = fichier;
   a.version_arbre = a.version;
   a.version_fichier = f.version;
@@ -371,6 +422,7 @@ void SrvBArbrePg::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr, 
   }
   base_->Touche(a);
   if (primaire) base_->Touche(f);
+  if (a.cles_epoque == base_->Epoque()) a.cles.erase(key_);
   if (f.courant == no_enr) f.courant = 0;
   op.Fin(a.objet);
 }

@@ -45,6 +45,14 @@ class SrvBArbrePg : public SrvBArbre {
   // Gives record e.no (found by the tree) to the owner as the current fields of f.
   void LitEnregistrement(pg::ArbrePg& a, pg::FichierPg& f, const pg::EntreeLue& e,
                          std::string_view op);
+  // Whether every key of a is known without asking the server (a primary tree in a batch
+  // that has asked about enough keys to pay for reading them all: they are read then).
+  bool ConnaitCles(pg::ArbrePg& a, std::string_view op);
+  // Insere's key (key_) put into a under the next record number of f, which it gives back;
+  // the refusal of a key that exists. InsereServeur asks the server (one round trip),
+  // InsereConnue decides from the keys known and queues the insert.
+  int32_t InsereServeur(pg::ArbrePg& a, pg::FichierPg& f, std::string_view op);
+  int32_t InsereConnue(pg::ArbrePg& a, pg::FichierPg& f, std::string_view op);
   // PremCle (premier true) and SuivCle.
   void Parcours(int16_t arbre, int16_t fichier, bool premier, bool& trouve, std::string& cle);
   // Reads ahead the entries after the walk's position (all of them from the start when
