@@ -314,6 +314,7 @@ Status DossierDonnees::RechargeTout() {
 // Just after the lock was taken: recovery when a writer died, caches dropped when another user
 // committed.
 Status DossierDonnees::Valide() {
+  redo_log_->DropKept();  // a grouped commit not yet written by its user stays to the others
   FolderLock::State st;
   VESK_RETURN_IF_ERROR(verrou_->Read(&st));
   if (verrou_->LectureSeule()) VESK_RETURN_IF_ERROR(SansReprise(st));

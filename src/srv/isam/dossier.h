@@ -230,6 +230,7 @@ class DossierDonnees {
   Status Publie(const FolderLock::Synced& fin);
   Status Synchronise(const FolderLock::Synced& attendu);
   Status EchecSync(const Status& s);
+  Status EcritGardes(const FolderLock::Synced& fin, uint64_t debut);
   Status Applique(FolderLock::State* st);
   Status RafraichitVue(const FolderLock::State& st);
   Status Echec(const Status& s);
@@ -267,6 +268,7 @@ class DossierDonnees {
   Plage vue_plage_;
   // The grouped commit made last, until AttendDurable sees it durable (nonce 0: none).
   FolderLock::Synced attente_;
+  uint64_t attente_debut_ = 0;  // where it begins in the redo log
   bool attente_manuelle_ = false;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;

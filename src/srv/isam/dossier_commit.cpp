@@ -52,8 +52,9 @@ Status DossierDonnees::Commit(bool groupe) {
   if (direct) {
     s = EcritDirect(&st, avant);
   } else {
-    redo_log_->LeavePending();
+    redo_log_->LeavePending(true);
     attente_ = {redo_log_->End().nonce, redo_log_->End().end};
+    attente_debut_ = debut;
   }
   if (s.ok()) s = TermineCommit(&st);
   return s.ok() ? s : EchecApresValidation(s);
@@ -68,12 +69,15 @@ Status DossierDonnees::TermineCommit(FolderLock::State* st) {
   st->durable = st->durable || synchro_full_;
   if (redo_log_->Size() > seuil_journal_) {
     VESK_RETURN_IF_ERROR(VideJournal(st, true, st->durable));
-    attente_ = {};  // made durable by the checkpoint
+    attente_ = {};  // made durable and written by the checkpoint
+    redo_log_->DropKept();
   }
   st->writing = false;
   compteur_vu_ = st->counter;
   VESK_RETURN_IF_ERROR(verrou_->Write(*st));
-  return RafraichitVue(*st);
+  // A grouped commit whose blocks are kept is not read back: its user writes them once durable,
+  // or the view takes it at the next lock (Valide).
+  return redo_log_->Keeps() ? Status::Ok() : RafraichitVue(*st);
 }
 
 // A direct commit, its redo log synced when it had to be: the sync word moved, the pending
@@ -125,13 +129,44 @@ Status DossierDonnees::AttendDurable() {
   if (attente_.nonce == 0) return Status::Ok();
   const FolderLock::Synced attendu = attente_;
   attente_ = {};
-  VESK_RETURN_IF_ERROR(verrou_->LockSync());
-  FolderLock::Synced vu;
-  Status s = verrou_->ReadSynced(&vu);
-  if (s.ok() && !vu.Covers(attendu.nonce, attendu.end)) s = Synchronise(attendu);
-  Status u = verrou_->UnlockSync();
-  if (!s.ok()) return EchecSync(s);
-  return u;
+  Status s = verrou_->LockSync();
+  if (s.ok()) {
+    FolderLock::Synced vu;
+    s = verrou_->ReadSynced(&vu);
+    if (s.ok() && !vu.Covers(attendu.nonce, attendu.end)) s = Synchronise(attendu);
+    Status u = verrou_->UnlockSync();
+    if (!s.ok()) s = EchecSync(s);
+    if (s.ok()) s = u;
+  }
+  if (s.ok()) return EcritGardes(attendu, attente_debut_);
+  redo_log_->DropKept();
+  return s;
+}
+
+// A grouped commit just made durable is written to its files by its own user, from the blocks
+// kept in memory, when the exclusive lock can be had at once (it is never waited for here) and
+// the files stand just before the commit (`applied` at its start: nothing waits before it).
+// Otherwise (or when a lock is held: a shared one kept for reads is not converted, which may
+// drop it) it stays pending, for the next exclusive locker to read back from the redo log. A
+// failure of these writes comes past the commit point (EchecApresValidation).
+Status DossierDonnees::EcritGardes(const FolderLock::Synced& fin, uint64_t debut) {
+  if (!redo_log_->Keeps() || verrou_->held() != FolderLock::Held::kNone ||
+      !verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
+    redo_log_->DropKept();
+    return Status::Ok();
+  }
+  FolderLock::State st;
+  Status s = verrou_->Read(&st);
+  if (s.ok() && !st.writing && !st.replacing && st.redo_log_nonce == fin.nonce &&
+      st.applied == debut && st.redo_log_end >= fin.end) {
+    s = redo_log_->WriteKept();
+    st.applied = fin.end;
+    if (s.ok()) s = verrou_->Write(st);
+  }
+  redo_log_->DropKept();
+  if (!s.ok()) s = EchecApresValidation(s);
+  Status u = verrou_->Unlock();
+  return s.ok() ? u : s;
 }
 
 // The leader of a group (under the sync lock): the redo log's end read from the state word if
@@ -230,6 +265,7 @@ Status DossierDonnees::EchecApresValidation(const Status& s) {
 // write failed keeps refusing writes until the folder is reopened.
 Status DossierDonnees::Echec(const Status& s) {
   redo_log_->Abandon();
+  redo_log_->DropKept();
   attente_ = {};
   FolderLock::State st;
   Status r = Recupere(&st);

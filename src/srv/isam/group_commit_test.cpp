@@ -5,6 +5,8 @@
 // test (AttenteManuelle), so that their steps interleave exactly.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -74,6 +76,43 @@ TEST(GroupCommitTest, UsersSeeEachOthersWaitingCommitsAndShareOneSync) {
   p.wb->CheckModel();
   p = Pair(&mem);  // closed: their commits written, the redo log emptied
   ExpectSound(&mem, "fin");
+}
+
+// Once durable, a user writes its own commit to the files from memory, unless the files no
+// longer stand just before it (a commit of others waits before it, or another user wrote it
+// already): then the next user writes it from the redo log. Whatever the order of the steps
+// (a, b, c) and of the waits (A, B, C), every user and a newcomer see every commit.
+TEST(GroupCommitTest, EachCommitIsWrittenOnceInOrderWhoeverWritesIt) {
+  for (const std::string order : {"aAbB", "abAB", "abBA", "abBcAC", "abcCBA", "acbBCA"}) {
+    MemEnv mem;
+    Pair p(&mem, 64 << 10);
+    auto c = DossierDe(&mem, true, 0, 64 << 10);
+    c->AttenteManuelle(true);
+    Workload wc(c, 47, 'C');
+    struct User {
+      Workload* w;
+      DossierDonnees* d;
+    };
+    const std::map<char, User> users = {
+        {'A', {p.wa.get(), p.a.get()}}, {'B', {p.wb.get(), p.b.get()}}, {'C', {&wc, c.get()}}};
+    for (int round = 0; round < 8; ++round) {
+      for (char step : order) {
+        const User& u = users.at(static_cast<char>(std::toupper(step)));
+        if (std::islower(step)) {
+          u.w->Step();
+        } else {
+          ASSERT_TRUE(u.d->AttendDurable().ok()) << order << " " << step;
+        }
+      }
+      Workload newcomer(DossierDe(&mem), 0, 'Z');
+      for (const auto& [prefix, u] : users) {
+        EXPECT_EQ(newcomer.Vue(prefix), u.w->Vue(prefix)) << order << ", tour " << round;
+      }
+    }
+    p.wa->CheckModel();
+    p.wb->CheckModel();
+    wc.CheckModel();
+  }
 }
 
 // The power goes at every write and sync of interleaved commits: after it, each user finds

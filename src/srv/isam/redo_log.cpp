@@ -357,9 +357,21 @@ Status RedoLog::WriteFiles() {
   return Status::Ok();
 }
 
-void RedoLog::LeavePending() {
-  for (Entry* e : txn_entries_) e->w.pager->MarkCommitted();
+void RedoLog::LeavePending(bool keep) {
+  kept_.clear();
+  for (Entry* e : txn_entries_) {
+    Pager::Committed* c = nullptr;
+    if (keep) c = &kept_.emplace_back(e->w.pager, Pager::Committed{}).second;
+    e->w.pager->MarkCommitted(c);
+  }
   Forget();
+}
+
+Status RedoLog::WriteKept() {
+  std::vector<std::pair<Pager*, Pager::Committed>> kept = std::move(kept_);
+  kept_.clear();
+  for (const auto& [pager, c] : kept) VESK_RETURN_IF_ERROR(pager->WriteCommitted(c));
+  return Status::Ok();
 }
 
 Status RedoLog::OpenFile() {

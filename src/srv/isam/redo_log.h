@@ -25,7 +25,8 @@
 //   I2. A transaction's blocks reach its files only after its commit record is in the redo log
 //       (synced, with synchronisation full; written, with synchronisation off: enough against a
 //       killed process, whose written bytes the system keeps). Pending transactions reach their
-//       files in the redo log's order, and only those the sync word covers.
+//       files in the redo log's order, and only those the sync word covers; a user writes its
+//       own from the blocks it kept (WriteKept) only while `applied` stands at its start.
 //   I3. A transaction counts when its records and its commit record, which counts them and
 //       gives the offset where they begin, all carry valid checksums (seeded with the redo log's
 //       nonce plus the record's offset, so that no record counts elsewhere or in another
@@ -64,8 +65,9 @@
 //    │                                       ▼     │ SyncAppended (full) or none (off)
 //    │  PENDING: lock released, flag lowered;      ▼
 //    │  the user waits for a sync (its own   COMMITTED
-//    │  or another's: AttendDurable), then         │ blocks written to the files (no sync),
-//    │  any exclusive locker writes it ──────────▶ │ pending ones before them (ApplyPending)
+//    │  or another's: AttendDurable), then it      │ blocks written to the files (no sync),
+//    │  writes its kept blocks (WriteKept) or ───▶ │ pending ones before them (ApplyPending)
+//    │  any exclusive locker reads it back
 //    ├──────────────────────────────────────── WRITTEN ── a failure ──▶ HOT
 //    │                                             │ Checkpoint (threshold, close): pending
 //    │                                             ▼ ones synced and written, files synced,
@@ -94,6 +96,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "srv/isam/env.h"
@@ -173,8 +176,16 @@ class RedoLog {
   Status WriteFiles();
   // Ends the appended transaction without writing its files: it is pending (see the folder's
   // state word), its blocks clean in the caches (Pager::MarkCommitted); ApplyPending writes it
-  // once the redo log is durable past it.
-  void LeavePending();
+  // once the redo log is durable past it. With keep, its blocks are also kept in memory until
+  // WriteKept or DropKept, so that its own user may write it without reading the redo log.
+  void LeavePending(bool keep = false);
+  // Writes to their files the blocks LeavePending kept, then forgets them: only once the redo
+  // log is durable past the transaction, and while the files hold every transaction before it
+  // and none after (the folder's state word says so, under the exclusive lock). A failure
+  // leaves the files to be written again from the redo log (the transaction stays pending).
+  Status WriteKept();
+  void DropKept() { kept_.clear(); }
+  bool Keeps() const { return !kept_.empty(); }
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();
@@ -280,6 +291,8 @@ class RedoLog {
   // paths), and whether those transactions are all of the redo log's (none by another user).
   std::set<std::string> named_;
   bool named_all_ = false;
+  // The blocks of the transaction left pending last, with keep (LeavePending).
+  std::vector<std::pair<Pager*, Pager::Committed>> kept_;
 };
 
 }  // namespace vesk::isam
