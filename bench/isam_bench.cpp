@@ -3,13 +3,17 @@
 // SuivCle, Supprime), beside SQLite (rowid table + UNIQUE index) and LMDB in the same run.
 // Each phase of each engine is one transaction: SQLite and LMDB run it between BEGIN and COMMIT,
 // Vesk inside one batch (Lot), as a generated batch program does. Times are wall clock and CPU
-// time of the process (user + system), the latter steadier on a busy machine; --repeat K runs
-// the two read phases (lookup, scan) K times in every engine and keeps the best time of each.
+// time of the process (user + system), the latter steadier on a busy machine. --repeat K runs
+// the whole sequence K times (the three engines one after the other, on fresh files each time)
+// and prints the median of each rate and of each ratio, a ratio being taken between engines of
+// the same repetition.
 // --perf-fifo F --perf-phase P write "enable" and "disable" to F around phase P of Vesk (or
-// "P:commit", its batch's commit alone), for `perf record -D -1 --control fifo:F`.
+// "P:commit", its batch's commit alone; "sqlite:P", "lmdb:P" a peer's), for
+// `perf record -D -1 --control fifo:F`.
 // Usage: isam_bench [--records N] [--dir DIR] [--cache-mb M] [--engines vesk,sqlite,lmdb]
 //                   [--repeat K] [--perf-fifo F --perf-phase P]
-//        isam_bench --durable [--records N] ; isam_bench --rebuild [--records N]
+//        isam_bench --durable [--records N] [--repeat K] [--writers W [--commits C]]
+//        isam_bench --rebuild [--records N]
 //        isam_bench --migrate [--records N] [--dir DIR]
 //        isam_bench --pg URI [--records N]   (a build with the database store)
 #include <lmdb.h>
@@ -125,14 +129,24 @@ void Perf(const std::string& phase, const char* command) {
   std::fclose(f);
 }
 
-// Times f as phase p of r; a read phase runs options.repeat times, its best times kept.
-void Phase(Result& r, const char* p, const std::function<void()>& f) {
-  const bool read = std::string(p) == "lookup" || std::string(p) == "scan";
-  for (int i = 0; i < (read ? options.repeat : 1); ++i) {
-    double wall = Time(f);
-    if (i == 0 || wall < r.seconds[p]) r.seconds[p] = wall;
-    if (i == 0 || last_cpu < r.cpu[p]) r.cpu[p] = last_cpu;
-  }
+// Times f as phase p of r; a peer's phase (engine not empty) is recorded by perf when
+// --perf-phase names it as "engine:phase".
+void Phase(Result& r, const char* engine, const char* p, const std::function<void()>& f) {
+  const std::string tag = *engine == 0 ? "" : std::string(engine) + ":" + p;
+  r.seconds[p] = Time([&] {
+    Perf(tag, "enable\n");
+    f();
+    Perf(tag, "disable\n");
+  });
+  r.cpu[p] = last_cpu;
+}
+
+// The median of values (the mean of the middle two for an even count).
+double Median(std::vector<double> v) {
+  if (v.empty()) return 0;
+  std::sort(v.begin(), v.end());
+  size_t m = v.size() / 2;
+  return v.size() % 2 == 1 ? v[m] : (v[m - 1] + v[m]) / 2;
 }
 
 uint64_t Bytes(const fs::path& p) {
@@ -203,7 +217,7 @@ Result RunVesk(const Data& d, const fs::path& dir, size_t cache_mb) {
   // One batch per phase, as a generated batch program runs it.
   auto batch = [&](const char* phase, const std::function<void()>& f) {
     const std::string commit = std::string(phase) + ":commit";
-    Phase(r, phase, [&] {
+    Phase(r, "", phase, [&] {
       Perf(phase, "enable\n");
       vesk::isam::Lot lot(*dossier);
       f();
@@ -298,10 +312,12 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
   };
   sqlite3* seq = open("seq.db");
   sqlite3* rnd = open("rnd.db");
-  Phase(r, "seq_insert", [&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
-  Phase(r, "rand_insert", [&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  auto in_order = [](size_t j) { return uint32_t(j); };
+  auto shuffled = [&](size_t j) { return d.rand_order[j]; };
+  Phase(r, "sqlite", "seq_insert", [&] { insert(seq, in_order); });
+  Phase(r, "sqlite", "rand_insert", [&] { insert(rnd, shuffled); });
   r.bytes = Bytes(dir / "rnd.db");
-  Phase(r, "lookup", [&] {
+  Phase(r, "sqlite", "lookup", [&] {
     sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t WHERE k = ?");
     Sql(rnd, "BEGIN");
     std::string out;
@@ -314,7 +330,7 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
     Sql(rnd, "COMMIT");
     sqlite3_finalize(s);
   });
-  Phase(r, "scan", [&] {
+  Phase(r, "sqlite", "scan", [&] {
     sqlite3_stmt* s = stmt(rnd, "SELECT v FROM t ORDER BY k");
     Sql(rnd, "BEGIN");
     std::string out;
@@ -324,7 +340,7 @@ Result RunSqlite(const Data& d, const fs::path& dir) {
     Sql(rnd, "COMMIT");
     sqlite3_finalize(s);
   });
-  Phase(r, "delete", [&] {
+  Phase(r, "sqlite", "delete", [&] {
     sqlite3_stmt* s = stmt(rnd, "DELETE FROM t WHERE k = ?");
     Sql(rnd, "BEGIN");
     for (size_t j = 0; j < n / 2; ++j) {
@@ -380,11 +396,13 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
   };
   MDB_env* seq = open("lmdb_seq");
   MDB_env* rnd = open("lmdb_rnd");
-  Phase(r, "seq_insert", [&] { insert(seq, [](size_t j) { return uint32_t(j); }); });
-  Phase(r, "rand_insert", [&] { insert(rnd, [&](size_t j) { return d.rand_order[j]; }); });
+  auto in_order = [](size_t j) { return uint32_t(j); };
+  auto shuffled = [&](size_t j) { return d.rand_order[j]; };
+  Phase(r, "lmdb", "seq_insert", [&] { insert(seq, in_order); });
+  Phase(r, "lmdb", "rand_insert", [&] { insert(rnd, shuffled); });
   mdb_env_sync(rnd, 1);
   r.bytes = Bytes(dir / "lmdb_rnd");
-  Phase(r, "lookup", [&] {
+  Phase(r, "lmdb", "lookup", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       std::string out;
       for (uint32_t i : d.lookups) {
@@ -394,7 +412,7 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
       }
     });
   });
-  Phase(r, "scan", [&] {
+  Phase(r, "lmdb", "scan", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       MDB_cursor* c = nullptr;
       Check(mdb_cursor_open(txn, dbi, &c), "curseur");
@@ -407,7 +425,7 @@ Result RunLmdb(const Data& d, const fs::path& dir) {
       mdb_cursor_close(c);
     });
   });
-  Phase(r, "delete", [&] {
+  Phase(r, "lmdb", "delete", [&] {
     write(rnd, [&](MDB_txn* txn, MDB_dbi dbi) {
       for (size_t j = 0; j < n / 2; ++j) {
         MDB_val k{kKey, const_cast<char*>(d.keys[d.rand_order[j]].data())};
@@ -449,6 +467,101 @@ Options Parse(int argc, char** argv) {
   return o;
 }
 
+// One repetition of the whole sequence, each engine on fresh files.
+struct Repetition {
+  Result vesk, sqlite, lmdb;
+};
+
+Repetition RunOnce(const Data& d, const fs::path& dir) {
+  auto wanted = [](const char* e) { return options.engines.find(e) != std::string::npos; };
+  std::error_code ec;
+  fs::remove_all(dir, ec);
+  fs::create_directories(dir);
+  Repetition rep;
+  try {
+    if (wanted("vesk")) rep.vesk = RunVesk(d, dir / "vesk", options.cache_mb);
+  } catch (const std::exception& e) {
+    Die(std::string("vesk : ") + e.what());
+  }
+  if (wanted("sqlite")) rep.sqlite = RunSqlite(d, dir / "sqlite");
+  if (wanted("lmdb")) rep.lmdb = RunLmdb(d, dir / "lmdb");
+  fs::remove_all(dir, ec);
+  return rep;
+}
+
+// A phase's figure, 0 when the engine did not run.
+double At(const std::map<std::string, double>& m, const char* p) {
+  auto it = m.find(p);
+  return it == m.end() ? 0.0 : it->second;
+}
+
+// The medians over the repetitions: of one engine's rate (by wall clock or CPU time) for phase
+// p, and of the ratio of two engines' rates (a's time over b's).
+using Field = std::map<std::string, double> Result::*;
+double MedianRate(const std::vector<Repetition>& reps, Result Repetition::*e, Field t,
+                  const char* p, double ops) {
+  std::vector<double> v;
+  for (const Repetition& r : reps) {
+    double s = At((r.*e).*t, p);
+    v.push_back(s > 0 ? ops / s : 0.0);
+  }
+  return Median(v);
+}
+double MedianRatio(const std::vector<Repetition>& reps, Result Repetition::*a,
+                   Result Repetition::*b, Field t, const char* p) {
+  std::vector<double> v;
+  for (const Repetition& r : reps) {
+    double x = At((r.*a).*t, p), y = At((r.*b).*t, p);
+    v.push_back(y > 0 ? x / y : 0.0);
+  }
+  return Median(v);
+}
+
+void Report(const std::vector<Repetition>& reps, long base_kib) {
+  const Options& o = options;
+  const double n = static_cast<double>(o.records);
+  const Result& first = reps.front().vesk;
+  std::printf(
+      "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache de vesk %zu Mio "
+      "partagés par ses %zu fichiers\n"
+      "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk) ; "
+      "médianes de %d passages\n\n",
+      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb, kVeskFiles, o.repeat);
+  std::printf("%-12s %14s %14s %14s   (opérations par seconde, temps réel | temps CPU)\n", "phase",
+              "vesk", "sqlite", "lmdb");
+  using R = Repetition;
+  for (const char* p : kPhases) {
+    double ops = std::string(p) == "delete" ? n / 2 : n;
+    std::printf("%-12s %14.0f %14.0f %14.0f | %11.0f %11.0f %11.0f\n", p,
+                MedianRate(reps, &R::vesk, &Result::seconds, p, ops),
+                MedianRate(reps, &R::sqlite, &Result::seconds, p, ops),
+                MedianRate(reps, &R::lmdb, &Result::seconds, p, ops),
+                MedianRate(reps, &R::vesk, &Result::cpu, p, ops),
+                MedianRate(reps, &R::sqlite, &Result::cpu, p, ops),
+                MedianRate(reps, &R::lmdb, &Result::cpu, p, ops));
+  }
+  double raw = n * kRecord;
+  std::printf("%-12s %14.2f %14.2f %14.2f   (fichiers / données brutes, après rand_insert)\n",
+              "taille", first.bytes / raw, reps.front().sqlite.bytes / raw,
+              reps.front().lmdb.bytes / raw);
+  std::printf("validation du lot (vesk, comprise dans les temps, premier passage) :");
+  for (const char* p : {"seq_insert", "rand_insert", "delete"}) {
+    std::printf(" %s %.3f s", p, At(first.commit, p));
+  }
+  std::printf("\n");
+  std::printf(
+      "mémoire de pointe après vesk : %.1f Mio, dont données du banc %.1f Mio : vesk %.1f Mio\n",
+      first.peak_kib / 1024.0, base_kib / 1024.0, (first.peak_kib - base_kib) / 1024.0);
+  std::printf("mémoire de pointe du processus : %.1f Mio\n\n", PeakKib() / 1024.0);
+  for (const char* p : kPhases) {
+    std::printf("ratio %s vesk/sqlite=%.2f vesk/lmdb=%.2f (CPU : %.2f %.2f)\n", p,
+                MedianRatio(reps, &R::sqlite, &R::vesk, &Result::seconds, p),
+                MedianRatio(reps, &R::lmdb, &R::vesk, &Result::seconds, p),
+                MedianRatio(reps, &R::sqlite, &R::vesk, &Result::cpu, p),
+                MedianRatio(reps, &R::lmdb, &R::vesk, &Result::cpu, p));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -461,57 +574,10 @@ int main(int argc, char** argv) {
 #endif
   }
   options = Parse(argc, argv);
-  const Options& o = options;
-  auto wanted = [&](const char* e) { return o.engines.find(e) != std::string::npos; };
-  fs::path dir(o.dir);
-  std::error_code ec;
-  fs::remove_all(dir, ec);
-  fs::create_directories(dir);
-  Data d = MakeData(o.records);
+  Data d = MakeData(options.records);
   long base_kib = PeakKib();
-  Result vesk, sqlite, lmdb;
-  try {
-    if (wanted("vesk")) vesk = RunVesk(d, dir / "vesk", o.cache_mb);
-  } catch (const std::exception& e) {
-    Die(std::string("vesk : ") + e.what());
-  }
-  if (wanted("sqlite")) sqlite = RunSqlite(d, dir / "sqlite");
-  if (wanted("lmdb")) lmdb = RunLmdb(d, dir / "lmdb");
-  double n = static_cast<double>(o.records);
-  std::printf(
-      "isam_bench : %llu enregistrements de %zu octets, clés de %zu octets, cache de vesk %zu Mio "
-      "partagés par ses %zu fichiers\n"
-      "chaque phase est une transaction : BEGIN .. COMMIT (sqlite, lmdb), un lot (vesk) ; "
-      "lookup et scan : le meilleur de %d passages\n\n",
-      static_cast<unsigned long long>(o.records), kRecord, kKey, o.cache_mb, kVeskFiles, o.repeat);
-  auto rate = [](double ops, double s) { return s > 0 ? ops / s : 0.0; };
-  std::printf("%-12s %14s %14s %14s   (opérations par seconde, temps réel | temps CPU)\n", "phase",
-              "vesk", "sqlite", "lmdb");
-  for (const char* p : kPhases) {
-    double ops = std::string(p) == "delete" ? n / 2 : n;
-    std::printf("%-12s %14.0f %14.0f %14.0f | %11.0f %11.0f %11.0f\n", p,
-                rate(ops, vesk.seconds[p]), rate(ops, sqlite.seconds[p]),
-                rate(ops, lmdb.seconds[p]), rate(ops, vesk.cpu[p]), rate(ops, sqlite.cpu[p]),
-                rate(ops, lmdb.cpu[p]));
-  }
-  double raw = n * kRecord;
-  std::printf("%-12s %14.2f %14.2f %14.2f   (fichiers / données brutes, après rand_insert)\n",
-              "taille", vesk.bytes / raw, sqlite.bytes / raw, lmdb.bytes / raw);
-  std::printf("validation du lot (vesk, comprise dans les temps) :");
-  for (const char* p : {"seq_insert", "rand_insert", "delete"}) {
-    std::printf(" %s %.3f s", p, vesk.commit[p]);
-  }
-  std::printf("\n");
-  std::printf(
-      "mémoire de pointe après vesk : %.1f Mio, dont données du banc %.1f Mio : vesk %.1f Mio\n",
-      vesk.peak_kib / 1024.0, base_kib / 1024.0, (vesk.peak_kib - base_kib) / 1024.0);
-  std::printf("mémoire de pointe du processus : %.1f Mio\n\n", PeakKib() / 1024.0);
-  auto ratio = [](double a, double b) { return b > 0 ? a / b : 0.0; };
-  for (const char* p : kPhases) {
-    std::printf("ratio %s vesk/sqlite=%.2f vesk/lmdb=%.2f (CPU : %.2f %.2f)\n", p,
-                ratio(sqlite.seconds[p], vesk.seconds[p]), ratio(lmdb.seconds[p], vesk.seconds[p]),
-                ratio(sqlite.cpu[p], vesk.cpu[p]), ratio(lmdb.cpu[p], vesk.cpu[p]));
-  }
-  fs::remove_all(dir, ec);
+  std::vector<Repetition> reps;
+  for (int k = 0; k < options.repeat; ++k) reps.push_back(RunOnce(d, fs::path(options.dir)));
+  Report(reps, base_kib);
   return 0;
 }

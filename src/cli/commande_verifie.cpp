@@ -79,18 +79,18 @@ void Json(const std::vector<VerificationFichier>& resultats, std::ostream& sorti
   sortie << "\n],\"problemes\":" << problemes << "}\n";
 }
 
+// The store of the configuration: its data folder, or the database stockage names.
+std::unique_ptr<DonneesAVerifier> Donnees(const Configuration& config) {
+#ifdef VESK_AVEC_PG
+  if (EstAdresseBase(config.stockage)) return DonneesBase(config.stockage);
+#endif
+  return DonneesDossier(config.dossier);
+}
+
 }  // namespace
 
 int CommandeVerifie(Contexte& contexte) {
   const OptionsLigne& o = contexte.Options();
-  // The check reads the folder's files themselves: a database store has none to read, and a
-  // summary of nothing would pass for a sound application.
-  if (EstAdresseBase(contexte.Config().stockage)) {
-    throw ErreurService("Vérification", contexte.Config().dossier,
-                        "les données sont dans une base (stockage = postgresql://...) : vesk "
-                        "verifie ne vérifie que les données d'un dossier ; vesk copie les copie "
-                        "dans un dossier où les vérifier");
-  }
   std::vector<std::string> noms;
   for (const std::string& a : o.arguments) noms.push_back(NomFichier(a));
   fic::ModeleDictionnaire m;
@@ -102,7 +102,7 @@ int CommandeVerifie(Contexte& contexte) {
   }
   const std::unique_ptr<SuiviProgression> barre = tui::BarreSurErreurs();
   std::vector<VerificationFichier> resultats =
-      VerifieDonnees(m, contexte.Config().dossier, noms, *barre);
+      VerifieDonnees(m, *Donnees(contexte.Config()), noms, *barre);
   AjouteNomsReserves(m, contexte.Config().application, resultats);
   std::ostringstream texte;
   if (o.json) {

@@ -161,7 +161,9 @@ constexpr Commande kCommandes[] = {
      "l'enregistrement donne, chaque chaînage entier, le fichier d'accord avec son en-tête. Un "
      "bilan par fichier (enregistrements, problèmes par genre avec les premiers numéros "
      "d'enregistrement) ; --json pour les outils. Rien n'est écrit : un dossier en lecture seule "
-     "se vérifie aussi. Le code de sortie est 1 au moindre problème.",
+     "se vérifie aussi, et une base (stockage = postgresql://...) de même, table par table. Le "
+     "code "
+     "de sortie est 1 au moindre problème.",
      "--output --json", CommandeVerifie, Argument::kNomFichier, "", "vesk verifie CLIENT FACTUR"},
     {"config", "", "Affiche la configuration effective (vesk.ini et options), ou la change (--set)",
      "La configuration effective : vesk.ini du dossier de données et les options, au format de "

@@ -181,6 +181,8 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
                                               "edtdom --output r.txt",
                                               "donnees CLIENT",
                                               "donnees FACLIG --json",
+                                              "verifie",
+                                              "verifie FACLIG --json",
                                               "reconsba --tous",
                                               "export"};
   for (const std::string& c : commandes) {
@@ -204,11 +206,59 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
   Reussit("--data base --script lecture.script lectba --output dom.txt");
   const std::string dom = Contenu(dossier_ / "dom.txt");
   EXPECT_NE(dom.find("PAYS|REGLT|TVA"), std::string::npos) << dom;
-  // verifie reads a folder's files: on a database it says so rather than find nothing wrong.
-  auto [refus, texte_refus] = Lance("--data base verifie");
-  EXPECT_EQ(refus, 1);
-  EXPECT_NE(texte_refus.find("ne vérifie que les données d'un dossier"), std::string::npos)
-      << texte_refus;
+}
+
+// verifie finds the faults put into the demo's rows with psql's means (a record's bytes changed,
+// a key row deleted or lengthened, a record row deleted), each with its kind and record number.
+TEST_F(VeskSurPostgresql, VerifieFindsEachFaultOfTheRowsWithItsRecord) {
+  Reussit("demo dossier");
+  const std::string b = Base("k");
+  const std::string societe = schemas_.back() + "_01";
+  Reussit("copie dossier '" + b + "'");
+  fs::create_directories(dossier_ / "base");
+  std::ofstream(dossier_ / "base" / "vesk.ini")
+      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+  auto base = vesk::pg::OuvreBase(uri_, schemas_.back(), false);
+  auto octets = [&](const char* fichier, int no, int position, const char* hex, int n) {
+    return "UPDATE " + societe + ".d_" + fichier + " SET octets = overlay(octets placing '\\x" +
+           hex + "'::bytea from " + std::to_string(position) + " for " + std::to_string(n) +
+           ") WHERE no = " + std::to_string(no);
+  };
+  for (const std::string& sql : {
+           octets("client", 2, 69, "ffffff", 3),  // a date of no day
+           octets("client", 5, 1, "58", 1),       // CLCODE, not its CLI1 key
+           "DELETE FROM " + societe + ".b_cli2 WHERE no = 7",
+           "UPDATE " + societe + ".b_cli1 SET cle = cle || 'Z' WHERE no = 9",
+           "DELETE FROM " + societe + ".d_factur WHERE no = 10",
+       }) {
+    base->Lit("essai", "faute", sql, vesk::pg::Parametres());
+  }
+  auto [status, texte] = Lance("--data base verifie --json");
+  EXPECT_EQ(status, 1) << texte;
+  const char* const attendus[] = {
+      R"j({"genre":"date impossible","nombre":1,"enregistrements":[2],"exemple":)j"
+      R"j("enregistrement 2, CLDCRE : date impossible (0xFF 0xFF 0xFF)"})j",
+      R"j({"genre":"clé fausse","nombre":1,"enregistrements":[5],)j",
+      R"j({"genre":"arbre","nombre":1,"enregistrements":[9],"exemple":)j"
+      R"j("CLI1.DAB : la clé de l'enregistrement 9 a 7 octets, pas 6"})j",
+      R"j({"genre":"clé absente","nombre":2,"enregistrements":[9,7],)j",
+      R"j({"genre":"fichier","nombre":1,"enregistrements":[10],"exemple":)j"
+      R"j("FACTUR.DAT : aucun enregistrement ne porte le numéro 10"})j",
+      R"j("exemple":"FAC1.DAB : une clé renvoie à l'enregistrement 10, absent de FACTUR.DAT"})j",
+      R"j({"fichier":"FACLIG","entreprise":"01","donnees":true,)j"};
+  for (const char* attendu : attendus) {
+    EXPECT_NE(texte.find(attendu), std::string::npos) << attendu << "\n" << texte;
+  }
+  // A record length other than the dictionary's stops the file's check there.
+  base->Lit("essai", "faute",
+            "UPDATE " + schemas_.back() + ".vesk_fichiers SET longueur = 100 WHERE nom = 'FACTUR'",
+            vesk::pg::Parametres());
+  auto [longueur, texte_longueur] = Lance("--data base verifie FACTUR");
+  EXPECT_EQ(longueur, 1);
+  EXPECT_NE(texte_longueur.find("FACTUR.DAT : longueur d'enregistrement 32 demandée, le fichier a "
+                                "des enregistrements de 100"),
+            std::string::npos)
+      << texte_longueur;
 }
 
 // The date of day n (1 for 1 January 1900) as yyyy-mm-dd, by the civil calendar's arithmetic.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "btree/reconstruction.h"
 #include "core/ass.h"
@@ -69,31 +70,28 @@ void ControleValeurs(const fic::ModeleDictionnaire& m, const fic::Fichier& f, ui
   }
 }
 
-// The chainings whose lines are the file nom of the folder d: each whole (isam::VerifyChain).
-void ControleChainages(const fic::ModeleDictionnaire& m, const std::string& racine,
-                       const std::string& d, const std::string& nom, const fic::Fichier& f,
+// The chainings whose lines are the file nom of the company entreprise: each whole.
+void ControleChainages(const fic::ModeleDictionnaire& m, DonneesAVerifier& donnees,
+                       const std::string& entreprise, const std::string& nom, const fic::Fichier& f,
                        VerificationFichier& v) {
   const auto c = m.chainages.find(nom);
   if (c == m.chainages.end()) return;
   const fic::Fichier* entete = m.ChercheFichier(c->second.entete);
   if (entete == nullptr) return;
-  const std::string dossier_entete = entete->entreprise == f.entreprise ? d : racine;
-  const isam::ChainToCheck chainage{platform::JoinPath(dossier_entete, c->second.entete + ".DAT"),
-                                    platform::JoinPath(d, nom + ".DAT"),
+  const isam::ChainToCheck chainage{c->second.entete,
+                                    nom,
                                     static_cast<uint32_t>(c->second.premier - 1),
                                     static_cast<uint32_t>(c->second.dernier - 1),
                                     static_cast<uint32_t>(c->second.arriere - 1),
                                     static_cast<uint32_t>(c->second.avant - 1)};
   ++v.chainages;
-  if (!Existe(chainage.header)) {
-    if (v.bilan.records > 0) {
-      v.Ajoute(kGenreChainage, 0, "fichier d'en-tête " + chainage.header + " absent");
-    }
+  std::vector<std::string> problemes;
+  std::string absent;
+  if (!donnees.Chainage(entreprise, chainage, entete->entreprise == f.entreprise, &problemes,
+                        &absent)) {
+    if (v.bilan.records > 0) v.Ajoute(kGenreChainage, 0, "fichier d'en-tête " + absent + " absent");
     return;
   }
-  std::vector<std::string> problemes;
-  const isam::Status s = isam::VerifyChain(Env::Default(), chainage, &problemes);
-  if (!s.ok()) problemes.push_back(s.message());
   for (const std::string& p : problemes) v.Ajoute(kGenreChainage, 0, p);
 }
 
@@ -115,40 +113,84 @@ class PhaseVerification {
   SuiviProgression& suivi_;
 };
 
-VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, const std::string& racine,
-                                const std::string& d, const std::string& nom, const fic::Fichier& f,
-                                SuiviProgression& suivi) {
+VerificationFichier VerifieDans(const fic::ModeleDictionnaire& m, DonneesAVerifier& donnees,
+                                const std::string& entreprise, const std::string& nom,
+                                const fic::Fichier& f, SuiviProgression& suivi) {
   VerificationFichier v;
   v.fichier = nom;
-  v.entreprise = d == racine ? "" : Nom(d);
+  v.entreprise = entreprise;
   const PhaseVerification phase(suivi, v);
   uint64_t lus = 0;
   v.donnees = true;
   isam::FileToCheck fv;
-  fv.data = platform::JoinPath(d, nom + ".DAT");
+  fv.data = nom;
   fv.record_length = static_cast<uint32_t>(f.Longueur());
   for (const BArbreAReconstruire& a : btree::ArbresDuFichier(m, nom).arbres) {
-    fv.trees.push_back(CleDeTable(d, a));
+    fv.trees.push_back({a.nom, ConstructeurCle(a)});
   }
   v.arbres = fv.trees.size();
   fv.on_record = [&](uint32_t no, std::string_view octets) {
     ControleValeurs(m, f, no, octets, v);
     if (++lus % kEnregistrementsParAvance == 0) suivi.Avance(static_cast<int64_t>(lus));
   };
-  const isam::Status s = isam::VerifyFile(
-      Env::Default(), fv, [&](const isam::FileProblem& p) { v.Ajoute(p.kind, p.record, p.text); },
+  donnees.Fichier(
+      entreprise, fv, [&](const isam::FileProblem& p) { v.Ajoute(p.kind, p.record, p.text); },
       &v.bilan);
-  if (!s.ok()) throw ErreurService("Vérification", fv.data, s.message());
-  ControleChainages(m, racine, d, nom, f, v);
+  ControleChainages(m, donnees, entreprise, nom, f, v);
   return v;
 }
 
+// A data folder's files, by path.
+class DonneesDuDossier : public DonneesAVerifier {
+ public:
+  explicit DonneesDuDossier(std::string dossier) : dossier_(std::move(dossier)) {}
+
+  std::vector<std::string> Entreprises(const std::string& nom, const fic::Fichier& f) override {
+    std::vector<std::string> out;
+    for (const std::string& d : DossiersDonnees(dossier_, nom, f)) {
+      out.push_back(d == dossier_ ? "" : Nom(d));
+    }
+    return out;
+  }
+  void Fichier(const std::string& entreprise, const isam::FileToCheck& f,
+               const std::function<void(const isam::FileProblem&)>& probleme,
+               isam::FileTally* bilan) override {
+    const std::string d = Dossier(entreprise);
+    isam::FileToCheck fv = f;
+    fv.data = platform::JoinPath(d, f.data + ".DAT");
+    for (isam::KeyToCheck& k : fv.trees) k.tree = platform::JoinPath(d, k.tree + ".DAB");
+    const isam::Status s = isam::VerifyFile(Env::Default(), fv, probleme, bilan);
+    if (!s.ok()) throw ErreurService("Vérification", fv.data, s.message());
+  }
+  bool Chainage(const std::string& entreprise, const isam::ChainToCheck& c, bool entete_ici,
+                std::vector<std::string>* problemes, std::string* absent) override {
+    isam::ChainToCheck chemins = c;
+    chemins.header =
+        platform::JoinPath(entete_ici ? Dossier(entreprise) : dossier_, c.header + ".DAT");
+    chemins.line = platform::JoinPath(Dossier(entreprise), c.line + ".DAT");
+    if (!Existe(chemins.header)) {
+      *absent = chemins.header;
+      return false;
+    }
+    const isam::Status s = isam::VerifyChain(Env::Default(), chemins, problemes);
+    if (!s.ok()) problemes->push_back(s.message());
+    return true;
+  }
+
+ private:
+  std::string Dossier(const std::string& entreprise) const {
+    return entreprise.empty() ? dossier_ : platform::JoinPath(dossier_, entreprise);
+  }
+  const std::string dossier_;
+};
+
 }  // namespace
 
-isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a) {
+std::function<isam::Status(std::string_view, std::string*)> ConstructeurCle(
+    const BArbreAReconstruire& a) {
   const std::string objet = a.nom + ".DAB";
   const size_t longueur = static_cast<size_t>(a.longueur_cle);
-  auto cle = [a, objet, longueur](std::string_view octets, std::string* key) {
+  return [a, objet, longueur](std::string_view octets, std::string* key) {
     std::string texte, c;
     isam::DecodeBytes(octets, &texte);
     try {
@@ -158,7 +200,14 @@ isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruir
     }
     return isam::EncodeFixed(c, longueur, "clé de " + objet, key);
   };
-  return {platform::JoinPath(dossier, objet), cle};
+}
+
+isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a) {
+  return {platform::JoinPath(dossier, a.nom + ".DAB"), ConstructeurCle(a)};
+}
+
+std::unique_ptr<DonneesAVerifier> DonneesDossier(const std::string& dossier) {
+  return std::make_unique<DonneesDuDossier>(dossier);
 }
 
 namespace {
@@ -262,7 +311,7 @@ void VerificationFichier::Ajoute(std::string_view genre, uint32_t enregistrement
 }
 
 std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
-                                                const std::string& dossier,
+                                                DonneesAVerifier& donnees,
                                                 const std::vector<std::string>& noms,
                                                 SuiviProgression& suivi) {
   std::vector<std::string> choisis = noms;
@@ -275,14 +324,15 @@ std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m
     if (f == nullptr) {
       throw ErreurService("Vérification", nom, "fichier non spécifié dans le dictionnaire");
     }
-    const std::vector<std::string> dossiers = DossiersDonnees(dossier, nom, *f);
-    if (dossiers.empty()) {
+    const std::vector<std::string> entreprises = donnees.Entreprises(nom, *f);
+    if (entreprises.empty()) {
       VerificationFichier sans;
       sans.fichier = nom;
       resultats.push_back(std::move(sans));
     }
-    for (const std::string& d : dossiers)
-      resultats.push_back(VerifieDans(m, dossier, d, nom, *f, suivi));
+    for (const std::string& e : entreprises) {
+      resultats.push_back(VerifieDans(m, donnees, e, nom, *f, suivi));
+    }
   }
   return resultats;
 }

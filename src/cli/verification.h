@@ -10,6 +10,8 @@
 #define VESK_CLI_VERIFICATION_H_
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,8 +23,11 @@
 
 namespace vesk::cli {
 
-// The check of one tree's keys in the folder dossier: the component's key builder a.cle over
-// the record's bytes.
+// The key of a record's bytes (as stored) by the component's key builder a.cle, padded to the
+// tree's key length: the key every tree of a table must hold for each live record.
+std::function<isam::Status(std::string_view, std::string*)> ConstructeurCle(
+    const BArbreAReconstruire& a);
+// The check of one tree's keys in the folder dossier (ConstructeurCle).
 isam::KeyToCheck CleDeTable(const std::string& dossier, const BArbreAReconstruire& a);
 
 // The folders of the data folder dossier that hold the data file of f (nom): the root, or each
@@ -52,13 +57,39 @@ struct VerificationFichier {
   void Ajoute(std::string_view genre, uint32_t enregistrement, const std::string& texte);
 };
 
+// Where the check reads the data: a data folder's files (DonneesDossier) or a database
+// store's tables (DonneesBase). Files and trees are given by name ("CLIENT", "CLI1"), companies
+// by name ("01"), "" for the root.
+class DonneesAVerifier {
+ public:
+  virtual ~DonneesAVerifier() = default;
+  // The companies that hold the data file nom of f, in order ("" alone for a file of the root).
+  virtual std::vector<std::string> Entreprises(const std::string& nom, const fic::Fichier& f) = 0;
+  // isam::VerifyFile of the data file f.data of entreprise, its trees f.trees by name.
+  virtual void Fichier(const std::string& entreprise, const isam::FileToCheck& f,
+                       const std::function<void(const isam::FileProblem&)>& probleme,
+                       isam::FileTally* bilan) = 0;
+  // A chaining whose line file c.line is in entreprise and its header file c.header there
+  // (entete_ici) or at the root: what is wrong with it (isam::VerifyChain); false, with the
+  // header file named in *absent, when that file does not exist.
+  virtual bool Chainage(const std::string& entreprise, const isam::ChainToCheck& c, bool entete_ici,
+                        std::vector<std::string>* problemes, std::string* absent) = 0;
+};
+
+// The data folder dossier's files.
+std::unique_ptr<DonneesAVerifier> DonneesDossier(const std::string& dossier);
+#ifdef VESK_AVEC_PG
+// The database store of the URI stockage (docs/postgresql.md: what is checked there).
+std::unique_ptr<DonneesAVerifier> DonneesBase(const std::string& stockage);
+#endif
+
 // Checks the files noms of m (every specified file when empty; an unknown name is an
-// ErreurService), m read with its domains' definitions (fic::LitDefinitions), in the data
-// folder dossier. One result per file and folder, files in name order. suivi is told each
+// ErreurService), m read with its domains' definitions (fic::LitDefinitions), in donnees. One
+// result per file and folder (company), files in name order. suivi is told each
 // file and folder as a phase, its records as they are read (their number is not known
 // beforehand).
 std::vector<VerificationFichier> VerifieDonnees(const fic::ModeleDictionnaire& m,
-                                                const std::string& dossier,
+                                                DonneesAVerifier& donnees,
                                                 const std::vector<std::string>& noms,
                                                 SuiviProgression& suivi);
 

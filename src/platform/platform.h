@@ -51,12 +51,20 @@ class File {
   virtual IoStatus Sync() = 0;
   virtual IoStatus Size(uint64_t* size) = 0;
   virtual IoStatus Truncate(uint64_t size) = 0;
-  // Locks the whole file, waiting up to timeout_ms (0: try once); kLocked when it timed out.
+  // Locks the file, waiting up to timeout_ms (0: try once); kLocked when it timed out.
   // Locks belong to this open file, not to the process (two File objects of one process on the
   // same path exclude each other). They are advisory: they never hinder reads and writes.
   // Taking the other kind while holding one converts it (not atomically on Windows).
   virtual IoStatus Lock(LockKind kind, int timeout_ms) = 0;
   virtual IoStatus Unlock() = 0;
+  // A second lock of the file, exclusive and independent of the first (neither hinders the
+  // other), for a short step that users take in turn beside it. timeout_ms < 0 waits as long as
+  // it takes, woken by the system when the lock is released. Files in memory have no locks.
+  virtual IoStatus LockAside(int timeout_ms) {
+    (void)timeout_ms;
+    return IoStatus::Ok();
+  }
+  virtual IoStatus UnlockAside() { return IoStatus::Ok(); }
   virtual const std::string& Path() const = 0;
 };
 

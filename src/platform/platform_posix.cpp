@@ -110,6 +110,10 @@ IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
   return IoStatus{code, err, std::move(message)};
 }
 
+// The longest pause between two tries of a lock held by another user: a writer waits for the
+// operations of others, which take microseconds, so it looks again within a millisecond.
+constexpr int kMaxPauseUs = 1000;
+
 // An exclusive lock announces a writer: a file opened for reading only may not take one.
 IoStatus ReadOnlyLock(const std::string& path) {
   return IoStatus{Code::kAccess, 0,
@@ -175,12 +179,42 @@ class PosixFile : public File {
 
   // Open-file-description locks: they belong to this descriptor, so two File objects of one
   // process exclude each other, and closing another descriptor of the file releases nothing.
+  // The main lock covers the bytes before kAside, the aside lock the byte at kAside: far past
+  // any data (they are advisory) and apart from each other.
   IoStatus Lock(LockKind kind, int timeout_ms) override {
     if (kind == LockKind::kExclusive && read_only_) return ReadOnlyLock(path_);
+    return Take(kind == LockKind::kShared ? F_RDLCK : F_WRLCK, 0, kAside, timeout_ms);
+  }
+
+  IoStatus Unlock() override { return Release(0, kAside); }
+
+  IoStatus LockAside(int timeout_ms) override {
+    if (read_only_) return ReadOnlyLock(path_);
+    return Take(F_WRLCK, kAside, 1, timeout_ms);
+  }
+
+  IoStatus UnlockAside() override { return Release(kAside, 1); }
+
+  const std::string& Path() const override { return path_; }
+
+ private:
+  static constexpr off_t kAside = off_t{1} << 62;
+
+  // Takes a lock of the given type on [start, start + length): waits in the system without
+  // limit when timeout_ms < 0, otherwise tries again after growing pauses until timeout_ms.
+  IoStatus Take(short type, off_t start, off_t length, int timeout_ms) {
     struct flock fl;
     std::memset(&fl, 0, sizeof fl);
-    fl.l_type = kind == LockKind::kShared ? F_RDLCK : F_WRLCK;
+    fl.l_type = type;
     fl.l_whence = SEEK_SET;
+    fl.l_start = start;
+    fl.l_len = length;
+    if (timeout_ms < 0) {
+      while (::fcntl(fd_, F_OFD_SETLKW, &fl) != 0) {
+        if (errno != EINTR) return FromErrno(errno, "verrouillage de", path_);
+      }
+      return IoStatus::Ok();
+    }
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
     int pause_us = 50;
     for (;;) {
@@ -193,22 +227,21 @@ class PosixFile : public File {
         return IoStatus{Code::kLocked, err, "fichier verrouillé : " + path_};
       }
       std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
-      pause_us = std::min(pause_us * 2, 5000);
+      pause_us = std::min(pause_us * 2, kMaxPauseUs);
     }
   }
 
-  IoStatus Unlock() override {
+  IoStatus Release(off_t start, off_t length) {
     struct flock fl;
     std::memset(&fl, 0, sizeof fl);
     fl.l_type = F_UNLCK;
     fl.l_whence = SEEK_SET;
+    fl.l_start = start;
+    fl.l_len = length;
     if (::fcntl(fd_, F_OFD_SETLK, &fl) != 0) return FromErrno(errno, "déverrouillage de", path_);
     return IoStatus::Ok();
   }
 
-  const std::string& Path() const override { return path_; }
-
- private:
   int fd_;
   std::string path_;
   bool read_only_;

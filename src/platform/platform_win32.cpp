@@ -19,6 +19,8 @@ namespace {
 // and writes of other handles (Win32 locks are mandatory on their range; ours are advisory, as
 // on POSIX).
 constexpr uint64_t kLockOffset = uint64_t{1} << 62;
+// The longest pause between two tries of a lock held by another user (see the POSIX back end).
+constexpr int kMaxPauseUs = 1000;
 
 std::string ToUtf8(std::wstring_view text) {
   if (text.empty()) return std::string();
@@ -221,7 +223,7 @@ class Win32File : public File {
         return IoStatus{Code::kLocked, static_cast<int>(err), "fichier verrouillé : " + path_};
       }
       std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
-      pause_us = std::min(pause_us * 2, 5000);
+      pause_us = std::min(pause_us * 2, kMaxPauseUs);
     }
   }
 
@@ -236,6 +238,42 @@ class Win32File : public File {
     return IoStatus::Ok();
   }
 
+  // The aside lock is the byte after the main lock's.
+  IoStatus LockAside(int timeout_ms) override {
+    if (aside_) return IoStatus::Ok();
+    if (read_only_) return ReadOnlyLock(path_);
+    DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (timeout_ms < 0 ? 0 : LOCKFILE_FAIL_IMMEDIATELY);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    int pause_us = 50;
+    for (;;) {
+      OVERLAPPED ov = At(kLockOffset + 1);
+      if (::LockFileEx(handle_, flags, 0, 1, 0, &ov)) {
+        aside_ = true;
+        return IoStatus::Ok();
+      }
+      DWORD err = ::GetLastError();
+      if (timeout_ms < 0 || (err != ERROR_LOCK_VIOLATION && err != ERROR_IO_PENDING)) {
+        return FromError(err, "verrouillage de", path_);
+      }
+      if (std::chrono::steady_clock::now() >= deadline) {
+        return IoStatus{Code::kLocked, static_cast<int>(err), "fichier verrouillé : " + path_};
+      }
+      std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
+      pause_us = std::min(pause_us * 2, kMaxPauseUs);
+    }
+  }
+
+  IoStatus UnlockAside() override {
+    if (!aside_) return IoStatus::Ok();
+    OVERLAPPED ov = At(kLockOffset + 1);
+    if (!::UnlockFileEx(handle_, 0, 1, 0, &ov)) {
+      DWORD err = ::GetLastError();
+      if (err != ERROR_NOT_LOCKED) return FromError(err, "déverrouillage de", path_);
+    }
+    aside_ = false;
+    return IoStatus::Ok();
+  }
+
   const std::string& Path() const override { return path_; }
 
  private:
@@ -243,6 +281,7 @@ class Win32File : public File {
   std::string path_;
   bool read_only_;
   Held held_ = Held::kNone;
+  bool aside_ = false;
 };
 
 // File attributes of path; false with *missing set when it does not exist.

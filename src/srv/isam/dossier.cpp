@@ -49,7 +49,8 @@ DossierDonnees::DossierDonnees(Env* env, std::string dossier, std::string entrep
       entreprise_(std::move(entreprise)),
       cache_octets_(cache_octets),
       cache_(std::make_shared<CachePool>(cache_octets)),
-      redo_log_(std::make_unique<RedoLog>(env_, dossier_)) {}
+      redo_log_(std::make_unique<RedoLog>(env_, dossier_)),
+      vue_(std::make_unique<PendingEnv>(env_, dossier_)) {}
 
 DossierDonnees::~DossierDonnees() {
   // A batch left open is committed, and the redo log emptied when no one else holds the folder;
@@ -58,13 +59,8 @@ DossierDonnees::~DossierDonnees() {
   if (verrou_ && redo_log_->Size() > 0 && panne_.ok() &&
       verrou_->Lock(FolderLock::Held::kExclusive, 0).ok()) {
     FolderLock::State st;
-    if (verrou_->Read(&st).ok() && !st.writing) {
-      const RedoLog::Fin fin{st.redo_log_end, st.redo_log_nonce};
-      if (redo_log_->Checkpoint(false, true, &fin).ok()) {
-        st.redo_log_end = st.redo_log_nonce = 0;
-        st.durable = st.unsynced = false;
-        ignored = verrou_->Write(st);
-      }
+    if (verrou_->Read(&st).ok() && !st.writing && VideJournal(&st, false, true).ok()) {
+      ignored = verrou_->Write(st);
     }
   }
   if (verrou_) ignored = verrou_->Unlock();
@@ -289,7 +285,8 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   if (changed || st->writing) ++st->counter;
   if (replaced || st->replacing) ++st->replacements;
   st->writing = st->replacing = false;
-  st->redo_log_end = st->redo_log_nonce = 0;  // the redo log is empty, its files synced
+  // The redo log is empty, its files synced (the pending commits with the others).
+  st->redo_log_end = st->redo_log_nonce = st->applied = 0;
   st->durable = st->unsynced = false;
   return verrou_->Write(*st);
 }
@@ -302,7 +299,7 @@ Status DossierDonnees::Reouvre() {
     f->courant = 0;
   }
   for (auto& a : arbres_) {
-    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env_));
+    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env()));
     a->curseur = false;
   }
   return Status::Ok();
@@ -317,6 +314,7 @@ Status DossierDonnees::RechargeTout() {
 // Just after the lock was taken: recovery when a writer died, caches dropped when another user
 // committed.
 Status DossierDonnees::Valide() {
+  redo_log_->DropKept();  // a grouped commit not yet written by its user stays to the others
   FolderLock::State st;
   VESK_RETURN_IF_ERROR(verrou_->Read(&st));
   if (verrou_->LectureSeule()) VESK_RETURN_IF_ERROR(SansReprise(st));
@@ -327,6 +325,10 @@ Status DossierDonnees::Valide() {
     VESK_RETURN_IF_ERROR(verrou_->Lock(held, delai_verrou_ms_));
     VESK_RETURN_IF_ERROR(s);
   }
+  if (verrou_->held() == FolderLock::Held::kExclusive && st.Pending()) {
+    VESK_RETURN_IF_ERROR(Applique(&st));
+  }
+  VESK_RETURN_IF_ERROR(RafraichitVue(st));
   if (st.replacements != remplacements_vus_) {
     VESK_RETURN_IF_ERROR(Reouvre());
     remplacements_vus_ = st.replacements;
@@ -370,10 +372,8 @@ Status DossierDonnees::Remplacement(bool garde_lot) {
   if (s.ok()) s = Valide();
   FolderLock::State st;
   if (s.ok()) s = verrou_->Read(&st);
-  if (s.ok()) s = redo_log_->Checkpoint(false);
+  if (s.ok()) s = VideJournal(&st, false, true);  // every file synced, the redo log cut
   if (s.ok()) {
-    st.redo_log_end = st.redo_log_nonce = 0;
-    st.durable = st.unsynced = false;  // every file synced, the redo log cut
     st.replacing = true;
     st.replace_nonce = nonce_remplacement_ = redo_log::NewNonce();
     s = verrou_->Write(st);
@@ -475,87 +475,9 @@ Status DossierDonnees::Sort() {
     }
   }
   if (lot_ > 0) return s;
-  if (s.ok()) s = Commit();
+  if (s.ok()) s = Commit(true);
   Relache();
-  return s;
-}
-
-// The `writing` flag goes up before the redo log is written and down once the files hold the
-// commit: a writer that dies in between leaves it up, and the next user replays the redo log
-// before anything is read or appended. Past the threshold the redo log is emptied by a
-// checkpoint, synchronised unless every commit it holds was made without synchronisation.
-Status DossierDonnees::Commit() {
-  apres_validation_ = false;
-  if (!redo_log_->Open()) return Status::Ok();
-  FolderLock::State st;
-  Status s = verrou_->Read(&st);
-  if (!s.ok()) return Echec(s);
-  if (synchro_full_ && st.unsynced) {
-    // Files hold writes that no sync made durable: a durable commit must not rest on them.
-    const RedoLog::Fin fin{st.redo_log_end, st.redo_log_nonce};
-    s = redo_log_->Checkpoint(true, true, &fin);
-    if (!s.ok()) return Echec(s);
-    st.redo_log_end = redo_log_->End().end;
-    st.redo_log_nonce = redo_log_->End().nonce;
-    st.durable = st.unsynced = false;
-  }
-  bool valide = false;
-  s = redo_log_->Commit(
-      synchro_full_, {st.redo_log_end, st.redo_log_nonce},
-      [&] {
-        st.writing = true;
-        ++st.counter;
-        return verrou_->Write(st);
-      },
-      &valide);
-  if (!s.ok()) return valide ? EchecApresValidation(s) : Echec(s);
-  st.durable = st.durable || synchro_full_;
-  if (redo_log_->Size() > seuil_journal_) {
-    const bool sync = st.durable;
-    const RedoLog::Fin fin = redo_log_->End();  // the commit just made: the redo log is ours
-    Status c = redo_log_->Checkpoint(true, sync, &fin);
-    st.durable = false;
-    st.unsynced = !sync;
-    if (!c.ok()) return EchecApresValidation(c);
-  }
-  st.writing = false;
-  st.redo_log_end = redo_log_->End().end;
-  st.redo_log_nonce = redo_log_->End().nonce;
-  compteur_vu_ = st.counter;
-  s = verrou_->Write(st);
-  return s.ok() ? s : EchecApresValidation(s);
-}
-
-// A failure past the commit point (the files' writes, the checkpoint, the flag lowered): the
-// transaction holds, its redo log synced. The redo log is replayed at once through fresh handles
-// and the handles reopened (a handle whose write failed refuses every later one); when that
-// works the files hold the commit and nothing failed. Otherwise the `writing` flag stays raised,
-// the next user replays it, and the first failure is returned with ApresValidation() true: the
-// commit is made, its files brought up to date at the next opening.
-Status DossierDonnees::EchecApresValidation(const Status& s) {
-  Status ignored = Echec(s);
-  (void)ignored;
-  if (panne_.ok() && Reouvre().ok()) return Status::Ok();
-  apres_validation_ = true;
-  return s;
-}
-
-// A commit failed: the changes are forgotten, the files brought to the last commit from the
-// redo log at once (the next user would do it otherwise) and every cache reread. A handle whose
-// write failed keeps refusing writes until the folder is reopened.
-Status DossierDonnees::Echec(const Status& s) {
-  redo_log_->Abandon();
-  FolderLock::State st;
-  Status r = Recupere(&st);
-  if (r.ok()) r = RechargeTout();
-  if (r.ok()) {
-    compteur_vu_ = st.counter;
-  } else {
-    panne_ = Status::IOError("dossier " + dossier_ +
-                             " : une écriture a échoué et n'a pu être annulée, il doit être "
-                             "rouvert (" +
-                             r.message() + ")");
-  }
+  if (s.ok() && !attente_manuelle_) s = AttendDurable();
   return s;
 }
 
@@ -604,9 +526,11 @@ Status DossierDonnees::DebutLot() {
 Status DossierDonnees::FinLot() {
   if (lot_ == 0) return Status::InvalidArgument("fin de lot sans début de lot");
   if (--lot_ > 0 || profondeur_ > 0) return Status::Ok();
-  Status s = verrou_ && verrou_->held() == FolderLock::Held::kExclusive ? Commit() : Status::Ok();
+  Status s =
+      verrou_ && verrou_->held() == FolderLock::Held::kExclusive ? Commit(true) : Status::Ok();
   redo_log_->SetBatch(false);
   if (verrou_) Relache();
+  if (s.ok() && !attente_manuelle_) s = AttendDurable();
   return s;
 }
 

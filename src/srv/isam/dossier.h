@@ -28,6 +28,7 @@
 #include "srv/isam/data_file.h"
 #include "srv/isam/env.h"
 #include "srv/isam/folder_lock.h"
+#include "srv/isam/pending_env.h"
 #include "srv/isam/redo_log.h"
 #include "srv/isam/status.h"
 #include "srv/isam/text_reader.h"
@@ -94,7 +95,9 @@ class DossierDonnees {
                  size_t cache_octets = size_t{32} << 20);
   ~DossierDonnees();
 
-  Env* env() const { return env_; }
+  // The files of the folder as its users see them: through the commits that wait in the redo
+  // log (PendingEnv). Every service opens its files through it.
+  Env* env() const { return vue_.get(); }
   const std::string& Dossier() const { return dossier_; }
   const std::string& Entreprise() const { return entreprise_; }
   size_t CacheBlocs() const { return cache_octets_ / 4096; }
@@ -168,6 +171,13 @@ class DossierDonnees {
   // finished (and the redo log emptied) before anyone reads the files.
   Status Reprise() { return Demarre(); }
 
+  // After a grouped commit (redo_log.h, docs/redo-log.md), the lock released: returns once the
+  // commit is durable. The operation or batch that committed calls it, unless
+  // AttenteManuelle(true): then a grouped commit returns before its sync, and whoever drives the
+  // folder calls it (tests that interleave the commits of several users in one thread).
+  Status AttendDurable();
+  void AttenteManuelle(bool manuelle) { attente_manuelle_ = manuelle; }
+
   // Putting rebuilt files in place (replace_set.h). DebutRemplacement takes the exclusive lock,
   // kept until FinRemplacement, commits what is pending and empties the redo log (a checkpoint:
   // every file then holds the committed state on disk, and no later replay can write into a
@@ -210,7 +220,19 @@ class DossierDonnees {
   Status Recupere(FolderLock::State* st);
   Status RechargeTout();
   Status Reouvre();
-  Status Commit();
+  // ---- dossier_commit.cpp ----
+  // groupe: the exclusive lock is released right after, so that a durable commit may wait for
+  // its sync outside it (AttendDurable).
+  Status Commit(bool groupe = false);
+  Status TermineCommit(FolderLock::State* st);
+  Status EcritDirect(FolderLock::State* st, bool avant);
+  Status VideJournal(FolderLock::State* st, bool keep, bool sync);
+  Status Publie(const FolderLock::Synced& fin);
+  Status Synchronise(const FolderLock::Synced& attendu);
+  Status EchecSync(const Status& s);
+  Status EcritGardes(const FolderLock::Synced& fin, uint64_t debut);
+  Status Applique(FolderLock::State* st);
+  Status RafraichitVue(const FolderLock::State& st);
   Status Echec(const Status& s);
   Status EchecApresValidation(const Status& s);
   void Relache();
@@ -237,6 +259,17 @@ class DossierDonnees {
   bool apres_validation_ = false;
   std::unique_ptr<RedoLog> redo_log_;
   std::unique_ptr<FolderLock> verrou_;
+  // The files seen through the pending commits, and the part of the redo log it shows.
+  struct Plage {
+    uint64_t nonce = 0, applied = 0, end = 0;
+    bool operator==(const Plage&) const = default;
+  };
+  std::unique_ptr<PendingEnv> vue_;
+  Plage vue_plage_;
+  // The grouped commit made last, until AttendDurable sees it durable (nonce 0: none).
+  FolderLock::Synced attente_;
+  uint64_t attente_debut_ = 0;  // where it begins in the redo log
+  bool attente_manuelle_ = false;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;
   std::vector<std::unique_ptr<TexteOuvert>> textes_;

@@ -10,20 +10,18 @@
 #include "srv/erreur_service.h"
 #include "srv/isam/coding.h"
 #include "srv/isam/fault_env.h"
+#include "srv/isam/testing/engine.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
 
 namespace vesk::isam {
 namespace {
 
-constexpr char kDir[] = "/d";
+using testing::kDossierTest;
+constexpr const char* kDir = kDossierTest;
 
-// seuil: the redo log's checkpoint threshold (0: the default; 1: a checkpoint at every commit).
 std::shared_ptr<DossierDonnees> Folder(Env* env, bool full = true, uint64_t seuil = 0) {
-  auto d = std::make_shared<DossierDonnees>(env, kDir, "", 1 << 20);
-  d->Synchro(full);
-  if (seuil != 0) d->SeuilJournal(seuil);
-  return d;
+  return testing::DossierDe(env, full, seuil);
 }
 
 // The states a clean run goes through: [0] the empty files, [i] after step i.
@@ -257,7 +255,8 @@ TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
   for (const bool plein : {false, true}) {
     MemEnv mem;
     FaultEnv fault(&mem);
-    auto d = Folder(&fault);
+    // Synchronisation off: each commit writes its blocks to the files before the lock goes.
+    auto d = Folder(&fault, false);
     Workload w(d, 29);
     for (int i = 0; i < 5; ++i) w.Step();
     if (plein) {
@@ -288,15 +287,26 @@ TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
 
 TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
   MemEnv mem;
+  // The writes and syncs of step 9 (a commit that waits for its sync, the lock released).
+  uint64_t ops = 0;
+  {
+    MemEnv dry;
+    FaultEnv fault(&dry);
+    Workload w(Folder(&fault), 31);
+    for (int i = 0; i < 8; ++i) w.Step();
+    ops = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync);
+    w.Step();
+    ops = fault.Count(FaultEnv::Op::kWrite) + fault.Count(FaultEnv::Op::kSync) - ops;
+  }
   {
     FaultEnv fault(&mem);
     auto d = Folder(&fault);
     Workload w(d, 31);
     for (int i = 0; i < 8; ++i) w.Step();
-    // The power goes at the first file write of step 9 (after the state word, the redo log and
-    // its sync): its transaction is in the redo log, and the files hold only what reached them
-    // synced (no checkpoint ran yet): the redo log alone brings them to any commit.
-    fault.PowerLossAt(4, FaultEnv::Loss::kDrop, 1);
+    // The power goes at the last write of step 9, the sync word's, after the redo log's sync:
+    // its transaction is in the redo log, and the files hold only what reached them synced (no
+    // checkpoint ran yet): the redo log alone brings them to any commit.
+    fault.PowerLossAt(ops, FaultEnv::Loss::kDrop, 1);
     EXPECT_THROW(w.Step(), ErreurService);
     fault.Reboot();
   }

@@ -60,6 +60,8 @@ class FaultFile : public platform::File {
     return base_->Lock(kind, timeout_ms);
   }
   IoStatus Unlock() override { return base_->Unlock(); }
+  IoStatus LockAside(int timeout_ms) override { return base_->LockAside(timeout_ms); }
+  IoStatus UnlockAside() override { return base_->UnlockAside(); }
   const std::string& Path() const override { return base_->Path(); }
 
  private:

@@ -3,14 +3,22 @@
 #include <cstring>
 
 #include "srv/isam/coding.h"
+#include "srv/isam/redo_log.h"
 
 namespace vesk::isam {
 
 namespace {
 
 constexpr char kMagic[8] = {'V', 'E', 'S', 'K', 'L', 'C', 'K', '\x1A'};
-// 24, then 40, then 48, before the redo log's end, the replacements and the replacement key.
-constexpr size_t kStateSize = 56;
+// 24, then 40, 48 and 56 bytes before the redo log's end, the replacements, the replacement key
+// and `applied`.
+constexpr size_t kStateSize = 64;
+// The sync word: nonce, end and their checksum.
+constexpr uint64_t kSyncedAt = 64;
+constexpr size_t kSyncedSize = 24;
+constexpr uint64_t kSyncedSeed = 0x5359'4E43'5645'534BULL;
+// The flag byte: a commit writes the redo log, or commits wait to be written to the files.
+constexpr char kWriting = 1, kPending = 2;
 
 }  // namespace
 
@@ -82,17 +90,20 @@ Status FolderLock::Read(State* state) {
   *state = State{};
   if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
   state->counter = GetLe(b + 8, 8);
-  state->writing = b[16] != 0;
+  state->writing = b[16] != 0 && b[16] != kPending;
   state->replacing = b[17] != 0;
   state->durable = (b[18] & 1) != 0;
   state->unsynced = (b[18] & 2) != 0;
   if (got < 40) return Status::Ok();
   state->redo_log_end = GetLe(b + 24, 8);
   state->redo_log_nonce = GetLe(b + 32, 8);
+  state->applied = state->redo_log_end;
   if (got < 48) return Status::Ok();
   state->replacements = GetLe(b + 40, 8);
-  if (got < kStateSize) return Status::Ok();
+  if (got < 56) return Status::Ok();
   state->replace_nonce = GetLe(b + 48, 8);
+  if (got < kStateSize) return Status::Ok();
+  state->applied = GetLe(b + 56, 8);
   return Status::Ok();
 }
 
@@ -101,14 +112,51 @@ Status FolderLock::Write(const State& state) {
   char b[kStateSize] = {};
   std::memcpy(b, kMagic, 8);
   PutLe(b + 8, state.counter, 8);
-  b[16] = state.writing ? 1 : 0;
+  b[16] = state.writing ? kWriting : state.Pending() ? kPending : 0;
   b[17] = state.replacing ? 1 : 0;
   b[18] = static_cast<char>((state.durable ? 1 : 0) | (state.unsynced ? 2 : 0));
   PutLe(b + 24, state.redo_log_end, 8);
   PutLe(b + 32, state.redo_log_nonce, 8);
   PutLe(b + 40, state.replacements, 8);
   PutLe(b + 48, state.replace_nonce, 8);
+  PutLe(b + 56, state.applied, 8);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
+}
+
+Status FolderLock::LockSync() {
+  if (!file_) return Status::Ok();
+  platform::IoStatus io = file_->LockAside(-1);
+  if (!io.ok()) {
+    return Status::IOError("verrou de synchronisation du dossier " + dossier_ + " : " + io.message);
+  }
+  return Status::Ok();
+}
+
+Status FolderLock::UnlockSync() {
+  return file_ ? Status::FromIo(file_->UnlockAside()) : Status::Ok();
+}
+
+Status FolderLock::ReadSynced(Synced* synced) {
+  *synced = Synced{};
+  if (!file_) return Status::Ok();
+  char b[kSyncedSize] = {};
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(kSyncedAt, b, &got)));
+  *synced = Synced{};
+  if (got == kSyncedSize && GetLe(b + 16, 8) == Hash64(std::span<const char>(b, 16), kSyncedSeed)) {
+    synced->nonce = GetLe(b, 8);
+    synced->end = GetLe(b + 8, 8);
+  }
+  return Status::Ok();
+}
+
+Status FolderLock::WriteSynced(const Synced& synced) {
+  if (LectureSeule()) return RefusEcriture();
+  char b[kSyncedSize] = {};
+  PutLe(b, synced.nonce, 8);
+  PutLe(b + 8, synced.end, 8);
+  PutLe(b + 16, Hash64(std::span<const char>(b, 16), kSyncedSeed), 8);
+  return Status::FromIo(file_->WriteAt(kSyncedAt, std::span<const char>(b, kSyncedSize)));
 }
 
 Status FolderLock::Sync() {

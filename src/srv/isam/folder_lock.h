@@ -1,8 +1,10 @@
 // FolderLock: the lock file of a data folder (VESK.LCK at its root). Readers of the folder take
 // it shared and a writer exclusive, for the time of one operation (or one batch). The file also
 // holds the folder's state word: a commit counter that moves with every commit (so that other
-// users know their caches are stale) and a flag raised while a commit writes the redo log and
-// the files (so that the next user knows a writer died in the middle and replays the redo log).
+// users know their caches are stale), a flag raised while a commit writes the redo log (so that
+// the next user knows a writer died in the middle and replays the redo log), where the redo log
+// ends and how far the files hold its commits; and, apart, how far the redo log is known to be
+// durable, with the lock that the users who sync it take in turn.
 // Thread rules: one thread at a time; two FolderLock objects exclude each other even in one
 // process.
 #ifndef VESK_SRV_ISAM_FOLDER_LOCK_H_
@@ -44,6 +46,18 @@ class FolderLock {
     // A checkpoint without synchronisation emptied the redo log: files hold writes that are not
     // synced, which a commit with synchronisation full must not rest on (it syncs them first).
     bool unsynced = false;
+    // Where the first commit not yet written to the files begins in the redo log: the commits
+    // from there to redo_log_end are pending (redo_log.h). Equal to redo_log_end when none is.
+    uint64_t applied = 0;
+    bool Pending() const { return applied != redo_log_end; }
+  };
+  // The sync word: the redo log of this nonce is durable up to end (a transaction ending there
+  // or before is). Written under the sync lock only; read at any time (a torn or absent word
+  // reads as nothing synced).
+  struct Synced {
+    uint64_t nonce = 0;
+    uint64_t end = 0;
+    bool Covers(uint64_t n, uint64_t e) const { return nonce == n && end >= e && n != 0; }
   };
 
   // Opens (creating) the lock file of dossier. A folder the user may not write (its modes, a
@@ -62,11 +76,19 @@ class FolderLock {
   Status Unlock();
   Held held() const { return held_; }
 
-  // The state word; an absent or short one reads as zeros.
+  // The state word; an absent or short one reads as zeros (and applied as redo_log_end).
   Status Read(State* state);
   Status Write(const State& state);
   // Forces the state word to stable storage (before a replacement record names its key).
   Status Sync();
+
+  // The sync lock, beside the main lock and independent of it: exclusive, waited for without a
+  // time limit (it is held for one sync of the redo log at most). Never wait for the main lock
+  // while holding it.
+  Status LockSync();
+  Status UnlockSync();
+  Status ReadSynced(Synced* synced);
+  Status WriteSynced(const Synced& synced);
 
  private:
   FolderLock(std::string dossier, std::unique_ptr<platform::File> file, std::string lecture_seule)

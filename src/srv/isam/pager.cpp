@@ -653,6 +653,41 @@ void Pager::DiscardChanges() {
   m.size = m.disk_size;
 }
 
+void Pager::MarkCommitted(Committed* keep) {
+  Impl& m = *impl_;
+  if (keep != nullptr) {
+    keep->disk_size = m.disk_size;
+    keep->size = m.size;
+    ForEachDirty([&](uint64_t no, std::span<const char> bytes) {
+      if (!bytes.empty()) keep->blocks.emplace_back(no, std::string(bytes.data(), bytes.size()));
+    });
+  }
+  for (Frame* f : m.Select(IsDirty, false)) {
+    f->dirty = false;
+    m.AddClean(1);
+  }
+  m.disk_size = m.size;
+  m.Trim();
+}
+
+Status Pager::WriteCommitted(const Committed& c) {
+  Impl& m = *impl_;
+  VESK_RETURN_IF_ERROR(m.CheckWritable());
+  uint64_t end = c.disk_size;
+  for (const auto& [no, bytes] : c.blocks) {
+    platform::IoStatus io = m.file->WriteAt(no << m.shift, bytes);
+    if (!io.ok()) return m.FailWrite(io);
+    ++m.counters.block_writes;
+    end = std::max<uint64_t>(end, (no << m.shift) + bytes.size());
+  }
+  // A logical size beyond the last block written is kept, as by Flush.
+  if (end < c.size) {
+    platform::IoStatus io = m.file->Truncate(c.size);
+    if (!io.ok()) return m.FailWrite(io);
+  }
+  return Status::Ok();
+}
+
 uint64_t Pager::DiskSize() const { return impl_->disk_size; }
 
 void Pager::SetBlockHooks(SealHook seal, CheckHook check) {

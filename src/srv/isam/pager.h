@@ -176,6 +176,20 @@ class Pager {
   void RestoreSize(uint64_t size);
   // Forgets every change not yet flushed: the pager is back to the file's bytes and size.
   void DiscardChanges();
+  // The changed blocks are committed without being written here: the redo log holds their bytes
+  // and writes them to the file later. They become clean, and the file's size is taken to be
+  // the logical one; a block evicted meanwhile must read back through a file that shows them
+  // (the folder's PendingEnv). With keep, their bytes (as Flush would write them) and the sizes
+  // are copied there first, for WriteCommitted.
+  struct Committed {
+    uint64_t disk_size = 0;                                // the file's size before them
+    uint64_t size = 0;                                     // and after
+    std::vector<std::pair<uint64_t, std::string>> blocks;  // by block number
+  };
+  void MarkCommitted(Committed* keep = nullptr);
+  // Writes blocks that MarkCommitted kept, as Flush would have: to be called only while the file
+  // holds every commit before theirs and none after. A failure refuses every later write.
+  Status WriteCommitted(const Committed& c);
   // Size of the file itself (what the last flush left).
   uint64_t DiskSize() const;
 

@@ -474,6 +474,7 @@ TEST(RebuildFaults, AFailureAtAnyStepLeavesTheOldFiles) {
     MemEnv base;
     FaultEnv env(&base);
     auto dossier = std::make_shared<DossierDonnees>(&env, "d", "", 1 << 20);
+    dossier->Synchro(false);  // each commit written to the files at once, as dat and dab below
     SrvDonneeImpl donnee(dossier);
     SrvBArbreImpl barbre(dossier);
     Proprio p(&donnee, "Cli");

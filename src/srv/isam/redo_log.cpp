@@ -238,9 +238,7 @@ Status RedoLog::OpenLog(Fin fin) {
   records_ = 0;
   const bool ours = file_ && fin.end == at_ && fin.nonce == nonce_ && at_ >= redo_log::kHeaderSize;
   if (!ours) {
-    if (!file_) {
-      VESK_RETURN_IF_ERROR(Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_)));
-    }
+    VESK_RETURN_IF_ERROR(OpenFile());
     uint64_t size = 0;
     std::string h(redo_log::kHeaderSize, '\0');
     size_t got = 0;
@@ -292,8 +290,8 @@ Status RedoLog::WritePending() {
 }
 
 // The transaction's records: for each file its path, the new bytes of each changed block and
-// its size; then the commit record, and the sync that makes the transaction durable.
-Status RedoLog::AppendTransaction(bool sync, Fin fin) {
+// its size; then the commit record. A failure cuts the transaction off.
+Status RedoLog::AppendTransaction(Fin fin) {
   VESK_RETURN_IF_ERROR(OpenLog(fin));
   uint32_t id = 0;
   for (Entry* e : txn_entries_) {
@@ -326,10 +324,6 @@ Status RedoLog::AppendTransaction(bool sync, Fin fin) {
   AppendLe(head, txn_start_, 8);
   AddRecord(redo_log::kRedoCommit, head);
   Status s = WritePending();
-  if (s.ok() && sync) {
-    s = Io(file_->Sync());
-    ++syncs_;
-  }
   return s.ok() ? s : CutOff(s);
 }
 
@@ -346,20 +340,57 @@ Status RedoLog::CutOff(const Status& failure) {
   return failure;
 }
 
-Status RedoLog::Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log,
-                       bool* committed) {
-  if (committed != nullptr) *committed = false;
-  if (txn_entries_.empty()) {
-    Forget();
-    return Status::Ok();
-  }
+Status RedoLog::Append(Fin fin, const std::function<Status()>& before_redo_log) {
   VESK_RETURN_IF_ERROR(PrepareFiles());
   if (before_redo_log) VESK_RETURN_IF_ERROR(before_redo_log());
-  VESK_RETURN_IF_ERROR(AppendTransaction(sync, fin));
-  if (committed != nullptr) *committed = true;
+  return AppendTransaction(fin);
+}
+
+Status RedoLog::SyncAppended() {
+  Status s = SyncLog();
+  return s.ok() ? s : CutOff(s);
+}
+
+Status RedoLog::WriteFiles() {
   for (Entry* e : txn_entries_) VESK_RETURN_IF_ERROR(e->w.pager->Flush());
   Forget();
   return Status::Ok();
+}
+
+void RedoLog::LeavePending(bool keep) {
+  kept_.clear();
+  for (Entry* e : txn_entries_) {
+    Pager::Committed* c = nullptr;
+    if (keep) c = &kept_.emplace_back(e->w.pager, Pager::Committed{}).second;
+    e->w.pager->MarkCommitted(c);
+  }
+  Forget();
+}
+
+Status RedoLog::WriteKept() {
+  std::vector<std::pair<Pager*, Pager::Committed>> kept = std::move(kept_);
+  kept_.clear();
+  for (const auto& [pager, c] : kept) VESK_RETURN_IF_ERROR(pager->WriteCommitted(c));
+  return Status::Ok();
+}
+
+Status RedoLog::OpenFile() {
+  if (file_) return Status::Ok();
+  return Io(env_->OpenFile(path_, platform::OpenMode::kCreate, &file_));
+}
+
+Status RedoLog::SyncLog() {
+  VESK_RETURN_IF_ERROR(sync_failed_);
+  VESK_RETURN_IF_ERROR(OpenFile());
+  Status s = Io(file_->Sync());
+  ++syncs_;
+  if (!s.ok()) {
+    sync_failed_ =
+        Status::IOError("le journal " + path_ +
+                        " n'a pu être synchronisé, le dossier doit être rouvert : " + s.message());
+    return sync_failed_;
+  }
+  return s;
 }
 
 // Completes every file's lazy bytes (headers) and seals the changed blocks; this may change

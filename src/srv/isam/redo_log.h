@@ -6,11 +6,17 @@
 // transaction is open or the redo log is written.
 //
 // A commit appends the new bytes of every block it changed, each file's new size and a commit
-// record to the redo log, syncs the redo log once (the commit point), then writes the blocks to
-// the files without syncing them. The files are synced only by a checkpoint, which then empties
-// the redo log: at a size threshold (the redo log starts again under a new header, its bytes kept
-// to be overwritten), when the folder is closed (cut to 0), and by recovery (cut to 0). Where
-// the redo log ends, and the nonce of its records, live in the folder's state word.
+// record to the redo log. A direct commit (synchronisation off, a large batch) then syncs the
+// redo log (the commit point; not with off) and writes the blocks to the files without syncing
+// them. A grouped commit (synchronisation full, a small transaction) leaves them pending: the
+// lock is released, and one sync of the redo log, made by whichever waiting user takes the sync
+// lock first, makes durable every transaction appended before it began (the folder's sync word
+// says how far); the pending blocks reach the files later, under the exclusive lock of any user.
+// Meanwhile every user sees them through the redo log (PendingEnv). The files are synced only
+// by a checkpoint, which then empties the redo log: at a size threshold (the redo log starts
+// again under a new header, its bytes kept to be overwritten), when the folder is closed (cut to
+// 0), and by recovery (cut to 0). Where the redo log ends, how far its transactions are in the
+// files (`applied`), and the nonce of its records, live in the folder's state word.
 //
 // Invariants
 //   I1. Nothing reaches a file while a transaction is open: changed blocks stay in the pagers'
@@ -18,7 +24,9 @@
 //       after a crash, a state that the redo log's complete transactions bring to it).
 //   I2. A transaction's blocks reach its files only after its commit record is in the redo log
 //       (synced, with synchronisation full; written, with synchronisation off: enough against a
-//       killed process, whose written bytes the system keeps).
+//       killed process, whose written bytes the system keeps). Pending transactions reach their
+//       files in the redo log's order, and only those the sync word covers; a user writes its
+//       own from the blocks it kept (WriteKept) only while `applied` stands at its start.
 //   I3. A transaction counts when its records and its commit record, which counts them and
 //       gives the offset where they begin, all carry valid checksums (seeded with the redo log's
 //       nonce plus the record's offset, so that no record counts elsewhere or in another
@@ -37,6 +45,11 @@
 //   I7. No byte past the end counts: it is a zero of the file's growth, a record of an earlier
 //       nonce (the redo log started again since), or the remains of a cut-off transaction, whose
 //       commit record names a first offset where no transaction begins any more.
+//   I8. A commit with synchronisation full is reported only once a sync of the redo log that
+//       began after its commit record was written has ended (its own, or another user's that
+//       the sync word records with an end at or past its own). The sync word is moved only
+//       after such a sync, under the sync lock, and never past the end the state word gave
+//       before the sync began. The sync lock is never held while the main lock is waited for.
 //
 // States and transitions
 //
@@ -45,17 +58,23 @@
 //   IDLE ── Capture (first change of a block) ──▶ OPEN ──┐ EndOperation: OPEN again
 //    ▲ ▲                                           │ ◀───┘ (between a batch's operations)
 //    │ └── RollbackOperation (whole transaction) ──┤
-//    │                                             │ Commit: flag raised, records appended,
-//    │                                             ▼         commit record, redo log synced
-//    │                                         COMMITTED ── a failure before the commit
-//    │                                             │        record: cut off ──▶ IDLE (undone)
-//    │                                             │ blocks written to the files (no sync)
+//    │                                             │ Append: flag raised, records appended,
+//    │                                             ▼         commit record (no sync)
+//    │                                         APPENDED ── a failure, or a failed sync of a
+//    │                          LeavePending ┌─────┤       direct commit: cut off ──▶ IDLE
+//    │                                       ▼     │ SyncAppended (full) or none (off)
+//    │  PENDING: lock released, flag lowered;      ▼
+//    │  the user waits for a sync (its own   COMMITTED
+//    │  or another's: AttendDurable), then it      │ blocks written to the files (no sync),
+//    │  writes its kept blocks (WriteKept) or ───▶ │ pending ones before them (ApplyPending)
+//    │  any exclusive locker reads it back
 //    ├──────────────────────────────────────── WRITTEN ── a failure ──▶ HOT
-//    │                                             │ Checkpoint (threshold, close):
-//    │                                             ▼ files synced, redo log emptied and synced
-//    ├──────────────────────────────────────── CLEAN
+//    │                                             │ Checkpoint (threshold, close): pending
+//    │                                             ▼ ones synced and written, files synced,
+//    ├──────────────────────────────────────── CLEAN  redo log emptied and synced
 //    │
-//    │   HOT: a complete transaction in the redo log, its files maybe half written
+//    │   HOT: a complete transaction in the redo log, its files maybe half written; also a
+//    │     │  failed sync of pending transactions (the flag raised again)
 //    │     │ Recover (the next locker, at once, or the first use of the folder)
 //    │     ▼
 //    └── REPLAYED: complete transactions written again, files synced, redo log emptied, synced
@@ -64,8 +83,9 @@
 //
 // A redo log of version 1 or 2 (a rollback log of an earlier engine) found by Recover is
 // rolled back or dropped as that engine would have; the next commit writes version 3.
-// Syncs per commit with synchronisation full: 1 (the redo log), plus the checkpoints' syncs
-// (one per file changed and one for the redo log) once per threshold.
+// Syncs per commit with synchronisation full: at most 1 (the redo log; fewer when several
+// processes commit at once), plus the checkpoints' syncs (one per file changed and one for the
+// redo log) once per threshold.
 #ifndef VESK_SRV_ISAM_REDO_LOG_H_
 #define VESK_SRV_ISAM_REDO_LOG_H_
 
@@ -76,6 +96,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "srv/isam/env.h"
@@ -140,18 +161,52 @@ class RedoLog {
     uint64_t end = 0;
     uint64_t nonce = 0;
   };
-  // Makes the open transaction durable (sync true) or merely written (sync false), appending
-  // it at fin (a fin that does not match the redo log's header starts the redo log again).
-  // before_journal runs before the redo log is written (it raises the folder's `writing` flag).
-  // On a failure before the commit record the transaction is cut off the redo log (Abandon
-  // then forgets it); on a later one the redo log is hot: Recover must run before the files are
-  // read again. *committed (when given) tells whether the commit record was written (synced
-  // when sync): past that point the transaction holds whatever fails after.
-  Status Commit(bool sync, Fin fin, const std::function<Status()>& before_redo_log,
-                bool* committed = nullptr);
+  // Appends the open transaction at fin (a fin that does not match the redo log's header starts
+  // the redo log again), its commit record included, without syncing it; End() then gives where
+  // it ends. before_redo_log runs before the redo log is written (it raises the folder's
+  // `writing` flag). On a failure the transaction is cut off the redo log (Abandon then forgets
+  // it). One of three steps follows: SyncAppended (then WriteFiles), WriteFiles without a sync
+  // (synchronisation off), or LeavePending.
+  Status Append(Fin fin, const std::function<Status()>& before_redo_log);
+  // Syncs the redo log after Append: the transaction is durable. On a failure it is cut off the
+  // redo log (Abandon then forgets it); the files never saw it.
+  Status SyncAppended();
+  // Writes the appended transaction's blocks to its files (not synced) and ends it. A failure
+  // leaves the redo log hot: Recover must run before the files are read again.
+  Status WriteFiles();
+  // Ends the appended transaction without writing its files: it is pending (see the folder's
+  // state word), its blocks clean in the caches (Pager::MarkCommitted); ApplyPending writes it
+  // once the redo log is durable past it. With keep, its blocks are also kept in memory until
+  // WriteKept or DropKept, so that its own user may write it without reading the redo log.
+  void LeavePending(bool keep = false);
+  // Writes to their files the blocks LeavePending kept, then forgets them: only once the redo
+  // log is durable past the transaction, and while the files hold every transaction before it
+  // and none after (the folder's state word says so, under the exclusive lock). A failure
+  // leaves the files to be written again from the redo log (the transaction stays pending).
+  Status WriteKept();
+  void DropKept() { kept_.clear(); }
+  bool Keeps() const { return !kept_.empty(); }
   // Forgets the open transaction after a failed commit: the caches drop every change (the
   // files are brought to the last commit by Recover).
   void Abandon();
+  // Syncs the redo log file: every transaction appended before, by any user, is durable. Not
+  // tried again after a failure (the system may have dropped the unwritten pages): the failure
+  // stays until the folder is recovered.
+  Status SyncLog();
+  // Writes to their files, in order and without syncing them, the complete transactions of the
+  // redo log (nonce) from offset from up to offset to (both where a transaction begins or ends).
+  // Corruption when they do not all read back whole.
+  Status ApplyPending(uint64_t nonce, uint64_t from, uint64_t to);
+  // The bytes those transactions give each file, latest last: visit is called for each block
+  // (file relative to the folder, block size, block number, bytes from its start up to the
+  // file's new end) and size for each file's size after them.
+  struct PendingVisit {
+    std::function<void(const std::string& file, uint32_t block_size, uint64_t block_no,
+                       std::string_view bytes)>
+        block;
+    std::function<void(const std::string& file, uint64_t size)> size;
+  };
+  Status ReadPending(uint64_t nonce, uint64_t from, uint64_t to, const PendingVisit& visit);
   // The paths of the files the open transaction changed (blocks and lazy bytes completed: the
   // headers of the files it changed are among them).
   Status TransactionPaths(std::vector<std::string>* paths);
@@ -163,6 +218,8 @@ class RedoLog {
   Status WriteAside(const std::function<std::string(const std::string& path)>& aside);
   // Where the last commit or checkpoint left the redo log's end; Size: its bytes in use.
   Fin End() const { return {at_, nonce_}; }
+  // Where the transaction appended last begins.
+  uint64_t AppendedAt() const { return txn_start_; }
   uint64_t Size() const { return at_; }
   // Counters for tests and benchmarks: syncs of the redo log and of the checkpoints made here.
   uint64_t syncs() const { return syncs_; }
@@ -198,10 +255,13 @@ class RedoLog {
   // transaction): its files leave it and its saved originals go.
   void ForgetOperation();
   Status PrepareFiles();
+  Status OpenFile();
   Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
   Status WritePending();
-  Status AppendTransaction(bool sync, Fin fin);
+  Status AppendTransaction(Fin fin);
+  // The redo log file and its size, its header checked to carry nonce.
+  Status OpenForReading(uint64_t nonce, uint64_t* size);
   Status CutOff(const Status& failure);
   void Forget();
   std::string Relative(const std::string& path) const;
@@ -226,12 +286,15 @@ class RedoLog {
   std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
+  Status sync_failed_;  // a sync of the redo log failed: none is tried again
   // The files this redo log's transactions named since the redo log started again (relative
   // paths), and whether those transactions are all of the redo log's (none by another user).
   std::set<std::string> named_;
   bool named_all_ = false;
+  // The blocks of the transaction left pending last, with keep (LeavePending).
+  std::vector<std::pair<Pager*, Pager::Committed>> kept_;
 };
 
 }  // namespace vesk::isam
 
-#endif  // VESK_SRV_ISAM_JOURNAL_H_
+#endif  // VESK_SRV_ISAM_REDO_LOG_H_

@@ -33,8 +33,8 @@ struct Record {
 // does not check (torn, garbled, or of another redo log).
 class RedoReader {
  public:
-  RedoReader(platform::File* f, uint64_t size, uint64_t nonce)
-      : f_(f), size_(size), nonce_(nonce) {}
+  RedoReader(platform::File* f, uint64_t size, uint64_t nonce, uint64_t from)
+      : f_(f), size_(size), nonce_(nonce), at_(from) {}
 
   Status Next(Record* rec, bool* got) {
     *got = false;
@@ -70,7 +70,7 @@ class RedoReader {
 
   platform::File* f_;
   uint64_t size_, nonce_;
-  uint64_t at_ = kHeaderSize;
+  uint64_t at_;
   std::string buf_;
   uint64_t buf_at_ = 0;
 };
@@ -104,15 +104,16 @@ bool Sensible(const Record& r, const Fichiers& files, uint32_t count, uint64_t s
 
 using Visit = std::function<Status(const Record&, const Fichiers&)>;
 
-// Walks the records of the transactions that check, up to limit; visit (when given) sees each
-// with its transaction's files. *end: where the last complete transaction ends.
-Status Walk(platform::File* j, uint64_t size, uint64_t nonce, uint64_t limit, const Visit& visit,
-            uint64_t* end) {
-  RedoReader reader(j, size, nonce);
+// Walks the records of the transactions that check, from the transaction beginning at from up
+// to limit; visit (when given) sees each with its transaction's files. *end: where the last
+// complete transaction ends.
+Status Walk(platform::File* j, uint64_t size, uint64_t nonce, uint64_t from, uint64_t limit,
+            const Visit& visit, uint64_t* end) {
+  RedoReader reader(j, size, nonce, from);
   Fichiers files;
   uint32_t count = 0;
-  uint64_t start = kHeaderSize;
-  *end = kHeaderSize;
+  uint64_t start = from;
+  *end = from;
   for (;;) {
     Record r;
     bool got = false;
@@ -192,11 +193,11 @@ Status Replay(Env* env, const std::string& dossier, const std::string& path, pla
               uint64_t size, uint64_t nonce, Suite suite, std::set<std::string>* names,
               bool* changed, uint64_t* syncs) {
   uint64_t end = 0;
-  VESK_RETURN_IF_ERROR(Walk(j, size, nonce, size, nullptr, &end));
+  VESK_RETURN_IF_ERROR(Walk(j, size, nonce, kHeaderSize, size, nullptr, &end));
   Cibles cibles(env, dossier, path);
   uint64_t ignored = 0;
   VESK_RETURN_IF_ERROR(Walk(
-      j, size, nonce, end,
+      j, size, nonce, kHeaderSize, end,
       [&](const Record& r, const Fichiers& files) {
         if (suite != Suite::kNames) return Apply(cibles, suite == Suite::kReplay, r, files);
         if (r.type == redo_log::kRedoFile) names->insert(std::string(r.payload.substr(8)));
@@ -309,6 +310,20 @@ Status Vide(Env* env, const std::string& dossier, const Vidage& v, std::set<std:
   return Io(j->Sync());
 }
 
+// The pending transactions [from, to) of the redo log j (size bytes, at path) walked whole:
+// first checked to read back complete up to to (Corruption otherwise), then visited.
+Status WalkPending(platform::File* j, uint64_t size, const std::string& path, uint64_t nonce,
+                   uint64_t from, uint64_t to, const Visit& visit) {
+  uint64_t end = 0;
+  size = std::min(size, to);
+  VESK_RETURN_IF_ERROR(Walk(j, size, nonce, from, to, nullptr, &end));
+  if (end != to) {
+    return Status::Corruption("journal " + path + " : validations en attente illisibles de " +
+                              std::to_string(end) + " à " + std::to_string(to));
+  }
+  return Walk(j, size, nonce, from, to, visit, &end);
+}
+
 }  // namespace
 
 Status RedoLog::Recover(Env* env, const std::string& dossier, bool* changed) {
@@ -337,6 +352,56 @@ Status RedoLog::Checkpoint(bool keep, bool sync, const Fin* fin) {
   named_all_ = s.ok();
   if (!s.ok()) at_ = 0;
   return s;
+}
+
+Status RedoLog::OpenForReading(uint64_t nonce, uint64_t* size) {
+  if (!file_) {
+    // A folder that cannot be written still shows its pending commits to its readers.
+    platform::IoStatus io = env_->OpenFile(path_, platform::OpenMode::kCreate, &file_);
+    if (io.code == platform::Code::kAccess)
+      io = env_->OpenFile(path_, platform::OpenMode::kRead, &file_);
+    VESK_RETURN_IF_ERROR(Io(io));
+  }
+  VESK_RETURN_IF_ERROR(Io(file_->Size(size)));
+  std::string head(kHeaderSize, '\0');
+  size_t got = 0;
+  VESK_RETURN_IF_ERROR(Io(file_->ReadAt(0, head, &got)));
+  uint32_t version = 0;
+  uint64_t found = 0;
+  if (!redo_log::ReadHeader(std::string_view(head.data(), got), &version, &found) ||
+      version != redo_log::kRedoVersion || found != nonce) {
+    return Status::Corruption("journal " + path_ +
+                              " : les validations en attente ne s'y trouvent plus (en-tête "
+                              "différent de celui de l'état du dossier)");
+  }
+  return Status::Ok();
+}
+
+Status RedoLog::ReadPending(uint64_t nonce, uint64_t from, uint64_t to, const PendingVisit& visit) {
+  if (from >= to) return Status::Ok();
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(OpenForReading(nonce, &size));
+  return WalkPending(file_.get(), size, path_, nonce, from, to,
+                     [&](const Record& r, const Fichiers& files) {
+                       const std::string_view p = r.payload;
+                       if (r.type == redo_log::kRedoPage && visit.block) {
+                         visit.block(files.at(Load32(p.data())), Load32(p.data() + 4),
+                                     Load64(p.data() + 8), p.substr(16));
+                       } else if (r.type == redo_log::kRedoSize && visit.size) {
+                         visit.size(files.at(Load32(p.data())), Load64(p.data() + 4));
+                       }
+                       return Status::Ok();
+                     });
+}
+
+Status RedoLog::ApplyPending(uint64_t nonce, uint64_t from, uint64_t to) {
+  if (from >= to) return Status::Ok();
+  uint64_t size = 0;
+  VESK_RETURN_IF_ERROR(OpenForReading(nonce, &size));
+  Cibles cibles(env_, dossier_, path_);
+  return WalkPending(
+      file_.get(), size, path_, nonce, from, to,
+      [&](const Record& r, const Fichiers& files) { return Apply(cibles, true, r, files); });
 }
 
 }  // namespace vesk::isam

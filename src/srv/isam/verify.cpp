@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <utility>
 
 #include "srv/isam/btree.h"
 #include "srv/isam/btree_impl.h"
@@ -137,8 +138,6 @@ class Verifier {
                      const std::string& what, std::vector<uint32_t>& owner);
   void Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
                const KeyToCheck* check);
-  void KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name, std::string_view key,
-             uint32_t no);
   std::vector<RecordKeys> KeysToSum(const FileToCheck& f);
   void SumKeys(uint32_t no, std::string_view record);
   bool TreeMatches(BTree& tree, const RecordKeys& keys);
@@ -146,13 +145,13 @@ class Verifier {
   Env* env_;
   FolderReport* r_;
   const std::vector<KeyToCheck>& keys_;
-  std::string record_, expected_;
   std::map<std::string, std::unique_ptr<DataInfo>> data_;
   std::function<void(const FileProblem&)> sink_;
   std::function<void(uint32_t, std::string_view)> visit_;
   bool strict_ = false;
   uint32_t length_ = 0;  // the record length asked of the data files (0: theirs)
   std::vector<RecordKeys>* sums_ = nullptr;  // the trees whose keys the file's reading sums
+  std::string key_;                          // a record's key being summed
   Seeds seeds_{};
 };
 
@@ -272,60 +271,20 @@ void Verifier::Tree(const std::string& path, const std::string& dir, const std::
   if (DataInfo* d = Data(data_path)) Entries(*tree, name, h.nature, *d, check);
 }
 
-// The key of record no must be what check builds from its bytes, padded with spaces.
-void Verifier::KeyOf(const KeyToCheck& check, DataInfo& d, const std::string& name,
-                     std::string_view key, uint32_t no) {
-  record_.resize(d.file->RecordLength());
-  Status s = d.file->Read(no, record_);
-  if (s.ok()) s = check.make_key(record_, &expected_);
-  if (!s.ok()) {
-    Problem(name + " : clé de l'enregistrement " + std::to_string(no) + " de " + d.name + " : " +
-                s.message(),
-            kKindWrongKey, no);
-    return;
-  }
-  if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
-  if (expected_ == key) return;
-  std::string shown, want;
-  DecodeBytes(key, &shown);
-  DecodeBytes(expected_, &want);
-  Problem(name + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) + " de " +
-              d.name + " n'est pas celle de l'enregistrement (« " + want + " »)",
-          kKindWrongKey, no);
-}
-
 void Verifier::Entries(BTree& tree, const std::string& name, char nature, DataInfo& d,
                        const KeyToCheck* check) {
   // A primary tree, and every tree of a file checked alone, holds one key per live record.
-  const bool une = nature == 'P' || strict_;
-  std::vector<uint8_t> seen(d.deleted.size(), 0);
+  EntryCheck entries(name, d.name, d.deleted, nature == 'P' || strict_, check,
+                     [this](const FileProblem& p) { Problem(p.text, p.kind, p.record); });
   Status s = tree.ForEach([&](std::string_view key, uint32_t no) {
-    if (no < 1 || no > d.deleted.size()) {
-      Problem(name + " : une clé renvoie à l'enregistrement " + std::to_string(no) +
-                  ", au-delà de la fin de " + d.name,
-              kKindOrphanKey, no);
-    } else if (d.deleted[no - 1]) {
-      Problem(name + " : une clé renvoie à l'enregistrement supprimé " + std::to_string(no) +
-                  " de " + d.name,
-              kKindOrphanKey, no);
-    } else if (une && seen[no - 1]++) {
-      Problem(name + " : l'enregistrement " + std::to_string(no) + " de " + d.name +
-                  " a plusieurs clés",
-              kKindManyKeys, no);
-    } else if (check != nullptr) {
-      KeyOf(*check, d, name, key, no);
-    }
+    entries.Entry(key, no, [&](std::string* record) {
+      record->resize(d.file->RecordLength());
+      return d.file->Read(no, *record);
+    });
     return true;
   });
   if (!s.ok()) Problem(name + " : " + s.message(), kKindTree);
-  if (!une) return;
-  for (size_t i = 0; i < seen.size(); ++i) {
-    if (!d.deleted[i] && !seen[i]) {
-      Problem(name + " : l'enregistrement " + std::to_string(i + 1) + " de " + d.name +
-                  " n'a pas de clé",
-              kKindNoKey, static_cast<uint32_t>(i + 1));
-    }
-  }
+  entries.End();
 }
 
 void Verifier::Folder(const std::string& dir, const std::string& root) {
@@ -388,12 +347,12 @@ std::vector<RecordKeys> Verifier::KeysToSum(const FileToCheck& f) {
 void Verifier::SumKeys(uint32_t no, std::string_view record) {
   for (RecordKeys& k : *sums_) {
     if (!k.summed) continue;
-    if (!k.check->make_key(record, &expected_).ok() || expected_.size() > k.key_length) {
+    if (!k.check->make_key(record, &key_).ok() || key_.size() > k.key_length) {
       k.summed = false;  // the exact walk reports it against the tree's entry
       continue;
     }
-    expected_.resize(k.key_length, ' ');
-    AddEntry(seeds_, no, expected_, &k.sum);
+    key_.resize(k.key_length, ' ');
+    AddEntry(seeds_, no, key_, &k.sum);
   }
 }
 
@@ -475,6 +434,70 @@ void Verifier::ChainOfHeader(const ChainToCheck& c, DataInfo& e, DataInfo& l, ui
 }
 
 }  // namespace
+
+EntryCheck::EntryCheck(std::string tree, std::string data, const std::vector<uint8_t>& deleted,
+                       bool one_per_record, const KeyToCheck* check,
+                       std::function<void(const FileProblem&)> problem)
+    : tree_(std::move(tree)),
+      data_(std::move(data)),
+      deleted_(deleted),
+      one_(one_per_record),
+      check_(check),
+      problem_(std::move(problem)),
+      seen_(deleted.size(), 0) {}
+
+void EntryCheck::Entry(std::string_view key, uint32_t no,
+                       const std::function<Status(std::string*)>& record) {
+  const std::string n = std::to_string(no);
+  if (no < 1 || no > deleted_.size()) {
+    problem_(
+        {std::string(kKindOrphanKey), no,
+         tree_ + " : une clé renvoie à l'enregistrement " + n + ", au-delà de la fin de " + data_});
+  } else if (deleted_[no - 1] == kNoRecord) {
+    problem_({std::string(kKindOrphanKey), no,
+              tree_ + " : une clé renvoie à l'enregistrement " + n + ", absent de " + data_});
+  } else if (deleted_[no - 1]) {
+    problem_({std::string(kKindOrphanKey), no,
+              tree_ + " : une clé renvoie à l'enregistrement supprimé " + n + " de " + data_});
+  } else if (one_ && seen_[no - 1]++) {
+    problem_({std::string(kKindManyKeys), no,
+              tree_ + " : l'enregistrement " + n + " de " + data_ + " a plusieurs clés"});
+  } else if (check_ != nullptr) {
+    KeyOf(key, no, record);
+  }
+}
+
+// The key of record no must be what check builds from its bytes, padded with spaces.
+void EntryCheck::KeyOf(std::string_view key, uint32_t no,
+                       const std::function<Status(std::string*)>& read) {
+  Status s = read(&record_);
+  if (s.ok()) s = check_->make_key(record_, &expected_);
+  if (!s.ok()) {
+    problem_({std::string(kKindWrongKey), no,
+              tree_ + " : clé de l'enregistrement " + std::to_string(no) + " de " + data_ + " : " +
+                  s.message()});
+    return;
+  }
+  if (expected_.size() < key.size()) expected_.resize(key.size(), ' ');
+  if (expected_ == key) return;
+  std::string shown, want;
+  DecodeBytes(key, &shown);
+  DecodeBytes(expected_, &want);
+  problem_({std::string(kKindWrongKey), no,
+            tree_ + " : la clé « " + shown + " » de l'enregistrement " + std::to_string(no) +
+                " de " + data_ + " n'est pas celle de l'enregistrement (« " + want + " »)"});
+}
+
+void EntryCheck::End() {
+  if (!one_) return;
+  for (size_t i = 0; i < seen_.size(); ++i) {
+    if (!deleted_[i] && !seen_[i]) {
+      problem_({std::string(kKindNoKey), static_cast<uint32_t>(i + 1),
+                tree_ + " : l'enregistrement " + std::to_string(i + 1) + " de " + data_ +
+                    " n'a pas de clé"});
+    }
+  }
+}
 
 std::vector<std::string> CompanyFolders(Env* env, const std::string& dir) {
   std::vector<std::string> names, out;

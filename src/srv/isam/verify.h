@@ -95,6 +95,37 @@ struct FileTally {
   uint64_t keys = 0;  // keys of its trees
 };
 
+// The entries of one tree checked against the records of its data file, as both stores'
+// verifiers check them: each entry names a live record (else kKindOrphanKey), at most one entry
+// per record when one_per_record (else kKindManyKeys; End tells the live records left without
+// any, kKindNoKey), and each key is the one check builds from its record (else kKindWrongKey).
+// tree and data name the files in the texts ("CLI1.DAB", "CLIENT.DAT"); deleted: by record
+// number - 1, the file's last record its size, 1 for a deleted record, kNoRecord for a number
+// no record has (a database store's table can lack one). One thread.
+class EntryCheck {
+ public:
+  static constexpr uint8_t kNoRecord = 2;
+  EntryCheck(std::string tree, std::string data, const std::vector<uint8_t>& deleted,
+             bool one_per_record, const KeyToCheck* check,
+             std::function<void(const FileProblem&)> problem);
+  // One entry of the tree, in key order. record gives the bytes of record no (asked only when
+  // its key is to be built, for a live record).
+  void Entry(std::string_view key, uint32_t no,
+             const std::function<Status(std::string* record)>& record);
+  void End();
+
+ private:
+  void KeyOf(std::string_view key, uint32_t no, const std::function<Status(std::string*)>& read);
+
+  std::string tree_, data_;
+  const std::vector<uint8_t>& deleted_;
+  bool one_;
+  const KeyToCheck* check_;
+  std::function<void(const FileProblem&)> problem_;
+  std::vector<uint8_t> seen_;
+  std::string record_, expected_;
+};
+
 // Checks the file f as VerifyFolder checks a file and its trees (the data file against its
 // header, each tree's invariants), with the stricter rule above for every tree, primary or
 // secondary. Each problem goes to problem, none left out. The Status fails only when the

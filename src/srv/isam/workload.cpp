@@ -202,6 +202,22 @@ void Workload::CheckModel() {
   }
 }
 
+std::string Workload::Vue(char prefix) {
+  std::string out, key;
+  bool found = false;
+  for (barbre_->PremCle(tree_, cli_, found, key); found;
+       barbre_->SuivCle(tree_, cli_, found, key)) {
+    if (key.empty() || key[0] != prefix) continue;
+    out += owner_->cli.substr(0, 30);  // key, town, name: the line pointers follow
+    int32_t no = 0;
+    for (chainage_->PremLigne(lig_, no); no != 0; chainage_->SuivLigne(lig_, no)) {
+      out += "|" + owner_->lig.substr(6);
+    }
+    out += "\n";
+  }
+  return out;
+}
+
 std::string Workload::State(DossierDonnees& d) {
   std::string out;
   for (int16_t h = 1; h <= d.NombreFichiers(); ++h) {

@@ -50,6 +50,10 @@ class Workload {
   // Every record of the two data files and every entry of the three B-trees of the folder, as
   // text; two folders hold the same data exactly when their states are equal.
   static std::string State(DossierDonnees& d);
+  // The customers of one prefix as this workload's services read them, whatever their record
+  // numbers: each key, town and name, then the texts of its lines in order. Equal for a
+  // workload that shared its folder with others and for the same one alone.
+  std::string Vue(char prefix);
 
   DossierDonnees& dossier() { return *dossier_; }
 

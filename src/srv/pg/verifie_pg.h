@@ -6,6 +6,7 @@
 #define VESK_SRV_PG_VERIFIE_PG_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,21 @@ std::vector<std::string> VerifieChainage(BasePg& b, const ChainageVerifPg& c);
 
 // The chainings declared in b.
 std::vector<ChainageVerifPg> ChainagesDeclares(BasePg& b);
+
+// Checks the data file f.data ("CLIENT") of the company entreprise ("" at the root) with its
+// trees (f.trees, each named as "CLI1") as isam::VerifyFile checks a folder's, with the same
+// kinds and texts: the catalog's record length against f.record_length, record numbers from 1
+// without gaps, each row of the record length; each tree in the catalog when the file has live
+// records, indexing this file, its keys of its key length, one key per live record built by its
+// make_key. f.on_record sees each live record. Reads one snapshot of the store, outside any
+// batch. What the store holds is told to probleme; throws ErreurService only when the server
+// cannot be reached.
+void VerifieFichier(BasePg& b, const std::string& entreprise, const isam::FileToCheck& f,
+                    const std::function<void(const isam::FileProblem&)>& probleme,
+                    isam::FileTally* bilan);
+
+// The companies ("" for the root) whose catalog holds the data file nom, in order.
+std::vector<std::string> EntreprisesDuFichier(BasePg& b, const std::string& nom);
 
 }  // namespace vesk::pg
 

@@ -121,6 +121,19 @@ class EngineTest : public ::testing::Test {
   std::vector<std::unique_ptr<Proprio>> proprios_;
 };
 
+// The folder of the durability tests, in an Env of their own (MemEnv, FaultEnv).
+inline constexpr char kDossierTest[] = "/d";
+
+// A folder object over kDossierTest of env: synchronisation full or off; seuil the redo log's
+// checkpoint threshold (0: the default; 1: a checkpoint at every commit); a cache of cache bytes.
+inline std::shared_ptr<DossierDonnees> DossierDe(Env* env, bool full = true, uint64_t seuil = 0,
+                                                 size_t cache = 1 << 20) {
+  auto d = std::make_shared<DossierDonnees>(env, kDossierTest, "", cache);
+  d->Synchro(full);
+  if (seuil != 0) d->SeuilJournal(seuil);
+  return d;
+}
+
 // Runs statement and expects an ErreurService whose message contains part.
 #define EXPECT_ERREUR(statement, part)                                            \
   do {                                                                            \
@@ -134,4 +147,4 @@ class EngineTest : public ::testing::Test {
 
 }  // namespace vesk::isam::testing
 
-#endif  // VESK_SRV_ISAM_ENGINE_TESTING_H_
+#endif  // VESK_SRV_ISAM_TESTING_ENGINE_H_

@@ -10,10 +10,13 @@
 // of DIC.DAT rewritten in the same batch), killed at a random instant around it: the folder must
 // hold the old files with the old DIC record, or the new ones with the new record and the old
 // files in the backup folder.
+// With --writers 2 two children commit at once into the folder, customers of letter A and of
+// letter B, each telling its own commits; both are killed at the same instant, and each letter
+// must then hold exactly the operations its child reported (or one more).
 // With --pg URI the runs go to a database store instead (a root schema per run, on the server
 // of URI), its server's transactions taking the place of the journal.
 // usage: vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] [--synchro full|off]
-//                   [--rebuild 1] [--migrate 1] [--pg URI]
+//                   [--rebuild 1] [--migrate 1] [--writers 2] [--pg URI]
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,6 +51,7 @@ struct Options {
   bool full = false;
   bool rebuild = false;
   bool migrate = false;
+  int writers = 1;
   bool Ends() const { return rebuild || migrate; }
   std::string pg;  // the server of a database store ("": folders)
 };
@@ -228,6 +232,14 @@ std::string CheckBase(const Options& o, const std::string& dir, uint64_t seed,
 }
 #endif
 
+// The folder verifier's first problem with dir, open as d; an empty string when none.
+std::string Verifie(const std::string& dir, DossierDonnees& d) {
+  FolderReport r;
+  Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(d), &r);
+  if (!s.ok()) return s.message();
+  return r.problems.empty() ? "" : "vérificateur : " + r.problems.front();
+}
+
 // Reopens dir and checks it; an empty string when all is well.
 std::string Check(const Options& o, const std::string& dir, uint64_t seed,
                   const std::vector<uint64_t>& ref, int commits) {
@@ -240,10 +252,7 @@ std::string Check(const Options& o, const std::string& dir, uint64_t seed,
     Workload w(d, seed);
     if (!Attendu(Hash64(Workload::State(*d), 0), ref, commits))
       return "état différent après " + std::to_string(commits) + " opérations validées";
-    FolderReport r;
-    Status s = VerifyFolder(Env::Default(), dir, DeclaredChains(*d), &r);
-    if (!s.ok()) return s.message();
-    if (!r.problems.empty()) return "vérificateur : " + r.problems.front();
+    return Verifie(dir, *d);
   } catch (const vesk::ErreurService& e) {
     return std::string("réouverture : ") + e.what();
   }
@@ -267,6 +276,8 @@ bool Parse(int argc, char** argv, Options* o) {
       o->rebuild = v == "1";
     else if (k == "--migrate")
       o->migrate = v == "1";
+    else if (k == "--writers")
+      o->writers = std::stoi(v);
 #ifdef VESK_AVEC_PG
     else if (k == "--pg")
       o->pg = v;
@@ -277,7 +288,125 @@ bool Parse(int argc, char** argv, Options* o) {
   // A database rebuilds in one transaction of the server: its kills are those of any commit.
   // The migration is the folders' own.
   return argc % 2 == 1 && o->runs >= 0 && o->steps > 0 && !(o->rebuild && o->migrate) &&
-         !((o->rebuild || o->migrate) && !o->pg.empty());
+         !((o->rebuild || o->migrate) && !o->pg.empty()) && (o->writers == 1 || o->writers == 2) &&
+         !(o->writers == 2 && (o->Ends() || !o->pg.empty()));
+}
+
+// ---- --writers 2 ----
+
+// Digests of the customers of one letter (Workload::Vue) after each step of its workload alone.
+std::vector<uint64_t> ReferenceLettre(const Options& o, uint64_t seed, char letter) {
+  MemEnv mem;
+  Workload w(std::make_shared<DossierDonnees>(&mem, "/m", "", 1 << 20), seed, letter);
+  std::vector<uint64_t> out{Hash64(w.Vue(letter), 0)};
+  for (int i = 0; i < o.steps; ++i) {
+    w.Step();
+    out.push_back(Hash64(w.Vue(letter), 0));
+  }
+  return out;
+}
+
+// One of the two writers: its workload (seed) on customers of letter, each commit told on out.
+// Every other run empties the redo log every few commits, as the single child does.
+[[noreturn]] void Writer(const Options& o, const std::string& dir, uint64_t seed, char letter,
+                         bool seuil, int out) {
+  try {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+    d->Synchro(o.full);
+    if (seuil) d->SeuilJournal(uint64_t{16} << 10);
+    Workload w(d, seed, letter);
+    if (write(out, "R", 1) != 1) _exit(3);
+    for (int i = 0; i < o.steps; ++i) {
+      w.Step();
+      if (write(out, "C", 1) != 1) _exit(3);
+    }
+  } catch (const vesk::ErreurService& e) {
+    std::fprintf(stderr, "enfant %c : %s\n", letter, e.what());
+    _exit(2);
+  }
+  _exit(0);
+}
+
+// The commits a writer reported, read until its pipe closes.
+int Commits(int in) {
+  int n = 0;
+  for (char c; read(in, &c, 1) == 1;) n += c == 'C' ? 1 : 0;
+  return n;
+}
+
+// Reopens dir after both writers were killed and checks each letter against its reference.
+std::string CheckLettres(const std::string& dir, const std::vector<uint64_t> ref[2],
+                         const int commits[2]) {
+  try {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20);
+    Workload w(d, 0, 'Z');
+    for (int i = 0; i < 2; ++i) {
+      const char letter = static_cast<char>('A' + i);
+      if (!Attendu(Hash64(w.Vue(letter), 0), ref[i], commits[i])) {
+        return std::string("clients ") + letter + " différents après " +
+               std::to_string(commits[i]) + " opérations validées";
+      }
+    }
+    return Verifie(dir, *d);
+  } catch (const vesk::ErreurService& e) {
+    return std::string("réouverture : ") + e.what();
+  }
+  return "";
+}
+
+// Starts the two writers on dir, its files made first (so that neither creates a file the
+// other opens); they are killed together once A has reported a random number of commits. The
+// failure of a writer is said on the output (false).
+bool LanceEcrivains(const Options& o, const std::string& dir, uint64_t seed, std::mt19937_64& rng,
+                    int commits[2]) {
+  { Workload w(std::make_shared<DossierDonnees>(Env::Default(), dir, "", 1 << 20), 0, 'Z'); }
+  int fds[2][2];
+  pid_t pids[2];
+  for (int i = 0; i < 2; ++i) {
+    if (pipe(fds[i]) != 0 || (pids[i] = fork()) < 0) throw vesk::ErreurService("fork", dir, "");
+    if (pids[i] == 0) {
+      close(fds[i][0]);
+      if (i == 1) close(fds[0][0]);
+      Writer(o, dir, seed * 2 + static_cast<uint64_t>(i), static_cast<char>('A' + i), seed % 2 == 1,
+             fds[i][1]);
+    }
+    close(fds[i][1]);
+  }
+  const int target = static_cast<int>(rng() % (o.steps + 1));
+  commits[0] = 0;
+  for (char c; commits[0] < target && read(fds[0][0], &c, 1) == 1;) commits[0] += c == 'C';
+  usleep(static_cast<useconds_t>(rng() % 400));
+  for (pid_t p : pids) kill(p, SIGKILL);
+  commits[0] += Commits(fds[0][0]);
+  commits[1] = Commits(fds[1][0]);
+  bool ok = true;
+  for (int i = 0; i < 2; ++i) {
+    close(fds[i][0]);
+    int status = 0;
+    waitpid(pids[i], &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
+      std::printf("graine %llu : l'écrivain %c a échoué (%d)\n",
+                  static_cast<unsigned long long>(seed), 'A' + i, WEXITSTATUS(status));
+      ok = false;
+    }
+  }
+  return ok;
+}
+
+// One run of --writers 2: 1 when the folder holds what both writers reported, 0 otherwise.
+int RunEcrivains(const Options& o, int run, const std::string& dir, std::mt19937_64& rng) {
+  const uint64_t seed = o.seed + static_cast<uint64_t>(run);
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir);
+  const std::vector<uint64_t> ref[2] = {ReferenceLettre(o, seed * 2, 'A'),
+                                        ReferenceLettre(o, seed * 2 + 1, 'B')};
+  int commits[2] = {0, 0};
+  if (!LanceEcrivains(o, dir, seed, rng, commits)) return 0;
+  const std::string problem = CheckLettres(dir, ref, commits);
+  if (problem.empty()) return 1;
+  std::printf("run %d (graine %llu, %d et %d validées) : %s\n", run,
+              static_cast<unsigned long long>(seed), commits[0], commits[1], problem.c_str());
+  return 0;
 }
 
 }  // namespace
@@ -288,6 +417,7 @@ namespace {
 // then hold exactly the operations the child reported committed. False when it fails (said on
 // the output); -1 when a process could not be started.
 int Run(const Options& o, int run, const std::string& dir, std::mt19937_64& rng) {
+  if (o.writers == 2) return RunEcrivains(o, run, dir, rng);
   namespace fs = std::filesystem;
   uint64_t seed = o.seed + static_cast<uint64_t>(run);
   fs::remove_all(dir);
@@ -330,7 +460,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &o)) {
     std::fprintf(stderr,
                  "usage : vesk-crash [--runs N] [--steps S] [--seed X] [--dir D] "
-                 "[--synchro full|off] [--rebuild 1 | --migrate 1] [--pg URI]\n");
+                 "[--synchro full|off] [--rebuild 1 | --migrate 1 | --writers 2] [--pg URI]\n");
     return 2;
   }
   namespace fs = std::filesystem;
