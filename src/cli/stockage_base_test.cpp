@@ -15,6 +15,7 @@
 #include <map>
 #include <regex>
 #include <sstream>
+#include <tuple>
 
 #include "cli/verification.h"
 #include "platform/platform.h"
@@ -407,7 +408,9 @@ TEST_F(VeskSurPostgresql, TheDecodingFunctionsHoldAtTheEdges) {
   }
 }
 
-// import makes the views again from the new layout; ddl writes them without changing them.
+// An import that changes the layout of a file holding records is refused on a database (its
+// rows are not converted there); one whose files hold none goes through and makes the views
+// again from the new layout; ddl writes them without changing them.
 TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
   Reussit("demo dossier");
   const std::string b = Base("i");
@@ -422,8 +425,26 @@ TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
       std::regex_replace(Contenu(dossier_ / "dico.toml"), std::regex("CLNOM"), "CLRAIS");
   ASSERT_NE(dico.find("CLRAIS"), std::string::npos);
   std::ofstream(dossier_ / "dico.toml", std::ios::binary) << dico;
-  Reussit("--data base import dico.toml");
+  // CLIENT holds records: its layout does not change on a database, with or without --migrate.
+  auto [refus, texte_refus] = Lance("--data base import dico.toml");
+  EXPECT_EQ(refus, 1);
+  EXPECT_NE(texte_refus.find("la disposition de fichiers qui ont des données change : CLIENT (01 : "
+                             "283 enregistrement(s))"),
+            std::string::npos)
+      << texte_refus;
+  std::tie(refus, texte_refus) = Lance("--data base import --migrate dico.toml");
+  EXPECT_EQ(refus, 1);
+  EXPECT_NE(texte_refus.find("Migration refusée : une base se migre dans un dossier (vesk copie)"),
+            std::string::npos)
+      << texte_refus;
   auto base = vesk::pg::OuvreBase(uri_, schema, false);
+  // Once its records are all deleted, CLIENT changes freely and its view follows.
+  base->Lit("essai", "CLIENT",
+            std::vector<vesk::pg::Requete>{
+                {"BEGIN", {}},
+                {"UPDATE \"" + schema + "_01\".d_client SET supprime = true", {}},
+                {"COMMIT", {}}});
+  Reussit("--data base import dico.toml");
   vesk::pg::Parametres p;
   p.Texte(schema + "_01");
   const vesk::pg::Resultat r =
