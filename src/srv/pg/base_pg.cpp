@@ -454,34 +454,32 @@ void BasePg::FinLecture(std::string_view operation, std::string_view objet, bool
 // ---- Owners ----
 
 void BasePg::Livre(FichierPg& f, int32_t no, std::string_view octets, std::string_view operation) {
-  const FichierPg* avant = livre_;
-  const int32_t avant_no = livre_no_;
-  std::string avant_octets;
-  avant_octets.swap(livre_octets_);
-  livre_ = &f;
-  livre_no_ = no;
-  livre_octets_.assign(octets);
-  struct Retour {
-    BasePg& b;
-    const FichierPg* f;
-    int32_t no;
-    std::string& octets;
-    ~Retour() {
-      b.livre_ = f;
-      b.livre_no_ = no;
-      b.livre_octets_.swap(octets);
-    }
-  } retour{*this, avant, avant_no, avant_octets};
   if (f.proprietaire == nullptr) {
     throw ErreurService(operation, f.objet,
                         "fichier ouvert sans propriétaire : pas de méthode Lire" + f.methode +
                             " pour les champs courants");
   }
+  // A delivery inside the owner's method (it reads another record through a walk) is undone
+  // when it ends, so that the outer one holds again.
+  struct Retour {
+    BasePg& b;
+    const FichierPg* f;
+    int32_t no;
+    std::string_view octets;
+    ~Retour() {
+      b.livre_ = f;
+      b.livre_no_ = no;
+      b.livre_octets_ = octets;
+    }
+  } retour{*this, livre_, livre_no_, livre_octets_};
+  livre_ = &f;
+  livre_no_ = no;
+  livre_octets_ = octets;
   int32_t arg = no;
   f.proprietaire->Invoque(f.id_lire, arg);
 }
 
-const std::string* BasePg::Livraison(const FichierPg& f, int32_t no) const {
+const std::string_view* BasePg::Livraison(const FichierPg& f, int32_t no) const {
   return livre_ == &f && livre_no_ == no ? &livre_octets_ : nullptr;
 }
 

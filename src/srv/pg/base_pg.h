@@ -140,9 +140,11 @@ class BasePg {
 
   // The owner's Lire method of f called for record no whose bytes the operation just read:
   // LireFichier of that record, meanwhile, takes them instead of asking the server again.
+  // octets are not copied: they must stay as they are until the call returns (a local copy of
+  // the caller's, never bytes that a walk inside the owner's method could drop).
   void Livre(FichierPg& f, int32_t no, std::string_view octets, std::string_view operation);
   // The bytes being delivered, when record no of f is.
-  const std::string* Livraison(const FichierPg& f, int32_t no) const;
+  const std::string_view* Livraison(const FichierPg& f, int32_t no) const;
 
   // The catalog. The record length of data file nom of lieu (0 when absent), its label.
   uint32_t LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation);
@@ -208,7 +210,7 @@ class BasePg {
   std::vector<std::pair<FichierPg*, int64_t>> derniers_;  // to put back on failure
   const FichierPg* livre_ = nullptr;
   int32_t livre_no_ = 0;
-  std::string livre_octets_;
+  std::string_view livre_octets_;
   std::vector<std::unique_ptr<FichierPg>> fichiers_;
   std::vector<std::unique_ptr<ArbrePg>> arbres_;
   std::vector<std::unique_ptr<TextePg>> textes_;

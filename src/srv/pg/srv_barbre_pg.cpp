@@ -319,10 +319,13 @@ void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool prem
       ou = " WHERE (b.cle, b.no) > ($1, $2)";
     }
   }
+  // A primary tree's keys are unique: ordered by the key alone, the server follows its index
+  // without sorting each page again by record number.
   pg::Resultat r = base_->Lit(op, a.objet,
                               "SELECT b.cle, b.no, d.supprime, d.octets FROM " + a.table +
                                   " b LEFT JOIN " + f.table + " d ON d.no = b.no" + ou +
-                                  " ORDER BY b.cle, b.no LIMIT " + std::to_string(kAvance),
+                                  (a.nature == 'P' ? " ORDER BY b.cle" : " ORDER BY b.cle, b.no") +
+                                  " LIMIT " + std::to_string(kAvance),
                               p);
   a.avance.clear();
   for (int i = 0; i < r.Lignes(); ++i) {

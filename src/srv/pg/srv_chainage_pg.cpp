@@ -245,7 +245,8 @@ void SrvChainagePg::PremLigne(int16_t fichier_ligne, int32_t& no_enr) {
     m.supprime = c.avance.front().supprime;
   }
   ExigeCible(l, m, c.dernier, Rec(x.courant, *x.entete), kOp);
-  base_->Livre(l, m.no, c.avance.front().octets, kOp);
+  const std::string octets = c.avance.front().octets;  // the owner's walk may drop the front
+  base_->Livre(l, m.no, octets, kOp);
   l.courant = m.no;
   c.pas = 1;
   no_enr = m.no;
@@ -291,7 +292,8 @@ void SrvChainagePg::SuivLigne(int16_t fichier_ligne, int32_t& no_enr) {
             std::to_string(no_enr));
   Exige(++c->pas <= c->dernier, kOp, l.objet, "chaînage en boucle");
   c->avance.pop_front();
-  base_->Livre(l, static_cast<int32_t>(next), c->avance.front().octets, kOp);
+  const std::string octets = c->avance.front().octets;  // the owner's walk may drop the front
+  base_->Livre(l, static_cast<int32_t>(next), octets, kOp);
   l.courant = static_cast<int32_t>(next);
   no_enr = static_cast<int32_t>(next);
 }

@@ -168,7 +168,7 @@ void SrvDonneePg::EcrireFichier(int16_t fichier, int32_t no_enr, std::string_vie
 void SrvDonneePg::LireFichier(int16_t fichier, int32_t no_enr, std::string& texte) {
   constexpr std::string_view kOp = "LireFichier";
   FichierPg& f = pg::FichierOuErreur(*base_, fichier, kOp);
-  if (const std::string* livre = base_->Livraison(f, no_enr)) {
+  if (const std::string_view* livre = base_->Livraison(f, no_enr)) {
     isam::DecodeBytes(*livre, &texte);
     return;
   }
