@@ -1,11 +1,11 @@
 // The check of an application's data against its dictionary (`vesk verifie`): for each
-// specified file, in each folder that holds its data file (the root, or each company folder
-// for a file that depends on the company), the storage engine's check of the file and of every
-// tree that indexes it (each live record has exactly one key in each tree, the one the
-// component's key builder makes of it: isam::VerifyFile), each record's values by its field
-// rules and domains (fic/donnees.h), and the chainings whose lines it holds. It reads the files
-// as they are on disk and writes nothing: a folder that cannot be written is checked as well.
-// Used from main's thread.
+// specified file, in each place that holds its data file (the root, or each company for a file
+// that depends on the company), the store's check of the file and of every tree that indexes it
+// (each live record has exactly one key in each tree, the one the component's key builder makes
+// of it: isam::VerifyFile on a folder, pg::VerifieFichier on a database, both through
+// isam::EntryCheck), each record's values by its field rules and domains (fic/donnees.h), and
+// the chainings whose lines it holds. It reads the data as stored and writes nothing: a folder
+// that cannot be written is checked as well. Used from main's thread.
 #ifndef VESK_CLI_VERIFICATION_H_
 #define VESK_CLI_VERIFICATION_H_
 

@@ -269,6 +269,9 @@ class DossierDonnees {
   // The grouped commit made last, until AttendDurable sees it durable (nonce 0: none).
   FolderLock::Synced attente_;
   uint64_t attente_debut_ = 0;  // where it begins in the redo log
+  // Whether another user committed since this one's last commit (Valide sees the counter move):
+  // only then is a durable commit grouped.
+  bool autres_ = true;
   bool attente_manuelle_ = false;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;

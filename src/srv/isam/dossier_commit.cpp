@@ -20,9 +20,10 @@ constexpr uint64_t kGroupeMax = uint64_t{1} << 20;
 // The `writing` flag goes up before the redo log is written and down once the state word says
 // where the redo log ends: a writer that dies in between leaves it up, and the next user replays
 // the redo log before anything is read or appended. A grouped commit (groupe: the lock is
-// released right after, synchronisation full, a small transaction) stays pending; any other is
-// synced (unless synchronisation is off and nothing of others waits before it) and written to
-// its files with the pending ones before it. A failure before the commit point forgets the
+// released right after, synchronisation full, a small transaction, another user committed
+// since this one's last commit) stays pending; any other is synced (unless synchronisation is
+// off and nothing of others waits before it) and written to its files with the pending ones
+// before it. A failure before the commit point forgets the
 // transaction (Echec); one after it keeps it (EchecApresValidation).
 Status DossierDonnees::Commit(bool groupe) {
   apres_validation_ = false;
@@ -44,7 +45,11 @@ Status DossierDonnees::Commit(bool groupe) {
   const uint64_t debut = redo_log_->AppendedAt();
   const bool avant = st.Pending() && st.redo_log_nonce == redo_log_->End().nonce;
   if (!avant) st.applied = debut;
-  const bool direct = !groupe || !synchro_full_ || redo_log_->End().end - debut > kGroupeMax;
+  // A user that saw no commit of another since its own last one commits directly: nobody is
+  // there to share its sync, and the direct path takes no second lock.
+  const bool direct =
+      !groupe || !synchro_full_ || !autres_ || redo_log_->End().end - debut > kGroupeMax;
+  autres_ = false;
   if (direct && (synchro_full_ || avant)) {
     s = redo_log_->SyncAppended();  // the commit point
     if (!s.ok()) return Echec(s);

@@ -287,7 +287,7 @@ TEST(DurabilityTest, AWriteThatFailsPastTheCommitPointNeverUndoesTheCommit) {
 
 TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
   MemEnv mem;
-  // The writes and syncs of step 9 (a commit that waits for its sync, the lock released).
+  // The writes and syncs of step 9.
   uint64_t ops = 0;
   {
     MemEnv dry;
@@ -303,7 +303,7 @@ TEST(DurabilityTest, AReplayStopsAtTheLastCompleteTransactionOfATornRedoLog) {
     auto d = Folder(&fault);
     Workload w(d, 31);
     for (int i = 0; i < 8; ++i) w.Step();
-    // The power goes at the last write of step 9, the sync word's, after the redo log's sync:
+    // The power goes at the last write of step 9, after the redo log's sync:
     // its transaction is in the redo log, and the files hold only what reached them synced (no
     // checkpoint ran yet): the redo log alone brings them to any commit.
     fault.PowerLossAt(ops, FaultEnv::Loss::kDrop, 1);

@@ -174,6 +174,8 @@ TEST(GroupCommitTest, AFailedSyncIsReportedAndTheNextUserReplays) {
     auto d = DossierDe(&fault);
     Workload w(d, 41, 'A');
     for (int i = 0; i < 5; ++i) w.Step();
+    Workload other(DossierDe(&fault), 43, 'B');
+    other.Step();  // another user's commit: the next one of this user is grouped
     fault.FailAt(FaultEnv::Op::kSync, 1, platform::Code::kIoError);
     EXPECT_ERREUR(w.Step(), "synchronis");
     EXPECT_ERREUR(w.Step(), "synchronis");  // refused: the folder must be opened again

@@ -8,10 +8,12 @@
 // A commit appends the new bytes of every block it changed, each file's new size and a commit
 // record to the redo log. A direct commit (synchronisation off, a large batch) then syncs the
 // redo log (the commit point; not with off) and writes the blocks to the files without syncing
-// them. A grouped commit (synchronisation full, a small transaction) leaves them pending: the
-// lock is released, and one sync of the redo log, made by whichever waiting user takes the sync
-// lock first, makes durable every transaction appended before it began (the folder's sync word
-// says how far); the pending blocks reach the files later, under the exclusive lock of any user.
+// them; so does a commit with full of a user that saw no other user commit since its own last
+// commit. A grouped commit (synchronisation full, a small transaction, other users committing
+// too) leaves them pending: the lock is released, and one sync of the redo log, made by
+// whichever waiting user takes the sync lock first, makes durable every transaction appended
+// before it began (the folder's sync word says how far); the pending blocks reach the files
+// later, written by their own user or under the exclusive lock of any user.
 // Meanwhile every user sees them through the redo log (PendingEnv). The files are synced only
 // by a checkpoint, which then empties the redo log: at a size threshold (the redo log starts
 // again under a new header, its bytes kept to be overwritten), when the folder is closed (cut to
