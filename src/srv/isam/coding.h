@@ -1,6 +1,7 @@
 // Little-endian numbers in the engine's files (data files, B-trees, redo log, lock file): 1 to 8
 // bytes, the least significant first. Fixed sizes for the hot paths of the B-tree, a byte count
-// for the others. Pure functions; any thread.
+// for the others. And Mix64, the bit mixer of the engine's checksums and hashes. Pure functions;
+// any thread.
 #ifndef VESK_SRV_ISAM_CODING_H_
 #define VESK_SRV_ISAM_CODING_H_
 
@@ -8,6 +9,16 @@
 #include <string>
 
 namespace vesk::isam {
+
+// A bijection of 64-bit words whose every output bit depends on every input bit (the finalizer
+// of MurmurHash3), for checksums and hashes.
+inline uint64_t Mix64(uint64_t x) {
+  x ^= x >> 33;
+  x *= 0xff51afd7ed558ccdULL;
+  x ^= x >> 33;
+  x *= 0xc4ceb9fe1a85ec53ULL;
+  return x ^ (x >> 33);
+}
 
 inline uint16_t Load16(const char* p) {
   const auto* u = reinterpret_cast<const unsigned char*>(p);

@@ -1,13 +1,13 @@
 #include "srv/isam/verify.h"
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <random>
 #include <utility>
 
 #include "srv/isam/btree.h"
 #include "srv/isam/btree_impl.h"
+#include "srv/isam/coding.h"
 #include "srv/isam/data_file.h"
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
@@ -55,28 +55,12 @@ struct Seeds {
   uint64_t a, b;
 };
 
-uint64_t Mix(uint64_t x) {
-  x ^= x >> 33;
-  x *= 0xff51afd7ed558ccdULL;
-  x ^= x >> 33;
-  x *= 0xc4ceb9fe1a85ec53ULL;
-  return x ^ (x >> 33);
-}
-
 uint64_t EntryHash(uint64_t seed, uint32_t no, std::string_view key) {
-  uint64_t h = Mix(seed ^ ((uint64_t{no} << 32) | key.size()));
+  uint64_t h = Mix64(seed ^ ((uint64_t{no} << 32) | key.size()));
   size_t i = 0;
-  for (; i + 8 <= key.size(); i += 8) {
-    uint64_t w;
-    std::memcpy(&w, key.data() + i, 8);
-    h = Mix(h ^ w) + i;
-  }
-  if (i < key.size()) {
-    uint64_t w = 0;
-    std::memcpy(&w, key.data() + i, key.size() - i);
-    h = Mix(h ^ w ^ 0x80);
-  }
-  return Mix(h + seed);
+  for (; i + 8 <= key.size(); i += 8) h = Mix64(h ^ Load64(key.data() + i)) + i;
+  if (i < key.size()) h = Mix64(h ^ GetLe(key.data() + i, static_cast<int>(key.size() - i)) ^ 0x80);
+  return Mix64(h + seed);
 }
 
 void AddEntry(const Seeds& seeds, uint32_t no, std::string_view key, EntrySum* sum) {
