@@ -21,14 +21,6 @@ constexpr uint64_t kGrowth = uint64_t{1} << 20;
 
 uint64_t Rotl(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
 
-uint64_t Mix(uint64_t x) {
-  x ^= x >> 33;
-  x *= 0xff51afd7ed558ccdULL;
-  x ^= x >> 33;
-  x *= 0xc4ceb9fe1a85ec53ULL;
-  return x ^ (x >> 33);
-}
-
 }  // namespace
 
 namespace redo_log {
@@ -38,7 +30,7 @@ uint64_t NewNonce() {
     std::random_device rd;
     return (uint64_t{rd()} << 32) ^ rd();
   }();
-  counter = Mix(counter + 0x9E3779B97F4A7C15ULL + platform::HorlogeNs());
+  counter = Mix64(counter + 0x9E3779B97F4A7C15ULL + platform::HorlogeNs());
   return counter;
 }
 
@@ -82,7 +74,7 @@ uint64_t Hash64(std::span<const char> bytes, uint64_t seed) {
     h = Rotl(h ^ (Load64(bytes.data() + i) * kP2), 31) * kP1;
   }
   const uint64_t tail = GetLe(bytes.data() + i, static_cast<int>(bytes.size() - i));
-  return Mix(h ^ (tail * kP2) ^ Rotl(h, 17));
+  return Mix64(h ^ (tail * kP2) ^ Rotl(h, 17));
 }
 
 struct RedoLog::Entry {
