@@ -320,13 +320,17 @@ void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool prem
     }
   }
   // A primary tree's keys are unique: ordered by the key alone, the server follows its index
-  // without sorting each page again by record number.
-  pg::Resultat r = base_->Lit(op, a.objet,
-                              "SELECT b.cle, b.no, d.supprime, d.octets FROM " + a.table +
-                                  " b LEFT JOIN " + f.table + " d ON d.no = b.no" + ou +
-                                  (a.nature == 'P' ? " ORDER BY b.cle" : " ORDER BY b.cle, b.no") +
-                                  " LIMIT " + std::to_string(kAvance),
-                              p);
+  // without sorting each page again by record number. The page's entries are taken first, then
+  // each one's record through the data table's index (the subquery kept apart by OFFSET 0):
+  // joined whole, the server would hash the whole data table for every page.
+  const std::string ordre = a.nature == 'P' ? " ORDER BY b.cle" : " ORDER BY b.cle, b.no";
+  pg::Resultat r =
+      base_->Lit(op, a.objet,
+                 "SELECT b.cle, b.no, d.supprime, d.octets FROM (SELECT b.cle, b.no FROM " +
+                     a.table + " b" + ou + ordre + " LIMIT " + std::to_string(kAvance) +
+                     ") b LEFT JOIN LATERAL (SELECT supprime, octets FROM " + f.table +
+                     " WHERE no = b.no OFFSET 0) d ON true" + ordre,
+                 p);
   a.avance.clear();
   for (int i = 0; i < r.Lignes(); ++i) {
     EntreeLue e;
