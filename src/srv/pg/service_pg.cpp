@@ -12,6 +12,15 @@ std::string SqlEtat(const FichierPg& f, std::string_view numero) {
          " d ON d.no = " + std::string(numero);
 }
 
+std::string SqlPageArbre(std::string_view arbre, std::string_view donnees, std::string_view apres,
+                         std::string_view ordre, int limite, std::string_view colonnes) {
+  const std::string o(ordre);
+  return "SELECT b.cle, b.no, " + std::string(colonnes) + " FROM (SELECT b.cle, b.no FROM " +
+         std::string(arbre) + " b" + std::string(apres) + o + " LIMIT " + std::to_string(limite) +
+         ") b LEFT JOIN LATERAL (SELECT " + std::string(colonnes) + " FROM " +
+         std::string(donnees) + " WHERE no = b.no OFFSET 0) d ON true" + o;
+}
+
 EtatEnregistrement EtatDe(const Resultat& r) {
   EtatEnregistrement e;
   e.dernier = r.Entier(0, 0);

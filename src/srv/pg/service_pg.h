@@ -40,6 +40,14 @@ struct EtatEnregistrement {
 // The statement that reads record `numero` ("$1") of f with the last number: the columns
 // dernier, supprime (null when absent), octets, always one row.
 std::string SqlEtat(const FichierPg& f, std::string_view numero = "$1");
+// A page of the tree table `arbre` ("b"): its entries after `apres` (a condition " WHERE ..."
+// on b.cle and b.no, "" from the first), in the order `ordre` (" ORDER BY b.cle..."), at most
+// `limite`, each with the columns `colonnes` of its record in the data table `donnees` (null
+// when it has no row): the columns b.cle, b.no, then colonnes. The entries are taken from the
+// tree's index first, then each one's record through the data table's index (the subquery kept
+// apart by OFFSET 0): joined whole, the server would hash the data table for every page.
+std::string SqlPageArbre(std::string_view arbre, std::string_view donnees, std::string_view apres,
+                         std::string_view ordre, int limite, std::string_view colonnes);
 // Record no of f and the last number of f, in one round trip.
 EtatEnregistrement LitEtat(BasePg& b, FichierPg& f, int32_t no, std::string_view operation);
 EtatEnregistrement EtatDe(const Resultat& r);

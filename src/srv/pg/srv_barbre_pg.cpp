@@ -320,16 +320,12 @@ void SrvBArbrePg::LitAvance(ArbrePg& a, FichierPg& f, int16_t fichier, bool prem
     }
   }
   // A primary tree's keys are unique: ordered by the key alone, the server follows its index
-  // without sorting each page again by record number. The page's entries are taken first, then
-  // each one's record through the data table's index (the subquery kept apart by OFFSET 0):
-  // joined whole, the server would hash the whole data table for every page.
-  const std::string ordre = a.nature == 'P' ? " ORDER BY b.cle" : " ORDER BY b.cle, b.no";
+  // without sorting each page again by record number.
   pg::Resultat r =
       base_->Lit(op, a.objet,
-                 "SELECT b.cle, b.no, d.supprime, d.octets FROM (SELECT b.cle, b.no FROM " +
-                     a.table + " b" + ou + ordre + " LIMIT " + std::to_string(kAvance) +
-                     ") b LEFT JOIN LATERAL (SELECT supprime, octets FROM " + f.table +
-                     " WHERE no = b.no OFFSET 0) d ON true" + ordre,
+                 pg::SqlPageArbre(a.table, f.table, ou,
+                                  a.nature == 'P' ? " ORDER BY b.cle" : " ORDER BY b.cle, b.no",
+                                  kAvance, "supprime, octets"),
                  p);
   a.avance.clear();
   for (int i = 0; i < r.Lignes(); ++i) {

@@ -4,6 +4,7 @@
 
 #include "srv/erreur_service.h"
 #include "srv/isam/names.h"
+#include "srv/pg/service_pg.h"
 #include "srv/pg/verifie_pg.h"
 
 namespace vesk::pg {
@@ -133,16 +134,16 @@ void VerifFichier::Arbre(const isam::KeyToCheck& k) {
 // at a time after the last pair read.
 void VerifFichier::Entrees(const std::string& objet, const std::string& table,
                            uint16_t longueur_cle, isam::EntryCheck& entrees) {
-  const std::string debut = "SELECT b.cle, b.no, d.octets FROM " + table + " b LEFT JOIN " +
-                            table_ + " d ON d.no = b.no ";
-  const std::string fin = "ORDER BY b.cle, b.no LIMIT " + std::to_string(kPage);
   std::string cle;
   int32_t no = 0;
   for (int lignes = kPage, page = 0; lignes == kPage; ++page) {
     Parametres p;
     if (page > 0) p.Octets(cle).Entier(no);
-    const Resultat r = b_.Lit(
-        kOp, objet, page == 0 ? debut + fin : debut + "WHERE (b.cle, b.no) > ($1, $2) " + fin, p);
+    const Resultat r =
+        b_.Lit(kOp, objet,
+               SqlPageArbre(table, table_, page == 0 ? "" : " WHERE (b.cle, b.no) > ($1, $2)",
+                            " ORDER BY b.cle, b.no", kPage, "octets"),
+               p);
     lignes = r.Lignes();
     for (int i = 0; i < lignes; ++i) {
       cle.assign(r.Octets(i, 0));
