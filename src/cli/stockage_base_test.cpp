@@ -122,6 +122,18 @@ class VeskSurPostgresql : public ::testing::Test {
     ASSERT_EQ(status, 0) << arguments << "\n" << texte;
   }
 
+  // The demo in the folder "dossier", copied into a store of its own (its URI returned) that the
+  // folder "base" uses.
+  std::string DemoEnBase(const std::string& nom) {
+    Reussit("demo dossier");
+    const std::string b = Base(nom);
+    Reussit("copie dossier '" + b + "'");
+    fs::create_directories(dossier_ / "base");
+    std::ofstream(dossier_ / "base" / "vesk.ini")
+        << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+    return b;
+  }
+
   std::string uri_;
   fs::path dossier_;
   std::vector<std::string> schemas_;
@@ -165,12 +177,7 @@ TEST_F(VeskSurPostgresql, TheDemoGoesIntoTheDatabaseAndBackWhole) {
 // The commands that read the dictionary and the data give the same listings, programs and
 // records on the database as on the folder; the rebuild leaves the same records and keys.
 TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
-  Reussit("demo dossier");
-  const std::string b = Base("c");
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini")
-      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
+  const std::string b = DemoEnBase("c");
   const std::vector<std::string> commandes = {"export",
                                               "decl CLIENT",
                                               "genps CLIENT",
@@ -212,13 +219,8 @@ TEST_F(VeskSurPostgresql, TheCommandsGiveOnTheDatabaseWhatTheyGiveOnTheFolder) {
 // verifie finds the faults put into the demo's rows with psql's means (a record's bytes changed,
 // a key row deleted or lengthened, a record row deleted), each with its kind and record number.
 TEST_F(VeskSurPostgresql, VerifieFindsEachFaultOfTheRowsWithItsRecord) {
-  Reussit("demo dossier");
-  const std::string b = Base("k");
+  DemoEnBase("k");
   const std::string societe = schemas_.back() + "_01";
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini")
-      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
   auto base = vesk::pg::OuvreBase(uri_, schemas_.back(), false);
   auto octets = [&](const char* fichier, int no, int position, const char* hex, int n) {
     return "UPDATE " + societe + ".d_" + fichier + " SET octets = overlay(octets placing '\\x" +
@@ -305,13 +307,8 @@ std::string Attendu(const std::string& r, size_t offset, char f, size_t n) {
 // bytes, coded dates, record numbers and texts; deleted records are not in them. A folder store
 // has no views.
 TEST_F(VeskSurPostgresql, TheViewsGiveTheDemoTyped) {
-  Reussit("demo dossier");
-  const std::string b = Base("v");
+  DemoEnBase("v");
   const std::string schema = schemas_.back();
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini")
-      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
   auto [refus, texte_refus] = Lance("--data dossier sql vues");
   EXPECT_EQ(refus, 1);
   EXPECT_NE(texte_refus.find("demandent une base"), std::string::npos) << texte_refus;
@@ -362,12 +359,8 @@ TEST_F(VeskSurPostgresql, TheViewsGiveTheDemoTyped) {
 // The decoding functions at the edges of their formats: reals negative, tiny, not numbers;
 // integers at their bounds; dates empty; numbers as text with spaces or not numbers at all.
 TEST_F(VeskSurPostgresql, TheDecodingFunctionsHoldAtTheEdges) {
-  Reussit("demo dossier");
-  const std::string b = Base("f");
+  DemoEnBase("f");
   const std::string schema = schemas_.back();
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini") << "stockage = " << b << "\n";
   Reussit("--data base sql vues");
   auto octets = [](const void* p, size_t n) { return std::string(static_cast<const char*>(p), n); };
   auto simple = [&](float v) { return octets(&v, 4); };
@@ -412,13 +405,8 @@ TEST_F(VeskSurPostgresql, TheDecodingFunctionsHoldAtTheEdges) {
 // rows are not converted there); one whose files hold none goes through and makes the views
 // again from the new layout; ddl writes them without changing them.
 TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
-  Reussit("demo dossier");
-  const std::string b = Base("i");
+  DemoEnBase("i");
   const std::string schema = schemas_.back();
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini")
-      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
   Reussit("--data base sql vues");
   Reussit("--data base export dico.toml");
   const std::string dico =
@@ -464,13 +452,8 @@ TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
 // entfic on a database store makes the views again once the dictionary is written: a file
 // deleted there loses its view, while a view a user made in the same schema stays.
 TEST_F(VeskSurPostgresql, EntficDropsTheViewOfAFileItDeletes) {
-  Reussit("demo dossier");
-  const std::string b = Base("e");
+  DemoEnBase("e");
   const std::string societe = schemas_.back() + "_01";
-  Reussit("copie dossier '" + b + "'");
-  fs::create_directories(dossier_ / "base");
-  std::ofstream(dossier_ / "base" / "vesk.ini")
-      << Contenu(dossier_ / "dossier" / "vesk.ini") << "stockage = " << b << "\n";
   Reussit("--data base sql vues");
   auto base = vesk::pg::OuvreBase(uri_, schemas_.back(), false);
   base->Lit("essai", "v_a_moi", "CREATE VIEW " + societe + ".v_a_moi AS SELECT 1 AS no",
