@@ -238,7 +238,6 @@ class BasePg {
 
 template <typename F>
 void BasePg::Transaction(std::string_view operation, std::string_view objet, F f) {
-  ++generation_;
   Entre(operation);
   try {
     f();
@@ -247,6 +246,8 @@ void BasePg::Transaction(std::string_view operation, std::string_view objet, F f
     throw;
   }
   Sort(operation, objet, true);
+  // What it wrote went past the services' bookkeeping.
+  ++generation_;
 }
 
 template <typename F>
