@@ -13,6 +13,7 @@ constexpr uint32_t kCacheLine = 64;  // bytes of a processor cache line
 
 Status BTree::Impl::Descend(const char* key, uint32_t record, uint32_t* leaf,
                             const char** leaf_node, bool ask_leaf) {
+  edge_mods = ~uint64_t{0};  // path_steps is about to name another path
   uint32_t no = root;
   for (uint32_t level = levels - 1; level > 0; --level) {
     const char* n = nullptr;

@@ -117,6 +117,10 @@ struct BTree::Impl {
   uint32_t hint_leaf = 0, hint_slot = 0;
   uint64_t hint_mods = ~uint64_t{0};
 
+  // The last insert appended its entry to the tree's last leaf without a split: while mods is
+  // still edge_mods, path_steps holds the path to that leaf (Descend resets it).
+  uint64_t edge_mods = ~uint64_t{0};
+
   std::array<btree::Step, btree::kMaxLevels + 1> path_steps{};
   std::vector<char> scratch;  // two nodes' worth, for splits
   std::vector<char> carry;    // the entry moving up a level
@@ -232,6 +236,12 @@ struct BTree::Impl {
   // would be: the node, its entry count and the pair's position (path_steps filled).
   Status FindForChange(std::string_view key, uint32_t record, uint32_t* leaf, const char** ln,
                        uint32_t* count, uint32_t* pos);
+  // For keys inserted in order: when the last insert appended to the tree's last leaf and
+  // nothing changed since, and (key, record) comes after that leaf's last entry, *leaf, *ln
+  // and *count describe that leaf (the pair goes at its end) and *at_edge is true; otherwise
+  // *at_edge is false and FindForChange is to be used.
+  Status FindAtEdge(std::string_view key, uint32_t record, uint32_t* leaf, const char** ln,
+                    uint32_t* count, bool* at_edge);
   Status Insert(std::string_view key, uint32_t record);
   // The steps of an insertion into a leaf (path_steps[0] describes it).
   Status ShareFullLeaf(uint32_t leaf, uint32_t pos, std::string_view key, uint32_t record,

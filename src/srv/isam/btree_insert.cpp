@@ -97,10 +97,33 @@ Status BTree::Impl::FindForChange(std::string_view key, uint32_t record, uint32_
   return Status::Ok();
 }
 
+Status BTree::Impl::FindAtEdge(std::string_view key, uint32_t record, uint32_t* leaf,
+                               const char** ln, uint32_t* count, bool* at_edge) {
+  *at_edge = false;
+  if (edge_mods != mods) return Status::Ok();
+  VESK_RETURN_IF_ERROR(CheckKey(key, record));
+  VESK_RETURN_IF_ERROR(CheckWritable());
+  const Step& last = path_steps[0];
+  VESK_RETURN_IF_ERROR(ReadNode(last.node, 0, ln));
+  *count = Count(*ln);
+  // The leaf is as the last insert left it, whose entry was its last.
+  if (*count != last.count + 1 || *count == 0) return Status::Ok();
+  if (Compare(Entry(*ln, leaf_stride, *count - 1), key.data(), record) >= 0) return Status::Ok();
+  *leaf = last.node;
+  *at_edge = true;
+  return Status::Ok();
+}
+
 Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
   uint32_t leaf = 0, count = 0, pos = 0;
   const char* ln = nullptr;
-  VESK_RETURN_IF_ERROR(FindForChange(key, record, &leaf, &ln, &count, &pos));
+  bool at_edge = false;
+  VESK_RETURN_IF_ERROR(FindAtEdge(key, record, &leaf, &ln, &count, &at_edge));
+  if (at_edge) {
+    pos = count;
+  } else {
+    VESK_RETURN_IF_ERROR(FindForChange(key, record, &leaf, &ln, &count, &pos));
+  }
   if (pos < count && Compare(Entry(ln, leaf_stride, pos), key.data(), record) == 0) {
     if (by_record) {
       return Status::Duplicate("B-arbre " + path + " : la clé avec l'enregistrement " +
@@ -117,6 +140,8 @@ Status BTree::Impl::Insert(std::string_view key, uint32_t record) {
   }
   ++keys;
   Changed();
+  // A split changed the path; a pair put before the leaf's end or on another leaf is no append.
+  if (!shared && count < leaf_cap && pos == count && OnRightEdge(*this, 0)) edge_mods = mods;
   return Status::Ok();
 }
 
