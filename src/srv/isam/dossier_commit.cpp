@@ -4,6 +4,7 @@
 // Commits grouped across processes); pending commits written to the files, and the folder's view
 // of them.
 #include <algorithm>
+#include <thread>
 
 #include "srv/isam/dossier.h"
 
@@ -14,6 +15,9 @@ namespace {
 // A transaction of more records than this is made durable before the lock is released: its own
 // sync costs little beside its writes, and its blocks would weigh on every user's view.
 constexpr uint64_t kGroupeMax = uint64_t{1} << 20;
+// Before the leader reads where the redo log ends, it gives the processor away this many times:
+// users that were appending meanwhile end their append, and its sync serves them too.
+constexpr int kCedeAvantSync = 4;
 
 }  // namespace
 
@@ -176,14 +180,15 @@ Status DossierDonnees::EcritGardes(const FolderLock::Synced& fin, uint64_t debut
   return s.ok() ? u : s;
 }
 
-// The leader of a group (under the sync lock): the redo log's end read from the state word
-// without the main lock (a commit may be writing: the word still gives where the complete
-// transactions before it end), the redo log synced, the sync word moved to that end. A word
-// read torn leaves the leader's own end.
+// The leader of a group (under the sync lock), once the appends under way had the processor:
+// the redo log's end read from the state word without the main lock (a commit may be writing: the
+// word still gives where the complete transactions before it end), the redo log synced, the sync
+// word moved to that end. A word read torn leaves the leader's own end.
 Status DossierDonnees::Synchronise(const FolderLock::Synced& attendu) {
   FolderLock::Synced fin = attendu;
   FolderLock::State st;
   bool whole = false;
+  for (int i = 0; i < kCedeAvantSync; ++i) std::this_thread::yield();
   VESK_RETURN_IF_ERROR(verrou_->Peek(&st, &whole));
   if (whole && st.redo_log_nonce != 0) {
     fin = {st.redo_log_nonce, st.redo_log_end};
