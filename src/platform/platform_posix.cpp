@@ -113,6 +113,10 @@ IoStatus FromErrno(int err, std::string_view what, const std::string& path) {
 // The longest pause between two tries of a lock held by another user: a writer waits for the
 // operations of others, which take microseconds, so it looks again within a millisecond.
 constexpr int kMaxPauseUs = 1000;
+// Before the first pause, the lock is tried again after giving the processor away a few times:
+// the holder, when it waits for the processor, ends its operation meanwhile.
+constexpr int kYields = 4;
+constexpr int kFirstPauseUs = 20;
 
 // An exclusive lock announces a writer: a file opened for reading only may not take one.
 IoStatus ReadOnlyLock(const std::string& path) {
@@ -216,8 +220,8 @@ class PosixFile : public File {
       return IoStatus::Ok();
     }
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    int pause_us = 50;
-    for (;;) {
+    int pause_us = 0;
+    for (int tries = 0;; ++tries) {
       if (::fcntl(fd_, F_OFD_SETLK, &fl) == 0) return IoStatus::Ok();
       int err = errno;
       if (err != EAGAIN && err != EACCES && err != EINTR) {
@@ -226,8 +230,12 @@ class PosixFile : public File {
       if (std::chrono::steady_clock::now() >= deadline) {
         return IoStatus{Code::kLocked, err, "fichier verrouillé : " + path_};
       }
+      if (tries < kYields) {
+        std::this_thread::yield();
+        continue;
+      }
+      pause_us = std::min(std::max(pause_us * 2, kFirstPauseUs), kMaxPauseUs);
       std::this_thread::sleep_for(std::chrono::microseconds(pause_us));
-      pause_us = std::min(pause_us * 2, kMaxPauseUs);
     }
   }
 

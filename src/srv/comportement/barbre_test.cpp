@@ -77,6 +77,44 @@ TEST_P(BArbreTest, ARefusedKeyWritesNothing) {
   Verifie();
 }
 
+// Single inserts one after the other, outside batches: each gives the next number and refuses
+// exactly the keys that exist, whatever another user wrote between two of them (a key, a
+// record, a deletion) and whatever an owner's failure undid.
+TEST_P(BArbreTest, SingleInsertsSeeWhatAnotherUserWroteBetweenThem) {
+  for (const char* k : {"A", "B", "C", "D"}) Insere(k, k);
+  EXPECT_ERREUR(Insere("E", std::string(31, 'x')), "plus long que 30");
+  EXPECT_EQ(Insere("E", "E"), 5);
+  EXPECT_ERREUR(Insere("C", "C encore"), "la clé \"C\" existe déjà : rien n'est écrit");
+  EXPECT_EQ(Insere("F", "F"), 6);
+  EXPECT_EQ(Insere("G", "G"), 7);
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  Proprio p(&autre->Donnee(), "Dom");
+  autre->Donnee().Donnee(false, "Dom", 30, p.fichier, &p, "", "", "", false);
+  int16_t arbre = 0;
+  autre->BArbre().B_Arbre(false, "Dom", 6, "P", arbre, "", false);
+  int32_t no = 0;
+  p.champs = "K autre";
+  autre->BArbre().Insere(arbre, "K", p.fichier, no);
+  autre->BArbre().Supprime(arbre, "B", 2, p.fichier);
+  EXPECT_ERREUR(Insere("K", "K mien"), "la clé \"K\" existe déjà : rien n'est écrit");
+  EXPECT_EQ(Insere("B", "B encore"), 9);
+  EXPECT_EQ(Insere("H", "H"), 10);
+  p.champs = "L autre";
+  autre->BArbre().Insere(arbre, "L", p.fichier, no);
+  EXPECT_EQ(no, 11);
+  EXPECT_EQ(Insere("M", "M"), 12);
+  EXPECT_EQ(Insere("N", "N"), 13);
+  bool trouve = false;
+  BArbre().Recherche(arbre_, "K", dom_->fichier, trouve);
+  EXPECT_EQ(dom_->champs.substr(0, 7), "K autre");
+  std::vector<std::string> cles;
+  for (const char* k : {"A", "B", "C", "D", "E", "F", "G", "H", "K", "L", "M", "N"}) {
+    cles.push_back(std::string(k) + "     ");
+  }
+  EXPECT_EQ(Cles(), cles);
+  Verifie();
+}
+
 TEST_P(BArbreTest, HandlesAndArgumentsAreChecked) {
   bool trouve = false;
   int16_t h = 0;

@@ -335,7 +335,7 @@ Status DossierDonnees::Valide() {
   } else if (st.counter != compteur_vu_) {
     VESK_RETURN_IF_ERROR(RechargeTout());
   }
-  if (st.counter != compteur_vu_) autres_ = true;
+  if (st.counter != compteur_vu_) seul_depuis_ = 0;
   compteur_vu_ = st.counter;
   return Status::Ok();
 }

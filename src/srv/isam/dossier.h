@@ -269,9 +269,10 @@ class DossierDonnees {
   // The grouped commit made last, until AttendDurable sees it durable (nonce 0: none).
   FolderLock::Synced attente_;
   uint64_t attente_debut_ = 0;  // where it begins in the redo log
-  // Whether another user committed since this one's last commit (Valide sees the counter move):
-  // only then is a durable commit grouped.
-  bool autres_ = true;
+  // This user's commits since it last saw a commit of another (Valide sees the counter move): a
+  // durable commit is direct once kSeulDirect of them were made alone, grouped before.
+  static constexpr int kSeulDirect = 8;
+  int seul_depuis_ = 0;
   bool attente_manuelle_ = false;
   std::vector<std::unique_ptr<FichierOuvert>> fichiers_;
   std::vector<std::unique_ptr<ArbreOuvert>> arbres_;

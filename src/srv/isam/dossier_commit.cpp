@@ -21,7 +21,7 @@ constexpr uint64_t kGroupeMax = uint64_t{1} << 20;
 // where the redo log ends: a writer that dies in between leaves it up, and the next user replays
 // the redo log before anything is read or appended. A grouped commit (groupe: the lock is
 // released right after, synchronisation full, a small transaction, another user committed
-// since this one's last commit) stays pending; any other is synced (unless synchronisation is
+// during this one's last few commits) stays pending; any other is synced (unless synchronisation is
 // off and nothing of others waits before it) and written to its files with the pending ones
 // before it. A failure before the commit point forgets the
 // transaction (Echec); one after it keeps it (EchecApresValidation).
@@ -45,11 +45,13 @@ Status DossierDonnees::Commit(bool groupe) {
   const uint64_t debut = redo_log_->AppendedAt();
   const bool avant = st.Pending() && st.redo_log_nonce == redo_log_->End().nonce;
   if (!avant) st.applied = debut;
-  // A user that saw no commit of another since its own last one commits directly: nobody is
-  // there to share its sync, and the direct path takes no second lock.
-  const bool direct =
-      !groupe || !synchro_full_ || !autres_ || redo_log_->End().end - debut > kGroupeMax;
-  autres_ = false;
+  // A user whose last commits saw no commit of another commits directly: nobody is there to
+  // share its sync, and the direct path takes no second lock. Not after one commit alone: a
+  // direct commit holds the lock through its sync, and users waiting for the lock would then
+  // seldom commit between two of its commits.
+  const bool direct = !groupe || !synchro_full_ || seul_depuis_ >= kSeulDirect ||
+                      redo_log_->End().end - debut > kGroupeMax;
+  if (seul_depuis_ < kSeulDirect) ++seul_depuis_;
   if (direct && (synchro_full_ || avant)) {
     s = redo_log_->SyncAppended();  // the commit point
     if (!s.ok()) return Echec(s);
@@ -174,18 +176,17 @@ Status DossierDonnees::EcritGardes(const FolderLock::Synced& fin, uint64_t debut
   return s.ok() ? u : s;
 }
 
-// The leader of a group (under the sync lock): the redo log's end read from the state word if
-// the main lock can be had at once (it is never waited for here), the redo log synced, the sync
-// word moved to that end.
+// The leader of a group (under the sync lock): the redo log's end read from the state word
+// without the main lock (a commit may be writing: the word still gives where the complete
+// transactions before it end), the redo log synced, the sync word moved to that end. A word
+// read torn leaves the leader's own end.
 Status DossierDonnees::Synchronise(const FolderLock::Synced& attendu) {
   FolderLock::Synced fin = attendu;
-  const bool tenu = verrou_->held() != FolderLock::Held::kNone;
-  if (tenu || verrou_->Lock(FolderLock::Held::kShared, 0).ok()) {
-    FolderLock::State st;
-    if (verrou_->Read(&st).ok() && !st.writing && st.redo_log_nonce != 0) {
-      fin = {st.redo_log_nonce, st.redo_log_end};
-    }
-    if (!tenu) VESK_RETURN_IF_ERROR(verrou_->Unlock());
+  FolderLock::State st;
+  bool whole = false;
+  VESK_RETURN_IF_ERROR(verrou_->Peek(&st, &whole));
+  if (whole && st.redo_log_nonce != 0) {
+    fin = {st.redo_log_nonce, st.redo_log_end};
   }
   VESK_RETURN_IF_ERROR(redo_log_->SyncLog());
   return verrou_->WriteSynced(fin);

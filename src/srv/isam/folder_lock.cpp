@@ -19,6 +19,9 @@ constexpr size_t kSyncedSize = 24;
 constexpr uint64_t kSyncedSeed = 0x5359'4E43'5645'534BULL;
 // The flag byte: a commit writes the redo log, or commits wait to be written to the files.
 constexpr char kWriting = 1, kPending = 2;
+// The state word's checksum (4 bytes at 20), so that a user may read it without the lock.
+constexpr size_t kStateSumAt = 20;
+constexpr uint64_t kStateSeed = 0x5354'4154'5645'534BULL;
 
 }  // namespace
 
@@ -79,31 +82,59 @@ Status FolderLock::Unlock() {
   return Status::FromIo(file_->Unlock());
 }
 
-Status FolderLock::Read(State* state) {
-  char b[kStateSize] = {};
-  size_t got = 0;
-  if (!file_) {
-    *state = State{};
-    return Status::Ok();
-  }
-  VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
-  *state = State{};
-  if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return Status::Ok();
+namespace {
+
+// The state word from its bytes (got of them read).
+void Decode(const char* b, size_t got, FolderLock::State* state) {
+  *state = FolderLock::State{};
+  if (got < 24 || std::memcmp(b, kMagic, 8) != 0) return;
   state->counter = GetLe(b + 8, 8);
   state->writing = b[16] != 0 && b[16] != kPending;
   state->replacing = b[17] != 0;
   state->durable = (b[18] & 1) != 0;
   state->unsynced = (b[18] & 2) != 0;
-  if (got < 40) return Status::Ok();
+  if (got < 40) return;
   state->redo_log_end = GetLe(b + 24, 8);
   state->redo_log_nonce = GetLe(b + 32, 8);
   state->applied = state->redo_log_end;
-  if (got < 48) return Status::Ok();
+  if (got < 48) return;
   state->replacements = GetLe(b + 40, 8);
-  if (got < 56) return Status::Ok();
+  if (got < 56) return;
   state->replace_nonce = GetLe(b + 48, 8);
-  if (got < kStateSize) return Status::Ok();
+  if (got < kStateSize) return;
   state->applied = GetLe(b + 56, 8);
+}
+
+// The checksum of a state word, its own bytes counted as zeros.
+uint32_t StateSum(const char* b) {
+  char copy[kStateSize];
+  std::memcpy(copy, b, kStateSize);
+  std::memset(copy + kStateSumAt, 0, 4);
+  return static_cast<uint32_t>(Hash64(std::span<const char>(copy, kStateSize), kStateSeed));
+}
+
+}  // namespace
+
+Status FolderLock::Read(State* state) {
+  char b[kStateSize] = {};
+  size_t got = 0;
+  *state = State{};
+  if (!file_) return Status::Ok();
+  VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
+  Decode(b, got, state);
+  return Status::Ok();
+}
+
+Status FolderLock::Peek(State* state, bool* whole) {
+  char b[kStateSize] = {};
+  size_t got = 0;
+  *state = State{};
+  *whole = false;
+  if (!file_) return Status::Ok();
+  VESK_RETURN_IF_ERROR(Status::FromIo(file_->ReadAt(0, b, &got)));
+  if (got < kStateSize || GetLe(b + kStateSumAt, 4) != StateSum(b)) return Status::Ok();
+  Decode(b, got, state);
+  *whole = true;
   return Status::Ok();
 }
 
@@ -120,6 +151,7 @@ Status FolderLock::Write(const State& state) {
   PutLe(b + 40, state.replacements, 8);
   PutLe(b + 48, state.replace_nonce, 8);
   PutLe(b + 56, state.applied, 8);
+  PutLe(b + kStateSumAt, StateSum(b), 4);
   return Status::FromIo(file_->WriteAt(0, std::span<const char>(b, kStateSize)));
 }
 

@@ -78,7 +78,12 @@ class FolderLock {
 
   // The state word; an absent or short one reads as zeros (and applied as redo_log_end).
   Status Read(State* state);
+  // Write also checksums the word, so that Peek can tell it was read whole.
   Status Write(const State& state);
+  // The state word read without holding the lock (the leader of a grouped sync, which never
+  // waits for the lock): *whole is false for a word torn by a writer at that moment, or written
+  // by an engine that did not checksum it; the state is then to be ignored.
+  Status Peek(State* state, bool* whole);
   // Forces the state word to stable storage (before a replacement record names its key).
   Status Sync();
 

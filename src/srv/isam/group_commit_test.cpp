@@ -12,6 +12,7 @@
 
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
+#include "srv/isam/folder_lock.h"
 #include "srv/isam/testing/engine.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
@@ -76,6 +77,48 @@ TEST(GroupCommitTest, UsersSeeEachOthersWaitingCommitsAndShareOneSync) {
   p.wb->CheckModel();
   p = Pair(&mem);  // closed: their commits written, the redo log emptied
   ExpectSound(&mem, "fin");
+}
+
+// The leader of a sync reads where the redo log ends without the main lock: a third user
+// holding it (real files: their locks exclude each other) does not keep the sync from serving
+// every commit appended before it. A word torn under its reader is not taken.
+class GroupCommitFilesTest : public testing::EngineTest {
+ protected:
+  std::shared_ptr<DossierDonnees> User() {
+    auto d = std::make_shared<DossierDonnees>(Env::Default(), dir_, "", 1 << 20);
+    d->Synchro(true);
+    d->AttenteManuelle(true);
+    return d;
+  }
+};
+
+TEST_F(GroupCommitFilesTest, OneSyncServesEveryWaitingCommitWhileAnotherUserHoldsTheLock) {
+  auto a = User(), b = User();
+  Workload wa(a, 41, 'A'), wb(b, 43, 'B');
+  std::unique_ptr<FolderLock> tiers;
+  ASSERT_TRUE(FolderLock::Open(Env::Default(), dir_, &tiers).ok());
+  for (int i = 0; i < 10; ++i) {
+    wa.Step();
+    wb.Step();
+    ASSERT_TRUE(tiers->Lock(FolderLock::Held::kExclusive, 0).ok());
+    const uint64_t syncs = a->Syncs() + b->Syncs();
+    ASSERT_TRUE(a->AttendDurable().ok());
+    ASSERT_TRUE(b->AttendDurable().ok());
+    EXPECT_EQ(a->Syncs() + b->Syncs() - syncs, 1u) << "étape " << i;
+    ASSERT_TRUE(tiers->Unlock().ok());
+  }
+  wa.CheckModel();
+  wb.CheckModel();
+
+  FolderLock::State st;
+  bool whole = false;
+  ASSERT_TRUE(tiers->Peek(&st, &whole).ok());
+  EXPECT_TRUE(whole);
+  std::unique_ptr<platform::File> f;
+  ASSERT_TRUE(platform::OpenFile(Path(kLockName), platform::OpenMode::kReadWrite, &f).ok());
+  ASSERT_TRUE(f->WriteAt(30, std::string_view("\x7f")).ok());  // the end, half rewritten
+  ASSERT_TRUE(tiers->Peek(&st, &whole).ok());
+  EXPECT_FALSE(whole);
 }
 
 // Once durable, a user writes its own commit to the files from memory, unless the files no

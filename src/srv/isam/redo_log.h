@@ -8,8 +8,8 @@
 // A commit appends the new bytes of every block it changed, each file's new size and a commit
 // record to the redo log. A direct commit (synchronisation off, a large batch) then syncs the
 // redo log (the commit point; not with off) and writes the blocks to the files without syncing
-// them; so does a commit with full of a user that saw no other user commit since its own last
-// commit. A grouped commit (synchronisation full, a small transaction, other users committing
+// them; so does a commit with full of a user that saw no other user commit during its last
+// few commits. A grouped commit (synchronisation full, a small transaction, other users committing
 // too) leaves them pending: the lock is released, and one sync of the redo log, made by
 // whichever waiting user takes the sync lock first, makes durable every transaction appended
 // before it began (the folder's sync word says how far); the pending blocks reach the files

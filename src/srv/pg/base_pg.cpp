@@ -244,6 +244,7 @@ void BasePg::Copie(std::string_view operation, std::string_view objet, std::stri
                    const std::function<void(const std::function<void(std::string_view)>&)>& ecrit) {
   Refuse(operation);
   ConnexionPg& c = Connexion(operation);
+  ++generation_;
   try {
     if (profondeur_ > 0 && !file_.empty()) EnvoieFile();
     c.CopieEntree(sql, ecrit);
@@ -307,7 +308,20 @@ void BasePg::FinTransaction() {
   transaction_ = false;
   verrou_ = false;
   point_ = false;
+  pari_ = false;
   for (auto& f : fichiers_) f->dernier = -1;
+}
+
+void BasePg::Valide() {
+  for (auto& f : fichiers_) {
+    if (f->dernier < 0) continue;
+    f->dernier_connu = f->dernier;
+    f->dernier_generation = generation_;
+  }
+  for (auto& a : arbres_) {
+    if (a->cles_epoque == epoque_) a->cles_generation = generation_;
+  }
+  FinTransaction();
 }
 
 void BasePg::Sort(std::string_view operation, std::string_view objet, bool succes) {
@@ -326,7 +340,7 @@ void BasePg::Sort(std::string_view operation, std::string_view objet, bool succe
     if (!DansLot()) {
       connexion_->Envoie("COMMIT", Parametres());
       connexion_->Synchronise();
-      FinTransaction();
+      Valide();
     } else if (connexion_->EnVol() >= kEnVolMax) {
       connexion_->Synchronise();
     }
@@ -338,6 +352,7 @@ void BasePg::Sort(std::string_view operation, std::string_view objet, bool succe
 void BasePg::Abandonne(std::string_view operation) {
   // What the operation already sent is undone: what was learnt since may no longer hold.
   if (point_ || !compensations_.empty()) ++epoque_;
+  ++generation_;
   file_.clear();
   for (auto it = derniers_.rbegin(); it != derniers_.rend(); ++it) it->first->dernier = it->second;
   derniers_.clear();
@@ -370,6 +385,9 @@ void BasePg::Abandonne(std::string_view operation) {
 
 void BasePg::Echoue(const ErreurPg& e, std::string_view operation, std::string_view objet) {
   ++epoque_;
+  ++generation_;
+  // A bet's checks: a key or a record number another program took meanwhile.
+  if (pari_ && (e.Etat() == "23505" || e.Etat() == "23502")) pari_perdu_ = true;
   std::string message = e.Verrou() ? "fichier verrouillé : la base " + Nom() +
                                          " est utilisée par un autre programme (attente de " +
                                          std::to_string(delai_verrou_ms_) + " ms dépassée)"
@@ -407,7 +425,7 @@ void BasePg::FinLot() {
   try {
     connexion_->Envoie("COMMIT", Parametres());
     connexion_->Synchronise();
-    FinTransaction();
+    Valide();
   } catch (const ErreurPg& e) {
     const bool connexion = e.Connexion();
     Echoue(e, "FinLot",
@@ -427,6 +445,7 @@ void BasePg::AnnuleLot() {
 
 void BasePg::Annule() {
   ++epoque_;
+  ++generation_;
   gache_.clear();
   // What was read ahead may hold the batch's writes.
   for (auto& f : fichiers_) ++f->version;

@@ -127,7 +127,20 @@ class BasePg {
   // A number that changes whenever what this thread learnt of the store under its lock may no
   // longer hold (the lock released, an operation undone); 0 while the lock is not held.
   uint64_t Epoque() const { return verrou_ ? epoque_ : 0; }
+  // A number that changes whenever this thread undoes anything or writes otherwise than by
+  // the operations of the services (a copy, a rebuild, a change of structure): what it learnt
+  // of the store as it committed it (FichierPg::dernier_connu, ArbrePg::cles) holds while the
+  // generation does, unless another program wrote since.
+  uint64_t Generation() const { return generation_; }
   bool DansTransaction() const { return transaction_; }
+  // Operation scopes open (1: the outermost one).
+  int Profondeur() const { return profondeur_; }
+  // The current operation bets on what this thread knew (Insere): its statements check on
+  // the server that it still holds, and fail otherwise. PariPerdu says, once, whether the last
+  // failure of the store was such a check, the operation undone: it is then made again the
+  // usual way.
+  void Parie() { pari_ = true; }
+  bool PariPerdu() { return std::exchange(pari_perdu_, false); }
 
   // Runs f inside a transaction of its own holding the store's lock, outside any batch
   // (Reconstruit, copies); commits when f returns, rolls back when it throws.
@@ -181,6 +194,9 @@ class BasePg {
   void Regle(ConnexionPg& c) const;
   void EnvoieFile();
   void FinTransaction();
+  // Ends the transaction that committed: what the thread learnt in it becomes known across
+  // transactions.
+  void Valide();
   void Abandonne(std::string_view operation);
   // Ends the batch's transaction without committing.
   void Annule();
@@ -200,6 +216,9 @@ class BasePg {
   bool transaction_ = false;                // BEGIN sent
   bool verrou_ = false;                     // the lock asked in this transaction
   uint64_t epoque_ = 1;
+  uint64_t generation_ = 1;
+  bool pari_ = false;        // the current transaction bets (Parie)
+  bool pari_perdu_ = false;  // a bet failed, not yet asked about (PariPerdu)
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;
@@ -227,6 +246,8 @@ void BasePg::Transaction(std::string_view operation, std::string_view objet, F f
     throw;
   }
   Sort(operation, objet, true);
+  // What it wrote went past the services' bookkeeping.
+  ++generation_;
 }
 
 template <typename F>

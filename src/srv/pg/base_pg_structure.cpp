@@ -20,6 +20,7 @@ void BasePg::Regle(ConnexionPg& c) const {
 
 void BasePg::Structure(std::string_view operation, std::string_view objet,
                        const std::vector<Requete>& requetes, bool ici) {
+  ++generation_;
   if (ici) {
     std::vector<Requete> r(1);
     r[0].sql = "SELECT pg_advisory_xact_lock($1, $2)";

@@ -33,7 +33,19 @@ struct FichierPg {
   std::vector<uint32_t> pointeurs;
   // The last record in use, known only while this thread holds the store's lock (-1: unknown).
   int64_t dernier = -1;
+  // The last record in use when this thread last committed, true in BasePg::Generation()
+  // dernier_generation while no other program writes the file (-1: unknown).
+  int64_t dernier_connu = -1;
+  uint64_t dernier_generation = 0;
   uint64_t version = 0;  // moves at each write of this thread to the file
+};
+
+// How many keys Insere asked the server about in a window (a batch's transaction, or the time
+// since this thread last undid anything), and the tree's size estimated at the first of them.
+struct EssaisPg {
+  int64_t nombre = 0;
+  uint64_t fenetre = 0;
+  int64_t taille = 0;
 };
 
 // An entry of a B-tree read ahead by a walk, with its record.
@@ -67,16 +79,17 @@ struct ArbrePg {
   int16_t fichier_avance = 0;
   uint64_t version_arbre = 0, version_fichier = 0;
   bool fin_lue = false;  // the read ahead reached the end of the tree
-  // Every key of a primary tree, loaded by a batch that inserts many keys and kept by this
-  // thread's own inserts and deletions while it holds the store's lock: Insere then refuses a
-  // key that exists without asking the server. Valid in BasePg::Epoque() cles_epoque only.
+  // Every key of a primary tree, loaded once Insere has asked the server about enough keys,
+  // and kept by this thread's own inserts and deletions. In a batch, valid in BasePg::Epoque()
+  // cles_epoque only (the store's lock held): Insere then refuses a key that exists without
+  // asking the server. Outside batches, the keys as this thread last committed them, in
+  // BasePg::Generation() cles_generation: another program's writes are not in them, so Insere
+  // only bets on them, the server checking (SrvBArbrePg::InserePari).
   std::unordered_set<std::string> cles;
   uint64_t cles_epoque = 0;
-  // Keys Insere asked the server about in epoch essais_epoque, and the tree's size estimated
-  // at the first of them (entries).
-  int64_t essais = 0;
-  uint64_t essais_epoque = 0;
-  int64_t taille_estimee = 0;
+  uint64_t cles_generation = 0;
+  EssaisPg essais_lot;    // window: the batch's epoch
+  EssaisPg essais_seuls;  // window: the generation
 };
 
 // A text file read whole when opened.

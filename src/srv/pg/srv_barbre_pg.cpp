@@ -1,6 +1,7 @@
 #include "srv/pg/srv_barbre_pg.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
@@ -157,6 +158,19 @@ void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int1
 }
 
 void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr) {
+  base_->PariPerdu();  // a bet lost inside an owner's method that went on is forgotten
+  try {
+    InsereUne(arbre, cle, fichier, no_enr, true);
+  } catch (const ErreurService&) {
+    // Another program took the key or the record number since this thread learnt them: the
+    // operation was undone; made again, asking the server, it gives what the server holds.
+    if (!base_->PariPerdu()) throw;
+    InsereUne(arbre, cle, fichier, no_enr, false);
+  }
+}
+
+void SrvBArbrePg::InsereUne(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr,
+                            bool pari) {
   constexpr std::string_view kOp = "Insere";
   pg::OperationPg op(*base_, kOp);
   ArbrePg& a = pg::ArbreOuErreur(*base_, arbre, kOp);
@@ -167,8 +181,17 @@ void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, i
                         "fichier ouvert sans propriétaire : pas de méthode Ecrire" + f.methode);
   }
   Cle(a, cle, kOp);
+  // Kept in a string of its own: the owner's method may insert through this same service.
+  const std::string inseree(key_);
   // The key goes in first, under the next record number: a refused key leaves both as they were.
-  const int32_t no = ConnaitCles(a, kOp) ? InsereConnue(a, f, kOp) : InsereServeur(a, f, kOp);
+  int32_t no = 0;
+  if (ConnaitCles(a, kOp)) {
+    no = InsereConnue(a, f, kOp);
+  } else if (pari && PeutParier(a, f)) {
+    no = InserePari(a, f);
+  } else {
+    no = InsereServeur(a, f, kOp);
+  }
   base_->Touche(a);
   pg::AppelleEcrire(f, no, kOp);
   if (base_->Dernier(f, kOp) < no) {
@@ -176,10 +199,37 @@ void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, i
         kOp, f.objet,
         "la méthode Ecrire" + f.methode + " n'a pas écrit l'enregistrement " + std::to_string(no));
   }
-  if (a.cles_epoque == base_->Epoque()) a.cles.insert(key_);
+  if (ClesSuivies(a)) a.cles.insert(inseree);
   f.courant = no;
   no_enr = no;
   op.Fin(a.objet);
+}
+
+bool SrvBArbrePg::ClesSuivies(const ArbrePg& a) const {
+  return a.cles_epoque == base_->Epoque() || a.cles_generation == base_->Generation();
+}
+
+bool SrvBArbrePg::PeutParier(const ArbrePg& a, const FichierPg& f) const {
+  const uint64_t g = base_->Generation();
+  return a.nature == 'P' && !base_->DansLot() && base_->Profondeur() == 1 &&
+         a.cles_generation == g && f.dernier_generation == g && f.dernier_connu >= 0 &&
+         f.dernier_connu < std::numeric_limits<int32_t>::max() && !a.cles.contains(key_);
+}
+
+int32_t SrvBArbrePg::InserePari(ArbrePg& a, FichierPg& f) {
+  const auto no = static_cast<int32_t>(f.dernier_connu + 1);
+  // Sent with the owner's writes and the commit. Should the file's last record no longer be
+  // the one known, the number is null and the server refuses the row (23502); should the key
+  // exist, it refuses it too (23505): the transaction fails, Insere starts again.
+  Parametres p;
+  p.Octets(key_).Entier(no);
+  base_->Ecrit("INSERT INTO " + a.table +
+                   " (cle, no) SELECT $1, CASE WHEN coalesce(max(no), 0) = " +
+                   "$2::integer - 1 THEN $2::integer END FROM " + f.table,
+               std::move(p));
+  base_->Parie();
+  base_->NoteDernier(f, no - 1);
+  return no;
 }
 
 int32_t SrvBArbrePg::InsereServeur(ArbrePg& a, FichierPg& f, std::string_view op) {
@@ -187,25 +237,33 @@ int32_t SrvBArbrePg::InsereServeur(ArbrePg& a, FichierPg& f, std::string_view op
   q[0].sql = "INSERT INTO " + a.table + " (cle, no) SELECT $1, coalesce(max(no), 0) + 1 FROM " +
              f.table + " ON CONFLICT DO NOTHING RETURNING no";
   q[0].parametres.Octets(key_);
-  // A batch's first insert into a primary tree learns the tree's size with it.
-  const uint64_t epoque = base_->Epoque();
-  const bool premier = a.nature == 'P' && base_->DansLot() && a.essais_epoque != epoque;
+  // The first question of a window learns the tree's size with it; outside batches, once the
+  // questions pay for it, every key is read with one (this one's included).
+  const bool lot = base_->DansLot();
+  pg::EssaisPg& e = lot ? a.essais_lot : a.essais_seuls;
+  const uint64_t fenetre = lot ? base_->Epoque() : base_->Generation();
+  const bool premier = a.nature == 'P' && e.fenetre != fenetre;
+  const bool lire = a.nature == 'P' && !lot && !premier && a.cles_generation != fenetre &&
+                    e.taille <= kClesLuesMax && (e.nombre + 1) * kEntreesParAllerRetour >= e.taille;
   if (premier) {
     q.emplace_back();
     q[1].sql = "SELECT coalesce(pg_relation_size(to_regclass($1::text)), 0) / " +
                std::to_string(a.longueur_cle + 36);
     q[1].parametres.Texte(a.table);
+  } else if (lire) {
+    q.emplace_back();
+    q[1].sql = "SELECT cle FROM " + a.table;
   }
   std::vector<pg::Resultat> r = base_->Lit(op, a.objet, q);
-  if (premier) {
-    a.essais_epoque = epoque;
-    a.essais = 0;
-    a.taille_estimee = r[1].Grand(0, 0);
-  }
-  ++a.essais;
+  if (premier) e = pg::EssaisPg{0, fenetre, r[1].Grand(0, 0)};
+  ++e.nombre;
   if (r[0].Lignes() == 0) {
     throw ErreurService(op, a.objet,
                         "la clé \"" + Montre(key_) + "\" existe déjà : rien n'est écrit");
+  }
+  if (lire) {
+    RetientCles(a, r[1]);
+    a.cles_generation = fenetre;
   }
   const int32_t no = r[0].Entier(0, 0);
   base_->NoteDernier(f, no - 1);
@@ -229,18 +287,22 @@ int32_t SrvBArbrePg::InsereConnue(ArbrePg& a, FichierPg& f, std::string_view op)
   return static_cast<int32_t>(no);
 }
 
+void SrvBArbrePg::RetientCles(ArbrePg& a, const pg::Resultat& r) {
+  a.cles.clear();
+  a.cles.reserve(static_cast<size_t>(r.Lignes()));
+  for (int i = 0; i < r.Lignes(); ++i) a.cles.emplace(r.Octets(i, 0));
+}
+
 bool SrvBArbrePg::ConnaitCles(ArbrePg& a, std::string_view op) {
   const uint64_t epoque = base_->Epoque();
   if (a.nature != 'P' || !base_->DansLot() || epoque == 0) return false;
   if (a.cles_epoque == epoque) return true;
-  if (a.essais_epoque != epoque || a.essais == 0 || a.taille_estimee > kClesLuesMax ||
-      a.essais * kEntreesParAllerRetour < a.taille_estimee) {
+  const pg::EssaisPg& e = a.essais_lot;
+  if (e.fenetre != epoque || e.nombre == 0 || e.taille > kClesLuesMax ||
+      e.nombre * kEntreesParAllerRetour < e.taille) {
     return false;
   }
-  const pg::Resultat r = base_->Lit(op, a.objet, "SELECT cle FROM " + a.table, Parametres());
-  a.cles.clear();
-  a.cles.reserve(static_cast<size_t>(r.Lignes()));
-  for (int i = 0; i < r.Lignes(); ++i) a.cles.emplace(r.Octets(i, 0));
+  RetientCles(a, base_->Lit(op, a.objet, "SELECT cle FROM " + a.table, Parametres()));
   a.cles_epoque = epoque;
   return true;
 }
@@ -425,7 +487,7 @@ void SrvBArbrePg::Supprime(int16_t arbre, std::string_view cle, int32_t no_enr, 
   }
   base_->Touche(a);
   if (primaire) base_->Touche(f);
-  if (a.cles_epoque == base_->Epoque()) a.cles.erase(key_);
+  if (ClesSuivies(a)) a.cles.erase(key_);
   if (f.courant == no_enr) f.courant = 0;
   op.Fin(a.objet);
 }

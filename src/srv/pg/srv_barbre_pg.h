@@ -45,14 +45,26 @@ class SrvBArbrePg : public SrvBArbre {
   // Gives record e.no (found by the tree) to the owner as the current fields of f.
   void LitEnregistrement(pg::ArbrePg& a, pg::FichierPg& f, const pg::EntreeLue& e,
                          std::string_view op);
+  // Insere; pari: it may bet on what this thread knows (InserePari).
+  void InsereUne(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr, bool pari);
   // Whether every key of a is known without asking the server (a primary tree in a batch
   // that has asked about enough keys to pay for reading them all: they are read then).
   bool ConnaitCles(pg::ArbrePg& a, std::string_view op);
+  // Whether a.cles is kept up to date by this thread's writes (ArbrePg::cles).
+  bool ClesSuivies(const pg::ArbrePg& a) const;
+  void RetientCles(pg::ArbrePg& a, const pg::Resultat& r);
+  // Whether Insere of key_ outside a batch may bet: a primary tree whose keys, and a file whose
+  // last record, this thread knows from its own commits, the key not among them.
+  bool PeutParier(const pg::ArbrePg& a, const pg::FichierPg& f) const;
   // Insere's key (key_) put into a under the next record number of f, which it gives back;
-  // the refusal of a key that exists. InsereServeur asks the server (one round trip),
-  // InsereConnue decides from the keys known and queues the insert.
+  // the refusal of a key that exists. InsereServeur asks the server (one round trip; outside
+  // batches it reads every key with it once the questions pay for it), InsereConnue decides
+  // from the keys known and queues the insert, InserePari queues it under the number known,
+  // checked by the server when the operation commits (the key, the owner's record and the
+  // commit in one round trip).
   int32_t InsereServeur(pg::ArbrePg& a, pg::FichierPg& f, std::string_view op);
   int32_t InsereConnue(pg::ArbrePg& a, pg::FichierPg& f, std::string_view op);
+  int32_t InserePari(pg::ArbrePg& a, pg::FichierPg& f);
   // PremCle (premier true) and SuivCle.
   void Parcours(int16_t arbre, int16_t fichier, bool premier, bool& trouve, std::string& cle);
   // Reads ahead the entries after the walk's position (all of them from the start when
