@@ -1,4 +1,8 @@
 // The B-tree service over data files with owners, the same behaviour on every store.
+#include <memory>
+#include <string>
+#include <tuple>
+
 #include "srv/comportement/magasin_essai.h"
 #include "srv/list/liste.h"
 #include "srv/text/utf8.h"
@@ -74,6 +78,70 @@ TEST_P(BArbreTest, ARefusedKeyWritesNothing) {
   BArbre().ListeEnr(arbre_, n, liste, "");
   EXPECT_EQ(liste, "[1]");
   EXPECT_EQ(Insere("B", "b"), 2);
+  Verifie();
+}
+
+// An owner whose write first inserts a key of its own into a second tree (a counterpart record
+// in another file), then writes its record.
+class ProprioImbrique : public Proprio {
+ public:
+  ProprioImbrique(SrvDonnee* srv, SrvBArbre* barbre) : Proprio(srv, "Ext"), barbre_(barbre) {}
+  void Invoque(int32_t id, int32_t& no_enr) override {
+    if (id == 2) {
+      second->champs = "S" + champs;
+      int32_t n = 0;
+      barbre_->Insere(arbre_second, champs.substr(0, 6), second->fichier, n);
+    }
+    Proprio::Invoque(id, no_enr);
+  }
+  Proprio* second = nullptr;
+  int16_t arbre_second = 0;
+
+ private:
+  SrvBArbre* barbre_;
+};
+
+// Another user takes the next record number between two single inserts whose owner inserts in
+// turn: the nested insert is the first to meet what the server holds. The outer insert is made
+// again whole; nothing of the first try stays, in either tree.
+TEST_P(BArbreTest, AnInsertNestedInTheOwnersMethodLeavesNothingHalfDone) {
+  Proprio& sec = Ouvre("Sec", 30);
+  int16_t arbre_sec = 0, arbre_ext = 0;
+  BArbre().B_Arbre(false, "Sec", 6, "P", arbre_sec, "", true);
+  auto ext = std::make_unique<ProprioImbrique>(&Donnee(), &BArbre());
+  Donnee().Donnee(false, "Ext", 30, ext->fichier, ext.get(), "", "", "", true);
+  BArbre().B_Arbre(false, "Ext", 6, "P", arbre_ext, "", true);
+  ext->second = &sec;
+  ext->arbre_second = arbre_sec;
+  auto insere = [&](const std::string& k) {
+    ext->champs = k;
+    int32_t no = 0;
+    BArbre().Insere(arbre_ext, k, ext->fichier, no);
+    return no;
+  };
+  for (const char* k : {"A", "B", "C"}) insere(k);
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  Proprio p(&autre->Donnee(), "Ext");
+  autre->Donnee().Donnee(false, "Ext", 30, p.fichier, &p, "", "", "", false);
+  int16_t a2 = 0;
+  autre->BArbre().B_Arbre(false, "Ext", 6, "P", a2, "", false);
+  p.champs = "X autre";
+  int32_t no = 0;
+  autre->BArbre().Insere(a2, "X", p.fichier, no);
+  EXPECT_EQ(no, 4);
+  EXPECT_EQ(insere("D"), 5);
+  EXPECT_EQ(insere("E"), 6);
+  for (const auto& [arbre, fichier, attendu] :
+       {std::tuple{arbre_ext, ext->fichier, std::string("A,B,C,D,E,X,")},
+        std::tuple{arbre_sec, sec.fichier, std::string("A,B,C,D,E,")}}) {
+    std::string cles, cle;
+    bool trouve = false;
+    for (BArbre().PremCle(arbre, fichier, trouve, cle); trouve;
+         BArbre().SuivCle(arbre, fichier, trouve, cle)) {
+      cles += cle.substr(0, 1) + ",";
+    }
+    EXPECT_EQ(cles, attendu);
+  }
   Verifie();
 }
 

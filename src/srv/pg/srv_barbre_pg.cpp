@@ -158,13 +158,17 @@ void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int1
 }
 
 void SrvBArbrePg::Insere(int16_t arbre, std::string_view cle, int16_t fichier, int32_t& no_enr) {
-  base_->PariPerdu();  // a bet lost inside an owner's method that went on is forgotten
+  // Only the outermost insert is made again: one nested in an owner's method that meets the
+  // outer one's lost bet fails, and so does the owner's method; the outer one, its transaction
+  // undone whole, is made again in a transaction of its own.
+  const bool dehors = base_->Profondeur() == 0;
+  if (dehors) base_->PariPerdu();  // a bet lost inside an owner's method that went on is forgotten
   try {
     InsereUne(arbre, cle, fichier, no_enr, true);
   } catch (const ErreurService&) {
     // Another program took the key or the record number since this thread learnt them: the
     // operation was undone; made again, asking the server, it gives what the server holds.
-    if (!base_->PariPerdu()) throw;
+    if (!dehors || !base_->PariPerdu()) throw;
     InsereUne(arbre, cle, fichier, no_enr, false);
   }
 }
