@@ -82,15 +82,21 @@ TEST_P(BArbreTest, ARefusedKeyWritesNothing) {
 }
 
 // An owner whose write first inserts a key of its own into a second tree (a counterpart record
-// in another file), then writes its record.
+// in another file), then writes its record. With rattrape, it catches the error of that insert
+// and goes on, as a program's method with its own error handling may.
 class ProprioImbrique : public Proprio {
  public:
-  ProprioImbrique(SrvDonnee* srv, SrvBArbre* barbre) : Proprio(srv, "Ext"), barbre_(barbre) {}
+  ProprioImbrique(SrvDonnee* srv, SrvBArbre* barbre, std::string nom, bool rattrape)
+      : Proprio(srv, std::move(nom)), barbre_(barbre), rattrape_(rattrape) {}
   void Invoque(int32_t id, int32_t& no_enr) override {
     if (id == 2) {
       second->champs = "S" + champs;
       int32_t n = 0;
-      barbre_->Insere(arbre_second, champs.substr(0, 6), second->fichier, n);
+      try {
+        barbre_->Insere(arbre_second, champs.substr(0, 6), second->fichier, n);
+      } catch (const ErreurService&) {
+        if (!rattrape_) throw;
+      }
     }
     Proprio::Invoque(id, no_enr);
   }
@@ -99,50 +105,57 @@ class ProprioImbrique : public Proprio {
 
  private:
   SrvBArbre* barbre_;
+  bool rattrape_;
 };
 
 // Another user takes the next record number between two single inserts whose owner inserts in
-// turn: the nested insert is the first to meet what the server holds. The outer insert is made
-// again whole; nothing of the first try stays, in either tree.
+// turn: the nested insert is the first to meet what the server holds. Whether the owner lets
+// that error through or catches it and goes on, the outer insert is made again whole, and
+// nothing of the first try stays in either tree.
 TEST_P(BArbreTest, AnInsertNestedInTheOwnersMethodLeavesNothingHalfDone) {
-  Proprio& sec = Ouvre("Sec", 30);
-  int16_t arbre_sec = 0, arbre_ext = 0;
-  BArbre().B_Arbre(false, "Sec", 6, "P", arbre_sec, "", true);
-  auto ext = std::make_unique<ProprioImbrique>(&Donnee(), &BArbre());
-  Donnee().Donnee(false, "Ext", 30, ext->fichier, ext.get(), "", "", "", true);
-  BArbre().B_Arbre(false, "Ext", 6, "P", arbre_ext, "", true);
-  ext->second = &sec;
-  ext->arbre_second = arbre_sec;
-  auto insere = [&](const std::string& k) {
-    ext->champs = k;
+  for (const bool rattrape : {false, true}) {
+    const std::string ext_nom = rattrape ? "Ext2" : "Ext", sec_nom = rattrape ? "Sec2" : "Sec";
+    Proprio& sec = Ouvre(sec_nom, 30);
+    int16_t arbre_sec = 0, arbre_ext = 0;
+    BArbre().B_Arbre(false, sec_nom, 6, "P", arbre_sec, "", true);
+    auto ext = std::make_unique<ProprioImbrique>(&Donnee(), &BArbre(), ext_nom, rattrape);
+    Donnee().Donnee(false, ext_nom, 30, ext->fichier, ext.get(), "", "", "", true);
+    BArbre().B_Arbre(false, ext_nom, 6, "P", arbre_ext, "", true);
+    ext->second = &sec;
+    ext->arbre_second = arbre_sec;
+    auto insere = [&](const std::string& k) {
+      ext->champs = k;
+      int32_t no = 0;
+      BArbre().Insere(arbre_ext, k, ext->fichier, no);
+      return no;
+    };
+    for (const char* k : {"A", "B", "C"}) insere(k);
+    std::unique_ptr<Magasin> autre = m_->Autre(10000);
+    Proprio p(&autre->Donnee(), ext_nom);
+    autre->Donnee().Donnee(false, ext_nom, 30, p.fichier, &p, "", "", "", false);
+    int16_t a2 = 0;
+    autre->BArbre().B_Arbre(false, ext_nom, 6, "P", a2, "", false);
+    p.champs = "X autre";
     int32_t no = 0;
-    BArbre().Insere(arbre_ext, k, ext->fichier, no);
-    return no;
-  };
-  for (const char* k : {"A", "B", "C"}) insere(k);
-  std::unique_ptr<Magasin> autre = m_->Autre(10000);
-  Proprio p(&autre->Donnee(), "Ext");
-  autre->Donnee().Donnee(false, "Ext", 30, p.fichier, &p, "", "", "", false);
-  int16_t a2 = 0;
-  autre->BArbre().B_Arbre(false, "Ext", 6, "P", a2, "", false);
-  p.champs = "X autre";
-  int32_t no = 0;
-  autre->BArbre().Insere(a2, "X", p.fichier, no);
-  EXPECT_EQ(no, 4);
-  EXPECT_EQ(insere("D"), 5);
-  EXPECT_EQ(insere("E"), 6);
-  for (const auto& [arbre, fichier, attendu] :
-       {std::tuple{arbre_ext, ext->fichier, std::string("A,B,C,D,E,X,")},
-        std::tuple{arbre_sec, sec.fichier, std::string("A,B,C,D,E,")}}) {
-    std::string cles, cle;
-    bool trouve = false;
-    for (BArbre().PremCle(arbre, fichier, trouve, cle); trouve;
-         BArbre().SuivCle(arbre, fichier, trouve, cle)) {
-      cles += cle.substr(0, 1) + ",";
+    autre->BArbre().Insere(a2, "X", p.fichier, no);
+    EXPECT_EQ(no, 4);
+    EXPECT_EQ(insere("D"), 5) << rattrape;
+    EXPECT_EQ(insere("E"), 6) << rattrape;
+    for (const auto& [arbre, fichier, attendu] :
+         {std::tuple{arbre_ext, ext->fichier, std::string("A,B,C,D,E,X,")},
+          std::tuple{arbre_sec, sec.fichier, std::string("A,B,C,D,E,")}}) {
+      std::string cles, cle;
+      bool trouve = false;
+      for (BArbre().PremCle(arbre, fichier, trouve, cle); trouve;
+           BArbre().SuivCle(arbre, fichier, trouve, cle)) {
+        cles += cle.substr(0, 1) + ",";
+      }
+      EXPECT_EQ(cles, attendu) << rattrape;
     }
-    EXPECT_EQ(cles, attendu);
+    autre.reset();
+    Verifie();
+    proprios_.push_back(std::move(ext));
   }
-  Verifie();
 }
 
 // Single inserts one after the other, outside batches: each gives the next number and refuses

@@ -196,6 +196,12 @@ ChainagePg* BasePg::ChainageDeLigne(int16_t ligne) {
 // ---- Statements ----
 
 void BasePg::Refuse(std::string_view operation) const {
+  if (!rompue_.empty()) {
+    throw ErreurService(
+        operation, Nom(),
+        "opération refusée : une erreur de la base a annulé l'opération en cours (" + rompue_ +
+            ")");
+  }
   if (gache_.empty()) return;
   throw ErreurService(
       operation, Nom(),
@@ -327,6 +333,16 @@ void BasePg::Valide() {
 void BasePg::Sort(std::string_view operation, std::string_view objet, bool succes) {
   if (profondeur_ == 0) return;
   if (--profondeur_ > 0) return;
+  if (!rompue_.empty()) {
+    // Its transaction was undone under it: it ends as failed, whatever the owner's method did.
+    const std::string rompue = std::exchange(rompue_, std::string());
+    Abandonne(operation);
+    if (succes) {
+      throw ErreurService(operation, objet,
+                          "opération annulée par une erreur de la base (" + rompue + ")");
+    }
+    return;
+  }
   if (!succes) {
     Abandonne(operation);
     return;
@@ -406,6 +422,7 @@ void BasePg::Echoue(const ErreurPg& e, std::string_view operation, std::string_v
         // The server ends the transaction itself when the connection goes.
       }
       FinTransaction();
+      if (profondeur_ > 0) rompue_ = message;
     }
   }
   if (e.Connexion() && !transaction_) connexion_.reset();

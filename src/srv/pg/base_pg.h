@@ -222,8 +222,12 @@ class BasePg {
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;
-  bool point_ = false;         // a savepoint of the current operation was sent
-  std::string gache_;          // the failure that spoilt the batch
+  bool point_ = false;  // a savepoint of the current operation was sent
+  std::string gache_;   // the failure that spoilt the batch
+  // Outside a batch, the failure that ended the transaction while an operation enclosing the
+  // failed one was still open (an owner's method that caught the error and went on): every
+  // call is refused until that operation ends, so that nothing goes out without a transaction.
+  std::string rompue_;
   std::vector<Requete> file_;  // the current operation's queued writes
   std::vector<Requete> compensations_;
   std::vector<std::pair<FichierPg*, int64_t>> derniers_;  // to put back on failure
