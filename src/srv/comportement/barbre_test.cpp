@@ -206,6 +206,7 @@ TEST_P(BArbreTest, HandlesAndArgumentsAreChecked) {
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom2", 0, "P", h, "", true), "longueur de clé");
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom", 8, "P", h, "", true), "déjà ouvert");
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Absent", 6, "P", h, "", false), "B-arbre introuvable : ");
+  EXPECT_ERREUR(BArbre().B_Arbre(false, "Absent", 6, "P", h, "", false), "ABSENT.DAB");
   std::string cle;
   EXPECT_ERREUR(BArbre().SuivCle(arbre_, dom_->fichier, trouve, cle), "PremCle");
   // A tree recorded for another data file.
@@ -217,6 +218,7 @@ TEST_P(BArbreTest, HandlesAndArgumentsAreChecked) {
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom3", 6, "P", h, "", true),
                 "le fichier a la longueur de clé 6 et la nature 'S', l'ouverture demande la "
                 "longueur 6 et la nature 'P'");
+  Verifie();
 }
 
 TEST_P(BArbreTest, WalksSurviveInsertsAndDeletesUnderThem) {
@@ -325,6 +327,8 @@ TEST_P(BArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   EXPECT_NE(infos.find("2 clés pour 2 enregistrements : en accord"), std::string::npos);
   EXPECT_NE(infos.find("[Premières Clés,A|B]"), std::string::npos) << infos;
   EXPECT_NE(infos.find("[Contrôle du B-Arbre,Correct]"), std::string::npos);
+  Verifie();
+  // Written over, the deleted record is live again, without a key.
   Donnee().EcrireFichier(dom_->fichier, 1, "a revenu");
   Donnee().Supprimes(false, "Dom", n);
   EXPECT_EQ(n, 0);
