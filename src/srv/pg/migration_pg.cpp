@@ -77,6 +77,7 @@ class Migrateur {
   std::string Backup(const std::string& entreprise);
   void Move(const pg::Lieu& lieu, std::string_view prefixe, const std::string& nom,
             std::vector<Requete>& ddl);
+  void BackupBatch();
   void ScanPlace(Place& p);
   void Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie);
   BilanMigration::Lieu& LieuDe(const Place& p) { return bilan_.fichiers[p.file].lieux[p.lieu]; }
@@ -297,7 +298,50 @@ void Migrateur::Range() {
     }
   }
   if (!ddl.empty()) b_.Structure(kOp, b_.Nom(), ddl, true);
+  BackupBatch();
   bilan_.sauvegarde = backup_;
+}
+
+// The dictionary as it was before the batch: each table the batch wrote, and the texts, read
+// as committed (the batch changed them in its transaction) and copied into the backup under
+// their names. A table the batch wrote that the migration also replaces is refused, as on a
+// folder.
+void Migrateur::BackupBatch() {
+  const std::string& racine = b_.Adresse().racine;
+  std::vector<std::pair<std::string, std::string>> tables;  // schema, table
+  for (const std::string& t : b_.EcritesLot()) {
+    if (moved_.count(t) > 0) {
+      throw ErreurService(kOp, t, t + " : changé par le lot et remplacé par la migration");
+    }
+    const size_t point = t.find("\".\"");
+    tables.emplace_back(t.substr(1, point - 1), t.substr(point + 3, t.size() - point - 4));
+  }
+  tables.emplace_back(racine, "vesk_textes");
+  for (const auto& [schema, table] : tables) {
+    const std::string backup = Backup(schema == racine ? "" : schema.substr(racine.size() + 1));
+    const std::string source = "\"" + schema + "\".\"" + table + "\"";
+    const std::string copie_de = "\"" + backup + "\".\"" + table + "\"";
+    b_.Structure(kOp, table,
+                 {{"CREATE SCHEMA IF NOT EXISTS \"" + backup + "\"", {}},
+                  {"CREATE TABLE " + copie_de + " (LIKE " + source + " INCLUDING ALL)", {}}},
+                 true);
+    const pg::Resultat r = b_.LitValide(kOp, table, "SELECT * FROM " + source);
+    const char nature = table.rfind("d_", 0) == 0 ? 'd' : table.rfind("b_", 0) == 0 ? 'b' : 't';
+    pg::CopieBinaire copie;
+    for (int k = 0; k < r.Lignes(); ++k) {
+      copie.Ligne(nature == 'd' ? 3 : 2);
+      if (nature == 'd') {
+        copie.Entier(r.Entier(k, 0));
+        copie.Booleen(r.Booleen(k, 1));
+        copie.Octets(r.Octets(k, 2));
+      } else {
+        copie.Octets(r.Octets(k, 0));
+        if (nature == 'b') copie.Entier(r.Entier(k, 1));
+        if (nature == 't') copie.Octets(r.Octets(k, 1));
+      }
+    }
+    Send(copie_de, "", copie);
+  }
 }
 
 void Migrateur::Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie) {
