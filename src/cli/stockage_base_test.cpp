@@ -444,6 +444,14 @@ TEST_F(VeskSurPostgresql, ImportMigratesTheRowsAndRemakesTheViews) {
     return e + Contenu(dossier_ / "avant.toml");
   };
   const std::string avant = etat();
+  // The dictionary's file FIC and the texts, as they were.
+  auto dictionnaire = [&](const std::string& dans) {
+    return lit("SELECT md5(string_agg(t::text, ',' ORDER BY t::text)) FROM \"" + dans +
+               "\".d_fic t") +
+           lit("SELECT md5(string_agg(t::text, ',' ORDER BY t::text)) FROM \"" + dans +
+               "\".vesk_textes t");
+  };
+  const std::string ancien_dictionnaire = dictionnaire(schema);
   const std::string ville = lit("SELECT clvil FROM \"" + societe + "\".v_client WHERE no = 7");
   ASSERT_FALSE(ville.empty());
 
@@ -479,6 +487,8 @@ TEST_F(VeskSurPostgresql, ImportMigratesTheRowsAndRemakesTheViews) {
   std::smatch sauvegarde;
   ASSERT_TRUE(std::regex_search(texte, sauvegarde, gardes)) << texte;
   Reussit("--data base verifie");
+  EXPECT_EQ(dictionnaire(sauvegarde[1].str()), ancien_dictionnaire);
+  EXPECT_NE(dictionnaire(schema), ancien_dictionnaire);
   EXPECT_EQ(lit("SELECT count(*)::text FROM \"" + sauvegarde[1].str() + "_01\".d_client"),
             lit("SELECT count(*)::text FROM \"" + societe + "\".d_client"));
   EXPECT_EQ(lit("SELECT count(*)::text FROM \"" + societe + "\".b_cli1"), "283");

@@ -77,6 +77,9 @@ class Migrateur {
   std::string Backup(const std::string& entreprise);
   void Move(const pg::Lieu& lieu, std::string_view prefixe, const std::string& nom,
             std::vector<Requete>& ddl);
+  void MoveOld(std::vector<Requete>& ddl);
+  void MakeTrees();
+  void BackupBatch();
   void ScanPlace(Place& p);
   void Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie);
   BilanMigration::Lieu& LieuDe(const Place& p) { return bilan_.fichiers[p.file].lieux[p.lieu]; }
@@ -242,6 +245,16 @@ void Migrateur::Range() {
   // The root's backup schema is made even when only companies' tables go to the backup: the
   // name the outcome gives is there, and no later migration of the same second takes it.
   std::vector<Requete> ddl{{"CREATE SCHEMA \"" + Backup("") + "\"", {}}};
+  MoveOld(ddl);
+  b_.Structure(kOp, b_.Nom(), ddl, true);
+  MakeTrees();
+  BackupBatch();
+  bilan_.sauvegarde = backup_;
+}
+
+// The statements that move the old data tables and trees into the backup and make the new
+// data tables, their catalog rows following.
+void Migrateur::MoveOld(std::vector<Requete>& ddl) {
   for (Place& p : places_) {
     const FichierMigre& f = plan_.fichiers[p.file];
     const std::string nom = isam::UpperAscii(f.nom);
@@ -271,9 +284,12 @@ void Migrateur::Range() {
     }
     for (const std::string& t : p.old_trees) Move(p.ancien, "b_", t, ddl);
   }
-  b_.Structure(kOp, b_.Nom(), ddl, true);
-  ddl.clear();
-  // A tree of a new name already there (not one of the file's) is replaced as well.
+}
+
+// The new trees made at their places; a tree of a new name already there (not one of the
+// file's) goes to the backup as well.
+void Migrateur::MakeTrees() {
+  std::vector<Requete> ddl;
   for (const Place& p : places_) {
     const FichierMigre& f = plan_.fichiers[p.file];
     if (f.supprime) continue;
@@ -297,7 +313,48 @@ void Migrateur::Range() {
     }
   }
   if (!ddl.empty()) b_.Structure(kOp, b_.Nom(), ddl, true);
-  bilan_.sauvegarde = backup_;
+}
+
+// The dictionary as it was before the batch: each table the batch wrote, and the texts, read
+// as committed (the batch changed them in its transaction) and copied into the backup under
+// their names. A table the batch wrote that the migration also replaces is refused, as on a
+// folder.
+void Migrateur::BackupBatch() {
+  const std::string& racine = b_.Adresse().racine;
+  std::vector<std::pair<std::string, std::string>> tables;  // schema, table
+  for (const std::string& t : b_.EcritesLot()) {
+    if (moved_.count(t) > 0) {
+      throw ErreurService(kOp, t, t + " : changé par le lot et remplacé par la migration");
+    }
+    const size_t point = t.find("\".\"");
+    tables.emplace_back(t.substr(1, point - 1), t.substr(point + 3, t.size() - point - 4));
+  }
+  tables.emplace_back(racine, "vesk_textes");
+  for (const auto& [schema, table] : tables) {
+    const std::string backup = Backup(schema == racine ? "" : schema.substr(racine.size() + 1));
+    const std::string source = "\"" + schema + "\".\"" + table + "\"";
+    const std::string copie_de = "\"" + backup + "\".\"" + table + "\"";
+    b_.Structure(kOp, table,
+                 {{"CREATE SCHEMA IF NOT EXISTS \"" + backup + "\"", {}},
+                  {"CREATE TABLE " + copie_de + " (LIKE " + source + " INCLUDING ALL)", {}}},
+                 true);
+    const pg::Resultat r = b_.LitValide(kOp, table, "SELECT * FROM " + source);
+    const char nature = table.rfind("d_", 0) == 0 ? 'd' : table.rfind("b_", 0) == 0 ? 'b' : 't';
+    pg::CopieBinaire copie;
+    for (int k = 0; k < r.Lignes(); ++k) {
+      copie.Ligne(nature == 'd' ? 3 : 2);
+      if (nature == 'd') {
+        copie.Entier(r.Entier(k, 0));
+        copie.Booleen(r.Booleen(k, 1));
+        copie.Octets(r.Octets(k, 2));
+      } else {
+        copie.Octets(r.Octets(k, 0));
+        if (nature == 'b') copie.Entier(r.Entier(k, 1));
+        if (nature == 't') copie.Octets(r.Octets(k, 1));
+      }
+    }
+    Send(copie_de, "", copie);
+  }
 }
 
 void Migrateur::Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie) {
@@ -405,43 +462,46 @@ void Migrateur::Trees() {
   }
 }
 
+// A dry run: reads only, in one snapshot, or in the batch's transaction when one is open; the
+// trees are still sorted after values that do not fit, as on a folder.
+void Essai(pg::BasePg& b, const PlanMigration& plan, SuiviProgression& suivi,
+           BilanMigration& bilan) {
+  auto essai = [&] {
+    Migrateur m(b, plan, suivi, bilan);
+    try {
+      m.Prepare();
+    } catch (const Refus& r) {
+      bilan.refus = r.message;
+      return;
+    }
+    try {
+      m.Scan();
+    } catch (const Refus& r) {
+      bilan.refus = r.message;
+    }
+    try {
+      m.Trees();
+    } catch (const Refus& r) {
+      if (bilan.refus.empty()) bilan.refus = r.message;
+    }
+  };
+  try {
+    if (b.DansLot() || b.DansTransaction()) {
+      essai();
+    } else {
+      b.Lecture(kOp, b.Nom(), essai);
+    }
+  } catch (const Interrompu& i) {
+    std::rethrow_exception(i.cause);
+  }
+}
+
 }  // namespace
 
 void SrvDonneePg::Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) {
   bilan = BilanMigration{};
   pg::BasePg& b = *base_;
-  if (plan.essai) {
-    // Reads only: in one snapshot, or in the batch's transaction when one is open.
-    auto essai = [&] {
-      Migrateur m(b, plan, suivi, bilan);
-      try {
-        m.Prepare();
-      } catch (const Refus& r) {
-        bilan.refus = r.message;
-        return;
-      }
-      try {
-        m.Scan();
-      } catch (const Refus& r) {
-        bilan.refus = r.message;
-      }
-      try {
-        m.Trees();
-      } catch (const Refus& r) {
-        if (bilan.refus.empty()) bilan.refus = r.message;
-      }
-    };
-    try {
-      if (b.DansLot() || b.DansTransaction()) {
-        essai();
-      } else {
-        b.Lecture(kOp, b.Nom(), essai);
-      }
-    } catch (const Interrompu& i) {
-      std::rethrow_exception(i.cause);
-    }
-    return;
-  }
+  if (plan.essai) return Essai(b, plan, suivi, bilan);
   Exige(b.DansLot(), kOp, b.Nom(), "migration hors d'un lot");
   try {
     b.Entre(kOp);
