@@ -75,8 +75,12 @@ int CommandeImport(Contexte& contexte) {
          << " domaine(s), " << b.fichiers << " fichier(s), " << b.rubriques << " rubrique(s), "
          << b.barbres << " B-arbre(s), " << b.chainages << " chaînage(s)\n";
   if (!b.sauvegarde.empty()) {
+    // On a database, the old tables went into a backup schema of the store.
     sortie << "Anciens fichiers gardés dans "
-           << platform::JoinPath(contexte.Config().dossier, b.sauvegarde) << "\n";
+           << (EstAdresseBase(contexte.Config().stockage)
+                   ? "le schéma " + b.sauvegarde
+                   : platform::JoinPath(contexte.Config().dossier, b.sauvegarde))
+           << "\n";
   }
 #ifdef VESK_AVEC_PG
   // The typed views of a database follow the new layouts.

@@ -37,6 +37,13 @@ int EcranDuFichier(Contexte& contexte, void (*ecran)(Session&, int16_t&)) {
   ExigeFichier(contexte, composant->Session(), nom);
   int16_t touche = 0;
   ecran(composant->Session(), touche);
+#ifdef VESK_AVEC_PG
+  // A migration made from the screen moves the file's table (its view with it): the typed
+  // views of a database follow.
+  if (EstAdresseBase(contexte.Config().stockage)) {
+    RafraichitVues(contexte, composant->Session(), nullptr);
+  }
+#endif
   composant->Termine();
   return 0;
 }

@@ -138,7 +138,8 @@ constexpr Commande kCommandes[] = {
      "seul lot : tout ou rien. Quand la disposition de fichiers qui ont des données change, "
      "l'import est refusé, sauf --migrate : leurs données sont alors converties et mises en "
      "place avec le dictionnaire, les anciens fichiers gardés dans un dossier de sauvegarde daté "
-     "(--dry-run --migrate montre le plan ; --truncate coupe les textes et arrondit les "
+     "(un schéma daté sur une base) (--dry-run --migrate montre le plan ; --truncate coupe les "
+     "textes et arrondit les "
      "décimales qui ne tiennent pas).",
      "--dry-run --migrate --truncate", CommandeImport, Argument::kFichier, "",
      "vesk import --dry-run --migrate dico.toml"},

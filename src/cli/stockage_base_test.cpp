@@ -401,45 +401,108 @@ TEST_F(VeskSurPostgresql, TheDecodingFunctionsHoldAtTheEdges) {
   }
 }
 
-// An import that changes the layout of a file holding records is refused on a database (its
-// rows are not converted there); one whose files hold none goes through and makes the views
-// again from the new layout; ddl writes them without changing them.
-TEST_F(VeskSurPostgresql, ImportRemakesTheViewsAndDdlWritesThem) {
+// On a database, an import that changes the layout of CLIENT, which holds records, is refused
+// without --migrate, planned with --dry-run, refused when values do not fit (nothing written,
+// the dictionary and the rows as they were), then made with --migrate: the rows converted in
+// the transaction of the new dictionary, the keys rebuilt, the old tables kept in a backup
+// schema, `vesk verifie` clean, the views showing the new columns; ddl writes them.
+TEST_F(VeskSurPostgresql, ImportMigratesTheRowsAndRemakesTheViews) {
   DemoEnBase("i");
-  const std::string schema = schemas_.back();
+  const std::string schema = schemas_.back(), societe = schema + "_01";
   Reussit("--data base sql vues");
   Reussit("--data base export dico.toml");
-  const std::string dico =
-      std::regex_replace(Contenu(dossier_ / "dico.toml"), std::regex("CLNOM"), "CLRAIS");
-  ASSERT_NE(dico.find("CLRAIS"), std::string::npos);
-  std::ofstream(dossier_ / "dico.toml", std::ios::binary) << dico;
-  // CLIENT holds records: its layout does not change on a database, with or without --migrate.
-  auto [refus, texte_refus] = Lance("--data base import dico.toml");
-  EXPECT_EQ(refus, 1);
-  EXPECT_NE(texte_refus.find("la disposition de fichiers qui ont des données change : CLIENT (01 : "
-                             "283 enregistrement(s))"),
-            std::string::npos)
-      << texte_refus;
-  std::tie(refus, texte_refus) = Lance("--data base import --migrate dico.toml");
-  EXPECT_EQ(refus, 1);
-  EXPECT_NE(texte_refus.find("Migration refusée : une base se migre dans un dossier (vesk copie)"),
-            std::string::npos)
-      << texte_refus;
+  const std::string dico = Contenu(dossier_ / "dico.toml");
+  auto change = [&](const std::string& texte, const std::string& de, const std::string& en) {
+    const size_t at = texte.find(de);
+    EXPECT_NE(at, std::string::npos) << de;
+    return at == std::string::npos ? texte : std::string(texte).replace(at, de.size(), en);
+  };
+  // CLVIL from 20 to 24 characters (the later fields move), CLNOM renamed CLRAIS.
+  std::ofstream(dossier_ / "d2.toml", std::ios::binary) << std::regex_replace(
+      change(dico, "total = 20, variable = \"CLVIL\"", "total = 24, variable = \"CLVIL\""),
+      std::regex("CLNOM"), "CLRAIS");
+  // CLNOM narrowed to 12 characters: the names do not fit.
+  std::ofstream(dossier_ / "d3.toml", std::ios::binary)
+      << change(dico, "total = 30, variable = \"CLNOM\"", "total = 12, variable = \"CLNOM\"");
   auto base = vesk::pg::OuvreBase(uri_, schema, false);
-  // Once its records are all deleted, CLIENT changes freely and its view follows.
-  base->Lit("essai", "CLIENT",
-            std::vector<vesk::pg::Requete>{
-                {"BEGIN", {}},
-                {"UPDATE \"" + schema + "_01\".d_client SET supprime = true", {}},
-                {"COMMIT", {}}});
-  Reussit("--data base import dico.toml");
-  vesk::pg::Parametres p;
-  p.Texte(schema + "_01");
+  auto lit = [&](const std::string& sql) {
+    return std::string(base->Lit("essai", "lecture", sql, vesk::pg::Parametres()).Octets(0, 0));
+  };
+  // The rows of CLIENT and of its trees, the dictionary as exported, and the schemas.
+  auto etat = [&] {
+    std::string e;
+    for (const char* t : {"d_client", "b_cli1", "b_cli2"}) {
+      e += lit("SELECT md5(string_agg(t::text, ',' ORDER BY t::text)) FROM \"" + societe + "\"." +
+               t + " t") +
+           "\n";
+    }
+    e +=
+        lit("SELECT string_agg(nspname, ',' ORDER BY nspname)::text FROM pg_namespace WHERE "
+            "nspname LIKE '" +
+            schema + "%'");
+    Reussit("--data base export avant.toml");
+    return e + Contenu(dossier_ / "avant.toml");
+  };
+  const std::string avant = etat();
+  // The dictionary's file FIC and the texts, as they were.
+  auto dictionnaire = [&](const std::string& dans) {
+    return lit("SELECT md5(string_agg(t::text, ',' ORDER BY t::text)) FROM \"" + dans +
+               "\".d_fic t") +
+           lit("SELECT md5(string_agg(t::text, ',' ORDER BY t::text)) FROM \"" + dans +
+               "\".vesk_textes t");
+  };
+  const std::string ancien_dictionnaire = dictionnaire(schema);
+  const std::string ville = lit("SELECT clvil FROM \"" + societe + "\".v_client WHERE no = 7");
+  ASSERT_FALSE(ville.empty());
+
+  auto [status, texte] = Lance("--data base import d2.toml");
+  EXPECT_EQ(status, 1);
+  EXPECT_NE(texte.find("la disposition de fichiers qui ont des données change : CLIENT (01 : "
+                       "283 enregistrement(s))"),
+            std::string::npos)
+      << texte;
+  std::tie(status, texte) = Lance("--data base import --dry-run --migrate d2.toml");
+  EXPECT_EQ(status, 0) << texte;
+  EXPECT_NE(texte.find("Plan de migration, rien n'est écrit :\nCLIENT (01) : 283 "
+                       "enregistrement(s) à convertir\n"),
+            std::string::npos)
+      << texte;
+  EXPECT_NE(texte.find("  ~ CLVIL A 20 -> A 24\n"), std::string::npos) << texte;
+  EXPECT_EQ(etat(), avant);
+  std::tie(status, texte) = Lance("--data base import --migrate d3.toml");
+  EXPECT_EQ(status, 1);
+  EXPECT_NE(texte.find(" valeur(s) ne tiennent pas dans la nouvelle disposition (--truncate"),
+            std::string::npos)
+      << texte;
+  EXPECT_NE(texte.find("! enregistrement 1, CLNOM : « Vincent Jardins 1 » : texte de 30 "
+                       "caractères dont la fin ne tient pas dans 12"),
+            std::string::npos)
+      << texte;
+  EXPECT_EQ(etat(), avant);
+
+  std::tie(status, texte) = Lance("--data base import --migrate d2.toml");
+  EXPECT_EQ(status, 0) << texte;
+  const std::regex gardes("Anciens fichiers gardés dans le schéma (" + schema +
+                          "_sauvegarde_\\d{8}_\\d{6})\n");
+  std::smatch sauvegarde;
+  ASSERT_TRUE(std::regex_search(texte, sauvegarde, gardes)) << texte;
+  Reussit("--data base verifie");
+  EXPECT_EQ(dictionnaire(sauvegarde[1].str()), ancien_dictionnaire);
+  EXPECT_NE(dictionnaire(schema), ancien_dictionnaire);
+  EXPECT_EQ(lit("SELECT count(*)::text FROM \"" + sauvegarde[1].str() + "_01\".d_client"),
+            lit("SELECT count(*)::text FROM \"" + societe + "\".d_client"));
+  EXPECT_EQ(lit("SELECT count(*)::text FROM \"" + societe + "\".b_cli1"), "283");
+  EXPECT_EQ(lit("SELECT clvil FROM \"" + societe + "\".v_client WHERE no = 7"), ville);
+  EXPECT_EQ(lit("SELECT (length(octets) = 128 AND substr(octets, 37, 24) = convert_to(rpad(clvil, "
+                "24), 'WIN1252'))::text FROM \"" +
+                societe + "\".d_client JOIN \"" + societe + "\".v_client USING (no) WHERE no = 7"),
+            "true");
   const vesk::pg::Resultat r =
       base->Lit("essai", "colonnes",
                 "SELECT string_agg(column_name, ',' ORDER BY ordinal_position)::text FROM "
-                "information_schema.columns WHERE table_schema = $1 AND table_name = 'v_client'",
-                p);
+                "information_schema.columns WHERE table_schema = '" +
+                    societe + "' AND table_name = 'v_client'",
+                vesk::pg::Parametres());
   EXPECT_EQ(std::string(r.Octets(0, 0)), "no,clcode,clrais,clvil,clpays,clreg,cltva,clenc,cldcre");
   Reussit("--data base sql ddl --output vues.sql");
   const std::string ddl = Contenu(dossier_ / "vues.sql");

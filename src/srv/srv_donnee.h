@@ -100,10 +100,11 @@ class SrvDonnee {
   // tells in bilan what the migration would convert and which values do not fit; nothing is
   // written. Otherwise it ends the outermost batch (the new dictionary, written in it): the
   // converted files and their trees are written aside and put in place together with the
-  // batch's changes, all or nothing, the old files moved into a dated backup folder. A refusal
-  // for what the files hold is given in bilan.refus (the batch undone, the files as they were);
-  // any other failure throws ErreurService, the batch undone unless bilan.en_place (then only
-  // the cleaning failed, finished by the next user). suivi shows how far it is.
+  // batch's changes, all or nothing, the old files moved into a dated backup folder (a
+  // schema on a database). A refusal for what the files hold is given in bilan.refus (the
+  // batch undone, the files as they were); any other failure throws ErreurService, the batch
+  // undone unless bilan.en_place (then only the cleaning failed, finished by the next user).
+  // suivi shows how far it is.
   virtual void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) = 0;
 };
 

@@ -130,15 +130,8 @@ TEST_P(BArbreTest, AnInsertNestedInTheOwnersMethodLeavesNothingHalfDone) {
       return no;
     };
     for (const char* k : {"A", "B", "C"}) insere(k);
-    std::unique_ptr<Magasin> autre = m_->Autre(10000);
-    Proprio p(&autre->Donnee(), ext_nom);
-    autre->Donnee().Donnee(false, ext_nom, 30, p.fichier, &p, "", "", "", false);
-    int16_t a2 = 0;
-    autre->BArbre().B_Arbre(false, ext_nom, 6, "P", a2, "", false);
-    p.champs = "X autre";
-    int32_t no = 0;
-    autre->BArbre().Insere(a2, "X", p.fichier, no);
-    EXPECT_EQ(no, 4);
+    AutreUtilisateur autre = OuvreAutre(ext_nom, 30);
+    EXPECT_EQ(autre.Insere("X", "X autre"), 4);
     EXPECT_EQ(insere("D"), 5) << rattrape;
     EXPECT_EQ(insere("E"), 6) << rattrape;
     for (const auto& [arbre, fichier, attendu] :
@@ -152,7 +145,7 @@ TEST_P(BArbreTest, AnInsertNestedInTheOwnersMethodLeavesNothingHalfDone) {
       }
       EXPECT_EQ(cles, attendu) << rattrape;
     }
-    autre.reset();
+    autre.magasin.reset();
     Verifie();
     proprios_.push_back(std::move(ext));
   }
@@ -168,21 +161,13 @@ TEST_P(BArbreTest, SingleInsertsSeeWhatAnotherUserWroteBetweenThem) {
   EXPECT_ERREUR(Insere("C", "C encore"), "la clé \"C\" existe déjà : rien n'est écrit");
   EXPECT_EQ(Insere("F", "F"), 6);
   EXPECT_EQ(Insere("G", "G"), 7);
-  std::unique_ptr<Magasin> autre = m_->Autre(10000);
-  Proprio p(&autre->Donnee(), "Dom");
-  autre->Donnee().Donnee(false, "Dom", 30, p.fichier, &p, "", "", "", false);
-  int16_t arbre = 0;
-  autre->BArbre().B_Arbre(false, "Dom", 6, "P", arbre, "", false);
-  int32_t no = 0;
-  p.champs = "K autre";
-  autre->BArbre().Insere(arbre, "K", p.fichier, no);
-  autre->BArbre().Supprime(arbre, "B", 2, p.fichier);
+  AutreUtilisateur autre = OuvreAutre("Dom", 30);
+  autre.Insere("K", "K autre");
+  autre.magasin->BArbre().Supprime(autre.arbre, "B", 2, autre.p->fichier);
   EXPECT_ERREUR(Insere("K", "K mien"), "la clé \"K\" existe déjà : rien n'est écrit");
   EXPECT_EQ(Insere("B", "B encore"), 9);
   EXPECT_EQ(Insere("H", "H"), 10);
-  p.champs = "L autre";
-  autre->BArbre().Insere(arbre, "L", p.fichier, no);
-  EXPECT_EQ(no, 11);
+  EXPECT_EQ(autre.Insere("L", "L autre"), 11);
   EXPECT_EQ(Insere("M", "M"), 12);
   EXPECT_EQ(Insere("N", "N"), 13);
   bool trouve = false;
@@ -206,6 +191,7 @@ TEST_P(BArbreTest, HandlesAndArgumentsAreChecked) {
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom2", 0, "P", h, "", true), "longueur de clé");
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom", 8, "P", h, "", true), "déjà ouvert");
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Absent", 6, "P", h, "", false), "B-arbre introuvable : ");
+  EXPECT_ERREUR(BArbre().B_Arbre(false, "Absent", 6, "P", h, "", false), "ABSENT.DAB");
   std::string cle;
   EXPECT_ERREUR(BArbre().SuivCle(arbre_, dom_->fichier, trouve, cle), "PremCle");
   // A tree recorded for another data file.
@@ -217,6 +203,7 @@ TEST_P(BArbreTest, HandlesAndArgumentsAreChecked) {
   EXPECT_ERREUR(BArbre().B_Arbre(false, "Dom3", 6, "P", h, "", true),
                 "le fichier a la longueur de clé 6 et la nature 'S', l'ouverture demande la "
                 "longueur 6 et la nature 'P'");
+  Verifie();
 }
 
 TEST_P(BArbreTest, WalksSurviveInsertsAndDeletesUnderThem) {
@@ -325,6 +312,8 @@ TEST_P(BArbreTest, SupprimeOnPrimaryGivesTheRecordBack) {
   EXPECT_NE(infos.find("2 clés pour 2 enregistrements : en accord"), std::string::npos);
   EXPECT_NE(infos.find("[Premières Clés,A|B]"), std::string::npos) << infos;
   EXPECT_NE(infos.find("[Contrôle du B-Arbre,Correct]"), std::string::npos);
+  Verifie();
+  // Written over, the deleted record is live again, without a key.
   Donnee().EcrireFichier(dom_->fichier, 1, "a revenu");
   Donnee().Supprimes(false, "Dom", n);
   EXPECT_EQ(n, 0);

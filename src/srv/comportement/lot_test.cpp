@@ -83,14 +83,8 @@ TEST_P(LotTest, ARefusedOperationLeavesTheBatchGoing) {
 // (another user before the batch, the batch itself): a key deleted in the batch, one whose
 // owner failed, and those of a cancelled batch are free again.
 TEST_P(LotTest, ManyInsertsInABatchRefuseExactlyTheKeysThatExist) {
-  std::unique_ptr<Magasin> autre = m_->Autre(10000);
-  Proprio p(&autre->Donnee(), "Dom");
-  autre->Donnee().Donnee(false, "Dom", 16, p.fichier, &p, "", "", "", false);
-  int16_t arbre = 0;
-  autre->BArbre().B_Arbre(false, "Dom", 6, "P", arbre, "", false);
-  p.champs = "ZZZ autre";
-  int32_t no = 0;
-  autre->BArbre().Insere(arbre, "ZZZ", p.fichier, no);
+  AutreUtilisateur autre = OuvreAutre("Dom", 16);
+  autre.Insere("ZZZ", "ZZZ autre");
   auto cle = [](int i) { return "K" + std::to_string(1000 + i); };
   Donnee().DebutLot();
   for (int i = 0; i < 300; ++i) EXPECT_EQ(Insere(cle(i)), i + 2);
@@ -117,19 +111,12 @@ TEST_P(LotTest, ManyInsertsInABatchRefuseExactlyTheKeysThatExist) {
 // batch ends, it writes after it.
 TEST_P(LotTest, ASecondWriterWaitsForTheBatchOfTheFirst) {
   Insere("AAA");
-  std::unique_ptr<Magasin> autre = m_->Autre(200);
-  Proprio p(&autre->Donnee(), "Dom");
-  autre->Donnee().Donnee(false, "Dom", 16, p.fichier, &p, "", "", "", false);
-  int16_t arbre = 0;
-  autre->BArbre().B_Arbre(false, "Dom", 6, "P", arbre, "", false);
+  AutreUtilisateur autre = OuvreAutre("Dom", 16, 200);
   Donnee().DebutLot();
   Insere("BBB");
-  p.champs = "ZZZ second";
-  int32_t no = 0;
-  EXPECT_ERREUR(autre->BArbre().Insere(arbre, "ZZZ", p.fichier, no), "fichier verrouillé");
+  EXPECT_ERREUR(autre.Insere("ZZZ", "ZZZ second"), "fichier verrouillé");
   Donnee().FinLot();
-  autre->BArbre().Insere(arbre, "ZZZ", p.fichier, no);
-  EXPECT_EQ(no, 3);
+  EXPECT_EQ(autre.Insere("ZZZ", "ZZZ second"), 3);
   EXPECT_TRUE(Trouve("ZZZ"));
   EXPECT_EQ(dom_->champs.substr(0, 10), "ZZZ second");
   Verifie();

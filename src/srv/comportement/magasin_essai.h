@@ -286,6 +286,28 @@ class ServicesTest : public ::testing::TestWithParam<std::string> {
     proprios_.push_back(std::move(p));
     return ref;
   }
+  // A second user of the store, with the existing data file nom (records of longueur) and its
+  // primary tree of keys of 6 opened through services of its own.
+  struct AutreUtilisateur {
+    std::unique_ptr<Magasin> magasin;
+    std::unique_ptr<Proprio> p;
+    int16_t arbre = 0;
+    // Inserts cle with the record champs through the second user's services; its number.
+    int32_t Insere(const std::string& cle, const std::string& champs) {
+      p->champs = champs;
+      int32_t no = 0;
+      magasin->BArbre().Insere(arbre, cle, p->fichier, no);
+      return no;
+    }
+  };
+  AutreUtilisateur OuvreAutre(const std::string& nom, int16_t longueur, int delai_ms = 10000) {
+    AutreUtilisateur a;
+    a.magasin = m_->Autre(delai_ms);
+    a.p = std::make_unique<Proprio>(&a.magasin->Donnee(), nom);
+    a.magasin->Donnee().Donnee(false, nom, longueur, a.p->fichier, a.p.get(), "", "", "", false);
+    a.magasin->BArbre().B_Arbre(false, nom, 6, "P", a.arbre, "", false);
+    return a;
+  }
   // The verifier finds nothing wrong.
   void Verifie() {
     for (const std::string& p : m_->Problemes()) ADD_FAILURE() << p;

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "srv/isam/data_file.h"
+#include "srv/isam/migrate_record.h"
 #include "srv/isam/names.h"
 #include "srv/isam/record_text.h"
 #include "srv/isam/replace_set.h"
@@ -16,13 +17,6 @@ namespace vesk::isam {
 namespace {
 
 constexpr size_t kChunk = size_t{1} << 20;  // bytes written at a time
-
-// A piece of the plan in bytes: offsets from 0, the given text encoded once.
-struct PieceWork {
-  const PieceMigration* def = nullptr;
-  uint32_t to = 0, length = 0, from = 0, old_length = 0;
-  std::string bytes;
-};
 
 // One data file of the plan in one folder, and what it becomes.
 struct Place {
@@ -44,13 +38,6 @@ bool Exists(Env* env, const std::string& path, Status* s) {
   bool e = false;
   if (s->ok()) *s = Status::FromIo(env->FileExists(path, &e));
   return e;
-}
-
-std::string Trimmed(std::string_view bytes) {
-  std::string t;
-  DecodeBytes(bytes, &t);
-  const size_t end = t.find_last_not_of(' ');
-  return end == std::string::npos ? std::string() : t.substr(0, end + 1);
 }
 
 class Migrator {
@@ -76,8 +63,6 @@ class Migrator {
   Status AddPlace(size_t i, const std::string& company, const std::string& new_company);
   Status ScanPlace(Place& p);
   Status Slot(Place& p, uint32_t no, const char* slot, std::string* out);
-  void Convert(const Place& p, uint32_t no, const char* old, char* out);
-  void Problem(const Place& p, uint32_t no, const PieceWork& w, std::string raison);
   Status Refuse(std::string why);
   Status Targets(std::vector<std::string>* targets, std::vector<std::string>* removed);
   Status CheckOpen(const std::set<std::string>& paths);
@@ -112,46 +97,7 @@ Status Migrator::Refuse(std::string why) {
 }
 
 // The plan checked as the engine takes it, its pieces put in bytes.
-Status Migrator::CheckFile(size_t i) {
-  const FichierMigre& f = plan_.fichiers[i];
-  VESK_RETURN_IF_ERROR(CheckName(f.nom, "fichier"));
-  auto length_ok = [](int32_t l) {
-    return l >= static_cast<int32_t>(kMinRecordLength) &&
-           l <= static_cast<int32_t>(kMaxRecordLength);
-  };
-  if (!length_ok(f.longueur_ancienne) || (!f.supprime && !length_ok(f.longueur)) ||
-      (!f.convertit && !f.supprime && f.longueur != f.longueur_ancienne)) {
-    return Status::InvalidArgument("migration de " + f.nom + " : longueurs impossibles");
-  }
-  for (const std::string& t : f.arbres_anciens) VESK_RETURN_IF_ERROR(CheckName(t, "B-arbre"));
-  for (const BArbreAReconstruire& t : f.arbres) {
-    VESK_RETURN_IF_ERROR(CheckName(t.nom, "B-arbre"));
-    if (t.longueur_cle < 1 || t.longueur_cle > 1024 || (t.nature != "P" && t.nature != "S")) {
-      return Status::InvalidArgument("B-arbre " + t.nom +
-                                     " : longueur de clé ou nature impossible");
-    }
-  }
-  std::vector<PieceWork>& works = pieces_[i];
-  for (const PieceMigration& p : f.pieces) {
-    PieceWork w{&p,
-                static_cast<uint32_t>(p.position - 1),
-                static_cast<uint32_t>(p.longueur),
-                static_cast<uint32_t>(p.position_ancienne - 1),
-                static_cast<uint32_t>(p.longueur_ancienne),
-                ""};
-    const bool source = p.source != PieceMigration::Source::kDonnee;
-    if (p.position < 1 || p.longueur < 1 || p.position - 1 + p.longueur > f.longueur ||
-        (source && (p.position_ancienne < 1 || p.longueur_ancienne < 1 ||
-                    p.position_ancienne - 1 + p.longueur_ancienne > f.longueur_ancienne)) ||
-        (p.source == PieceMigration::Source::kConversion && !p.conversion)) {
-      return Status::InvalidArgument("migration de " + f.nom + " : pièce " + p.variable +
-                                     " hors de l'enregistrement");
-    }
-    if (!source) VESK_RETURN_IF_ERROR(EncodeFixed(p.texte, w.length, p.variable, &w.bytes));
-    works.push_back(std::move(w));
-  }
-  return Status::Ok();
-}
+Status Migrator::CheckFile(size_t i) { return CheckMigratedFile(plan_.fichiers[i], &pieces_[i]); }
 
 // A file's data in one folder: company "" is the root.
 Status Migrator::AddPlace(size_t i, const std::string& company, const std::string& new_company) {
@@ -165,12 +111,11 @@ Status Migrator::AddPlace(size_t i, const std::string& company, const std::strin
   p.new_path = platform::JoinPath(new_dir, name + ".DAT");
   VESK_RETURN_IF_ERROR(ReadDataHeader(env_, p.old_path, &p.header));
   if (p.header.record_length != static_cast<uint32_t>(f.longueur_ancienne)) {
-    return Refuse(p.old_path + " : enregistrements de " + std::to_string(p.header.record_length) +
-                  " caractères, le dictionnaire en dit " + std::to_string(f.longueur_ancienne));
+    return Refuse(LengthRefusal(p.old_path, p.header.record_length, f.longueur_ancienne));
   }
   Status s;
   if (p.new_path != p.old_path && !f.supprime && Exists(env_, p.new_path, &s)) {
-    return Refuse(p.new_path + " existe déjà : " + f.nom + " ne peut y être déplacé");
+    return Refuse(MoveRefusal(p.new_path, f.nom));
   }
   for (const std::string& t : f.arbres_anciens) {
     const std::string path = platform::JoinPath(old_dir, UpperAscii(t) + ".DAB");
@@ -193,9 +138,7 @@ Status Migrator::AddPlace(size_t i, const std::string& company, const std::strin
   return Status::Ok();
 }
 
-// Where file i has data, and where that data goes: the same folder, or the current company's
-// folder for a file that comes to depend on the company, or the root for one that no longer
-// does (from a single company: two could not be merged under their record numbers).
+// Where file i has data, and where that data goes (PlacesOfFile).
 Status Migrator::PlacesOf(size_t i) {
   const FichierMigre& f = plan_.fichiers[i];
   const std::string file = UpperAscii(f.nom) + ".DAT";
@@ -211,26 +154,11 @@ Status Migrator::PlacesOf(size_t i) {
     }
   }
   VESK_RETURN_IF_ERROR(s);
-  if (companies.empty()) return Status::Ok();
-  if (f.dependance == f.dependance_ancienne || f.supprime) {
-    for (const std::string& c : companies) VESK_RETURN_IF_ERROR(AddPlace(i, c, c));
-    return Status::Ok();
-  }
-  if (f.dependance) {
-    if (d_.Entreprise().empty()) {
-      return Refuse(f.nom +
-                    " dépend désormais de l'entreprise : aucune entreprise courante pour "
-                    "recevoir ses enregistrements (--entreprise)");
-    }
-    return AddPlace(i, "", UpperAscii(d_.Entreprise()));
-  }
-  if (companies.size() > 1) {
-    std::string list;
-    for (const std::string& c : companies) list += (list.empty() ? "" : ", ") + c;
-    return Refuse(f.nom + " ne dépend plus de l'entreprise, mais les entreprises " + list +
-                  " en ont chacune un fichier : un seul peut aller à la racine");
-  }
-  return AddPlace(i, companies.front(), "");
+  std::vector<std::pair<std::string, std::string>> places;
+  const std::string refusal = PlacesOfFile(f, companies, UpperAscii(d_.Entreprise()), &places);
+  if (!refusal.empty()) return Refuse(refusal);
+  for (const auto& [from, to] : places) VESK_RETURN_IF_ERROR(AddPlace(i, from, to));
+  return Status::Ok();
 }
 
 Status Migrator::Prepare() {
@@ -239,56 +167,6 @@ Status Migrator::Prepare() {
   for (size_t i = 0; i < plan_.fichiers.size(); ++i) VESK_RETURN_IF_ERROR(CheckFile(i));
   for (size_t i = 0; i < plan_.fichiers.size(); ++i) VESK_RETURN_IF_ERROR(PlacesOf(i));
   return Status::Ok();
-}
-
-void Migrator::Problem(const Place& p, uint32_t no, const PieceWork& w, std::string raison) {
-  ++problems_;
-  BilanMigration::Lieu& lieu = *p.lieu;
-  ++lieu.problemes;
-  if (lieu.premiers.size() < plan_.problemes_listes) {
-    lieu.premiers.push_back({static_cast<int32_t>(no), w.def->variable, std::move(raison)});
-  }
-}
-
-// The new record of old record no into out (the new length), by the pieces of its file.
-void Migrator::Convert(const Place& p, uint32_t no, const char* old, char* out) {
-  const FichierMigre& f = plan_.fichiers[p.file];
-  if (!f.convertit) {
-    std::memcpy(out, old, static_cast<size_t>(f.longueur));
-    return;
-  }
-  std::memset(out, ' ', static_cast<size_t>(f.longueur));
-  std::string text, fresh, raison, bytes;
-  for (const PieceWork& w : pieces_[p.file]) {
-    const std::string_view from(old + w.from, w.old_length);
-    switch (w.def->source) {
-      case PieceMigration::Source::kDonnee:
-        std::memcpy(out + w.to, w.bytes.data(), w.length);
-        break;
-      case PieceMigration::Source::kCopie: {
-        std::memcpy(out + w.to, from.data(), std::min(w.length, w.old_length));
-        const std::string_view cut = from.substr(std::min(w.length, w.old_length));
-        if (!plan_.tronque && cut.find_first_not_of(' ') != std::string_view::npos) {
-          Problem(p, no, w,
-                  "« " + Trimmed(from) + " » : texte de " + std::to_string(w.old_length) +
-                      " caractères dont la fin ne tient pas dans " + std::to_string(w.length));
-        }
-        break;
-      }
-      case PieceMigration::Source::kConversion:
-        DecodeBytes(from, &text);
-        fresh.clear();
-        raison.clear();
-        if (!w.def->conversion(text, fresh, raison)) {
-          Problem(p, no, w, raison);
-        } else if (Status s = EncodeFixed(fresh, w.length, w.def->variable, &bytes); !s.ok()) {
-          Problem(p, no, w, s.message());
-        } else {
-          std::memcpy(out + w.to, bytes.data(), w.length);
-        }
-        break;
-    }
-  }
 }
 
 // One slot of the old file: into out (the new file's bytes) when the file is rewritten, and its
@@ -305,7 +183,7 @@ Status Migrator::Slot(Place& p, uint32_t no, const char* slot, std::string* out)
     out->push_back(kSlotLive);
     out->append(length, ' ');
     char* copy = out->data() + out->size() - length;
-    Convert(p, no, record, copy);
+    ConvertRecord(plan_, f, pieces_[p.file], no, record, copy, *p.lieu, &problems_);
     record = copy;
   }
   for (TreeBuild& b : p.builds) {
@@ -362,16 +240,7 @@ Status Migrator::Scan() {
                       [&](const Place& q) { return q.file == p.file; }))];
     if (!plan_.fichiers[p.file].supprime) VESK_RETURN_IF_ERROR(ScanPlace(p));
   }
-  if (problems_ > 0 && !plan_.tronque) {
-    return Refuse(std::to_string(problems_) +
-                  " valeur(s) ne tiennent pas dans la nouvelle disposition (--truncate coupe les "
-                  "textes et arrondit les décimales)");
-  }
-  if (problems_ > 0) {
-    return Refuse(std::to_string(problems_) +
-                  " valeur(s) ne tiennent pas dans la nouvelle disposition, même coupées ou "
-                  "arrondies");
-  }
+  if (problems_ > 0) return Refuse(ProblemsRefusal(problems_, plan_.tronque));
   return Status::Ok();
 }
 

@@ -10,6 +10,46 @@ void ArbreVideRefuse(std::string_view objet, std::string_view fichier, int64_t v
                       true);
 }
 
+void ExigeLongueurChainage(const FichierDeChainage& f, int16_t longueur,
+                           std::string_view operation) {
+  Exige(f.longueur == static_cast<uint32_t>(longueur), operation, f.objet,
+        "longueur " + std::to_string(longueur) + " donnée, le fichier a des enregistrements de " +
+            std::to_string(f.longueur) + " caractères");
+}
+
+namespace {
+
+// The 0-based offset of a pointer at 1-based position pos of a record of f.
+uint32_t PositionPointeur(const FichierDeChainage& f, int16_t pos, std::string_view quoi,
+                          std::string_view operation) {
+  Exige(pos >= 1 && static_cast<uint32_t>(pos) + 2 <= f.longueur, operation, f.objet,
+        "position " + std::to_string(pos) + " du " + std::string(quoi) +
+            " hors de l'enregistrement (de 1 à " + std::to_string(f.longueur - 2) + ")");
+  return static_cast<uint32_t>(pos - 1);
+}
+
+bool Ecartes(uint32_t a, uint32_t b) { return (a > b ? a - b : b - a) >= 3; }
+
+}  // namespace
+
+PointeursChainage PointeursDeChainage(const FichierDeChainage& entete, int16_t pos_premiere,
+                                      int16_t pos_derniere, const FichierDeChainage& ligne,
+                                      int16_t pos_precedente, int16_t pos_suivante,
+                                      std::string_view operation) {
+  Exige(entete.objet != ligne.objet, operation, entete.objet,
+        "le fichier d'en-tête et le fichier de lignes doivent différer");
+  PointeursChainage p;
+  p.premiere = PositionPointeur(entete, pos_premiere, "pointeur de première ligne", operation);
+  p.derniere = PositionPointeur(entete, pos_derniere, "pointeur de dernière ligne", operation);
+  p.precedente = PositionPointeur(ligne, pos_precedente, "pointeur de ligne précédente", operation);
+  p.suivante = PositionPointeur(ligne, pos_suivante, "pointeur de ligne suivante", operation);
+  Exige(Ecartes(p.premiere, p.derniere), operation, entete.objet,
+        "les pointeurs de première et de dernière ligne se chevauchent");
+  Exige(Ecartes(p.precedente, p.suivante), operation, ligne.objet,
+        "les pointeurs de ligne précédente et suivante se chevauchent");
+  return p;
+}
+
 void FichierAbsent(int16_t handle, std::string_view operation) {
   throw ErreurService(operation, "fichier " + std::to_string(handle),
                       "aucun fichier de données ouvert sous ce numéro");

@@ -32,6 +32,26 @@ inline void VerifieValidation(const DossierDonnees& d, const Status& s, std::str
 // ("CLIENT") holding vivants live records: it would come back empty and hide them (both stores).
 [[noreturn]] void ArbreVideRefuse(std::string_view objet, std::string_view fichier,
                                   int64_t vivants);
+// A data file named by a chaining, as either store knows it.
+struct FichierDeChainage {
+  std::string_view objet;  // "CLIENT.DAT"
+  uint32_t longueur = 0;   // its record length
+};
+// The 0-based offsets of a chaining's four pointers of 3 characters.
+struct PointeursChainage {
+  uint32_t premiere = 0, derniere = 0;    // in the header record
+  uint32_t precedente = 0, suivante = 0;  // in the line record
+};
+// Refuses a record length given for f that is not its own (both stores).
+void ExigeLongueurChainage(const FichierDeChainage& f, int16_t longueur,
+                           std::string_view operation);
+// The pointers of a chaining from their 1-based positions, each inside its record, the two of
+// a record 3 characters apart at least, the header and line files different (both stores).
+PointeursChainage PointeursDeChainage(const FichierDeChainage& entete, int16_t pos_premiere,
+                                      int16_t pos_derniere, const FichierDeChainage& ligne,
+                                      int16_t pos_precedente, int16_t pos_suivante,
+                                      std::string_view operation);
+
 [[noreturn]] void FichierAbsent(int16_t handle, std::string_view operation);
 [[noreturn]] void ArbreAbsent(int16_t handle, std::string_view operation);
 inline FichierOuvert& FichierOuErreur(DossierDonnees& d, int16_t handle,

@@ -22,19 +22,8 @@ FichierOuvert& FichierChaine(isam::DossierDonnees& d, std::string_view nom, int1
   int16_t h = d.ChercheFichier(upper);
   Exige(h != 0, op, upper + ".DAT", "fichier non ouvert : ouvrir le fichier (Donnee) d'abord");
   FichierOuvert& f = *d.Fichier(h);
-  Exige(f.fichier->RecordLength() == static_cast<uint32_t>(longueur), op, f.objet,
-        "longueur " + std::to_string(longueur) + " donnée, le fichier a des enregistrements de " +
-            std::to_string(f.fichier->RecordLength()) + " caractères");
+  isam::ExigeLongueurChainage({f.objet, f.fichier->RecordLength()}, longueur, op);
   return f;
-}
-
-// The 0-based offset of a 3-character pointer at 1-based position pos of a record.
-uint32_t Position(const FichierOuvert& f, int16_t pos, std::string_view quoi, std::string_view op) {
-  uint32_t length = f.fichier->RecordLength();
-  Exige(pos >= 1 && static_cast<uint32_t>(pos) + 2 <= length, op, f.objet,
-        "position " + std::to_string(pos) + " du " + std::string(quoi) +
-            " hors de l'enregistrement (de 1 à " + std::to_string(length - 2) + ")");
-  return static_cast<uint32_t>(pos - 1);
 }
 
 std::string Rec(uint32_t no, const FichierOuvert& f) {
@@ -53,19 +42,16 @@ void SrvChainageImpl::Chainage(std::string_view fichier_entete, int16_t longueur
   constexpr std::string_view kOp = "Chainage";
   FichierOuvert& e = FichierChaine(*dossier_, fichier_entete, longueur_entete, kOp);
   FichierOuvert& l = FichierChaine(*dossier_, fichier_ligne, longueur_ligne, kOp);
-  Exige(&e != &l, kOp, e.objet, "le fichier d'en-tête et le fichier de lignes doivent différer");
+  const isam::PointeursChainage p = isam::PointeursDeChainage(
+      {e.objet, e.fichier->RecordLength()}, pos_premiere, pos_derniere,
+      {l.objet, l.fichier->RecordLength()}, pos_precedente, pos_suivante, kOp);
   ChainageOuvert c;
   c.entete = dossier_->ChercheFichier(e.nom);
   c.ligne = dossier_->ChercheFichier(l.nom);
-  c.premiere = Position(e, pos_premiere, "pointeur de première ligne", kOp);
-  c.derniere = Position(e, pos_derniere, "pointeur de dernière ligne", kOp);
-  c.precedente = Position(l, pos_precedente, "pointeur de ligne précédente", kOp);
-  c.suivante = Position(l, pos_suivante, "pointeur de ligne suivante", kOp);
-  auto apart = [](uint32_t a, uint32_t b) { return (a > b ? a - b : b - a) >= 3; };
-  Exige(apart(c.premiere, c.derniere), kOp, e.objet,
-        "les pointeurs de première et de dernière ligne se chevauchent");
-  Exige(apart(c.precedente, c.suivante), kOp, l.objet,
-        "les pointeurs de ligne précédente et suivante se chevauchent");
+  c.premiere = p.premiere;
+  c.derniere = p.derniere;
+  c.precedente = p.precedente;
+  c.suivante = p.suivante;
   dossier_->DeclareChainage(c);
 }
 

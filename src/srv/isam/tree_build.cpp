@@ -204,4 +204,16 @@ Status TreeBuild::Write(Env* env, const std::string& path, const std::string& in
   return Status::Ok();
 }
 
+void TreeBuild::Drain(const std::function<void(std::string_view key, uint32_t record)>& visit) {
+  const size_t stride = key_length_ + 4u;
+  for (size_t e = 0; e < count_; ++e) {
+    const char* entry = packed_.data() + order_[e].second * stride;
+    uint32_t record = 0;
+    std::memcpy(&record, entry + key_length_, 4);
+    visit(std::string_view(entry, key_length_), record);
+  }
+  packed_ = std::string();
+  order_ = {};
+}
+
 }  // namespace vesk::isam

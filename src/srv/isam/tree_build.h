@@ -50,6 +50,9 @@ class TreeBuild {
   // Writes the sorted entries into the new B-tree file path (the indexed data file named in its
   // header), synced; the entries are freed.
   Status Write(Env* env, const std::string& path, const std::string& indexed);
+  // Each sorted entry in the tree's order (a store that loads its trees otherwise), then the
+  // entries are freed.
+  void Drain(const std::function<void(std::string_view key, uint32_t record)>& visit);
 
  private:
   const BArbreAReconstruire* def_;

@@ -315,6 +315,7 @@ void BasePg::FinTransaction() {
   verrou_ = false;
   point_ = false;
   pari_ = false;
+  ecrites_lot_.clear();
   for (auto& f : fichiers_) f->dernier = -1;
 }
 
@@ -429,7 +430,10 @@ void BasePg::Echoue(const ErreurPg& e, std::string_view operation, std::string_v
   throw ErreurService(operation, objet, message);
 }
 
-void BasePg::DebutLot() { ++lot_; }
+void BasePg::DebutLot() {
+  if (lot_ == 0) ecrites_lot_.clear();
+  ++lot_;
+}
 
 void BasePg::FinLot() {
   Exige(lot_ > 0, "FinLot", Nom(), "fin de lot sans début de lot");

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -112,9 +113,21 @@ class BasePg {
   // Notes the new last record of f (kept while the lock is held, put back when the operation
   // fails).
   void NoteDernier(FichierPg& f, int64_t dernier);
-  // Marks a write to f (or a): what was read ahead from it is dropped.
-  void Touche(FichierPg& f) { ++f.version; }
-  void Touche(ArbrePg& a) { ++a.version; }
+  // Marks a write to f (or a): what was read ahead from it is dropped; in a batch, its table is
+  // noted among those the batch wrote.
+  void Touche(FichierPg& f) {
+    ++f.version;
+    if (lot_ > 0) ecrites_lot_.insert(f.table);
+  }
+  void Touche(ArbrePg& a) {
+    ++a.version;
+    if (lot_ > 0) ecrites_lot_.insert(a.table);
+  }
+  // The tables ("schema"."table") the open batch wrote through the services.
+  const std::set<std::string>& EcritesLot() const { return ecrites_lot_; }
+  // Runs sql on a second connection, outside this thread's transaction: what the store holds
+  // committed (a batch's tables as they were before it).
+  Resultat LitValide(std::string_view operation, std::string_view objet, std::string_view sql);
 
   // Operation scopes (see above). Entre throws ErreurService when a spoilt batch refuses it.
   void Entre(std::string_view operation);
@@ -228,7 +241,8 @@ class BasePg {
   // failed one was still open (an owner's method that caught the error and went on): every
   // call is refused until that operation ends, so that nothing goes out without a transaction.
   std::string rompue_;
-  std::vector<Requete> file_;  // the current operation's queued writes
+  std::set<std::string> ecrites_lot_;  // the tables the open batch wrote
+  std::vector<Requete> file_;          // the current operation's queued writes
   std::vector<Requete> compensations_;
   std::vector<std::pair<FichierPg*, int64_t>> derniers_;  // to put back on failure
   const FichierPg* livre_ = nullptr;

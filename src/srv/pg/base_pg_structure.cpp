@@ -65,6 +65,19 @@ void BasePg::Structure(std::string_view operation, std::string_view objet,
   }
 }
 
+Resultat BasePg::LitValide(std::string_view operation, std::string_view objet,
+                           std::string_view sql) {
+  try {
+    if (structure_ == nullptr || !structure_->Vivante()) {
+      structure_ = std::make_unique<ConnexionPg>(adresse_.connexion);
+      Regle(*structure_);
+    }
+    return structure_->Execute(sql);
+  } catch (const ErreurPg& e) {
+    throw ErreurService(operation, objet, e.what());
+  }
+}
+
 uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom,
                                  std::string_view operation) {
   Parametres p;

@@ -439,34 +439,4 @@ void SrvDonneePg::Reconstruit(const PlanReconstruction& plan, const SuiviReconst
   }
 }
 
-// A database's layouts are not converted in place: a plan that touches a file holding live
-// records, in any company, is refused (dry run or not), its files and records named as a
-// folder's plan names them, so that the dictionary never describes rows it did not convert. The
-// way through is a folder: the database copied into one (vesk copie), migrated there, copied
-// back. Files without live records change freely, as on a folder.
-void SrvDonneePg::Migre(const PlanMigration& plan, SuiviProgression&, BilanMigration& bilan) {
-  bilan = BilanMigration{};
-  bilan.fichiers.resize(plan.fichiers.size());
-  pg::BasePg& b = *base_;
-  for (size_t i = 0; i < plan.fichiers.size(); ++i) {
-    const std::string nom = isam::UpperAscii(plan.fichiers[i].nom);
-    for (const std::string& e : pg::EntreprisesDuFichier(b, nom)) {
-      const pg::Lieu lieu{e, SchemaEntreprise(b.Adresse().racine, e)};
-      const pg::Resultat r = b.Lit("Migre", b.Chemin(lieu, nom + ".DAT"),
-                                   "SELECT count(*) FILTER (WHERE NOT supprime), count(*) FILTER "
-                                   "(WHERE supprime) FROM " +
-                                       pg::BasePg::Table(lieu, "d_", nom),
-                                   Parametres());
-      BilanMigration::Lieu l;
-      l.entreprise = l.entreprise_nouvelle = e;
-      l.enregistrements = static_cast<int32_t>(r.Grand(0, 0));
-      l.supprimes = static_cast<int32_t>(r.Grand(0, 1));
-      if (l.enregistrements > 0) bilan.fichiers[i].lieux.push_back(std::move(l));
-    }
-    if (!bilan.fichiers[i].lieux.empty()) {
-      bilan.refus = "une base se migre dans un dossier (vesk copie)";
-    }
-  }
-}
-
 }  // namespace vesk

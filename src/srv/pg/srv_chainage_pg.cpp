@@ -19,6 +19,7 @@ namespace {
 // Lines a walk reads ahead at each fetch.
 constexpr int kAvance = 64;
 
+// The open data file named nom for a chaining, of record length longueur.
 FichierPg& FichierChaine(pg::BasePg& b, std::string_view nom, int16_t longueur,
                          std::string_view op) {
   isam::Status s = isam::CheckName(nom, "fichier");
@@ -27,17 +28,8 @@ FichierPg& FichierChaine(pg::BasePg& b, std::string_view nom, int16_t longueur,
   const int16_t h = b.ChercheFichier(upper);
   Exige(h != 0, op, upper + ".DAT", "fichier non ouvert : ouvrir le fichier (Donnee) d'abord");
   FichierPg& f = *b.Fichier(h);
-  Exige(f.longueur == static_cast<uint32_t>(longueur), op, f.objet,
-        "longueur " + std::to_string(longueur) + " donnée, le fichier a des enregistrements de " +
-            std::to_string(f.longueur) + " caractères");
+  isam::ExigeLongueurChainage({f.objet, f.longueur}, longueur, op);
   return f;
-}
-
-uint32_t Position(const FichierPg& f, int16_t pos, std::string_view quoi, std::string_view op) {
-  Exige(pos >= 1 && static_cast<uint32_t>(pos) + 2 <= f.longueur, op, f.objet,
-        "position " + std::to_string(pos) + " du " + std::string(quoi) +
-            " hors de l'enregistrement (de 1 à " + std::to_string(f.longueur - 2) + ")");
-  return static_cast<uint32_t>(pos - 1);
 }
 
 std::string Rec(int64_t no, const FichierPg& f) {
@@ -72,19 +64,16 @@ void SrvChainagePg::Chainage(std::string_view fichier_entete, int16_t longueur_e
   constexpr std::string_view kOp = "Chainage";
   FichierPg& e = FichierChaine(*base_, fichier_entete, longueur_entete, kOp);
   FichierPg& l = FichierChaine(*base_, fichier_ligne, longueur_ligne, kOp);
-  Exige(&e != &l, kOp, e.objet, "le fichier d'en-tête et le fichier de lignes doivent différer");
+  const isam::PointeursChainage p =
+      isam::PointeursDeChainage({e.objet, e.longueur}, pos_premiere, pos_derniere,
+                                {l.objet, l.longueur}, pos_precedente, pos_suivante, kOp);
   ChainagePg c;
   c.entete = base_->ChercheFichier(e.nom);
   c.ligne = base_->ChercheFichier(l.nom);
-  c.premiere = Position(e, pos_premiere, "pointeur de première ligne", kOp);
-  c.derniere = Position(e, pos_derniere, "pointeur de dernière ligne", kOp);
-  c.precedente = Position(l, pos_precedente, "pointeur de ligne précédente", kOp);
-  c.suivante = Position(l, pos_suivante, "pointeur de ligne suivante", kOp);
-  auto apart = [](uint32_t a, uint32_t b) { return (a > b ? a - b : b - a) >= 3; };
-  Exige(apart(c.premiere, c.derniere), kOp, e.objet,
-        "les pointeurs de première et de dernière ligne se chevauchent");
-  Exige(apart(c.precedente, c.suivante), kOp, l.objet,
-        "les pointeurs de ligne précédente et suivante se chevauchent");
+  c.premiere = p.premiere;
+  c.derniere = p.derniere;
+  c.precedente = p.precedente;
+  c.suivante = p.suivante;
   base_->DeclareChainage(c);
 }
 

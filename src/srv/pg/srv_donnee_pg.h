@@ -42,8 +42,8 @@ class SrvDonneePg : public SrvDonnee {
   void Supprimes(bool dependance_entreprise, std::string_view nom, int32_t& nombre) override;
   void Reconstruit(const PlanReconstruction& plan, const SuiviReconstruction& suivi,
                    BilanReconstruction& bilan) override;
-  // A database store has no layout migration: a dry run finds no data to convert, so that the
-  // import goes on as before; a migration itself is refused (docs/migration.md).
+  // The migration in the batch's transaction, which it ends (docs/postgresql.md, "Layout
+  // migration"); a dry run reads in one snapshot, or in the batch's transaction when one is open.
   void Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) override;
 
   pg::BasePg& Base() { return *base_; }

@@ -1,0 +1,280 @@
+// The layout migration through the data-file service, the same on every store: records
+// converted under their numbers with the batch that holds the new dictionary, or refused with
+// both left as they were; a dry run that only reads; a file moved to its company.
+#include "srv/migration.h"
+
+#include "srv/comportement/magasin_essai.h"
+#include "srv/suivi_progression.h"
+
+namespace vesk::essai {
+namespace {
+
+// CLI (company 01, 16 characters: a code of 3, a text of 13) with its primary tree CLI1 on the
+// code; DIC, the root's "dictionary", written by the batch the migration ends.
+class MigrationTest : public ServicesTest {
+ protected:
+  void SetUp() override {
+    ServicesTest::SetUp();
+    if (IsSkipped()) return;
+    Reouvre("01");
+    Proprio& cli = Ouvre("Cli", 16, true);
+    int16_t arbre = 0;
+    BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", true);
+    for (const std::string c : {"AAA", "BBB", "CCC", "DDD"}) {
+      cli.champs = c + "texte " + c;
+      int32_t no = 0;
+      BArbre().Insere(arbre, c, cli.fichier, no);
+    }
+    BArbre().Supprime(arbre, "BBB", 2, cli.fichier);  // record 2 deleted
+    Reouvre("01");
+  }
+
+  static BArbreAReconstruire Arbre(const std::string& nom, int16_t from, int16_t longueur,
+                                   const std::string& nature) {
+    BArbreAReconstruire a;
+    a.nom = nom;
+    a.longueur_cle = longueur;
+    a.nature = nature;
+    a.cle = [from, longueur](std::string_view r, std::string& cle) {
+      cle = std::string(r.substr(static_cast<size_t>(from), static_cast<size_t>(longueur)));
+    };
+    return a;
+  }
+  static PieceMigration Piece(PieceMigration::Source s, std::string variable, int32_t position,
+                              int32_t longueur, int32_t ancienne = 0, int32_t longueur_a = 0) {
+    PieceMigration p;
+    p.source = s;
+    p.variable = std::move(variable);
+    p.position = position;
+    p.longueur = longueur;
+    p.position_ancienne = ancienne;
+    p.longueur_ancienne = longueur_a;
+    return p;
+  }
+  // CLI to 20 characters: the code, a "*" given, the text widened to 16; CLI1 rebuilt and a
+  // secondary tree CLI2 on the text's first 3 characters added.
+  static PlanMigration Elargit() {
+    FichierMigre f;
+    f.nom = "Cli";
+    f.dependance_ancienne = f.dependance = true;
+    f.longueur_ancienne = 16;
+    f.longueur = 20;
+    f.convertit = true;
+    f.pieces.push_back(Piece(PieceMigration::Source::kCopie, "CODE", 1, 3, 1, 3));
+    f.pieces.push_back(Piece(PieceMigration::Source::kDonnee, "MARQUE", 4, 1));
+    f.pieces.back().texte = "*";
+    f.pieces.push_back(Piece(PieceMigration::Source::kCopie, "TEXTE", 5, 16, 4, 13));
+    f.arbres_anciens = {"Cli1"};
+    f.arbres.push_back(Arbre("Cli1", 0, 3, "P"));
+    f.arbres.push_back(Arbre("Cli2", 4, 3, "S"));
+    PlanMigration p;
+    p.fichiers.push_back(std::move(f));
+    return p;
+  }
+  // The batch's own change: a record of DIC.
+  void EcritDic() {
+    Donnee().DebutLot();
+    Proprio& dic = Ouvre("Dic", 10);
+    dic.champs = "VERSION 2";
+    Donnee().EcrireFichier(dic.fichier, 1, dic.champs);
+  }
+  std::string Dic() {
+    Proprio& dic = Ouvre("Dic", 10);
+    std::string texte;
+    try {
+      Donnee().LireFichier(dic.fichier, 1, texte);
+    } catch (const ErreurService&) {
+      return "";
+    }
+    return texte;
+  }
+  // CLI's records by number ("-" before a deleted one), opened at longueur.
+  std::vector<std::string> Cli(int16_t longueur) {
+    Proprio& cli = Ouvre("Cli", longueur, true);
+    std::vector<std::string> out;
+    for (int32_t no = 1; no <= 4; ++no) {
+      std::string texte;
+      Donnee().LireFichier(cli.fichier, no, texte);
+      out.push_back((no == 2 ? "-" : "") + texte);
+    }
+    return out;
+  }
+  // The record the tree nom (keys of 3) gives for key cle, 0 when none.
+  int32_t Cherche(const std::string& nom, const std::string& cle, int16_t fichier,
+                  const std::string& nature = "P") {
+    int16_t arbre = 0;
+    BArbre().B_Arbre(true, nom, 3, nature, arbre, "", false);
+    bool trouve = false;
+    BArbre().Recherche(arbre, cle, fichier, trouve);
+    int32_t no = 0;
+    if (trouve) Donnee().NoEnrCourant(fichier, no);
+    return no;
+  }
+
+  SuiviMuet muet_;
+};
+
+TEST_P(MigrationTest, RecordsAreConvertedUnderTheirNumbersWithTheBatch) {
+  // A handle on a file it replaces refuses the migration, the batch undone.
+  Ouvre("Cli", 16, true);
+  EcritDic();
+  BilanMigration bilan;
+  EXPECT_ERREUR(Donnee().Migre(Elargit(), muet_, bilan), "est ouvert dans ce programme");
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "");
+
+  Reouvre("01");
+  EcritDic();
+  Donnee().Migre(Elargit(), muet_, bilan);
+  EXPECT_EQ(bilan.refus, "");
+  EXPECT_TRUE(bilan.en_place);
+  EXPECT_NE(bilan.sauvegarde, "");
+  ASSERT_EQ(bilan.fichiers.size(), 1u);
+  ASSERT_EQ(bilan.fichiers[0].lieux.size(), 1u);
+  const BilanMigration::Lieu& l = bilan.fichiers[0].lieux[0];
+  EXPECT_EQ(l.entreprise, "01");
+  EXPECT_EQ(l.entreprise_nouvelle, "01");
+  EXPECT_EQ(l.enregistrements, 3);
+  EXPECT_EQ(l.supprimes, 1);
+  EXPECT_EQ(l.cles, (std::vector<int64_t>{3, 3}));
+
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "VERSION 2 ");
+  const std::string fin(7, ' ');
+  EXPECT_EQ(Cli(20), (std::vector<std::string>{"AAA*texte AAA" + fin, "-" + std::string(20, ' '),
+                                               "CCC*texte CCC" + fin, "DDD*texte DDD" + fin}));
+  int32_t supprimes = 0;
+  Donnee().Supprimes(true, "Cli", supprimes);
+  EXPECT_EQ(supprimes, 1);
+  const int16_t cli = proprios_.back()->fichier;
+  EXPECT_EQ(Cherche("Cli1", "CCC", cli), 3);
+  EXPECT_EQ(Cherche("Cli1", "BBB", cli), 0);
+  EXPECT_EQ(Cherche("Cli2", "tex", cli, "S"), 1);  // the first of three
+  Verifie();
+}
+
+TEST_P(MigrationTest, ARefusalLeavesTheStoreAndTheBatchAsTheyWere) {
+  // The text narrowed to 4 characters: "texte AAA" does not fit, three times.
+  PlanMigration etroit = Elargit();
+  etroit.fichiers[0].pieces[2].longueur = 4;
+  etroit.problemes_listes = 2;
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(etroit, muet_, bilan);
+  EXPECT_EQ(bilan.refus,
+            "3 valeur(s) ne tiennent pas dans la nouvelle disposition (--truncate coupe les "
+            "textes et arrondit les décimales)");
+  EXPECT_FALSE(bilan.en_place);
+  EXPECT_EQ(bilan.sauvegarde, "");
+  const BilanMigration::Lieu& l = bilan.fichiers[0].lieux.at(0);
+  EXPECT_EQ(l.problemes, 3);
+  ASSERT_EQ(l.premiers.size(), 2u);
+  EXPECT_EQ(l.premiers[1].enregistrement, 3);
+  EXPECT_EQ(l.premiers[1].variable, "TEXTE");
+  EXPECT_EQ(l.premiers[1].raison,
+            "« texte CCC » : texte de 13 caractères dont la fin ne tient pas dans 4");
+
+  // A primary key met twice: every record's key is "tex".
+  PlanMigration double_cle = Elargit();
+  double_cle.fichiers[0].arbres[0] = Arbre("Cli1", 4, 3, "P");
+  Reouvre("01");
+  EcritDic();
+  Donnee().Migre(double_cle, muet_, bilan);
+  EXPECT_EQ(bilan.refus, "B-Arbre Cli1 : clé « tex » en double (enregistrements 1 et 3)");
+
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "");
+  EXPECT_EQ(Cli(16)[0], "AAAtexte AAA    ");
+  const int16_t cli = proprios_.back()->fichier;
+  EXPECT_EQ(Cherche("Cli1", "DDD", cli), 4);
+  bool existe = true;
+  Donnee().ExisteDonnee(true, "Cli", existe);
+  EXPECT_TRUE(existe);
+  Verifie();
+}
+
+TEST_P(MigrationTest, ADryRunReportsAndWritesNothing) {
+  PlanMigration essai = Elargit();
+  essai.fichiers[0].pieces[2].longueur = 2;  // "texte AAA" does not fit in 2
+  essai.essai = true;
+  BilanMigration bilan;
+  Donnee().Migre(essai, muet_, bilan);
+  EXPECT_EQ(bilan.refus,
+            "3 valeur(s) ne tiennent pas dans la nouvelle disposition (--truncate coupe les "
+            "textes et arrondit les décimales)");
+  EXPECT_FALSE(bilan.en_place);
+  const BilanMigration::Lieu& l = bilan.fichiers[0].lieux.at(0);
+  EXPECT_EQ(l.enregistrements, 3);
+  EXPECT_EQ(l.problemes, 3);
+  EXPECT_EQ(l.premiers.at(0).raison,
+            "« texte AAA » : texte de 13 caractères dont la fin ne tient pas dans 2");
+  EXPECT_EQ(l.cles, (std::vector<int64_t>{3, 3}));
+  // Cut, they fit: the dry run finds nothing to refuse, and still writes nothing.
+  essai.tronque = true;
+  Donnee().Migre(essai, muet_, bilan);
+  EXPECT_EQ(bilan.refus, "");
+  EXPECT_EQ(Cli(16)[3], "DDDtexte DDD    ");
+  Verifie();
+}
+
+// A root file that comes to depend on the company goes to the current company's place, its
+// trees with it; the root no longer has it. A file whose specification is removed goes, with
+// its trees, to the backup.
+TEST_P(MigrationTest, AFileMovesToItsCompanyAndARemovedOneGoes) {
+  Reouvre("01");
+  Proprio& par = Ouvre("Par", 8);
+  int16_t arbre = 0;
+  BArbre().B_Arbre(false, "Par1", 2, "P", arbre, "", true);
+  par.champs = "P1 un";
+  int32_t no = 0;
+  BArbre().Insere(arbre, "P1", par.fichier, no);
+  Reouvre("01");
+  FichierMigre f;
+  f.nom = "Par";
+  f.dependance = true;
+  f.longueur_ancienne = f.longueur = 8;
+  f.arbres_anciens = {"Par1"};
+  f.arbres.push_back(Arbre("Par1", 0, 2, "P"));
+  PlanMigration plan;
+  plan.fichiers.push_back(f);
+  FichierMigre retire;
+  retire.nom = "Cli";
+  retire.dependance_ancienne = retire.dependance = true;
+  retire.longueur_ancienne = 16;
+  retire.supprime = true;
+  retire.arbres_anciens = {"Cli1"};
+  plan.fichiers.push_back(retire);
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(plan, muet_, bilan);
+  EXPECT_EQ(bilan.refus, "");
+  ASSERT_EQ(bilan.fichiers[0].lieux.size(), 1u);
+  ASSERT_EQ(bilan.fichiers[1].lieux.size(), 1u);
+  EXPECT_EQ(bilan.fichiers[1].lieux[0].enregistrements, 3);
+  EXPECT_EQ(bilan.fichiers[0].lieux[0].entreprise, "");
+  EXPECT_EQ(bilan.fichiers[0].lieux[0].entreprise_nouvelle, "01");
+
+  Reouvre("01");
+  bool existe = true;
+  Donnee().ExisteDonnee(false, "Par", existe);
+  EXPECT_FALSE(existe);
+  Donnee().ExisteDonnee(true, "Cli", existe);
+  EXPECT_FALSE(existe);
+  int16_t cli1 = 0;
+  EXPECT_ERREUR(BArbre().B_Arbre(true, "Cli1", 3, "P", cli1, "", false), "CLI1.DAB");
+  Proprio& moved = Ouvre("Par", 8, true);
+  std::string texte;
+  Donnee().LireFichier(moved.fichier, 1, texte);
+  EXPECT_EQ(texte, "P1 un   ");
+  int16_t a = 0;
+  BArbre().B_Arbre(true, "Par1", 2, "P", a, "", false);
+  bool trouve = false;
+  BArbre().Recherche(a, "P1", moved.fichier, trouve);
+  EXPECT_TRUE(trouve);
+  Verifie();
+}
+
+INSTANTIATE_TEST_SUITE_P(Stockages, MigrationTest, ::testing::ValuesIn(Stockages()), NomDuStockage);
+
+}  // namespace
+}  // namespace vesk::essai
