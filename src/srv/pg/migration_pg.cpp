@@ -77,6 +77,8 @@ class Migrateur {
   std::string Backup(const std::string& entreprise);
   void Move(const pg::Lieu& lieu, std::string_view prefixe, const std::string& nom,
             std::vector<Requete>& ddl);
+  void MoveOld(std::vector<Requete>& ddl);
+  void MakeTrees();
   void BackupBatch();
   void ScanPlace(Place& p);
   void Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie);
@@ -243,6 +245,16 @@ void Migrateur::Range() {
   // The root's backup schema is made even when only companies' tables go to the backup: the
   // name the outcome gives is there, and no later migration of the same second takes it.
   std::vector<Requete> ddl{{"CREATE SCHEMA \"" + Backup("") + "\"", {}}};
+  MoveOld(ddl);
+  b_.Structure(kOp, b_.Nom(), ddl, true);
+  MakeTrees();
+  BackupBatch();
+  bilan_.sauvegarde = backup_;
+}
+
+// The statements that move the old data tables and trees into the backup and make the new
+// data tables, their catalog rows following.
+void Migrateur::MoveOld(std::vector<Requete>& ddl) {
   for (Place& p : places_) {
     const FichierMigre& f = plan_.fichiers[p.file];
     const std::string nom = isam::UpperAscii(f.nom);
@@ -272,9 +284,12 @@ void Migrateur::Range() {
     }
     for (const std::string& t : p.old_trees) Move(p.ancien, "b_", t, ddl);
   }
-  b_.Structure(kOp, b_.Nom(), ddl, true);
-  ddl.clear();
-  // A tree of a new name already there (not one of the file's) is replaced as well.
+}
+
+// The new trees made at their places; a tree of a new name already there (not one of the
+// file's) goes to the backup as well.
+void Migrateur::MakeTrees() {
+  std::vector<Requete> ddl;
   for (const Place& p : places_) {
     const FichierMigre& f = plan_.fichiers[p.file];
     if (f.supprime) continue;
@@ -298,8 +313,6 @@ void Migrateur::Range() {
     }
   }
   if (!ddl.empty()) b_.Structure(kOp, b_.Nom(), ddl, true);
-  BackupBatch();
-  bilan_.sauvegarde = backup_;
 }
 
 // The dictionary as it was before the batch: each table the batch wrote, and the texts, read
@@ -449,43 +462,46 @@ void Migrateur::Trees() {
   }
 }
 
+// A dry run: reads only, in one snapshot, or in the batch's transaction when one is open; the
+// trees are still sorted after values that do not fit, as on a folder.
+void Essai(pg::BasePg& b, const PlanMigration& plan, SuiviProgression& suivi,
+           BilanMigration& bilan) {
+  auto essai = [&] {
+    Migrateur m(b, plan, suivi, bilan);
+    try {
+      m.Prepare();
+    } catch (const Refus& r) {
+      bilan.refus = r.message;
+      return;
+    }
+    try {
+      m.Scan();
+    } catch (const Refus& r) {
+      bilan.refus = r.message;
+    }
+    try {
+      m.Trees();
+    } catch (const Refus& r) {
+      if (bilan.refus.empty()) bilan.refus = r.message;
+    }
+  };
+  try {
+    if (b.DansLot() || b.DansTransaction()) {
+      essai();
+    } else {
+      b.Lecture(kOp, b.Nom(), essai);
+    }
+  } catch (const Interrompu& i) {
+    std::rethrow_exception(i.cause);
+  }
+}
+
 }  // namespace
 
 void SrvDonneePg::Migre(const PlanMigration& plan, SuiviProgression& suivi, BilanMigration& bilan) {
   bilan = BilanMigration{};
   pg::BasePg& b = *base_;
-  if (plan.essai) {
-    // Reads only: in one snapshot, or in the batch's transaction when one is open.
-    auto essai = [&] {
-      Migrateur m(b, plan, suivi, bilan);
-      try {
-        m.Prepare();
-      } catch (const Refus& r) {
-        bilan.refus = r.message;
-        return;
-      }
-      try {
-        m.Scan();
-      } catch (const Refus& r) {
-        bilan.refus = r.message;
-      }
-      try {
-        m.Trees();
-      } catch (const Refus& r) {
-        if (bilan.refus.empty()) bilan.refus = r.message;
-      }
-    };
-    try {
-      if (b.DansLot() || b.DansTransaction()) {
-        essai();
-      } else {
-        b.Lecture(kOp, b.Nom(), essai);
-      }
-    } catch (const Interrompu& i) {
-      std::rethrow_exception(i.cause);
-    }
-    return;
-  }
+  if (plan.essai) return Essai(b, plan, suivi, bilan);
   Exige(b.DansLot(), kOp, b.Nom(), "migration hors d'un lot");
   try {
     b.Entre(kOp);
