@@ -65,6 +65,10 @@ class File {
     return IoStatus::Ok();
   }
   virtual IoStatus UnlockAside() { return IoStatus::Ok(); }
+  // Waits in the system until no other user holds the aside lock, taking it shared for a moment
+  // and letting go: waiters this way do not exclude each other, so all of them are woken
+  // together when the holder lets go. Not while this object holds the aside lock.
+  virtual IoStatus WaitAside() { return IoStatus::Ok(); }
   virtual const std::string& Path() const = 0;
 };
 

@@ -199,6 +199,11 @@ class PosixFile : public File {
 
   IoStatus UnlockAside() override { return Release(kAside, 1); }
 
+  IoStatus WaitAside() override {
+    IoStatus io = Take(F_RDLCK, kAside, 1, -1);
+    return io.ok() ? Release(kAside, 1) : io;
+  }
+
   const std::string& Path() const override { return path_; }
 
  private:

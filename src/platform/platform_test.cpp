@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -306,6 +307,38 @@ TEST_F(PlatformTest, LockWaitsUntilTheHolderLetsGo) {
   IoStatus st = b->Lock(LockKind::kExclusive, 20000);
   holder.join();
   EXPECT_TRUE(st.ok()) << st.message;
+}
+
+// The aside lock: exclusive against itself, apart from the main lock; waiting for it to be free
+// takes nothing, returns at once when nobody holds it, and wakes every waiter when its holder
+// lets go.
+TEST_F(PlatformTest, WaitingForTheAsideLockWakesEveryWaiterAndTakesNothing) {
+  Write(P("verrou"), "");
+  auto a = Open(P("verrou"), OpenMode::kReadWrite);
+  auto b = Open(P("verrou"), OpenMode::kReadWrite);
+  auto c = Open(P("verrou"), OpenMode::kReadWrite);
+  ASSERT_TRUE(b->WaitAside().ok());  // free: at once
+  ASSERT_TRUE(a->LockAside(0).ok());
+  EXPECT_EQ(b->LockAside(0).code, Code::kLocked);
+  EXPECT_TRUE(b->Lock(LockKind::kExclusive, 0).ok());  // the main lock is apart
+  ASSERT_TRUE(b->Unlock().ok());
+  std::atomic<int> woken{0};
+  auto wait = [&](File* f) {
+    EXPECT_TRUE(f->WaitAside().ok());
+    ++woken;
+  };
+  std::thread wb(wait, b.get()), wc(wait, c.get());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(woken.load(), 0) << "a waiter went while the lock was held";
+  ASSERT_TRUE(a->UnlockAside().ok());
+  wb.join();
+  wc.join();
+  EXPECT_EQ(woken.load(), 2);
+  // The waiters hold nothing: the lock can be taken at once, by any of them.
+  ASSERT_TRUE(c->LockAside(0).ok());
+  EXPECT_EQ(a->LockAside(0).code, Code::kLocked);
+  ASSERT_TRUE(c->UnlockAside().ok());
+  EXPECT_TRUE(b->LockAside(0).ok());
 }
 
 TEST(PlatformMisc, JoinPathAddsOneSeparator) {

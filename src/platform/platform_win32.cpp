@@ -274,6 +274,14 @@ class Win32File : public File {
     return IoStatus::Ok();
   }
 
+  IoStatus WaitAside() override {
+    OVERLAPPED ov = At(kLockOffset + 1);
+    if (!::LockFileEx(handle_, 0, 0, 1, 0, &ov)) return FromLastError("verrouillage de", path_);
+    ov = At(kLockOffset + 1);
+    if (!::UnlockFileEx(handle_, 0, 1, 0, &ov)) return FromLastError("déverrouillage de", path_);
+    return IoStatus::Ok();
+  }
+
   const std::string& Path() const override { return path_; }
 
  private:

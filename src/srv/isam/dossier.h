@@ -228,6 +228,8 @@ class DossierDonnees {
   Status EcritDirect(FolderLock::State* st, bool avant);
   Status VideJournal(FolderLock::State* st, bool keep, bool sync);
   Status Publie(const FolderLock::Synced& fin);
+  Status AttendSync(const FolderLock::Synced& attendu);
+  Status MeneSync(const FolderLock::Synced& attendu);
   Status Synchronise(const FolderLock::Synced& attendu);
   Status EchecSync(const Status& s);
   Status EcritGardes(const FolderLock::Synced& fin, uint64_t debut);

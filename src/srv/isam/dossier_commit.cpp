@@ -18,6 +18,8 @@ constexpr uint64_t kGroupeMax = uint64_t{1} << 20;
 // Before the leader reads where the redo log ends, it gives the processor away this many times:
 // users that were appending meanwhile end their append, and its sync serves them too.
 constexpr int kCedeAvantSync = 4;
+// Rounds of a waiting user trying the sync lock before it waits for it exclusive (AttendSync).
+constexpr int kToursAvantFile = 64;
 
 }  // namespace
 
@@ -140,18 +142,45 @@ Status DossierDonnees::AttendDurable() {
   if (attente_.nonce == 0) return Status::Ok();
   const FolderLock::Synced attendu = attente_;
   attente_ = {};
-  Status s = verrou_->LockSync();
-  if (s.ok()) {
-    FolderLock::Synced vu;
-    s = verrou_->ReadSynced(&vu);
-    if (s.ok() && !vu.Covers(attendu.nonce, attendu.end)) s = Synchronise(attendu);
-    Status u = verrou_->UnlockSync();
-    if (!s.ok()) s = EchecSync(s);
-    if (s.ok()) s = u;
-  }
+  Status s = AttendSync(attendu);
   if (s.ok()) return EcritGardes(attendu, attente_debut_);
   redo_log_->DropKept();
   return s;
+}
+
+// Until the sync word covers attendu: the word read without a lock (whole or not at all); when
+// it does not cover it, the sync lock taken if nobody holds it, and this user leads a sync;
+// otherwise the lock waited for beside every other waiter (shared, all woken together when its
+// holder lets go: those the holder's sync covered go without touching it). Users that keep
+// trying the lock while another holds it shared for that instant wait for it exclusive after
+// kToursAvantFile rounds.
+Status DossierDonnees::AttendSync(const FolderLock::Synced& attendu) {
+  for (int tour = 0;; ++tour) {
+    FolderLock::Synced vu;
+    Status s = verrou_->ReadSynced(&vu);
+    if (!s.ok()) return EchecSync(s);
+    if (vu.Covers(attendu.nonce, attendu.end)) return Status::Ok();
+    bool pris = false;
+    if (tour < kToursAvantFile) {
+      VESK_RETURN_IF_ERROR(verrou_->TryLockSync(&pris));
+    } else {
+      VESK_RETURN_IF_ERROR(verrou_->LockSync());
+      pris = true;
+    }
+    if (pris) return MeneSync(attendu);
+    VESK_RETURN_IF_ERROR(verrou_->WaitSync());
+  }
+}
+
+// Under the sync lock: the word read again, a sync made unless it covers attendu now, the lock
+// let go. A failure under it goes through EchecSync.
+Status DossierDonnees::MeneSync(const FolderLock::Synced& attendu) {
+  FolderLock::Synced vu;
+  Status s = verrou_->ReadSynced(&vu);
+  if (s.ok() && !vu.Covers(attendu.nonce, attendu.end)) s = Synchronise(attendu);
+  Status u = verrou_->UnlockSync();
+  if (!s.ok()) return EchecSync(s);
+  return u;
 }
 
 // A grouped commit just made durable is written to its files by its own user, from the blocks

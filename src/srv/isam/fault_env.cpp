@@ -62,6 +62,7 @@ class FaultFile : public platform::File {
   IoStatus Unlock() override { return base_->Unlock(); }
   IoStatus LockAside(int timeout_ms) override { return base_->LockAside(timeout_ms); }
   IoStatus UnlockAside() override { return base_->UnlockAside(); }
+  IoStatus WaitAside() override { return base_->WaitAside(); }
   const std::string& Path() const override { return base_->Path(); }
 
  private:

@@ -164,6 +164,30 @@ Status FolderLock::LockSync() {
   return Status::Ok();
 }
 
+Status FolderLock::TryLockSync(bool* taken) {
+  *taken = true;
+  if (!file_) return Status::Ok();
+  platform::IoStatus io = file_->LockAside(0);
+  if (io.code == platform::Code::kLocked) {
+    *taken = false;
+    return Status::Ok();
+  }
+  if (!io.ok()) {
+    *taken = false;
+    return Status::IOError("verrou de synchronisation du dossier " + dossier_ + " : " + io.message);
+  }
+  return Status::Ok();
+}
+
+Status FolderLock::WaitSync() {
+  if (!file_) return Status::Ok();
+  platform::IoStatus io = file_->WaitAside();
+  if (!io.ok()) {
+    return Status::IOError("verrou de synchronisation du dossier " + dossier_ + " : " + io.message);
+  }
+  return Status::Ok();
+}
+
 Status FolderLock::UnlockSync() {
   return file_ ? Status::FromIo(file_->UnlockAside()) : Status::Ok();
 }

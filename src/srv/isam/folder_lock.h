@@ -91,6 +91,11 @@ class FolderLock {
   // time limit (it is held for one sync of the redo log at most). Never wait for the main lock
   // while holding it.
   Status LockSync();
+  // Takes the sync lock if no other user holds it (*taken), without waiting.
+  Status TryLockSync(bool* taken);
+  // Waits until no other user holds the sync lock: every user waiting so is woken at once when
+  // its holder lets go (platform::File::WaitAside). Takes nothing.
+  Status WaitSync();
   Status UnlockSync();
   Status ReadSynced(Synced* synced);
   Status WriteSynced(const Synced& synced);

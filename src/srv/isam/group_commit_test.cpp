@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <chrono>
+#include <future>
 #include <map>
 #include <string>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "srv/erreur_service.h"
 #include "srv/isam/fault_env.h"
 #include "srv/isam/folder_lock.h"
+#include "srv/isam/redo_log.h"
 #include "srv/isam/testing/engine.h"
 #include "srv/isam/verify.h"
 #include "srv/isam/workload.h"
@@ -119,6 +122,60 @@ TEST_F(GroupCommitFilesTest, OneSyncServesEveryWaitingCommitWhileAnotherUserHold
   ASSERT_TRUE(f->WriteAt(30, std::string_view("\x7f")).ok());  // the end, half rewritten
   ASSERT_TRUE(tiers->Peek(&st, &whole).ok());
   EXPECT_FALSE(whole);
+}
+
+// A waiting user never queues behind the sync lock for a sync that covers it: covered by the
+// sync word already, it returns while a third user holds the lock; not covered, it waits until
+// the holder lets go, then returns without a sync of its own when the holder's sync covered it,
+// and syncs itself otherwise.
+TEST_F(GroupCommitFilesTest, AWaiterCoveredByAnotherUsersSyncReturnsWithoutItsOwn) {
+  auto a = User(), b = User();
+  Workload wa(a, 41, 'A'), wb(b, 43, 'B');
+  std::unique_ptr<FolderLock> tiers;
+  ASSERT_TRUE(FolderLock::Open(Env::Default(), dir_, &tiers).ok());
+  // In another thread, with a deadline: a wait that does not end fails instead of hanging.
+  auto attend = [](DossierDonnees* d) {
+    return std::async(std::launch::async, [d] { return d->AttendDurable(); });
+  };
+  using std::chrono::milliseconds;
+  for (int i = 0; i < 3; ++i) {
+    wa.Step();
+    wb.Step();
+    ASSERT_TRUE(a->AttendDurable().ok());  // its sync covers B's commit too
+    ASSERT_TRUE(tiers->LockSync().ok());
+    const uint64_t syncs_b = b->Syncs();
+    auto fb = attend(b.get());
+    const bool parti = fb.wait_for(milliseconds(10000)) == std::future_status::ready;
+    EXPECT_TRUE(parti) << "étape " << i << " : B attend le verrou d'une synchronisation faite";
+    ASSERT_TRUE(tiers->UnlockSync().ok());
+    ASSERT_TRUE(fb.get().ok());
+    EXPECT_EQ(b->Syncs(), syncs_b);
+  }
+  for (const bool couvre : {true, false}) {
+    wa.Step();
+    ASSERT_TRUE(tiers->LockSync().ok());
+    const uint64_t syncs_a = a->Syncs();
+    auto fa = attend(a.get());
+    EXPECT_EQ(fa.wait_for(milliseconds(100)), std::future_status::timeout)
+        << "A n'attend pas la synchronisation en cours";
+    if (couvre) {  // the holder syncs the redo log and says so, as a leader would
+      FolderLock::State st;
+      bool whole = false;
+      ASSERT_TRUE(tiers->Peek(&st, &whole).ok());
+      ASSERT_TRUE(whole);
+      std::unique_ptr<platform::File> jnl;
+      ASSERT_TRUE(
+          platform::OpenFile(Path(kRedoLogName), platform::OpenMode::kReadWrite, &jnl).ok());
+      ASSERT_TRUE(jnl->Sync().ok());
+      ASSERT_TRUE(tiers->WriteSynced({st.redo_log_nonce, st.redo_log_end}).ok());
+    }
+    ASSERT_TRUE(tiers->UnlockSync().ok());
+    ASSERT_EQ(fa.wait_for(milliseconds(10000)), std::future_status::ready);
+    ASSERT_TRUE(fa.get().ok());
+    EXPECT_EQ(a->Syncs() - syncs_a, couvre ? 0u : 1u) << (couvre ? "couverte" : "non couverte");
+  }
+  wa.CheckModel();
+  wb.CheckModel();
 }
 
 // Once durable, a user writes its own commit to the files from memory, unless the files no
