@@ -480,8 +480,16 @@ TEST_F(VeskSurPostgresql, ImportMigratesTheRowsAndRemakesTheViews) {
       << texte;
   EXPECT_EQ(etat(), avant);
 
+  // A user's own view over the typed view: it follows the old rows into the backup instead of
+  // stopping the migration.
+  const std::string vue_utilisateur = "\"" + societe + "\".rapport_villes";
+  ASSERT_EQ(std::system(("psql -q '" + uri_ + "' -c 'CREATE VIEW " + vue_utilisateur +
+                         " AS SELECT no, clvil FROM \"" + societe + "\".v_client'")
+                            .c_str()),
+            0);
   std::tie(status, texte) = Lance("--data base import --migrate d2.toml");
   EXPECT_EQ(status, 0) << texte;
+  EXPECT_EQ(lit("SELECT clvil FROM " + vue_utilisateur + " WHERE no = 7"), ville);
   const std::regex gardes("Anciens fichiers gardés dans le schéma (" + schema +
                           "_sauvegarde_\\d{8}_\\d{6})\n");
   std::smatch sauvegarde;

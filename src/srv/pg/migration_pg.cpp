@@ -137,6 +137,10 @@ void Migrateur::AddPlace(size_t i, const std::string& from, const std::string& t
 }
 
 void Migrateur::Prepare() {
+  // The current company names the schema a file moving into the companies goes to.
+  if (!b_.Entreprise().empty()) {
+    isam::Verifie(isam::CheckName(b_.Entreprise(), "entreprise"), kOp, b_.Entreprise());
+  }
   bilan_.fichiers.assign(plan_.fichiers.size(), {});
   pieces_.resize(plan_.fichiers.size());
   for (size_t i = 0; i < plan_.fichiers.size(); ++i) {
@@ -211,7 +215,8 @@ std::string Migrateur::Backup(const std::string& entreprise) {
 }
 
 // The table prefixe+nom of lieu into its backup schema, its catalog row removed; a typed view
-// of ours over a data table is dropped (it would follow the table).
+// of ours over a data table goes with it, so that the views a user made on that view keep
+// reading the old rows instead of stopping the migration, and the new view can be made.
 void Migrateur::Move(const pg::Lieu& lieu, std::string_view prefixe, const std::string& nom,
                      std::vector<Requete>& ddl) {
   const std::string table = pg::BasePg::Table(lieu, prefixe, nom);
@@ -227,7 +232,11 @@ void Migrateur::Move(const pg::Lieu& lieu, std::string_view prefixe, const std::
         "n.nspname = $1 AND c.relname = $2 AND c.relkind = 'v' AND "
         "obj_description(c.oid, 'pg_class') LIKE $3",
         p);
-    if (r.Grand(0, 0) > 0) ddl.push_back({"DROP VIEW " + pg::BasePg::Table(lieu, "v_", nom), {}});
+    if (r.Grand(0, 0) > 0) {
+      ddl.push_back(
+          {"ALTER VIEW " + pg::BasePg::Table(lieu, "v_", nom) + " SET SCHEMA \"" + backup + "\"",
+           {}});
+    }
   }
   ddl.push_back({"ALTER TABLE " + table + " SET SCHEMA \"" + backup + "\"", {}});
   Requete row{"DELETE FROM " + b_.Catalogue(prefixe == "d_" ? "vesk_fichiers" : "vesk_arbres") +

@@ -346,6 +346,7 @@ void SrvChainagePg::SupprimeLigne(int16_t fichier_ligne, int32_t no_enr) {
   Parametres p;
   p.Entier(no_enr);
   base_->Ecrit("UPDATE " + l.table + " SET supprime = true WHERE no = $1", std::move(p));
+  base_->Touche(l);  // the line file is written even when no other line's pointer moved
   if (l.courant == no_enr) l.courant = 0;
   op.Fin(l.objet);
 }
