@@ -24,6 +24,22 @@ class SuiviProgression {
   virtual void Fin() = 0;
 };
 
+// A phase for the time of a scope: Debut when made, Fin when the scope ends, also when an error
+// leaves it early, so that nothing of the phase stays shown under the error.
+class PhaseSuivie {
+ public:
+  PhaseSuivie(SuiviProgression& suivi, std::string_view libelle, int64_t total) : suivi_(suivi) {
+    suivi_.Debut(libelle, total);
+  }
+  ~PhaseSuivie() { suivi_.Fin(); }
+  PhaseSuivie(const PhaseSuivie&) = delete;
+  PhaseSuivie& operator=(const PhaseSuivie&) = delete;
+  void Avance(int64_t fait) { suivi_.Avance(fait); }
+
+ private:
+  SuiviProgression& suivi_;
+};
+
 // Shows nothing: for work run where nobody watches.
 class SuiviMuet final : public SuiviProgression {
  public:

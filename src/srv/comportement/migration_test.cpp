@@ -114,6 +114,14 @@ class MigrationTest : public ServicesTest {
   SuiviMuet muet_;
 };
 
+// Counts the phases shown and not yet ended.
+struct SuiviCompte final : SuiviProgression {
+  void Debut(std::string_view, int64_t) override { ++ouvertes; }
+  void Avance(int64_t) override {}
+  void Fin() override { --ouvertes; }
+  int ouvertes = 0;
+};
+
 TEST_P(MigrationTest, RecordsAreConvertedUnderTheirNumbersWithTheBatch) {
   // A handle on a file it replaces refuses the migration, the batch undone.
   Ouvre("Cli", 16, true);
@@ -179,8 +187,10 @@ TEST_P(MigrationTest, ARefusalLeavesTheStoreAndTheBatchAsTheyWere) {
   double_cle.fichiers[0].arbres[0] = Arbre("Cli1", 4, 3, "P");
   Reouvre("01");
   EcritDic();
-  Donnee().Migre(double_cle, muet_, bilan);
+  SuiviCompte suivi;  // the refusal ends the tree's phase: nothing stays shown under it
+  Donnee().Migre(double_cle, suivi, bilan);
   EXPECT_EQ(bilan.refus, "B-Arbre Cli1 : clé « tex » en double (enregistrements 1 et 3)");
+  EXPECT_EQ(suivi.ouvertes, 0);
 
   Reouvre("01");
   EXPECT_EQ(Dic(), "");

@@ -253,7 +253,10 @@ Status Migrator::Trees() {
       TreeBuild& b = p.builds[t];
       Begin("B-arbre " + f.arbres[t].nom, b.count());
       Status s = b.Sort(nullptr);
-      if (s.code() == Status::Code::kDuplicate) return Refuse(s.message());
+      if (s.code() == Status::Code::kDuplicate) {
+        End();
+        return Refuse(s.message());
+      }
       p.lieu->cles[t] = static_cast<int64_t>(b.count());
       if (s.ok() && !plan_.essai) s = b.Write(env_, ReplaceSet::AsidePath(p.new_trees[t]), f.nom);
       End();

@@ -385,51 +385,52 @@ void Migrateur::ScanPlace(Place& p) {
   std::string record(longueur, ' ');
   BilanMigration::Lieu& lieu = LieuDe(p);
   pg::CopieBinaire copie;
-  suivi_.Debut("Migration " + p.ancien.schema + "/" + nom + ".DAT", p.dernier);
   int32_t apres = 0;
-  for (;;) {
-    Parametres q;
-    q.Entier(apres);
-    const pg::Resultat r = b_.Lit(kOp, p.chemin,
-                                  "SELECT no, supprime, octets FROM " + p.lue +
-                                      " WHERE no > $1 ORDER BY no LIMIT " + std::to_string(kPage),
-                                  q);
-    for (int k = 0; k < r.Lignes(); ++k) {
-      const int32_t no = r.Entier(k, 0);
-      const std::string_view octets = r.Octets(k, 2);
-      if (no != apres + 1 || octets.size() != static_cast<size_t>(f.longueur_ancienne)) {
-        throw Refus{p.chemin + " : l'enregistrement " + std::to_string(apres + 1) +
-                    (no != apres + 1 ? " manque à la table" : " n'a pas la longueur du fichier") +
-                    " (base endommagée)"};
+  {
+    PhaseSuivie phase(suivi_, "Migration " + p.ancien.schema + "/" + nom + ".DAT", p.dernier);
+    for (;;) {
+      Parametres q;
+      q.Entier(apres);
+      const pg::Resultat r = b_.Lit(kOp, p.chemin,
+                                    "SELECT no, supprime, octets FROM " + p.lue +
+                                        " WHERE no > $1 ORDER BY no LIMIT " + std::to_string(kPage),
+                                    q);
+      for (int k = 0; k < r.Lignes(); ++k) {
+        const int32_t no = r.Entier(k, 0);
+        const std::string_view octets = r.Octets(k, 2);
+        if (no != apres + 1 || octets.size() != static_cast<size_t>(f.longueur_ancienne)) {
+          throw Refus{p.chemin + " : l'enregistrement " + std::to_string(apres + 1) +
+                      (no != apres + 1 ? " manque à la table" : " n'a pas la longueur du fichier") +
+                      " (base endommagée)"};
+        }
+        apres = no;
+        const bool supprime = r.Booleen(k, 1);
+        const char* nouveau = octets.data();
+        if (p.rewrite && !supprime) {
+          isam::ConvertRecord(plan_, f, pieces_[p.file], static_cast<uint32_t>(no), octets.data(),
+                              record.data(), lieu, &problems_);
+          nouveau = record.data();
+        }
+        if (write) {
+          copie.Ligne(3);
+          copie.Entier(no);
+          copie.Booleen(supprime);
+          copie.Octets(supprime ? std::string_view(blank) : std::string_view(nouveau, longueur));
+        }
+        if (supprime) continue;
+        for (isam::TreeBuild& t : p.builds) {
+          const isam::Status s =
+              t.Add(std::string_view(nouveau, longueur), static_cast<uint32_t>(no));
+          if (t.error()) throw Interrompu{t.error()};
+          if (!s.ok()) throw ErreurService(kOp, p.chemin, s.message());
+        }
       }
-      apres = no;
-      const bool supprime = r.Booleen(k, 1);
-      const char* nouveau = octets.data();
-      if (p.rewrite && !supprime) {
-        isam::ConvertRecord(plan_, f, pieces_[p.file], static_cast<uint32_t>(no), octets.data(),
-                            record.data(), lieu, &problems_);
-        nouveau = record.data();
-      }
-      if (write) {
-        copie.Ligne(3);
-        copie.Entier(no);
-        copie.Booleen(supprime);
-        copie.Octets(supprime ? std::string_view(blank) : std::string_view(nouveau, longueur));
-      }
-      if (supprime) continue;
-      for (isam::TreeBuild& t : p.builds) {
-        const isam::Status s =
-            t.Add(std::string_view(nouveau, longueur), static_cast<uint32_t>(no));
-        if (t.error()) throw Interrompu{t.error()};
-        if (!s.ok()) throw ErreurService(kOp, p.chemin, s.message());
-      }
+      phase.Avance(apres);
+      if (write && copie.Partie().size() >= kCopieMax) Send(neuve, "(no, supprime, octets)", copie);
+      if (r.Lignes() < kPage) break;
     }
-    suivi_.Avance(apres);
-    if (write && copie.Partie().size() >= kCopieMax) Send(neuve, "(no, supprime, octets)", copie);
-    if (r.Lignes() < kPage) break;
+    if (write) Send(neuve, "(no, supprime, octets)", copie);
   }
-  if (write) Send(neuve, "(no, supprime, octets)", copie);
-  suivi_.Fin();
   if (apres != p.dernier) {
     throw Refus{p.chemin + " : l'enregistrement " + std::to_string(apres + 1) +
                 " manque à la table (base endommagée)"};
@@ -450,7 +451,7 @@ void Migrateur::Trees() {
     const FichierMigre& f = plan_.fichiers[p.file];
     for (size_t t = 0; t < p.builds.size(); ++t) {
       isam::TreeBuild& build = p.builds[t];
-      suivi_.Debut("B-arbre " + f.arbres[t].nom, static_cast<int64_t>(build.count()));
+      PhaseSuivie phase(suivi_, "B-arbre " + f.arbres[t].nom, static_cast<int64_t>(build.count()));
       const isam::Status s = build.Sort(nullptr);
       if (s.code() == isam::Status::Code::kDuplicate) throw Refus{s.message()};
       if (!s.ok()) throw ErreurService(kOp, f.arbres[t].nom, s.message());
@@ -466,7 +467,6 @@ void Migrateur::Trees() {
         });
         Send(table, "(cle, no)", copie);
       }
-      suivi_.Fin();
     }
   }
 }

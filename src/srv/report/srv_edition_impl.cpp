@@ -52,20 +52,6 @@ void Rejoue(const Evenement& ev, report::Paginator& pages) {
   }
 }
 
-// A phase of the writing, shown while it lasts (Fin even when the writing fails).
-class PhaseSuivie {
- public:
-  PhaseSuivie(SuiviProgression& suivi, std::string_view libelle, int64_t total) : suivi_(suivi) {
-    suivi_.Debut(libelle, total);
-  }
-  ~PhaseSuivie() { suivi_.Fin(); }
-  PhaseSuivie(const PhaseSuivie&) = delete;
-  PhaseSuivie& operator=(const PhaseSuivie&) = delete;
-
- private:
-  SuiviProgression& suivi_;
-};
-
 // Calls laid out between two reports of the layout's progress.
 constexpr int64_t kEvenementsParAvance = 4096;
 
