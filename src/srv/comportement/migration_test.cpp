@@ -227,6 +227,69 @@ TEST_P(MigrationTest, ADryRunReportsAndWritesNothing) {
   Verifie();
 }
 
+// A company-dependent file migrates in every company that has it; a file that no longer
+// depends on the company goes to the root from one company only, and is refused when two
+// companies each have one.
+TEST_P(MigrationTest, EveryCompanyMigratesAndADependenceLeavesFromOneCompanyOnly) {
+  for (const char* e : {"01", "02"}) {
+    Reouvre(e);
+    Proprio& art = Ouvre("Art", 8, true);
+    Donnee().EcrireFichier(art.fichier, 1, std::string("A") + e);
+  }
+  Reouvre("01");
+  Proprio& sol = Ouvre("Sol", 8, true);
+  Donnee().EcrireFichier(sol.fichier, 1, "S01");
+  FichierMigre art;
+  art.nom = "Art";
+  art.dependance_ancienne = art.dependance = true;
+  art.longueur_ancienne = 8;
+  art.longueur = 10;
+  art.convertit = true;
+  art.pieces = {Piece(PieceMigration::Source::kCopie, "CODE", 3, 8, 1, 8),
+                Piece(PieceMigration::Source::kDonnee, "N", 1, 2)};
+  art.pieces.back().texte = "N°";
+  PlanMigration plan;
+  plan.fichiers.push_back(art);
+  Reouvre("01");
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(plan, muet_, bilan);
+  EXPECT_EQ(bilan.refus, "");
+  ASSERT_EQ(bilan.fichiers.at(0).lieux.size(), 2u);
+  for (const std::string e : {"01", "02"}) {
+    Reouvre(e);
+    std::string texte;
+    Donnee().LireFichier(Ouvre("Art", 10, true).fichier, 1, texte);
+    EXPECT_EQ(texte, "N°A" + e + "     ") << e;  // the record holds "N" and 0xB0
+  }
+
+  FichierMigre racine;
+  racine.dependance_ancienne = true;
+  racine.nom = "Art";
+  racine.longueur_ancienne = racine.longueur = 10;
+  plan.fichiers = {racine};
+  Reouvre("01");
+  EcritDic();
+  Donnee().Migre(plan, muet_, bilan);
+  EXPECT_NE(bilan.refus.find("les entreprises 01, 02 en ont chacune un fichier"), std::string::npos)
+      << bilan.refus;
+  racine.nom = "Sol";
+  racine.longueur_ancienne = racine.longueur = 8;
+  plan.fichiers = {racine};
+  Reouvre("01");
+  EcritDic();
+  Donnee().Migre(plan, muet_, bilan);
+  EXPECT_EQ(bilan.refus, "");
+  Reouvre("01");
+  bool existe = true;
+  Donnee().ExisteDonnee(true, "Sol", existe);
+  EXPECT_FALSE(existe);
+  std::string texte;
+  Donnee().LireFichier(Ouvre("Sol", 8).fichier, 1, texte);
+  EXPECT_EQ(texte, "S01     ");
+  Verifie();
+}
+
 // A root file that comes to depend on the company goes to the current company's place, its
 // trees with it; the root no longer has it. A file whose specification is removed goes, with
 // its trees, to the backup.

@@ -1,6 +1,6 @@
-// The layout migration on the files of a data folder: records converted under their numbers
-// with the batch that goes with them, refusals and dry runs that change nothing, company
-// folders, and the old set or the new one after a power loss at any write.
+// The layout migration on the files of a data folder, what only a folder has: the backup
+// folder, chaining pointers moved, nothing left behind by a refusal, and the old set or the new
+// one after a power loss at any write. What every store does is in the behaviour suite.
 #include "srv/isam/migrate.h"
 
 #include <filesystem>
@@ -15,7 +15,6 @@ namespace vesk::isam::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using Source = PieceMigration::Source;
 
 // The records of a data file read straight from it: "+ bytes" live, "- bytes" deleted.
 std::vector<std::string> Records(Env* env, const std::string& path) {
@@ -52,13 +51,6 @@ class MigrateTest : public EngineTest {
     }
     Reopen();
     MigrationWorkload::Prepare(*dossier_);
-  }
-  Status Run(const PlanMigration& plan, BilanMigration* bilan, MigrateResult* r) {
-    SuiviMuet muet;
-    if (!plan.essai) {
-      EXPECT_TRUE(dossier_->DebutLot().ok());
-    }
-    return Migrate(*dossier_, plan, &muet, bilan, r);
   }
   // The plan of the workload with the name narrowed to n characters (copied, cut).
   static PlanMigration Narrowed(int32_t n) {
@@ -161,56 +153,6 @@ TEST_F(MigrateTest, ValuesThatDoNotFitRefuseUnlessCuttingIsAsked) {
     if (anciens[i][0] == '-') continue;
     EXPECT_EQ(nouveaux[i].substr(18, 6), anciens[i].substr(14, 6)) << "enregistrement " << i + 1;
   }
-}
-
-// A company-dependent file migrates in every company folder that has it; the same file no
-// longer depending on the company goes to the root only from a single company.
-TEST_F(MigrateTest, EveryCompanyFolderMigratesAndADependenceMovesFromOneCompanyOnly) {
-  for (const char* e : {"01", "02"}) {
-    Reopen(e);
-    Proprio& p = Ouvre("Art", 8, true);
-    donnee_->EcrireFichier(p.fichier, 1, std::string("A") + e);
-    ASSERT_TRUE(dossier_->Ecrit().ok());
-  }
-  FichierMigre f;
-  f.nom = "Art";
-  f.dependance_ancienne = f.dependance = true;
-  f.longueur_ancienne = 8;
-  f.longueur = 10;
-  f.convertit = true;
-  f.pieces = {{Source::kCopie, "CODE", 3, 8, 1, 8, "", {}},
-              {Source::kDonnee, "N", 1, 2, 0, 0, "N°", {}}};
-  PlanMigration plan;
-  plan.fichiers.push_back(f);
-  Reopen("01");
-  BilanMigration bilan;
-  MigrateResult r;
-  ASSERT_TRUE(Run(plan, &bilan, &r).ok()) << bilan.refus;
-  ASSERT_EQ(bilan.fichiers[0].lieux.size(), 2u);
-  EXPECT_EQ(Records(Env::Default(), Path("01/ART.DAT")).front(),
-            "+ N\xB0"
-            "A01     ");
-  EXPECT_EQ(Records(Env::Default(), Path("02/ART.DAT")).front(),
-            "+ N\xB0"
-            "A02     ");
-
-  plan.fichiers[0] = f;
-  plan.fichiers[0].dependance = false;
-  plan.fichiers[0].longueur_ancienne = 10;
-  plan.fichiers[0].convertit = false;
-  plan.fichiers[0].pieces.clear();
-  Reopen("01");
-  EXPECT_FALSE(Run(plan, &bilan, &r).ok());
-  EXPECT_NE(bilan.refus.find("les entreprises 01, 02 en ont chacune un fichier"), std::string::npos)
-      << bilan.refus;
-  fs::remove(root_ / "02" / "ART.DAT");
-  Reopen("01");
-  ASSERT_TRUE(Run(plan, &bilan, &r).ok()) << bilan.refus;
-  EXPECT_FALSE(fs::exists(root_ / "01" / "ART.DAT"));
-  EXPECT_EQ(Records(Env::Default(), Path("ART.DAT")).front(),
-            "+ N\xB0"
-            "A01     ");
-  ASSERT_EQ(Backups(root_).size(), 2u);
 }
 
 // A power cut at any write or sync of the migration leaves, once the folder is opened again,
