@@ -2,7 +2,8 @@
 // data folder in the system's temporary folder, and, when the program is built with the
 // database store and VESK_PG_URI names a server, a fresh root schema in that database. Each
 // gives the three services over it, a second user of the same store, the raw writes a test
-// needs to damage it, and its verifier. An owner object keeps the current fields of its files.
+// needs to damage it, and its verifier. An owner object (Proprio) keeps the current fields of
+// its files.
 // For the *_test.cpp files of this folder only.
 #ifndef VESK_SRV_COMPORTEMENT_MAGASIN_ESSAI_H_
 #define VESK_SRV_COMPORTEMENT_MAGASIN_ESSAI_H_
@@ -24,7 +25,7 @@
 #include "srv/isam/srv_chainage_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
 #include "srv/isam/verify.h"
-#include "srv/proprietaire.h"
+#include "srv/testing/proprio.h"
 #ifdef VESK_AVEC_PG
 #include "srv/pg/outils_pg.h"
 #include "srv/pg/srv_barbre_pg.h"
@@ -34,40 +35,6 @@
 #endif
 
 namespace vesk::essai {
-
-// An owner whose methods "Lire<nom>" and "Ecrire<nom>" move the record of one file between the
-// file and its current fields (one text: the whole record).
-class Proprio : public Proprietaire {
- public:
-  Proprio(SrvDonnee* srv, std::string nom) : srv_(srv), nom_(Majuscules(std::move(nom))) {}
-
-  int32_t IdMethode(std::string_view nom) override {
-    const std::string n = Majuscules(std::string(nom));
-    if (n == "LIRE" + nom_) return 1;
-    if (n == "ECRIRE" + nom_) return 2;
-    return -1;
-  }
-  void Invoque(int32_t id, int32_t& no_enr) override {
-    ++appels;
-    if (id == 1) {
-      srv_->LireFichier(fichier, no_enr, champs);
-    } else {
-      srv_->EcrireFichier(fichier, no_enr, champs);
-    }
-  }
-
-  int16_t fichier = 0;
-  std::string champs;  // the current fields
-  int appels = 0;
-
- private:
-  static std::string Majuscules(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-  }
-  SrvDonnee* srv_;
-  std::string nom_;
-};
 
 class Magasin {
  public:

@@ -18,42 +18,11 @@
 #include "srv/isam/srv_chainage_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
 #include "srv/isam/verify.h"
-#include "srv/proprietaire.h"
+#include "srv/testing/proprio.h"
 
 namespace vesk::isam::testing {
 
-// An owner whose methods "Lire<nom>" and "Ecrire<nom>" move the record of one file between the
-// file and its current fields (one text: the whole record).
-class Proprio : public Proprietaire {
- public:
-  Proprio(SrvDonnee* srv, std::string nom) : srv_(srv), nom_(std::move(nom)) {}
-
-  int32_t IdMethode(std::string_view nom) override {
-    std::string n(nom);
-    for (char& c : n) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    std::string up = nom_;
-    for (char& c : up) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    if (n == "LIRE" + up) return 1;
-    if (n == "ECRIRE" + up) return 2;
-    return -1;
-  }
-  void Invoque(int32_t id, int32_t& no_enr) override {
-    ++appels;
-    if (id == 1) {
-      srv_->LireFichier(fichier, no_enr, champs);
-    } else {
-      srv_->EcrireFichier(fichier, no_enr, champs);
-    }
-  }
-
-  int16_t fichier = 0;
-  std::string champs;  // the current fields
-  int appels = 0;
-
- private:
-  SrvDonnee* srv_;
-  std::string nom_;
-};
+using ::vesk::essai::Proprio;
 
 class EngineTest : public ::testing::Test {
  protected:
