@@ -8,6 +8,7 @@
 #include "cli/chargement.h"
 #include "cli/commandes.h"
 #include "cli/composant.h"
+#include "cli/programmes.h"
 #include "platform/platform.h"
 #include "srv/erreur_service.h"
 
@@ -36,17 +37,7 @@ std::string TexteIni(const std::string& chemin) {
 void EcritIni(const std::string& chemin, const std::string& texte) {
   Configuration verifiee;
   LitIni(texte, chemin, verifiee);
-  const std::string provisoire = chemin + ".tmp";
-  std::ofstream sortie(provisoire, std::ios::binary | std::ios::trunc);
-  sortie << texte;
-  sortie.close();
-  platform::IoStatus st =
-      sortie ? platform::RenameFile(provisoire, chemin)
-             : platform::IoStatus{platform::Code::kIoError, 0, "écriture impossible"};
-  if (!st.ok()) {
-    platform::RemoveFile(provisoire);
-    throw ErreurService(kOperation, chemin, st.message);
-  }
+  EcritFichierEntier(chemin, texte, kOperation);
 }
 
 // "cle=valeur" taken apart.

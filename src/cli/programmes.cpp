@@ -185,7 +185,8 @@ void Enregistre(std::vector<ProgrammeEnregistre>& programmes, ProgrammeEnregistr
   programmes.push_back(std::move(programme));
 }
 
-void EcritFichierEntier(const std::string& chemin, std::string_view texte) {
+void EcritFichierEntier(const std::string& chemin, std::string_view texte,
+                        std::string_view operation) {
   const std::string provisoire = chemin + ".tmp";
   std::ofstream sortie(provisoire, std::ios::binary | std::ios::trunc);
   sortie << texte;
@@ -195,7 +196,7 @@ void EcritFichierEntier(const std::string& chemin, std::string_view texte) {
              : platform::IoStatus{platform::Code::kIoError, 0, "écriture impossible"};
   if (!st.ok()) {
     platform::RemoveFile(provisoire);
-    throw ErreurService("Écriture", chemin, st.message);
+    throw ErreurService(operation, chemin, st.message);
   }
 }
 

@@ -61,9 +61,10 @@ std::string DossierProgrammes(const Contexte& contexte);
 // was made from. The exit status: 1 when the generation reported anomalies (all is written).
 int GenereDansDossier(Contexte& contexte, ProgrammeEnregistre programme);
 
-// Writes texte as the file chemin through a temporary file renamed over it (ErreurService
-// naming chemin when it cannot be written).
-void EcritFichierEntier(const std::string& chemin, std::string_view texte);
+// Writes texte as the file chemin through a temporary file renamed over it (ErreurService of
+// operation naming chemin when it cannot be written).
+void EcritFichierEntier(const std::string& chemin, std::string_view texte,
+                        std::string_view operation = "Écriture");
 // The whole content of chemin; found false when there is no such file.
 std::string LitFichierEntier(const std::string& chemin, bool& trouve);
 
