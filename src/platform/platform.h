@@ -47,6 +47,14 @@ class File {
   virtual IoStatus ReadAt(uint64_t offset, std::span<char> out, size_t* read) = 0;
   // Writes every byte of data at offset, growing the file as needed.
   virtual IoStatus WriteAt(uint64_t offset, std::span<const char> data) = 0;
+  // Writes the pieces one after the other from offset, as WriteAt would their concatenation:
+  // one system call where the system gathers them (pwritev), one WriteAt of a copy otherwise.
+  virtual IoStatus WriteAtV(uint64_t offset, std::span<const std::span<const char>> pieces) {
+    if (pieces.size() == 1) return WriteAt(offset, pieces.front());
+    std::string joined;
+    for (const auto& piece : pieces) joined.append(piece.data(), piece.size());
+    return WriteAt(offset, joined);
+  }
   // Forces written data to stable storage (fdatasync / FlushFileBuffers).
   virtual IoStatus Sync() = 0;
   virtual IoStatus Size(uint64_t* size) = 0;

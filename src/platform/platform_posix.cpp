@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -158,6 +159,38 @@ class PosixFile : public File {
         return IoStatus{Code::kIoError, 0, "écriture de " + path_ + " : aucun octet écrit"};
       }
       done += static_cast<size_t>(n);
+    }
+    return IoStatus::Ok();
+  }
+
+  // pwritev takes at most IOV_MAX pieces and may write fewer bytes than asked: the rest follows.
+  IoStatus WriteAtV(uint64_t offset, std::span<const std::span<const char>> pieces) override {
+    constexpr size_t kMaxPieces = 1024;  // IOV_MAX on Linux
+    iovec vec[kMaxPieces];
+    size_t first = 0, skip = 0;  // the next piece to write, and its bytes written already
+    while (first < pieces.size()) {
+      size_t n = 0;
+      for (size_t i = first; i < pieces.size() && n < kMaxPieces; ++i, ++n) {
+        const size_t from = i == first ? skip : 0;
+        vec[n].iov_base = const_cast<char*>(pieces[i].data() + from);
+        vec[n].iov_len = pieces[i].size() - from;
+      }
+      ssize_t w = ::pwritev(fd_, vec, static_cast<int>(n), static_cast<off_t>(offset));
+      if (w < 0) {
+        if (errno == EINTR) continue;
+        return FromErrno(errno, "écriture de", path_);
+      }
+      if (w == 0 && vec[0].iov_len > 0) {
+        return IoStatus{Code::kIoError, 0, "écriture de " + path_ + " : aucun octet écrit"};
+      }
+      offset += static_cast<uint64_t>(w);
+      size_t left = static_cast<size_t>(w);
+      while (first < pieces.size() && left >= pieces[first].size() - skip) {
+        left -= pieces[first].size() - skip;
+        ++first;
+        skip = 0;
+      }
+      skip += left;
     }
     return IoStatus::Ok();
   }

@@ -11,6 +11,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace vesk::platform {
 namespace {
@@ -83,6 +84,30 @@ TEST_F(PlatformTest, PositionalWritesAndReadsLeaveHolesOfZeros) {
   ASSERT_TRUE(file->ReadAt(3, middle, &n).ok());
   EXPECT_EQ(middle, "dE" + std::string(1, '\0'));
   ASSERT_TRUE(file->Sync().ok());
+}
+
+// More pieces than one system call takes, empty ones among them, a piece cut by a call's end:
+// the file holds their bytes joined, at the offset, and nothing else moves.
+TEST_F(PlatformTest, AWriteOfPiecesLeavesTheirBytesJoined) {
+  auto file = Open(P("data.bin"), OpenMode::kCreate);
+  ASSERT_TRUE(file->WriteAt(0, std::string(100, '#')).ok());
+  std::vector<std::string> texts;
+  std::string joined;
+  for (int i = 0; i < 3000; ++i) {
+    texts.push_back(std::string(static_cast<size_t>(i % 7 == 0 ? 0 : i % 13 + 1),
+                                static_cast<char>('a' + i % 26)));
+    joined += texts.back();
+  }
+  std::vector<std::span<const char>> pieces(texts.begin(), texts.end());
+  ASSERT_TRUE(file->WriteAtV(5, pieces).ok());
+  ASSERT_TRUE(file->WriteAtV(3, std::vector<std::span<const char>>{}).ok());
+  uint64_t size = 0;
+  ASSERT_TRUE(file->Size(&size).ok());
+  ASSERT_EQ(size, 5 + joined.size());
+  std::string out(size, '?');
+  size_t n = 0;
+  ASSERT_TRUE(file->ReadAt(0, out, &n).ok());
+  EXPECT_EQ(out, "#####" + joined);
 }
 
 TEST_F(PlatformTest, ReadPastEndIsShortAndTruncateShrinksOrGrows) {

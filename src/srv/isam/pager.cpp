@@ -76,7 +76,7 @@ struct Pager::Impl {
   SealHook seal_hook;
   CheckHook check_hook;
   uint64_t epoch = 1;
-  std::vector<char> run;  // buffer of a coalesced write
+  std::vector<std::span<const char>> run;  // the blocks of a coalesced write
   Counters counters;
 
   Slot* Lookup(uint64_t no) {
@@ -506,18 +506,12 @@ Status Pager::Impl::WriteRun(std::vector<Frame*>& dirty, size_t begin, size_t en
   uint64_t stop = std::min<uint64_t>(size, (dirty[end - 1]->no + 1) << shift);
   for (size_t i = begin; i < end; ++i) Seal(dirty[i]);
   size_t bytes = static_cast<size_t>(stop - first);
-  std::span<const char> out;
-  if (end - begin == 1) {
-    out = std::span<const char>(dirty[begin]->data, bytes);
-  } else {
-    run.resize(bytes);
-    for (size_t i = begin; i < end; ++i) {
-      size_t at = (i - begin) << shift;
-      std::memcpy(run.data() + at, dirty[i]->data, std::min<size_t>(block_size, bytes - at));
-    }
-    out = std::span<const char>(run.data(), bytes);
+  run.clear();
+  for (size_t i = begin; i < end; ++i) {
+    size_t at = (i - begin) << shift;
+    if (at < bytes) run.emplace_back(dirty[i]->data, std::min<size_t>(block_size, bytes - at));
   }
-  platform::IoStatus io = file->WriteAt(first, out);
+  platform::IoStatus io = file->WriteAtV(first, run);
   if (!io.ok()) return FailWrite(io);
   counters.block_writes += end - begin;
   disk_size = std::max(disk_size, stop);

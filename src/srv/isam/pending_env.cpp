@@ -36,6 +36,9 @@ class PendingFile : public platform::File {
   IoStatus WriteAt(uint64_t offset, std::span<const char> data) override {
     return base_->WriteAt(offset, data);
   }
+  IoStatus WriteAtV(uint64_t offset, std::span<const std::span<const char>> pieces) override {
+    return base_->WriteAtV(offset, pieces);
+  }
   IoStatus Sync() override { return base_->Sync(); }
   IoStatus Size(uint64_t* size) override {
     const PendingEnv::Blocks* p = env_->Find(relative_);

@@ -66,16 +66,21 @@ bool ReadHeader(std::string_view h, uint32_t* version, uint64_t* nonce) {
 
 }  // namespace redo_log
 
-uint64_t Hash64(std::span<const char> bytes, uint64_t seed) {
+uint64_t Hash64(std::span<const char> head, std::span<const char> tail, uint64_t seed) {
   constexpr uint64_t kP1 = 0x9E3779B185EBCA87ULL, kP2 = 0xC2B2AE3D27D4EB4FULL;
-  uint64_t h = seed ^ (bytes.size() * kP1);
-  size_t i = 0;
-  for (; i + 8 <= bytes.size(); i += 8) {
-    h = Rotl(h ^ (Load64(bytes.data() + i) * kP2), 31) * kP1;
+  uint64_t h = seed ^ ((head.size() + tail.size()) * kP1);
+  for (size_t i = 0; i + 8 <= head.size(); i += 8) {
+    h = Rotl(h ^ (Load64(head.data() + i) * kP2), 31) * kP1;
   }
-  const uint64_t tail = GetLe(bytes.data() + i, static_cast<int>(bytes.size() - i));
-  return Mix64(h ^ (tail * kP2) ^ Rotl(h, 17));
+  size_t i = 0;
+  for (; i + 8 <= tail.size(); i += 8) {
+    h = Rotl(h ^ (Load64(tail.data() + i) * kP2), 31) * kP1;
+  }
+  const uint64_t last = GetLe(tail.data() + i, static_cast<int>(tail.size() - i));
+  return Mix64(h ^ (last * kP2) ^ Rotl(h, 17));
 }
+
+uint64_t Hash64(std::span<const char> bytes, uint64_t seed) { return Hash64({}, bytes, seed); }
 
 struct RedoLog::Entry {
   Watched w;
@@ -226,7 +231,7 @@ std::string RedoLog::Relative(const std::string& path) const {
 // the redo log starts again at 0 under a new header and nonce, over whatever bytes it held
 // (records of another nonce never count).
 Status RedoLog::OpenLog(Fin fin) {
-  pending_.clear();
+  ClearGathered();
   records_ = 0;
   const bool ours = file_ && fin.end == at_ && fin.nonce == nonce_ && at_ >= redo_log::kHeaderSize;
   if (!ours) {
@@ -258,26 +263,59 @@ Status RedoLog::OpenLog(Fin fin) {
     }
   }
   base_ = at_;
-  txn_start_ = at_ + pending_.size();
+  txn_start_ = at_ + Gathered();
   return Status::Ok();
 }
 
 void RedoLog::AddRecord(char type, std::string_view head, std::span<const char> tail) {
-  redo_log::AppendRecord(pending_, type, head, tail, nonce_ + at_ + pending_.size());
+  redo_log::AppendRecord(pending_, type, head, tail, nonce_ + at_ + Gathered());
   ++records_;
 }
 
-// The records gathered so far go to the redo log file, after those written before; past the
-// file's end, zeros follow them up to the next step (a zero record ends any reading).
-Status RedoLog::WritePending() {
-  if (pending_.empty()) return Status::Ok();
-  const size_t records = pending_.size();
-  const uint64_t end = at_ + records;
-  if (end > size_) pending_.resize((end + kGrowth - 1) / kGrowth * kGrowth - at_, '\0');
-  VESK_RETURN_IF_ERROR(Io(file_->WriteAt(at_, pending_)));
-  size_ = std::max(size_, at_ + pending_.size());
-  at_ = end;
+// The record's framing and checksum go to pending_, the block's bytes are named between them.
+void RedoLog::AddBlockRecord(std::string_view head, std::span<const char> block) {
+  const uint64_t seed = nonce_ + at_ + Gathered();
+  const size_t start = pending_.size();
+  pending_.push_back(redo_log::kRedoPage);
+  pending_.append(3, '\0');
+  AppendLe(pending_, head.size() + block.size(), 4);
+  pending_ += head;
+  const std::span<const char> framed(pending_.data() + start, pending_.size() - start);
+  const uint64_t hash = Hash64(framed, block, seed);
+  pieces_.push_back(Piece{nullptr, pieced_, pending_.size() - pieced_});
+  pieces_.push_back(Piece{block.data(), 0, block.size()});
+  pieced_ = pending_.size();
+  outside_ += block.size();
+  AppendLe(pending_, hash, 8);
+  ++records_;
+}
+
+void RedoLog::ClearGathered() {
   pending_.clear();
+  pieces_.clear();
+  pieced_ = 0;
+  outside_ = 0;
+}
+
+// The records gathered so far go to the redo log file, after those written before, in one
+// write; past the file's end, zeros follow them up to the next step (a zero record ends any
+// reading).
+Status RedoLog::WritePending() {
+  const uint64_t records = Gathered();
+  if (records == 0) return Status::Ok();
+  const uint64_t end = at_ + records;
+  if (end > size_) pending_.append((end + kGrowth - 1) / kGrowth * kGrowth - end, '\0');
+  const uint64_t written = pending_.size() + outside_;
+  spans_.clear();
+  for (const Piece& p : pieces_) {
+    spans_.emplace_back(p.data != nullptr ? p.data : pending_.data() + p.at, p.size);
+  }
+  if (pieced_ < pending_.size())
+    spans_.emplace_back(pending_.data() + pieced_, pending_.size() - pieced_);
+  VESK_RETURN_IF_ERROR(Io(file_->WriteAtV(at_, spans_)));
+  size_ = std::max(size_, at_ + written);
+  at_ = end;
+  ClearGathered();
   return Status::Ok();
 }
 
@@ -302,8 +340,8 @@ Status RedoLog::AppendTransaction(Fin fin) {
       Store32(h, id);
       Store32(h + 4, pager->BlockSize());
       Store64(h + 8, no);
-      AddRecord(redo_log::kRedoPage, std::string_view(h, 16), bytes);
-      if (pending_.size() >= kPendingBytes) s = WritePending();
+      AddBlockRecord(std::string_view(h, 16), bytes);
+      if (Gathered() >= kPendingBytes) s = WritePending();
     });
     if (!s.ok()) return CutOff(s);
     head.clear();
@@ -324,7 +362,7 @@ Status RedoLog::AppendTransaction(Fin fin) {
 // fails the handle is dropped: the folder's recovery then decides (the transaction counts if
 // its commit record is readable).
 Status RedoLog::CutOff(const Status& failure) {
-  pending_.clear();
+  ClearGathered();
   static constexpr char kZeros[redo_log::kRecordOverhead] = {};
   platform::IoStatus io = file_->WriteAt(base_, kZeros);
   at_ = base_;
@@ -453,7 +491,7 @@ void RedoLog::Forget() {
   }
   txn_entries_.clear();
   records_ = 0;
-  pending_.clear();
+  ClearGathered();
 }
 
 bool InsideFolder(std::string_view dossier, std::string_view path) {

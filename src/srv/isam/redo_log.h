@@ -111,6 +111,9 @@ inline constexpr std::string_view kRedoLogName = "VESK.JNL";
 
 // A 64-bit checksum of bytes, seeded: fast (8 bytes a step), for the redo log's records.
 uint64_t Hash64(std::span<const char> bytes, uint64_t seed);
+// Hash64 of the bytes of head followed by those of tail, without joining them: head's size must
+// be a multiple of 8.
+uint64_t Hash64(std::span<const char> head, std::span<const char> tail, uint64_t seed);
 
 // Whether path names a file inside the folder dossier (given without a final separator): it
 // begins with the folder's path and a separator.
@@ -260,6 +263,12 @@ class RedoLog {
   Status OpenFile();
   Status OpenLog(Fin fin);
   void AddRecord(char type, std::string_view head, std::span<const char> tail = {});
+  // A block's record, whose bytes are written from the block itself: they stay where they are
+  // until WritePending.
+  void AddBlockRecord(std::string_view head, std::span<const char> block);
+  // The bytes gathered for the redo log file: pending_'s and the blocks'.
+  uint64_t Gathered() const { return pending_.size() + outside_; }
+  void ClearGathered();
   Status WritePending();
   Status AppendTransaction(Fin fin);
   // The redo log file and its size, its header checked to carry nonce.
@@ -285,6 +294,16 @@ class RedoLog {
   uint64_t at_ = 0;
   uint64_t size_ = 0;  // the redo log file's size, as far as this redo log knows it
   std::string pending_;
+  // What WritePending writes, in order: bytes of pending_ (data null, at their offset) or of a
+  // block; outside_ counts the blocks' bytes.
+  struct Piece {
+    const char* data;
+    size_t at, size;
+  };
+  std::vector<Piece> pieces_;
+  std::vector<std::span<const char>> spans_;
+  size_t pieced_ = 0;  // pending_'s bytes before this offset are in pieces_
+  uint64_t outside_ = 0;
   std::vector<OpSaved> op_;     // originals of the ranges the operation changed (batches only),
   std::vector<char> op_bytes_;  // their bytes, one after the other
   uint64_t syncs_ = 0;
