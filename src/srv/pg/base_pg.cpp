@@ -85,8 +85,8 @@ void BasePg::Catalogues(std::string_view operation) {
              "PRIMARY KEY (entreprise, nom))";
   r[3].sql = "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_textes") +
              " (nom text PRIMARY KEY, octets bytea NOT NULL)";
-  r[4].sql = "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_structure") +
-             " (compteur bigint NOT NULL)";
+  r[4].sql =
+      "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_structure") + " (compteur bigint NOT NULL)";
   r[5].sql = "INSERT INTO " + Catalogue("vesk_structure") + " SELECT 0 WHERE NOT EXISTS (SELECT " +
              "FROM " + Catalogue("vesk_structure") + ")";
   Structure(operation, Nom(), r);

@@ -247,8 +247,8 @@ class BasePg {
   int64_t structure_vue_ = -1;    // the structure counter as this thread last saw it
   int64_t structure_neuve_ = -1;  // its value once the current transaction commits
   bool brut_ = false;             // Lit sends no check (a Lecture's BEGIN and end)
-  bool pari_ = false;        // the current transaction bets (Parie)
-  bool pari_perdu_ = false;  // a bet failed, not yet asked about (PariPerdu)
+  bool pari_ = false;             // the current transaction bets (Parie)
+  bool pari_perdu_ = false;       // a bet failed, not yet asked about (PariPerdu)
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;

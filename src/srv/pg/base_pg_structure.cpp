@@ -78,8 +78,8 @@ Resultat BasePg::LitValide(std::string_view operation, std::string_view objet,
   }
 }
 
-uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom,
-                                 std::string_view operation, int64_t* oid) {
+uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation,
+                                 int64_t* oid) {
   Parametres p;
   p.Texte(lieu.entreprise).Texte(isam::UpperAscii(nom)).Texte(Table(lieu, "d_", nom));
   Resultat r = Lit(operation, isam::UpperAscii(nom) + ".DAT",
@@ -152,10 +152,10 @@ BasePg::ArbreCatalogue BasePg::CreeArbre(const Lieu& lieu, std::string_view nom,
 // ---- Other programs' migrations ----
 
 void BasePg::ChangeStructure(std::string_view operation) {
-  const Resultat r = Lit(operation, Nom(),
-                         "UPDATE " + Catalogue("vesk_structure") +
-                             " SET compteur = compteur + 1 RETURNING compteur",
-                         Parametres());
+  const Resultat r = Lit(
+      operation, Nom(),
+      "UPDATE " + Catalogue("vesk_structure") + " SET compteur = compteur + 1 RETURNING compteur",
+      Parametres());
   structure_neuve_ = r.Grand(0, 0);
 }
 
@@ -176,10 +176,11 @@ Requete BasePg::Verification() const {
   ajoute(fichiers_);
   ajoute(arbres_);
   Requete v;
-  v.sql = "SELECT 1 / (compteur = $1 OR NOT EXISTS (SELECT FROM unnest(string_to_array($2, "
-          "E'\\n'), string_to_array($3, E'\\n')::bigint[]) AS x(t, o) WHERE "
-          "coalesce(to_regclass(t)::oid::bigint, 0) <> o))::int FROM " +
-          Catalogue("vesk_structure");
+  v.sql =
+      "SELECT 1 / (compteur = $1 OR NOT EXISTS (SELECT FROM unnest(string_to_array($2, "
+      "E'\\n'), string_to_array($3, E'\\n')::bigint[]) AS x(t, o) WHERE "
+      "coalesce(to_regclass(t)::oid::bigint, 0) <> o))::int FROM " +
+      Catalogue("vesk_structure");
   v.parametres.Grand(structure_vue_).Texte(tables).Texte(oids);
   return v;
 }
@@ -208,8 +209,9 @@ std::string BasePg::Rafraichit(std::string_view operation, std::string_view obje
   try {
     return MarqueRemplaces(LitValide(operation, objet, sql), objet);
   } catch (const ErreurService& e) {
-    return std::string("structure de la base changée par un autre programme, opération "
-                       "annulée ; relecture impossible : ") +
+    return std::string(
+               "structure de la base changée par un autre programme, opération "
+               "annulée ; relecture impossible : ") +
            e.what();
   }
 }
