@@ -347,6 +347,71 @@ TEST_P(MigrationTest, AFileMovesToItsCompanyAndARemovedOneGoes) {
   Verifie();
 }
 
+// Another program with CLI and CLI1 open while a migration replaces them: none of its later
+// writes or reads goes through those handles (a record of 16 characters never lands among
+// records of 20); the file and the tree named in the refusal. Opened again, they work.
+TEST_P(MigrationTest, AnotherProgramsHandlesOnAReplacedFileAreRefused) {
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  autre->Ouvre("01");
+  Proprio p(&autre->Donnee(), "Cli");
+  autre->Donnee().Donnee(true, "Cli", 16, p.fichier, &p, "", "", "", false);
+  int16_t arbre = 0;
+  autre->BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", false);
+  std::string texte;
+  autre->Donnee().LireFichier(p.fichier, 1, texte);
+  EXPECT_EQ(texte, "AAAtexte AAA    ");
+
+  Reouvre("01");
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(Elargit(), muet_, bilan);
+  ASSERT_EQ(bilan.refus, "");
+
+  const std::string change = "CLI.DAT : longueur d'enregistrement changée (20 au lieu de 16)";
+  EXPECT_ERREUR(autre->Donnee().LireFichier(p.fichier, 3, texte), change);
+  p.champs = "EEEtexte EEE";
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(p.fichier, 5, p.champs), change);
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(p.fichier, 1, p.champs), change);
+  int32_t no = 0;
+  EXPECT_ERREUR(autre->BArbre().Insere(arbre, "EEE", p.fichier, no), "CLI");
+
+  Reouvre("01");
+  const std::string fin(7, ' ');
+  EXPECT_EQ(Cli(20), (std::vector<std::string>{"AAA*texte AAA" + fin, "-" + std::string(20, ' '),
+                                               "CCC*texte CCC" + fin, "DDD*texte DDD" + fin}));
+  const int16_t cli = proprios_.back()->fichier;
+  EXPECT_ERREUR(Donnee().LireFichier(cli, 5, texte), "au-delà de la fin du fichier");
+  EXPECT_EQ(Cherche("Cli1", "EEE", cli), 0);
+  Verifie();
+
+  autre->Ouvre("01");
+  Proprio q(&autre->Donnee(), "Cli");
+  autre->Donnee().Donnee(true, "Cli", 20, q.fichier, &q, "", "", "", false);
+  autre->Donnee().LireFichier(q.fichier, 3, texte);
+  EXPECT_EQ(texte, "CCC*texte CCC" + fin);
+}
+
+// The same write first in the other program, then a migration that replaces none of the files
+// it has open: it goes on writing and reading them.
+TEST_P(MigrationTest, AMigrationOfOtherFilesLeavesAnotherProgramAlone) {
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  autre->Ouvre("01");
+  Proprio p(&autre->Donnee(), "Dic");
+  autre->Donnee().Donnee(false, "Dic", 10, p.fichier, &p, "", "", "", true);
+  Reouvre("01");
+  BilanMigration bilan;
+  EcritDic();
+  Donnee().Migre(Elargit(), muet_, bilan);
+  ASSERT_EQ(bilan.refus, "");
+  std::string texte;
+  autre->Donnee().LireFichier(p.fichier, 1, texte);
+  EXPECT_EQ(texte, "VERSION 2 ");
+  autre->Donnee().EcrireFichier(p.fichier, 2, "VERSION 3");
+  autre->Donnee().LireFichier(p.fichier, 2, texte);
+  EXPECT_EQ(texte, "VERSION 3 ");
+  Verifie();
+}
+
 INSTANTIATE_TEST_SUITE_P(Stockages, MigrationTest, ::testing::ValuesIn(Stockages()), NomDuStockage);
 
 }  // namespace

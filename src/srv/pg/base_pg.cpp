@@ -16,6 +16,8 @@ constexpr int32_t kClasseVerrou = 0x56455331;
 constexpr int32_t kClasseStructure = 0x56455332;
 // Writes a batch may leave in flight before their results are gathered.
 constexpr size_t kEnVolMax = 512;
+// The failure of the structure check (BasePg::Verification).
+constexpr std::string_view kEtatStructure = "22012";
 // The longest name of a file or tree: PostgreSQL's identifiers hold 63 bytes, "d_" comes first.
 constexpr size_t kNomMax = 61;
 
@@ -54,15 +56,25 @@ void BasePg::Ouvre(std::string_view operation) {
     auto c = std::make_unique<ConnexionPg>(adresse_.connexion);
     Regle(*c);
     Parametres p;
-    p.Texte(Catalogue("vesk_fichiers"));
+    p.Texte(Catalogue("vesk_structure"));
     Resultat r = c->Execute("SELECT to_regclass($1::text) IS NOT NULL", p);
     connexion_ = std::move(c);
-    if (r.Booleen(0, 0)) return;
+    if (!r.Booleen(0, 0)) Catalogues(operation);
+    // Once: a connection made again must not forget a change it did not see.
+    if (structure_vue_ < 0) {
+      structure_vue_ =
+          connexion_->Execute("SELECT compteur FROM " + Catalogue("vesk_structure")).Grand(0, 0);
+    }
   } catch (const ErreurPg& e) {
     throw ErreurService(operation, Nom(), e.what());
   }
+}
+
+// The catalog's tables, made when missing (a store made before the structure counter has
+// every one but it).
+void BasePg::Catalogues(std::string_view operation) {
   const std::string racine = Guillemets(adresse_.racine);
-  std::vector<Requete> r(4);
+  std::vector<Requete> r(6);
   r[0].sql = "CREATE SCHEMA IF NOT EXISTS " + racine;
   r[1].sql = "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_fichiers") +
              " (entreprise text NOT NULL, nom text NOT NULL, longueur integer NOT NULL, "
@@ -73,6 +85,10 @@ void BasePg::Ouvre(std::string_view operation) {
              "PRIMARY KEY (entreprise, nom))";
   r[3].sql = "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_textes") +
              " (nom text PRIMARY KEY, octets bytea NOT NULL)";
+  r[4].sql =
+      "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_structure") + " (compteur bigint NOT NULL)";
+  r[5].sql = "INSERT INTO " + Catalogue("vesk_structure") + " SELECT 0 WHERE NOT EXISTS (SELECT " +
+             "FROM " + Catalogue("vesk_structure") + ")";
   Structure(operation, Nom(), r);
 }
 
@@ -102,7 +118,8 @@ std::string BasePg::Table(const Lieu& lieu, std::string_view prefixe, std::strin
 
 int16_t BasePg::ChercheFichier(std::string_view nom, bool dependance) const {
   for (size_t i = 0; i < fichiers_.size(); ++i) {
-    if (fichiers_[i]->nom == nom && fichiers_[i]->dependance == dependance) {
+    if (fichiers_[i]->nom == nom && fichiers_[i]->dependance == dependance &&
+        fichiers_[i]->remplace.empty()) {
       return static_cast<int16_t>(i + 1);
     }
   }
@@ -111,14 +128,17 @@ int16_t BasePg::ChercheFichier(std::string_view nom, bool dependance) const {
 
 int16_t BasePg::ChercheFichier(std::string_view nom) const {
   for (size_t i = 0; i < fichiers_.size(); ++i) {
-    if (fichiers_[i]->nom == nom) return static_cast<int16_t>(i + 1);
+    if (fichiers_[i]->nom == nom && fichiers_[i]->remplace.empty()) {
+      return static_cast<int16_t>(i + 1);
+    }
   }
   return 0;
 }
 
 int16_t BasePg::ChercheArbre(std::string_view nom, bool dependance) const {
   for (size_t i = 0; i < arbres_.size(); ++i) {
-    if (arbres_[i]->nom == nom && arbres_[i]->dependance == dependance) {
+    if (arbres_[i]->nom == nom && arbres_[i]->dependance == dependance &&
+        arbres_[i]->remplace.empty()) {
       return static_cast<int16_t>(i + 1);
     }
   }
@@ -227,6 +247,10 @@ std::vector<Resultat> BasePg::Lit(std::string_view operation, std::string_view o
       }
       EnvoieFile();
     }
+    if (!transaction_ && !brut_ && structure_vue_ >= 0) {
+      const Requete v = Verification();
+      c.Envoie(v.sql, v.parametres);
+    }
     std::vector<size_t> tickets;
     for (const Requete& r : requetes) tickets.push_back(c.Envoie(r.sql, r.parametres, true));
     c.Synchronise();
@@ -300,6 +324,8 @@ void BasePg::Entre(std::string_view operation) {
       p.Entier(kClasseVerrou).Entier(cle_verrou_);
       c.Envoie("SELECT pg_advisory_xact_lock($1, $2)", p);
       verrou_ = true;
+      const Requete v = Verification();
+      c.Envoie(v.sql, v.parametres);
     }
   } catch (const ErreurPg& e) {
     Echoue(e, operation, Nom());
@@ -315,11 +341,13 @@ void BasePg::FinTransaction() {
   verrou_ = false;
   point_ = false;
   pari_ = false;
+  structure_neuve_ = -1;
   ecrites_lot_.clear();
   for (auto& f : fichiers_) f->dernier = -1;
 }
 
 void BasePg::Valide() {
+  if (structure_neuve_ >= 0) structure_vue_ = structure_neuve_;
   for (auto& f : fichiers_) {
     if (f->dernier < 0) continue;
     f->dernier_connu = f->dernier;
@@ -409,6 +437,7 @@ void BasePg::Echoue(const ErreurPg& e, std::string_view operation, std::string_v
                                          " est utilisée par un autre programme (attente de " +
                                          std::to_string(delai_verrou_ms_) + " ms dépassée)"
                                    : std::string(e.what());
+  if (e.Etat() == kEtatStructure) message = Rafraichit(operation, objet);
   if (transaction_) {
     if (DansLot()) {
       if (gache_.empty()) gache_ = message;
@@ -484,11 +513,14 @@ void BasePg::Annule() {
 
 void BasePg::FinLecture(std::string_view operation, std::string_view objet, bool succes) {
   transaction_ = false;
+  brut_ = true;
   try {
     Lit(operation, objet, succes ? "COMMIT" : "ROLLBACK", Parametres());
   } catch (const ErreurService&) {
+    brut_ = false;
     if (succes) throw;
   }
+  brut_ = false;
 }
 
 // ---- Owners ----

@@ -172,8 +172,10 @@ class BasePg {
   // The bytes being delivered, when record no of f is.
   const std::string_view* Livraison(const FichierPg& f, int32_t no) const;
 
-  // The catalog. The record length of data file nom of lieu (0 when absent), its label.
-  uint32_t LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation);
+  // The catalog. The record length of data file nom of lieu (0 when absent), its label; oid,
+  // when given, gets the identity of its table as the same statement saw it.
+  uint32_t LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation,
+                           int64_t* oid = nullptr);
   // Creates data file nom (its table and catalog row) unless another program just did; gives
   // the record length it has. ici: in the current transaction (a copy, a rebuild), else in a
   // transaction of its own.
@@ -184,6 +186,7 @@ class BasePg {
     uint16_t longueur_cle = 0;
     char nature = 'P';
     std::string fichier_indexe;
+    int64_t oid = 0;  // the identity of its table
   };
   ArbreCatalogue LitArbre(const Lieu& lieu, std::string_view nom, std::string_view operation);
   ArbreCatalogue CreeArbre(const Lieu& lieu, std::string_view nom, const ArbreCatalogue& a,
@@ -193,8 +196,11 @@ class BasePg {
   // current transaction.
   void Structure(std::string_view operation, std::string_view objet,
                  const std::vector<Requete>& requetes, bool ici = false);
-  // "vesk.vesk_fichiers", "vesk.vesk_arbres", "vesk.vesk_textes".
+  // "vesk.vesk_fichiers", "vesk.vesk_arbres", "vesk.vesk_textes", "vesk.vesk_structure".
   std::string Catalogue(std::string_view table) const;
+  // The current transaction replaces tables that other programs may have open (a migration):
+  // the structure counter moves with it (docs/postgresql.md, "Other programs' open files").
+  void ChangeStructure(std::string_view operation);
 
  private:
   template <typename T>
@@ -203,6 +209,7 @@ class BasePg {
     return v[static_cast<size_t>(h) - 1].get();
   }
   void Ouvre(std::string_view operation);
+  void Catalogues(std::string_view operation);
   // The session's settings: the lock delay, the synchronisation.
   void Regle(ConnexionPg& c) const;
   void EnvoieFile();
@@ -218,6 +225,13 @@ class BasePg {
   // The failure e of the server as ErreurService(operation, objet); notes what it spoilt.
   [[noreturn]] void Echoue(const ErreurPg& e, std::string_view operation, std::string_view objet);
   void Refuse(std::string_view operation) const;
+  // The statement that fails (division by zero) when another program changed the structure and
+  // replaced the table of an open handle.
+  Requete Verification() const;
+  // After that failure: the counter and the open handles' tables read again on the second
+  // connection, the handles whose table was replaced refused from then on; the message.
+  std::string Rafraichit(std::string_view operation, std::string_view objet);
+  std::string MarqueRemplaces(const Resultat& r, std::string_view objet);
 
   AdresseBase adresse_;
   std::string entreprise_;
@@ -230,8 +244,11 @@ class BasePg {
   bool verrou_ = false;                     // the lock asked in this transaction
   uint64_t epoque_ = 1;
   uint64_t generation_ = 1;
-  bool pari_ = false;        // the current transaction bets (Parie)
-  bool pari_perdu_ = false;  // a bet failed, not yet asked about (PariPerdu)
+  int64_t structure_vue_ = -1;    // the structure counter as this thread last saw it
+  int64_t structure_neuve_ = -1;  // its value once the current transaction commits
+  bool brut_ = false;             // Lit sends no check (a Lecture's BEGIN and end)
+  bool pari_ = false;             // the current transaction bets (Parie)
+  bool pari_perdu_ = false;       // a bet failed, not yet asked about (PariPerdu)
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;
@@ -271,7 +288,14 @@ void BasePg::Transaction(std::string_view operation, std::string_view objet, F f
 template <typename F>
 void BasePg::Lecture(std::string_view operation, std::string_view objet, F f) {
   Exige(!transaction_ && lot_ == 0, operation, objet, "lecture de la base pendant un lot");
-  Lit(operation, objet, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Parametres());
+  brut_ = true;
+  try {
+    Lit(operation, objet, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", Parametres());
+  } catch (...) {
+    brut_ = false;
+    throw;
+  }
+  brut_ = false;
   transaction_ = true;
   try {
     f();

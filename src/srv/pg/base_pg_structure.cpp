@@ -78,15 +78,17 @@ Resultat BasePg::LitValide(std::string_view operation, std::string_view objet,
   }
 }
 
-uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom,
-                                 std::string_view operation) {
+uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation,
+                                 int64_t* oid) {
   Parametres p;
-  p.Texte(lieu.entreprise).Texte(isam::UpperAscii(nom));
-  Resultat r = Lit(
-      operation, isam::UpperAscii(nom) + ".DAT",
-      "SELECT longueur FROM " + Catalogue("vesk_fichiers") + " WHERE entreprise = $1 AND nom = $2",
-      p);
-  return r.Lignes() == 0 ? 0 : static_cast<uint32_t>(r.Entier(0, 0));
+  p.Texte(lieu.entreprise).Texte(isam::UpperAscii(nom)).Texte(Table(lieu, "d_", nom));
+  Resultat r = Lit(operation, isam::UpperAscii(nom) + ".DAT",
+                   "SELECT longueur, coalesce(to_regclass($3)::oid::bigint, 0) FROM " +
+                       Catalogue("vesk_fichiers") + " WHERE entreprise = $1 AND nom = $2",
+                   p);
+  if (r.Lignes() == 0) return 0;
+  if (oid != nullptr) *oid = r.Grand(0, 1);
+  return static_cast<uint32_t>(r.Entier(0, 0));
 }
 
 uint32_t BasePg::CreeFichier(const Lieu& lieu, std::string_view nom, uint32_t longueur,
@@ -110,9 +112,11 @@ BasePg::ArbreCatalogue BasePg::LitArbre(const Lieu& lieu, std::string_view nom,
                                         std::string_view operation) {
   Parametres p;
   p.Texte(lieu.entreprise).Texte(isam::UpperAscii(nom));
+  p.Texte(Table(lieu, "b_", nom));
   Resultat r = Lit(operation, isam::UpperAscii(nom) + ".DAB",
-                   "SELECT longueur_cle, nature, fichier_indexe FROM " + Catalogue("vesk_arbres") +
-                       " WHERE entreprise = $1 AND nom = $2",
+                   "SELECT longueur_cle, nature, fichier_indexe, "
+                   "coalesce(to_regclass($3)::oid::bigint, 0) FROM " +
+                       Catalogue("vesk_arbres") + " WHERE entreprise = $1 AND nom = $2",
                    p);
   ArbreCatalogue a;
   if (r.Lignes() == 0) return a;
@@ -120,6 +124,7 @@ BasePg::ArbreCatalogue BasePg::LitArbre(const Lieu& lieu, std::string_view nom,
   a.longueur_cle = static_cast<uint16_t>(r.Entier(0, 0));
   a.nature = r.Octets(0, 1).empty() ? 'P' : r.Octets(0, 1)[0];
   a.fichier_indexe = std::string(r.Octets(0, 2));
+  a.oid = r.Grand(0, 3);
   return a;
 }
 
@@ -142,6 +147,105 @@ BasePg::ArbreCatalogue BasePg::CreeArbre(const Lieu& lieu, std::string_view nom,
       .Texte(a.fichier_indexe);
   Structure(operation, upper + ".DAB", r, ici);
   return LitArbre(lieu, nom, operation);
+}
+
+// ---- Other programs' migrations ----
+
+void BasePg::ChangeStructure(std::string_view operation) {
+  const Resultat r = Lit(
+      operation, Nom(),
+      "UPDATE " + Catalogue("vesk_structure") + " SET compteur = compteur + 1 RETURNING compteur",
+      Parametres());
+  structure_neuve_ = r.Grand(0, 0);
+}
+
+Requete BasePg::Verification() const {
+  // The tables of the handles still in use and their identities, one a line.
+  std::string tables, oids;
+  auto ajoute = [&](const auto& objets) {
+    for (const auto& o : objets) {
+      if (!o->remplace.empty()) continue;
+      if (!tables.empty()) {
+        tables += '\n';
+        oids += '\n';
+      }
+      tables += o->table;
+      oids += std::to_string(o->oid);
+    }
+  };
+  ajoute(fichiers_);
+  ajoute(arbres_);
+  Requete v;
+  v.sql =
+      "SELECT 1 / (compteur = $1 OR NOT EXISTS (SELECT FROM unnest(string_to_array($2, "
+      "E'\\n'), string_to_array($3, E'\\n')::bigint[]) AS x(t, o) WHERE "
+      "coalesce(to_regclass(t)::oid::bigint, 0) <> o))::int FROM " +
+      Catalogue("vesk_structure");
+  v.parametres.Grand(structure_vue_).Texte(tables).Texte(oids);
+  return v;
+}
+
+namespace {
+
+std::string Litteral(std::string_view s) {
+  std::string out = "'";
+  for (char c : s) out += c == '\'' ? std::string("''") : std::string(1, c);
+  return out + "'";
+}
+
+}  // namespace
+
+std::string BasePg::Rafraichit(std::string_view operation, std::string_view objet) {
+  std::string sql = "SELECT (SELECT compteur FROM " + Catalogue("vesk_structure") + ")";
+  auto oid = [](const std::string& table) {
+    return ", coalesce(to_regclass(" + Litteral(table) + ")::oid::bigint, 0)";
+  };
+  for (const auto& f : fichiers_) {
+    sql += oid(f->table) + ", coalesce((SELECT longueur FROM " + Catalogue("vesk_fichiers") +
+           " WHERE entreprise = " + Litteral(f->entreprise) + " AND nom = " + Litteral(f->nom) +
+           "), 0)";
+  }
+  for (const auto& a : arbres_) sql += oid(a->table);
+  try {
+    return MarqueRemplaces(LitValide(operation, objet, sql), objet);
+  } catch (const ErreurService& e) {
+    return std::string(
+               "structure de la base changée par un autre programme, opération "
+               "annulée ; relecture impossible : ") +
+           e.what();
+  }
+}
+
+std::string BasePg::MarqueRemplaces(const Resultat& r, std::string_view objet) {
+  const std::string autre = " : remplacé par la migration d'un autre programme, à rouvrir";
+  std::string premier, sien;
+  auto note = [&](const std::string& o, const std::string& pourquoi) {
+    if (premier.empty()) premier = pourquoi;
+    if (o == objet && sien.empty()) sien = pourquoi;
+  };
+  int colonne = 1;
+  for (auto& f : fichiers_) {
+    const int64_t oid = r.Grand(0, colonne);
+    const uint32_t longueur = static_cast<uint32_t>(r.Entier(0, colonne + 1));
+    colonne += 2;
+    if (f->remplace.empty() && oid != f->oid) {
+      f->remplace = longueur != 0 && longueur != f->longueur
+                        ? f->chemin + " : longueur d'enregistrement changée (" +
+                              std::to_string(longueur) + " au lieu de " +
+                              std::to_string(f->longueur) + ")"
+                        : f->chemin + autre;
+    }
+    if (!f->remplace.empty()) note(f->objet, f->remplace);
+  }
+  for (auto& a : arbres_) {
+    const int64_t oid = r.Grand(0, colonne++);
+    if (a->remplace.empty() && oid != a->oid) a->remplace = a->chemin + autre;
+    if (!a->remplace.empty()) note(a->objet, a->remplace);
+  }
+  structure_vue_ = r.Grand(0, 0);
+  if (!sien.empty()) return sien;
+  if (!premier.empty()) return "opération annulée : " + premier;
+  return "opération annulée : la structure de la base a été changée par un autre programme";
 }
 
 }  // namespace vesk::pg

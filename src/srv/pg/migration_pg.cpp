@@ -256,6 +256,7 @@ void Migrateur::Range() {
   std::vector<Requete> ddl{{"CREATE SCHEMA \"" + Backup("") + "\"", {}}};
   MoveOld(ddl);
   b_.Structure(kOp, b_.Nom(), ddl, true);
+  b_.ChangeStructure(kOp);
   MakeTrees();
   BackupBatch();
   bilan_.sauvegarde = backup_;

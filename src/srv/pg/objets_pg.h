@@ -21,6 +21,9 @@ struct FichierPg {
   std::string entreprise;  // "" at the root, else the company (upper case)
   bool dependance = false;
   std::string table;  // "vesk_01.d_client"
+  int64_t oid = 0;    // the table's identity when the file was opened
+  // Why the handle is refused, when another program's migration replaced its table.
+  std::string remplace;
   uint32_t longueur = 0;
   bool lecture_seule = false;
   Proprietaire* proprietaire = nullptr;
@@ -65,6 +68,8 @@ struct ArbrePg {
   std::string entreprise;
   bool dependance = false;
   std::string table;
+  int64_t oid = 0;
+  std::string remplace;
   uint16_t longueur_cle = 0;
   char nature = 'P';
   std::string fichier_indexe;   // upper-case name of the data file indexed, "" when unknown

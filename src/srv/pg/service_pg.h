@@ -17,12 +17,14 @@ namespace vesk::pg {
 inline FichierPg& FichierOuErreur(BasePg& b, int16_t h, std::string_view operation) {
   FichierPg* f = b.Fichier(h);
   if (f == nullptr) isam::FichierAbsent(h, operation);
+  if (!f->remplace.empty()) throw ErreurService(operation, f->objet, f->remplace);
   return *f;
 }
 
 inline ArbrePg& ArbreOuErreur(BasePg& b, int16_t h, std::string_view operation) {
   ArbrePg* a = b.Arbre(h);
   if (a == nullptr) isam::ArbreAbsent(h, operation);
+  if (!a->remplace.empty()) throw ErreurService(operation, a->objet, a->remplace);
   return *a;
 }
 

@@ -151,6 +151,7 @@ void SrvBArbrePg::B_Arbre(bool dependance_entreprise, std::string_view nom, int1
   a->entreprise = lieu.entreprise;
   a->dependance = dependance_entreprise;
   a->table = pg::BasePg::Table(lieu, "b_", nom);
+  a->oid = c.oid;
   a->longueur_cle = c.longueur_cle;
   a->nature = c.nature;
   a->fichier_indexe = indexe.empty() ? isam::UpperAscii(c.fichier_indexe) : indexe;

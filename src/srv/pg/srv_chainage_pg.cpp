@@ -81,7 +81,7 @@ SrvChainagePg::Contexte SrvChainagePg::Prepare(int16_t fichier_ligne, std::strin
   FichierPg& l = pg::FichierOuErreur(*base_, fichier_ligne, op);
   ChainagePg* c = base_->ChainageDeLigne(fichier_ligne);
   Exige(c != nullptr, op, l.objet, "aucun chaînage déclaré pour ce fichier de lignes");
-  FichierPg& e = *base_->Fichier(c->entete);
+  FichierPg& e = pg::FichierOuErreur(*base_, c->entete, op);
   Exige(e.courant != 0, op, e.objet,
         "aucun enregistrement courant dans le fichier d'en-tête (Recherche d'abord)");
   return Contexte{c, &e, &l, e.courant};
@@ -247,7 +247,7 @@ void SrvChainagePg::SuivLigne(int16_t fichier_ligne, int32_t& no_enr) {
   ChainagePg* c = base_->ChainageDeLigne(fichier_ligne);
   Exige(c != nullptr, kOp, l.objet, "aucun chaînage déclaré pour ce fichier de lignes");
   if (no_enr < 1) pg::ExigeVivant(l, no_enr, pg::EtatEnregistrement{}, kOp);
-  const Contexte x{c, base_->Fichier(c->entete), &l, 0};
+  const Contexte x{c, &pg::FichierOuErreur(*base_, c->entete, kOp), &l, 0};
   auto valable = [&] {
     return c->version == l.version && !c->avance.empty() && c->avance.front().no == no_enr;
   };

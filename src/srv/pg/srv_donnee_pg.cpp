@@ -124,10 +124,11 @@ void SrvDonneePg::Donnee(bool dependance_entreprise, std::string_view nom, int16
   f->entreprise = lieu.entreprise;
   f->chemin = base_->Chemin(lieu, objet);
   f->table = pg::BasePg::Table(lieu, "d_", nom);
-  uint32_t longueur = base_->LongueurFichier(lieu, nom, kOp);
+  uint32_t longueur = base_->LongueurFichier(lieu, nom, kOp, &f->oid);
   if (longueur == 0) {
     Exige(creation, kOp, objet, "fichier absent : " + f->chemin);
-    longueur = base_->CreeFichier(lieu, nom, static_cast<uint32_t>(longueur_enr), label, kOp);
+    base_->CreeFichier(lieu, nom, static_cast<uint32_t>(longueur_enr), label, kOp);
+    longueur = base_->LongueurFichier(lieu, nom, kOp, &f->oid);
   }
   Exige(longueur == static_cast<uint32_t>(longueur_enr), kOp, objet,
         f->chemin + " : longueur d'enregistrement " + std::to_string(longueur_enr) +
