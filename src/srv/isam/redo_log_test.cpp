@@ -252,22 +252,23 @@ TEST(RedoLogCommitTest, ALargeTransactionIsReplayedWholeFromTheRedoLogAlone) {
   }
   want_a += std::string(100, 'z');
   for (size_t i = 0; i < 300 * 512; ++i) want_b.push_back(static_cast<char>(i * 7 + i / 512));
-  isam::RedoLog redo(env, d);
+  auto redo = std::make_unique<isam::RedoLog>(env, d);
   isam::RedoLog::Watched wa;
   wa.pager = a.get();
-  redo.Watch(wa);
+  redo->Watch(wa);
   isam::RedoLog::Watched wb;
   wb.pager = b.get();
-  redo.Watch(wb);
+  redo->Watch(wb);
   for (uint64_t no = 0; no < 700; ++no) {
     if (no >= 600 && no < 650) continue;
     ASSERT_TRUE(a->Write(no * 4096, std::string_view(want_a).substr(no * 4096, 4096)).ok());
   }
   ASSERT_TRUE(a->Write(700 * 4096, std::string(100, 'z')).ok());
   ASSERT_TRUE(b->Write(0, want_b).ok());
-  ASSERT_TRUE(redo.Append({}, nullptr).ok());
-  redo.Abandon();  // the files never see the blocks
+  ASSERT_TRUE(redo->Append({}, nullptr).ok());
+  redo->Abandon();  // the files never see the blocks
   EXPECT_EQ(fs::file_size(racine / "A.DAT"), 0u);
+  redo.reset();  // every handle closed, as after a crash
   a.reset();
   b.reset();
   bool changed = false;
