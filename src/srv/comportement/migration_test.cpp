@@ -227,6 +227,39 @@ TEST_P(MigrationTest, ADryRunReportsAndWritesNothing) {
   Verifie();
 }
 
+// A record the store's reader finds unsound is an error naming the file and the record (the
+// store is damaged), not a refusal of the plan: the batch is undone and nothing is written, the
+// dry run fails the same way.
+TEST_P(MigrationTest, ADamagedRecordIsAnErrorAndWritesNothing) {
+  m_->AbimeEnregistrement("01", "CLI", 3);
+  Reouvre("01");
+  EcritDic();
+  BilanMigration bilan;
+  SuiviCompte suivi;
+  for (bool essai : {false, true}) {
+    PlanMigration plan = Elargit();
+    plan.essai = essai;
+    try {
+      Donnee().Migre(plan, suivi, bilan);
+      ADD_FAILURE() << "pas d'erreur ; refus : " << bilan.refus;
+    } catch (const ErreurService& e) {
+      EXPECT_TRUE(e.Endommage()) << e.what();
+      EXPECT_NE(e.Message().find("CLI.DAT"), std::string::npos) << e.what();
+      EXPECT_NE(e.Message().find("enregistrement 3"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(bilan.refus, "");
+    EXPECT_FALSE(bilan.en_place);
+    EXPECT_EQ(bilan.sauvegarde, "");
+    EXPECT_EQ(suivi.ouvertes, 0);
+  }
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "");
+  Proprio& cli = Ouvre("Cli", 16, true);
+  std::string texte;
+  Donnee().LireFichier(cli.fichier, 4, texte);
+  EXPECT_EQ(texte, "DDDtexte DDD    ");
+}
+
 // A company-dependent file migrates in every company that has it; a file that no longer
 // depends on the company goes to the root from one company only, and is refused when two
 // companies each have one.
