@@ -424,6 +424,78 @@ TEST_P(MigrationTest, AnotherProgramsHandlesOnAReplacedFileAreRefused) {
   EXPECT_EQ(texte, "CCC*texte CCC" + fin);
 }
 
+// Another program with files open that a migration removes (CLI, and CLI1 with it) or moves
+// from the root into the company (PAR): every use of those handles is refused, naming the file,
+// until it opens them again; nothing it tries is written.
+TEST_P(MigrationTest, AnotherProgramsHandlesOnARemovedOrMovedFileAreRefused) {
+  Reouvre("01");
+  Proprio& par = Ouvre("Par", 8);
+  Donnee().EcrireFichier(par.fichier, 1, "P1 un");
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  autre->Ouvre("01");
+  Proprio p(&autre->Donnee(), "Cli");
+  autre->Donnee().Donnee(true, "Cli", 16, p.fichier, &p, "", "", "", false);
+  int16_t arbre = 0;
+  autre->BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", false);
+  Proprio q(&autre->Donnee(), "Par");
+  autre->Donnee().Donnee(false, "Par", 8, q.fichier, &q, "", "", "", false);
+  std::string texte;
+  autre->Donnee().LireFichier(q.fichier, 1, texte);
+
+  Reouvre("01");
+  FichierMigre f;
+  f.nom = "Par";
+  f.dependance = true;
+  f.longueur_ancienne = f.longueur = 8;
+  PlanMigration plan;
+  plan.fichiers.push_back(f);
+  FichierMigre retire;
+  retire.nom = "Cli";
+  retire.dependance_ancienne = retire.dependance = true;
+  retire.longueur_ancienne = 16;
+  retire.supprime = true;
+  retire.arbres_anciens = {"Cli1"};
+  plan.fichiers.push_back(retire);
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(plan, muet_, bilan);
+  ASSERT_EQ(bilan.refus, "");
+
+  // A database names the handle's own file; a folder refuses every operation while a file it
+  // has open is gone, naming that file.
+  auto refus = [&](const std::string& fichier) {
+    return GetParam() == "postgresql"
+               ? fichier + " : remplacé par la migration d'un autre programme, à rouvrir"
+               : "CLI.DAT";
+  };
+  EXPECT_ERREUR(autre->Donnee().LireFichier(p.fichier, 1, texte), refus("_01/CLI.DAT"));
+  p.champs = "EEEtexte EEE";
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(p.fichier, 5, p.champs), refus("_01/CLI.DAT"));
+  int32_t no = 0;
+  EXPECT_ERREUR(autre->BArbre().Insere(arbre, "EEE", p.fichier, no), refus("_01/CLI1.DAB"));
+  EXPECT_ERREUR(autre->Donnee().LireFichier(q.fichier, 1, texte), refus("/PAR.DAT"));
+  q.champs = "P2 deux";
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(q.fichier, 2, q.champs), refus("/PAR.DAT"));
+
+  Reouvre("01");
+  bool existe = true;
+  Donnee().ExisteDonnee(true, "Cli", existe);
+  EXPECT_FALSE(existe);
+  Donnee().ExisteDonnee(false, "Par", existe);
+  EXPECT_FALSE(existe);
+  Proprio& moved = Ouvre("Par", 8, true);
+  Donnee().LireFichier(moved.fichier, 1, texte);
+  EXPECT_EQ(texte, "P1 un   ");
+  EXPECT_ERREUR(Donnee().LireFichier(moved.fichier, 2, texte), "au-delà de la fin du fichier");
+  Verifie();
+
+  autre->Ouvre("01");
+  Proprio r(&autre->Donnee(), "Par");
+  autre->Donnee().Donnee(true, "Par", 8, r.fichier, &r, "", "", "", false);
+  autre->Donnee().LireFichier(r.fichier, 1, texte);
+  EXPECT_EQ(texte, "P1 un   ");
+}
+
 // The same write first in the other program, then a migration that replaces none of the files
 // it has open: it goes on writing and reading them.
 TEST_P(MigrationTest, AMigrationOfOtherFilesLeavesAnotherProgramAlone) {
