@@ -20,10 +20,12 @@
 #include <vector>
 
 #include "srv/erreur_service.h"
+#include "srv/isam/data_file.h"
 #include "srv/isam/dossier.h"
 #include "srv/isam/srv_barbre_impl.h"
 #include "srv/isam/srv_chainage_impl.h"
 #include "srv/isam/srv_donnee_impl.h"
+#include "srv/isam/tree_build.h"
 #include "srv/isam/verify.h"
 #include "srv/testing/proprio.h"
 #ifdef VESK_AVEC_PG
@@ -46,6 +48,11 @@ class Magasin {
   virtual std::unique_ptr<Magasin> Autre(int delai_ms) = 0;
   // Writes bytes at offset of record no of the open file of handle fichier, past every check.
   virtual void Abime(int16_t fichier, int32_t no, size_t offset, std::string_view octets) = 0;
+  // Damages record no of data file nom (upper case) of company entreprise ("": the root), not
+  // open, so that a reader of the whole file finds it unsound: on a folder its slot's state byte,
+  // on a database its row's length.
+  virtual void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
+                                   int32_t no) = 0;
   // Writes the text file nom of the root as these bytes.
   virtual void EcritBrut(const std::string& nom, std::string_view octets) = 0;
   // What the store's verifier finds, with the chainings declared (empty: sound).
@@ -109,6 +116,16 @@ class MagasinDossier : public Magasin {
                                 std::span<const char>(octets.data(), octets.size()))
                     .ok());
   }
+  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
+                           int32_t no) override {
+    const std::filesystem::path chemin = racine_ / entreprise / (nom + ".DAT");
+    isam::DataHeader h;
+    ASSERT_TRUE(isam::ReadDataHeader(isam::Env::Default(), chemin.string(), &h).ok());
+    std::fstream f(chemin, std::ios::binary | std::ios::in | std::ios::out);
+    f.seekp(static_cast<std::streamoff>(isam::SlotOffset(h, static_cast<uint32_t>(no))));
+    f.put('X');
+    ASSERT_TRUE(f.good());
+  }
   void EcritBrut(const std::string& nom, std::string_view octets) override {
     std::ofstream(racine_ / nom, std::ios::binary) << octets;
   }
@@ -170,6 +187,16 @@ class MagasinBase : public Magasin {
                    "WHERE no = $1",
                p);
     base_->Touche(f);
+  }
+  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
+                           int32_t no) override {
+    const pg::Lieu lieu{entreprise, SchemaEntreprise(base_->Adresse().racine, entreprise)};
+    pg::Parametres p;
+    p.Entier(no);
+    base_->Lit("Abime", nom,
+               "UPDATE " + pg::BasePg::Table(lieu, "d_", nom) +
+                   " SET octets = octets || '\\x58'::bytea WHERE no = $1",
+               p);
   }
   void EcritBrut(const std::string& nom, std::string_view octets) override {
     pg::Parametres p;

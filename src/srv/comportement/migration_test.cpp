@@ -227,6 +227,39 @@ TEST_P(MigrationTest, ADryRunReportsAndWritesNothing) {
   Verifie();
 }
 
+// A record the store's reader finds unsound is an error naming the file and the record (the
+// store is damaged), not a refusal of the plan: the batch is undone and nothing is written, the
+// dry run fails the same way.
+TEST_P(MigrationTest, ADamagedRecordIsAnErrorAndWritesNothing) {
+  m_->AbimeEnregistrement("01", "CLI", 3);
+  Reouvre("01");
+  EcritDic();
+  BilanMigration bilan;
+  SuiviCompte suivi;
+  for (bool essai : {false, true}) {
+    PlanMigration plan = Elargit();
+    plan.essai = essai;
+    try {
+      Donnee().Migre(plan, suivi, bilan);
+      ADD_FAILURE() << "pas d'erreur ; refus : " << bilan.refus;
+    } catch (const ErreurService& e) {
+      EXPECT_TRUE(e.Endommage()) << e.what();
+      EXPECT_NE(e.Message().find("CLI.DAT"), std::string::npos) << e.what();
+      EXPECT_NE(e.Message().find("enregistrement 3"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(bilan.refus, "");
+    EXPECT_FALSE(bilan.en_place);
+    EXPECT_EQ(bilan.sauvegarde, "");
+    EXPECT_EQ(suivi.ouvertes, 0);
+  }
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "");
+  Proprio& cli = Ouvre("Cli", 16, true);
+  std::string texte;
+  Donnee().LireFichier(cli.fichier, 4, texte);
+  EXPECT_EQ(texte, "DDDtexte DDD    ");
+}
+
 // A company-dependent file migrates in every company that has it; a file that no longer
 // depends on the company goes to the root from one company only, and is refused when two
 // companies each have one.
@@ -389,6 +422,78 @@ TEST_P(MigrationTest, AnotherProgramsHandlesOnAReplacedFileAreRefused) {
   autre->Donnee().Donnee(true, "Cli", 20, q.fichier, &q, "", "", "", false);
   autre->Donnee().LireFichier(q.fichier, 3, texte);
   EXPECT_EQ(texte, "CCC*texte CCC" + fin);
+}
+
+// Another program with files open that a migration removes (CLI, and CLI1 with it) or moves
+// from the root into the company (PAR): every use of those handles is refused, naming the file,
+// until it opens them again; nothing it tries is written.
+TEST_P(MigrationTest, AnotherProgramsHandlesOnARemovedOrMovedFileAreRefused) {
+  Reouvre("01");
+  Proprio& par = Ouvre("Par", 8);
+  Donnee().EcrireFichier(par.fichier, 1, "P1 un");
+  std::unique_ptr<Magasin> autre = m_->Autre(10000);
+  autre->Ouvre("01");
+  Proprio p(&autre->Donnee(), "Cli");
+  autre->Donnee().Donnee(true, "Cli", 16, p.fichier, &p, "", "", "", false);
+  int16_t arbre = 0;
+  autre->BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", false);
+  Proprio q(&autre->Donnee(), "Par");
+  autre->Donnee().Donnee(false, "Par", 8, q.fichier, &q, "", "", "", false);
+  std::string texte;
+  autre->Donnee().LireFichier(q.fichier, 1, texte);
+
+  Reouvre("01");
+  FichierMigre f;
+  f.nom = "Par";
+  f.dependance = true;
+  f.longueur_ancienne = f.longueur = 8;
+  PlanMigration plan;
+  plan.fichiers.push_back(f);
+  FichierMigre retire;
+  retire.nom = "Cli";
+  retire.dependance_ancienne = retire.dependance = true;
+  retire.longueur_ancienne = 16;
+  retire.supprime = true;
+  retire.arbres_anciens = {"Cli1"};
+  plan.fichiers.push_back(retire);
+  EcritDic();
+  BilanMigration bilan;
+  Donnee().Migre(plan, muet_, bilan);
+  ASSERT_EQ(bilan.refus, "");
+
+  // A database names the handle's own file; a folder refuses every operation while a file it
+  // has open is gone, naming that file.
+  auto refus = [&](const std::string& fichier) {
+    return GetParam() == "postgresql"
+               ? fichier + " : remplacé par la migration d'un autre programme, à rouvrir"
+               : "CLI.DAT";
+  };
+  EXPECT_ERREUR(autre->Donnee().LireFichier(p.fichier, 1, texte), refus("_01/CLI.DAT"));
+  p.champs = "EEEtexte EEE";
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(p.fichier, 5, p.champs), refus("_01/CLI.DAT"));
+  int32_t no = 0;
+  EXPECT_ERREUR(autre->BArbre().Insere(arbre, "EEE", p.fichier, no), refus("_01/CLI1.DAB"));
+  EXPECT_ERREUR(autre->Donnee().LireFichier(q.fichier, 1, texte), refus("/PAR.DAT"));
+  q.champs = "P2 deux";
+  EXPECT_ERREUR(autre->Donnee().EcrireFichier(q.fichier, 2, q.champs), refus("/PAR.DAT"));
+
+  Reouvre("01");
+  bool existe = true;
+  Donnee().ExisteDonnee(true, "Cli", existe);
+  EXPECT_FALSE(existe);
+  Donnee().ExisteDonnee(false, "Par", existe);
+  EXPECT_FALSE(existe);
+  Proprio& moved = Ouvre("Par", 8, true);
+  Donnee().LireFichier(moved.fichier, 1, texte);
+  EXPECT_EQ(texte, "P1 un   ");
+  EXPECT_ERREUR(Donnee().LireFichier(moved.fichier, 2, texte), "au-delà de la fin du fichier");
+  Verifie();
+
+  autre->Ouvre("01");
+  Proprio r(&autre->Donnee(), "Par");
+  autre->Donnee().Donnee(true, "Par", 8, r.fichier, &r, "", "", "", false);
+  autre->Donnee().LireFichier(r.fichier, 1, texte);
+  EXPECT_EQ(texte, "P1 un   ");
 }
 
 // The same write first in the other program, then a migration that replaces none of the files

@@ -99,7 +99,7 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression
   CopieBinaire copie;
   bool vide = true;
   std::string octets(h.record_length, '\0');
-  suivi.Debut("Copie " + objet, h.last_record);
+  PhaseSuivie phase(suivi, "Copie " + objet, h.last_record);
   for (uint32_t no = 1; no <= h.last_record; ++no) {
     bool supprime = false;
     Verifie(f->Read(no, octets), kOp, o.chemin);
@@ -110,10 +110,9 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression
     copie.Octets(octets);
     vide = false;
     Envoie(b, table, "no, supprime, octets", copie, false, vide);
-    suivi.Avance(no);
+    phase.Avance(no);
   }
   Envoie(b, table, "no, supprime, octets", copie, true, vide);
-  suivi.Fin();
   ++bilan->fichiers;
   bilan->enregistrements += h.last_record;
 }
@@ -135,19 +134,18 @@ void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression& 
   CopieBinaire copie;
   bool vide = true;
   int64_t n = 0;
-  suivi.Debut("Copie " + objet, static_cast<int64_t>(h.keys));
+  PhaseSuivie phase(suivi, "Copie " + objet, static_cast<int64_t>(h.keys));
   Verifie(t->ForEach([&](std::string_view cle, uint32_t no) {
     copie.Ligne(2);
     copie.Octets(cle);
     copie.Entier(static_cast<int32_t>(no));
     vide = false;
     Envoie(b, table, "cle, no", copie, false, vide);
-    suivi.Avance(++n);
+    phase.Avance(++n);
     return true;
   }),
           kOp, o.chemin);
   Envoie(b, table, "cle, no", copie, true, vide);
-  suivi.Fin();
   ++bilan->arbres;
   bilan->cles += h.keys;
 }
@@ -289,18 +287,19 @@ void FichierVersDossier(isam::Env* env, BasePg& b, const FichierCatalogue& f,
   const std::string aside = isam::ReplaceSet::AsidePath(cible);
   Verifie(isam::DataFile::Open(env, aside, f.longueur, options, &d), kOp, aside);
   uint32_t attendu = 1;
-  suivi.Debut("Copie " + objet, total);
-  Enregistrements(b, table, objet, [&](const Resultat& r, int i) {
-    const int32_t no = r.Entier(i, 0);
-    Exige(no == static_cast<int32_t>(attendu), kOp, objet,
-          "l'enregistrement " + std::to_string(attendu) + " manque à la table (base endommagée)");
-    const std::string_view octets = r.Octets(i, 2);
-    Verifie(d->Write(attendu, std::span<const char>(octets.data(), octets.size())), kOp, objet);
-    if (r.Booleen(i, 1)) Verifie(d->MarkDeleted(attendu), kOp, objet);
-    suivi.Avance(attendu);
-    ++attendu;
-  });
-  suivi.Fin();
+  {
+    PhaseSuivie phase(suivi, "Copie " + objet, total);
+    Enregistrements(b, table, objet, [&](const Resultat& r, int i) {
+      const int32_t no = r.Entier(i, 0);
+      Exige(no == static_cast<int32_t>(attendu), kOp, objet,
+            "l'enregistrement " + std::to_string(attendu) + " manque à la table (base endommagée)");
+      const std::string_view octets = r.Octets(i, 2);
+      Verifie(d->Write(attendu, std::span<const char>(octets.data(), octets.size())), kOp, objet);
+      if (r.Booleen(i, 1)) Verifie(d->MarkDeleted(attendu), kOp, objet);
+      phase.Avance(attendu);
+      ++attendu;
+    });
+  }
   Verifie(d->Sync(), kOp, aside);
   ++bilan->fichiers;
   bilan->enregistrements += static_cast<uint64_t>(total);
@@ -312,17 +311,18 @@ void ArbreVersDossier(isam::Env* env, BasePg& b, const ArbreCatalogue& a, const 
   const std::string table = BasePg::Table(LieuDe(b, a.o.entreprise), "b_", a.o.nom);
   std::string packed;  // keys and records one after the other
   size_t count = 0;
-  suivi.Debut("Copie " + objet, 0);
-  Entrees(b, table, a.nature, objet, [&](const Resultat& r, int i) {
-    const std::string_view cle = r.Octets(i, 0);
-    Exige(cle.size() == a.longueur_cle, kOp, objet,
-          "une clé n'a pas la longueur " + std::to_string(a.longueur_cle) + " (base endommagée)");
-    packed += cle;
-    const uint32_t no = static_cast<uint32_t>(r.Entier(i, 1));
-    packed.append(reinterpret_cast<const char*>(&no), 4);
-    suivi.Avance(static_cast<int64_t>(++count));
-  });
-  suivi.Fin();
+  {
+    PhaseSuivie phase(suivi, "Copie " + objet, 0);
+    Entrees(b, table, a.nature, objet, [&](const Resultat& r, int i) {
+      const std::string_view cle = r.Octets(i, 0);
+      Exige(cle.size() == a.longueur_cle, kOp, objet,
+            "une clé n'a pas la longueur " + std::to_string(a.longueur_cle) + " (base endommagée)");
+      packed += cle;
+      const uint32_t no = static_cast<uint32_t>(r.Entier(i, 1));
+      packed.append(reinterpret_cast<const char*>(&no), 4);
+      phase.Avance(static_cast<int64_t>(++count));
+    });
+  }
   const std::string aside = isam::ReplaceSet::AsidePath(cible);
   std::unique_ptr<isam::BTree> t;
   Verifie(isam::BTree::Open(env, aside, a.longueur_cle, a.nature, a.indexe, true, &t), kOp, aside);

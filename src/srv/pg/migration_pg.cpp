@@ -80,7 +80,15 @@ class Migrateur {
   void MoveOld(std::vector<Requete>& ddl);
   void MakeTrees();
   void BackupBatch();
+  // What the scan of one place writes: the new table's rows, and a record's buffers.
+  struct Scanned {
+    bool write = false;
+    std::string blank, record;
+    pg::CopieBinaire copie;
+  };
   void ScanPlace(Place& p);
+  void Row(Place& p, Scanned& s, int32_t no, bool supprime, std::string_view octets);
+  [[noreturn]] void Damaged(const Place& p, int32_t no, std::string_view what);
   void Send(const std::string& table, std::string_view colonnes, pg::CopieBinaire& copie);
   BilanMigration::Lieu& LieuDe(const Place& p) { return bilan_.fichiers[p.file].lieux[p.lieu]; }
 
@@ -375,67 +383,77 @@ void Migrateur::Send(const std::string& table, std::string_view colonnes, pg::Co
   copie = pg::CopieBinaire();
 }
 
-// Reads the old rows of p once: writes the new ones (unless a dry run) and gathers the keys.
+// A row of the old table that is not what the catalog says: the store is damaged. That is an
+// error, not a refusal (the batch is rolled back), as a damaged file is on a folder.
+[[noreturn]] void Migrateur::Damaged(const Place& p, int32_t no, std::string_view what) {
+  throw ErreurService(kOp, b_.Nom(),
+                      p.chemin + " : l'enregistrement " + std::to_string(no) + " " +
+                          std::string(what) + " (base endommagée)",
+                      true);
+}
+
+// One row of the old table: converted into the new table's rows (when written) and its keys
+// given to the trees.
+void Migrateur::Row(Place& p, Scanned& s, int32_t no, bool supprime, std::string_view octets) {
+  const FichierMigre& f = plan_.fichiers[p.file];
+  const size_t longueur = static_cast<size_t>(f.longueur);
+  const char* nouveau = octets.data();
+  if (p.rewrite && !supprime) {
+    isam::ConvertRecord(plan_, f, pieces_[p.file], static_cast<uint32_t>(no), octets.data(),
+                        s.record.data(), LieuDe(p), &problems_);
+    nouveau = s.record.data();
+  }
+  if (s.write) {
+    s.copie.Ligne(3);
+    s.copie.Entier(no);
+    s.copie.Booleen(supprime);
+    s.copie.Octets(supprime ? std::string_view(s.blank) : std::string_view(nouveau, longueur));
+  }
+  if (supprime) return;
+  for (isam::TreeBuild& t : p.builds) {
+    const isam::Status st = t.Add(std::string_view(nouveau, longueur), static_cast<uint32_t>(no));
+    if (t.error()) throw Interrompu{t.error()};
+    if (!st.ok()) throw ErreurService(kOp, p.chemin, st.message());
+  }
+}
+
+// Reads the old rows of p once, a page at a time: writes the new ones (unless a dry run) and
+// gathers the keys.
 void Migrateur::ScanPlace(Place& p) {
   const FichierMigre& f = plan_.fichiers[p.file];
   const std::string nom = isam::UpperAscii(f.nom);
-  const bool write = p.rewrite && !plan_.essai;
   const std::string neuve = pg::BasePg::Table(p.nouveau, "d_", nom);
-  const size_t longueur = static_cast<size_t>(f.longueur);
-  const std::string blank(longueur, ' ');
-  std::string record(longueur, ' ');
-  BilanMigration::Lieu& lieu = LieuDe(p);
-  pg::CopieBinaire copie;
+  Scanned s;
+  s.write = p.rewrite && !plan_.essai;
+  s.blank.assign(static_cast<size_t>(f.longueur), ' ');
+  s.record = s.blank;
   int32_t apres = 0;
-  {
-    PhaseSuivie phase(suivi_, "Migration " + p.ancien.schema + "/" + nom + ".DAT", p.dernier);
-    for (;;) {
-      Parametres q;
-      q.Entier(apres);
-      const pg::Resultat r = b_.Lit(kOp, p.chemin,
-                                    "SELECT no, supprime, octets FROM " + p.lue +
-                                        " WHERE no > $1 ORDER BY no LIMIT " + std::to_string(kPage),
-                                    q);
-      for (int k = 0; k < r.Lignes(); ++k) {
-        const int32_t no = r.Entier(k, 0);
-        const std::string_view octets = r.Octets(k, 2);
-        if (no != apres + 1 || octets.size() != static_cast<size_t>(f.longueur_ancienne)) {
-          throw Refus{p.chemin + " : l'enregistrement " + std::to_string(apres + 1) +
-                      (no != apres + 1 ? " manque à la table" : " n'a pas la longueur du fichier") +
-                      " (base endommagée)"};
-        }
-        apres = no;
-        const bool supprime = r.Booleen(k, 1);
-        const char* nouveau = octets.data();
-        if (p.rewrite && !supprime) {
-          isam::ConvertRecord(plan_, f, pieces_[p.file], static_cast<uint32_t>(no), octets.data(),
-                              record.data(), lieu, &problems_);
-          nouveau = record.data();
-        }
-        if (write) {
-          copie.Ligne(3);
-          copie.Entier(no);
-          copie.Booleen(supprime);
-          copie.Octets(supprime ? std::string_view(blank) : std::string_view(nouveau, longueur));
-        }
-        if (supprime) continue;
-        for (isam::TreeBuild& t : p.builds) {
-          const isam::Status s =
-              t.Add(std::string_view(nouveau, longueur), static_cast<uint32_t>(no));
-          if (t.error()) throw Interrompu{t.error()};
-          if (!s.ok()) throw ErreurService(kOp, p.chemin, s.message());
-        }
+  PhaseSuivie phase(suivi_, "Migration " + p.ancien.schema + "/" + nom + ".DAT", p.dernier);
+  for (;;) {
+    Parametres q;
+    q.Entier(apres);
+    const pg::Resultat r = b_.Lit(kOp, p.chemin,
+                                  "SELECT no, supprime, octets FROM " + p.lue +
+                                      " WHERE no > $1 ORDER BY no LIMIT " + std::to_string(kPage),
+                                  q);
+    for (int k = 0; k < r.Lignes(); ++k) {
+      const int32_t no = r.Entier(k, 0);
+      const std::string_view octets = r.Octets(k, 2);
+      if (no != apres + 1) Damaged(p, apres + 1, "manque à la table");
+      if (octets.size() != static_cast<size_t>(f.longueur_ancienne)) {
+        Damaged(p, no, "n'a pas la longueur du fichier");
       }
-      phase.Avance(apres);
-      if (write && copie.Partie().size() >= kCopieMax) Send(neuve, "(no, supprime, octets)", copie);
-      if (r.Lignes() < kPage) break;
+      apres = no;
+      Row(p, s, no, r.Booleen(k, 1), octets);
     }
-    if (write) Send(neuve, "(no, supprime, octets)", copie);
+    phase.Avance(apres);
+    if (s.write && s.copie.Partie().size() >= kCopieMax) {
+      Send(neuve, "(no, supprime, octets)", s.copie);
+    }
+    if (r.Lignes() < kPage) break;
   }
-  if (apres != p.dernier) {
-    throw Refus{p.chemin + " : l'enregistrement " + std::to_string(apres + 1) +
-                " manque à la table (base endommagée)"};
-  }
+  if (s.write) Send(neuve, "(no, supprime, octets)", s.copie);
+  if (apres != p.dernier) Damaged(p, apres + 1, "manque à la table");
 }
 
 void Migrateur::Scan() {
