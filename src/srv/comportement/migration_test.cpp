@@ -71,6 +71,27 @@ class MigrationTest : public ServicesTest {
     p.fichiers.push_back(std::move(f));
     return p;
   }
+  // PAR (8 characters, at the root) comes to depend on the company, with its tree PAR1 when
+  // avec_arbre; CLI, with CLI1, removed.
+  static PlanMigration DeplaceParRetireCli(bool avec_arbre) {
+    FichierMigre f;
+    f.nom = "Par";
+    f.dependance = true;
+    f.longueur_ancienne = f.longueur = 8;
+    if (avec_arbre) {
+      f.arbres_anciens = {"Par1"};
+      f.arbres.push_back(Arbre("Par1", 0, 2, "P"));
+    }
+    FichierMigre retire;
+    retire.nom = "Cli";
+    retire.dependance_ancienne = retire.dependance = true;
+    retire.longueur_ancienne = 16;
+    retire.supprime = true;
+    retire.arbres_anciens = {"Cli1"};
+    PlanMigration plan;
+    plan.fichiers = {f, retire};
+    return plan;
+  }
   // The batch's own change: a record of DIC.
   void EcritDic() {
     Donnee().DebutLot();
@@ -335,24 +356,9 @@ TEST_P(MigrationTest, AFileMovesToItsCompanyAndARemovedOneGoes) {
   int32_t no = 0;
   BArbre().Insere(arbre, "P1", par.fichier, no);
   Reouvre("01");
-  FichierMigre f;
-  f.nom = "Par";
-  f.dependance = true;
-  f.longueur_ancienne = f.longueur = 8;
-  f.arbres_anciens = {"Par1"};
-  f.arbres.push_back(Arbre("Par1", 0, 2, "P"));
-  PlanMigration plan;
-  plan.fichiers.push_back(f);
-  FichierMigre retire;
-  retire.nom = "Cli";
-  retire.dependance_ancienne = retire.dependance = true;
-  retire.longueur_ancienne = 16;
-  retire.supprime = true;
-  retire.arbres_anciens = {"Cli1"};
-  plan.fichiers.push_back(retire);
   EcritDic();
   BilanMigration bilan;
-  Donnee().Migre(plan, muet_, bilan);
+  Donnee().Migre(DeplaceParRetireCli(true), muet_, bilan);
   EXPECT_EQ(bilan.refus, "");
   ASSERT_EQ(bilan.fichiers[0].lieux.size(), 1u);
   ASSERT_EQ(bilan.fichiers[1].lieux.size(), 1u);
@@ -443,22 +449,9 @@ TEST_P(MigrationTest, AnotherProgramsHandlesOnARemovedOrMovedFileAreRefused) {
   autre->Donnee().LireFichier(q.fichier, 1, texte);
 
   Reouvre("01");
-  FichierMigre f;
-  f.nom = "Par";
-  f.dependance = true;
-  f.longueur_ancienne = f.longueur = 8;
-  PlanMigration plan;
-  plan.fichiers.push_back(f);
-  FichierMigre retire;
-  retire.nom = "Cli";
-  retire.dependance_ancienne = retire.dependance = true;
-  retire.longueur_ancienne = 16;
-  retire.supprime = true;
-  retire.arbres_anciens = {"Cli1"};
-  plan.fichiers.push_back(retire);
   EcritDic();
   BilanMigration bilan;
-  Donnee().Migre(plan, muet_, bilan);
+  Donnee().Migre(DeplaceParRetireCli(false), muet_, bilan);
   ASSERT_EQ(bilan.refus, "");
 
   // A database names the handle's own file; a folder refuses every operation while a file it
