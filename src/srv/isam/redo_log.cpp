@@ -68,6 +68,11 @@ bool ReadHeader(std::string_view h, uint32_t* version, uint64_t* nonce) {
 
 uint64_t Hash64(std::span<const char> head, std::span<const char> tail, uint64_t seed) {
   constexpr uint64_t kP1 = 0x9E3779B185EBCA87ULL, kP2 = 0xC2B2AE3D27D4EB4FULL;
+  if (head.size() % 8 != 0) {  // the steps would straddle the two: hash them joined
+    std::string joined(head.data(), head.size());
+    joined.append(tail.data(), tail.size());
+    return Hash64({}, joined, seed);
+  }
   uint64_t h = seed ^ ((head.size() + tail.size()) * kP1);
   for (size_t i = 0; i + 8 <= head.size(); i += 8) {
     h = Rotl(h ^ (Load64(head.data() + i) * kP2), 31) * kP1;

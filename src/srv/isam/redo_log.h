@@ -111,8 +111,8 @@ inline constexpr std::string_view kRedoLogName = "VESK.JNL";
 
 // A 64-bit checksum of bytes, seeded: fast (8 bytes a step), for the redo log's records.
 uint64_t Hash64(std::span<const char> bytes, uint64_t seed);
-// Hash64 of the bytes of head followed by those of tail, without joining them: head's size must
-// be a multiple of 8.
+// Hash64 of the bytes of head followed by those of tail, without joining them when head's size
+// is a multiple of 8 (a record's framing), joined otherwise.
 uint64_t Hash64(std::span<const char> head, std::span<const char> tail, uint64_t seed);
 
 // Whether path names a file inside the folder dossier (given without a final separator): it

@@ -201,13 +201,12 @@ TEST(RedoLogRecoverTest, ARedoLogOfAnUnknownVersionIsKeptAndNamed) {
 namespace vesk::isam {
 namespace {
 
-// A path recorded in a redo log stays inside the data folder.
 // A block's record is checksummed from its framing and the block where it lies, without a copy:
 // the sum must be that of the record's bytes as the redo log holds them.
 TEST(RedoLogHashTest, TheSumOfTwoPartsIsThatOfTheirBytesJoined) {
   std::string bytes;
   for (int i = 0; i < 4200; ++i) bytes.push_back(static_cast<char>(i * 37 + i / 7));
-  for (size_t head : {0, 8, 24, 64}) {
+  for (size_t head : {0, 3, 8, 13, 24, 64}) {
     for (size_t tail : {0, 1, 7, 8, 9, 100, 4096, 4100}) {
       const std::span<const char> all(bytes.data(), head + tail);
       EXPECT_EQ(Hash64(all.first(head), all.subspan(head), kNonce + head),
@@ -279,6 +278,7 @@ TEST(RedoLogCommitTest, ALargeTransactionIsReplayedWholeFromTheRedoLogAlone) {
   fs::remove_all(racine);
 }
 
+// A path recorded in a redo log stays inside the data folder.
 TEST(RedoLogPathTest, OnlyRelativePathsInsideTheFolderAreSafe) {
   for (const char* sur : {"X.DAT", "A/X.DAT", "A\\X.DAT", "ENT1/CLI1.DAB"}) {
     EXPECT_TRUE(SafeRelative(sur)) << sur;
