@@ -91,7 +91,7 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression
   isam::DataFile::Options options;
   options.read_only = true;
   options.cache_blocks = 64;
-  Verifie(isam::DataFile::Open(env, o.chemin, 0, options, &f), kOp, o.chemin);
+  Verifie(isam::DataFile::Open(env, o.chemin, 0, options, &f), kOp, objet);
   const isam::DataHeader& h = f->Header();
   const Lieu lieu = LieuDe(b, o.entreprise);
   b.CreeFichier(lieu, o.nom, h.record_length, h.label, kOp, true);
@@ -102,8 +102,8 @@ void FichierVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression
   PhaseSuivie phase(suivi, "Copie " + objet, h.last_record);
   for (uint32_t no = 1; no <= h.last_record; ++no) {
     bool supprime = false;
-    Verifie(f->Read(no, octets), kOp, o.chemin);
-    Verifie(f->IsDeleted(no, &supprime), kOp, o.chemin);
+    Verifie(f->Read(no, octets), kOp, objet);
+    Verifie(f->IsDeleted(no, &supprime), kOp, objet);
     copie.Ligne(3);
     copie.Entier(static_cast<int32_t>(no));
     copie.Booleen(supprime);
@@ -121,9 +121,9 @@ void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression& 
                    BilanCopie* bilan) {
   const std::string objet = Affiche(o, ".DAB");
   std::unique_ptr<isam::BTree> t;
-  Verifie(isam::BTree::OpenAsMade(env, o.chemin, isam::BTreeOptions{}, &t), kOp, o.chemin);
+  Verifie(isam::BTree::OpenAsMade(env, o.chemin, isam::BTreeOptions{}, &t), kOp, objet);
   isam::BTreeHeader h;
-  Verifie(t->Header(&h), kOp, o.chemin);
+  Verifie(t->Header(&h), kOp, objet);
   const Lieu lieu = LieuDe(b, o.entreprise);
   BasePg::ArbreCatalogue c;
   c.longueur_cle = h.key_length;
@@ -144,7 +144,7 @@ void ArbreVersBase(isam::Env* env, const Objet& o, BasePg& b, SuiviProgression& 
     phase.Avance(++n);
     return true;
   }),
-          kOp, o.chemin);
+          kOp, objet);
   Envoie(b, table, "cle, no", copie, true, vide);
   ++bilan->arbres;
   bilan->cles += h.keys;
