@@ -53,6 +53,9 @@ class Magasin {
   // on a database its row's length.
   virtual void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
                                    int32_t no) = 0;
+  // Removes the data of file nom (upper case) of company entreprise by hand, past the store:
+  // on a folder its .DAT, on a database its table (the catalog still lists it).
+  virtual void Retire(const std::string& entreprise, const std::string& nom) = 0;
   // Writes the text file nom of the root as these bytes.
   virtual void EcritBrut(const std::string& nom, std::string_view octets) = 0;
   // What the store's verifier finds, with the chainings declared (empty: sound).
@@ -126,6 +129,9 @@ class MagasinDossier : public Magasin {
     f.put('X');
     ASSERT_TRUE(f.good());
   }
+  void Retire(const std::string& entreprise, const std::string& nom) override {
+    ASSERT_TRUE(std::filesystem::remove(racine_ / entreprise / (nom + ".DAT")));
+  }
   void EcritBrut(const std::string& nom, std::string_view octets) override {
     std::ofstream(racine_ / nom, std::ios::binary) << octets;
   }
@@ -197,6 +203,11 @@ class MagasinBase : public Magasin {
                "UPDATE " + pg::BasePg::Table(lieu, "d_", nom) +
                    " SET octets = octets || '\\x58'::bytea WHERE no = $1",
                p);
+  }
+  void Retire(const std::string& entreprise, const std::string& nom) override {
+    const pg::Lieu lieu{entreprise, SchemaEntreprise(base_->Adresse().racine, entreprise)};
+    base_->Lit("Retire", nom, "DROP TABLE " + pg::BasePg::Table(lieu, "d_", nom) + " CASCADE",
+               pg::Parametres());
   }
   void EcritBrut(const std::string& nom, std::string_view octets) override {
     pg::Parametres p;

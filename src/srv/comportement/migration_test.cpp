@@ -281,6 +281,41 @@ TEST_P(MigrationTest, ADamagedRecordIsAnErrorAndWritesNothing) {
   EXPECT_EQ(texte, "DDDtexte DDD    ");
 }
 
+// A file whose data is gone (its .DAT deleted; its table dropped by hand while the catalog of
+// the database still lists it) is refused at its opening, naming it. On a database the catalog
+// says the file is there: a migration is an error marked as damage and writes nothing (a folder
+// has no catalog: its file is simply not there to migrate).
+TEST_P(MigrationTest, AFileWhoseDataIsGoneIsAnErrorNamingIt) {
+  m_->Retire("01", "CLI");
+  Reouvre("01");
+  Proprio q(&Donnee(), "Cli");
+  EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", false),
+                "fichier absent : ");
+  EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", false), "CLI.DAT");
+  if (GetParam() != "postgresql") return;
+  EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", true),
+                "n'existe plus, le catalogue de la base la donne encore");
+  EcritDic();
+  BilanMigration bilan;
+  for (bool essai : {true, false}) {
+    PlanMigration plan = Elargit();
+    plan.essai = essai;
+    try {
+      Donnee().Migre(plan, muet_, bilan);
+      ADD_FAILURE() << "pas d'erreur ; refus : " << bilan.refus;
+    } catch (const ErreurService& e) {
+      EXPECT_TRUE(e.Endommage()) << e.what();
+      EXPECT_NE(e.Message().find("fichier absent : "), std::string::npos) << e.what();
+      EXPECT_NE(e.Message().find("_01/CLI.DAT"), std::string::npos) << e.what();
+    }
+    EXPECT_FALSE(bilan.en_place);
+    EXPECT_EQ(bilan.sauvegarde, "");
+  }
+  Reouvre("01");
+  EXPECT_EQ(Dic(), "");
+  EXPECT_ERREUR(BArbre().B_Arbre(true, "Cli2", 3, "S", q.fichier, "", false), "CLI2.DAB");
+}
+
 // A company-dependent file migrates in every company that has it; a file that no longer
 // depends on the company goes to the root from one company only, and is refused when two
 // companies each have one.

@@ -173,7 +173,8 @@ class BasePg {
   const std::string_view* Livraison(const FichierPg& f, int32_t no) const;
 
   // The catalog. The record length of data file nom of lieu (0 when absent), its label; oid,
-  // when given, gets the identity of its table as the same statement saw it.
+  // when given, gets the identity of its table as the same statement saw it. A file the catalog
+  // lists whose table is gone (dropped by hand) is an error marked as damage, naming the file.
   uint32_t LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation,
                            int64_t* oid = nullptr);
   // Creates data file nom (its table and catalog row) unless another program just did; gives

@@ -87,6 +87,13 @@ uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom, std::st
                        Catalogue("vesk_fichiers") + " WHERE entreprise = $1 AND nom = $2",
                    p);
   if (r.Lignes() == 0) return 0;
+  if (r.Grand(0, 1) == 0) {
+    const std::string chemin = Chemin(lieu, isam::UpperAscii(nom) + ".DAT");
+    throw ErreurService(operation, chemin,
+                        "fichier absent : " + chemin + " (la table " + Table(lieu, "d_", nom) +
+                            " n'existe plus, le catalogue de la base la donne encore)",
+                        true);
+  }
   if (oid != nullptr) *oid = r.Grand(0, 1);
   return static_cast<uint32_t>(r.Entier(0, 0));
 }
