@@ -319,6 +319,29 @@ TEST_P(ReconstructionTest, WhatTheFilesHoldCanRefuseTheRebuildAndChangesNothing)
   EXPECT_EQ(n, 1);
 }
 
+// A record the store cannot read soundly (on a folder a slot whose state byte is unknown, on a
+// database a row of another length or missing from its table) refuses the rebuild, naming the
+// file, the record and the damage: nothing is written, the command goes on with its other files.
+TEST_P(ReconstructionTest, ADamagedRecordRefusesTheRebuildAndWritesNothing) {
+  Client("C00001", "Dupont    ");
+  const int32_t deux = Client("C00002", "Martin    ");
+  Client("C00003", "Durand    ");
+  BArbre().Supprime(cli2_, "Martin    ", deux, cli_->fichier);
+  BArbre().Supprime(cli1_, "C00002", deux, cli_->fichier);
+  for (bool retire : {false, true}) {
+    m_->AbimeEnregistrement("", "CLI", 1, retire);
+    BilanReconstruction bilan;
+    Donnee().Reconstruit(PlanClients(), nullptr, bilan);
+    EXPECT_NE(bilan.refus.find("CLI.DAT"), std::string::npos) << bilan.refus;
+    EXPECT_NE(bilan.refus.find("enregistrement 1 "), std::string::npos) << bilan.refus;
+    EXPECT_NE(bilan.refus.find(" endommagé"), std::string::npos) << bilan.refus;
+    EXPECT_FALSE(bilan.en_place);
+    int32_t n = 0;
+    Donnee().Supprimes(false, "Cli", n);
+    EXPECT_EQ(n, 1);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Stockages, LotTest, ::testing::ValuesIn(Stockages()), NomDuStockage);
 INSTANTIATE_TEST_SUITE_P(Stockages, ReconstructionTest, ::testing::ValuesIn(Stockages()),
                          NomDuStockage);

@@ -50,9 +50,10 @@ class Magasin {
   virtual void Abime(int16_t fichier, int32_t no, size_t offset, std::string_view octets) = 0;
   // Damages record no of data file nom (upper case) of company entreprise ("": the root), not
   // open, so that a reader of the whole file finds it unsound: on a folder its slot's state byte,
-  // on a database its row's length.
+  // on a database its row's length, or the row deleted when retire (a number missing; a folder
+  // has no slot to lose: its state byte is damaged all the same).
   virtual void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
-                                   int32_t no) = 0;
+                                   int32_t no, bool retire = false) = 0;
   // Removes the data of file nom (upper case) of company entreprise by hand, past the store:
   // on a folder its .DAT, on a database its table (the catalog still lists it).
   virtual void Retire(const std::string& entreprise, const std::string& nom) = 0;
@@ -119,8 +120,8 @@ class MagasinDossier : public Magasin {
                                 std::span<const char>(octets.data(), octets.size()))
                     .ok());
   }
-  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
-                           int32_t no) override {
+  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom, int32_t no,
+                           bool = false) override {
     const std::filesystem::path chemin = racine_ / entreprise / (nom + ".DAT");
     isam::DataHeader h;
     ASSERT_TRUE(isam::ReadDataHeader(isam::Env::Default(), chemin.string(), &h).ok());
@@ -194,14 +195,15 @@ class MagasinBase : public Magasin {
                p);
     base_->Touche(f);
   }
-  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
-                           int32_t no) override {
+  void AbimeEnregistrement(const std::string& entreprise, const std::string& nom, int32_t no,
+                           bool retire = false) override {
     const pg::Lieu lieu{entreprise, SchemaEntreprise(base_->Adresse().racine, entreprise)};
     pg::Parametres p;
     p.Entier(no);
+    const std::string table = pg::BasePg::Table(lieu, "d_", nom);
     base_->Lit("Abime", nom,
-               "UPDATE " + pg::BasePg::Table(lieu, "d_", nom) +
-                   " SET octets = octets || '\\x58'::bytea WHERE no = $1",
+               retire ? "DELETE FROM " + table + " WHERE no = $1"
+                      : "UPDATE " + table + " SET octets = octets || '\\x58'::bytea WHERE no = $1",
                p);
   }
   void Retire(const std::string& entreprise, const std::string& nom) override {

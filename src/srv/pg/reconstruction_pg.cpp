@@ -82,7 +82,8 @@ class Reconstructeur {
  private:
   void MapRecords(FichierTravail& w);
   void PlanChains();
-  // Each record of w by number (deleted ones included); a number missing is damage.
+  // Each record of w by number (deleted ones included); a number missing or a row of another
+  // length is damage.
   template <typename Visite, typename FinPage>
   void ParPage(const FichierTravail& w, Visite visite, FinPage fin_page);
   void Scan(size_t i);
@@ -153,6 +154,13 @@ void Reconstructeur::Prepare() {
   }
 }
 
+// A row that is not what the catalog says: the store is damaged. The rebuild of the plan is
+// refused naming the file and the record, as a folder's rebuild refuses a damaged slot.
+[[noreturn]] void Endommage(const FichierTravail& w, int64_t no, std::string_view quoi) {
+  throw Refus{w.chemin + " : l'enregistrement " + std::to_string(no) + " " + std::string(quoi) +
+              " (base endommagée)"};
+}
+
 template <typename Visite, typename FinPage>
 void Reconstructeur::ParPage(const FichierTravail& w, Visite visite, FinPage fin_page) {
   int32_t apres = 0;
@@ -166,12 +174,11 @@ void Reconstructeur::ParPage(const FichierTravail& w, Visite visite, FinPage fin
                             p);
     for (int k = 0; k < r.Lignes(); ++k) {
       const int32_t no = r.Entier(k, 0);
-      if (no != attendu) {
-        throw Refus{w.chemin + " : l'enregistrement " + std::to_string(attendu) +
-                    " manque à la table (base endommagée)"};
-      }
+      const std::string_view octets = r.Octets(k, 2);
+      if (no != attendu) Endommage(w, attendu, "manque à la table");
+      if (octets.size() != w.longueur) Endommage(w, no, "n'a pas la longueur du fichier");
       ++attendu;
-      visite(no, r.Booleen(k, 1), r.Octets(k, 2));
+      visite(no, r.Booleen(k, 1), octets);
     }
     fin_page();
     if (r.Lignes() < kPage) return;
