@@ -490,11 +490,10 @@ TEST_P(MigrationTest, AnotherProgramsHandlesOnARemovedOrMovedFileAreRefused) {
   ASSERT_EQ(bilan.refus, "");
 
   // A database names the handle's own file; a folder refuses every operation while a file it
-  // has open is gone, naming that file.
+  // has open is gone, naming that file (the first of them); the same words on every system.
   auto refus = [&](const std::string& fichier) {
-    return GetParam() == "postgresql"
-               ? fichier + " : remplacé par la migration d'un autre programme, à rouvrir"
-               : "CLI.DAT";
+    return (GetParam() == "postgresql" ? fichier : std::string("CLI.DAT")) +
+           " : remplacé par la migration d'un autre programme, à rouvrir";
   };
   EXPECT_ERREUR(autre->Donnee().LireFichier(p.fichier, 1, texte), refus("_01/CLI.DAT"));
   p.champs = "EEEtexte EEE";

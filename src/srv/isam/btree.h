@@ -112,6 +112,7 @@ class BTree {
   // Rereads the header and forgets the cached nodes, after another process changed the file.
   // InvalidArgument when changes of this handle are not flushed yet.
   Status Reload();
+  const std::string& Path() const;
   // Opens the file again by its path (a rebuild replaced it) and reads its header, whose key
   // length and nature may have changed with its table's. Refused, the handle left on its old
   // file, when the new file's node length differs (a key length in another size class).

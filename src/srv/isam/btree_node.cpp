@@ -441,6 +441,8 @@ Status BTree::OpenAsMade(Env* env, const std::string& path, const BTreeOptions& 
               out);
 }
 
+const std::string& BTree::Path() const { return impl_->path; }
+
 Status BTree::Reopen(Env* env) {
   Impl& m = *impl_;
   if (m.header_dirty || m.header_changed) {

@@ -291,15 +291,26 @@ Status DossierDonnees::Recupere(FolderLock::State* st) {
   return verrou_->Write(*st);
 }
 
+namespace {
+
+// A handle whose file is gone (another program's migration removed it, or moved it into its
+// company) is refused in the folder's words, the same on every system, until it is opened again.
+Status Disparu(const Status& s, const std::string& path) {
+  if (!s.IsNotFound()) return s;
+  return Status::NotFound(path + " : remplacé par la migration d'un autre programme, à rouvrir");
+}
+
+}  // namespace
+
 // After a replacement of files: every handle follows its file's new version. Record numbers
 // and walk positions known before no longer hold (a compaction renumbered the records).
 Status DossierDonnees::Reouvre() {
   for (auto& f : fichiers_) {
-    VESK_RETURN_IF_ERROR(f->fichier->Reopen());
+    VESK_RETURN_IF_ERROR(Disparu(f->fichier->Reopen(), f->fichier->Path()));
     f->courant = 0;
   }
   for (auto& a : arbres_) {
-    VESK_RETURN_IF_ERROR(a->arbre->Reopen(env()));
+    VESK_RETURN_IF_ERROR(Disparu(a->arbre->Reopen(env()), a->arbre->Path()));
     a->curseur = false;
   }
   return Status::Ok();
