@@ -1,5 +1,6 @@
 #include "srv/pg/base_pg.h"
 
+#include <array>
 #include <exception>
 
 #include "srv/erreur_service.h"
@@ -70,10 +71,25 @@ void BasePg::Ouvre(std::string_view operation) {
   }
 }
 
+namespace {
+
+constexpr std::array<std::string_view, 4> kCatalogues = {"vesk_fichiers", "vesk_arbres",
+                                                         "vesk_textes", "vesk_structure"};
+
+}  // namespace
+
 // The catalog's tables, made when missing (a store made before the structure counter has
-// every one but it).
+// every one but it); what was missing is noted for DefaitCatalogues.
 void BasePg::Catalogues(std::string_view operation) {
   const std::string racine = Guillemets(adresse_.racine);
+  std::string sql = "SELECT to_regnamespace($1) IS NULL";
+  Parametres p;
+  p.Texte(racine);
+  for (size_t i = 0; i < kCatalogues.size(); ++i) {
+    sql += ", to_regclass($" + std::to_string(i + 2) + ") IS NULL";
+    p.Texte(Catalogue(kCatalogues[i]));
+  }
+  const Resultat avant = connexion_->Execute(sql, p);
   std::vector<Requete> r(6);
   r[0].sql = "CREATE SCHEMA IF NOT EXISTS " + racine;
   r[1].sql = "CREATE TABLE IF NOT EXISTS " + Catalogue("vesk_fichiers") +
@@ -90,6 +106,31 @@ void BasePg::Catalogues(std::string_view operation) {
   r[5].sql = "INSERT INTO " + Catalogue("vesk_structure") + " SELECT 0 WHERE NOT EXISTS (SELECT " +
              "FROM " + Catalogue("vesk_structure") + ")";
   Structure(operation, Nom(), r);
+  schema_fait_ = avant.Booleen(0, 0);
+  catalogues_faits_.clear();
+  for (size_t i = 0; i < kCatalogues.size(); ++i) {
+    if (avant.Booleen(0, static_cast<int>(i) + 1)) {
+      catalogues_faits_.push_back(Catalogue(kCatalogues[i]));
+    }
+  }
+}
+
+void BasePg::DefaitCatalogues(std::string_view operation) {
+  if (!schema_fait_ && catalogues_faits_.empty()) return;
+  std::vector<Requete> r(1);
+  r[0].sql = "DO $$BEGIN IF EXISTS (SELECT FROM " + Catalogue("vesk_fichiers") +
+             ") OR EXISTS (SELECT FROM " + Catalogue("vesk_arbres") + ") OR EXISTS (SELECT FROM " +
+             Catalogue("vesk_textes") +
+             ") THEN RAISE EXCEPTION 'un autre programme y a écrit entre-temps : le schéma " +
+             adresse_.racine + " reste'; END IF; END$$";
+  for (const std::string& t : catalogues_faits_) r.push_back({"DROP TABLE " + t, {}});
+  if (schema_fait_) r.push_back({"DROP SCHEMA " + Guillemets(adresse_.racine), {}});
+  Structure(operation, Nom(), r);
+  schema_fait_ = false;
+  catalogues_faits_.clear();
+  connexion_.reset();
+  structure_.reset();
+  structure_vue_ = -1;
 }
 
 Lieu BasePg::Place(bool dependance, std::string_view nom, std::string_view operation,

@@ -199,6 +199,11 @@ class BasePg {
                  const std::vector<Requete>& requetes, bool ici = false);
   // "vesk.vesk_fichiers", "vesk.vesk_arbres", "vesk.vesk_textes", "vesk.vesk_structure".
   std::string Catalogue(std::string_view table) const;
+  // Takes away what opening the store made, its root schema and the catalog's tables, while
+  // they hold nothing, so that a command that failed leaves the database as it found it
+  // (`vesk copie`); nothing when they were there before. The store is opened again at its next
+  // use.
+  void DefaitCatalogues(std::string_view operation);
   // The current transaction replaces tables that other programs may have open (a migration):
   // the structure counter moves with it (docs/postgresql.md, "Other programs' open files").
   void ChangeStructure(std::string_view operation);
@@ -245,11 +250,13 @@ class BasePg {
   bool verrou_ = false;                     // the lock asked in this transaction
   uint64_t epoque_ = 1;
   uint64_t generation_ = 1;
-  int64_t structure_vue_ = -1;    // the structure counter as this thread last saw it
-  int64_t structure_neuve_ = -1;  // its value once the current transaction commits
-  bool brut_ = false;             // Lit sends no check (a Lecture's BEGIN and end)
-  bool pari_ = false;             // the current transaction bets (Parie)
-  bool pari_perdu_ = false;       // a bet failed, not yet asked about (PariPerdu)
+  int64_t structure_vue_ = -1;                 // the structure counter as this thread last saw it
+  int64_t structure_neuve_ = -1;               // its value once the current transaction commits
+  bool brut_ = false;                          // Lit sends no check (a Lecture's BEGIN and end)
+  bool schema_fait_ = false;                   // the root schema was made by Catalogues
+  std::vector<std::string> catalogues_faits_;  // the catalog's tables made by Catalogues
+  bool pari_ = false;                          // the current transaction bets (Parie)
+  bool pari_perdu_ = false;                    // a bet failed, not yet asked about (PariPerdu)
   int lot_ = 0;
   int profondeur_ = 0;
   int exceptions_ = 0;

@@ -191,12 +191,23 @@ void CopieVersBase(const std::string& dossier, BasePg& base, SuiviProgression& s
   Verifie(d.Reprise(), kOp, dossier);
   isam::Lecture lecture(d, kOp);
   const Inventaire inv = Inventorie(env, dossier);
-  base.Transaction(kOp, base.Nom(), [&] {
-    ExigeBaseVide(base);
-    for (const Objet& o : inv.fichiers) FichierVersBase(env, o, base, suivi, bilan);
-    for (const Objet& o : inv.arbres) ArbreVersBase(env, o, base, suivi, bilan);
-    for (const Objet& o : inv.textes) TexteVersBase(env, o, base, bilan);
-  });
+  try {
+    base.Transaction(kOp, base.Nom(), [&] {
+      ExigeBaseVide(base);
+      for (const Objet& o : inv.fichiers) FichierVersBase(env, o, base, suivi, bilan);
+      for (const Objet& o : inv.arbres) ArbreVersBase(env, o, base, suivi, bilan);
+      for (const Objet& o : inv.textes) TexteVersBase(env, o, base, bilan);
+    });
+  } catch (const ErreurService& e) {
+    // The copy rolled back; the schema and catalog its opening made go too.
+    try {
+      base.DefaitCatalogues(kOp);
+    } catch (const ErreurService& f) {
+      throw ErreurService(e.Operation(), e.Objet(), e.Message() + " (et " + f.Message() + ")",
+                          e.Endommage());
+    }
+    throw;
+  }
 }
 
 namespace {

@@ -108,5 +108,44 @@ TEST_F(CopiePostgresql, ADamagedSourceEndsEveryPhaseOfTheProgress) {
   EXPECT_EQ(ouvertes, 0);
 }
 
+// A copy that fails (here a truncated CLI.DAT) leaves the database as it found it: a root schema
+// that was not there is not there after; a schema that was there, with or without a catalog,
+// holds what it held.
+TEST_F(CopiePostgresql, AFailedCopyLeavesTheDatabaseAsItFoundIt) {
+  const std::filesystem::path cli = dossier_ / "source" / "CLI.DAT";
+  std::filesystem::resize_file(cli, std::filesystem::file_size(cli) - 3);
+  const std::string neuf = schema_ + "_neuf", a_moi = schema_ + "_amoi", vide = schema_ + "_vide";
+  Execute("CREATE SCHEMA " + a_moi);
+  Execute("CREATE TABLE " + a_moi + ".a_moi (x integer)");
+  OuvreBase(uri_, vide, false)->Lit("Essai", vide, "SELECT 1", Parametres());
+  auto tables = [&](const std::string& schema) {
+    Parametres p;
+    p.Texte(schema);
+    const Resultat r =
+        base_->Lit("Essai", schema,
+                   "SELECT (SELECT count(*) FROM pg_namespace WHERE nspname = $1)::text || ':' || "
+                   "coalesce(string_agg(tablename, ',' ORDER BY tablename), '') FROM pg_tables "
+                   "WHERE schemaname = $1",
+                   p);
+    return std::string(r.Octets(0, 0));
+  };
+  const std::string vide_avant = tables(vide);
+  EXPECT_EQ(vide_avant, "1:vesk_arbres,vesk_fichiers,vesk_structure,vesk_textes");
+  for (const std::string& schema : {neuf, a_moi, vide}) {
+    SuiviCompte suivi;
+    BilanCopie bilan;
+    try {
+      CopieVersBase((dossier_ / "source").string(), *OuvreBase(uri_, schema, false), suivi, &bilan);
+      ADD_FAILURE() << "pas d'erreur pour " << schema;
+    } catch (const ErreurService& e) {
+      EXPECT_NE(std::string(e.what()).find("CLI.DAT : fichier tronqué"), std::string::npos)
+          << e.what();
+    }
+  }
+  EXPECT_EQ(tables(neuf), "0:");
+  EXPECT_EQ(tables(a_moi), "1:a_moi");
+  EXPECT_EQ(tables(vide), vide_avant);
+}
+
 }  // namespace
 }  // namespace vesk::pg
