@@ -54,8 +54,8 @@ class Magasin {
   // has no slot to lose: its state byte is damaged all the same).
   virtual void AbimeEnregistrement(const std::string& entreprise, const std::string& nom,
                                    int32_t no, bool retire = false) = 0;
-  // Removes the data of file nom (upper case) of company entreprise by hand, past the store:
-  // on a folder its .DAT, on a database its table (the catalog still lists it).
+  // Removes data file or B-tree nom ("CLI.DAT", "CLI1.DAB") of company entreprise by hand, past
+  // the store: on a folder the file, on a database its table (the catalog still lists it).
   virtual void Retire(const std::string& entreprise, const std::string& nom) = 0;
   // Writes the text file nom of the root as these bytes.
   virtual void EcritBrut(const std::string& nom, std::string_view octets) = 0;
@@ -131,7 +131,7 @@ class MagasinDossier : public Magasin {
     ASSERT_TRUE(f.good());
   }
   void Retire(const std::string& entreprise, const std::string& nom) override {
-    ASSERT_TRUE(std::filesystem::remove(racine_ / entreprise / (nom + ".DAT")));
+    ASSERT_TRUE(std::filesystem::remove(racine_ / entreprise / nom));
   }
   void EcritBrut(const std::string& nom, std::string_view octets) override {
     std::ofstream(racine_ / nom, std::ios::binary) << octets;
@@ -208,7 +208,9 @@ class MagasinBase : public Magasin {
   }
   void Retire(const std::string& entreprise, const std::string& nom) override {
     const pg::Lieu lieu{entreprise, SchemaEntreprise(base_->Adresse().racine, entreprise)};
-    base_->Lit("Retire", nom, "DROP TABLE " + pg::BasePg::Table(lieu, "d_", nom) + " CASCADE",
+    const std::string base = nom.substr(0, nom.size() - 4);
+    const char* prefixe = nom.ends_with(".DAB") ? "b_" : "d_";
+    base_->Lit("Retire", nom, "DROP TABLE " + pg::BasePg::Table(lieu, prefixe, base) + " CASCADE",
                pg::Parametres());
   }
   void EcritBrut(const std::string& nom, std::string_view octets) override {

@@ -3,7 +3,10 @@
 // both left as they were; a dry run that only reads; a file moved to its company.
 #include "srv/migration.h"
 
+#include <functional>
+
 #include "srv/comportement/magasin_essai.h"
+#include "srv/reconstruction.h"
 #include "srv/suivi_progression.h"
 
 namespace vesk::essai {
@@ -281,38 +284,71 @@ TEST_P(MigrationTest, ADamagedRecordIsAnErrorAndWritesNothing) {
   EXPECT_EQ(texte, "DDDtexte DDD    ");
 }
 
-// A file whose data is gone (its .DAT deleted; its table dropped by hand while the catalog of
-// the database still lists it) is refused at its opening, naming it. On a database the catalog
-// says the file is there: a migration is an error marked as damage and writes nothing (a folder
-// has no catalog: its file is simply not there to migrate).
+// A data file or a B-tree whose data is gone (its file deleted; its table dropped by hand while
+// the catalog of the database still lists it) is refused at its opening, naming it, in the
+// folder's words. On a database the catalog says it is there: its opening with creation, a
+// migration (and its dry run) and a rebuild are errors marked as damage that write nothing (a
+// folder has no catalog: what is gone is simply not there to migrate). The tree first: a
+// missing CLI.DAT is met before its trees.
 TEST_P(MigrationTest, AFileWhoseDataIsGoneIsAnErrorNamingIt) {
-  m_->Retire("01", "CLI");
-  Reouvre("01");
+  const bool base = GetParam() == "postgresql";
   Proprio q(&Donnee(), "Cli");
+  int16_t arbre = 0;
+  // Each way through the store to the object gone: an error marked as damage naming it.
+  auto endommage = [&](const std::string& absent, const std::string& objet,
+                       const std::function<void()>& ouvre) {
+    auto verifie = [&](const std::function<void()>& appel, const char* quoi) {
+      try {
+        appel();
+        ADD_FAILURE() << quoi << " : pas d'erreur";
+      } catch (const ErreurService& e) {
+        EXPECT_TRUE(e.Endommage()) << quoi << " : " << e.what();
+        EXPECT_NE(e.Message().find(absent + "postgresql://"), std::string::npos) << e.what();
+        EXPECT_NE(e.Message().find("_01/" + objet + " (la table "), std::string::npos) << e.what();
+        EXPECT_NE(e.Message().find("n'existe plus, le catalogue de la base la donne encore"),
+                  std::string::npos)
+            << e.what();
+      }
+    };
+    verifie(ouvre, "ouverture avec création");
+    PlanReconstruction compacte;
+    compacte.fichiers.push_back({"Cli", true, true, {Arbre("Cli1", 0, 3, "P")}});
+    BilanReconstruction reconstruit;
+    verifie([&] { Donnee().Reconstruit(compacte, nullptr, reconstruit); }, "Reconstruit");
+    EXPECT_FALSE(reconstruit.en_place);
+    EcritDic();
+    for (bool essai : {true, false}) {
+      PlanMigration plan = Elargit();
+      plan.essai = essai;
+      BilanMigration bilan;
+      verifie([&] { Donnee().Migre(plan, muet_, bilan); }, essai ? "essai" : "Migre");
+      EXPECT_FALSE(bilan.en_place);
+      EXPECT_EQ(bilan.sauvegarde, "");
+    }
+    Reouvre("01");
+    EXPECT_EQ(Dic(), "");
+  };
+
+  m_->Retire("01", "CLI1.DAB");
+  Reouvre("01");
+  EXPECT_ERREUR(BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", false), "B-arbre introuvable : ");
+  EXPECT_ERREUR(BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", false), "CLI1.DAB");
+  if (base) {
+    endommage("B-arbre introuvable : ", "CLI1.DAB",
+              [&] { BArbre().B_Arbre(true, "Cli1", 3, "P", arbre, "", true); });
+    const std::vector<std::string> cli = Cli(16);  // neither compacted nor widened
+    EXPECT_EQ(cli[0] + cli[3], "AAAtexte AAA    DDDtexte DDD    ");
+  }
+
+  m_->Retire("01", "CLI.DAT");
+  Reouvre("01");
   EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", false),
                 "fichier absent : ");
   EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", false), "CLI.DAT");
-  if (GetParam() != "postgresql") return;
-  EXPECT_ERREUR(Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", true),
-                "n'existe plus, le catalogue de la base la donne encore");
-  EcritDic();
-  BilanMigration bilan;
-  for (bool essai : {true, false}) {
-    PlanMigration plan = Elargit();
-    plan.essai = essai;
-    try {
-      Donnee().Migre(plan, muet_, bilan);
-      ADD_FAILURE() << "pas d'erreur ; refus : " << bilan.refus;
-    } catch (const ErreurService& e) {
-      EXPECT_TRUE(e.Endommage()) << e.what();
-      EXPECT_NE(e.Message().find("fichier absent : "), std::string::npos) << e.what();
-      EXPECT_NE(e.Message().find("_01/CLI.DAT"), std::string::npos) << e.what();
-    }
-    EXPECT_FALSE(bilan.en_place);
-    EXPECT_EQ(bilan.sauvegarde, "");
+  if (base) {
+    endommage("fichier absent : ", "CLI.DAT",
+              [&] { Donnee().Donnee(true, "Cli", 16, q.fichier, &q, "", "", "", true); });
   }
-  Reouvre("01");
-  EXPECT_EQ(Dic(), "");
   EXPECT_ERREUR(BArbre().B_Arbre(true, "Cli2", 3, "S", q.fichier, "", false), "CLI2.DAB");
 }
 

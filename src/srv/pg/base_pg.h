@@ -189,6 +189,8 @@ class BasePg {
     std::string fichier_indexe;
     int64_t oid = 0;  // the identity of its table
   };
+  // The catalog's B-tree nom of lieu (existe false when absent). One the catalog lists whose
+  // table is gone (dropped by hand) is an error marked as damage, naming its file.
   ArbreCatalogue LitArbre(const Lieu& lieu, std::string_view nom, std::string_view operation);
   ArbreCatalogue CreeArbre(const Lieu& lieu, std::string_view nom, const ArbreCatalogue& a,
                            std::string_view operation, bool ici = false);
@@ -216,6 +218,11 @@ class BasePg {
   }
   void Ouvre(std::string_view operation);
   void Catalogues(std::string_view operation);
+  // Throws: an object the catalog lists whose table (prefixe, nom) is gone, marked as damage,
+  // « <absent><its path> (la table … n'existe plus, …) ».
+  [[noreturn]] void TableDisparue(const Lieu& lieu, std::string_view prefixe, std::string_view nom,
+                                  std::string_view extension, std::string_view absent,
+                                  std::string_view operation);
   // The session's settings: the lock delay, the synchronisation.
   void Regle(ConnexionPg& c) const;
   void EnvoieFile();

@@ -78,6 +78,16 @@ Resultat BasePg::LitValide(std::string_view operation, std::string_view objet,
   }
 }
 
+void BasePg::TableDisparue(const Lieu& lieu, std::string_view prefixe, std::string_view nom,
+                           std::string_view extension, std::string_view absent,
+                           std::string_view operation) {
+  const std::string chemin = Chemin(lieu, isam::UpperAscii(nom) + std::string(extension));
+  throw ErreurService(operation, chemin,
+                      std::string(absent) + chemin + " (la table " + Table(lieu, prefixe, nom) +
+                          " n'existe plus, le catalogue de la base la donne encore)",
+                      true);
+}
+
 uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom, std::string_view operation,
                                  int64_t* oid) {
   Parametres p;
@@ -87,13 +97,7 @@ uint32_t BasePg::LongueurFichier(const Lieu& lieu, std::string_view nom, std::st
                        Catalogue("vesk_fichiers") + " WHERE entreprise = $1 AND nom = $2",
                    p);
   if (r.Lignes() == 0) return 0;
-  if (r.Grand(0, 1) == 0) {
-    const std::string chemin = Chemin(lieu, isam::UpperAscii(nom) + ".DAT");
-    throw ErreurService(operation, chemin,
-                        "fichier absent : " + chemin + " (la table " + Table(lieu, "d_", nom) +
-                            " n'existe plus, le catalogue de la base la donne encore)",
-                        true);
-  }
+  if (r.Grand(0, 1) == 0) TableDisparue(lieu, "d_", nom, ".DAT", "fichier absent : ", operation);
   if (oid != nullptr) *oid = r.Grand(0, 1);
   return static_cast<uint32_t>(r.Entier(0, 0));
 }
@@ -127,6 +131,8 @@ BasePg::ArbreCatalogue BasePg::LitArbre(const Lieu& lieu, std::string_view nom,
                    p);
   ArbreCatalogue a;
   if (r.Lignes() == 0) return a;
+  if (r.Grand(0, 3) == 0)
+    TableDisparue(lieu, "b_", nom, ".DAB", "B-arbre introuvable : ", operation);
   a.existe = true;
   a.longueur_cle = static_cast<uint16_t>(r.Entier(0, 0));
   a.nature = r.Octets(0, 1).empty() ? 'P' : r.Octets(0, 1)[0];

@@ -22,8 +22,9 @@ struct BilanCopie {
 };
 
 // Copies the data folder `dossier` into the store of base, which must be empty. Throws
-// ErreurService (nothing copied) on any failure. suivi is told of each object copied (a phase
-// named "Copie 01/CLIENT.DAT", its records or keys as units).
+// ErreurService on any failure, the database left as it was found: nothing copied, and the
+// root schema and catalog tables the opening of base made dropped again. suivi is told of each
+// object copied (a phase named "Copie 01/CLIENT.DAT", its records or keys as units).
 void CopieVersBase(const std::string& dossier, BasePg& base, SuiviProgression& suivi,
                    BilanCopie* bilan);
 // Copies the store of base into the data folder `dossier` (made when absent), which must hold
