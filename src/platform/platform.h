@@ -122,12 +122,38 @@ class MemoireCache {
   size_t size() const { return size_; }
   // Asks, from now on, for large pages behind memory taken without them: its bytes are moved
   // into large pages at once where the system can (Linux 6.1 and later), a hint otherwise.
+  // Safe while another thread reads and writes the bytes (they stay as they are).
   void PasseEnGrandesPages();
 
  private:
   void* reserve_ = nullptr;  // what goes back to the system
   char* data_ = nullptr;
   size_t size_ = 0;
+};
+
+// The next block of a growing cache, made ahead on another thread (Linux): the system zeroes
+// fresh memory at its first touch, and a virtual machine's host backs it then too, which costs
+// a cache filled at speed a good part of its time; made ahead, that happens while the cache
+// fills the block before. Elsewhere (Windows) Prends makes the block when asked. A preparation
+// under way belongs to this object: its destructor waits for it. One owner, one thread at a
+// time; not carried across fork().
+class MemoireAvance {
+ public:
+  MemoireAvance();
+  ~MemoireAvance();
+  MemoireAvance(const MemoireAvance&) = delete;
+  MemoireAvance& operator=(const MemoireAvance&) = delete;
+  // Starts making a block of size bytes, each of its pages touched, after moving the blocks of
+  // a_passer into large pages (they must outlive the preparation). Called when none is under
+  // way or ready: after Prends, or first.
+  void Prepare(size_t size, bool grandes_pages, std::vector<MemoireCache*> a_passer = {});
+  // A block of size bytes: the one prepared, once ready, when it was asked with the same size
+  // and pages, else one made now. data() is null when the memory cannot be had.
+  std::unique_ptr<MemoireCache> Prends(size_t size, bool grandes_pages);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
 };
 
 // Local calendar time, to the second.

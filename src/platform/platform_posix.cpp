@@ -11,10 +11,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <system_error>
 #include <thread>
 
 #include "platform/platform.h"
@@ -477,6 +480,52 @@ void MemoireCache::PasseEnGrandesPages() {
 
 MemoireCache::~MemoireCache() {
   if (reserve_ != nullptr) ::munmap(reserve_, size_);
+}
+
+struct MemoireAvance::Impl {
+  std::thread worker;
+  std::unique_ptr<MemoireCache> ready;  // written by worker, read after join
+  size_t size = 0;
+  bool grandes_pages = false;
+};
+
+MemoireAvance::MemoireAvance() : impl_(std::make_unique<Impl>()) {}
+
+MemoireAvance::~MemoireAvance() {
+  if (impl_->worker.joinable()) impl_->worker.join();
+}
+
+void MemoireAvance::Prepare(size_t size, bool grandes_pages, std::vector<MemoireCache*> a_passer) {
+  assert(!impl_->worker.joinable() && impl_->ready == nullptr);
+  impl_->size = size;
+  impl_->grandes_pages = grandes_pages;
+  auto work = [impl = impl_.get(), size, grandes_pages, a_passer] {
+    for (MemoireCache* c : a_passer) c->PasseEnGrandesPages();
+    try {
+      auto m = std::make_unique<MemoireCache>(size, grandes_pages);
+      // One write a page faults it in (a large page at its first byte); the bytes stay zero.
+      volatile char* p = m->data();
+      for (size_t at = 0; p != nullptr && at < size; at += 4096) p[at] = 0;
+      impl->ready = std::move(m);
+    } catch (const std::bad_alloc&) {
+      // Nothing made ahead: Prends makes the block and meets the shortage itself.
+    }
+  };
+  try {
+    impl_->worker = std::thread(work);
+  } catch (const std::system_error&) {
+    for (MemoireCache* c : a_passer) c->PasseEnGrandesPages();  // no thread to be had
+  }
+}
+
+std::unique_ptr<MemoireCache> MemoireAvance::Prends(size_t size, bool grandes_pages) {
+  if (impl_->worker.joinable()) impl_->worker.join();
+  std::unique_ptr<MemoireCache> m = std::move(impl_->ready);
+  if (m != nullptr && m->data() != nullptr && impl_->size == size &&
+      impl_->grandes_pages == grandes_pages) {
+    return m;
+  }
+  return std::make_unique<MemoireCache>(size, grandes_pages);
 }
 
 uint64_t HorlogeNs() {

@@ -417,6 +417,34 @@ TEST(PlatformMisc, CacheMemoryIsAlignedZeroedAndWritable) {
   }
 }
 
+// A block made ahead is the block asked for: its size, aligned, zero; asked with another size,
+// the block made is of the size asked; blocks moved into large pages meanwhile keep their bytes;
+// a preparation left under way goes with its owner.
+TEST(PlatformMisc, CacheMemoryMadeAheadIsTheBlockAskedFor) {
+  const size_t size = 2 * kAlignementMemoireCache;
+  MemoireAvance avance;
+  for (int round = 0; round < 3; ++round) {
+    avance.Prepare(size, true);
+    std::unique_ptr<MemoireCache> m = avance.Prends(size, true);
+    ASSERT_NE(m->data(), nullptr);
+    EXPECT_EQ(m->size(), size);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(m->data()) % kAlignementMemoireCache, 0u);
+    for (size_t i = 0; i < size; i += 4096) ASSERT_EQ(m->data()[i], 0) << i;
+    std::memset(m->data(), 'v', size);
+  }
+  // Blocks moved into large pages on the other thread keep their bytes.
+  MemoireCache ordinaire(size, false);
+  std::memset(ordinaire.data(), 'o', size);
+  avance.Prepare(size, true, {&ordinaire});
+  std::unique_ptr<MemoireCache> autre = avance.Prends(kAlignementMemoireCache, false);
+  ASSERT_NE(autre->data(), nullptr);
+  EXPECT_EQ(autre->size(), kAlignementMemoireCache);
+  EXPECT_EQ(avance.Prends(4096, true)->size(), 4096u);  // nothing prepared: made now
+  for (size_t i = 0; i < size; i += 4096) ASSERT_EQ(ordinaire.data()[i], 'o') << i;
+  MemoireAvance laissee;
+  laissee.Prepare(size, true);
+}
+
 // Records, in a list owned by the test, the contents it had when destroyed.
 struct Temoin {
   Temoin(std::vector<std::string>* f, std::string c) : fins(f), contenu(std::move(c)) {}

@@ -541,6 +541,15 @@ MemoireCache::~MemoireCache() {
   if (reserve_ != nullptr) ::VirtualFree(reserve_, 0, MEM_RELEASE);
 }
 
+// No thread here: the block is made when asked.
+struct MemoireAvance::Impl {};
+MemoireAvance::MemoireAvance() = default;
+MemoireAvance::~MemoireAvance() = default;
+void MemoireAvance::Prepare(size_t, bool, std::vector<MemoireCache*>) {}
+std::unique_ptr<MemoireCache> MemoireAvance::Prends(size_t size, bool grandes_pages) {
+  return std::make_unique<MemoireCache>(size, grandes_pages);
+}
+
 uint64_t HorlogeNs() {
   static const uint64_t frequency = [] {
     LARGE_INTEGER f;

@@ -168,34 +168,47 @@ CachePool::~CachePool() = default;
 // ordinary pages: the short jobs that fill it would otherwise wait while the system gathers
 // memory for each large page. Once the pool passes kOrdinaires bytes, its chunks go to large
 // pages, those it had included (moved once): blocks read at random over a large cache then
-// cost few address-translation misses (measured in docs/engine-speed.md, under Large pages). A
-// dropped frame's buffer waits in spare for the next block of its size, whichever pager of the
-// pool it serves.
+// cost few address-translation misses (measured in docs/engine-speed.md, under Large pages).
+// Once the pool has two chunks it is growing: the next chunk is made ahead on another thread,
+// and the move into large pages done there, while the blocks of the last chunk fill (docs/
+// engine-speed.md, Fresh memory made ahead). A dropped frame's buffer waits in spare for the
+// next block of its size, whichever pager of the pool it serves.
 char* CachePool::Buffer(uint32_t block_size) {
   auto it = std::find_if(spare_.begin(), spare_.end(),
                          [block_size](const auto& s) { return s.first == block_size; });
   if (it == spare_.end()) it = spare_.insert(spare_.end(), {block_size, {}});
   if (it->second.empty()) {
-    constexpr size_t kOrdinaires = size_t{64} << 20;
-    size_t count = std::max<size_t>(1, platform::kAlignementMemoireCache / block_size);
-    size_t alloue = 0;
-    for (const auto& c : chunks_) alloue += c->size();
-    const bool grandes = alloue >= kOrdinaires;
-    if (grandes && !grandes_pages_) {
-      for (const auto& c : chunks_) c->PasseEnGrandesPages();
-      grandes_pages_ = true;
-    }
-    chunks_.push_back(std::make_unique<platform::MemoireCache>(count * block_size, grandes));
-    char* first = chunks_.back()->data();
-    if (first == nullptr) {
-      chunks_.pop_back();
-      throw std::bad_alloc();
-    }
+    const size_t count = std::max<size_t>(1, platform::kAlignementMemoireCache / block_size);
+    char* first = NewChunk(count * block_size);
     for (size_t i = count; i-- > 0;) it->second.push_back(first + i * block_size);
   }
   char* buffer = it->second.back();
   it->second.pop_back();
   return buffer;
+}
+
+char* CachePool::NewChunk(size_t size) {
+  constexpr size_t kOrdinaires = size_t{64} << 20;
+  size_t alloue = 0;
+  for (const auto& c : chunks_) alloue += c->size();
+  chunks_.push_back(avance_.Prends(size, alloue >= kOrdinaires));
+  char* first = chunks_.back()->data();
+  if (first == nullptr) {
+    chunks_.pop_back();
+    throw std::bad_alloc();
+  }
+  // The chunks taken so far go to large pages when the next one is to have them.
+  std::vector<platform::MemoireCache*> a_passer;
+  if (!grandes_pages_ && alloue + size >= kOrdinaires) {
+    for (const auto& c : chunks_) a_passer.push_back(c.get());
+    grandes_pages_ = true;
+  }
+  if (chunks_.size() >= 2 && alloue + 2 * size <= budget_) {
+    avance_.Prepare(size, grandes_pages_, std::move(a_passer));
+  } else {
+    for (platform::MemoireCache* c : a_passer) c->PasseEnGrandesPages();
+  }
+  return first;
 }
 
 void CachePool::Give(char* buffer, uint32_t block_size) {

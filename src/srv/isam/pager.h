@@ -38,6 +38,7 @@ class CachePool {
   friend class Pager;
   struct Member;
   char* Buffer(uint32_t block_size);
+  char* NewChunk(size_t size);  // a new chunk of the pool's memory; throws bad_alloc
   void Give(char* buffer, uint32_t block_size);
   bool Full(uint32_t more) const { return held_bytes_ + more > budget_; }
   // Drops one clean block of the coldest member that has one (not of keep when avoidable);
@@ -49,7 +50,10 @@ class CachePool {
   uint64_t tick_ = 0;
   std::vector<Member*> members_;
   std::vector<std::unique_ptr<platform::MemoireCache>> chunks_;
-  bool grandes_pages_ = false;                                  // the pool has gone to large pages
+  bool grandes_pages_ = false;  // the pool has gone to large pages
+  // The next chunk, made ahead once the pool grows; after chunks_, so that a preparation
+  // moving them is over before they go.
+  platform::MemoireAvance avance_;
   std::vector<std::pair<uint32_t, std::vector<char*>>> spare_;  // by block size
 };
 

@@ -293,5 +293,30 @@ TEST(CachePoolTest, FilesShareOneBudgetAndTheActiveOneTakesTheRoom) {
   EXPECT_EQ(held[0], 63);
 }
 
+// A growing cache takes its memory made ahead on another thread and moves it into large pages
+// there once past 64 MiB, while its blocks are written: every block keeps its bytes.
+TEST(CachePoolTest, BlocksKeepTheirBytesWhileTheCacheGrowsPastItsOrdinaryPages) {
+  MemEnv env;
+  constexpr uint64_t kBlocks = 20000;  // 78 MiB
+  auto pool = std::make_shared<CachePool>(size_t{96} << 20);
+  std::unique_ptr<Pager> a;
+  ASSERT_TRUE(Pager::Open(&env, "/a", OpenMode::kCreate, kBlock, 0, &a, pool).ok());
+  std::vector<char> block(kBlock);
+  for (uint64_t no = 0; no < kBlocks; ++no) {
+    std::memcpy(block.data(), &no, sizeof no);
+    block[kBlock - 1] = static_cast<char>(no % 251);
+    ASSERT_TRUE(a->Write(no * kBlock, block).ok());
+  }
+  for (uint64_t no = 0; no < kBlocks; ++no) {
+    const char* p = nullptr;
+    ASSERT_TRUE(a->BlockForRead(no, &p).ok());
+    uint64_t got = 0;
+    std::memcpy(&got, p, sizeof got);
+    ASSERT_EQ(got, no);
+    ASSERT_EQ(p[kBlock - 1], static_cast<char>(no % 251)) << no;
+  }
+  EXPECT_EQ(a->counters().block_reads, 0u);
+}
+
 }  // namespace
 }  // namespace vesk::isam
