@@ -145,6 +145,14 @@ class ReconstructionTest : public ServicesTest {
     BArbre().InsS(cli2_, nom, no, cli_->fichier);
     return no;
   }
+  // Dupont, Martin and Durand; Martin then deleted (taken out of both trees).
+  void TroisClientsDontUnSupprime() {
+    Client("C00001", "Dupont    ");
+    const int32_t deux = Client("C00002", "Martin    ");
+    Client("C00003", "Durand    ");
+    BArbre().Supprime(cli2_, "Martin    ", deux, cli_->fichier);
+    BArbre().Supprime(cli1_, "C00002", deux, cli_->fichier);
+  }
   int32_t Facture(const std::string& numero) {
     fac_->champs = numero;
     int32_t no = 0;
@@ -255,11 +263,7 @@ TEST_P(ReconstructionTest, CompactingLinesRenumbersTheirChainsAndRebuildsTheHead
 }
 
 TEST_P(ReconstructionTest, CompactingCustomersRebuildsBothTheirTrees) {
-  Client("C00001", "Dupont    ");
-  const int32_t deux = Client("C00002", "Martin    ");
-  Client("C00003", "Durand    ");
-  BArbre().Supprime(cli2_, "Martin    ", deux, cli_->fichier);
-  BArbre().Supprime(cli1_, "C00002", deux, cli_->fichier);
+  TroisClientsDontUnSupprime();
   BilanReconstruction bilan;
   Donnee().Reconstruit(PlanClients(), nullptr, bilan);
   EXPECT_EQ(bilan.refus, "");
@@ -323,11 +327,7 @@ TEST_P(ReconstructionTest, WhatTheFilesHoldCanRefuseTheRebuildAndChangesNothing)
 // database a row of another length or missing from its table) refuses the rebuild, naming the
 // file, the record and the damage: nothing is written, the command goes on with its other files.
 TEST_P(ReconstructionTest, ADamagedRecordRefusesTheRebuildAndWritesNothing) {
-  Client("C00001", "Dupont    ");
-  const int32_t deux = Client("C00002", "Martin    ");
-  Client("C00003", "Durand    ");
-  BArbre().Supprime(cli2_, "Martin    ", deux, cli_->fichier);
-  BArbre().Supprime(cli1_, "C00002", deux, cli_->fichier);
+  TroisClientsDontUnSupprime();
   for (bool retire : {false, true}) {
     m_->AbimeEnregistrement("", "CLI", 1, retire);
     BilanReconstruction bilan;
