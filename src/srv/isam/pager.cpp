@@ -170,9 +170,9 @@ CachePool::~CachePool() = default;
 // pages, those it had included (moved once): blocks read at random over a large cache then
 // cost few address-translation misses (measured in docs/engine-speed.md, under Large pages).
 // Once the pool has two chunks it is growing: the next chunk is made ahead on another thread,
-// and the move into large pages done there, while the blocks of the last chunk fill (docs/
-// engine-speed.md, Fresh memory made ahead). A dropped frame's buffer waits in spare for the
-// next block of its size, whichever pager of the pool it serves.
+// and the move into large pages done there, while the blocks of the last chunk fill
+// (docs/engine-speed.md, Fresh memory made ahead). A dropped frame's buffer waits in spare for
+// the next block of its size, whichever pager of the pool it serves.
 char* CachePool::Buffer(uint32_t block_size) {
   auto it = std::find_if(spare_.begin(), spare_.end(),
                          [block_size](const auto& s) { return s.first == block_size; });
